@@ -1,0 +1,181 @@
+#ifndef KEEPSAFE_CACHE_ACCESSCACHE_H
+#define KEEPSAFE_CACHE_ACCESSCACHE_H
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+#include <boost/optional.hpp>
+#include <boost/shared_ptr.hpp>
+
+#include <keepsafe/cache/Manifest.h>
+#include <keepsafe/cache/Operation.h>
+#include <keepsafe/cache/detail/MemoryMap.h>
+#include <keepsafe/cache/detail/ReadOnlyBlockAllocator.h>
+#include <keepsafe/cache/detail/records.h>
+#include <keepsafe/cache/detail/segment_iterator.h>
+#include <keepsafe/platform/export/export.h>
+#include <keepsafe/platform/filelock/FileLock.h>
+#include <keepsafe/rbac/namespace/ObjectNamespace.h>
+
+namespace Tessara::Keepsafe::Rbac {
+
+/// An access cache: a directory that the access-control service writes and this class reads through
+/// read-only mappings. Opening costs the same for every size; what is never looked at is never read.
+///
+/// Threads and processes: any number of each may use one cache at a time, each through readers of its own from
+/// `lock()`. The writer is kept out by the file lock named by the manifest's path.
+///
+/// Nothing in the files is trusted: an offset outside its file, or a tree that leads round in a circle, throws
+/// `EC_exception` 12 after a line in the log.
+class KEEPSAFE_API AccessCache {
+public:
+    class Reader;
+
+    static const std::string MANIFEST_FILE_NAME; ///< "manifest.json"
+    static const std::string METADATA_FILE_NAME; ///< "metadata"
+    static const std::string OBJECT_FILE_NAME;   ///< "objects"
+    static const std::string NODE_FILE_NAME;     ///< "nodes"
+    static const std::string AD_COUNT_FILE_NAME; ///< "counts": the writer's own; never opened here
+    static const std::string SEGMENT_FILE_NAME;  ///< "segments"
+
+    /// Maps the cache's files. Throws `std::runtime_error` when one of them cannot be opened or mapped, after a line on
+    /// standard error; see `detail::MemoryMap`.
+    explicit AccessCache(const Manifest& manifest);
+    ~AccessCache();
+    AccessCache(const AccessCache&) = delete;
+    AccessCache& operator=(const AccessCache&) = delete;
+
+    /// Path of the manifest, which is also the name of the cache's file lock.
+    [[nodiscard]] const std::string& manifest_filename() const noexcept { return manifest_.manifestFileName; }
+    /// The manifest that the cache was opened with.
+    [[nodiscard]] const Manifest& manifest() const noexcept { return manifest_; }
+
+    /// Records in the mapped "objects" file, the reserved first one included.
+    [[nodiscard]] std::size_t managedObjectCount() const noexcept;
+
+    /// Takes the shared file lock, waiting for the writer as long as it takes, and maps anew what the writer has grown. Throws
+    /// `EC_exception` 12 when a write was interrupted, when the header is missing or when the lock cannot be had, and
+    /// `std::runtime_error` when a file cannot be mapped.
+    [[nodiscard]] Reader lock() const;
+
+private:
+    /// Counts the readers of this process, so that a mapping is released only when nobody reads through it.
+    class ReaderPin;
+
+    void refresh() const;
+    void refreshLocked() const;
+    void releaseRetired() const noexcept;
+
+    Manifest manifest_;
+    FileLock fileLock_;
+    mutable detail::MemoryMap metadataMap_;
+    mutable detail::MemoryMap objectMap_;
+    mutable detail::MemoryMap nodeMap_;
+    mutable detail::MemoryMap segmentMap_;
+    detail::ReadOnlyBlockAllocator<detail::MetadataHeader> metadata_;
+    detail::ReadOnlyBlockAllocator<ManagedObject> objects_;
+    detail::ReadOnlyBlockAllocator<detail::BitsNode> nodes_;
+    detail::ReadOnlyBlockAllocator<detail::SegmentNode> segments_;
+    mutable std::mutex remapMutex_; ///< held while mappings are replaced or released
+    mutable std::atomic<unsigned> readers_{0};
+    mutable std::atomic<bool> hasRetired_{false};
+};
+
+/// Keeps readers of one cache counted; see AccessCache.cpp for the order of events that makes it safe.
+class AccessCache::ReaderPin {
+public:
+    explicit ReaderPin(const AccessCache& cache) noexcept;
+    ReaderPin(ReaderPin&& other) noexcept;
+    ReaderPin& operator=(ReaderPin&&) = delete;
+    ~ReaderPin();
+
+private:
+    const AccessCache* cache_;
+};
+
+/// The locked view through which all questions are put to a cache. Made by `AccessCache::lock()`, held for the
+/// span of one check, used by one thread. While it lives the writer is kept out, and what it returns stays valid; the cache must outlive it. Reading
+/// allocates nothing.
+class KEEPSAFE_API AccessCache::Reader {
+public:
+    Reader(Reader&&) noexcept;
+    Reader& operator=(Reader&&) = delete;
+    ~Reader();
+
+    /// Whether the writer is at work or died at work.
+    [[nodiscard]] bool writing_in_progress() const noexcept;
+
+    /// The object with exactly this name, or null.
+    [[nodiscard]] const ManagedObject* lookup(const ObjectNamespace& ns) const;
+
+    /// The record of "objects" that contains the byte at `offset`.
+    [[nodiscard]] const ManagedObject& getManagedObject(NodeOffset offset) const;
+
+    /// Whether the role holds the operation on the object itself.
+    [[nodiscard]] bool getOperationBit(const ManagedObject& object, std::int32_t roleId,
+                                       const Operation& operation) const;
+    /// Whether the object grants the role the operation on what lies below it.
+    [[nodiscard]] bool getChildOperationBit(const ManagedObject& object, std::int32_t roleId,
+                                            const Operation& operation) const;
+    /// The same by name; false for a name that is not in the cache.
+    [[nodiscard]] bool getOperationBit(const ObjectNamespace& ns, std::int32_t roleId,
+                                       const Operation& operation) const;
+    [[nodiscard]] bool getChildOperationBit(const ObjectNamespace& ns, std::int32_t roleId,
+                                            const Operation& operation) const;
+
+    /// Calls `visit(const ManagedObject& object, bool isNamed)` for the objects on the way from the root to `ns`, the root first: every
+    /// ancestor that the cache holds, then the object named `ns` itself (`isNamed` true), if it is there. One walk down the trie finds them
+    /// all, because the text of an ancestor is a prefix of the text, and so are its segments.
+    template <typename Visitor>
+    void visitPath(const ObjectNamespace& ns, Visitor&& visit) const;
+
+private:
+    friend class AccessCache;
+    explicit Reader(const AccessCache& cache);
+
+    void validate() const;
+    void captureViews();
+    [[nodiscard]] NodeOffset segmentRoot() const noexcept;
+    [[nodiscard]] const detail::SegmentNode* findSegment(NodeOffset root, std::int32_t key) const;
+    [[nodiscard]] bool get_operation_bit(NodeOffset roleTree, std::int32_t roleId, const Operation& operation) const;
+    [[nodiscard]] const detail::BitsNode* findBitsNode(NodeOffset root, std::int32_t key) const;
+    [[noreturn]] void throwDamaged(const std::string& fileName, NodeOffset offset, const char* what) const;
+
+    const AccessCache& cache_;
+    const FileLock& fileLock_;
+    boost::shared_ptr<FileLockGuard> guard_;
+    ReaderPin pin_;
+    detail::RecordView<detail::MetadataHeader> metadata_;
+    detail::RecordView<ManagedObject> objects_;
+    detail::RecordView<detail::BitsNode> nodes_;
+    detail::RecordView<detail::SegmentNode> segments_;
+};
+
+template <typename Visitor>
+void AccessCache::Reader::visitPath(const ObjectNamespace& ns, Visitor&& visit) const
+{
+    NodeOffset root = segmentRoot();
+    auto [segment, end] = detail::namespaceSegments(ns);
+    while (root != 0) {
+        const detail::SegmentNode* node = findSegment(root, *segment);
+        if (node == nullptr) {
+            return;
+        }
+        const bool endsComponent = segment.endsComponent();
+        const bool isNamed = ++segment == end;
+        if (endsComponent && node->object != 0) {
+            visit(getManagedObject(node->object), isNamed);
+        }
+        if (isNamed) {
+            return;
+        }
+        root = node->nextLevel;
+    }
+}
+
+} // namespace Tessara::Keepsafe::Rbac
+
+#endif

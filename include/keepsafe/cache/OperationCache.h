@@ -1,0 +1,50 @@
+#ifndef KEEPSAFE_CACHE_OPERATIONCACHE_H
+#define KEEPSAFE_CACHE_OPERATIONCACHE_H
+
+#include <map>
+#include <string>
+
+#include <boost/optional.hpp>
+
+#include <keepsafe/cache/Operation.h>
+#include <keepsafe/platform/export/export.h>
+#include <keepsafe/rbac/namespace/ObjectNamespace.h>
+
+namespace Tessara::Keepsafe::Rbac {
+
+/// Maps operations to their permission bits, from the file that the access-control service keeps:
+/// `<installation root>/wmc/webserver/temp/operation-cache.json`, a JSON object of operation text form to bit
+/// offset. The file is read under the shared file lock named by its path and ".lck".
+///
+/// The map only grows: an operation once known keeps the value first read.
+///
+/// Threads: `operator[]` may be called from any thread; one process-wide reader-writer mutex guards all
+/// instances. `load()` takes no mutex: only call it while no other thread uses the object.
+class KEEPSAFE_API OperationCache {
+public:
+    /// Empty; nothing is read.
+    OperationCache() = default;
+    OperationCache(const OperationCache&) = delete;
+    OperationCache& operator=(const OperationCache&) = delete;
+
+    /// Reads the file and adds the operations that are not known yet. Throws `EC_exception` 13 when the file is
+    /// missing or no JSON, or its lock cannot be had; `boost::bad_lexical_cast` for a key that is no namespace;
+    /// `boost::numeric::positive_overflow` or `negative_overflow` for a value that does not fit 32 bits. What was added before
+    /// stays.
+    void load();
+
+    /// The operation's bit, or nothing when it is unknown even after the file was read again. Throws what `load()` throws.
+    boost::optional<Operation> operator[](const ObjectNamespace& operation);
+
+    /// Where the file is, under the installation root of the moment.
+    static std::string fileName();
+
+private:
+    boost::optional<Operation> find(const ObjectNamespace& operation) const;
+
+    std::map<ObjectNamespace, Operation> operations_;
+};
+
+} // namespace Tessara::Keepsafe::Rbac
+
+#endif

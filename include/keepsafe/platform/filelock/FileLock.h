@@ -1,0 +1,99 @@
+#ifndef KEEPSAFE_PLATFORM_FILELOCK_FILELOCK_H
+#define KEEPSAFE_PLATFORM_FILELOCK_FILELOCK_H
+
+#include <memory>
+#include <string>
+
+#include <ace/Time_Value.h>
+
+#include <keepsafe/platform/export/export.h>
+#include <keepsafe/platform/status/EC_exception.h>
+
+/// \file
+/// The product's named inter-process lock: shared for readers, exclusive for writers. The name is the path of
+/// a regular file, which is locked itself and never read or written.
+
+/// Why a lock could not be had: the file is missing, cannot be opened, is not a regular file, or the system refused. Status 12; the
+/// reason was logged at level 16 with the tag "FileLockGuard".
+class KEEPSAFE_API FileLockUnavailable : public EC_exception {
+public:
+    FileLockUnavailable();
+    ~FileLockUnavailable() override;
+};
+
+/// The lock was held by others for the whole of the timeout. Status 12; nothing is logged.
+class KEEPSAFE_API FileLockTimeout : public EC_exception {
+public:
+    FileLockTimeout();
+    ~FileLockTimeout() override;
+};
+
+/// A handle of one named lock. Copies are handles of the same lock. Obtained from `FileLockManager`; it opens
+/// nothing until the first guard is made. Any thread.
+class KEEPSAFE_API FileLock {
+public:
+    static constexpr int SHARED = 0;
+    static constexpr int EXCLUSIVE = 1;
+    /// Timeout that waits without end.
+    static constexpr int WAIT_FOREVER = -1;
+    /// The usual retry interval: the longest pause between two attempts to take the lock.
+    static const ACE_Time_Value DEFAULT_INTERVAL;
+
+    /// Whether a missing file is created (mode 0666 less the umask) when the lock is first taken. A lock that stands for a document
+    /// of someone else must not invent it; a pure lock file may be created.
+    enum class MissingFile { IsAnError, IsCreated };
+
+    class State;
+
+    [[nodiscard]] const std::string& name() const noexcept;
+
+private:
+    friend class FileLockManager;
+    friend class FileLockGuard;
+    explicit FileLock(std::shared_ptr<State> state) noexcept;
+    std::shared_ptr<State> state_;
+};
+
+/// The process's table of locks: one kernel-level lock per name, shared by all threads.
+class KEEPSAFE_API FileLockManager {
+public:
+    static FileLockManager& instance();
+    FileLockManager(const FileLockManager&) = delete;
+    FileLockManager& operator=(const FileLockManager&) = delete;
+
+    /// The lock of that name. Never fails for want of the file: see `FileLockGuard`. Costs a table search, so callers on a hot path
+    /// keep the handle.
+    FileLock getLock(const std::string& name, FileLock::MissingFile missing = FileLock::MissingFile::IsAnError);
+
+private:
+    FileLockManager();
+    ~FileLockManager();
+    class Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+/// Holds a lock from construction to destruction. One thread's object: made and destroyed by the same thread.
+/// The handle it is made from must outlive it.
+///
+/// - A shared lock inside a shared lock of the same thread always succeeds, writers waiting or not.
+/// - An exclusive lock inside any lock of the same name and thread, or a shared one inside an exclusive one, is refused at once
+///   (`EC_exception` 20): it could never be granted.
+/// - After fork the child holds nothing: a guard it inherited does nothing when destroyed.
+///
+/// Throws `FileLockUnavailable` and `FileLockTimeout`, and `EC_exception` 20 for a lock type other than 0 and 1 or
+/// a timeout below -1. It never returns without the lock.
+class KEEPSAFE_API FileLockGuard {
+public:
+    /// `timeoutMs` in milliseconds: 0 tries once, -1 waits without end. `retryInterval` bounds the pause between attempts.
+    FileLockGuard(const FileLock& lock, int lockType, int timeoutMs, const ACE_Time_Value& retryInterval);
+    ~FileLockGuard();
+    FileLockGuard(const FileLockGuard&) = delete;
+    FileLockGuard& operator=(const FileLockGuard&) = delete;
+
+private:
+    FileLock::State* state_; ///< kept alive by the caller's handle
+    int lockType_;
+    unsigned long generation_; ///< the process generation (count of forks) in which the lock was taken
+};
+
+#endif

@@ -1,0 +1,33 @@
+#ifndef KEEPSAFE_PLATFORM_LOG_LOGMSG_H
+#define KEEPSAFE_PLATFORM_LOG_LOGMSG_H
+
+#include <keepsafe/platform/export/export.h>
+
+/// \file
+/// The product's logging functions. All of them may be called from any thread, never throw, and do nothing
+/// but compare two integers when the message is below the threshold of `log_sink.h`.
+
+namespace Tessara::Keepsafe::Platform {
+
+/// Message levels, least severe first. A message is written when its level is at least the threshold.
+inline constexpr int LOG_LEVEL_DEBUG = 2;        ///< received documents and the like
+inline constexpr int LOG_LEVEL_INFORMATION = 4;  ///< request summaries, files being mapped
+inline constexpr int LOG_LEVEL_NOTABLE = 8;      ///< notable events, such as a miss of the operation cache
+inline constexpr int LOG_LEVEL_ERROR = 16;
+
+} // namespace Tessara::Keepsafe::Platform
+
+/// Writes a message in printf form. `tag` is the qualified name of the function that speaks.
+KEEPSAFE_API void logmsgf(int level, const char* tag, const char* format, ...) noexcept
+    __attribute__((format(printf, 3, 4)));
+
+/// Writes a debug message by verbosity (1 the most important, larger ones are more detailed) and category, a
+/// number that names the area of the product. Verbosity 2 and below counts as level 4, anything above as
+/// level 2.
+KEEPSAFE_API void logmsgvf(int verbosity, int category, const char* tag, const char* format, ...) noexcept
+    __attribute__((format(printf, 4, 5)));
+
+/// As `logmsgvf`, with a finished text.
+KEEPSAFE_API void logmsgv(int verbosity, int category, const char* tag, const char* text) noexcept;
+
+#endif

@@ -1,0 +1,35 @@
+#ifndef KEEPSAFE_RBAC_CLIENT_ACCESSCHECKER_H
+#define KEEPSAFE_RBAC_CLIENT_ACCESSCHECKER_H
+
+#include <keepsafe/platform/export/export.h>
+#include <keepsafe/rbac/namespace/ObjectNamespace.h>
+
+namespace Tessara::Keepsafe::Rbac {
+
+/// Answers, object by object, whether one caller may perform one operation. Made by an `AccessControlClient`,
+/// which it may outlive. Immutable: one checker serves any number of threads at once, each with an
+/// `ObjectNamespace` of its own (or one whose text form is computed already).
+class KEEPSAFE_API AccessChecker {
+public:
+    AccessChecker() = default;
+    AccessChecker(const AccessChecker&) = delete;
+    AccessChecker& operator=(const AccessChecker&) = delete;
+    virtual ~AccessChecker();
+
+    /// Whether the operation is allowed on `object`. An exception means that no answer could be had; treat it as a denial.
+    [[nodiscard]] virtual bool checkAccess(const ObjectNamespace& object) const = 0;
+};
+
+/// Gives the same answer for every object.
+template <bool Answer>
+class KEEPSAFE_API ConstantAccessChecker final : public AccessChecker {
+public:
+    [[nodiscard]] bool checkAccess(const ObjectNamespace& /*object*/) const override { return Answer; }
+};
+
+extern template class ConstantAccessChecker<true>;
+extern template class ConstantAccessChecker<false>;
+
+} // namespace Tessara::Keepsafe::Rbac
+
+#endif

@@ -1,0 +1,46 @@
+#ifndef KEEPSAFE_RBAC_CLIENT_ACCESSCONTROLCLIENT_H
+#define KEEPSAFE_RBAC_CLIENT_ACCESSCONTROLCLIENT_H
+
+#include <set>
+#include <string>
+
+#include <boost/shared_ptr.hpp>
+
+#include <keepsafe/platform/export/export.h>
+#include <keepsafe/rbac/client/AccessChecker.h>
+#include <keepsafe/rbac/namespace/ObjectNamespace.h>
+
+namespace Tessara::Dal {
+class DbConnectionManager;
+}
+
+namespace Tessara::Keepsafe::Rbac {
+
+/// What a process that enforces access control holds: the source of access checkers. Any thread.
+///
+/// Both operations share one contract. `operation` names an operation, for example
+/// `root_namespaces::operations::VIEW`. `reserved` is a number of the caller's choice that no decision
+/// depends on. On status 0 `checker` holds the new checker, which the caller keeps as long as it likes. Any
+/// other status leaves `checker` as it was. A client may, short of memory, return 0 with `checker` as it was: test it before use.
+class KEEPSAFE_API AccessControlClient {
+public:
+    AccessControlClient() = default;
+    AccessControlClient(const AccessControlClient&) = delete;
+    AccessControlClient& operator=(const AccessControlClient&) = delete;
+    virtual ~AccessControlClient();
+
+    /// A checker for the caller whose session token is given; its roles are looked up in the database.
+    [[nodiscard]] virtual int createAccessChecker(Tessara::Dal::DbConnectionManager* dbConnectionManager,
+                                                  const std::string& sessionToken,
+                                                  const ObjectNamespace& operation, int reserved,
+                                                  boost::shared_ptr<const AccessChecker>& checker) = 0;
+
+    /// A checker for a caller that holds the given roles.
+    [[nodiscard]] virtual int createAccessChecker(const std::set<int>& roleIds,
+                                                  const ObjectNamespace& operation, int reserved,
+                                                  boost::shared_ptr<const AccessChecker>& checker) = 0;
+};
+
+} // namespace Tessara::Keepsafe::Rbac
+
+#endif

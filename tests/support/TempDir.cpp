@@ -1,0 +1,53 @@
+#include "support/TempDir.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+#include <keepsafe/platform/config/installation.h>
+
+namespace keepsafe_test {
+
+namespace Platform = Tessara::Keepsafe::Platform;
+
+TempDir::TempDir()
+{
+    std::string pattern = (std::filesystem::temp_directory_path() / "keepsafe-test-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) {
+        throw std::runtime_error("cannot make a folder like " + pattern);
+    }
+    path_ = pattern;
+}
+
+TempDir::~TempDir()
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+TempRoot::TempRoot() : before_(Platform::installationRoot()) { Platform::setInstallationRoot(path()); }
+
+TempRoot::~TempRoot() { Platform::setInstallationRoot(before_); }
+
+void writeFile(const std::string& path, const std::string& content)
+{
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream stream(path, std::ios::binary | std::ios::trunc);
+    stream << content;
+    stream.close();
+    if (!stream) {
+        throw std::runtime_error("cannot write " + path);
+    }
+}
+
+std::string readFile(const std::string& path)
+{
+    std::ifstream stream(path, std::ios::binary);
+    if (!stream) {
+        throw std::runtime_error("cannot read " + path);
+    }
+    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+} // namespace keepsafe_test
