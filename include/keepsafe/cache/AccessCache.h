@@ -25,11 +25,11 @@ namespace Tessara::Keepsafe::Rbac {
 /// An access cache: a directory that the access-control service writes and this class reads through
 /// read-only mappings. Opening costs the same for every size; what is never looked at is never read.
 ///
-/// Threads and processes: any number of each may use one cache at a time, each through readers of its own from
-/// `lock()`. The writer is kept out by the file lock named by the manifest's path.
+/// Threads and processes: any number of each may use one cache at a time, each through readers of its own
+/// from `lock()`. The writer is kept out by the file lock named by the manifest's path.
 ///
-/// Nothing in the files is trusted: an offset outside its file, or a tree that leads round in a circle, throws
-/// `EC_exception` 12 after a line in the log.
+/// Nothing in the files is trusted: an offset outside its file, or a tree that leads round in a circle,
+/// throws `EC_exception` 12 after a line in the log.
 class KEEPSAFE_API AccessCache {
 public:
     class Reader;
@@ -41,8 +41,8 @@ public:
     static const std::string AD_COUNT_FILE_NAME; ///< "counts": the writer's own; never opened here
     static const std::string SEGMENT_FILE_NAME;  ///< "segments"
 
-    /// Maps the cache's files. Throws `std::runtime_error` when one of them cannot be opened or mapped, after a line on
-    /// standard error; see `detail::MemoryMap`.
+    /// Maps the cache's files. Throws `std::runtime_error` when one of them cannot be opened or mapped, after
+    /// a line on standard error; see `detail::MemoryMap`.
     explicit AccessCache(const Manifest& manifest);
     ~AccessCache();
     AccessCache(const AccessCache&) = delete;
@@ -56,9 +56,9 @@ public:
     /// Records in the mapped "objects" file, the reserved first one included.
     [[nodiscard]] std::size_t managedObjectCount() const noexcept;
 
-    /// Takes the shared file lock, waiting for the writer as long as it takes, and maps anew what the writer has grown. Throws
-    /// `EC_exception` 12 when a write was interrupted, when the header is missing or when the lock cannot be had, and
-    /// `std::runtime_error` when a file cannot be mapped.
+    /// Takes the shared file lock, waiting for the writer as long as it takes, and maps anew what the writer
+    /// has grown. Throws `EC_exception` 12 when a write was interrupted, when the header is missing or when
+    /// the lock cannot be had, and `std::runtime_error` when a file cannot be mapped.
     [[nodiscard]] Reader lock() const;
 
 private:
@@ -96,9 +96,9 @@ private:
     const AccessCache* cache_;
 };
 
-/// The locked view through which all questions are put to a cache. Made by `AccessCache::lock()`, held for the
-/// span of one check, used by one thread. While it lives the writer is kept out, and what it returns stays valid; the cache must outlive it. Reading
-/// allocates nothing.
+/// The locked view through which all questions are put to a cache. Made by `AccessCache::lock()`, held for
+/// the span of one check, used by one thread. While it lives the writer is kept out, and what it returns
+/// stays valid; the cache must outlive it. Reading allocates nothing.
 class KEEPSAFE_API AccessCache::Reader {
 public:
     Reader(Reader&&) noexcept;
@@ -126,9 +126,10 @@ public:
     [[nodiscard]] bool getChildOperationBit(const ObjectNamespace& ns, std::int32_t roleId,
                                             const Operation& operation) const;
 
-    /// Calls `visit(const ManagedObject& object, bool isNamed)` for the objects on the way from the root to `ns`, the root first: every
-    /// ancestor that the cache holds, then the object named `ns` itself (`isNamed` true), if it is there. One walk down the trie finds them
-    /// all, because the text of an ancestor is a prefix of the text, and so are its segments.
+    /// Calls `visit(const ManagedObject& object, bool isNamed)` for the objects on the way from the root to
+    /// `ns`, the root first: every ancestor that the cache holds, then the object named `ns` itself
+    /// (`isNamed` true), if it is there. One walk down the trie finds them all, because the text of an
+    /// ancestor is a prefix of the text, and so are its segments.
     template <typename Visitor>
     void visitPath(const ObjectNamespace& ns, Visitor&& visit) const;
 
@@ -140,7 +141,8 @@ private:
     void captureViews();
     [[nodiscard]] NodeOffset segmentRoot() const noexcept;
     [[nodiscard]] const detail::SegmentNode* findSegment(NodeOffset root, std::int32_t key) const;
-    [[nodiscard]] bool get_operation_bit(NodeOffset roleTree, std::int32_t roleId, const Operation& operation) const;
+    [[nodiscard]] bool get_operation_bit(NodeOffset roleTree, std::int32_t roleId,
+                                         const Operation& operation) const;
     [[nodiscard]] const detail::BitsNode* findBitsNode(NodeOffset root, std::int32_t key) const;
     [[noreturn]] void throwDamaged(const std::string& fileName, NodeOffset offset, const char* what) const;
 

@@ -8,11 +8,11 @@
 
 namespace Tessara::Keepsafe::Rbac {
 
-/// The manifest of an access cache, `<directory>/manifest.json`: a JSON object whose member "namespace" is the text form of the
-/// namespace that the cache covers. Other members are ignored.
+/// The manifest of an access cache, `<directory>/manifest.json`: a JSON object whose member "namespace" is
+/// the text form of the namespace that the cache covers. Other members are ignored.
 struct KEEPSAFE_API Manifest {
-    /// Reads the manifest. Throws `EC_exception` 12, with a line in the log, when the file cannot be read, is no JSON or has no
-    /// string "namespace"; `EC_exception` 7610 when that string is no namespace.
+    /// Reads the manifest. Throws `EC_exception` 12, with a line in the log, when the file cannot be read, is
+    /// no JSON or has no string "namespace"; `EC_exception` 7610 when that string is no namespace.
     Manifest(const std::string& accessCacheId, const std::string& cacheDirectory);
 
     ObjectNamespace ns;

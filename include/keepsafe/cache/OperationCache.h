@@ -27,13 +27,14 @@ public:
     OperationCache(const OperationCache&) = delete;
     OperationCache& operator=(const OperationCache&) = delete;
 
-    /// Reads the file and adds the operations that are not known yet. Throws `EC_exception` 13 when the file is
-    /// missing or no JSON, or its lock cannot be had; `boost::bad_lexical_cast` for a key that is no namespace;
-    /// `boost::numeric::positive_overflow` or `negative_overflow` for a value that does not fit 32 bits. What was added before
-    /// stays.
+    /// Reads the file and adds the operations that are not known yet. Throws `EC_exception` 13 when the file
+    /// is missing or no JSON, or its lock cannot be had; `boost::bad_lexical_cast` for a key that is no
+    /// namespace; `boost::numeric::positive_overflow` or `negative_overflow` for a value that does not fit 32
+    /// bits. What was added before stays.
     void load();
 
-    /// The operation's bit, or nothing when it is unknown even after the file was read again. Throws what `load()` throws.
+    /// The operation's bit, or nothing when it is unknown even after the file was read again. Throws what
+    /// `load()` throws.
     boost::optional<Operation> operator[](const ObjectNamespace& operation);
 
     /// Where the file is, under the installation root of the moment.

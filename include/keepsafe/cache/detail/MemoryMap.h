@@ -19,11 +19,11 @@ struct MappedRegion {
 
 /// A file mapped read-only and shared, so that bytes that the writer changes in place are seen.
 ///
-/// Threads: `region()`, `size()` and `current_size()` may be called at any time from any thread. `map`, `unmap`, `refresh` and
-/// `releaseRetired` need to be kept apart by the caller.
+/// Threads: `region()`, `size()` and `current_size()` may be called at any time from any thread. `map`,
+/// `unmap`, `refresh` and `releaseRetired` need to be kept apart by the caller.
 ///
-/// Failing system calls throw `std::runtime_error` ("error opening file", "error statting file", "error mapping
-/// file") after a line on standard error that names the path and the reason.
+/// Failing system calls throw `std::runtime_error` ("error opening file", "error statting file", "error
+/// mapping file") after a line on standard error that names the path and the reason.
 class KEEPSAFE_API MemoryMap {
 public:
     /// Opens and maps the file. An empty file is legal and maps to nothing.
@@ -36,8 +36,8 @@ public:
     void map();
     /// Releases the mapping, if there is one.
     void unmap();
-    /// Maps the file anew when its size has changed; otherwise the mapping stays. The mapping before is retired, not released: other
-    /// threads may still read through it.
+    /// Maps the file anew when its size has changed; otherwise the mapping stays. The mapping before is
+    /// retired, not released: other threads may still read through it.
     void refresh();
     /// Releases retired mappings. Nobody must use them any more.
     void releaseRetired() noexcept;

@@ -7,8 +7,8 @@
 
 /// \file
 /// The records of the access cache's binary files, as they lie in the files: little-endian, keys signed. A
-/// reference to a record is a byte offset into the file that holds it; an offset inside a record stands for that
-/// record, and 0 for no record, so the first record of a file is never referred to.
+/// reference to a record is a byte offset into the file that holds it; an offset inside a record stands for
+/// that record, and 0 for no record, so the first record of a file is never referred to.
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -67,7 +67,8 @@ static_assert(sizeof(SegmentNode) == 32 && std::is_standard_layout_v<SegmentNode
 static_assert(offsetof(SegmentNode, key) == 16 && offsetof(SegmentNode, nextLevel) == 24);
 static_assert(sizeof(BitsNode) == 24 && std::is_standard_layout_v<BitsNode>);
 static_assert(offsetof(BitsNode, key) == 16 && offsetof(BitsNode, value) == 20);
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "records are used in place, in the host's byte order");
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+              "records are used in place, in the host's byte order");
 
 } // namespace detail
 } // namespace Tessara::Keepsafe::Rbac

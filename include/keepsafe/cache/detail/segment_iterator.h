@@ -12,13 +12,17 @@
 namespace Tessara::Keepsafe::Rbac::detail {
 
 /// Walks the segments of a namespace's text form. A segment is at most four bytes and ends after a bar at the
-/// latest; its value is its bytes as a signed 32-bit number, the first byte most significant, missing bytes zero. So
+/// latest; its value is its bytes as a signed 32-bit number, the first byte most significant, missing bytes
+/// zero. So
 /// `|ab|` has the segments `|` (0x7C000000) and `ab|` (0x61627C00).
 ///
 /// Refers to the text, which must live and stay as it is.
 class segment_iterator {
 public:
-    segment_iterator(const std::string& text, std::size_t position) noexcept : text_(&text), position_(position) {}
+    segment_iterator(const std::string& text, std::size_t position) noexcept
+        : text_(&text), position_(position)
+    {
+    }
 
     /// Value of the current segment. The position must be before the end of the text.
     [[nodiscard]] std::int32_t operator*() const noexcept

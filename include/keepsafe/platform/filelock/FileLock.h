@@ -13,8 +13,8 @@
 /// The product's named inter-process lock: shared for readers, exclusive for writers. The name is the path of
 /// a regular file, which is locked itself and never read or written.
 
-/// Why a lock could not be had: the file is missing, cannot be opened, is not a regular file, or the system refused. Status 12; the
-/// reason was logged at level 16 with the tag "FileLockGuard".
+/// Why a lock could not be had: the file is missing, cannot be opened, is not a regular file, or the system
+/// refused. Status 12; the reason was logged at level 16 with the tag "FileLockGuard".
 class KEEPSAFE_API FileLockUnavailable : public EC_exception {
 public:
     FileLockUnavailable();
@@ -39,8 +39,8 @@ public:
     /// The usual retry interval: the longest pause between two attempts to take the lock.
     static const ACE_Time_Value DEFAULT_INTERVAL;
 
-    /// Whether a missing file is created (mode 0666 less the umask) when the lock is first taken. A lock that stands for a document
-    /// of someone else must not invent it; a pure lock file may be created.
+    /// Whether a missing file is created (mode 0666 less the umask) when the lock is first taken. A lock that
+    /// stands for a document of someone else must not invent it; a pure lock file may be created.
     enum class MissingFile { IsAnError, IsCreated };
 
     class State;
@@ -61,9 +61,10 @@ public:
     FileLockManager(const FileLockManager&) = delete;
     FileLockManager& operator=(const FileLockManager&) = delete;
 
-    /// The lock of that name. Never fails for want of the file: see `FileLockGuard`. Costs a table search, so callers on a hot path
-    /// keep the handle.
-    FileLock getLock(const std::string& name, FileLock::MissingFile missing = FileLock::MissingFile::IsAnError);
+    /// The lock of that name. Never fails for want of the file: see `FileLockGuard`. Costs a table search, so
+    /// callers on a hot path keep the handle.
+    FileLock getLock(const std::string& name,
+                     FileLock::MissingFile missing = FileLock::MissingFile::IsAnError);
 
 private:
     FileLockManager();
@@ -76,15 +77,17 @@ private:
 /// The handle it is made from must outlive it.
 ///
 /// - A shared lock inside a shared lock of the same thread always succeeds, writers waiting or not.
-/// - An exclusive lock inside any lock of the same name and thread, or a shared one inside an exclusive one, is refused at once
+/// - An exclusive lock inside any lock of the same name and thread, or a shared one inside an exclusive one,
+/// is refused at once
 ///   (`EC_exception` 20): it could never be granted.
 /// - After fork the child holds nothing: a guard it inherited does nothing when destroyed.
 ///
-/// Throws `FileLockUnavailable` and `FileLockTimeout`, and `EC_exception` 20 for a lock type other than 0 and 1 or
-/// a timeout below -1. It never returns without the lock.
+/// Throws `FileLockUnavailable` and `FileLockTimeout`, and `EC_exception` 20 for a lock type other than 0 and
+/// 1 or a timeout below -1. It never returns without the lock.
 class KEEPSAFE_API FileLockGuard {
 public:
-    /// `timeoutMs` in milliseconds: 0 tries once, -1 waits without end. `retryInterval` bounds the pause between attempts.
+    /// `timeoutMs` in milliseconds: 0 tries once, -1 waits without end. `retryInterval` bounds the pause
+    /// between attempts.
     FileLockGuard(const FileLock& lock, int lockType, int timeoutMs, const ACE_Time_Value& retryInterval);
     ~FileLockGuard();
     FileLockGuard(const FileLockGuard&) = delete;

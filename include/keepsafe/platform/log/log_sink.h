@@ -34,13 +34,14 @@ public:
 /// One line per message: time, level, process and thread, tag, text. Control characters in the text are
 /// written as \xHH, so that one message is always one line.
 KEEPSAFE_API std::shared_ptr<LogSink> makeStderrSink();
-/// Appends such lines to a file, which is created when missing. Throws `std::runtime_error` that names the file and the reason
-/// when it cannot be opened.
+/// Appends such lines to a file, which is created when missing. Throws `std::runtime_error` that names the
+/// file and the reason when it cannot be opened.
 KEEPSAFE_API std::shared_ptr<LogSink> makeFileSink(const std::string& path);
 /// Sends messages to syslog with facility LOG_DAEMON under the given program name.
 KEEPSAFE_API std::shared_ptr<LogSink> makeSyslogSink(const std::string& program);
 
-/// Replaces the sink and returns the one before, never null. A null pointer brings the standard error sink back.
+/// Replaces the sink and returns the one before, never null. A null pointer brings the standard error sink
+/// back.
 KEEPSAFE_API std::shared_ptr<LogSink> setLogSink(std::shared_ptr<LogSink> sink);
 
 /// Messages below this level are dropped.

@@ -10,9 +10,9 @@
 namespace Tessara::Keepsafe::Platform {
 
 /// Message levels, least severe first. A message is written when its level is at least the threshold.
-inline constexpr int LOG_LEVEL_DEBUG = 2;        ///< received documents and the like
-inline constexpr int LOG_LEVEL_INFORMATION = 4;  ///< request summaries, files being mapped
-inline constexpr int LOG_LEVEL_NOTABLE = 8;      ///< notable events, such as a miss of the operation cache
+inline constexpr int LOG_LEVEL_DEBUG = 2;       ///< received documents and the like
+inline constexpr int LOG_LEVEL_INFORMATION = 4; ///< request summaries, files being mapped
+inline constexpr int LOG_LEVEL_NOTABLE = 8;     ///< notable events, such as a miss of the operation cache
 inline constexpr int LOG_LEVEL_ERROR = 16;
 
 } // namespace Tessara::Keepsafe::Platform

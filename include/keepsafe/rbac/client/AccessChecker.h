@@ -16,7 +16,8 @@ public:
     AccessChecker& operator=(const AccessChecker&) = delete;
     virtual ~AccessChecker();
 
-    /// Whether the operation is allowed on `object`. An exception means that no answer could be had; treat it as a denial.
+    /// Whether the operation is allowed on `object`. An exception means that no answer could be had; treat it
+    /// as a denial.
     [[nodiscard]] virtual bool checkAccess(const ObjectNamespace& object) const = 0;
 };
 

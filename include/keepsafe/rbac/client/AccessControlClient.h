@@ -21,7 +21,8 @@ namespace Tessara::Keepsafe::Rbac {
 /// Both operations share one contract. `operation` names an operation, for example
 /// `root_namespaces::operations::VIEW`. `reserved` is a number of the caller's choice that no decision
 /// depends on. On status 0 `checker` holds the new checker, which the caller keeps as long as it likes. Any
-/// other status leaves `checker` as it was. A client may, short of memory, return 0 with `checker` as it was: test it before use.
+/// other status leaves `checker` as it was. A client may, short of memory, return 0 with `checker` as it was:
+/// test it before use.
 class KEEPSAFE_API AccessControlClient {
 public:
     AccessControlClient() = default;

@@ -14,15 +14,17 @@ namespace Tessara::Keepsafe::Rbac {
 
 /// Decides from the access cache whether any of a set of roles may perform one operation on an object.
 ///
-/// The object's own entry is asked for the object's bits, every ancestor's entry for the bits it grants on its children,
-/// from the object upwards. The first role that holds the bit decides for "allowed"; an entry that does not
-/// inherit ends the walk with "denied", and so does the end of it.
+/// The object's own entry is asked for the object's bits, every ancestor's entry for the bits it grants on
+/// its children, from the object upwards. The first role that holds the bit decides for "allowed"; an entry
+/// that does not inherit ends the walk with "denied", and so does the end of it.
 ///
 /// Each check takes the cache's shared file lock for its span. Exceptions of `AccessCache::lock` and
-/// `AccessCache::Reader` pass through: an interrupted write or a damaged cache is `EC_exception` 12, never an answer.
+/// `AccessCache::Reader` pass through: an interrupted write or a damaged cache is `EC_exception` 12, never an
+/// answer.
 class KEEPSAFE_API DiskAccessChecker : public AccessChecker {
 public:
-    /// `accessCache` must not be null; it is kept alive as long as the checker. `reserved` is kept and never consulted.
+    /// `accessCache` must not be null; it is kept alive as long as the checker. `reserved` is kept and never
+    /// consulted.
     DiskAccessChecker(boost::shared_ptr<const AccessCache> accessCache, const std::set<int>& roleIds,
                       const Operation& operation, int reserved);
 

@@ -13,13 +13,16 @@
 
 namespace Tessara::Keepsafe::Rbac {
 
-/// The client that answers from an access cache on disk, without network traffic. Holds no mutable state; any thread.
+/// The client that answers from an access cache on disk, without network traffic. Holds no mutable state; any
+/// thread.
 ///
-/// An operation that the operation cache does not know is denied everywhere, with status 0. Role id 0 is granted
-/// every operation on every object, without a look at the cache. An empty set of roles is denied everywhere.
+/// An operation that the operation cache does not know is denied everywhere, with status 0. Role id 0 is
+/// granted every operation on every object, without a look at the cache. An empty set of roles is denied
+/// everywhere.
 class KEEPSAFE_API DiskAccessControlClient : public AccessControlClient {
 public:
-    /// Shares `accessCache` with every checker it makes. `operationCache` is not owned and must outlive the client.
+    /// Shares `accessCache` with every checker it makes. `operationCache` is not owned and must outlive the
+    /// client.
     DiskAccessControlClient(const ObjectNamespace& objectNamespace,
                             boost::shared_ptr<const AccessCache> accessCache, OperationCache& operationCache);
 

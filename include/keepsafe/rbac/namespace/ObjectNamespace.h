@@ -14,15 +14,16 @@ namespace Tessara::Keepsafe::Rbac {
 /// The hierarchical name of an object or an operation: a list of components, the most general first. A
 /// component is any string of bytes, the empty one included. The namespace without components is the root.
 ///
-/// Text form: a bar, then each component escaped and followed by a bar: `|` is the root, `|KEEPSAFE|PROTECTION|` has two
-/// components. The text form is exact to the byte and is the key under which access caches store a name.
+/// Text form: a bar, then each component escaped and followed by a bar: `|` is the root,
+/// `|KEEPSAFE|PROTECTION|` has two components. The text form is exact to the byte and is the key under which
+/// access caches store a name.
 ///
 /// Text becomes a namespace through `operator>>`, usually as `boost::lexical_cast<ObjectNamespace>(text)`,
 /// which throws `boost::bad_lexical_cast` for a malformed text.
 ///
-/// Threads: a value without a lock. `str()`, `toLogStr()`, `operator<<` and `namespaceToString` compute the text form of
-/// a const object on first use and store it, so two threads must not make that first use of one object at the same
-/// time: call `str()` once before sharing it. Distinct objects are independent.
+/// Threads: a value without a lock. `str()`, `toLogStr()`, `operator<<` and `namespaceToString` compute the
+/// text form of a const object on first use and store it, so two threads must not make that first use of one
+/// object at the same time: call `str()` once before sharing it. Distinct objects are independent.
 ///
 /// Every operation may throw `std::bad_alloc`.
 class KEEPSAFE_API ObjectNamespace {
@@ -50,8 +51,8 @@ public:
 
     [[nodiscard]] bool is_root() const noexcept { return components_.empty(); }
 
-    /// Whether this namespace's components are a prefix of `other`'s. Every namespace is an ancestor of itself,
-    /// and the root is an ancestor of every namespace.
+    /// Whether this namespace's components are a prefix of `other`'s. Every namespace is an ancestor of
+    /// itself, and the root is an ancestor of every namespace.
     [[nodiscard]] bool is_ancestor_of(const ObjectNamespace& other) const noexcept;
 
     /// The text form. Valid until the object changes or dies.
@@ -60,15 +61,16 @@ public:
     /// As `str()`, for log lines: a failure that would throw `EC_exception` yields "[conversion failed]".
     [[nodiscard]] const std::string& toLogStr() const;
 
-    /// One component escaped as in the text form: letters, digits and `-*_.` stay, a space becomes `+`, every other byte becomes
+    /// One component escaped as in the text form: letters, digits and `-*_.` stay, a space becomes `+`, every
+    /// other byte becomes
     /// `%` and two upper-case hex digits (the form encoding of HTML, not the unreserved set of RFC 3986).
     static std::string encode_component(const std::string& component);
 
     KEEPSAFE_API friend bool operator==(const ObjectNamespace& left, const ObjectNamespace& right) noexcept;
     /// Orders component by component, bytes as unsigned values; a prefix comes before what it is a prefix of.
     KEEPSAFE_API friend bool operator<(const ObjectNamespace& left, const ObjectNamespace& right) noexcept;
-    /// Reads to the end of the stream, which must hold one text form and nothing after it; then the stream's state is
-    /// good. Anything else sets failbit, and the target holds the components read so far.
+    /// Reads to the end of the stream, which must hold one text form and nothing after it; then the stream's
+    /// state is good. Anything else sets failbit, and the target holds the components read so far.
     KEEPSAFE_API friend std::istream& operator>>(std::istream& stream, ObjectNamespace& target);
 
 private:
@@ -85,7 +87,8 @@ inline bool operator!=(const ObjectNamespace& left, const ObjectNamespace& right
 /// Writes the text form. An `EC_exception` on the way becomes the stream's failbit.
 KEEPSAFE_API std::ostream& operator<<(std::ostream& stream, const ObjectNamespace& value);
 
-/// The text form through the stream operator. Returns 0, or 114 when the conversion failed; `out` is then as it was.
+/// The text form through the stream operator. Returns 0, or 114 when the conversion failed; `out` is then as
+/// it was.
 KEEPSAFE_API int namespaceToString(const ObjectNamespace& value, std::string& out);
 
 } // namespace Tessara::Keepsafe::Rbac

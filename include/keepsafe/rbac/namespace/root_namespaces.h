@@ -6,8 +6,8 @@
 
 /// \file
 /// The predefined namespaces, built when the library is loaded. Their text forms are computed at once, so
-/// they may be shared between threads as they are. Static objects of other libraries must not use them in their
-/// constructors.
+/// they may be shared between threads as they are. Static objects of other libraries must not use them in
+/// their constructors.
 
 namespace Tessara::Keepsafe::Rbac::root_namespaces {
 
