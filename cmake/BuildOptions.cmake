@@ -4,7 +4,7 @@ target_compile_features(keepsafe_build_options INTERFACE cxx_std_17)
 target_compile_options(keepsafe_build_options INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor>
   $<$<COMPILE_LANGUAGE:C>:-Wall -Wextra -Wpedantic>
-  -fno-omit-frame-pointer)
+  -fno-omit-frame-pointer -fno-semantic-interposition)
 if(KEEPSAFE_WERROR)
   target_compile_options(keepsafe_build_options INTERFACE -Werror)
 endif()

@@ -1,0 +1,49 @@
+# What `cmake --install` lays down: both shared libraries, the public headers, the CMake package
+# keepsafe-rbac, the pkg-config file and the operator's tool. ksrbac-sandbox stays in the build tree: it
+# stands in for components that a real installation has. The installed tree may be moved as a whole.
+include(CMakePackageConfigHelpers)
+
+set(KEEPSAFE_INSTALL_CMAKEDIR "${CMAKE_INSTALL_LIBDIR}/cmake/keepsafe-rbac")
+
+# Programs find the libraries, and the libraries each other, beside themselves wherever the tree stands.
+file(RELATIVE_PATH keepsafe_bin_to_lib "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+set_target_properties(keepsafe_platform keepsafe_rbac PROPERTIES INSTALL_RPATH "$ORIGIN")
+
+# Two export sets, so that the package can leave keepsafe::platform to an integrator who brings it along.
+foreach(library IN ITEMS platform rbac)
+  install(TARGETS keepsafe_${library}
+    EXPORT keepsafe-${library}-targets
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+  install(EXPORT keepsafe-${library}-targets
+    NAMESPACE keepsafe::
+    DESTINATION "${KEEPSAFE_INSTALL_CMAKEDIR}")
+endforeach()
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/keepsafe" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+
+configure_package_config_file(
+  "${PROJECT_SOURCE_DIR}/cmake/package/keepsafe-rbac-config.cmake.in"
+  "${PROJECT_BINARY_DIR}/package/keepsafe-rbac-config.cmake"
+  INSTALL_DESTINATION "${KEEPSAFE_INSTALL_CMAKEDIR}")
+write_basic_package_version_file(
+  "${PROJECT_BINARY_DIR}/package/keepsafe-rbac-config-version.cmake"
+  COMPATIBILITY SameMajorVersion)
+install(FILES
+  "${PROJECT_BINARY_DIR}/package/keepsafe-rbac-config.cmake"
+  "${PROJECT_BINARY_DIR}/package/keepsafe-rbac-config-version.cmake"
+  DESTINATION "${KEEPSAFE_INSTALL_CMAKEDIR}")
+
+# Paths in the pkg-config file start from the file itself.
+set(keepsafe_pkgconfig_dir "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig")
+file(RELATIVE_PATH KEEPSAFE_PC_PREFIX "${keepsafe_pkgconfig_dir}" "${CMAKE_INSTALL_PREFIX}")
+file(RELATIVE_PATH KEEPSAFE_PC_LIBDIR "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+file(RELATIVE_PATH KEEPSAFE_PC_INCLUDEDIR "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
+configure_file(
+  "${PROJECT_SOURCE_DIR}/cmake/package/keepsafe-rbac.pc.in"
+  "${PROJECT_BINARY_DIR}/package/keepsafe-rbac.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/package/keepsafe-rbac.pc"
+  DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+
+if(TARGET ksrbac)
+  set_target_properties(ksrbac PROPERTIES INSTALL_RPATH "$ORIGIN/${keepsafe_bin_to_lib}")
+  install(TARGETS ksrbac RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+endif()

@@ -1,0 +1,131 @@
+#include <keepsafe/cache/OperationCache.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+#include <ace/Guard_T.h>
+#include <ace/RW_Thread_Mutex.h>
+#include <boost/lexical_cast.hpp>
+#include <boost/numeric/conversion/cast.hpp>
+
+#include <keepsafe/platform/config/installation.h>
+#include <keepsafe/platform/filelock/FileLock.h>
+#include <keepsafe/platform/log/logmsg.h>
+#include <keepsafe/platform/status/status_codes.h>
+
+#include "json_file.h"
+
+namespace Tessara::Keepsafe::Rbac {
+
+namespace {
+
+/// Guards the maps of all operation caches of the process. Lock order: this mutex, then the file lock.
+ACE_RW_Thread_Mutex operationsMutex;
+
+/// Stops the program: to go on without the mutex would read a map that another thread changes. Unlike
+/// `assert` it does not vanish from optimised builds.
+void requireLocked(bool locked, const char* assertion)
+{
+    if (!locked) {
+        std::fprintf(stderr, "Assertion `%s' failed.\n", assertion);
+        std::abort();
+    }
+}
+
+[[noreturn]] void throwUnreadable(const char* reason)
+{
+    logmsgf(Platform::LOG_LEVEL_ERROR, "OperationCache::load", "Error loading operation cache: %s", reason);
+    throw EC_exception(Status::FILE_UNREADABLE);
+}
+
+/// The shared file lock that keeps the writer out.
+class DocumentLock {
+public:
+    explicit DocumentLock(const std::string& path)
+        : lock_(FileLockManager::instance().getLock(path + ".lck", FileLock::MissingFile::IsCreated)),
+          guard_(lock_, FileLock::SHARED, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL)
+    {
+    }
+
+private:
+    const FileLock lock_;
+    const FileLockGuard guard_;
+};
+
+Operation toOperation(const json_t* value)
+{
+    return Operation{boost::numeric_cast<std::int32_t>(json_integer_value(value))};
+}
+
+} // namespace
+
+std::string OperationCache::fileName()
+{
+    return Platform::installationRoot() + "/wmc/webserver/temp/operation-cache.json";
+}
+
+void OperationCache::load()
+{
+    const std::string path = fileName();
+    boost::optional<DocumentLock> lock;
+    try {
+        lock.emplace(path);
+    } catch (const EC_exception&) {
+        throwUnreadable("its file lock cannot be had");
+    }
+    json_error_t error;
+    const JsonHandle root = loadJsonFile(path, error);
+    if (!root) {
+        throwUnreadable(error.text);
+    }
+    const char* key = nullptr;
+    json_t* value = nullptr;
+    json_object_foreach(root.get(), key, value)
+    {
+        // An operation that is known keeps its bit: checkers that were made with it are in use.
+        operations_.emplace(boost::lexical_cast<ObjectNamespace>(key), toOperation(value));
+    }
+}
+
+boost::optional<Operation> OperationCache::operator[](const ObjectNamespace& operation)
+{
+    constexpr char tag[] = "OperationCache::operator[]";
+    {
+        const ACE_Read_Guard<ACE_RW_Thread_Mutex> readGuard(operationsMutex);
+        requireLocked(readGuard.locked(), "read_guard.locked()");
+        if (const auto found = find(operation)) {
+            return found;
+        }
+    }
+    logmsgf(Platform::LOG_LEVEL_NOTABLE, tag, "Operation %s not found in cache; reloading from disk",
+            operation.toLogStr().c_str());
+    const ACE_Write_Guard<ACE_RW_Thread_Mutex> writeGuard(operationsMutex);
+    requireLocked(writeGuard.locked(), "write_guard.locked()");
+    // Another thread may have read the file between the two locks.
+    if (const auto found = find(operation)) {
+        return found;
+    }
+    load();
+    const auto found = find(operation);
+    if (!found) {
+        logmsgf(Platform::LOG_LEVEL_ERROR, tag, "Operation %s still not found in cache",
+                operation.toLogStr().c_str());
+    }
+    return found;
+}
+
+std::map<ObjectNamespace, Operation> OperationCache::operations() const
+{
+    const ACE_Read_Guard<ACE_RW_Thread_Mutex> readGuard(operationsMutex);
+    requireLocked(readGuard.locked(), "read_guard.locked()");
+    return operations_;
+}
+
+boost::optional<Operation> OperationCache::find(const ObjectNamespace& operation) const
+{
+    const auto found = operations_.find(operation);
+    return found == operations_.end() ? boost::none : boost::optional<Operation>(found->second);
+}
+
+} // namespace Tessara::Keepsafe::Rbac

@@ -66,7 +66,6 @@ private:
     class ReaderPin;
 
     void refresh() const;
-    void refreshLocked() const;
     void releaseRetired() const noexcept;
 
     Manifest manifest_;
@@ -137,7 +136,6 @@ private:
     friend class AccessCache;
     explicit Reader(const AccessCache& cache);
 
-    void validate() const;
     void captureViews();
     [[nodiscard]] NodeOffset segmentRoot() const noexcept;
     [[nodiscard]] const detail::SegmentNode* findSegment(NodeOffset root, std::int32_t key) const;

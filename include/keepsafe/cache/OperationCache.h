@@ -37,6 +37,9 @@ public:
     /// `load()` throws.
     boost::optional<Operation> operator[](const ObjectNamespace& operation);
 
+    /// What is known at this moment; nothing is read.
+    [[nodiscard]] std::map<ObjectNamespace, Operation> operations() const;
+
     /// Where the file is, under the installation root of the moment.
     static std::string fileName();
 

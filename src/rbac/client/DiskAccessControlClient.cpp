@@ -1,0 +1,69 @@
+#include <keepsafe/rbac/client/DiskAccessControlClient.h>
+
+#include <new>
+#include <utility>
+
+#include <boost/make_shared.hpp>
+
+#include <keepsafe/platform/log/logmsg.h>
+#include <keepsafe/platform/status/EC_exception.h>
+#include <keepsafe/platform/status/status_codes.h>
+#include <keepsafe/rbac/client/DiskAccessChecker.h>
+
+namespace Tessara::Keepsafe::Rbac {
+
+namespace {
+
+constexpr char TAG[] = "DiskAccessControlClient::createAccessChecker";
+
+/// Holders of this role may do everything.
+constexpr int ALL_PERMISSIONS_ROLE = 0;
+
+} // namespace
+
+DiskAccessControlClient::DiskAccessControlClient(const ObjectNamespace& objectNamespace,
+                                                 boost::shared_ptr<const AccessCache> accessCache,
+                                                 OperationCache& operationCache)
+    : objectNamespace_(objectNamespace), accessCache_(std::move(accessCache)), operationCache_(operationCache)
+{
+}
+
+int DiskAccessControlClient::createAccessChecker(Tessara::Dal::DbConnectionManager* /*dbConnectionManager*/,
+                                                 const std::string& /*sessionToken*/,
+                                                 const ObjectNamespace& /*operation*/, int /*reserved*/,
+                                                 boost::shared_ptr<const AccessChecker>& /*checker*/)
+{
+    const int status = Status::DATABASE_UNAVAILABLE;
+    logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Failed to extract role IDs from ID token, error=%d", status);
+    return status;
+}
+
+int DiskAccessControlClient::createAccessChecker(const std::set<int>& roleIds,
+                                                 const ObjectNamespace& operation, int reserved,
+                                                 boost::shared_ptr<const AccessChecker>& checker)
+{
+    boost::optional<Operation> known;
+    try {
+        known = operationCache_[operation];
+    } catch (const EC_exception& failure) {
+        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Failed to convert operation to offset/mask, error=%d",
+                failure.status());
+        return failure.status();
+    }
+    try {
+        if (!known) {
+            checker = boost::make_shared<const ConstantAccessChecker<false>>();
+        } else if (roleIds.count(ALL_PERMISSIONS_ROLE) != 0) {
+            checker = boost::make_shared<const ConstantAccessChecker<true>>();
+        } else {
+            checker = boost::make_shared<const DiskAccessChecker>(accessCache_, roleIds, *known, reserved);
+        }
+    } catch (const std::bad_alloc&) {
+        // Callers rely on 0 here and test the checker instead.
+        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Failed to create AccessChecker, error=%d",
+                Status::OUT_OF_MEMORY);
+    }
+    return Status::SUCCESS;
+}
+
+} // namespace Tessara::Keepsafe::Rbac

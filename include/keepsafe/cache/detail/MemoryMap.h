@@ -53,14 +53,16 @@ public:
     [[nodiscard]] std::size_t size() const noexcept { return region().size; }
 
 private:
-    std::unique_ptr<const MappedRegion> mapCurrent() const;
-    void publish(std::unique_ptr<const MappedRegion> region) noexcept;
+    struct Mapping; ///< owns one mapping and releases it
+
+    [[nodiscard]] std::unique_ptr<Mapping> mapCurrent() const;
+    void publish(std::unique_ptr<Mapping> mapping) noexcept;
 
     std::string path_;
     int fd_ = -1;
-    std::unique_ptr<const MappedRegion> current_;
-    std::atomic<const MappedRegion*> region_; ///< INVARIANT: `current_.get()`, for readers in other threads
-    std::vector<std::unique_ptr<const MappedRegion>> retired_;
+    std::unique_ptr<Mapping> current_;
+    std::atomic<const MappedRegion*> region_; ///< INVARIANT: that of `current_`, for readers in other threads
+    std::vector<std::unique_ptr<Mapping>> retired_;
 };
 
 } // namespace Tessara::Keepsafe::Rbac::detail

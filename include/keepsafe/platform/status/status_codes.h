@@ -19,10 +19,16 @@ inline constexpr int CONVERSION_FAILED = 114;      ///< a conversion or an HTTP 
 inline constexpr int NO_AUTHORIZATION_TOKEN = 117; ///< no authorization token is stored for the session
 inline constexpr int DATABASE_UNAVAILABLE = 220;   ///< the database is unreachable or a statement failed
 inline constexpr int MALFORMED_DOCUMENT = 7610; ///< a document, namespace text or token payload is malformed
-inline constexpr int TOKEN_EXPIRED = 8001;
+inline constexpr int TOKEN_EXPIRED = 8001; ///< the token's time of expiry has passed
 inline constexpr int TOKEN_INVALID = 8002; ///< the token is invalid or its signature was not verified
-inline constexpr int PUBLIC_KEY_UNUSABLE = 8007;
+inline constexpr int PUBLIC_KEY_UNUSABLE = 8007; ///< the public key of the tokens cannot be used
+inline constexpr int REGISTRATION_ROLLED_BACK = 8022;   ///< the callback failed; the registration was undone
+inline constexpr int UNREGISTRATION_ROLLED_BACK = 8023; ///< the callback failed; the object stays registered
+inline constexpr int COMMIT_FAILED = 8024;       ///< the callback succeeded; the commit or deletion failed
+inline constexpr int ROLLBACK_FAILED = 8025;     ///< the callback failed, and so did undoing the first step
+inline constexpr int STATE_UPDATE_FAILED = 8030; ///< the update of many objects after the callback failed
 inline constexpr int UNEXPECTED_RESPONSE = 9103; ///< a response has the wrong type or is unreadable
+inline constexpr int NO_MORE_ROWS = 2007031;     ///< the database layer's end of rows; not a failure
 
 } // namespace Tessara::Keepsafe::Status
 

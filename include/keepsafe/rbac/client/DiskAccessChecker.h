@@ -34,7 +34,7 @@ private:
     boost::shared_ptr<const AccessCache> accessCache_;
     std::set<int> roleIds_;
     Operation operation_;
-    int reserved_;
+    [[maybe_unused]] int reserved_;
 };
 
 } // namespace Tessara::Keepsafe::Rbac

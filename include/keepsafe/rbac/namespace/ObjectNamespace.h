@@ -56,7 +56,7 @@ public:
     [[nodiscard]] bool is_ancestor_of(const ObjectNamespace& other) const noexcept;
 
     /// The text form. Valid until the object changes or dies.
-    [[nodiscard]] const std::string& str() const;
+    const std::string& str() const;
 
     /// As `str()`, for log lines: a failure that would throw `EC_exception` yields "[conversion failed]".
     [[nodiscard]] const std::string& toLogStr() const;
