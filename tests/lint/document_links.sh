@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# document_links.sh SOURCE: every relative link of README, CONTRIBUTING, CHANGELOG and docs/ leads to a file or
+# folder of the tree.
+set -euo pipefail
+cd "$1"
+
+broken=0 links=0
+for document in *.md docs/*.md; do
+  while IFS= read -r target; do
+    case $target in
+      http://* | https://* | mailto:* | '#'*) continue ;;
+    esac
+    links=$((links + 1))
+    if [ ! -e "$(dirname "$document")/${target%%#*}" ]; then
+      echo "$document: no such file: $target"
+      broken=$((broken + 1))
+    fi
+  done < <(grep -oE '\]\([^)]+\)' "$document" | sed -E 's/^\]\(//; s/\)$//' || true)
+done
+echo "$links links, $broken broken"
+[ "$links" -gt 0 ] && [ "$broken" -eq 0 ]
