@@ -32,7 +32,8 @@ constexpr signed char hexDigitValue(unsigned byte)
     return NO_DIGIT;
 }
 
-template <typename Value, typename Function> constexpr std::array<Value, 256> tabulate(Function function)
+template <typename Value, typename Function>
+constexpr std::array<Value, 256> tabulate(Function function)
 {
     std::array<Value, 256> table{};
     for (unsigned byte = 0; byte < table.size(); ++byte) {

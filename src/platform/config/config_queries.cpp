@@ -1,0 +1,180 @@
+#include <keepsafe/platform/config/config.h>
+
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <optional>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/stat.h>
+
+#include <keepsafe/platform/log/logmsg.h>
+#include <keepsafe/platform/status/status_codes.h>
+
+#include "config_file.h"
+
+namespace Tessara::Keepsafe::Platform {
+namespace {
+
+/// What tells one state of the file from another without reading it.
+struct Identity {
+    int error = 0; ///< of the query: a missing file is a state, too
+    dev_t device = 0;
+    ino_t inode = 0;
+    off_t size = 0;
+    timespec modified{};
+    timespec changed{};
+
+    friend bool operator==(const Identity& left, const Identity& right)
+    {
+        const auto same = [](const timespec& a, const timespec& b) {
+            return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+        };
+        return left.error == right.error && left.device == right.device && left.inode == right.inode &&
+               left.size == right.size && same(left.modified, right.modified) &&
+               same(left.changed, right.changed);
+    }
+};
+
+Identity identify(const std::string& path)
+{
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0) {
+        return {errno};
+    }
+    // For a link, what it leads to counts.
+    if (S_ISLNK(status.st_mode) && ::stat(path.c_str(), &status) != 0) {
+        return {-errno};
+    }
+    return {0, status.st_dev, status.st_ino, status.st_size, status.st_mtim, status.st_ctim};
+}
+
+/// File times advance in steps of some milliseconds, so a second change within one step of the first may show
+/// the same times. Until a file is older than this, it is read at each call.
+constexpr std::int64_t UNSETTLED_NANOSECONDS = 50'000'000;
+
+bool isSettled(const Identity& identity)
+{
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    const std::int64_t age = (now.tv_sec - identity.changed.tv_sec) * std::int64_t{1'000'000'000} +
+                             now.tv_nsec - identity.changed.tv_nsec;
+    return age > UNSETTLED_NANOSECONDS || age < -UNSETTLED_NANOSECONDS;
+}
+
+/// The configuration as it was read from one state of the file. Immutable.
+struct Snapshot {
+    std::string path;
+    Identity identity;
+    bool settled;
+    std::optional<Config> config; ///< empty when it could not be read
+    std::string error;
+};
+
+using SnapshotPtr = std::shared_ptr<const Snapshot>;
+
+pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+void lock() { pthread_mutex_lock(&mutex); }
+void unlock() { pthread_mutex_unlock(&mutex); }
+// A forked child must not start with the lock held by a thread that it does not have.
+[[maybe_unused]] const int registered = pthread_atfork(lock, unlock, unlock);
+
+/// Guarded by `mutex`. Never destroyed: threads may ask until the process ends.
+union Latest {
+    constexpr Latest() noexcept : snapshot() {}
+    ~Latest() {}
+    SnapshotPtr snapshot;
+};
+Latest latest;
+
+SnapshotPtr latestSnapshot()
+{
+    lock();
+    SnapshotPtr snapshot = latest.snapshot;
+    unlock();
+    return snapshot;
+}
+
+/// Makes `next` the latest snapshot. False when another thread put one of the same state there already.
+bool publish(const SnapshotPtr& next)
+{
+    SnapshotPtr before = next;
+    lock();
+    latest.snapshot.swap(before);
+    unlock();
+    return before == nullptr || before->path != next->path || !(before->identity == next->identity) ||
+           before->error != next->error;
+}
+
+SnapshotPtr read(const std::string& path, const Identity& identity)
+{
+    Snapshot snapshot{path, identity, isSettled(identity), std::nullopt, {}};
+    try {
+        snapshot.config = detail::loadConfigFrom(path);
+    } catch (const ConfigError& error) {
+        snapshot.error = error.what();
+    }
+    return std::make_shared<const Snapshot>(std::move(snapshot));
+}
+
+/// The configuration as the file stands now. A failure to read it is logged under `tag` once per state.
+SnapshotPtr currentSnapshot(const char* tag)
+{
+    const std::string path = detail::configPath();
+    // The query comes before the reading: a change between the two is found by the next call.
+    const Identity identity = identify(path);
+    SnapshotPtr snapshot = latestSnapshot();
+    if (snapshot != nullptr && snapshot->settled && snapshot->path == path &&
+        snapshot->identity == identity) {
+        return snapshot;
+    }
+    snapshot = read(path, identity);
+    if (publish(snapshot) && !snapshot->config) {
+        logmsgf(LOG_LEVEL_ERROR, tag, "%s", snapshot->error.c_str());
+    }
+    return snapshot;
+}
+
+int copyName(const std::string& name, char* buffer, unsigned long size)
+{
+    if (name.empty()) {
+        return Status::CONVERSION_FAILED;
+    }
+    if (name.size() >= size) {
+        return Status::INVALID_ARGUMENT;
+    }
+    std::memcpy(buffer, name.c_str(), name.size() + 1);
+    return Status::SUCCESS;
+}
+
+} // namespace
+} // namespace Tessara::Keepsafe::Platform
+
+namespace Platform = Tessara::Keepsafe::Platform;
+namespace Status = Tessara::Keepsafe::Status;
+
+int IsFeatureEnabled_c(int feature)
+{
+    try {
+        const Platform::SnapshotPtr snapshot = Platform::currentSnapshot("IsFeatureEnabled_c");
+        return !snapshot->config || snapshot->config->enabledFeatures.count(feature) != 0 ? 1 : 0;
+    } catch (const std::exception&) {
+        return 1;
+    }
+}
+
+int db_getservernameEx(char* buffer, unsigned long size)
+{
+    if (buffer == nullptr || size == 0) {
+        return Status::INVALID_ARGUMENT;
+    }
+    buffer[0] = '\0';
+    try {
+        const Platform::SnapshotPtr snapshot = Platform::currentSnapshot("db_getservernameEx");
+        return snapshot->config ? Platform::copyName(snapshot->config->masterServer, buffer, size)
+                                : Status::FILE_UNREADABLE;
+    } catch (const std::exception&) {
+        return Status::FILE_UNREADABLE;
+    }
+}

@@ -1,0 +1,182 @@
+#include <keepsafe/platform/config/config.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <limits>
+#include <sstream>
+#include <string_view>
+
+#include <toml++/toml.h>
+
+#include <keepsafe/platform/log/logmsg.h>
+
+namespace Tessara::Keepsafe::Platform {
+namespace {
+
+/// The longest name that fits the buffer of 257 bytes that callers of `db_getservernameEx` have.
+constexpr std::size_t MAX_SERVER_NAME = 256;
+
+[[noreturn]] void fail(const std::string& file, const toml::source_position& where, const std::string& what)
+{
+    throw ConfigError(file + ":" + std::to_string(where.line) + ":" + std::to_string(where.column) + ": " +
+                      what);
+}
+
+/// A value of the file, with what a message about it needs: its file and full name.
+struct Value {
+    const std::string& file;
+    std::string key;
+    const toml::node& node;
+
+    [[noreturn]] void fail(const std::string& what) const
+    {
+        Platform::fail(file, node.source().begin, key + " " + what);
+    }
+};
+
+std::string typeName(const toml::node& node)
+{
+    std::ostringstream name;
+    name << node.type();
+    return name.str();
+}
+
+std::string stringOf(const Value& value)
+{
+    const toml::value<std::string>* const text = value.node.as_string();
+    if (text == nullptr) {
+        value.fail("must be a string, not of type " + typeName(value.node));
+    }
+    return text->get();
+}
+
+int integerOf(const Value& value, int least, int most)
+{
+    const toml::value<std::int64_t>* const number = value.node.as_integer();
+    if (number == nullptr) {
+        value.fail("must be an integer, not of type " + typeName(value.node));
+    }
+    if (number->get() < least || number->get() > most) {
+        value.fail("must be between " + std::to_string(least) + " and " + std::to_string(most) + ", not " +
+                   std::to_string(number->get()));
+    }
+    return static_cast<int>(number->get());
+}
+
+bool isHostNameCharacter(char character)
+{
+    constexpr std::string_view PUNCTUATION = "-._:";
+    return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
+           (character >= '0' && character <= '9') || PUNCTUATION.find(character) != std::string_view::npos;
+}
+
+void readMasterServer(const Value& value, Config& config)
+{
+    std::string name = stringOf(value);
+    if (name.size() > MAX_SERVER_NAME) {
+        value.fail("must be at most " + std::to_string(MAX_SERVER_NAME) + " bytes long, not " +
+                   std::to_string(name.size()));
+    }
+    if (!std::all_of(name.begin(), name.end(), isHostNameCharacter)) {
+        value.fail("must be a host name: letters, digits, '-', '.', '_' and ':' only");
+    }
+    config.masterServer = std::move(name);
+}
+
+void readEnabledFeatures(const Value& value, Config& config)
+{
+    const toml::array* const features = value.node.as_array();
+    if (features == nullptr) {
+        value.fail("must be an array of integers, not of type " + typeName(value.node));
+    }
+    std::set<int> enabled;
+    for (std::size_t at = 0; at < features->size(); ++at) {
+        const Value element{value.file, value.key + "[" + std::to_string(at) + "]", (*features)[at]};
+        enabled.insert(integerOf(element, 1, std::numeric_limits<int>::max()));
+    }
+    config.enabledFeatures = std::move(enabled);
+}
+
+void readLogLevel(const Value& value, Config& config)
+{
+    config.logThreshold = integerOf(value, 0, LOG_LEVEL_ERROR);
+}
+
+void readLogDestination(const Value& value, Config& config)
+{
+    std::string destination = stringOf(value);
+    const bool isFile = destination.rfind("file:/", 0) == 0 && destination.find('\0') == std::string::npos;
+    if (destination != "stderr" && destination != "syslog" && !isFile) {
+        value.fail(R"(must be "stderr", "syslog" or "file:" and an absolute path)");
+    }
+    config.logDestination = std::move(destination);
+}
+
+/// A key that the file may have: the table it stands in (empty for the top), its name, and what reads it.
+struct Key {
+    std::string_view table;
+    std::string_view name;
+    void (*read)(const Value& value, Config& config);
+};
+
+constexpr std::array<Key, 4> KEYS = {{
+    {"", "master_server", readMasterServer},
+    {"features", "enabled", readEnabledFeatures},
+    {"log", "level", readLogLevel},
+    {"log", "destination", readLogDestination},
+}};
+
+bool isTableName(std::string_view name)
+{
+    return !name.empty() &&
+           std::any_of(KEYS.begin(), KEYS.end(), [name](const Key& key) { return key.table == name; });
+}
+
+std::string quoted(std::string_view name) { return "\"" + std::string(name) + "\""; }
+
+void readTable(const std::string& file, std::string_view tableName, const toml::table& table, Config& config)
+{
+    for (const auto& [name, node] : table) {
+        const std::string key = tableName.empty() ? std::string(name.str())
+                                                  : std::string(tableName) + "." + std::string(name.str());
+        if (tableName.empty() && isTableName(name.str())) {
+            const toml::table* const inner = node.as_table();
+            if (inner == nullptr) {
+                fail(file, node.source().begin,
+                     quoted(key) + " must be a table, not of type " + typeName(node));
+            }
+            readTable(file, name.str(), *inner, config);
+            continue;
+        }
+        const auto* const known =
+            std::find_if(KEYS.begin(), KEYS.end(), [&, &keyName = name](const Key& candidate) {
+                return candidate.table == tableName && candidate.name == keyName.str();
+            });
+        if (known == KEYS.end()) {
+            fail(file, name.source().begin, "unknown key " + quoted(key));
+        }
+        known->read({file, quoted(key), node}, config);
+    }
+}
+
+toml::table parseToml(const std::string& text, const std::string& name)
+{
+    try {
+        return toml::parse(std::string_view(text), std::string_view(name));
+    } catch (const toml::parse_error& error) {
+        fail(name, error.source().begin, std::string(error.description()));
+    }
+}
+
+} // namespace
+
+Config parseConfig(const std::string& text, const std::string& name)
+{
+    const toml::table document = parseToml(text, name);
+    Config config;
+    readTable(name, "", document, config);
+    return config;
+}
+
+} // namespace Tessara::Keepsafe::Platform

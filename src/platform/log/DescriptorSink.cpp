@@ -1,0 +1,66 @@
+#include "DescriptorSink.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstddef>
+#include <stdexcept>
+#include <system_error>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "line.h"
+
+namespace Tessara::Keepsafe::Platform::detail {
+namespace {
+
+void writeAll(int descriptor, const char* data, std::size_t size)
+{
+    while (size > 0) {
+        const ssize_t written = ::write(descriptor, data, size);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return;
+        }
+        data += written;
+        size -= static_cast<std::size_t>(written);
+    }
+}
+
+int openForAppending(const std::string& path)
+{
+    int descriptor = -1;
+    do {
+        descriptor = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0644);
+    } while (descriptor < 0 && errno == EINTR);
+    if (descriptor < 0) {
+        const int error = errno;
+        throw std::runtime_error("cannot open the log file \"" + path +
+                                 "\": " + std::generic_category().message(error));
+    }
+    return descriptor;
+}
+
+} // namespace
+
+void DescriptorSink::write(const LogRecord& record) noexcept
+{
+    try {
+        spdlog::memory_buf_t line;
+        appendLine(record, std::chrono::system_clock::now(), line);
+        writeAll(descriptor_, line.data(), line.size());
+    } catch (const std::exception&) {
+        // Short of memory: the message is lost, and there is nowhere to say so.
+        return;
+    }
+}
+
+StderrSink::StderrSink() noexcept : DescriptorSink(STDERR_FILENO) {}
+
+FileSink::FileSink(const std::string& path) : DescriptorSink(openForAppending(path)) {}
+
+FileSink::~FileSink() { ::close(descriptor()); }
+
+} // namespace Tessara::Keepsafe::Platform::detail

@@ -1,0 +1,40 @@
+#ifndef KEEPSAFE_SRC_PLATFORM_LOG_DESCRIPTORSINK_H
+#define KEEPSAFE_SRC_PLATFORM_LOG_DESCRIPTORSINK_H
+
+#include <string>
+
+#include <keepsafe/platform/log/log_sink.h>
+
+namespace Tessara::Keepsafe::Platform::detail {
+
+/// Writes lines to a descriptor, each with one `write`: lines of several threads and, where the descriptor
+/// appends, of several processes do not mix, and no lock and no buffer exists that a forked child could
+/// inherit in the middle of another thread's message. What cannot be written (a full disk) is lost.
+class DescriptorSink : public LogSink {
+public:
+    void write(const LogRecord& record) noexcept override;
+
+protected:
+    explicit DescriptorSink(int descriptor) noexcept : descriptor_(descriptor) {}
+    [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
+
+private:
+    int descriptor_;
+};
+
+/// Standard error, which stays open.
+class StderrSink final : public DescriptorSink {
+public:
+    StderrSink() noexcept;
+};
+
+/// A file, which the sink opens and closes.
+class FileSink final : public DescriptorSink {
+public:
+    explicit FileSink(const std::string& path);
+    ~FileSink() override;
+};
+
+} // namespace Tessara::Keepsafe::Platform::detail
+
+#endif

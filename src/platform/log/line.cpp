@@ -1,0 +1,137 @@
+#include "line.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+
+#include <spdlog/details/os.h>
+#include <spdlog/fmt/fmt.h>
+
+#include <keepsafe/platform/log/logmsg.h>
+
+namespace Tessara::Keepsafe::Platform::detail {
+namespace {
+
+unsigned byteAt(std::string_view text, std::size_t at) { return static_cast<unsigned char>(text[at]); }
+
+bool isContinuation(unsigned byte) { return (byte & 0xC0U) == 0x80U; }
+
+/// The length of the UTF-8 sequence of more than one byte at the start of `text`, and its code point; 0 when
+/// there is none or it is overlong, a surrogate or beyond Unicode.
+std::size_t decodeSequence(std::string_view text, std::uint32_t& codePoint)
+{
+    struct Form {
+        unsigned mask, lead;
+        std::uint32_t least;
+    };
+    constexpr std::array<Form, 3> FORMS = {
+        {{0xE0U, 0xC0U, 0x80U}, {0xF0U, 0xE0U, 0x800U}, {0xF8U, 0xF0U, 0x10000U}}};
+    const unsigned first = byteAt(text, 0);
+    for (std::size_t form = 0; form < FORMS.size(); ++form) {
+        const std::size_t length = form + 2;
+        if ((first & FORMS[form].mask) != FORMS[form].lead) {
+            continue;
+        }
+        if (text.size() < length) {
+            return 0;
+        }
+        codePoint = first & ~FORMS[form].mask;
+        for (std::size_t at = 1; at < length; ++at) {
+            if (!isContinuation(byteAt(text, at))) {
+                return 0;
+            }
+            codePoint = (codePoint << 6U) | (byteAt(text, at) & 0x3FU);
+        }
+        const bool isSurrogate = codePoint >= 0xD800U && codePoint <= 0xDFFFU;
+        return codePoint < FORMS[form].least || isSurrogate || codePoint > 0x10FFFFU ? 0 : length;
+    }
+    return 0;
+}
+
+/// How many bytes at the start of `text` can be written as they are.
+std::size_t harmlessLength(std::string_view text)
+{
+    const unsigned first = byteAt(text, 0);
+    if (first < 0x80U) {
+        return first >= 0x20U && first != 0x7FU ? 1 : 0;
+    }
+    std::uint32_t codePoint = 0;
+    const std::size_t length = decodeSequence(text, codePoint);
+    const bool breaksLines = codePoint < 0xA0U || codePoint == 0x2028U || codePoint == 0x2029U;
+    return breaksLines ? 0 : length;
+}
+
+const char* levelName(int level)
+{
+    if (level >= LOG_LEVEL_ERROR) {
+        return "error";
+    }
+    if (level >= LOG_LEVEL_NOTABLE) {
+        return "notable";
+    }
+    return level >= LOG_LEVEL_INFORMATION ? "information" : "debug";
+}
+
+struct Date {
+    std::int64_t year;
+    unsigned month, day;
+};
+
+/// The Gregorian date of a day counted from 1970-01-01. Years begin in March here, so that the leap day is
+/// the last day of its year, and 400 years (146097 days) repeat.
+Date dateOfDay(std::int64_t daysSinceEpoch)
+{
+    const std::int64_t days = daysSinceEpoch + 719468;
+    const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
+    const auto dayOfEra = static_cast<unsigned>(days - era * 146097);
+    const unsigned yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+    const unsigned dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+    const unsigned marchMonth = (5 * dayOfYear + 2) / 153;
+    const unsigned month = marchMonth < 10 ? marchMonth + 3 : marchMonth - 9;
+    return {static_cast<std::int64_t>(yearOfEra) + era * 400 + (month <= 2 ? 1 : 0), month,
+            dayOfYear - (153 * marchMonth + 2) / 5 + 1};
+}
+
+void appendTime(std::chrono::system_clock::time_point now, spdlog::memory_buf_t& out)
+{
+    using std::chrono::floor;
+    using Days = std::chrono::duration<std::int64_t, std::ratio<86400>>;
+    const auto sinceEpoch = floor<std::chrono::milliseconds>(now.time_since_epoch());
+    const Days days = floor<Days>(sinceEpoch);
+    const Date date = dateOfDay(days.count());
+    const auto milliseconds = (sinceEpoch - days).count();
+    fmt::format_to(std::back_inserter(out), "{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:03}Z", date.year,
+                   date.month, date.day, milliseconds / 3600000, milliseconds / 60000 % 60,
+                   milliseconds / 1000 % 60, milliseconds % 1000);
+}
+
+} // namespace
+
+void appendEscaped(std::string_view text, spdlog::memory_buf_t& out)
+{
+    while (!text.empty()) {
+        const std::size_t length = harmlessLength(text);
+        if (length == 0) {
+            fmt::format_to(std::back_inserter(out), "\\x{:02X}", byteAt(text, 0));
+            text.remove_prefix(1);
+        } else {
+            out.append(text.data(), text.data() + length);
+            text.remove_prefix(length);
+        }
+    }
+}
+
+void appendLine(const LogRecord& record, std::chrono::system_clock::time_point now, spdlog::memory_buf_t& out)
+{
+    appendTime(now, out);
+    // The thread's number is asked for anew: a remembered one would be the parent's after a fork.
+    fmt::format_to(std::back_inserter(out), " {}({}) {}/{} ", levelName(record.level), record.level,
+                   spdlog::details::os::pid(), spdlog::details::os::_thread_id());
+    appendEscaped(record.tag, out);
+    fmt::format_to(std::back_inserter(out), ": ");
+    appendEscaped(record.text, out);
+    out.push_back('\n');
+}
+
+} // namespace Tessara::Keepsafe::Platform::detail

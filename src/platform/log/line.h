@@ -1,0 +1,29 @@
+#ifndef KEEPSAFE_SRC_PLATFORM_LOG_LINE_H
+#define KEEPSAFE_SRC_PLATFORM_LOG_LINE_H
+
+#include <chrono>
+#include <string_view>
+
+#include <spdlog/common.h>
+
+#include <keepsafe/platform/log/log_sink.h>
+
+namespace Tessara::Keepsafe::Platform::detail {
+
+/// Appends `text` with every byte that could break a line or command a terminal written as \xHH: the control
+/// characters of ASCII and Latin-1, the separators U+2028 and U+2029, and bytes that are not UTF-8.
+void appendEscaped(std::string_view text, spdlog::memory_buf_t& out);
+
+/// Appends a whole line for the record, its end included:
+///
+///     2024-02-29T23:59:58.007Z error(16) 4711/4712 Tag::of: text
+///
+/// Level names stand for the band that a number lies in: debug below 4, information below 8, notable below
+/// 16, error from there on. The time is UTC and computed here: the C library's functions hold a lock that a
+/// forked child could inherit locked.
+void appendLine(const LogRecord& record, std::chrono::system_clock::time_point now,
+                spdlog::memory_buf_t& out);
+
+} // namespace Tessara::Keepsafe::Platform::detail
+
+#endif
