@@ -35,6 +35,7 @@ install(FILES
 # Paths in the pkg-config file start from the file itself.
 set(keepsafe_pkgconfig_dir "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig")
 file(RELATIVE_PATH KEEPSAFE_PC_PREFIX "${keepsafe_pkgconfig_dir}" "${CMAKE_INSTALL_PREFIX}")
+string(REGEX REPLACE "/$" "" KEEPSAFE_PC_PREFIX "${KEEPSAFE_PC_PREFIX}")
 file(RELATIVE_PATH KEEPSAFE_PC_LIBDIR "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_FULL_LIBDIR}")
 file(RELATIVE_PATH KEEPSAFE_PC_INCLUDEDIR "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
 configure_file(
