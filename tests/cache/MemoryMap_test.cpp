@@ -1,0 +1,178 @@
+#include <keepsafe/cache/detail/MemoryMap.h>
+
+#include <stdexcept>
+#include <string>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "support/CapturedLog.h"
+#include "support/TempDir.h"
+
+namespace {
+
+using keepsafe_test::CapturedLog;
+using keepsafe_test::LogLine;
+using keepsafe_test::TempDir;
+using keepsafe_test::writeFile;
+using Tessara::Keepsafe::Rbac::detail::MemoryMap;
+using testing::ElementsAre;
+
+std::string contentOf(const MemoryMap& map)
+{
+    return {reinterpret_cast<const char*>(map.address()), map.size()};
+}
+
+void append(const std::string& path, const std::string& more)
+{
+    writeFile(path, keepsafe_test::readFile(path) + more);
+}
+
+TEST(MemoryMap, MapsTheWholeFile)
+{
+    const TempDir dir;
+    writeFile(dir.path("file"), "content");
+    const MemoryMap map(dir.path("file"));
+    EXPECT_EQ(contentOf(map), "content");
+    EXPECT_EQ(map.current_size(), 7U);
+}
+
+TEST(MemoryMap, AnnouncesEachMapAtLevelFour)
+{
+    const TempDir dir;
+    writeFile(dir.path("file"), "x");
+    const CapturedLog log;
+    const MemoryMap map(dir.path("file"));
+    EXPECT_THAT(log.lines(),
+                ElementsAre(LogLine{4, "MemoryMap", "instantiating memory map for " + dir.path("file")}));
+}
+
+TEST(MemoryMap, AnEmptyFileMapsToNothing)
+{
+    const TempDir dir;
+    writeFile(dir.path("file"), "");
+    const MemoryMap map(dir.path("file"));
+    EXPECT_EQ(map.address(), nullptr);
+    EXPECT_EQ(map.size(), 0U);
+}
+
+TEST(MemoryMap, AMissingFileIsToldOnStandardErrorAndThrown)
+{
+    const TempDir dir;
+    const CapturedLog log;
+    testing::internal::CaptureStderr();
+    try {
+        const MemoryMap map(dir.path("none"));
+        FAIL() << "opened a missing file";
+    } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "error opening file");
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "error opening " + dir.path("none") + ": No such file or directory\n");
+    EXPECT_THAT(log.lines(),
+                ElementsAre(LogLine{4, "MemoryMap", "instantiating memory map for " + dir.path("none")}));
+}
+
+TEST(MemoryMap, AFolderCannotBeMapped)
+{
+    const TempDir dir;
+    testing::internal::CaptureStderr();
+    try {
+        const MemoryMap map(dir.path());
+        FAIL() << "mapped a folder";
+    } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "error mapping file");
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "error mapping " + dir.path() + ": No such device\n");
+}
+
+TEST(MemoryMap, AFailingSizeQueryIsToldOnStandardErrorAndThrown)
+{
+    const TempDir dir;
+    writeFile(dir.path("file"), "x");
+    // The next descriptor that is free becomes the map's; closing it behind its back makes fstat fail.
+    const int next = dup(0);
+    close(next);
+    MemoryMap map(dir.path("file"));
+    close(next);
+    testing::internal::CaptureStderr();
+    const auto query = [&] { return map.current_size(); };
+    try {
+        query();
+        FAIL() << "asked a closed descriptor for its size";
+    } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "error statting file");
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "error statting " + dir.path("file") + ": Bad file descriptor\n");
+}
+
+TEST(MemoryMap, RefreshMapsAGrownFileAnew)
+{
+    const TempDir dir;
+    writeFile(dir.path("file"), "abc");
+    MemoryMap map(dir.path("file"));
+    append(dir.path("file"), "def");
+    EXPECT_EQ(map.size(), 3U);
+    map.refresh();
+    EXPECT_EQ(contentOf(map), "abcdef");
+}
+
+TEST(MemoryMap, RefreshKeepsTheMappingOfAnUnchangedFile)
+{
+    const TempDir dir;
+    writeFile(dir.path("file"), "abc");
+    MemoryMap map(dir.path("file"));
+    const auto* before = map.address();
+    map.refresh();
+    EXPECT_EQ(map.address(), before);
+}
+
+TEST(MemoryMap, ARetiredMappingCanBeReadUntilItIsReleased)
+{
+    const TempDir dir;
+    writeFile(dir.path("file"), "abc");
+    MemoryMap map(dir.path("file"));
+    const auto before = map.region();
+    append(dir.path("file"), "def");
+    map.refresh();
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(before.address), before.size), "abc");
+    map.releaseRetired();
+    EXPECT_EQ(contentOf(map), "abcdef");
+}
+
+TEST(MemoryMap, AnEmptyFileThatGrowsIsMapped)
+{
+    const TempDir dir;
+    writeFile(dir.path("file"), "");
+    MemoryMap map(dir.path("file"));
+    append(dir.path("file"), "x");
+    map.refresh();
+    EXPECT_EQ(contentOf(map), "x");
+}
+
+TEST(MemoryMap, UnmapAndMapReleaseAndRenewTheMapping)
+{
+    const TempDir dir;
+    writeFile(dir.path("file"), "abc");
+    MemoryMap map(dir.path("file"));
+    map.unmap();
+    EXPECT_EQ(map.address(), nullptr);
+    map.map();
+    EXPECT_EQ(contentOf(map), "abc");
+}
+
+TEST(MemoryMap, SeesWhatTheWriterChangesInPlace)
+{
+    const TempDir dir;
+    writeFile(dir.path("file"), "abc");
+    const MemoryMap map(dir.path("file"));
+    append(dir.path("file"), ""); // the same size, written through another descriptor
+    writeFile(dir.path("file"), "xyz");
+    EXPECT_EQ(contentOf(map), "xyz");
+}
+
+} // namespace

@@ -1,0 +1,169 @@
+#include <keepsafe/rbac/client/DiskAccessChecker.h>
+
+#include <set>
+#include <string>
+
+#include <boost/make_shared.hpp>
+#include <gtest/gtest.h>
+
+#include <keepsafe/platform/status/EC_exception.h>
+
+#include "support/CacheWriter.h"
+#include "support/CapturedLog.h"
+#include "support/TempDir.h"
+
+namespace {
+
+using keepsafe_test::AccessModel;
+using keepsafe_test::CacheWriter;
+using keepsafe_test::CapturedLog;
+using keepsafe_test::TempDir;
+using Tessara::Keepsafe::Rbac::AccessCache;
+using Tessara::Keepsafe::Rbac::DiskAccessChecker;
+using Tessara::Keepsafe::Rbac::Manifest;
+using Tessara::Keepsafe::Rbac::ObjectNamespace;
+using Tessara::Keepsafe::Rbac::Operation;
+
+constexpr int VIEW_BIT = 4;
+constexpr int ROLE = 17;
+const keepsafe_test::Grants NOTHING{};
+const keepsafe_test::Grants VIEW{{ROLE, {VIEW_BIT}}};
+
+class DiskAccessCheckerTest : public testing::Test {
+protected:
+    bool allowed(const ObjectNamespace& object, const std::set<int>& roles = {ROLE})
+    {
+        CacheWriter(model_, {}).write(dir_.path("cache"));
+        return checker(roles).checkAccess(object);
+    }
+
+    DiskAccessChecker checker(const std::set<int>& roles)
+    {
+        return {boost::make_shared<const AccessCache>(Manifest("id", dir_.path("cache"))), roles,
+                Operation{VIEW_BIT}, 0};
+    }
+
+    TempDir dir_;
+    AccessModel model_;
+};
+
+TEST_F(DiskAccessCheckerTest, TheObjectsOwnBitAllows)
+{
+    model_.objects[ObjectNamespace("A")] = {true, VIEW, NOTHING};
+    EXPECT_TRUE(allowed(ObjectNamespace("A")));
+    EXPECT_FALSE(allowed(ObjectNamespace("A", "B")));
+}
+
+TEST_F(DiskAccessCheckerTest, AnObjectThatIsNotCachedTakesItsParentsChildBit)
+{
+    model_.objects[ObjectNamespace("A")] = {true, NOTHING, VIEW};
+    EXPECT_TRUE(allowed(ObjectNamespace("A", "B")));
+    EXPECT_TRUE(allowed(ObjectNamespace("A", "B", "C")));
+    EXPECT_FALSE(allowed(ObjectNamespace("A")));
+}
+
+TEST_F(DiskAccessCheckerTest, AnObjectThatDoesNotInheritIsDeniedWhatItsParentGrants)
+{
+    model_.objects[ObjectNamespace("A")] = {true, NOTHING, VIEW};
+    model_.objects[ObjectNamespace("A", "B")] = {false, NOTHING, NOTHING};
+    EXPECT_FALSE(allowed(ObjectNamespace("A", "B")));
+    EXPECT_FALSE(allowed(ObjectNamespace("A", "B", "C")));
+    EXPECT_TRUE(allowed(ObjectNamespace("A", "X")));
+}
+
+TEST_F(DiskAccessCheckerTest, AnObjectThatDoesNotInheritStillHasItsOwnGrants)
+{
+    model_.objects[ObjectNamespace("A")] = {false, VIEW, VIEW};
+    EXPECT_TRUE(allowed(ObjectNamespace("A")));
+    EXPECT_TRUE(allowed(ObjectNamespace("A", "B")));
+}
+
+TEST_F(DiskAccessCheckerTest, TheObjectIsAskedBeforeItsParent)
+{
+    model_.objects[ObjectNamespace("A")] = {false, NOTHING, NOTHING};
+    model_.objects[ObjectNamespace("A", "B")] = {true, VIEW, NOTHING};
+    EXPECT_TRUE(allowed(ObjectNamespace("A", "B")));
+}
+
+TEST_F(DiskAccessCheckerTest, TheRootGrantsToEverythingThatInherits)
+{
+    model_.objects[ObjectNamespace()] = {true, NOTHING, VIEW};
+    model_.objects[ObjectNamespace("A")] = {true, NOTHING, NOTHING};
+    model_.objects[ObjectNamespace("A", "B")] = {true, NOTHING, NOTHING};
+    EXPECT_TRUE(allowed(ObjectNamespace("A", "B")));
+    EXPECT_TRUE(allowed(ObjectNamespace("X", "Y", "Z")));
+    EXPECT_FALSE(allowed(ObjectNamespace()));
+}
+
+TEST_F(DiskAccessCheckerTest, TheRootItselfIsAskedForItsOwnBit)
+{
+    model_.objects[ObjectNamespace()] = {true, VIEW, NOTHING};
+    EXPECT_TRUE(allowed(ObjectNamespace()));
+    EXPECT_FALSE(allowed(ObjectNamespace("A")));
+}
+
+TEST_F(DiskAccessCheckerTest, OneGrantingRoleOfSeveralIsEnough)
+{
+    model_.objects[ObjectNamespace("A")] = {true, VIEW, NOTHING};
+    EXPECT_TRUE(allowed(ObjectNamespace("A"), {-3, 5, ROLE, 99}));
+    EXPECT_FALSE(allowed(ObjectNamespace("A"), {-3, 5, 99}));
+}
+
+TEST_F(DiskAccessCheckerTest, NoRolesMeansNo)
+{
+    model_.objects[ObjectNamespace()] = {true, VIEW, VIEW};
+    EXPECT_FALSE(allowed(ObjectNamespace(), {}));
+    EXPECT_FALSE(allowed(ObjectNamespace("A"), {}));
+}
+
+TEST_F(DiskAccessCheckerTest, RoleZeroIsAnOrdinaryRoleToTheCheckerItself)
+{
+    model_.objects[ObjectNamespace("A")] = {true, VIEW, NOTHING};
+    EXPECT_FALSE(allowed(ObjectNamespace("A"), {0}));
+}
+
+TEST_F(DiskAccessCheckerTest, AnEmptyCacheDeniesEverything)
+{
+    EXPECT_FALSE(allowed(ObjectNamespace()));
+    EXPECT_FALSE(allowed(ObjectNamespace("A")));
+}
+
+TEST_F(DiskAccessCheckerTest, NamesDeeperThanAnyListOfAncestorsAreDecidedTheSameWay)
+{
+    ObjectNamespace deep;
+    for (int i = 0; i < 300; ++i) {
+        deep = deep | "x";
+        model_.objects[deep] = {true, NOTHING, NOTHING};
+    }
+    model_.objects[ObjectNamespace("x")].children = VIEW;
+    EXPECT_TRUE(allowed(deep));
+    EXPECT_FALSE(allowed(ObjectNamespace("x")));
+    model_.objects[ObjectNamespace("x", "x", "x", "x")].inherit = false;
+    EXPECT_FALSE(allowed(deep));
+    EXPECT_TRUE(allowed(ObjectNamespace("x", "x", "x")));
+}
+
+TEST_F(DiskAccessCheckerTest, KeepsItsCacheAlive)
+{
+    model_.objects[ObjectNamespace("A")] = {true, VIEW, NOTHING};
+    CacheWriter(model_, {}).write(dir_.path("cache"));
+    const DiskAccessChecker kept = checker({ROLE});
+    EXPECT_TRUE(kept.checkAccess(ObjectNamespace("A")));
+}
+
+TEST_F(DiskAccessCheckerTest, AnInterruptedWriteIsAnExceptionNotAnAnswer)
+{
+    CacheWriter writer(model_, {});
+    writer.metadata.writeInProgress = 1;
+    writer.write(dir_.path("cache"));
+    const DiskAccessChecker broken = checker({ROLE});
+    const CapturedLog log;
+    try {
+        (void)broken.checkAccess(ObjectNamespace("A"));
+        FAIL() << "answered from a cache whose write was interrupted";
+    } catch (const EC_exception& failure) {
+        EXPECT_EQ(failure.status(), 12);
+    }
+}
+
+} // namespace

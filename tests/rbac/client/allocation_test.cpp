@@ -1,0 +1,167 @@
+// What a check allocates: counted by replacing the program's allocation functions.
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+#include <set>
+
+#include <boost/make_shared.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <keepsafe/rbac/client/DiskAccessChecker.h>
+#include <keepsafe/rbac/client/DiskAccessControlClient.h>
+#include <keepsafe/rbac/client/StubAccessControlClient.h>
+#include <keepsafe/rbac/namespace/root_namespaces.h>
+
+#include "support/CacheWriter.h"
+#include "support/CapturedLog.h"
+#include "support/TempDir.h"
+
+namespace {
+
+thread_local bool counting = false;
+thread_local int allocations = 0;
+thread_local int failAt = -1; ///< number of the one allocation that fails; -1: none
+
+void* allocate(std::size_t size)
+{
+    if (counting) {
+        if (allocations++ == failAt) {
+            throw std::bad_alloc();
+        }
+    }
+    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
+        return memory;
+    }
+    throw std::bad_alloc();
+}
+
+/// Counts this thread's allocations while it lives, and makes one of them fail when asked to.
+class AllocationCount {
+public:
+    explicit AllocationCount(int failing = -1)
+    {
+        allocations = 0;
+        failAt = failing;
+        counting = true;
+    }
+    ~AllocationCount() { stop(); }
+    AllocationCount(const AllocationCount&) = delete;
+    AllocationCount& operator=(const AllocationCount&) = delete;
+
+    int stop()
+    {
+        counting = false;
+        return allocations;
+    }
+};
+
+} // namespace
+
+void* operator new(std::size_t size) { return allocate(size); }
+void* operator new[](std::size_t size) { return allocate(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+
+namespace {
+
+using keepsafe_test::AccessModel;
+using keepsafe_test::CacheWriter;
+using keepsafe_test::CapturedLog;
+using keepsafe_test::LogLine;
+using keepsafe_test::TempRoot;
+using Tessara::Keepsafe::Rbac::AccessCache;
+using Tessara::Keepsafe::Rbac::AccessChecker;
+using Tessara::Keepsafe::Rbac::DiskAccessChecker;
+using Tessara::Keepsafe::Rbac::DiskAccessControlClient;
+using Tessara::Keepsafe::Rbac::Manifest;
+using Tessara::Keepsafe::Rbac::ObjectNamespace;
+using Tessara::Keepsafe::Rbac::Operation;
+using Tessara::Keepsafe::Rbac::OperationCache;
+using Tessara::Keepsafe::Rbac::StubAccessControlClient;
+namespace operations = Tessara::Keepsafe::Rbac::root_namespaces::operations;
+
+class AllocationTest : public testing::Test {
+protected:
+    AllocationTest()
+    {
+        AccessModel model;
+        model.objects[ObjectNamespace("A")].children[17] = {4};
+        model.objects[ObjectNamespace("A", "B", "C", "D")].own[3] = {4};
+        CacheWriter(model, {}).write(root_.path("cache"));
+        keepsafe_test::writeFile(OperationCache::fileName(), R"({"|OPERATIONS|VIEW|": 4})");
+        cache_ = boost::make_shared<const AccessCache>(Manifest("id", root_.path("cache")));
+        operationCache_.load();
+    }
+
+    TempRoot root_;
+    boost::shared_ptr<const AccessCache> cache_;
+    OperationCache operationCache_;
+};
+
+TEST_F(AllocationTest, ACheckAllocatesTheLockGuardAlone)
+{
+    const DiskAccessChecker checker(cache_, {-4, 3, 8, 17}, Operation{4}, 0);
+    const ObjectNamespace object("A", "B", "C", "D", "E", "F");
+    ASSERT_TRUE(checker.checkAccess(object));
+    AllocationCount count;
+    const bool allowed = checker.checkAccess(object);
+    EXPECT_EQ(count.stop(), 1);
+    EXPECT_TRUE(allowed);
+}
+
+TEST_F(AllocationTest, ReadingAllocatesNothing)
+{
+    const auto reader = cache_->lock();
+    const ObjectNamespace object("A", "B", "C", "D");
+    object.str();
+    AllocationCount count;
+    const bool held = reader.getOperationBit(object, 3, Operation{4});
+    EXPECT_EQ(count.stop(), 0);
+    EXPECT_TRUE(held);
+}
+
+TEST_F(AllocationTest, ACheckerThatCannotBeAllocatedIsLoggedAndStillReturnsZero)
+{
+    DiskAccessControlClient client(ObjectNamespace(), cache_, operationCache_);
+    const ObjectNamespace view("OPERATIONS", "VIEW");
+    for (const std::set<int>& roles : {std::set<int>{17}, std::set<int>{0}}) {
+        boost::shared_ptr<const AccessChecker> checker =
+            boost::make_shared<DiskAccessChecker>(cache_, roles, Operation{4}, 0);
+        const auto before = checker;
+        const CapturedLog log;
+        int status = -1;
+        {
+            const AllocationCount count(0);
+            status = client.createAccessChecker(roles, view, 0, checker);
+        }
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(checker, before);
+        EXPECT_THAT(log.lines(),
+                    testing::ElementsAre(LogLine{16, "DiskAccessControlClient::createAccessChecker",
+                                                 "Failed to create AccessChecker, error=36"}));
+    }
+}
+
+TEST_F(AllocationTest, TheStubPassesAFailedAllocationOn)
+{
+    StubAccessControlClient client;
+    boost::shared_ptr<const AccessChecker> checker;
+    const AllocationCount count(0);
+    EXPECT_THROW((void)client.createAccessChecker({17}, operations::VIEW, 0, checker), std::bad_alloc);
+    EXPECT_FALSE(checker);
+}
+
+TEST_F(AllocationTest, ACheckWithoutMemoryIsAnExceptionNotAnAnswer)
+{
+    const DiskAccessChecker checker(cache_, {17}, Operation{4}, 0);
+    const ObjectNamespace object("A", "X");
+    ASSERT_TRUE(checker.checkAccess(object));
+    const AllocationCount count(0);
+    EXPECT_THROW((void)checker.checkAccess(object), std::bad_alloc);
+}
+
+} // namespace
