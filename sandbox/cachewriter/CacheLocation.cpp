@@ -1,0 +1,26 @@
+#include "cachewriter/CacheLocation.h"
+
+#include <filesystem>
+
+#include "cachewriter/errors.h"
+
+namespace keepsafe_sandbox {
+
+CacheLocation::CacheLocation(const std::string& root, const std::string& cacheId)
+{
+    if (root.empty()) {
+        throw InputError("the installation root is empty");
+    }
+    const bool isFileName = !cacheId.empty() && cacheId != "." && cacheId != ".." &&
+                            cacheId.find_first_of(std::string("/\\\0", 3)) == std::string::npos;
+    if (!isFileName) {
+        throw InputError("\"" + cacheId + "\" is no cache id: it has to be a file name without slashes");
+    }
+    root_ = std::filesystem::absolute(root).lexically_normal().string();
+    if (root_.back() == '/') {
+        root_.pop_back();
+    }
+    cacheId_ = cacheId;
+}
+
+} // namespace keepsafe_sandbox

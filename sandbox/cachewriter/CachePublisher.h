@@ -1,0 +1,47 @@
+#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_CACHEPUBLISHER_H
+#define KEEPSAFE_SANDBOX_CACHEWRITER_CACHEPUBLISHER_H
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include <keepsafe/rbac/namespace/ObjectNamespace.h>
+
+#include "cachewriter/CacheImage.h"
+#include "cachewriter/FileSystem.h"
+
+namespace keepsafe_sandbox {
+
+/// Writes a cache directory that any number of processes may be reading. Its files are changed in place and
+/// only ever grow, because readers keep them mapped.
+///
+/// In this order, under the exclusive lock of the manifest's path:
+///
+/// 1. every file is grown to the size that it needs: what can fail for want of space fails here, and the
+///    generation before stays published;
+/// 2. the write-in-progress flag is set, and has reached the disk before anything else is changed;
+/// 3. what has to change together with the cache is changed (`whileMarked`);
+/// 4. the content is written and has reached the disk;
+/// 5. the header with the new root follows, then the manifest if it has to change;
+/// 6. the flag is cleared, and the lock released.
+///
+/// A writer that dies or fails after step 2 leaves the flag set: readers refuse the cache until the next
+/// `publish`, which neither trusts nor needs the content it finds. A directory that never held a whole cache
+/// has a manifest without content, which readers refuse too.
+class CachePublisher {
+public:
+    explicit CachePublisher(FileSystem& fileSystem) noexcept : fileSystem_(fileSystem) {}
+
+    /// Returns the number of the generation that is now published. Waits for readers without a time limit.
+    /// Throws `PublishError`, `EC_exception` when the lock cannot be had, and what `whileMarked` throws.
+    std::uint64_t publish(const std::string& directory,
+                          const Tessara::Keepsafe::Rbac::ObjectNamespace& covers, const CacheImage& image,
+                          const std::function<void()>& whileMarked = {});
+
+private:
+    FileSystem& fileSystem_;
+};
+
+} // namespace keepsafe_sandbox
+
+#endif

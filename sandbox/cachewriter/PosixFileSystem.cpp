@@ -1,0 +1,187 @@
+#include "cachewriter/PosixFileSystem.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "cachewriter/errors.h"
+
+namespace keepsafe_sandbox {
+
+namespace {
+
+[[noreturn]] void fail(const char* action, const std::string& path, int error)
+{
+    throw PublishError(std::string("cannot ") + action + " " + path + ": " +
+                       std::generic_category().message(error));
+}
+
+/// O_NONBLOCK has no effect on regular files and keeps a FIFO in a file's place from blocking.
+constexpr int OPEN_FLAGS = O_CLOEXEC | O_NONBLOCK;
+
+/// Refuses directories, FIFOs and the like.
+OpenFile regularFile(int descriptor, const std::string& path)
+{
+    OpenFile file(descriptor, path);
+    struct stat status = {};
+    if (descriptor == -1 || ::fstat(descriptor, &status) != 0) {
+        fail("open", path, errno);
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw PublishError("cannot open " + path + ": it is not a regular file");
+    }
+    return file;
+}
+
+} // namespace
+
+OpenFile::OpenFile(int descriptor, std::string path) noexcept
+    : descriptor_(descriptor), path_(std::move(path))
+{
+}
+
+OpenFile::OpenFile(OpenFile&& other) noexcept
+    : descriptor_(std::exchange(other.descriptor_, -1)), path_(std::move(other.path_))
+{
+}
+
+OpenFile& OpenFile::operator=(OpenFile&& other) noexcept
+{
+    std::swap(descriptor_, other.descriptor_);
+    std::swap(path_, other.path_);
+    return *this;
+}
+
+OpenFile::~OpenFile()
+{
+    if (descriptor_ != -1) {
+        ::close(descriptor_);
+    }
+}
+
+std::uint64_t fileSize(const OpenFile& file)
+{
+    struct stat status = {};
+    if (::fstat(file.descriptor(), &status) != 0) {
+        fail("read the size of", file.path(), errno);
+    }
+    return static_cast<std::uint64_t>(status.st_size);
+}
+
+std::string readAt(const OpenFile& file, std::uint64_t offset, std::size_t length)
+{
+    std::string bytes(length, '\0');
+    std::size_t done = 0;
+    while (done < length) {
+        const ssize_t count =
+            ::pread(file.descriptor(), bytes.data() + done, length - done, static_cast<off_t>(offset + done));
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            fail("read", file.path(), errno);
+        }
+        if (count == 0) {
+            break;
+        }
+        done += static_cast<std::size_t>(count);
+    }
+    bytes.resize(done);
+    return bytes;
+}
+
+std::optional<std::string> readWhole(const std::string& path)
+{
+    const int descriptor = ::open(path.c_str(), OPEN_FLAGS | O_RDONLY);
+    if (descriptor == -1 && errno == ENOENT) {
+        return std::nullopt;
+    }
+    const OpenFile file = regularFile(descriptor, path);
+    return readAt(file, 0, fileSize(file));
+}
+
+void PosixFileSystem::createDirectories(const std::string& path)
+{
+    std::error_code error;
+    std::filesystem::create_directories(path, error);
+    if (error) {
+        fail("create the directory", path, error.value());
+    }
+    // An existing file in the directory's place is no error of create_directories.
+    if (!std::filesystem::is_directory(path, error)) {
+        fail("create the directory", path, ENOTDIR);
+    }
+}
+
+OpenFile PosixFileSystem::openOrCreate(const std::string& path)
+{
+    return regularFile(::open(path.c_str(), OPEN_FLAGS | O_RDWR | O_CREAT, 0666), path);
+}
+
+void PosixFileSystem::allocate(const OpenFile& file, std::uint64_t size)
+{
+    int error = EINTR;
+    while (error == EINTR) {
+        error = size == 0 ? 0 : ::posix_fallocate(file.descriptor(), 0, static_cast<off_t>(size));
+    }
+    if (error != 0) {
+        fail("grow", file.path(), error);
+    }
+}
+
+void PosixFileSystem::write(const OpenFile& file, std::uint64_t offset, std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        const ssize_t count =
+            ::pwrite(file.descriptor(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            fail("write", file.path(), errno);
+        }
+        offset += static_cast<std::uint64_t>(count);
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+}
+
+void PosixFileSystem::truncate(const OpenFile& file)
+{
+    if (::ftruncate(file.descriptor(), 0) != 0) {
+        fail("truncate", file.path(), errno);
+    }
+}
+
+void PosixFileSystem::sync(const OpenFile& file)
+{
+    if (::fdatasync(file.descriptor()) != 0) {
+        fail("write to disk", file.path(), errno);
+    }
+}
+
+void PosixFileSystem::syncDirectory(const std::string& path)
+{
+    const OpenFile directory(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC), path);
+    if (directory.descriptor() == -1) {
+        fail("open the directory", path, errno);
+    }
+    // EINVAL: the file system cannot sync directories and gives no promise that could be broken.
+    if (::fsync(directory.descriptor()) != 0 && errno != EINVAL) {
+        fail("write to disk", path, errno);
+    }
+}
+
+void PosixFileSystem::rename(const std::string& from, const std::string& to)
+{
+    if (std::rename(from.c_str(), to.c_str()) != 0) {
+        fail("rename to", to, errno);
+    }
+}
+
+} // namespace keepsafe_sandbox

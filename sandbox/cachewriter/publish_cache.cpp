@@ -1,0 +1,18 @@
+#include "cachewriter/publish_cache.h"
+
+#include "cachewriter/CachePublisher.h"
+
+namespace keepsafe_sandbox {
+
+std::uint64_t publishCache(FileSystem& fileSystem, const CacheLocation& location,
+                           const Tessara::Keepsafe::Rbac::ObjectNamespace& covers, const CacheImage& image,
+                           const OperationBits& operations, Renumber renumber)
+{
+    OperationCacheUpdate operationCache(fileSystem, location.operationCache(), operations, renumber);
+    operationCache.prepare();
+    return CachePublisher(fileSystem).publish(location.accessCache(), covers, image, [&operationCache] {
+        operationCache.commit();
+    });
+}
+
+} // namespace keepsafe_sandbox

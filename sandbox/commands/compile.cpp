@@ -1,0 +1,67 @@
+#include <iostream>
+#include <memory>
+
+#include "cachewriter/PosixFileSystem.h"
+#include "cachewriter/errors.h"
+#include "cachewriter/publish_cache.h"
+#include "commands/commands.h"
+#include "commands/options.h"
+#include "policy/Element.h"
+#include "policy/policy_image.h"
+#include "policy/policy_reader.h"
+
+namespace keepsafe_sandbox {
+
+namespace {
+
+using Tessara::Keepsafe::Rbac::ObjectNamespace;
+
+struct CompileOptions {
+    std::string policy;
+    std::string covers = "|";
+    PublishOptions publish;
+};
+
+ObjectNamespace coveredNamespace(const std::string& text)
+{
+    ObjectNamespace covers;
+    if (!parseNamespace(text, covers)) {
+        throw InputError("--covers: " + quoted(text) + " is not a namespace");
+    }
+    return covers;
+}
+
+void compile(const CompileOptions& options)
+{
+    const CacheLocation location = options.publish.location();
+    const ObjectNamespace covers = coveredNamespace(options.covers);
+    const Policy policy = readPolicyFile(options.policy, covers);
+    PosixFileSystem fileSystem;
+    const std::uint64_t generation = publishCache(fileSystem, location, covers, imageOf(policy),
+                                                  policy.operations, options.publish.renumber());
+    std::cout << location.accessCache() << ": generation " << generation << ", " << policy.objects.size()
+              << " objects, " << policy.accessDefinitions.size() << " access definitions, "
+              << policy.roles.size() << " roles, " << policy.operations.size() << " operations\n";
+}
+
+} // namespace
+
+void addCompileCommand(CLI::App& program)
+{
+    const auto options = std::make_shared<CompileOptions>();
+    CLI::App* command = program.add_subcommand("compile", "Compile a policy document into an access cache");
+    command->add_option("policy", options->policy, "The policy document")
+        ->required()
+        ->type_name("POLICY.json");
+    options->publish.addTo(*command);
+    command->add_option("--covers", options->covers, "The namespace that the cache covers")
+        ->type_name("NS")
+        ->capture_default_str();
+    command->footer("Example:\n"
+                    "  ksrbac-sandbox compile examples/policies/company.json --root /tmp/ks --id company\n"
+                    "Writes DIR/wmc/webserver/temp/access-caches/ID and DIR/wmc/webserver/temp/"
+                    "operation-cache.json.\nReaders may use the cache meanwhile.");
+    command->callback([options] { compile(*options); });
+}
+
+} // namespace keepsafe_sandbox

@@ -1,0 +1,59 @@
+#include <iostream>
+#include <memory>
+
+#include "cachewriter/PosixFileSystem.h"
+#include "cachewriter/publish_cache.h"
+#include "commands/commands.h"
+#include "commands/options.h"
+#include "console/ProgressBar.h"
+#include "generate/GeneratedCache.h"
+
+namespace keepsafe_sandbox {
+
+namespace {
+
+struct GenerateOptions {
+    std::uint64_t objects = 0;
+    std::uint64_t seed = 1;
+    PublishOptions publish;
+};
+
+void generate(const GenerateOptions& options)
+{
+    const CacheLocation location = options.publish.location();
+    const GeneratedCache cache(options.objects, options.seed);
+    std::uint64_t generation = 0;
+    {
+        ProgressBar progress;
+        progress.begin("generating");
+        const CacheImage image =
+            cache.build([&progress](std::uint64_t done, std::uint64_t total) { progress.show(done, total); });
+        progress.begin("writing");
+        PosixFileSystem fileSystem;
+        generation = publishCache(fileSystem, location, GeneratedCache::rootNamespace(), image,
+                                  GeneratedCache::operations(), options.publish.renumber());
+    }
+    std::cout << location.accessCache() << ": generation " << generation << ", " << cache.objectCount()
+              << " objects, seed " << options.seed << "\n";
+}
+
+} // namespace
+
+void addGenerateCommand(CLI::App& program)
+{
+    const auto options = std::make_shared<GenerateOptions>();
+    CLI::App* command =
+        program.add_subcommand("generate", "Publish a large access cache of random grants, for measurements");
+    command->add_option("--objects", options->objects, "Number of leaves")->required()->type_name("N");
+    command->add_option("--seed", options->seed, "The same seed gives the same cache")
+        ->type_name("S")
+        ->capture_default_str();
+    options->publish.addTo(*command);
+    command->footer("Example:\n"
+                    "  ksrbac-sandbox generate --objects 1000000 --seed 1 --root /tmp/ks --id large\n"
+                    "Names: |KEEPSAFE|area-3|kind-07|vm-0000123-prod.example|; roles 1 to 200; operations\n"
+                    "|OPERATIONS|OP-00| to |OPERATIONS|OP-63|.");
+    command->callback([options] { generate(*options); });
+}
+
+} // namespace keepsafe_sandbox

@@ -1,0 +1,32 @@
+#ifndef KEEPSAFE_SANDBOX_COMMANDS_OPTIONS_H
+#define KEEPSAFE_SANDBOX_COMMANDS_OPTIONS_H
+
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "cachewriter/CacheLocation.h"
+#include "cachewriter/OperationCacheUpdate.h"
+
+namespace keepsafe_sandbox {
+
+/// The options of commands that publish a cache.
+class PublishOptions {
+public:
+    void addTo(CLI::App& command);
+
+    [[nodiscard]] CacheLocation location() const { return {root_, cacheId_}; }
+    [[nodiscard]] Renumber renumber() const noexcept
+    {
+        return renumber_ ? Renumber::Allow : Renumber::Refuse;
+    }
+
+private:
+    std::string root_;
+    std::string cacheId_;
+    bool renumber_ = false;
+};
+
+} // namespace keepsafe_sandbox
+
+#endif

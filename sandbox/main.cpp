@@ -1,0 +1,53 @@
+#include <csignal>
+#include <exception>
+#include <iostream>
+
+#include <keepsafe/platform/status/EC_exception.h>
+
+#include "cachewriter/errors.h"
+#include "commands/commands.h"
+
+namespace {
+
+using namespace keepsafe_sandbox;
+
+int report(const std::string& message, int status)
+{
+    std::cerr << "ksrbac-sandbox: " << message << "\n";
+    return status;
+}
+
+int run(int argc, char** argv)
+{
+    CLI::App program("A stand-in for the components around the library, for development and tests",
+                     "ksrbac-sandbox");
+    program.require_subcommand(1);
+    program.footer("Example:\n"
+                   "  ksrbac-sandbox compile examples/policies/company.json --root /tmp/ks --id company\n"
+                   "Exit status: 0 done, 1 the system refused a step, 2 usage or unusable input.");
+    addCompileCommand(program);
+    addGenerateCommand(program);
+    try {
+        program.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return program.exit(error) == 0 ? EXIT_DONE : EXIT_BAD_INPUT;
+    }
+    return EXIT_DONE;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    // A file size limit has to show as an error of the write that meets it.
+    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+    try {
+        return run(argc, argv);
+    } catch (const InputError& error) {
+        return report(error.what(), EXIT_BAD_INPUT);
+    } catch (const EC_exception& error) {
+        return report("status " + std::to_string(error.status()) + ": " + error.what(), EXIT_NOT_PUBLISHED);
+    } catch (const std::exception& error) {
+        return report(error.what(), EXIT_NOT_PUBLISHED);
+    }
+}

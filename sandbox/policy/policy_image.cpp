@@ -1,0 +1,33 @@
+#include "policy/policy_image.h"
+
+#include "cachewriter/ImageBuilder.h"
+
+namespace keepsafe_sandbox {
+
+CacheImage imageOf(const Policy& policy)
+{
+    std::vector<CacheObject> objects;
+    objects.reserve(policy.objects.size());
+    for (const PolicyObject& object : policy.objects) {
+        objects.push_back({object.ns, object.inherit, {}, {}, 0});
+    }
+    for (const AccessDefinition& definition : policy.accessDefinitions) {
+        CacheObject& object = objects[definition.object];
+        ++object.accessDefinitionCount;
+        for (const Tessara::Keepsafe::Rbac::Operation operation : definition.operations) {
+            if (definition.propagation.toObject) {
+                object.own.add(definition.roleId, operation);
+            }
+            if (definition.propagation.toChildren) {
+                object.child.add(definition.roleId, operation);
+            }
+        }
+    }
+    ImageBuilder builder;
+    for (const CacheObject& object : objects) {
+        builder.add(object);
+    }
+    return std::move(builder).build();
+}
+
+} // namespace keepsafe_sandbox

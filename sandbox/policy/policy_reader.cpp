@@ -1,0 +1,182 @@
+#include "policy/policy_reader.h"
+
+#include <limits>
+#include <map>
+#include <optional>
+#include <set>
+
+#include "cachewriter/FileSystem.h"
+#include "cachewriter/errors.h"
+#include "policy/Element.h"
+#include "json/JsonHandle.h"
+
+namespace keepsafe_sandbox {
+
+using Tessara::Keepsafe::Rbac::ObjectNamespace;
+using Tessara::Keepsafe::Rbac::Operation;
+
+namespace {
+
+class PolicyReader {
+public:
+    explicit PolicyReader(const ObjectNamespace& covers) : covers_(covers) {}
+
+    Policy read(const Element& document) &&
+    {
+        document.expectObject({"operations", "roles", "objects", "accessDefinitions"});
+        readOperations(document.member("operations"));
+        readRoles(document.member("roles"));
+        readObjects(document.member("objects"));
+        for (const Element& definition : document.member("accessDefinitions").items()) {
+            policy_.accessDefinitions.push_back(readAccessDefinition(definition));
+        }
+        return std::move(policy_);
+    }
+
+private:
+    void readOperations(const Element& operations)
+    {
+        std::map<std::int32_t, ObjectNamespace> owners;
+        for (const auto& [name, element] : operations.entries()) {
+            ObjectNamespace operation;
+            if (!parseNamespace(name, operation)) {
+                element.fail("the operation is not a namespace");
+            }
+            const std::int32_t bit = element.integer(0);
+            const auto [owner, isFree] = owners.emplace(bit, operation);
+            if (!isFree) {
+                element.fail("bit " + std::to_string(bit) + " is that of " + owner->second.str() +
+                             " already");
+            }
+            if (!policy_.operations.emplace(operation, bit).second) {
+                element.fail("operation " + operation.str() + " is given twice");
+            }
+        }
+    }
+
+    void readRoles(const Element& roles)
+    {
+        for (const Element& element : roles.items()) {
+            element.expectObject({"id", "name"});
+            const Element id = element.member("id");
+            const PolicyRole role = {id.integer(std::numeric_limits<std::int32_t>::min()),
+                                     element.member("name").text()};
+            const auto [first, isNew] = roleIndex_.emplace(role.id, policy_.roles.size());
+            if (!isNew) {
+                id.fail("role " + std::to_string(role.id) + " is given twice, first in roles[" +
+                        std::to_string(first->second) + "]");
+            }
+            policy_.roles.push_back(role);
+        }
+    }
+
+    void readObjects(const Element& objects)
+    {
+        for (const Element& element : objects.items()) {
+            element.expectObject({"namespace", "inherit"});
+            const Element name = element.member("namespace");
+            const ObjectNamespace ns = name.objectNamespace();
+            const bool inherit = !element.hasMember("inherit") || element.member("inherit").boolean();
+            const auto [first, isNew] = objectIndex_.emplace(ns, policy_.objects.size());
+            if (!isNew) {
+                name.fail("object " + ns.str() + " is given twice, first in objects[" +
+                          std::to_string(first->second) + "]");
+            }
+            if (!covers_.is_ancestor_of(ns)) {
+                name.fail("object " + ns.str() + " does not lie under " + covers_.str() +
+                          ", which the cache covers");
+            }
+            policy_.objects.push_back({ns, inherit});
+        }
+    }
+
+    AccessDefinition readAccessDefinition(const Element& element)
+    {
+        element.expectObject({"object", "role", "propagation", "operations"});
+        AccessDefinition definition = {};
+        const Element object = element.member("object");
+        const auto found = objectIndex_.find(object.objectNamespace());
+        if (found == objectIndex_.end()) {
+            object.fail("object " + object.text() + " is not among the objects");
+        }
+        definition.object = found->second;
+        const Element role = element.member("role");
+        definition.roleId = role.integer(std::numeric_limits<std::int32_t>::min());
+        if (roleIndex_.count(definition.roleId) == 0) {
+            role.fail("role " + std::to_string(definition.roleId) + " is not among the roles");
+        }
+        definition.propagation = readPropagation(element.member("propagation"));
+        for (const Element& operation : element.member("operations").items()) {
+            definition.operations.push_back(readOperation(operation));
+        }
+        return definition;
+    }
+
+    static Propagation readPropagation(const Element& element)
+    {
+        const std::string name = element.text();
+        if (name == "OBJECT") {
+            return {true, false};
+        }
+        if (name == "CHILDREN") {
+            return {false, true};
+        }
+        if (name == "OBJECT_AND_CHILDREN") {
+            return {true, true};
+        }
+        element.fail(quoted(name) + " is none of OBJECT, CHILDREN, OBJECT_AND_CHILDREN");
+    }
+
+    Operation readOperation(const Element& element) const
+    {
+        const auto found = policy_.operations.find(element.objectNamespace());
+        if (found == policy_.operations.end()) {
+            element.fail("operation " + element.text() + " is not among the operations");
+        }
+        return Operation{found->second};
+    }
+
+    const ObjectNamespace& covers_;
+    Policy policy_;
+    std::map<std::int32_t, std::size_t> roleIndex_;
+    std::map<ObjectNamespace, std::size_t> objectIndex_;
+};
+
+std::string readDocument(const std::string& path)
+{
+    std::optional<std::string> document;
+    try {
+        document = readWhole(path);
+    } catch (const PublishError& error) {
+        throw InputError(error.what());
+    }
+    if (!document) {
+        throw InputError("cannot open " + path + ": No such file or directory");
+    }
+    return *document;
+}
+
+} // namespace
+
+Policy readPolicy(const std::string& document, const ObjectNamespace& covers)
+{
+    json_error_t error;
+    const JsonHandle root(json_loadb(document.data(), document.size(), JSON_REJECT_DUPLICATES, &error));
+    if (root == nullptr) {
+        throw InputError("line " + std::to_string(error.line) + ", column " + std::to_string(error.column) +
+                         ": " + error.text);
+    }
+    return PolicyReader(covers).read(Element(root.get()));
+}
+
+Policy readPolicyFile(const std::string& path, const ObjectNamespace& covers)
+{
+    const std::string document = readDocument(path);
+    try {
+        return readPolicy(document, covers);
+    } catch (const InputError& error) {
+        throw InputError(path + ": " + error.what());
+    }
+}
+
+} // namespace keepsafe_sandbox
