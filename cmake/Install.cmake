@@ -1,6 +1,5 @@
 # What `cmake --install` lays down: both shared libraries, the public headers, the CMake package
-# keepsafe-rbac, the pkg-config file and the operator's tool. ksrbac-sandbox stays in the build tree: it
-# stands in for components that a real installation has. The installed tree may be moved as a whole.
+# keepsafe-rbac, the pkg-config file and the programs. The installed tree may be moved as a whole.
 include(CMakePackageConfigHelpers)
 
 set(KEEPSAFE_INSTALL_CMAKEDIR "${CMAKE_INSTALL_LIBDIR}/cmake/keepsafe-rbac")
@@ -44,7 +43,9 @@ configure_file(
 install(FILES "${PROJECT_BINARY_DIR}/package/keepsafe-rbac.pc"
   DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 
-if(TARGET ksrbac)
-  set_target_properties(ksrbac PROPERTIES INSTALL_RPATH "$ORIGIN/${keepsafe_bin_to_lib}")
-  install(TARGETS ksrbac RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
-endif()
+# The programs and what belongs to them are installed where they are built.
+foreach(program IN ITEMS ksrbac ksrbac-sandbox)
+  if(TARGET ${program})
+    set_target_properties(${program} PROPERTIES INSTALL_RPATH "$ORIGIN/${keepsafe_bin_to_lib}")
+  endif()
+endforeach()
