@@ -1,0 +1,57 @@
+#ifndef KSRBAC_CLI_COMMAND_LINE_H
+#define KSRBAC_CLI_COMMAND_LINE_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace ksrbac {
+
+/// Accepted before and after the command.
+struct GlobalOptions {
+    std::optional<std::string> root;
+    bool json = false;
+    std::optional<int> logLevel;
+};
+
+struct CheckOptions {
+    std::string cache;
+    std::string operation;
+    std::string roles;
+    std::optional<std::string> objectsFrom;
+    std::vector<std::string> objects;
+};
+
+struct CacheInfoOptions {
+    std::string cache;
+};
+
+struct CacheVerifyOptions {
+    static constexpr std::size_t DEFAULT_MAX_FAULTS = 100;
+    std::string cache;
+    std::size_t maxFaults = DEFAULT_MAX_FAULTS;
+};
+
+struct OperationsOptions {};
+
+/// What the user asked to be told about the program itself.
+struct ProgramText {
+    std::string text;
+};
+
+using Command =
+    std::variant<ProgramText, CheckOptions, CacheInfoOptions, CacheVerifyOptions, OperationsOptions>;
+
+struct Invocation {
+    GlobalOptions global;
+    Command command;
+};
+
+/// Reads the arguments, the program's name not among them. Throws `InputError` for a usage error.
+Invocation parseCommandLine(const std::vector<std::string>& arguments);
+
+} // namespace ksrbac
+
+#endif

@@ -1,0 +1,44 @@
+#ifndef KSRBAC_CLI_OPTION_TREE_H
+#define KSRBAC_CLI_OPTION_TREE_H
+
+#include <CLI/CLI.hpp>
+
+#include "cli/command_line.h"
+
+namespace ksrbac {
+
+/// The one description of commands and options: the parser, the help, the manual page and the shell
+/// completion are all made from it.
+class OptionTree {
+public:
+    OptionTree();
+    OptionTree(const OptionTree&) = delete;
+    OptionTree& operator=(const OptionTree&) = delete;
+
+    [[nodiscard]] CLI::App& app() noexcept { return app_; }
+    /// What was parsed.
+    [[nodiscard]] Invocation invocation() const;
+
+private:
+    void addGlobalOptions();
+    void addCheck();
+    void addCache();
+    void addOperations();
+
+    CLI::App app_;
+    Invocation parsed_;
+    CheckOptions check_;
+    CacheInfoOptions cacheInfo_;
+    CacheVerifyOptions cacheVerify_;
+};
+
+/// Value names that the shell completion knows how to complete.
+namespace value_name {
+inline constexpr char CACHE[] = "ID_OR_DIR";
+inline constexpr char DIRECTORY[] = "DIR";
+inline constexpr char FILE_OR_STDIN[] = "FILE|-";
+} // namespace value_name
+
+} // namespace ksrbac
+
+#endif

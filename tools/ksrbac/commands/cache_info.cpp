@@ -1,0 +1,101 @@
+#include <cstdint>
+#include <string>
+
+#include "cli/cache_location.h"
+#include "commands/commands.h"
+#include "commands/share_text.h"
+#include "output/Json.h"
+#include "output/TextTable.h"
+#include "output/escape.h"
+#include "verify/cache_report.h"
+
+namespace ksrbac {
+
+namespace {
+
+using Align = TextTable::Align;
+
+std::string summaryText(const CacheReport& report, const FaultList& faults)
+{
+    TextTable table({Align::Left, Align::Left});
+    table.addRow({"cache", escapeForMessage(report.directory, report.directory.size())});
+    table.addRow({"namespace", report.namespaceText.value_or("unknown: the manifest is damaged")});
+    table.addRow(
+        {"write in progress", report.writeInProgress ? "yes: the last write was interrupted" : "no"});
+    if (report.isWalked) {
+        table.addRow({"objects", std::to_string(report.objects.used)});
+        table.addRow({"segments", std::to_string(report.segments.used)});
+        table.addRow({"role tree nodes", std::to_string(report.roleTreeNodes)});
+        table.addRow({"word tree nodes", std::to_string(report.wordTreeNodes)});
+        table.addRow({"longest name", std::to_string(report.trieDepth) + " segments"});
+        table.addRow({"deepest search tree", std::to_string(report.deepestTree) + " nodes"});
+        table.addRow({"fragmentation", shareText(report.fragmentation())});
+    }
+    const std::string count = std::to_string(faults.count());
+    table.addRow({"faults", faults.count() == 0 ? "none" : count + "; 'ksrbac cache verify' lists them"});
+    return table.text();
+}
+
+std::string filesText(const CacheReport& report)
+{
+    TextTable table({Align::Left, Align::Right, Align::Right, Align::Right, Align::Right});
+    table.addRow({"FILE", "BYTES", "RECORDS", "IN USE", "UNREACHABLE"});
+    table.addRow({"metadata", std::to_string(report.metadataBytes)});
+    for (const RecordFileReport* file : report.recordFiles()) {
+        table.addRow({file->name, std::to_string(file->bytes), std::to_string(file->records),
+                      std::to_string(file->used), std::to_string(file->unreachable())});
+    }
+    return table.text();
+}
+
+JsonObject fileJson(const RecordFileReport& file)
+{
+    return JsonObject()
+        .add("bytes", file.bytes)
+        .add("records", std::uint64_t{file.records})
+        .add("inUse", std::uint64_t{file.used})
+        .add("unreachable", std::uint64_t{file.unreachable()});
+}
+
+std::string json(const CacheReport& report, const FaultList& faults)
+{
+    JsonObject object;
+    object.add("cache", report.directory);
+    object.addJson("namespace", report.namespaceText ? jsonString(*report.namespaceText) : "null");
+    object.add("writeInProgress", report.writeInProgress);
+    if (report.isWalked) {
+        object.add("objects", std::uint64_t{report.objects.used})
+            .add("segments", std::uint64_t{report.segments.used})
+            .add("roleTreeNodes", std::uint64_t{report.roleTreeNodes})
+            .add("wordTreeNodes", std::uint64_t{report.wordTreeNodes})
+            .add("longestNameSegments", std::uint64_t{report.trieDepth})
+            .add("deepestSearchTree", std::uint64_t{report.deepestTree})
+            .add("fragmentation", report.fragmentation());
+        JsonObject files;
+        files.add("metadata", JsonObject().add("bytes", report.metadataBytes));
+        for (const RecordFileReport* file : report.recordFiles()) {
+            files.add(file->name, fileJson(*file));
+        }
+        object.add("files", files);
+    }
+    return object.add("faultCount", std::uint64_t{faults.count()}).text() + '\n';
+}
+
+} // namespace
+
+ExitStatus runCacheInfo(const CacheInfoOptions& options, bool asJson, Console& console)
+{
+    FaultList faults(0);
+    const CacheReport report = examineCache(locateCache(options.cache).directory, faults);
+    if (asJson) {
+        console.print(json(report, faults));
+        return ExitStatus::Good;
+    }
+    console.print(summaryText(report, faults));
+    if (report.isWalked) {
+        console.print('\n' + filesText(report));
+    }
+    return ExitStatus::Good;
+}
+
+} // namespace ksrbac

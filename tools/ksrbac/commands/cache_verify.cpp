@@ -1,0 +1,97 @@
+#include <cstdint>
+#include <string>
+
+#include "cli/cache_location.h"
+#include "commands/commands.h"
+#include "commands/share_text.h"
+#include "output/Json.h"
+#include "output/escape.h"
+#include "verify/cache_report.h"
+
+namespace ksrbac {
+
+namespace {
+
+std::string faultLine(const Fault& fault)
+{
+    std::string line = fault.file + ", byte " + std::to_string(fault.offset) + ": " + fault.what;
+    if (!fault.reached.empty()) {
+        line += " (at " + fault.reached + ')';
+    }
+    return line + '\n';
+}
+
+std::string faultCount(std::size_t count)
+{
+    return count == 0 ? "no faults" : std::to_string(count) + (count == 1 ? " fault" : " faults");
+}
+
+void printText(const CacheReport& report, const FaultList& faults, Console& console)
+{
+    for (const Fault& fault : faults.kept()) {
+        console.print(faultLine(fault));
+    }
+    if (faults.count() > faults.kept().size()) {
+        console.print("... and " + std::to_string(faults.count() - faults.kept().size()) + " more\n");
+    }
+    for (const RecordFileReport* file : report.recordFiles()) {
+        if (file->partialBytes != 0) {
+            console.print("note: " + file->name + " ends with " + std::to_string(file->partialBytes) +
+                          " bytes of an incomplete record, which readers ignore\n");
+        }
+    }
+    if (report.isWalked) {
+        std::string line = "unreachable records:";
+        for (const RecordFileReport* file : report.recordFiles()) {
+            line += (file == &report.objects ? " " : ", ") + std::to_string(file->unreachable()) + " of " +
+                    std::to_string(file->unreachable() + file->used) + ' ' + file->name;
+        }
+        console.print(line + " (" + shareText(report.fragmentation()) + ")\n");
+    } else {
+        console.print("the trees were not examined\n");
+    }
+    console.print(escapeForMessage(report.directory, report.directory.size()) + ": " +
+                  faultCount(faults.count()) + '\n');
+}
+
+void printJson(const CacheReport& report, const FaultList& faults, Console& console)
+{
+    JsonArray kept;
+    for (const Fault& fault : faults.kept()) {
+        kept.addJson(JsonObject()
+                         .add("file", fault.file)
+                         .add("byte", fault.offset)
+                         .add("what", fault.what)
+                         .add("reached", fault.reached)
+                         .text());
+    }
+    JsonObject unreachable;
+    JsonObject ignored;
+    for (const RecordFileReport* file : report.recordFiles()) {
+        if (report.isWalked) {
+            unreachable.add(file->name, std::uint64_t{file->unreachable()});
+            ignored.add(file->name, std::uint64_t{file->partialBytes});
+        }
+    }
+    console.print(JsonObject()
+                      .add("cache", report.directory)
+                      .add("faultCount", std::uint64_t{faults.count()})
+                      .addJson("faults", kept.text())
+                      .add("treesExamined", report.isWalked)
+                      .add("unreachableRecords", unreachable)
+                      .add("ignoredBytes", ignored)
+                      .text() +
+                  '\n');
+}
+
+} // namespace
+
+ExitStatus runCacheVerify(const CacheVerifyOptions& options, bool json, Console& console)
+{
+    FaultList faults(options.maxFaults);
+    const CacheReport report = examineCache(locateCache(options.cache).directory, faults);
+    (json ? printJson : printText)(report, faults, console);
+    return faults.count() == 0 ? ExitStatus::Good : ExitStatus::Negative;
+}
+
+} // namespace ksrbac

@@ -1,0 +1,45 @@
+#include "output/TextTable.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+namespace ksrbac {
+
+namespace {
+
+constexpr std::size_t GAP = 2;
+
+} // namespace
+
+TextTable::TextTable(std::vector<Align> columns) : columns_(std::move(columns)) {}
+
+void TextTable::addRow(std::vector<std::string> cells)
+{
+    columns_.resize(std::max(columns_.size(), cells.size()), Align::Left);
+    rows_.push_back(std::move(cells));
+}
+
+std::string TextTable::text() const
+{
+    std::vector<std::size_t> widths(columns_.size(), 0);
+    for (const auto& row : rows_) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            widths[i] = std::max(widths[i], row[i].size());
+        }
+    }
+    std::string out;
+    for (const auto& row : rows_) {
+        std::string line;
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            const std::string padding(widths[i] - row[i].size(), ' ');
+            line += columns_[i] == Align::Left ? row[i] + padding : padding + row[i];
+            line.append(GAP, ' ');
+        }
+        line.erase(line.find_last_not_of(' ') + 1);
+        out += line + '\n';
+    }
+    return out;
+}
+
+} // namespace ksrbac

@@ -1,0 +1,28 @@
+#ifndef KSRBAC_OUTPUT_TEXTTABLE_H
+#define KSRBAC_OUTPUT_TEXTTABLE_H
+
+#include <string>
+#include <vector>
+
+namespace ksrbac {
+
+/// Lines up columns for people: two spaces between them, nothing after the last. Cells are taken as one
+/// column of the terminal per byte, which holds for the ASCII texts printed here.
+class TextTable {
+public:
+    enum class Align { Left, Right };
+
+    explicit TextTable(std::vector<Align> columns);
+
+    /// A row may be shorter than the table is wide; cells past the last column make new columns, set left.
+    void addRow(std::vector<std::string> cells);
+    [[nodiscard]] std::string text() const;
+
+private:
+    std::vector<Align> columns_;
+    std::vector<std::vector<std::string>> rows_;
+};
+
+} // namespace ksrbac
+
+#endif

@@ -1,0 +1,34 @@
+#include "verify/ObjectCheck.h"
+
+namespace ksrbac {
+
+using Tessara::Keepsafe::Rbac::ManagedObject;
+using Tessara::Keepsafe::Rbac::NodeOffset;
+
+ObjectCheck::ObjectCheck(const View& records, const char* file, RoleWalk& roles)
+    : records_(records), target_{file, sizeof(ManagedObject), records.count()}, roles_(roles),
+      isReached_(records.count(), false)
+{
+}
+
+void ObjectCheck::examine(std::uint32_t index, const Whereabouts& name)
+{
+    if (isReached_[index]) {
+        return;
+    }
+    isReached_[index] = true;
+    ++reachedCount_;
+    const std::uint64_t byte = std::uint64_t{index} * sizeof(ManagedObject);
+    const ManagedObject& object = *records_.find(static_cast<NodeOffset>(byte));
+    name_ = &name;
+    field_ = "own bits";
+    roles_.walkFrom({object.ownBits, target_.name, byte + offsetof(ManagedObject, ownBits), field_}, *this);
+    field_ = "child bits";
+    roles_.walkFrom({object.childBits, target_.name, byte + offsetof(ManagedObject, childBits), field_},
+                    *this);
+    name_ = nullptr;
+}
+
+std::string ObjectCheck::reached() const { return std::string(field_) + " of " + name_->reached(); }
+
+} // namespace ksrbac

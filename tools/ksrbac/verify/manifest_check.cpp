@@ -1,0 +1,80 @@
+#include "verify/manifest_check.h"
+
+#include <memory>
+
+#include <jansson.h>
+
+#include <keepsafe/cache/AccessCache.h>
+#include <keepsafe/cache/Manifest.h>
+#include <keepsafe/platform/log/log_sink.h>
+#include <keepsafe/platform/status/EC_exception.h>
+#include <keepsafe/platform/status/status_codes.h>
+
+#include "output/escape.h"
+
+namespace ksrbac {
+
+namespace Platform = Tessara::Keepsafe::Platform;
+namespace Rbac = Tessara::Keepsafe::Rbac;
+
+namespace {
+
+struct JsonRelease {
+    void operator()(json_t* value) const noexcept { json_decref(value); }
+};
+
+/// Drops the process's log messages while it lives: what they would say becomes a fault.
+class Silence {
+public:
+    Silence() : before_(Platform::setLogSink(std::make_shared<Nowhere>())) {}
+    Silence(const Silence&) = delete;
+    Silence& operator=(const Silence&) = delete;
+    ~Silence() { Platform::setLogSink(before_); }
+
+private:
+    class Nowhere : public Platform::LogSink {
+    public:
+        void write(const Platform::LogRecord& /*record*/) noexcept override {}
+    };
+
+    std::shared_ptr<Platform::LogSink> before_;
+};
+
+/// Why the library did not take the manifest, and where: it tells a status only.
+Fault explain(const std::string& path, int status)
+{
+    const std::string& file = Rbac::AccessCache::MANIFEST_FILE_NAME;
+    json_error_t error = {};
+    const std::unique_ptr<json_t, JsonRelease> root(json_load_file(path.c_str(), 0, &error));
+    if (!root) {
+        const auto byte = static_cast<std::uint64_t>(error.position < 0 ? 0 : error.position);
+        return {file, byte, "not a JSON document: " + escapeForMessage(error.text), ""};
+    }
+    const json_t* member = json_object_get(root.get(), "namespace");
+    if (!json_is_string(member)) {
+        return {file, 0, "no member \"namespace\" that is a string", ""};
+    }
+    if (status != Tessara::Keepsafe::Status::MALFORMED_DOCUMENT) {
+        return {file, 0, "the library does not take it: status " + std::to_string(status), ""};
+    }
+    return {file, 0,
+            "member \"namespace\" is not a namespace: \"" + escapeForMessage(json_string_value(member)) + '"',
+            ""};
+}
+
+} // namespace
+
+std::optional<std::string> checkManifest(const std::string& directory, FaultList& faults)
+{
+    try {
+        const Silence silence;
+        const Rbac::Manifest manifest("", directory);
+        return manifest.ns.str();
+    } catch (const EC_exception& error) {
+        const std::string path = directory + '/' + Rbac::AccessCache::MANIFEST_FILE_NAME;
+        faults.add([&] { return explain(path, error.status()); });
+        return std::nullopt;
+    }
+}
+
+} // namespace ksrbac
