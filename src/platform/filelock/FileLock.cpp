@@ -1,0 +1,26 @@
+#include <keepsafe/platform/filelock/FileLock.h>
+
+#include <utility>
+
+#include <keepsafe/platform/status/status_codes.h>
+
+#include "State.h"
+
+FileLockUnavailable::FileLockUnavailable() : EC_exception(Tessara::Keepsafe::Status::CACHE_UNUSABLE) {}
+FileLockUnavailable::~FileLockUnavailable() = default;
+
+FileLockTimeout::FileLockTimeout() : EC_exception(Tessara::Keepsafe::Status::CACHE_UNUSABLE) {}
+FileLockTimeout::~FileLockTimeout() = default;
+
+// Not longer than a writer's rest, or waiting readers would miss the gaps between two exclusive holds.
+const ACE_Time_Value FileLock::DEFAULT_INTERVAL(0, 1000);
+
+FileLock::FileLock(std::shared_ptr<State> state, MissingFile missing) noexcept
+    : state_(std::move(state)), missing_(missing)
+{
+}
+FileLock::FileLock(const FileLock&) noexcept = default;
+FileLock& FileLock::operator=(const FileLock&) noexcept = default;
+FileLock::~FileLock() = default;
+
+const std::string& FileLock::name() const noexcept { return state_->name(); }

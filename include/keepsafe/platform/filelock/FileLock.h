@@ -11,13 +11,19 @@
 
 /// \file
 /// The product's named inter-process lock: shared for readers, exclusive for writers. The name is the path of
-/// a regular file, which is locked itself and never read or written.
+/// a regular file, which is locked itself and never read or written. It holds between threads of one process
+/// as between processes, and the system releases it when its holder dies.
+///
+/// The path should be absolute. Two spellings of one path are two locks, which exclude each other all the
+/// same. docs/locking.md describes how the lock works and what it costs.
 
 /// Why a lock could not be had: the file is missing, cannot be opened, is not a regular file, or the system
-/// refused. Status 12; the reason was logged at level 16 with the tag "FileLockGuard".
+/// refused. Status 12; the path and the reason were logged at level 16 with the tag "FileLockGuard".
 class KEEPSAFE_API FileLockUnavailable : public EC_exception {
 public:
     FileLockUnavailable();
+    FileLockUnavailable(const FileLockUnavailable&) = default;
+    FileLockUnavailable& operator=(const FileLockUnavailable&) = default;
     ~FileLockUnavailable() override;
 };
 
@@ -25,36 +31,44 @@ public:
 class KEEPSAFE_API FileLockTimeout : public EC_exception {
 public:
     FileLockTimeout();
+    FileLockTimeout(const FileLockTimeout&) = default;
+    FileLockTimeout& operator=(const FileLockTimeout&) = default;
     ~FileLockTimeout() override;
 };
 
 /// A handle of one named lock. Copies are handles of the same lock. Obtained from `FileLockManager`; it opens
-/// nothing until the first guard is made. Any thread.
+/// nothing until the first guard is made. The file stays open while there are handles. Any thread.
 class KEEPSAFE_API FileLock {
 public:
     static constexpr int SHARED = 0;
     static constexpr int EXCLUSIVE = 1;
     /// Timeout that waits without end.
     static constexpr int WAIT_FOREVER = -1;
-    /// The usual retry interval: the longest pause between two attempts to take the lock.
+    /// The usual retry interval: the longest pause between two attempts to take the lock. One millisecond.
     static const ACE_Time_Value DEFAULT_INTERVAL;
 
-    /// Whether a missing file is created (mode 0666 less the umask) when the lock is first taken. A lock that
-    /// stands for a document of someone else must not invent it; a pure lock file may be created.
+    /// Whether a missing file is created (mode 0666 less the umask) when a guard is made. A lock that stands
+    /// for a document of someone else must not invent it; a pure lock file may be created. This belongs to
+    /// the handle, not to the lock.
     enum class MissingFile { IsAnError, IsCreated };
 
     class State;
+
+    FileLock(const FileLock& other) noexcept;
+    FileLock& operator=(const FileLock& other) noexcept;
+    ~FileLock();
 
     [[nodiscard]] const std::string& name() const noexcept;
 
 private:
     friend class FileLockManager;
     friend class FileLockGuard;
-    explicit FileLock(std::shared_ptr<State> state) noexcept;
-    std::shared_ptr<State> state_;
+    FileLock(std::shared_ptr<State> state, MissingFile missing) noexcept;
+    std::shared_ptr<State> state_; ///< never null: moving copies
+    MissingFile missing_;
 };
 
-/// The process's table of locks: one kernel-level lock per name, shared by all threads.
+/// The process's table of locks: one kernel-level lock per name, shared by all threads. Any thread.
 class KEEPSAFE_API FileLockManager {
 public:
     static FileLockManager& instance();
@@ -78,16 +92,20 @@ private:
 ///
 /// - A shared lock inside a shared lock of the same thread always succeeds, writers waiting or not.
 /// - An exclusive lock inside any lock of the same name and thread, or a shared one inside an exclusive one,
-/// is refused at once
-///   (`EC_exception` 20): it could never be granted.
+///   is refused at once (`EC_exception` 20): it could never be granted.
+/// - A shared lock needs permission to read the file, an exclusive one to read and write it.
+/// - The lock is that of the file which the path leads to when it is taken. A file that is replaced meanwhile
+///   is noticed: at once when it was removed or renamed over, within 10 ms when it was renamed away.
 /// - After fork the child holds nothing: a guard it inherited does nothing when destroyed.
 ///
-/// Throws `FileLockUnavailable` and `FileLockTimeout`, and `EC_exception` 20 for a lock type other than 0 and
-/// 1 or a timeout below -1. It never returns without the lock.
+/// Throws `FileLockUnavailable` and `FileLockTimeout`, and `EC_exception` 20, with the reason in the log, for
+/// a lock type other than 0 and 1, a timeout below -1 and a refusal as above. It never returns without the
+/// lock. Taking a shared lock allocates nothing but when it opens the file.
 class KEEPSAFE_API FileLockGuard {
 public:
     /// `timeoutMs` in milliseconds: 0 tries once, -1 waits without end. `retryInterval` bounds the pause
-    /// between attempts.
+    /// between attempts; below 20 microseconds it counts as 20. A writer that has just released the lock
+    /// pauses for a millisecond first, whatever the timeout.
     FileLockGuard(const FileLock& lock, int lockType, int timeoutMs, const ACE_Time_Value& retryInterval);
     ~FileLockGuard();
     FileLockGuard(const FileLockGuard&) = delete;

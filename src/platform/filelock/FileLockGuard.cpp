@@ -1,0 +1,96 @@
+#include <keepsafe/platform/filelock/FileLock.h>
+
+#include <chrono>
+#include <cstdint>
+
+#include <keepsafe/platform/log/logmsg.h>
+#include <keepsafe/platform/status/status_codes.h>
+
+#include "ForkRegistry.h"
+#include "State.h"
+#include "ThreadHolds.h"
+
+using Tessara::Keepsafe::Platform::LOG_LEVEL_ERROR;
+using Tessara::Keepsafe::Platform::filelock::Clock;
+using Tessara::Keepsafe::Platform::filelock::ForkRegistry;
+using Tessara::Keepsafe::Platform::filelock::LockFileError;
+using Tessara::Keepsafe::Platform::filelock::SystemErrorText;
+using Tessara::Keepsafe::Platform::filelock::ThreadHolds;
+
+namespace {
+
+constexpr const char* TAG = "FileLockGuard";
+
+void logFailure(const FileLock& lock, const char* reason) noexcept
+{
+    logmsgf(LOG_LEVEL_ERROR, TAG, "Cannot lock %s: %s", lock.name().c_str(), reason);
+}
+
+[[noreturn]] void refuse(const FileLock& lock, const char* reason)
+{
+    logFailure(lock, reason);
+    throw EC_exception(Tessara::Keepsafe::Status::INVALID_ARGUMENT);
+}
+
+void refuseUnlessPossible(const FileLock& lock, int lockType, int timeoutMs, ThreadHolds::Kind held)
+{
+    if (lockType != FileLock::SHARED && lockType != FileLock::EXCLUSIVE) {
+        refuse(lock, "the lock type is neither 0 nor 1");
+    }
+    if (timeoutMs < FileLock::WAIT_FOREVER) {
+        refuse(lock, "the timeout is below -1");
+    }
+    if (held == ThreadHolds::Kind::Exclusive) {
+        refuse(lock, "this thread holds it exclusively");
+    }
+    if (held == ThreadHolds::Kind::Shared && lockType == FileLock::EXCLUSIVE) {
+        refuse(lock, "this thread holds it shared and would wait for itself");
+    }
+}
+
+Clock::duration toDuration(const ACE_Time_Value& value)
+{
+    // Some minutes at most: a pause is also the time after which a deadline is looked at.
+    constexpr std::int64_t LONGEST_SECONDS = 600;
+    if (value.sec() >= LONGEST_SECONDS) {
+        return std::chrono::seconds(LONGEST_SECONDS);
+    }
+    return std::chrono::seconds(value.sec()) + std::chrono::microseconds(value.usec());
+}
+
+} // namespace
+
+FileLockGuard::FileLockGuard(const FileLock& lock, int lockType, int timeoutMs,
+                             const ACE_Time_Value& retryInterval)
+    : state_(lock.state_.get()), lockType_(lockType), generation_(ForkRegistry::processGeneration())
+{
+    ThreadHolds& holds = ThreadHolds::ofThisThread();
+    const ThreadHolds::Kind held = holds.find(state_);
+    refuseUnlessPossible(lock, lockType, timeoutMs, held);
+    const FileLock::State::Wait wait{timeoutMs, toDuration(retryInterval)};
+    try {
+        if (lockType == FileLock::SHARED) {
+            state_->lockShared(lock.missing_, wait, held == ThreadHolds::Kind::Shared);
+            holds.add(state_, ThreadHolds::Kind::Shared);
+        } else {
+            state_->lockExclusive(lock.missing_, wait);
+            holds.add(state_, ThreadHolds::Kind::Exclusive);
+        }
+    } catch (const LockFileError& error) {
+        logFailure(lock, error.what());
+        throw FileLockUnavailable();
+    }
+}
+
+FileLockGuard::~FileLockGuard()
+{
+    if (generation_ != ForkRegistry::processGeneration()) {
+        return; // inherited through a fork: the lock is the parent's
+    }
+    const int error = lockType_ == FileLock::SHARED ? state_->unlockShared() : state_->unlockExclusive();
+    ThreadHolds::ofThisThread().remove(state_);
+    if (error != 0) {
+        logmsgf(LOG_LEVEL_ERROR, TAG, "The lock on %s was lost while it was held: %s", state_->name().c_str(),
+                SystemErrorText(error).text());
+    }
+}

@@ -1,0 +1,72 @@
+#include "ForkRegistry.h"
+
+#include <atomic>
+#include <new>
+
+#include <pthread.h>
+
+#include "ThreadHolds.h"
+
+namespace Tessara::Keepsafe::Platform::filelock {
+
+namespace {
+
+// All of these are initialised by the compiler and never destroyed, so locks work in static constructors and
+// destructors, too.
+std::mutex forkMutex;
+ForkAware* firstObject = nullptr;
+bool handlersInstalled = false;
+std::atomic<unsigned long> generation{0};
+
+} // namespace
+
+ForkAware::~ForkAware() = default;
+
+std::mutex& ForkRegistry::mutex() noexcept { return forkMutex; }
+
+unsigned long ForkRegistry::processGeneration() noexcept
+{
+    return generation.load(std::memory_order_relaxed);
+}
+
+void ForkRegistry::add(ForkAware& object)
+{
+    if (!handlersInstalled) {
+        if (pthread_atfork(&beforeFork, &afterForkInParent, &afterForkInChild) != 0) {
+            throw std::bad_alloc();
+        }
+        handlersInstalled = true;
+    }
+    object.next_ = firstObject;
+    if (firstObject != nullptr) {
+        firstObject->previous_ = &object;
+    }
+    firstObject = &object;
+}
+
+void ForkRegistry::remove(ForkAware& object) noexcept
+{
+    if (object.previous_ == nullptr && firstObject != &object) {
+        return; // was never added
+    }
+    if (object.next_ != nullptr) {
+        object.next_->previous_ = object.previous_;
+    }
+    (object.previous_ != nullptr ? object.previous_->next_ : firstObject) = object.next_;
+}
+
+void ForkRegistry::beforeFork() noexcept { forkMutex.lock(); }
+
+void ForkRegistry::afterForkInParent() noexcept { forkMutex.unlock(); }
+
+void ForkRegistry::afterForkInChild() noexcept
+{
+    generation.fetch_add(1, std::memory_order_relaxed);
+    for (ForkAware* object = firstObject; object != nullptr; object = object->next_) {
+        object->forgetInChild();
+    }
+    ThreadHolds::ofThisThread().clear();
+    forkMutex.unlock();
+}
+
+} // namespace Tessara::Keepsafe::Platform::filelock

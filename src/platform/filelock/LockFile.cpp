@@ -1,0 +1,187 @@
+#include "LockFile.h"
+
+#include <cerrno>
+#include <cstring>
+#include <mutex>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "ForkRegistry.h"
+
+namespace Tessara::Keepsafe::Platform::filelock {
+
+namespace {
+
+constexpr off_t GATE = off_t{1} << 62U;
+constexpr off_t DATA = GATE + 1;
+static_assert(sizeof(off_t) == 8, "the lock bytes lie beyond what a 32-bit offset reaches");
+
+/// One lock request over `length` bytes, repeated while signals interrupt it.
+LockFile::Outcome request(int descriptor, int command, int type, off_t start, off_t length = 1,
+                          struct flock* answer = nullptr) noexcept
+{
+    struct flock lock {};
+    lock.l_type = static_cast<short>(type);
+    lock.l_whence = SEEK_SET;
+    lock.l_start = start;
+    lock.l_len = length;
+    int result = 0;
+    do {
+        result = fcntl(descriptor, command, &lock);
+    } while (result != 0 && errno == EINTR);
+    if (answer != nullptr) {
+        *answer = lock;
+    }
+    if (result == 0) {
+        return LockFile::Outcome::Done;
+    }
+    return errno == EAGAIN || errno == EACCES ? LockFile::Outcome::Busy : LockFile::Outcome::Failed;
+}
+
+[[noreturn]] void failToOpen(int error) { throw LockFileError(SystemErrorText(error).text()); }
+
+void requireRegular(mode_t mode)
+{
+    if (!S_ISREG(mode)) {
+        throw LockFileError("not a regular file");
+    }
+}
+
+/// Asked before opening, because the mere opening of a FIFO or a device can have effects.
+void refuseOtherThanRegular(const std::string& path)
+{
+    struct stat status {};
+    if (stat(path.c_str(), &status) == 0) {
+        requireRegular(status.st_mode);
+    }
+}
+
+int openOnce(const std::string& path, int flags) noexcept
+{
+    int descriptor = -1;
+    do {
+        descriptor = open(path.c_str(), flags, 0666);
+    } while (descriptor < 0 && errno == EINTR);
+    return descriptor;
+}
+
+int openDescriptor(const std::string& path, LockFile::Access access, bool createIfMissing)
+{
+    // O_NONBLOCK: should a FIFO take the file's place just now, nobody hangs.
+    const int flags =
+        (access == LockFile::Access::Read ? O_RDONLY : O_RDWR) | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    // First without O_CREAT: a user who may not write in the folder can still share a file that is there.
+    int descriptor = openOnce(path, flags);
+    if (descriptor < 0 && errno == ENOENT && createIfMissing) {
+        descriptor = openOnce(path, flags | O_CREAT);
+    }
+    if (descriptor < 0) {
+        failToOpen(errno);
+    }
+    return descriptor;
+}
+
+} // namespace
+
+LockFileError::~LockFileError() = default;
+
+SystemErrorText::SystemErrorText(int error) noexcept
+    : text_(strerror_r(error, buffer_.data(), buffer_.size()))
+{
+}
+
+LockFile::~LockFile() { close(); }
+
+void LockFile::open(const std::string& path, Access access, bool createIfMissing)
+{
+    close();
+    refuseOtherThanRegular(path);
+    const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
+    descriptor_ = openDescriptor(path, access, createIfMissing);
+    struct stat status {};
+    const bool known = fstat(descriptor_, &status) == 0;
+    if (!known || !S_ISREG(status.st_mode)) {
+        const int error = errno;
+        ::close(descriptor_);
+        descriptor_ = -1;
+        if (!known) {
+            failToOpen(error);
+        }
+        requireRegular(status.st_mode);
+    }
+    device_ = status.st_dev;
+    inode_ = status.st_ino;
+}
+
+void LockFile::close() noexcept
+{
+    if (isOpen()) {
+        const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
+        closeUnderForkMutex();
+    }
+}
+
+void LockFile::closeUnderForkMutex() noexcept
+{
+    if (isOpen() && isOwnDescriptor()) {
+        ::close(descriptor_);
+    }
+    descriptor_ = -1;
+}
+
+LockFile::Outcome LockFile::tryShareData() noexcept
+{
+    return request(descriptor_, F_OFD_SETLK, F_RDLCK, DATA);
+}
+
+LockFile::Outcome LockFile::tryLockData() noexcept
+{
+    return request(descriptor_, F_OFD_SETLK, F_WRLCK, DATA);
+}
+
+LockFile::Outcome LockFile::tryLockGate() noexcept
+{
+    return request(descriptor_, F_OFD_SETLK, F_WRLCK, GATE);
+}
+
+LockFile::Outcome LockFile::askGate() noexcept
+{
+    struct flock answer {};
+    const Outcome outcome = request(descriptor_, F_OFD_GETLK, F_RDLCK, GATE, 1, &answer);
+    return outcome == Outcome::Done && answer.l_type != F_UNLCK ? Outcome::Busy : outcome;
+}
+
+LockFile::Outcome LockFile::unlockGate() noexcept { return request(descriptor_, F_OFD_SETLK, F_UNLCK, GATE); }
+
+LockFile::Outcome LockFile::unlockAll() noexcept
+{
+    static_assert(DATA == GATE + 1, "one request covers both bytes");
+    return request(descriptor_, F_OFD_SETLK, F_UNLCK, GATE, 2);
+}
+
+bool LockFile::isIntact() const noexcept
+{
+    struct stat status {};
+    return fstat(descriptor_, &status) == 0 && status.st_dev == device_ && status.st_ino == inode_ &&
+           status.st_nlink > 0;
+}
+
+bool LockFile::isCurrent(const std::string& path) const noexcept
+{
+    struct stat status {};
+    return isOwnDescriptor() && stat(path.c_str(), &status) == 0 && status.st_dev == device_ &&
+           status.st_ino == inode_;
+}
+
+bool LockFile::isOwnDescriptor() const noexcept
+{
+    // Someone who reuses the number for the same file hardly opens it with O_NONBLOCK.
+    const int flags = fcntl(descriptor_, F_GETFL);
+    struct stat status {};
+    return flags >= 0 && (flags & O_NONBLOCK) != 0 && fstat(descriptor_, &status) == 0 &&
+           status.st_dev == device_ && status.st_ino == inode_;
+}
+
+} // namespace Tessara::Keepsafe::Platform::filelock

@@ -1,0 +1,84 @@
+#ifndef KEEPSAFE_SRC_PLATFORM_FILELOCK_LOCKFILE_H
+#define KEEPSAFE_SRC_PLATFORM_FILELOCK_LOCKFILE_H
+
+#include <array>
+#include <stdexcept>
+#include <string>
+
+#include <sys/types.h>
+
+namespace Tessara::Keepsafe::Platform::filelock {
+
+/// A lock file cannot be used; `what()` is the reason without the path.
+class LockFileError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+    ~LockFileError() override;
+};
+
+/// The text of a system error, for messages. Allocates nothing.
+class SystemErrorText {
+public:
+    explicit SystemErrorText(int error) noexcept;
+    SystemErrorText(const SystemErrorText&) = delete;
+    SystemErrorText& operator=(const SystemErrorText&) = delete;
+    [[nodiscard]] const char* text() const noexcept { return text_; }
+
+private:
+    std::array<char, 128> buffer_{};
+    const char* text_;
+};
+
+/// An open lock file: owner of the descriptor, and the system calls on it.
+///
+/// Two bytes far beyond any data are locked with open-file-description locks, which go with the last
+/// descriptor of this open file, at a crash too, and not when some other descriptor of the same file is
+/// closed. The data byte carries the exclusion; the gate byte says that a writer waits.
+///
+/// INVARIANT: the descriptor is opened and closed under the fork mutex only.
+class LockFile {
+public:
+    enum class Access { Read, ReadWrite };
+    enum class Outcome { Done, Busy, Failed };
+
+    LockFile() = default;
+    ~LockFile();
+    LockFile(const LockFile&) = delete;
+    LockFile& operator=(const LockFile&) = delete;
+
+    /// Opens the regular file at the path. Throws `LockFileError`. Never waits on, creates or alters anything
+    /// but, when asked to, an empty file where there is none.
+    void open(const std::string& path, Access access, bool createIfMissing);
+    /// Closes; a descriptor that someone else has closed and perhaps used again is left alone.
+    void close() noexcept;
+    /// `close` for a caller that holds the fork mutex.
+    void closeUnderForkMutex() noexcept;
+    [[nodiscard]] bool isOpen() const noexcept { return descriptor_ >= 0; }
+
+    /// None of these waits. `Failed` leaves the reason in `errno`.
+    Outcome tryShareData() noexcept;
+    Outcome tryLockData() noexcept;
+    Outcome tryLockGate() noexcept;
+    /// Asks about the gate and holds nothing. `Busy` means that a writer keeps it shut.
+    Outcome askGate() noexcept;
+    Outcome unlockGate() noexcept;
+    /// Data and gate at once.
+    Outcome unlockAll() noexcept;
+
+    /// Whether the descriptor still stands for the file that was opened, and that file has a name. One system
+    /// call.
+    [[nodiscard]] bool isIntact() const noexcept;
+    /// Whether it is also the file that the path leads to now.
+    [[nodiscard]] bool isCurrent(const std::string& path) const noexcept;
+
+private:
+    [[nodiscard]] bool isOwnDescriptor() const noexcept;
+
+    int descriptor_ = -1;
+    dev_t device_ = 0;
+    ino_t inode_ = 0;
+};
+
+} // namespace Tessara::Keepsafe::Platform::filelock
+
+#endif

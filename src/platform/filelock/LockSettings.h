@@ -1,0 +1,30 @@
+#ifndef KEEPSAFE_SRC_PLATFORM_FILELOCK_LOCKSETTINGS_H
+#define KEEPSAFE_SRC_PLATFORM_FILELOCK_LOCKSETTINGS_H
+
+#include <chrono>
+
+namespace Tessara::Keepsafe::Platform::filelock {
+
+/// The numbers behind fairness between readers and writers; docs/locking.md says why each is what it is. All
+/// processes that share a lock should use the same ones, so the product has one set. Only a control
+/// experiment, which shows what the gate is for, uses another.
+struct LockSettings {
+    /// Without the gate exclusion is the same, but a writer gets in only when readers happen to leave a gap.
+    bool gate = true;
+    /// How long a waiting writer keeps the gate shut before it lets the readers through again.
+    std::chrono::milliseconds gateShut{50};
+    /// How long it then stays open; doubles each time up to `gateOpenLongest`.
+    std::chrono::milliseconds gateOpen{10};
+    std::chrono::milliseconds gateOpenLongest{1000};
+    /// How long a reader or a writer respects a gate that never opens: whoever shut it may be stopped, or
+    /// there are many writers. It then goes to the data lock directly.
+    std::chrono::milliseconds gatePatience{100};
+    /// Pause between two exclusive holds, in which waiting readers get in.
+    std::chrono::microseconds writerRest{1000};
+    /// How old the last comparison of the open file with the one at the path may be.
+    std::chrono::milliseconds pathCheckInterval{10};
+};
+
+} // namespace Tessara::Keepsafe::Platform::filelock
+
+#endif

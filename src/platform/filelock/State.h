@@ -1,0 +1,87 @@
+#ifndef KEEPSAFE_SRC_PLATFORM_FILELOCK_STATE_H
+#define KEEPSAFE_SRC_PLATFORM_FILELOCK_STATE_H
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include <keepsafe/platform/filelock/FileLock.h>
+
+#include "Backoff.h"
+#include "ForkRegistry.h"
+#include "GatePatience.h"
+#include "LockFile.h"
+#include "LockSettings.h"
+
+/// One name's lock in this process.
+///
+/// Threads that read share one kernel lock on one descriptor: the first takes it, those that overlap join and
+/// leave by a count, the last releases it. A writer has a descriptor of its own, so this process's readers
+/// and other processes' look alike to it.
+///
+/// INVARIANT: `word_` holds the count of readers, a count of acquisitions, and whether some thread is just
+/// taking or releasing the kernel lock. `readers_` is opened and closed by the thread in that transition, and
+/// used by it and by those who are counted as readers. So nobody uses a descriptor that another one closes.
+class __attribute__((visibility("hidden"))) FileLock::State final
+    : public Tessara::Keepsafe::Platform::filelock::ForkAware {
+public:
+    using LockSettings = Tessara::Keepsafe::Platform::filelock::LockSettings;
+
+    struct Wait {
+        int timeoutMs;
+        Tessara::Keepsafe::Platform::filelock::Clock::duration longestPause;
+    };
+
+    /// A lock that no table knows: the manager's table, and a control experiment with settings of its own.
+    /// The caller holds the fork mutex.
+    static std::shared_ptr<State> create(const std::string& name, const LockSettings& settings = {});
+    static FileLock handle(std::shared_ptr<State> state, MissingFile missing);
+
+    State(const std::string& name, const LockSettings& settings);
+    ~State() override;
+
+    [[nodiscard]] const std::string& name() const noexcept { return name_; }
+
+    /// `nested`: this thread holds the lock already, so waiting for a writer would be waiting for itself.
+    /// Throw `LockFileError` and `FileLockTimeout`.
+    void lockShared(MissingFile missing, const Wait& wait, bool nested);
+    void lockExclusive(MissingFile missing, const Wait& wait);
+    /// Return 0, or the system's error: the lock had been lost before.
+    int unlockShared() noexcept;
+    int unlockExclusive() noexcept;
+
+    void forgetInChild() noexcept override;
+
+private:
+    using Deadline = Tessara::Keepsafe::Platform::filelock::Deadline;
+    using Backoff = Tessara::Keepsafe::Platform::filelock::Backoff;
+    using Clock = Tessara::Keepsafe::Platform::filelock::Clock;
+    using LockFile = Tessara::Keepsafe::Platform::filelock::LockFile;
+
+    enum class Attempt { Taken, GateShut, Held, Replaced };
+    enum class Gate { AskSometimes, Ask, Ignore };
+    class Transition;
+    class WriterSlot;
+
+    void waitShared(MissingFile missing, const Wait& wait, Attempt refused);
+    Attempt tryShared(MissingFile missing, Gate gate);
+    Attempt join(bool askGate);
+    Attempt takeFirst(MissingFile missing, bool askGate, std::uint64_t word);
+    Attempt takeKernelLock(bool askGate);
+    LockFile::Outcome askGateOfReaders() noexcept;
+    [[nodiscard]] bool pathCheckIsDue() noexcept;
+    void restAfterLastHold() const noexcept;
+
+    const std::string name_;
+    const LockSettings settings_;
+    std::atomic<std::uint64_t> word_{0};
+    LockFile readers_;
+    Tessara::Keepsafe::Platform::filelock::GatePatience patience_{settings_};
+    std::atomic<std::int64_t> nextPathCheckMs_{0};
+    std::atomic<bool> writerPresent_{false}; ///< whose holder alone uses the next two
+    LockFile writer_;
+    Clock::time_point lastExclusiveHold_;
+};
+
+#endif

@@ -1,0 +1,122 @@
+#include "WriterAttempt.h"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace Tessara::Keepsafe::Platform::filelock {
+
+namespace {
+
+constexpr int MOST_REPLACEMENTS = 16;
+
+bool succeeded(LockFile::Outcome outcome)
+{
+    if (outcome == LockFile::Outcome::Failed) {
+        throw LockFileError(SystemErrorText(errno).text());
+    }
+    return outcome == LockFile::Outcome::Done;
+}
+
+} // namespace
+
+WriterAttempt::WriterAttempt(LockFile& file, const std::string& path, bool createIfMissing,
+                             const LockSettings& settings) noexcept
+    : file_(file), path_(path), createIfMissing_(createIfMissing), settings_(settings),
+      openSpan_(settings.gateOpen)
+{
+}
+
+bool WriterAttempt::run(const Deadline& deadline, Backoff& backoff)
+{
+    openFile();
+    while (!tryOnce(backoff)) {
+        if (deadline.passed()) {
+            return false;
+        }
+        backoff.pause(deadline);
+    }
+    return true;
+}
+
+bool WriterAttempt::tryOnce(Backoff& backoff)
+{
+    for (int replaced = 0; replaced < MOST_REPLACEMENTS; ++replaced) {
+        const Clock::time_point now = Clock::now();
+        reopenWhenReplaced(now);
+        openGateWhenDue(now);
+        if (!tryGate(now, backoff) || !tryData()) {
+            return false;
+        }
+        if (file_.isIntact() && file_.isCurrent(path_)) {
+            return true;
+        }
+        openFile();
+    }
+    throw LockFileError("the file is replaced again and again");
+}
+
+void WriterAttempt::openFile()
+{
+    gateShut_ = false;
+    pathCheckedAt_ = Clock::now();
+    file_.open(path_, LockFile::Access::ReadWrite, createIfMissing_);
+}
+
+bool WriterAttempt::tryData() { return succeeded(file_.tryLockData()); }
+
+/// Whether the data lock may be tried now.
+bool WriterAttempt::tryGate(Clock::time_point now, Backoff& backoff)
+{
+    if (!settings_.gate || gateShut_ || now < openUntil_) {
+        return true;
+    }
+    if (succeeded(file_.tryLockGate())) {
+        if (otherWriterSeen_) {
+            leaveReadersAGap();
+            return false;
+        }
+        gateShut_ = true;
+        shutSince_ = now;
+        backoff.restart(); // with the gate shut the readers are gone soon
+        return true;
+    }
+    if (!otherWriterSeen_) {
+        otherWriterSeen_ = true;
+        refusedSince_ = now;
+    }
+    // The other one may be stopped; the data lock alone decides then.
+    return now - refusedSince_ >= settings_.gatePatience;
+}
+
+/// Between the holds of two writers, too, there is a rest for the readers.
+void WriterAttempt::leaveReadersAGap()
+{
+    succeeded(file_.unlockGate());
+    otherWriterSeen_ = false;
+    sleepOnce(settings_.writerRest);
+}
+
+void WriterAttempt::openGateWhenDue(Clock::time_point now)
+{
+    if (!gateShut_ || now - shutSince_ < settings_.gateShut) {
+        return;
+    }
+    succeeded(file_.unlockGate());
+    gateShut_ = false;
+    openUntil_ = now + openSpan_;
+    openSpan_ = std::min<Clock::duration>(openSpan_ * 2, settings_.gateOpenLongest);
+}
+
+/// Whoever holds a file that has been replaced does not matter any more.
+void WriterAttempt::reopenWhenReplaced(Clock::time_point now)
+{
+    if (now - pathCheckedAt_ < settings_.pathCheckInterval) {
+        return;
+    }
+    pathCheckedAt_ = now;
+    if (!file_.isCurrent(path_)) {
+        openFile();
+    }
+}
+
+} // namespace Tessara::Keepsafe::Platform::filelock

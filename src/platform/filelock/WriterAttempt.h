@@ -1,0 +1,47 @@
+#ifndef KEEPSAFE_SRC_PLATFORM_FILELOCK_WRITERATTEMPT_H
+#define KEEPSAFE_SRC_PLATFORM_FILELOCK_WRITERATTEMPT_H
+
+#include <string>
+
+#include "Backoff.h"
+#include "LockFile.h"
+#include "LockSettings.h"
+
+namespace Tessara::Keepsafe::Platform::filelock {
+
+/// One writer's way to the exclusive lock: it shuts the gate, so that no new readers come, waits for the
+/// data lock, and lets the readers through for a while whenever that takes too long.
+class WriterAttempt {
+public:
+    WriterAttempt(LockFile& file, const std::string& path, bool createIfMissing,
+                  const LockSettings& settings) noexcept;
+
+    /// Returns with the lock on the file that the path leads to. False: the deadline passed. Throws
+    /// `LockFileError`. In both of these cases the caller closes the file, which gives up the gate.
+    bool run(const Deadline& deadline, Backoff& backoff);
+
+private:
+    bool tryOnce(Backoff& backoff);
+    void openFile();
+    bool tryData();
+    bool tryGate(Clock::time_point now, Backoff& backoff);
+    void openGateWhenDue(Clock::time_point now);
+    void reopenWhenReplaced(Clock::time_point now);
+    void leaveReadersAGap();
+
+    LockFile& file_;
+    const std::string& path_;
+    const bool createIfMissing_;
+    const LockSettings& settings_;
+    bool gateShut_ = false;
+    bool otherWriterSeen_ = false;
+    Clock::time_point shutSince_;
+    Clock::time_point openUntil_;
+    Clock::time_point refusedSince_;
+    Clock::time_point pathCheckedAt_;
+    Clock::duration openSpan_;
+};
+
+} // namespace Tessara::Keepsafe::Platform::filelock
+
+#endif
