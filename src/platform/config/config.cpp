@@ -2,7 +2,10 @@
 
 #include <array>
 #include <cerrno>
+#include <cstddef>
+#include <memory>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,11 +1,14 @@
 #include <keepsafe/platform/config/config.h>
 
+#include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <exception>
 #include <memory>
 #include <optional>
+#include <utility>
 
-#include <fcntl.h>
 #include <pthread.h>
 #include <sys/stat.h>
 
@@ -67,7 +70,7 @@ bool isSettled(const Identity& identity)
 struct Snapshot {
     std::string path;
     Identity identity;
-    bool settled;
+    bool lasts; ///< until the file's identity changes; otherwise it is read again at the next call
     std::optional<Config> config; ///< empty when it could not be read
     std::string error;
 };
@@ -96,7 +99,7 @@ SnapshotPtr latestSnapshot()
     return snapshot;
 }
 
-/// Makes `next` the latest snapshot. False when another thread put one of the same state there already.
+/// Makes `next` the latest snapshot. False when the one before was of the same state with the same outcome.
 bool publish(const SnapshotPtr& next)
 {
     SnapshotPtr before = next;
@@ -109,10 +112,14 @@ bool publish(const SnapshotPtr& next)
 
 SnapshotPtr read(const std::string& path, const Identity& identity)
 {
-    Snapshot snapshot{path, identity, isSettled(identity), std::nullopt, {}};
+    const bool settled = isSettled(identity);
+    Snapshot snapshot{path, identity, false, std::nullopt, {}};
     try {
         snapshot.config = detail::loadConfigFrom(path);
+        snapshot.lasts = settled;
     } catch (const ConfigError& error) {
+        // Not relied upon: what made it fail may pass without a change of the file, such as a lack of
+        // descriptors or a folder's permissions.
         snapshot.error = error.what();
     }
     return std::make_shared<const Snapshot>(std::move(snapshot));
@@ -125,8 +132,7 @@ SnapshotPtr currentSnapshot(const char* tag)
     // The query comes before the reading: a change between the two is found by the next call.
     const Identity identity = identify(path);
     SnapshotPtr snapshot = latestSnapshot();
-    if (snapshot != nullptr && snapshot->settled && snapshot->path == path &&
-        snapshot->identity == identity) {
+    if (snapshot != nullptr && snapshot->lasts && snapshot->path == path && snapshot->identity == identity) {
         return snapshot;
     }
     snapshot = read(path, identity);

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <sstream>
 #include <string_view>
+#include <utility>
 
 #include <toml++/toml.h>
 
@@ -17,13 +19,15 @@ namespace {
 /// The longest name that fits the buffer of 257 bytes that callers of `db_getservernameEx` have.
 constexpr std::size_t MAX_SERVER_NAME = 256;
 
+std::string quoted(std::string_view name) { return "\"" + std::string(name) + "\""; }
+
 [[noreturn]] void fail(const std::string& file, const toml::source_position& where, const std::string& what)
 {
     throw ConfigError(file + ":" + std::to_string(where.line) + ":" + std::to_string(where.column) + ": " +
                       what);
 }
 
-/// A value of the file, with what a message about it needs: its file and full name.
+/// A value of the file, with what a message about it needs: its file and its full name.
 struct Value {
     const std::string& file;
     std::string key;
@@ -31,7 +35,7 @@ struct Value {
 
     [[noreturn]] void fail(const std::string& what) const
     {
-        Platform::fail(file, node.source().begin, key + " " + what);
+        Platform::fail(file, node.source().begin, quoted(key) + " " + what);
     }
 };
 
@@ -133,8 +137,6 @@ bool isTableName(std::string_view name)
            std::any_of(KEYS.begin(), KEYS.end(), [name](const Key& key) { return key.table == name; });
 }
 
-std::string quoted(std::string_view name) { return "\"" + std::string(name) + "\""; }
-
 void readTable(const std::string& file, std::string_view tableName, const toml::table& table, Config& config)
 {
     for (const auto& [name, node] : table) {
@@ -156,7 +158,7 @@ void readTable(const std::string& file, std::string_view tableName, const toml::
         if (known == KEYS.end()) {
             fail(file, name.source().begin, "unknown key " + quoted(key));
         }
-        known->read({file, quoted(key), node}, config);
+        known->read({file, key, node}, config);
     }
 }
 

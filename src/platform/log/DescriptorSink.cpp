@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
+#include <exception>
 #include <stdexcept>
 #include <system_error>
 
@@ -33,7 +34,7 @@ int openForAppending(const std::string& path)
 {
     int descriptor = -1;
     do {
-        descriptor = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0644);
+        descriptor = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0640);
     } while (descriptor < 0 && errno == EINTR);
     if (descriptor < 0) {
         const int error = errno;

@@ -1,11 +1,11 @@
 #ifndef KEEPSAFE_SRC_PLATFORM_LOG_FORKMUTEX_H
 #define KEEPSAFE_SRC_PLATFORM_LOG_FORKMUTEX_H
 
-namespace Tessara::Keepsafe::Platform::detail {
-
 /// \file
 /// The locks of the log. fork() takes both and frees them in parent and child, so that a child never starts
 /// with a lock held by a thread that it does not have. Lock order: SyslogMutex, then SinkMutex.
+
+namespace Tessara::Keepsafe::Platform::detail {
 
 /// Guards the pointer to the current sink; held for the copy of a pointer, never while a sink writes.
 struct SinkMutex {

@@ -1,31 +1,38 @@
 #include "SyslogSink.h"
 
 #include <exception>
+#include <set>
 
 #include <syslog.h>
 
 #include <keepsafe/platform/log/logmsg.h>
 
+#include "ForkMutex.h"
 #include "line.h"
 
 namespace Tessara::Keepsafe::Platform::detail {
 namespace {
 
-/// spdlog turns these into LOG_ERR, LOG_WARNING, LOG_INFO and LOG_DEBUG.
-spdlog::level::level_enum severity(int level)
+int severity(int level)
 {
     if (level >= LOG_LEVEL_ERROR) {
-        return spdlog::level::err;
+        return LOG_ERR;
     }
     if (level >= LOG_LEVEL_NOTABLE) {
-        return spdlog::level::warn;
+        return LOG_NOTICE;
     }
-    return level >= LOG_LEVEL_INFORMATION ? spdlog::level::info : spdlog::level::debug;
+    return level >= LOG_LEVEL_INFORMATION ? LOG_INFO : LOG_DEBUG;
 }
 
 } // namespace
 
-SyslogSink::SyslogSink(const std::string& program) : sink_(program, LOG_PID, LOG_DAEMON, false) {}
+SyslogSink::SyslogSink(const std::string& program)
+{
+    const Guard<SyslogMutex> guard;
+    // openlog keeps the pointer, so the names live until the process ends.
+    static auto& names = *new std::set<std::string>();
+    ::openlog(names.insert(program).first->c_str(), LOG_PID, LOG_DAEMON);
+}
 
 void SyslogSink::write(const LogRecord& record) noexcept
 {
@@ -34,8 +41,9 @@ void SyslogSink::write(const LogRecord& record) noexcept
         appendEscaped(record.tag, line);
         line.append(std::string_view(": "));
         appendEscaped(record.text, line);
-        sink_.log(spdlog::details::log_msg(spdlog::string_view_t(), severity(record.level),
-                                           spdlog::string_view_t(line.data(), line.size())));
+        line.push_back('\0');
+        const Guard<SyslogMutex> guard;
+        ::syslog(LOG_DAEMON | severity(record.level), "%s", line.data());
     } catch (const std::exception&) {
         // Short of memory: the message is lost, and there is nowhere to say so.
         return;

@@ -3,23 +3,17 @@
 
 #include <string>
 
-#include <spdlog/sinks/syslog_sink.h>
-
 #include <keepsafe/platform/log/log_sink.h>
-
-#include "ForkMutex.h"
 
 namespace Tessara::Keepsafe::Platform::detail {
 
-/// Sends "tag: text" to the system log, facility LOG_DAEMON, with the process id. The system log adds time
-/// and host itself.
+/// Sends "tag: text" to the system log, facility LOG_DAEMON, with the process id. The system log adds the
+/// time itself. The program name is a setting of the whole process and stays when the sink is gone: closing
+/// the log would take away the name that a later sink has given.
 class SyslogSink final : public LogSink {
 public:
     explicit SyslogSink(const std::string& program);
     void write(const LogRecord& record) noexcept override;
-
-private:
-    spdlog::sinks::syslog_sink<SyslogMutex> sink_;
 };
 
 } // namespace Tessara::Keepsafe::Platform::detail

@@ -8,6 +8,10 @@
 
 #include <keepsafe/platform/log/log_sink.h>
 
+/// \file
+/// The text of log lines. Of spdlog only the formatting is used: its file sinks buffer and lock, so that a
+/// forked child could inherit a held lock or half a message, and its syslog sink closes the process's log.
+
 namespace Tessara::Keepsafe::Platform::detail {
 
 /// Appends `text` with every byte that could break a line or command a terminal written as \xHH: the control

@@ -12,7 +12,8 @@
 
 namespace Tessara::Keepsafe::Platform {
 
-/// A malformed configuration: `what()` names file, line, column and what is wrong there.
+/// A configuration that cannot be used. `what()` names the file and the reason when it cannot be read, and
+/// "file:line:column: " and what is wrong there when it is malformed.
 class KEEPSAFE_API ConfigError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -22,10 +23,14 @@ public:
 /// What the configuration file says. A missing file, and every key that a file leaves out, means the value
 /// here.
 struct Config {
-    std::string masterServer; ///< `master_server`: host name of the master server; empty when none is set
-    std::set<int> enabledFeatures; ///< `[features] enabled = [1]`: numbers of the features that are on
-    int logThreshold = 8;          ///< `[log] level`
-    std::string logDestination = "stderr"; ///< `[log] destination`: "stderr", "syslog" or "file:" and a path
+    /// `master_server`: host name or address of the master server, at most 256 bytes; empty when none is set
+    std::string masterServer;
+    /// `[features] enabled = [1]`: numbers, from 1 on, of the features that are on
+    std::set<int> enabledFeatures;
+    /// `[log] level`: 0 to 16, so that errors cannot be silenced
+    int logThreshold = 8;
+    /// `[log] destination`: "stderr", "syslog" or "file:" and an absolute path
+    std::string logDestination = "stderr";
 };
 
 /// Reads the file anew. Throws `ConfigError` when it exists but cannot be read or is malformed: not TOML, a
@@ -44,14 +49,16 @@ KEEPSAFE_API void applyLogConfig(const Config& config, const std::string& progra
 extern "C" {
 
 /// Whether a feature of the product is on: non-zero means enabled. Feature 1 is role-based enforcement. Read
-/// from the configuration at the first call after the installation root was set, and again when the file's
-/// modification time or size changes. A configuration that cannot be read counts as "enabled", with an error
-/// in the log: enforcement must not be switched off by a damaged file. Any thread; never throws.
+/// from the configuration at the first call and again whenever the file or the installation root changes,
+/// which costs a query of the file's state per call. A configuration that cannot be used counts as "enabled":
+/// enforcement must not be switched off by a damaged file. The reason is logged at level 16, once for each
+/// state of the file, under the name of the function here that met it. Any thread; never throws.
 KEEPSAFE_API int IsFeatureEnabled_c(int feature);
 
 /// Copies the master server's name, zero-terminated, into `buffer` of `size` bytes. Returns 0, or a status
 /// and leaves the buffer an empty string: 20 when the buffer is missing or too small, 13 when the
-/// configuration cannot be read, 114 when no master server is configured. Any thread; never throws.
+/// configuration cannot be used (logged as above), 114 when no master server is configured. Any thread; never
+/// throws.
 KEEPSAFE_API int db_getservernameEx(char* buffer, unsigned long size);
 
 } // extern "C"

@@ -13,7 +13,8 @@ namespace Tessara::Keepsafe::Platform {
 KEEPSAFE_API std::string installationRoot();
 
 /// Moves the installation root for this process: for tools, tests and the sandbox, in their own code and
-/// before first use of anything that reads a path. Slashes at the end are dropped. An empty path or one that
+/// before first use of anything that reads a path. Slashes at the end are dropped, so that "/" becomes the
+/// empty string. Any thread. An empty path or one that
 /// does not begin with a slash throws `std::invalid_argument`.
 KEEPSAFE_API void setInstallationRoot(const std::string& path);
 

@@ -10,6 +10,9 @@
 /// \file
 /// Where log messages go and which ones. The settings hold for the whole process; they may be changed at any
 /// time from any thread. Without a call the sink is standard error and the threshold `LOG_LEVEL_NOTABLE`.
+///
+/// fork: a child may log, also when other threads of its parent were logging. The settings and the sinks of
+/// this file are the parent's; a file sink of the child appends to the same file.
 
 namespace Tessara::Keepsafe::Platform {
 
@@ -20,8 +23,8 @@ struct LogRecord {
     std::string_view text;
 };
 
-/// A destination of log messages. `write` is called from any thread, possibly several at once, and must not
-/// throw.
+/// A destination of log messages. `write` is called from any thread, possibly several at once, with no lock
+/// held, and must not throw. A sink that was replaced lives until the last such call has ended.
 class KEEPSAFE_API LogSink {
 public:
     LogSink() = default;
@@ -31,13 +34,21 @@ public:
     virtual void write(const LogRecord& record) noexcept = 0;
 };
 
-/// One line per message: time, level, process and thread, tag, text. Control characters in the text are
-/// written as \xHH, so that one message is always one line.
+/// One line per message: time (UTC), level, process and thread, tag, text:
+///
+///     2024-02-29T23:59:58.007Z error(16) 4711/4712 RoleAPI::get_role: no such role
+///
+/// The level's name is that of the nearest named level below it. Control characters, line and paragraph
+/// separators and bytes that are not UTF-8 are written as \xHH, so that one message is always one line,
+/// handed over in one piece: lines of several threads and processes do not mix. What cannot be written is
+/// lost.
 KEEPSAFE_API std::shared_ptr<LogSink> makeStderrSink();
-/// Appends such lines to a file, which is created when missing. Throws `std::runtime_error` that names the
-/// file and the reason when it cannot be opened.
+/// Appends such lines to a file, which is created when missing (mode 0640 less the umask). Throws
+/// `std::runtime_error` that names the file and the reason when it cannot be opened.
 KEEPSAFE_API std::shared_ptr<LogSink> makeFileSink(const std::string& path);
-/// Sends messages to syslog with facility LOG_DAEMON under the given program name.
+/// Sends messages, escaped likewise, to syslog with facility LOG_DAEMON under the given program name. Levels
+/// from 16 on become LOG_ERR, from 8 on LOG_NOTICE, from 4 on LOG_INFO, others LOG_DEBUG. The program name is
+/// a setting of the C library for the whole process: the sink made last decides it.
 KEEPSAFE_API std::shared_ptr<LogSink> makeSyslogSink(const std::string& program);
 
 /// Replaces the sink and returns the one before, never null. A null pointer brings the standard error sink

@@ -4,8 +4,10 @@
 #include <keepsafe/platform/export/export.h>
 
 /// \file
-/// The product's logging functions. All of them may be called from any thread, never throw, and do nothing
-/// but compare two integers when the message is below the threshold of `log_sink.h`.
+/// The product's logging functions. All of them may be called from any thread, never throw, leave `errno` as
+/// it was, and do nothing but compare two integers when the message is below the threshold of `log_sink.h`. A
+/// null pointer for a tag, format or text counts as an empty string. A message whose arguments cannot be
+/// formatted is written as its format; one that finds no memory is cut to its beginning.
 
 namespace Tessara::Keepsafe::Platform {
 

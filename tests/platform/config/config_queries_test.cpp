@@ -1,0 +1,353 @@
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <keepsafe/platform/config/config.h>
+#include <keepsafe/platform/config/installation.h>
+
+#include "support/CapturedLog.h"
+#include "support/TempDir.h"
+
+namespace {
+
+using keepsafe_test::CapturedLog;
+using keepsafe_test::LogLine;
+using keepsafe_test::TempRoot;
+using keepsafe_test::writeFile;
+using Lines = std::vector<LogLine>;
+namespace Platform = Tessara::Keepsafe::Platform;
+
+constexpr std::size_t CALLERS_BUFFER = 257;
+
+class ConfigQueries : public testing::Test {
+protected:
+    [[nodiscard]] std::string file() const { return root_.path("etc/keepsafe.toml"); }
+    void write(const std::string& text) const { writeFile(file(), text); }
+
+    /// Replaces the file by another one, as editors and installers do.
+    void replace(const std::string& text) const
+    {
+        writeFile(root_.path("etc/next"), text);
+        std::filesystem::rename(root_.path("etc/next"), file());
+    }
+
+    /// Waits until a change of the file would show in its times, so that it is not read at every call.
+    static void settle() { std::this_thread::sleep_for(std::chrono::milliseconds(60)); }
+
+    CapturedLog log_;
+    TempRoot root_;
+};
+
+/// While it lives, this process can open no file.
+class NoDescriptorsLeft {
+public:
+    NoDescriptorsLeft()
+    {
+        EXPECT_EQ(::getrlimit(RLIMIT_NOFILE, &before_), 0);
+        const rlimit none{0, before_.rlim_max};
+        EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    }
+    ~NoDescriptorsLeft() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+    NoDescriptorsLeft(const NoDescriptorsLeft&) = delete;
+    NoDescriptorsLeft& operator=(const NoDescriptorsLeft&) = delete;
+
+private:
+    rlimit before_{};
+};
+
+using IsFeatureEnabled = ConfigQueries;
+using GetServerName = ConfigQueries;
+
+std::string serverName(std::size_t size = CALLERS_BUFFER)
+{
+    std::vector<char> buffer(size, 'x');
+    EXPECT_EQ(db_getservernameEx(buffer.data(), buffer.size()), 0);
+    return buffer.data();
+}
+
+int statusOfServerName(std::size_t size = CALLERS_BUFFER)
+{
+    std::vector<char> buffer(size, 'x');
+    const int status = db_getservernameEx(buffer.data(), buffer.size());
+    EXPECT_EQ(buffer[0], '\0');
+    return status;
+}
+
+TEST_F(IsFeatureEnabled, IsOffForEveryFeatureWithoutAConfiguration)
+{
+    EXPECT_EQ(IsFeatureEnabled_c(1), 0);
+    EXPECT_EQ(IsFeatureEnabled_c(0), 0);
+    EXPECT_EQ(log_.lines(), Lines{});
+}
+
+TEST_F(IsFeatureEnabled, IsOnForTheFeaturesThatAreListed)
+{
+    write("[features]\nenabled = [1, 30]");
+    EXPECT_NE(IsFeatureEnabled_c(1), 0);
+    EXPECT_NE(IsFeatureEnabled_c(30), 0);
+    EXPECT_EQ(IsFeatureEnabled_c(2), 0);
+    EXPECT_EQ(IsFeatureEnabled_c(-1), 0);
+}
+
+TEST_F(IsFeatureEnabled, IsOnForEveryFeatureWhenTheConfigurationIsDamaged)
+{
+    write("[features]\nenabled = [1");
+    EXPECT_NE(IsFeatureEnabled_c(1), 0);
+    EXPECT_NE(IsFeatureEnabled_c(2), 0);
+}
+
+TEST_F(IsFeatureEnabled, IsOnWhenTheConfigurationCannotBeRead)
+{
+    std::filesystem::create_directories(file());
+    EXPECT_NE(IsFeatureEnabled_c(1), 0);
+    EXPECT_EQ(log_.lines(),
+              (Lines{{16, "IsFeatureEnabled_c", "cannot read \"" + file() + "\": Is a directory"}}));
+}
+
+TEST_F(IsFeatureEnabled, IsOnWhenTheConfigurationIsALinkThatLeadsNowhere)
+{
+    std::filesystem::create_directory(root_.path("etc"));
+    EXPECT_EQ(IsFeatureEnabled_c(1), 0);
+    std::filesystem::create_symlink(root_.path("elsewhere"), file());
+    EXPECT_NE(IsFeatureEnabled_c(1), 0);
+}
+
+TEST_F(IsFeatureEnabled, FollowsEveryChangeOfTheFile)
+{
+    EXPECT_EQ(IsFeatureEnabled_c(1), 0) << "missing";
+    write("[features]\nenabled = [1]");
+    EXPECT_NE(IsFeatureEnabled_c(1), 0) << "created";
+    write("[features]\nenabled = []");
+    EXPECT_EQ(IsFeatureEnabled_c(1), 0) << "written anew";
+    replace("[features]\nenabled = [1]");
+    EXPECT_NE(IsFeatureEnabled_c(1), 0) << "replaced";
+    std::filesystem::remove(file());
+    EXPECT_EQ(IsFeatureEnabled_c(1), 0) << "removed";
+}
+
+TEST_F(IsFeatureEnabled, FollowsQuickChangesOfTheSameSize)
+{
+    for (int round = 0; round < 200; ++round) {
+        write("[features]\nenabled = [1]");
+        ASSERT_NE(IsFeatureEnabled_c(1), 0) << round;
+        write("[features]\nenabled = [2]");
+        ASSERT_EQ(IsFeatureEnabled_c(1), 0) << round;
+    }
+}
+
+TEST_F(IsFeatureEnabled, FollowsAChangeThatKeepsSizeAndModificationTime)
+{
+    write("[features]\nenabled = [1]");
+    settle();
+    EXPECT_NE(IsFeatureEnabled_c(1), 0);
+    struct stat before {};
+    ASSERT_EQ(::stat(file().c_str(), &before), 0);
+    write("[features]\nenabled = [2]");
+    const std::array<timespec, 2> times = {before.st_atim, before.st_mtim};
+    ASSERT_EQ(::utimensat(AT_FDCWD, file().c_str(), times.data(), 0), 0);
+    EXPECT_EQ(IsFeatureEnabled_c(1), 0);
+}
+
+TEST_F(IsFeatureEnabled, FollowsALinkToAnotherFile)
+{
+    write("[features]\nenabled = []");
+    writeFile(root_.path("other"), "[features]\nenabled = [1]");
+    std::filesystem::remove(file());
+    std::filesystem::create_symlink(root_.path("other"), file());
+    EXPECT_NE(IsFeatureEnabled_c(1), 0);
+    writeFile(root_.path("other"), "[features]\nenabled = []");
+    EXPECT_EQ(IsFeatureEnabled_c(1), 0);
+}
+
+TEST_F(IsFeatureEnabled, FollowsTheInstallationRoot)
+{
+    write("[features]\nenabled = [1]");
+    EXPECT_NE(IsFeatureEnabled_c(1), 0);
+    {
+        const TempRoot other;
+        EXPECT_EQ(IsFeatureEnabled_c(1), 0);
+    }
+    EXPECT_NE(IsFeatureEnabled_c(1), 0);
+}
+
+TEST_F(IsFeatureEnabled, DoesNotOpenAnUnchangedFileAgain)
+{
+    write("[features]\nenabled = [2]");
+    settle();
+    EXPECT_EQ(IsFeatureEnabled_c(1), 0);
+    const NoDescriptorsLeft opensFail;
+    EXPECT_EQ(IsFeatureEnabled_c(1), 0);
+    EXPECT_NE(IsFeatureEnabled_c(2), 0);
+}
+
+TEST_F(ConfigQueries, LogADamagedFileOncePerState)
+{
+    const std::string unknown = "unknown key \"colour\"";
+    write("colour = 1");
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_NE(IsFeatureEnabled_c(1), 0);
+        EXPECT_EQ(statusOfServerName(), 13);
+    }
+    EXPECT_EQ(log_.lines(), (Lines{{16, "IsFeatureEnabled_c", file() + ":1:1: " + unknown}}));
+
+    log_.clear();
+    replace("\ncolour = 1");
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_EQ(statusOfServerName(), 13);
+        EXPECT_NE(IsFeatureEnabled_c(1), 0);
+    }
+    EXPECT_EQ(log_.lines(), (Lines{{16, "db_getservernameEx", file() + ":2:1: " + unknown}}));
+}
+
+TEST_F(ConfigQueries, LogTheSameDamageAgainAfterARepair)
+{
+    write("colour = 1");
+    EXPECT_NE(IsFeatureEnabled_c(1), 0);
+    replace("");
+    EXPECT_EQ(IsFeatureEnabled_c(1), 0);
+    replace("colour = 1");
+    EXPECT_NE(IsFeatureEnabled_c(1), 0);
+    EXPECT_EQ(log_.lines().size(), 2U);
+}
+
+TEST_F(ConfigQueries, RecoverWithoutAChangeOfTheFileWhenItCanBeReadAgain)
+{
+    write("[features]\nenabled = [2]");
+    settle();
+    {
+        const NoDescriptorsLeft opensFail;
+        EXPECT_NE(IsFeatureEnabled_c(1), 0);
+    }
+    EXPECT_EQ(IsFeatureEnabled_c(1), 0);
+    EXPECT_EQ(log_.lines(),
+              (Lines{{16, "IsFeatureEnabled_c", "cannot read \"" + file() + "\": Too many open files"}}));
+}
+
+TEST_F(GetServerName, CopiesTheConfiguredName)
+{
+    write("master_server = \"master.example\"");
+    EXPECT_EQ(serverName(), "master.example");
+    EXPECT_EQ(log_.lines(), Lines{});
+}
+
+TEST_F(GetServerName, FollowsAChangeOfTheFile)
+{
+    write("master_server = \"one\"");
+    EXPECT_EQ(serverName(), "one");
+    replace("master_server = \"two\"");
+    EXPECT_EQ(serverName(), "two");
+}
+
+TEST_F(GetServerName, FillsTheCallersBufferToTheLastByte)
+{
+    const std::string longest(CALLERS_BUFFER - 1, 'm');
+    write("master_server = \"" + longest + "\"");
+    EXPECT_EQ(serverName(CALLERS_BUFFER), longest);
+    EXPECT_EQ(statusOfServerName(CALLERS_BUFFER - 1), 20);
+}
+
+TEST_F(GetServerName, NeedsRoomForTheNameAndItsZero)
+{
+    write("master_server = \"master\"");
+    EXPECT_EQ(serverName(7), "master");
+    EXPECT_EQ(statusOfServerName(6), 20);
+    EXPECT_EQ(statusOfServerName(1), 20);
+}
+
+TEST_F(GetServerName, WritesNothingBehindTheZero)
+{
+    write("master_server = \"m\"");
+    std::array<char, 4> buffer = {'x', 'x', 'x', 'x'};
+    EXPECT_EQ(db_getservernameEx(buffer.data(), buffer.size()), 0);
+    EXPECT_EQ(std::string(buffer.data(), buffer.size()), std::string("m\0xx", 4));
+}
+
+TEST_F(GetServerName, RefusesAMissingBuffer)
+{
+    write("master_server = \"m\"");
+    char untouched = 'x';
+    EXPECT_EQ(db_getservernameEx(nullptr, CALLERS_BUFFER), 20);
+    EXPECT_EQ(db_getservernameEx(&untouched, 0), 20);
+    EXPECT_EQ(untouched, 'x');
+}
+
+TEST_F(GetServerName, IsStatus114WhenNoneIsConfigured)
+{
+    EXPECT_EQ(statusOfServerName(), 114);
+    EXPECT_EQ(statusOfServerName(1), 114);
+    write("master_server = \"\"");
+    EXPECT_EQ(statusOfServerName(), 114);
+    EXPECT_EQ(log_.lines(), Lines{});
+}
+
+TEST_F(GetServerName, IsStatus13WhenTheConfigurationCannotBeUsed)
+{
+    write("master_server = 1");
+    EXPECT_EQ(statusOfServerName(), 13);
+    EXPECT_EQ(log_.lines(),
+              (Lines{{16, "db_getservernameEx",
+                      file() + ":1:17: \"master_server\" must be a string, not of type integer"}}));
+}
+
+TEST_F(ConfigQueries, AnswerManyThreadsWhileTheFileChanges)
+{
+    replace("master_server = \"one\"\n[features]\nenabled = [1]");
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> readers;
+    for (int reader = 0; reader < 3; ++reader) {
+        readers.emplace_back([&stop] {
+            while (!stop) {
+                EXPECT_NE(IsFeatureEnabled_c(1), 0);
+                const std::string name = serverName();
+                EXPECT_TRUE(name == "one" || name == "three") << name;
+            }
+        });
+    }
+    for (int round = 0; round < 200; ++round) {
+        replace("master_server = \"three\"\n[features]\nenabled = [1, 3]");
+        replace("master_server = \"one\"\n[features]\nenabled = [1]");
+    }
+    stop = true;
+    for (std::thread& reader : readers) {
+        reader.join();
+    }
+    EXPECT_EQ(log_.lines(), Lines{});
+}
+
+// A child that hangs keeps the test waiting until ctest's time limit.
+TEST_F(ConfigQueries, AnswerAChildWhateverThreadsOfItsParentWereDoing)
+{
+    write("[features]\nenabled = [1]");
+    std::atomic<bool> stop{false};
+    std::thread other([&stop] {
+        while (!stop) {
+            IsFeatureEnabled_c(1);
+        }
+    });
+    for (int round = 0; round < 100; ++round) {
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            ::_exit(IsFeatureEnabled_c(1) != 0 ? 0 : 1);
+        }
+        int status = -1;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        ASSERT_EQ(status, 0);
+    }
+    stop = true;
+    other.join();
+}
+
+} // namespace

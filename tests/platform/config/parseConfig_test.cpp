@@ -1,0 +1,182 @@
+#include <keepsafe/platform/config/config.h>
+
+#include <limits>
+#include <set>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+namespace Platform = Tessara::Keepsafe::Platform;
+using Platform::Config;
+
+Config parsed(const std::string& text) { return Platform::parseConfig(text, "keepsafe.toml"); }
+
+std::string errorOf(const std::string& text)
+{
+    try {
+        parsed(text);
+    } catch (const Platform::ConfigError& error) {
+        return error.what();
+    }
+    return "no error";
+}
+
+TEST(ParseConfig, OfAnEmptyTextGivesTheDefaults)
+{
+    for (const char* const text : {"", "\n", "# nothing\n", "[features]\n[log]\n"}) {
+        const Config config = parsed(text);
+        EXPECT_EQ(config.masterServer, "");
+        EXPECT_EQ(config.enabledFeatures, std::set<int>{});
+        EXPECT_EQ(config.logThreshold, 8);
+        EXPECT_EQ(config.logDestination, "stderr");
+    }
+}
+
+TEST(ParseConfig, ReadsEveryKey)
+{
+    const Config config = parsed("master_server = \"master.example\"\n"
+                                 "[features]\n"
+                                 "enabled = [1, 30, 1]\n"
+                                 "[log]\n"
+                                 "level = 4\n"
+                                 "destination = \"file:/var/log/keepsafe.log\"\n");
+    EXPECT_EQ(config.masterServer, "master.example");
+    EXPECT_EQ(config.enabledFeatures, (std::set<int>{1, 30}));
+    EXPECT_EQ(config.logThreshold, 4);
+    EXPECT_EQ(config.logDestination, "file:/var/log/keepsafe.log");
+}
+
+TEST(ParseConfig, ReadsOtherSpellingsOfTheSameTables)
+{
+    EXPECT_EQ(parsed("features.enabled = [2]\nlog = {level = 16}").enabledFeatures, std::set<int>{2});
+    EXPECT_EQ(parsed("features.enabled = [2]\nlog = {level = 16}").logThreshold, 16);
+    EXPECT_EQ(parsed("\"master_server\" = 'm'\r\n").masterServer, "m");
+}
+
+TEST(ParseConfig, TakesHostNamesAndAddresses)
+{
+    for (const std::string name :
+         {"", "master", "MASTER-01.example.com", "127.0.0.2", "::1", "under_score"}) {
+        EXPECT_EQ(parsed("master_server = \"" + name + "\"").masterServer, name);
+    }
+    const std::string longest(256, 'm');
+    EXPECT_EQ(parsed("master_server = \"" + longest + "\"").masterServer, longest);
+}
+
+TEST(ParseConfig, RefusesAMasterServerThatIsNoHostName)
+{
+    EXPECT_EQ(errorOf("master_server = \"" + std::string(257, 'm') + "\""),
+              "keepsafe.toml:1:17: \"master_server\" must be at most 256 bytes long, not 257");
+    for (const std::string name : {" ", "a b", "a/b", "a@b", "a\\u0000b", "a\\nb", "caf\xC3\xA9", "[::1]"}) {
+        EXPECT_EQ(errorOf("master_server = \"" + name + "\""),
+                  "keepsafe.toml:1:17: \"master_server\" must be a host name: letters, digits, "
+                  "'-', '.', '_' and ':' only");
+    }
+}
+
+TEST(ParseConfig, TakesFeatureNumbersFromOneToTheLargestInteger)
+{
+    EXPECT_EQ(parsed("[features]\nenabled = [1, 2147483647]").enabledFeatures,
+              (std::set<int>{1, std::numeric_limits<int>::max()}));
+    EXPECT_EQ(parsed("[features]\nenabled = []").enabledFeatures, std::set<int>{});
+    EXPECT_EQ(errorOf("[features]\nenabled = [1, 0]"),
+              "keepsafe.toml:2:15: \"features.enabled[1]\" must be between 1 and 2147483647, not 0");
+    EXPECT_EQ(errorOf("[features]\nenabled = [-1]"),
+              "keepsafe.toml:2:12: \"features.enabled[0]\" must be between 1 and 2147483647, not -1");
+    EXPECT_EQ(errorOf("[features]\nenabled = [\n  1,\n  2147483648 ]"),
+              "keepsafe.toml:4:3: \"features.enabled[1]\" must be between 1 and 2147483647, not 2147483648");
+    EXPECT_EQ(errorOf("[features]\nenabled = [4294967297]"),
+              "keepsafe.toml:2:12: \"features.enabled[0]\" must be between 1 and 2147483647, not 4294967297");
+}
+
+TEST(ParseConfig, TakesLogLevelsThatDoNotSilenceErrors)
+{
+    EXPECT_EQ(parsed("[log]\nlevel = 0").logThreshold, 0);
+    EXPECT_EQ(parsed("[log]\nlevel = 16").logThreshold, 16);
+    EXPECT_EQ(errorOf("[log]\nlevel = -1"),
+              "keepsafe.toml:2:9: \"log.level\" must be between 0 and 16, not -1");
+    EXPECT_EQ(errorOf("[log]\nlevel = 17"),
+              "keepsafe.toml:2:9: \"log.level\" must be between 0 and 16, not 17");
+}
+
+TEST(ParseConfig, TakesThreeKindsOfLogDestination)
+{
+    for (const std::string destination : {"stderr", "syslog", "file:/x"}) {
+        EXPECT_EQ(parsed("[log]\ndestination = \"" + destination + "\"").logDestination, destination);
+    }
+    for (const std::string destination :
+         {"", "stdout", "STDERR", "file:", "file:x", "/x", "file:/x\\u0000y"}) {
+        EXPECT_EQ(errorOf("[log]\ndestination = \"" + destination + "\""),
+                  "keepsafe.toml:2:15: \"log.destination\" must be \"stderr\", \"syslog\" or \"file:\" and "
+                  "an absolute path");
+    }
+}
+
+TEST(ParseConfig, NamesTheTypeThatIsWrong)
+{
+    EXPECT_EQ(errorOf("master_server = 1"),
+              "keepsafe.toml:1:17: \"master_server\" must be a string, not of type integer");
+    EXPECT_EQ(errorOf("master_server = [\"m\"]"),
+              "keepsafe.toml:1:17: \"master_server\" must be a string, not of type array");
+    EXPECT_EQ(errorOf("[master_server]"),
+              "keepsafe.toml:1:1: \"master_server\" must be a string, not of type table");
+    EXPECT_EQ(errorOf("features = true"),
+              "keepsafe.toml:1:12: \"features\" must be a table, not of type boolean");
+    EXPECT_EQ(errorOf("[[log]]\nlevel = 4"), "keepsafe.toml:1:1: \"log\" must be a table, not of type array");
+    EXPECT_EQ(errorOf("[features]\nenabled = 1"),
+              "keepsafe.toml:2:11: \"features.enabled\" must be an array of integers, not of type integer");
+    EXPECT_EQ(errorOf("[features]\nenabled = [1, \"2\"]"),
+              "keepsafe.toml:2:15: \"features.enabled[1]\" must be an integer, not of type string");
+    EXPECT_EQ(errorOf("[features]\nenabled = [1.0]"),
+              "keepsafe.toml:2:12: \"features.enabled[0]\" must be an integer, not of type floating-point");
+    EXPECT_EQ(errorOf("[log]\nlevel = \"8\""),
+              "keepsafe.toml:2:9: \"log.level\" must be an integer, not of type string");
+    EXPECT_EQ(errorOf("[log]\nlevel = 1979-05-27"),
+              "keepsafe.toml:2:9: \"log.level\" must be an integer, not of type date");
+    EXPECT_EQ(errorOf("[log]\ndestination = false"),
+              "keepsafe.toml:2:15: \"log.destination\" must be a string, not of type boolean");
+}
+
+TEST(ParseConfig, NamesAKeyThatItDoesNotKnow)
+{
+    EXPECT_EQ(errorOf("# comment\n  master-server = \"m\"\n"),
+              "keepsafe.toml:2:3: unknown key \"master-server\"");
+    EXPECT_EQ(errorOf("Master_Server = \"m\"\n"), "keepsafe.toml:1:1: unknown key \"Master_Server\"");
+    EXPECT_EQ(errorOf("[log]\nlevel = 8\ncolour = true"), "keepsafe.toml:3:1: unknown key \"log.colour\"");
+    EXPECT_EQ(errorOf("[log]\nmaster_server = \"m\""),
+              "keepsafe.toml:2:1: unknown key \"log.master_server\"");
+    EXPECT_EQ(errorOf("level = 8"), "keepsafe.toml:1:1: unknown key \"level\"");
+    EXPECT_EQ(errorOf("\n[tls]\n"), "keepsafe.toml:2:2: unknown key \"tls\"");
+    EXPECT_EQ(errorOf("[log.file]\n"), "keepsafe.toml:1:6: unknown key \"log.file\"");
+    EXPECT_EQ(errorOf("\"\" = 1"), "keepsafe.toml:1:1: unknown key \"\"");
+}
+
+TEST(ParseConfig, SaysWhereATextIsNotToml)
+{
+    EXPECT_EQ(errorOf("master_server = "),
+              "keepsafe.toml:1:17: Error while parsing key-value pair: encountered end-of-file");
+    EXPECT_EQ(
+        errorOf("[log]\nlevel = 4\nlevel = 8\n"),
+        "keepsafe.toml:3:9: Error while parsing key-value pair: cannot redefine existing integer 'level'");
+    EXPECT_EQ(errorOf("[features]\nenabled = [1\n"),
+              "keepsafe.toml:2:14: Error while parsing array: encountered end-of-file");
+    EXPECT_EQ(errorOf("[log]\nlevel = 99999999999999999999"),
+              "keepsafe.toml:2:29: Error while parsing decimal integer: '99999999999999999999' is not "
+              "representable in 64 bits");
+}
+
+TEST(ParseConfig, RefusesBytesThatAreNotUtf8)
+{
+    const std::string error = errorOf("# caf\xE9\nmaster_server = \"m\"");
+    EXPECT_EQ(error.rfind("keepsafe.toml:1:", 0), 0U) << error;
+}
+
+TEST(ParseConfig, SurvivesDeepNesting)
+{
+    const std::string error = errorOf("x = " + std::string(100000, '['));
+    EXPECT_EQ(error.rfind("keepsafe.toml:1:", 0), 0U) << error;
+}
+
+} // namespace
