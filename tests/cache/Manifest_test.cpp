@@ -59,7 +59,7 @@ TEST_F(ManifestTest, AMissingFileIsStatus12)
     EXPECT_EQ(statusOfOpening(), 12);
     EXPECT_THAT(log_.lines(),
                 ElementsAre(LogLine{16, "Manifest constructor",
-                                    "Error loading " + path_ + " at position -1: unable to open " + path_ +
+                                    "Error loading " + path_ + " at position 0: unable to open " + path_ +
                                         ": No such file or directory"}));
 }
 

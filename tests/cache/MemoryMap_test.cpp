@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <string>
 
-#include <sys/stat.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -94,7 +94,7 @@ TEST(MemoryMap, AFailingSizeQueryIsToldOnStandardErrorAndThrown)
     const TempDir dir;
     writeFile(dir.path("file"), "x");
     // The next descriptor that is free becomes the map's; closing it behind its back makes fstat fail.
-    const int next = dup(0);
+    const int next = open("/dev/null", O_RDONLY);
     close(next);
     MemoryMap map(dir.path("file"));
     close(next);

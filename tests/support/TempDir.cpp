@@ -5,6 +5,9 @@
 #include <iterator>
 #include <stdexcept>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <keepsafe/platform/config/installation.h>
 
 namespace keepsafe_test {
@@ -33,10 +36,15 @@ TempRoot::~TempRoot() { Platform::setInstallationRoot(before_); }
 void writeFile(const std::string& path, const std::string& content)
 {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    std::ofstream stream(path, std::ios::binary | std::ios::trunc);
-    stream << content;
-    stream.close();
-    if (!stream) {
+    // Written over in place: some file systems answer a truncation to nothing with a wait for the disk.
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+    const auto size = static_cast<ssize_t>(content.size());
+    const bool written = file != -1 && pwrite(file, content.data(), content.size(), 0) == size &&
+                         ftruncate(file, size) == 0;
+    if (file != -1) {
+        close(file);
+    }
+    if (!written) {
         throw std::runtime_error("cannot write " + path);
     }
 }

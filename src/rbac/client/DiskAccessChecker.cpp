@@ -75,7 +75,11 @@ DiskAccessChecker::DiskAccessChecker(boost::shared_ptr<const AccessCache> access
 bool DiskAccessChecker::checkAccess(const ObjectNamespace& object) const
 {
     BOOST_ASSERT(accessCache_);
-    const AccessCache::Reader reader = accessCache_->lock();
+    return checkAccess(accessCache_->lock(), object);
+}
+
+bool DiskAccessChecker::checkAccess(const AccessCache::Reader& reader, const ObjectNamespace& object) const
+{
     PathDecision decision(reader, roleIds_, operation_);
     const ManagedObject* named = nullptr;
     reader.visitPath(object, [&](const ManagedObject& met, bool isNamed) {

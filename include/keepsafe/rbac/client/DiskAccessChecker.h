@@ -30,6 +30,10 @@ public:
 
     [[nodiscard]] bool checkAccess(const ObjectNamespace& object) const override;
 
+    /// The same decision through a reader of the checker's cache that the caller holds already. For many
+    /// objects in a row under one lock; keep such a row short, the writer waits meanwhile.
+    [[nodiscard]] bool checkAccess(const AccessCache::Reader& reader, const ObjectNamespace& object) const;
+
 private:
     boost::shared_ptr<const AccessCache> accessCache_;
     std::set<int> roleIds_;
