@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <set>
@@ -18,6 +17,7 @@
 #include <keepsafe/rbac/client/DiskAccessChecker.h>
 
 #include "PrivateFolder.h"
+#include "require.h"
 
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::DiskAccessChecker;
@@ -52,9 +52,7 @@ void askSomething(const boost::shared_ptr<const AccessCache>& cache)
             try {
                 (void)DiskAccessChecker(cache, {-4, 1, 2, 17}, Operation{bit}, 0).checkAccess(object);
             } catch (const EC_exception& failure) {
-                if (failure.status() != 12) {
-                    std::abort();
-                }
+                require(failure.status() == 12, "a damaged cache is status 12");
             }
         }
     }
@@ -75,13 +73,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         askSomething(boost::make_shared<const AccessCache>(Manifest("fuzz", folder.path())));
     } catch (const EC_exception& failure) {
-        if (failure.status() != 12 && failure.status() != 7610) {
-            std::abort();
-        }
+        require(failure.status() == 12 || failure.status() == 7610, "a bad manifest is status 12 or 7610");
     } catch (const std::runtime_error& error) {
-        if (std::string(error.what()).compare(0, 6, "error ") != 0) {
-            std::abort();
-        }
+        require(std::string(error.what()).compare(0, 6, "error ") == 0, "a file error says so");
     }
     return 0;
 }

@@ -1,7 +1,6 @@
 // The operation cache's file: it loads, or throws one of the documented exceptions and keeps what it had.
 
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -15,6 +14,7 @@
 #include <keepsafe/platform/status/EC_exception.h>
 
 #include "PrivateFolder.h"
+#include "require.h"
 
 using Tessara::Keepsafe::Rbac::OperationCache;
 namespace Platform = Tessara::Keepsafe::Platform;
@@ -34,13 +34,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         cache.load();
         const auto loaded = cache.operations();
         cache.load();
-        if (cache.operations().size() != loaded.size()) {
-            std::abort();
-        }
+        require(cache.operations().size() == loaded.size(), "loading twice adds nothing");
     } catch (const EC_exception& failure) {
-        if (failure.status() != 13) {
-            std::abort();
-        }
+        require(failure.status() == 13, "an unreadable file is status 13");
     } catch (const boost::bad_lexical_cast&) {
     } catch (const boost::numeric::bad_numeric_cast&) {
     }
