@@ -1,6 +1,8 @@
 #include "cli/command_line.h"
 
 #include <algorithm>
+#include <optional>
+#include <utility>
 
 #include "cli/option_tree.h"
 #include "exit_status.h"
@@ -9,11 +11,13 @@ namespace ksrbac {
 
 namespace {
 
+using Arguments = std::vector<std::string>;
+
 /// The parser takes `--name=` for an option without a value and would use the next argument for it. Cut into
 /// two arguments, the empty value is one.
-std::vector<std::string> withEmptyValues(const std::vector<std::string>& arguments)
+Arguments withEmptyValues(const Arguments& arguments)
 {
-    std::vector<std::string> result;
+    Arguments result;
     bool optionsMayFollow = true;
     for (const std::string& argument : arguments) {
         optionsMayFollow = optionsMayFollow && argument != "--";
@@ -37,23 +41,53 @@ const CLI::App& namedCommand(const CLI::App& app)
     return named.empty() ? app : namedCommand(*named.front());
 }
 
+Invocation parseWith(OptionTree& tree, Arguments arguments)
+{
+    arguments = withEmptyValues(arguments);
+    std::reverse(arguments.begin(), arguments.end());
+    tree.app().parse(std::move(arguments));
+    return tree.invocation();
+}
+
+/// The parser ends a command's objects at `--` once it has seen one of them, so what follows is added here.
+/// Nothing when the arguments are not those of `check`, or are not right without what follows.
+std::optional<Invocation> parseObjectsAfterDashes(const Arguments& arguments)
+{
+    const auto dashes = std::find(arguments.begin(), arguments.end(), "--");
+    if (dashes == arguments.end()) {
+        return std::nullopt;
+    }
+    try {
+        OptionTree tree;
+        Invocation invocation = parseWith(tree, Arguments(arguments.begin(), dashes));
+        auto* check = std::get_if<CheckOptions>(&invocation.command);
+        if (check == nullptr) {
+            return std::nullopt;
+        }
+        check->objects.insert(check->objects.end(), dashes + 1, arguments.end());
+        return invocation;
+    } catch (const CLI::ParseError&) {
+        return std::nullopt;
+    }
+}
+
 } // namespace
 
-Invocation parseCommandLine(const std::vector<std::string>& arguments)
+Invocation parseCommandLine(const Arguments& arguments)
 {
+    if (auto invocation = parseObjectsAfterDashes(arguments)) {
+        return *invocation;
+    }
     OptionTree tree;
-    std::vector<std::string> reversed = withEmptyValues(arguments);
-    std::reverse(reversed.begin(), reversed.end());
     try {
-        tree.app().parse(std::move(reversed));
+        return parseWith(tree, arguments);
     } catch (const CLI::CallForHelp&) {
         return {{}, ProgramText{namedCommand(tree.app()).help()}};
     } catch (const CLI::CallForVersion& version) {
         return {{}, ProgramText{std::string(version.what()) + '\n'}};
     } catch (const CLI::ParseError& error) {
-        throw InputError(std::string(error.what()) + "\nRun '" + "ksrbac --help' for how it is used.");
+        throw InputError(std::string(error.what()) + "\nRun 'ksrbac --help' for how it is used.");
     }
-    return tree.invocation();
 }
 
 } // namespace ksrbac

@@ -1,5 +1,7 @@
 #include "cli/help_formatter.h"
 
+#include <sstream>
+#include <utility>
 #include <vector>
 
 namespace ksrbac {
@@ -28,7 +30,20 @@ std::string fullName(const CLI::App& app)
     return parent == nullptr ? app.get_name() : fullName(*parent) + ' ' + app.get_name();
 }
 
-HelpFormatter::HelpFormatter() { column_width(28); }
+HelpFormatter::HelpFormatter()
+{
+    column_width(28);
+    label("Positionals", "Arguments");
+}
+
+std::string HelpFormatter::make_subcommand(const CLI::App* command) const
+{
+    const std::string description = command->get_description();
+    std::stringstream out;
+    CLI::detail::format_help(out, command->get_name(), description.substr(0, description.find('\n')),
+                             get_column_width());
+    return out.str();
+}
 
 std::string HelpFormatter::make_help(const CLI::App* app, std::string name, CLI::AppFormatMode mode) const
 {

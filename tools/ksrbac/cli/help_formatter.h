@@ -15,6 +15,7 @@ public:
 
     [[nodiscard]] std::string make_help(const CLI::App* app, std::string name,
                                         CLI::AppFormatMode mode) const override;
+    [[nodiscard]] std::string make_subcommand(const CLI::App* command) const override;
     [[nodiscard]] std::string make_usage(const CLI::App* app, std::string name) const override;
     [[nodiscard]] std::string make_option_name(const CLI::Option* option, bool isPositional) const override;
     [[nodiscard]] std::string make_option_opts(const CLI::Option* option) const override;

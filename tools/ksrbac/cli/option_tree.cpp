@@ -9,75 +9,113 @@ namespace ksrbac {
 
 namespace {
 
+// The first line of a description stands for the command in the list of commands.
+
 constexpr char PROGRAM_FOOTER[] =
-    R"(Exit status: 0 all allowed, no fault found or listed; 1 some denied or faults found;
-2 usage error or unreadable input; 3 the library reported a status; 4 standard output could not be written.
+    R"(Run 'ksrbac COMMAND --help' for more on a command.
+
+Exit status:
+  0    all allowed; no fault found; listed
+  1    some denied; faults found
+  2    usage error, or an input that is malformed or cannot be read
+  3    the library reported a status or failed
+  4    standard output could not be written
 
 Example:
-  ksrbac check --cache main --operation '|OPERATIONS|VIEW|' --roles 17,3 '|KEEPSAFE|PROTECTION|'
-
-Run 'ksrbac COMMAND --help' for more on a command.)";
+  ksrbac check --cache main --operation '|OPERATIONS|VIEW|' --roles 17 '|STORAGE|')";
 
 constexpr char CHECK_DESCRIPTION[] =
-    R"(Decides for each object whether any of the roles may perform the operation on it.
+    R"(Decide whether roles may perform an operation on objects.
 
-Prints one line per object, in order: "allow" or "deny", a tab, and the object as it was given; with --json
-{"object":...,"operation":...,"allowed":...} with the object in its canonical text form. Objects given as
-arguments come first, then those of --objects-from. Operations come from the installation's operation cache;
-one that it does not know is denied everywhere. Role 0 is allowed everything. The cache is asked whether or not
-enforcement is switched on.
+Prints one line per object, in order: "allow" or "deny", a tab, and the object
+as it was given. With --json it prints {"object":...,"operation":...,
+"allowed":...} with the object in its canonical text form. Objects given as
+arguments come first, then those of --objects-from.
 
-A line of the file is one object to the last byte: white space, a carriage return or nothing at all on a line
-make it malformed. Malformed objects are told on standard error with their line number, and the others are
-still answered.
+An object is allowed when one of the roles holds the operation on it. Operations
+come from the installation's operation cache; one that it does not know is
+denied everywhere. Role 0 is allowed everything, and no role nothing. The cache
+is asked whether or not enforcement is switched on.
 
-Exit status: 0 all allowed, 1 some denied, 2 usage error or unreadable or malformed input, 3 the library
-reported a status (told on standard error; objects without a line were not decided), 4 standard output could
-not be written.)";
+A line of the file is one object to the last byte: white space around it, a
+carriage return or nothing at all on a line make it malformed. Malformed objects
+are told on standard error with their line number, and the others are still
+answered.
+
+Exit status: 0 all allowed, 1 some denied, 2 usage error, or an input that is
+malformed or cannot be read, 3 the library reported a status or failed: it is
+told on standard error, and objects that got no line were not decided, 4
+standard output could not be written.)";
 
 constexpr char CHECK_FOOTER[] =
     R"(Examples:
-  ksrbac check --cache main --operation '|OPERATIONS|VIEW|' --roles 17,3 '|KEEPSAFE|PROTECTION|'
-  ksrbac check --cache ./cache --operation '|OPERATIONS|VIEW|' --roles=-5,3 --objects-from objects.txt)";
+  ksrbac check --cache main --operation '|OPERATIONS|VIEW|' --roles 17,3 \
+    '|KEEPSAFE|PROTECTION|'
+  ksrbac check --cache ./cache --operation '|OPERATIONS|VIEW|' --roles=-5,3 \
+    --objects-from objects.txt)";
 
 constexpr char CACHE_FOOTER[] = R"(Example:
   ksrbac cache verify main)";
 
 constexpr char INFO_DESCRIPTION[] =
-    R"(Shows what an access cache holds: namespace, counts, file sizes, depths, and fragmentation, which is the
-share of records that nothing refers to (left over from earlier writes, or set aside for later ones).
+    R"(Show what an access cache holds.
 
-Walks the whole cache under its shared file lock, so a writer waits meanwhile. Exit status: 0 shown, damaged
-or not; 2 usage error or unreadable cache; 4 standard output could not be written.)";
+Shows its namespace, counts, file sizes and depths, and the fragmentation: the
+share of records that nothing refers to, left over from earlier writes or set
+aside for later ones.
+
+Holds the cache's shared file lock while it walks the whole cache: readers are
+not kept waiting, a writer is.
+
+Exit status: 0 shown, damaged or not, 2 usage error or a cache that cannot be
+read, 4 standard output could not be written.)";
 
 constexpr char INFO_FOOTER[] = R"(Example:
-  ksrbac cache info /usr/kshome/wmc/webserver/temp/access-caches/main)";
+  ksrbac cache info main)";
 
 constexpr char VERIFY_DESCRIPTION[] =
-    R"(Looks for damage in an access cache: every offset, the order of every search tree, cycles, the
-write-in-progress flag, the manifest. Prints each fault with its file, the byte in the file and how it was
-reached. Records that nothing refers to are legal and counted; an offset that points inside a record stands
-for that record and is legal; bytes after the last whole record of a file are ignored by readers and noted.
+    R"(Look for damage in an access cache.
 
-Holds the cache's shared file lock for the whole walk (about a second for a million objects), so that no
-writer changes the files under it: readers are not kept waiting, a writer is.
+Checks every offset, the order of every search tree, cycles, the
+write-in-progress flag and the manifest. Prints each fault with its file, the
+byte in the file and how the record was reached.
 
-Exit status: 0 no fault, 1 faults, 2 usage error or unreadable cache, 4 standard output could not be written.)";
+Records that nothing refers to are legal and counted. An offset that points
+inside a record stands for that record and is legal. Bytes after the last whole
+record of a file are ignored by readers; they are noted and no fault.
+
+Holds the cache's shared file lock while it walks the whole cache, about a
+second for a million objects, so that no writer changes the files under it:
+readers are not kept waiting, a writer is.
+
+Exit status: 0 no fault, 1 faults, 2 usage error or a cache that cannot be read,
+4 standard output could not be written.)";
 
 constexpr char VERIFY_FOOTER[] = R"(Example:
   ksrbac cache verify main && echo sound)";
 
 constexpr char OPERATIONS_DESCRIPTION[] =
-    R"(Lists the operations of the installation's operation cache with their permission bits, by bit.
+    R"(List the operations of the operation cache.
 
-Exit status: 0 listed, 2 usage error, 3 the library reported a status, 4 standard output could not be written.)";
+Prints each operation of the installation with its permission bit, by bit.
+
+Exit status: 0 listed, 2 usage error, 3 the library reported a status or failed,
+4 standard output could not be written.)";
 
 constexpr char OPERATIONS_FOOTER[] = R"(Example:
   ksrbac operations --json)";
 
+CLI::App* addCommand(CLI::App& parent, const char* name, const char* description, const char* footer)
+{
+    CLI::App* command = parent.add_subcommand(name, description);
+    command->group("Commands");
+    command->footer(footer);
+    return command;
+}
+
 } // namespace
 
-OptionTree::OptionTree() : app_("Asks and examines the access caches of a KEEPSAFE installation.", "ksrbac")
+OptionTree::OptionTree() : app_("Ask access caches for decisions, and examine them.", "ksrbac")
 {
     app_.formatter(std::make_shared<HelpFormatter>());
     app_.set_help_flag("-h,--help", "Show this help and exit");
@@ -97,15 +135,14 @@ void OptionTree::addGlobalOptions()
         ->type_name(value_name::DIRECTORY);
     app_.add_flag("--json", parsed_.global.json, "Print results as JSON, one object per line");
     app_.add_option("--log-level", parsed_.global.logLevel,
-                    "Log messages of this level and above (2 debug, 4 information, 8 notable, 16 errors)")
+                    "Log from level N on: 2 debug, 4 information,\n8 notable, 16 errors")
         ->type_name("N");
 }
 
 void OptionTree::addCheck()
 {
-    CLI::App* command = app_.add_subcommand("check", CHECK_DESCRIPTION);
-    command->footer(CHECK_FOOTER);
-    command->add_option("--cache", check_.cache, "Access cache: a directory when it has a slash, else an id")
+    CLI::App* command = addCommand(app_, "check", CHECK_DESCRIPTION, CHECK_FOOTER);
+    command->add_option("--cache", check_.cache, "Cache: a directory if it has a slash, else an id")
         ->type_name(value_name::CACHE)
         ->required();
     command->add_option("--operation", check_.operation, "Namespace of the operation")
@@ -113,11 +150,10 @@ void OptionTree::addCheck()
         ->required();
     command
         ->add_option("--roles", check_.roles,
-                     "Role ids with commas between them; --roles=-5,3 for negative ones, --roles= for none")
+                     "Role ids, as in 17,3; --roles=-5,3 for negative\nones, --roles= for none")
         ->type_name("IDS")
         ->required();
-    command
-        ->add_option("--objects-from", check_.objectsFrom, "Read objects line by line; - is standard input")
+    command->add_option("--objects-from", check_.objectsFrom, "Read objects by line; - is standard input")
         ->type_name(value_name::FILE_OR_STDIN);
     command->add_option("OBJECT", check_.objects, "Namespaces of objects")->type_name("NS");
     command->callback([this] { parsed_.command = check_; });
@@ -125,23 +161,20 @@ void OptionTree::addCheck()
 
 void OptionTree::addCache()
 {
-    CLI::App* cache = app_.add_subcommand("cache", "Examines an access cache.");
-    cache->footer(CACHE_FOOTER);
+    CLI::App* cache = addCommand(app_, "cache", "Examine an access cache.", CACHE_FOOTER);
     cache->require_subcommand(1);
 
-    CLI::App* info = cache->add_subcommand("info", INFO_DESCRIPTION);
-    info->footer(INFO_FOOTER);
-    info->add_option("CACHE", cacheInfo_.cache, "A directory when it has a slash, else an id")
+    CLI::App* info = addCommand(*cache, "info", INFO_DESCRIPTION, INFO_FOOTER);
+    info->add_option("CACHE", cacheInfo_.cache, "A directory if it has a slash, else an id")
         ->type_name(value_name::CACHE)
         ->required();
     info->callback([this] { parsed_.command = cacheInfo_; });
 
-    CLI::App* verify = cache->add_subcommand("verify", VERIFY_DESCRIPTION);
-    verify->footer(VERIFY_FOOTER);
+    CLI::App* verify = addCommand(*cache, "verify", VERIFY_DESCRIPTION, VERIFY_FOOTER);
     verify
         ->add_option("--max-faults", cacheVerify_.maxFaults, "Print at most N faults (100); all are counted")
         ->type_name("N");
-    verify->add_option("CACHE", cacheVerify_.cache, "A directory when it has a slash, else an id")
+    verify->add_option("CACHE", cacheVerify_.cache, "A directory if it has a slash, else an id")
         ->type_name(value_name::CACHE)
         ->required();
     verify->callback([this] { parsed_.command = cacheVerify_; });
@@ -149,8 +182,7 @@ void OptionTree::addCache()
 
 void OptionTree::addOperations()
 {
-    CLI::App* command = app_.add_subcommand("operations", OPERATIONS_DESCRIPTION);
-    command->footer(OPERATIONS_FOOTER);
+    CLI::App* command = addCommand(app_, "operations", OPERATIONS_DESCRIPTION, OPERATIONS_FOOTER);
     command->callback([this] { parsed_.command = OperationsOptions{}; });
 }
 

@@ -1,0 +1,179 @@
+#include <new>
+#include <set>
+#include <string>
+
+#include <boost/make_shared.hpp>
+#include <gtest/gtest.h>
+
+#include <keepsafe/platform/status/EC_exception.h>
+#include <keepsafe/rbac/client/AccessChecker.h>
+#include <keepsafe/rbac/client/AccessControlClient.h>
+#include <keepsafe/rbac/namespace/root_namespaces.h>
+
+#include "StringSink.h"
+#include "commands/Decider.h"
+#include "commands/make_checker.h"
+
+namespace {
+
+namespace Rbac = Tessara::Keepsafe::Rbac;
+
+using keepsafe_test::StringSink;
+using ksrbac::ExitStatus;
+
+const Rbac::ObjectNamespace VIEW = Rbac::root_namespaces::operations::VIEW;
+
+/// Returns the status and makes the checker that it was given.
+class PreparedClient final : public Rbac::AccessControlClient {
+public:
+    PreparedClient(int status, boost::shared_ptr<const Rbac::AccessChecker> checker)
+        : status_(status), checker_(std::move(checker))
+    {
+    }
+
+    int createAccessChecker(Tessara::Dal::DbConnectionManager* /*manager*/, const std::string& /*token*/,
+                            const Rbac::ObjectNamespace& /*operation*/, int /*reserved*/,
+                            boost::shared_ptr<const Rbac::AccessChecker>& /*checker*/) override
+    {
+        return 220;
+    }
+    int createAccessChecker(const std::set<int>& roleIds, const Rbac::ObjectNamespace& operation,
+                            int /*reserved*/, boost::shared_ptr<const Rbac::AccessChecker>& checker) override
+    {
+        askedRoles = roleIds;
+        askedOperation = operation;
+        if (status_ == 0) {
+            checker = checker_;
+        }
+        return status_;
+    }
+
+    std::set<int> askedRoles;
+    Rbac::ObjectNamespace askedOperation;
+
+private:
+    int status_;
+    boost::shared_ptr<const Rbac::AccessChecker> checker_;
+};
+
+TEST(MakeChecker, HandsOnRolesAndOperation)
+{
+    const auto made = boost::make_shared<Rbac::ConstantAccessChecker<false>>();
+    PreparedClient client(0, made);
+    EXPECT_EQ(ksrbac::makeChecker(client, {3, -5}, VIEW), made);
+    EXPECT_EQ(client.askedRoles, (std::set<int>{-5, 3}));
+    EXPECT_EQ(client.askedOperation, VIEW);
+}
+
+int statusOfMakingWith(PreparedClient& client)
+{
+    try {
+        (void)ksrbac::makeChecker(client, {1}, VIEW);
+    } catch (const EC_exception& error) {
+        return error.status();
+    }
+    return 0;
+}
+
+TEST(MakeChecker, ThrowsTheStatusOfTheClient)
+{
+    PreparedClient client(13, nullptr);
+    EXPECT_EQ(statusOfMakingWith(client), 13);
+}
+
+TEST(MakeChecker, SuccessWithoutACheckerIsAFailure)
+{
+    PreparedClient client(0, nullptr);
+    EXPECT_EQ(statusOfMakingWith(client), 36);
+}
+
+/// Allows what lies under |YES|, fails for what lies under |BROKEN|.
+class PrefixChecker final : public Rbac::AccessChecker {
+public:
+    [[nodiscard]] bool checkAccess(const Rbac::ObjectNamespace& object) const override
+    {
+        if (Rbac::ObjectNamespace("BROKEN").is_ancestor_of(object)) {
+            throw EC_exception(12);
+        }
+        return Rbac::ObjectNamespace("YES").is_ancestor_of(object);
+    }
+};
+
+class DeciderTest : public testing::Test {
+protected:
+    ksrbac::Decider decider(bool json) { return {checker_, VIEW, json, console_}; }
+    std::string printed()
+    {
+        console_.flush();
+        return results_.text;
+    }
+    static std::string nowhere() { return "nowhere"; }
+
+    PrefixChecker checker_;
+    StringSink results_;
+    StringSink messages_;
+    ksrbac::Console console_{results_, messages_};
+};
+
+TEST_F(DeciderTest, PrintsAnswersWithTheObjectAsGiven)
+{
+    auto decider = this->decider(false);
+    decider.decide("|YES|", nowhere);
+    decider.decide("|NO|", nowhere);
+    decider.decide("|YES|%7c+\xC3\xA9|", nowhere);
+    EXPECT_EQ(printed(), "allow\t|YES|\ndeny\t|NO|\nallow\t|YES|%7c+\xC3\xA9|\n");
+    EXPECT_EQ(messages_.text, "");
+}
+
+TEST_F(DeciderTest, PrintsJsonWithTheCanonicalText)
+{
+    auto decider = this->decider(true);
+    decider.decide("|YES|%7c+\xC3\xA9|", nowhere);
+    decider.decide("|", nowhere);
+    EXPECT_EQ(printed(),
+              "{\"object\":\"|YES|%7C+%C3%A9|\",\"operation\":\"|OPERATIONS|VIEW|\",\"allowed\":true}\n"
+              "{\"object\":\"|\",\"operation\":\"|OPERATIONS|VIEW|\",\"allowed\":false}\n");
+}
+
+TEST_F(DeciderTest, ComplainsAboutMalformedTextsAndGoesOn)
+{
+    auto decider = this->decider(false);
+    for (const char* text : {"", "YES", "|YES", "|YES| ", "|YES|\r", "|%4|", "\x1B|"}) {
+        decider.decide(text, nowhere);
+    }
+    decider.decide("|YES|", nowhere);
+    EXPECT_EQ(printed(), "allow\t|YES|\n");
+    EXPECT_EQ(messages_.text, "nowhere: not an object namespace: \"\"\n"
+                              "nowhere: not an object namespace: \"YES\"\n"
+                              "nowhere: not an object namespace: \"|YES\"\n"
+                              "nowhere: not an object namespace: \"|YES| \"\n"
+                              "nowhere: not an object namespace: \"|YES|\\x0D\"\n"
+                              "nowhere: not an object namespace: \"|%4|\"\n"
+                              "nowhere: not an object namespace: \"\\x1B|\"\n");
+}
+
+TEST_F(DeciderTest, TheWorstAnswerDecidesTheStatus)
+{
+    auto decider = this->decider(false);
+    EXPECT_EQ(decider.status(), ExitStatus::Good);
+    decider.decide("|YES|", nowhere);
+    EXPECT_EQ(decider.status(), ExitStatus::Good);
+    decider.decide("|NO|", nowhere);
+    EXPECT_EQ(decider.status(), ExitStatus::Negative);
+    decider.decide("|YES|", nowhere);
+    EXPECT_EQ(decider.status(), ExitStatus::Negative);
+    decider.decide("x", nowhere);
+    EXPECT_EQ(decider.status(), ExitStatus::BadInput);
+    decider.decide("|NO|", nowhere);
+    EXPECT_EQ(decider.status(), ExitStatus::BadInput);
+}
+
+TEST_F(DeciderTest, AFailureOfTheCheckerIsNoAnswer)
+{
+    auto decider = this->decider(false);
+    decider.decide("|YES|", nowhere);
+    EXPECT_THROW(decider.decide("|BROKEN|", nowhere), EC_exception);
+    EXPECT_EQ(printed(), "allow\t|YES|\n");
+}
+
+} // namespace

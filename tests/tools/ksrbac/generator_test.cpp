@@ -1,0 +1,44 @@
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "generator/bash_completion.h"
+#include "generator/manual_sections.h"
+
+namespace {
+
+bool contains(const std::string& text, const std::string& part)
+{
+    return text.find(part) != std::string::npos;
+}
+
+TEST(BashCompletion, KnowsCommandsOptionsAndValues)
+{
+    const std::string script = ksrbac::bashCompletion();
+    EXPECT_TRUE(contains(script, "['ksrbac']='check cache operations'\n")) << script;
+    EXPECT_TRUE(contains(script, "['ksrbac cache']='info verify'\n"));
+    EXPECT_TRUE(contains(script, "['ksrbac cache verify']='-h --help --max-faults --version --root --json "
+                                 "--log-level'\n"));
+    EXPECT_TRUE(contains(script, "['ksrbac check --cache']='ID_OR_DIR'\n"));
+    EXPECT_TRUE(contains(script, "['ksrbac check --root']='DIR'\n"));
+    EXPECT_TRUE(contains(script, "['ksrbac cache info']='ID_OR_DIR'\n"));
+}
+
+TEST(ManualSections, HoldTheHelpOfEveryCommand)
+{
+    const std::string sections = ksrbac::manualSections();
+    for (const char* command :
+         {"ksrbac check", "ksrbac cache", "ksrbac cache info", "ksrbac cache verify", "ksrbac operations"}) {
+        EXPECT_TRUE(contains(sections, std::string(".SS \"") + command + "\"\n")) << command;
+    }
+    EXPECT_TRUE(contains(sections, "\\-\\-objects\\-from FILE|\\-"));
+}
+
+TEST(ManualSections, LeaveNoLineThatTroffWouldTakeForARequest)
+{
+    const std::string sections = ksrbac::manualSections();
+    EXPECT_FALSE(contains(sections, "\n'"));
+    EXPECT_FALSE(contains(sections, "\n.."));
+}
+
+} // namespace
