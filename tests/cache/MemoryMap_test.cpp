@@ -93,12 +93,12 @@ TEST(MemoryMap, AFailingSizeQueryIsToldOnStandardErrorAndThrown)
 {
     const TempDir dir;
     writeFile(dir.path("file"), "x");
+    testing::internal::CaptureStderr(); // opens files of its own, so it comes first
     // The next descriptor that is free becomes the map's; closing it behind its back makes fstat fail.
     const int next = open("/dev/null", O_RDONLY);
     close(next);
-    MemoryMap map(dir.path("file"));
+    const MemoryMap map(dir.path("file"));
     close(next);
-    testing::internal::CaptureStderr();
     const auto query = [&] { return map.current_size(); };
     try {
         query();
