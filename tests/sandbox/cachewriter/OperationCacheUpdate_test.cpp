@@ -1,0 +1,195 @@
+#include "cachewriter/OperationCacheUpdate.h"
+
+#include <filesystem>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <keepsafe/cache/OperationCache.h>
+
+#include "cachewriter/PosixFileSystem.h"
+#include "cachewriter/errors.h"
+#include "support/TempDir.h"
+
+namespace {
+
+using keepsafe_sandbox::InputError;
+using keepsafe_sandbox::OperationBits;
+using keepsafe_sandbox::OperationCacheUpdate;
+using keepsafe_sandbox::PosixFileSystem;
+using keepsafe_sandbox::PublishError;
+using keepsafe_sandbox::Renumber;
+using keepsafe_test::readFile;
+using keepsafe_test::writeFile;
+using Tessara::Keepsafe::Rbac::ObjectNamespace;
+using Tessara::Keepsafe::Rbac::OperationCache;
+
+const ObjectNamespace VIEW("OPERATIONS", "VIEW");
+const ObjectNamespace ADD("OPERATIONS", "ADD");
+const ObjectNamespace COPY("OPERATIONS", "copy | move");
+
+class OperationCacheUpdateTest : public testing::Test {
+protected:
+    [[nodiscard]] static std::string path() { return OperationCache::fileName(); }
+
+    void publish(const OperationBits& operations, Renumber renumber = Renumber::Refuse)
+    {
+        OperationCacheUpdate update(fileSystem_, path(), operations, renumber);
+        update.prepare();
+        update.commit();
+    }
+
+    std::string errorOf(const OperationBits& operations)
+    {
+        try {
+            publish(operations);
+            return "no error";
+        } catch (const InputError& error) {
+            return error.what();
+        }
+    }
+
+    /// The operation's bit as the library reads it; -1 when it is unknown.
+    static std::int32_t bitOf(const ObjectNamespace& operation)
+    {
+        OperationCache cache;
+        const auto found = cache[operation];
+        return found ? found->offset : -1;
+    }
+
+    keepsafe_test::TempRoot root_;
+    PosixFileSystem fileSystem_;
+};
+
+TEST_F(OperationCacheUpdateTest, PublishesBitsThatTheLibraryReads)
+{
+    publish({{VIEW, 0}, {ADD, 2147483647}, {COPY, 37}});
+
+    EXPECT_EQ(bitOf(VIEW), 0);
+    EXPECT_EQ(bitOf(ADD), 2147483647);
+    EXPECT_EQ(bitOf(COPY), 37);
+    EXPECT_EQ(readFile(path()), "{\n  \"|OPERATIONS|ADD|\": 2147483647,\n  \"|OPERATIONS|VIEW|\": 0,\n"
+                                "  \"|OPERATIONS|copy+%7C+move|\": 37\n}\n");
+}
+
+TEST_F(OperationCacheUpdateTest, PublishesAnEmptyDocumentWhenThereIsNone)
+{
+    publish({});
+
+    EXPECT_EQ(readFile(path()), "{}\n");
+}
+
+TEST_F(OperationCacheUpdateTest, KeepsOperationsThatAreInTheFileAlone)
+{
+    publish({{VIEW, 0}, {COPY, 37}});
+    publish({{VIEW, 0}, {ADD, 1}});
+
+    EXPECT_EQ(bitOf(COPY), 37);
+    EXPECT_EQ(bitOf(ADD), 1);
+}
+
+TEST_F(OperationCacheUpdateTest, LeavesTheFileAloneWhenNothingChanges)
+{
+    publish({{VIEW, 0}, {ADD, 1}});
+    const auto written = std::filesystem::last_write_time(path());
+
+    publish({{ADD, 1}});
+
+    EXPECT_EQ(std::filesystem::last_write_time(path()), written);
+}
+
+TEST_F(OperationCacheUpdateTest, RefusesAnotherBitForAPublishedOperation)
+{
+    publish({{VIEW, 0}});
+    const std::string before = readFile(path());
+
+    EXPECT_EQ(errorOf({{VIEW, 1}}),
+              "operation |OPERATIONS|VIEW|: bit 1 is asked for, but it is published with bit 0");
+    EXPECT_EQ(readFile(path()), before);
+}
+
+TEST_F(OperationCacheUpdateTest, RefusesTheBitOfAnotherPublishedOperation)
+{
+    publish({{VIEW, 0}});
+
+    EXPECT_EQ(errorOf({{ADD, 0}}),
+              "operation |OPERATIONS|ADD|: bit 0 is asked for, but it is published as that of "
+              "|OPERATIONS|VIEW|");
+}
+
+TEST_F(OperationCacheUpdateTest, RenumbersWhenAskedTo)
+{
+    publish({{VIEW, 0}, {ADD, 1}, {COPY, 2}});
+    publish({{VIEW, 1}, {ADD, 2}}, Renumber::Allow);
+
+    EXPECT_EQ(bitOf(VIEW), 1);
+    EXPECT_EQ(bitOf(ADD), 2);
+    EXPECT_EQ(bitOf(COPY), -1) << "its bit was taken over";
+}
+
+TEST_F(OperationCacheUpdateTest, ChangesNothingBeforeItIsCommitted)
+{
+    publish({{VIEW, 0}});
+    const std::string before = readFile(path());
+    {
+        OperationCacheUpdate update(fileSystem_, path(), {{ADD, 1}}, Renumber::Refuse);
+        update.prepare();
+        EXPECT_EQ(readFile(path()), before);
+    }
+
+    EXPECT_EQ(readFile(path()), before);
+    EXPECT_FALSE(std::filesystem::exists(path() + ".new")) << "what was prepared in vain is removed";
+}
+
+TEST_F(OperationCacheUpdateTest, WritesOverWhatAKilledWriterHadPrepared)
+{
+    writeFile(path() + ".new", std::string(10000, 'x'));
+
+    publish({{VIEW, 0}});
+
+    EXPECT_EQ(readFile(path()), "{\n  \"|OPERATIONS|VIEW|\": 0\n}\n");
+}
+
+TEST_F(OperationCacheUpdateTest, CreatesALockThatOthersCanOpen)
+{
+    publish({{VIEW, 0}});
+
+    const auto permissions = std::filesystem::status(path() + ".lck").permissions();
+    EXPECT_NE(permissions & std::filesystem::perms::group_read, std::filesystem::perms::none);
+}
+
+TEST_F(OperationCacheUpdateTest, RefusesADocumentThatIsNoOperationCache)
+{
+    const std::string notOne = path() + ": not an operation cache: ";
+    const std::string member = " is no operation with a bit of 32 bits";
+
+    writeFile(path(), "{\"|A|\": 1,}");
+    EXPECT_EQ(errorOf({}), path() + ":1:11: string or '}' expected near '}'");
+    writeFile(path(), "[]");
+    EXPECT_EQ(errorOf({}), notOne + "the document is no object");
+    writeFile(path(), "{\"A\": 1}");
+    EXPECT_EQ(errorOf({}), notOne + "the member \"A\"" + member);
+    writeFile(path(), "{\"|A|\": \"1\"}");
+    EXPECT_EQ(errorOf({}), notOne + "the member \"|A|\"" + member);
+    writeFile(path(), "{\"|A|\": 2147483648}");
+    EXPECT_EQ(errorOf({}), notOne + "the member \"|A|\"" + member);
+}
+
+TEST_F(OperationCacheUpdateTest, RefusesADirectoryInTheFilesPlace)
+{
+    std::filesystem::create_directories(path());
+
+    EXPECT_THROW(
+        {
+            try {
+                publish({{VIEW, 0}});
+            } catch (const PublishError& error) {
+                EXPECT_EQ(error.what(), "cannot open " + path() + ": it is not a regular file");
+                throw;
+            }
+        },
+        PublishError);
+}
+
+} // namespace

@@ -1,0 +1,24 @@
+#ifndef KEEPSAFE_TESTS_SANDBOX_SUPPORT_GENERATIONS_H
+#define KEEPSAFE_TESTS_SANDBOX_SUPPORT_GENERATIONS_H
+
+#include <string>
+
+#include <keepsafe/cache/AccessCache.h>
+
+#include "cachewriter/CacheImage.h"
+
+namespace keepsafe_test {
+
+/// Caches of which each tells its number by everything that it answers: generation g has 40 g objects
+/// |VAULT|box-0| and so on, and grants role 1 the bit g on each of them, nothing else.
+keepsafe_sandbox::CacheImage imageOfGeneration(unsigned generation);
+
+/// What a reader finds: "generation 2" when everything that it asks is answered as by that generation,
+/// "nothing" when no object is there, "refused" for status 12, anything else spelled out.
+std::string findingOf(const Tessara::Keepsafe::Rbac::AccessCache& cache);
+/// The same for the cache in a directory, opened anew. The manifest has to name |VAULT|.
+std::string findingIn(const std::string& directory);
+
+} // namespace keepsafe_test
+
+#endif

@@ -1,0 +1,52 @@
+#ifndef KEEPSAFE_TESTS_SANDBOX_SUPPORT_INTERRUPTEDFILESYSTEM_H
+#define KEEPSAFE_TESTS_SANDBOX_SUPPORT_INTERRUPTEDFILESYSTEM_H
+
+#include <cstddef>
+
+#include "cachewriter/PosixFileSystem.h"
+
+namespace keepsafe_test {
+
+/// The real file system without waiting for the disk: what a killed process has written is there, and tests
+/// with hundreds of writes are quick.
+class UnsyncedFileSystem : public keepsafe_sandbox::PosixFileSystem {
+public:
+    void sync(const keepsafe_sandbox::OpenFile& /*file*/) override {}
+    void syncDirectory(const std::string& /*path*/) override {}
+};
+
+/// The file system up to one step, at which the process dies or the step fails.
+class InterruptedFileSystem : public UnsyncedFileSystem {
+public:
+    enum class Interruption {
+        Death,            ///< kill -9 before the step
+        DeathInTheMiddle, ///< kill -9 when half of the bytes are written; before the step if it writes none
+        Failure           ///< the step throws `PublishError`; half of the bytes are written
+    };
+
+    InterruptedFileSystem(std::size_t step, Interruption interruption)
+        : stepsLeft_(step), interruption_(interruption)
+    {
+    }
+
+    void createDirectories(const std::string& path) override;
+    keepsafe_sandbox::OpenFile openOrCreate(const std::string& path) override;
+    void allocate(const keepsafe_sandbox::OpenFile& file, std::uint64_t size) override;
+    void write(const keepsafe_sandbox::OpenFile& file, std::uint64_t offset, std::string_view bytes) override;
+    void truncate(const keepsafe_sandbox::OpenFile& file) override;
+    void sync(const keepsafe_sandbox::OpenFile& file) override;
+    void syncDirectory(const std::string& path) override;
+    void rename(const std::string& from, const std::string& to) override;
+
+private:
+    [[nodiscard]] bool isTheStep() noexcept { return stepsLeft_-- == 0; }
+    void interrupt() const;
+    void interruptIfTheStep();
+
+    std::size_t stepsLeft_;
+    Interruption interruption_;
+};
+
+} // namespace keepsafe_test
+
+#endif
