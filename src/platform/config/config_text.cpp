@@ -9,9 +9,9 @@
 #include <string_view>
 #include <utility>
 
-#include <toml++/toml.h>
-
 #include <keepsafe/platform/log/logmsg.h>
+
+#include "toml_parser.h"
 
 namespace Tessara::Keepsafe::Platform {
 namespace {

@@ -173,6 +173,13 @@ TEST(ParseConfig, RefusesBytesThatAreNotUtf8)
     EXPECT_EQ(error.rfind("keepsafe.toml:1:", 0), 0U) << error;
 }
 
+TEST(ParseConfig, RefusesCharactersBeyondAsciiOutsideOfStringsAndComments)
+{
+    EXPECT_EQ(errorOf("\xEF\xBB\xB7 = 1").rfind("keepsafe.toml:1:1: ", 0), 0U) << errorOf("\xEF\xBB\xB7 = 1");
+    EXPECT_EQ(parsed("# \xEF\xBB\xB7\n[log]\ndestination = \"file:/caf\xC3\xA9\"").logDestination,
+              "file:/caf\xC3\xA9");
+}
+
 TEST(ParseConfig, SurvivesDeepNesting)
 {
     const std::string error = errorOf("x = " + std::string(100000, '['));

@@ -1,0 +1,87 @@
+#include <regex>
+#include <set>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <keepsafe/platform/config/config.h>
+
+#include "support/TempDir.h"
+
+namespace {
+
+namespace Platform = Tessara::Keepsafe::Platform;
+
+std::string document() { return keepsafe_test::readFile(KEEPSAFE_SOURCE_DIR "/docs/configuration.md"); }
+
+/// The text of the document's first block of the given language.
+std::string block(const std::string& language)
+{
+    const std::string text = document();
+    const std::string opening = "```" + language + "\n";
+    const std::size_t begin = text.find(opening) + opening.size();
+    return text.substr(begin, text.find("```", begin) - begin);
+}
+
+std::string errorOf(const std::string& text)
+{
+    try {
+        Platform::parseConfig(text, "/usr/kshome/etc/keepsafe.toml");
+    } catch (const Platform::ConfigError& error) {
+        return error.what();
+    }
+    return "no error";
+}
+
+TEST(ConfigurationDocument, ShowsAnExampleThatCanBeRead)
+{
+    const Platform::Config config = Platform::parseConfig(block("toml"), "example");
+    EXPECT_EQ(config.masterServer, "master.example");
+    EXPECT_EQ(config.enabledFeatures, std::set<int>{1});
+    EXPECT_EQ(config.logThreshold, 8);
+    EXPECT_EQ(config.logDestination, "syslog");
+}
+
+TEST(ConfigurationDocument, ListsTheDefaults)
+{
+    const Platform::Config config;
+    const auto row = [](const std::string& key, const std::string& type, const std::string& value) {
+        return "| `" + key + "` | " + type + " | `" + value + "` |";
+    };
+    const std::string text = document();
+    for (const std::string& expected :
+         {row("master_server", "string", '"' + config.masterServer + '"'),
+          row("features.enabled", "array of integers", config.enabledFeatures.empty() ? "[]" : "not empty"),
+          row("log.level", "integer", std::to_string(config.logThreshold)),
+          row("log.destination", "string", '"' + config.logDestination + '"')}) {
+        EXPECT_NE(text.find(expected), std::string::npos) << expected;
+    }
+}
+
+TEST(ConfigurationDocument, ListsKeysThatExistAndNoOthers)
+{
+    const std::regex pattern(R"(\n\| `([a-z_]+)(?:\.([a-z_]+))?` \|)");
+    const std::string text = document();
+    int keys = 0;
+    for (std::sregex_iterator match(text.begin(), text.end(), pattern), end; match != end; ++match, ++keys) {
+        const std::string outer = (*match)[1];
+        const std::string inner = (*match)[2];
+        // A value of a type that no key has: the error shows whether the key is known.
+        const std::string toml = inner.empty() ? outer + " = 1.5" : "[" + outer + "]\n" + inner + " = 1.5";
+        const std::string key = inner.empty() ? outer : outer + "." + inner;
+        EXPECT_NE(errorOf(toml).find('"' + key + "\" must be "), std::string::npos) << errorOf(toml);
+    }
+    EXPECT_EQ(keys, 4);
+}
+
+TEST(ConfigurationDocument, ShowsErrorsAsTheyAre)
+{
+    const std::string shown = block("text");
+    for (const std::string& error :
+         {errorOf("\n[features]\nenable = [1]"), errorOf("\n\n\n\n[log]\nlevel = 17"),
+          errorOf("\n\n[features]\nenabled = 1")}) {
+        EXPECT_NE(shown.find(error + "\n"), std::string::npos) << error;
+    }
+}
+
+} // namespace
