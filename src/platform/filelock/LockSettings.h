@@ -18,7 +18,7 @@ struct LockSettings {
     std::chrono::milliseconds gateOpenLongest{1000};
     /// How long a reader or a writer respects a gate that never opens: whoever shut it may be stopped, or
     /// there are many writers. It then goes to the data lock directly.
-    std::chrono::milliseconds gatePatience{100};
+    std::chrono::milliseconds gatePatience{60};
     /// Pause between two exclusive holds, in which waiting readers get in.
     std::chrono::microseconds writerRest{1000};
     /// How old the last comparison of the open file with the one at the path may be.

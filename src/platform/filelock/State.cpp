@@ -4,10 +4,9 @@
 #include <ctime>
 #include <utility>
 
-#include <sched.h>
-
 #include "WriterAttempt.h"
 
+using Tessara::Keepsafe::Platform::filelock::Clock;
 using Tessara::Keepsafe::Platform::filelock::ForkRegistry;
 using Tessara::Keepsafe::Platform::filelock::LockFileError;
 using Tessara::Keepsafe::Platform::filelock::sleepOnce;
@@ -16,28 +15,25 @@ using Tessara::Keepsafe::Platform::filelock::WriterAttempt;
 
 namespace {
 
-/// The parts of the word: readers, the transition mark, and the number of acquisitions that were not nested.
-constexpr std::uint64_t READERS = 0x7FFFFFFF;
-constexpr std::uint64_t TRANSITION = 0x80000000;
-constexpr std::uint64_t ACQUISITION = 0x100000000;
+/// The parts of the word, from the lowest bit: how many hold the lock shared; whether one thread is taking or
+/// releasing the kernel lock; how many attempts to take it have failed; how many acquisitions there were that
+/// were not nested, modulo 256.
+///
+/// While the kernel lock is being taken, the readers are the one who takes it and those who came meanwhile.
+/// All of them have the lock when that succeeds; when it fails, none has, and the count of failures tells
+/// them.
+constexpr std::uint64_t READER = 1;
+constexpr std::uint64_t READERS = 0xFFFFFF;
+constexpr std::uint64_t TAKING = 0x1000000;
+constexpr std::uint64_t RELEASING = 0x2000000;
+constexpr std::uint64_t FAILURE = 0x4000000;
+constexpr std::uint64_t ACQUISITION = std::uint64_t{1} << 56U;
+constexpr std::uint64_t FAILURES = ACQUISITION - FAILURE;
 
 /// Every 8th acquisition asks about the gate.
 bool asksGateByItself(std::uint64_t word) noexcept { return (word / ACQUISITION) % 8 == 0; }
 
 constexpr int MOST_REPLACEMENTS = 16;
-
-/// Waits a little for a thread that is taking or releasing the kernel lock: some system calls, unless it is
-/// not running at the moment.
-void waitForTransition(int round) noexcept
-{
-    constexpr int SPINS = 100;
-    constexpr int YIELDS = 20;
-    if (round >= SPINS + YIELDS) {
-        sleepOnce(std::chrono::microseconds(20));
-    } else if (round >= SPINS) {
-        sched_yield();
-    }
-}
 
 /// A clock that costs a few nanoseconds and is a few milliseconds behind.
 std::int64_t coarseMilliseconds() noexcept
@@ -47,24 +43,51 @@ std::int64_t coarseMilliseconds() noexcept
     return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
 
-} // namespace
-
-/// Ends a transition with no reader, or with the one that has taken the kernel lock.
-class FileLock::State::Transition {
+/// Waits for a thread that is taking or releasing the kernel lock: some system calls, unless it is not
+/// running at the moment.
+class TransitionWait {
 public:
-    Transition(State& state, std::uint64_t word) noexcept
-        : state_(state), word_(word & ~(READERS | TRANSITION))
+    void pause() noexcept
     {
+        if (spinUntil_ == Clock::time_point()) {
+            spinUntil_ = Clock::now() + LONGEST_SPIN;
+        } else if (Clock::now() >= spinUntil_) {
+            sleepOnce(SLEEP);
+        }
     }
-    ~Transition() { state_.word_.store(word_, std::memory_order_release); }
-    Transition(const Transition&) = delete;
-    Transition& operator=(const Transition&) = delete;
-
-    void taken() noexcept { word_ |= 1; }
 
 private:
-    State& state_;
-    std::uint64_t word_;
+    static constexpr std::chrono::microseconds LONGEST_SPIN{10};
+    static constexpr std::chrono::microseconds SLEEP{20};
+
+    Clock::time_point spinUntil_;
+};
+
+} // namespace
+
+/// The taking of the kernel lock by the first reader; it has failed unless it is said to have succeeded.
+class FileLock::State::Taking {
+public:
+    explicit Taking(std::atomic<std::uint64_t>& word) noexcept : word_(word) {}
+    ~Taking()
+    {
+        if (succeeded_) {
+            word_.fetch_and(~TAKING, std::memory_order_release);
+            return;
+        }
+        std::uint64_t word = word_.load(std::memory_order_relaxed);
+        while (!word_.compare_exchange_weak(word, (word & ~(READERS | TAKING)) + FAILURE,
+                                            std::memory_order_release, std::memory_order_relaxed)) {
+        }
+    }
+    Taking(const Taking&) = delete;
+    Taking& operator=(const Taking&) = delete;
+
+    void succeeded() noexcept { succeeded_ = true; }
+
+private:
+    std::atomic<std::uint64_t>& word_;
+    bool succeeded_ = false;
 };
 
 /// The place of this process's one writer; given up again unless it is kept.
@@ -157,21 +180,43 @@ void FileLock::State::waitShared(MissingFile missing, const Wait& wait, Attempt 
 
 FileLock::State::Attempt FileLock::State::tryShared(MissingFile missing, Gate gate)
 {
-    int waited = 0;
+    TransitionWait wait;
     std::uint64_t word = word_.load(std::memory_order_acquire);
     for (;;) {
-        if ((word & TRANSITION) != 0) {
-            waitForTransition(waited++);
+        if ((word & RELEASING) != 0) {
+            wait.pause();
             word = word_.load(std::memory_order_acquire);
             continue;
         }
         const bool first = (word & READERS) == 0;
-        const std::uint64_t next = word + (first ? TRANSITION : 1) + (gate == Gate::Ignore ? 0 : ACQUISITION);
-        if (!word_.compare_exchange_weak(word, next, std::memory_order_acquire)) {
+        const std::uint64_t mine = READER + (first ? TAKING : 0) + (gate == Gate::Ignore ? 0 : ACQUISITION);
+        if (!word_.compare_exchange_weak(word, word + mine, std::memory_order_acquire)) {
             continue;
         }
         const bool askGate = gate == Gate::Ask || (gate == Gate::AskSometimes && asksGateByItself(word));
-        return first ? takeFirst(missing, askGate, next) : join(askGate);
+        if (first) {
+            return takeFirst(missing, askGate);
+        }
+        if ((word & TAKING) == 0 || takenByTheFirst(word)) {
+            return join(askGate);
+        }
+        word = word_.load(std::memory_order_acquire);
+    }
+}
+
+/// For a thread that came while the kernel lock was being taken: whether that has succeeded.
+bool FileLock::State::takenByTheFirst(std::uint64_t wordBefore) const noexcept
+{
+    TransitionWait wait;
+    for (;;) {
+        const std::uint64_t word = word_.load(std::memory_order_acquire);
+        if ((word & FAILURES) != (wordBefore & FAILURES)) {
+            return false;
+        }
+        if ((word & TAKING) == 0) {
+            return true;
+        }
+        wait.pause();
     }
 }
 
@@ -194,9 +239,9 @@ FileLock::State::Attempt FileLock::State::join(bool askGate)
     return Attempt::Taken;
 }
 
-FileLock::State::Attempt FileLock::State::takeFirst(MissingFile missing, bool askGate, std::uint64_t word)
+FileLock::State::Attempt FileLock::State::takeFirst(MissingFile missing, bool askGate)
 {
-    Transition transition(*this, word);
+    Taking taking(word_);
     for (int replaced = 0; replaced < MOST_REPLACEMENTS; ++replaced) {
         if (!readers_.isOpen()) {
             readers_.open(name_, LockFile::Access::Read, missing == MissingFile::IsCreated);
@@ -204,7 +249,7 @@ FileLock::State::Attempt FileLock::State::takeFirst(MissingFile missing, bool as
         const Attempt attempt = takeKernelLock(askGate);
         if (attempt != Attempt::Replaced) {
             if (attempt == Attempt::Taken) {
-                transition.taken();
+                taking.succeeded();
             }
             return attempt;
         }
@@ -267,14 +312,15 @@ int FileLock::State::unlockShared() noexcept
     std::uint64_t word = word_.load(std::memory_order_relaxed);
     bool last = false;
     do {
-        last = (word & READERS) == 1;
-    } while (!word_.compare_exchange_weak(word, word - 1 + (last ? TRANSITION : 0), std::memory_order_acq_rel,
-                                          std::memory_order_relaxed));
+        last = (word & READERS) == READER;
+    } while (!word_.compare_exchange_weak(word, word - READER + (last ? RELEASING : 0),
+                                          std::memory_order_acq_rel, std::memory_order_relaxed));
     if (!last) {
         return 0;
     }
-    const Transition transition(*this, word);
-    return readers_.unlockAll() == LockFile::Outcome::Done ? 0 : errno;
+    const int error = readers_.unlockAll() == LockFile::Outcome::Done ? 0 : errno;
+    word_.fetch_and(~RELEASING, std::memory_order_release);
+    return error;
 }
 
 void FileLock::State::lockExclusive(MissingFile missing, const Wait& wait)

@@ -61,13 +61,14 @@ private:
 
     enum class Attempt { Taken, GateShut, Held, Replaced };
     enum class Gate { AskSometimes, Ask, Ignore };
-    class Transition;
+    class Taking;
     class WriterSlot;
 
     void waitShared(MissingFile missing, const Wait& wait, Attempt refused);
     Attempt tryShared(MissingFile missing, Gate gate);
     Attempt join(bool askGate);
-    Attempt takeFirst(MissingFile missing, bool askGate, std::uint64_t word);
+    Attempt takeFirst(MissingFile missing, bool askGate);
+    [[nodiscard]] bool takenByTheFirst(std::uint64_t wordBefore) const noexcept;
     Attempt takeKernelLock(bool askGate);
     LockFile::Outcome askGateOfReaders() noexcept;
     [[nodiscard]] bool pathCheckIsDue() noexcept;
