@@ -334,4 +334,30 @@ TEST_F(OperationCacheTest, OfTwoConcurrentMissesOneReadsTheFile)
     EXPECT_EQ(opens.count(), 1);
 }
 
+/// Asks the cache again from within a message that it writes while it holds its mutex.
+class ReentrantSink : public Tessara::Keepsafe::Platform::LogSink {
+public:
+    explicit ReentrantSink(OperationCache& cache) : cache_(cache) {}
+    void write(const Tessara::Keepsafe::Platform::LogRecord& record) noexcept override
+    {
+        if (record.level == 16) {
+            (void)cache_[operations::ADD];
+        }
+    }
+
+private:
+    OperationCache& cache_;
+};
+
+TEST_F(OperationCacheTest, AMutexThatCannotBeTakenStopsTheProgram)
+{
+    write("{}");
+    EXPECT_DEATH(
+        {
+            Tessara::Keepsafe::Platform::setLogSink(std::make_shared<ReentrantSink>(cache_));
+            (void)cache_[operations::VIEW];
+        },
+        "Assertion `read_guard\\.locked\\(\\)' failed");
+}
+
 } // namespace
