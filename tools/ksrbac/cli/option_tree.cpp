@@ -1,8 +1,10 @@
 #include "cli/option_tree.h"
 
 #include <memory>
+#include <string>
 
 #include "cli/help_formatter.h"
+#include "output/escape.h"
 #include "version.h"
 
 namespace ksrbac {
@@ -113,6 +115,15 @@ CLI::App* addCommand(CLI::App& parent, const char* name, const char* description
     return command;
 }
 
+/// The parser would take -1, and numbers that do not fit, for the largest number.
+std::string requireDigits(const std::string& text)
+{
+    constexpr std::size_t mostDigits = 18; // fit 64 bits whatever they are
+    const bool isNumber = !text.empty() && text.size() <= mostDigits &&
+                          text.find_first_not_of("0123456789") == std::string::npos;
+    return isNumber ? "" : "not a number: " + escapeForMessage(text);
+}
+
 } // namespace
 
 OptionTree::OptionTree() : app_("Ask access caches for decisions, and examine them.", "ksrbac")
@@ -173,7 +184,8 @@ void OptionTree::addCache()
     CLI::App* verify = addCommand(*cache, "verify", VERIFY_DESCRIPTION, VERIFY_FOOTER);
     verify
         ->add_option("--max-faults", cacheVerify_.maxFaults, "Print at most N faults (100); all are counted")
-        ->type_name("N");
+        ->type_name("N")
+        ->check(requireDigits);
     verify->add_option("CACHE", cacheVerify_.cache, "A directory if it has a slash, else an id")
         ->type_name(value_name::CACHE)
         ->required();

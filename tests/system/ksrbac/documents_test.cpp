@@ -1,0 +1,71 @@
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "KsrbacTest.h"
+
+// What the build makes from the tool's option tree: the completion script, run in a real shell, and the
+// manual page.
+
+namespace keepsafe_test {
+namespace {
+
+class Completion : public KsrbacTest {
+protected:
+    /// What the shell offers for the last of the words, by lines.
+    [[nodiscard]] std::string offered(const std::vector<std::string>& words) const
+    {
+        const std::string script =
+            "source \"$1\"; shift; COMP_WORDS=(\"$@\"); COMP_CWORD=$(($# - 1)); "
+            "_ksrbac; (( ${#COMPREPLY[@]} == 0 )) || printf '%s\\n' \"${COMPREPLY[@]}\"";
+        std::vector<std::string> arguments{"/bin/bash", "--norc", "-c", script, "bash", KSRBAC_COMPLETION};
+        arguments.insert(arguments.end(), words.begin(), words.end());
+        const auto result = runToEnd(arguments);
+        EXPECT_EQ(result.errors, "");
+        return result.output;
+    }
+};
+
+TEST_F(Completion, OffersCommandsAndTheirOptions)
+{
+    EXPECT_EQ(offered({"ksrbac", ""}), "check\ncache\noperations\n");
+    EXPECT_EQ(offered({"ksrbac", "cache", "v"}), "verify\n");
+    EXPECT_EQ(offered({"ksrbac", "cache", "verify", "--m"}), "--max-faults\n");
+    EXPECT_EQ(offered({"ksrbac", "--log-level", "4", "op"}), "operations\n");
+    EXPECT_EQ(offered({"ksrbac", "check", "--ro"}), "--roles\n--root\n");
+}
+
+TEST_F(Completion, OffersTheCachesOfTheRootThatWasGiven)
+{
+    EXPECT_EQ(offered({"ksrbac", "--root", root_.path(), "cache", "info", "ma"}), "main\n");
+    EXPECT_EQ(offered({"ksrbac", "check", "--root", "=", root_.path(), "--cache", "ma"}), "main\n");
+    EXPECT_EQ(offered({"ksrbac", "check", "--root", root_.path(), "--cache", "=", "ma"}), "main\n");
+    EXPECT_EQ(offered({"ksrbac", "cache", "verify", root_.path("wm")}), root_.path("wmc") + "/\n");
+}
+
+TEST_F(Completion, OffersFilesForAList)
+{
+    writeFile(root_.path("objects.txt"), "");
+    EXPECT_EQ(offered({"ksrbac", "check", "--objects-from", root_.path("obj")}),
+              root_.path("objects.txt") + "\n");
+}
+
+TEST_F(Completion, OffersNothingForFreeText)
+{
+    EXPECT_EQ(offered({"ksrbac", "check", "--operation", ""}), "");
+    EXPECT_EQ(offered({"ksrbac", "check", "|A"}), "");
+}
+
+TEST(ManualPage, HasTheSectionsOfAManualPage)
+{
+    const std::string page = readFile(KSRBAC_MANUAL);
+    for (const char* part : {".TH KSRBAC \"1\"", ".SH NAME\nksrbac \\- ask and examine access caches",
+                             ".SH SYNOPSIS", ".SH DESCRIPTION", ".SH OPTIONS", "\\fB\\-\\-root\\fR DIR",
+                             ".SH COMMANDS", ".SS \"ksrbac cache verify\"", ".SH FILES"}) {
+        EXPECT_NE(page.find(part), std::string::npos) << part;
+    }
+}
+
+} // namespace
+} // namespace keepsafe_test

@@ -1,0 +1,67 @@
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "KsrbacTest.h"
+
+// The tool over caches that another program wrote.
+
+namespace keepsafe_test {
+namespace {
+
+class SandboxCaches : public testing::Test {
+protected:
+    [[nodiscard]] ProgramResult sandbox(std::vector<std::string> arguments) const
+    {
+        arguments.insert(arguments.begin(), KSRBAC_SANDBOX_BINARY);
+        arguments.insert(arguments.end(), {"--root", root_.path(), "--id", "made"});
+        return runToEnd(arguments);
+    }
+    [[nodiscard]] ProgramResult tool(std::vector<std::string> arguments) const
+    {
+        arguments.insert(arguments.begin(), {KSRBAC_BINARY, "--root", root_.path()});
+        return runToEnd(arguments);
+    }
+    [[nodiscard]] std::string directory() const
+    {
+        return root_.path("wmc/webserver/temp/access-caches/made");
+    }
+
+    TempDir root_;
+};
+
+TEST_F(SandboxCaches, AGeneratedCacheIsSound)
+{
+    ASSERT_EQ(sandbox({"generate", "--objects", "20000", "--seed", "7"}).status, 0);
+    const auto result = tool({"cache", "verify", "made"});
+    EXPECT_NE(result.output.find(directory() + ": no faults\n"), std::string::npos) << result.output;
+    EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(SandboxCaches, ACompiledPolicyIsSoundAndAnswersAsItSays)
+{
+    writeFile(root_.path("policy.json"), R"({
+        "operations": {"|OPERATIONS|VIEW|": 0, "|OPERATIONS|RESTORE|": 40},
+        "roles": [{"id": 17, "name": "Restore operator"}, {"id": -2, "name": "Auditor"}],
+        "objects": [{"namespace": "|KEEPSAFE|"}, {"namespace": "|KEEPSAFE|PRIVATE|", "inherit": false}],
+        "accessDefinitions": [
+            {"object": "|KEEPSAFE|", "role": 17, "propagation": "CHILDREN", "operations": ["|OPERATIONS|RESTORE|"]},
+            {"object": "|KEEPSAFE|PRIVATE|", "role": -2, "propagation": "OBJECT", "operations": ["|OPERATIONS|RESTORE|"]}
+        ]})");
+    const auto compiled = sandbox({"compile", root_.path("policy.json")});
+    ASSERT_EQ(compiled.status, 0) << compiled.errors;
+    EXPECT_EQ(tool({"cache", "verify", "made"}).status, 0);
+    EXPECT_EQ(tool({"operations"}).output,
+              "BIT  OPERATION\n  0  |OPERATIONS|VIEW|\n 40  |OPERATIONS|RESTORE|\n");
+    const auto answers = [this](const std::string& roles) {
+        return tool({"check", "--cache=made", "--operation=|OPERATIONS|RESTORE|", "--roles=" + roles,
+                     "|KEEPSAFE|a|", "|KEEPSAFE|PRIVATE|", "|KEEPSAFE|"})
+            .output;
+    };
+    EXPECT_EQ(answers("17"), "allow\t|KEEPSAFE|a|\ndeny\t|KEEPSAFE|PRIVATE|\ndeny\t|KEEPSAFE|\n");
+    EXPECT_EQ(answers("-2"), "deny\t|KEEPSAFE|a|\nallow\t|KEEPSAFE|PRIVATE|\ndeny\t|KEEPSAFE|\n");
+}
+
+} // namespace
+} // namespace keepsafe_test

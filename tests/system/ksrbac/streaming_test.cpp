@@ -1,0 +1,155 @@
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <fstream>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "KsrbacTest.h"
+#include "io/FileDescriptor.h"
+
+// How `check` behaves as one end of a pipe.
+
+namespace keepsafe_test {
+namespace {
+
+using ksrbac::FileDescriptor;
+
+struct Pipe {
+    Pipe() : Pipe(open()) {}
+    FileDescriptor readEnd;
+    FileDescriptor writeEnd;
+
+private:
+    explicit Pipe(const std::array<int, 2>& ends) : readEnd(ends[0]), writeEnd(ends[1]) {}
+    static std::array<int, 2> open()
+    {
+        std::array<int, 2> ends{};
+        if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+            throw std::system_error(errno, std::generic_category(), "pipe2");
+        }
+        return ends;
+    }
+};
+
+class Streaming : public KsrbacTest {
+protected:
+    [[nodiscard]] std::vector<std::string> checkStdin() const
+    {
+        return commandLine(
+            {"check", "--cache=main", "--operation=|OPERATIONS|VIEW|", "--roles=17", "--objects-from=-"});
+    }
+
+    static std::string manyLines(int count)
+    {
+        std::string lines;
+        for (int i = 0; i < count; ++i) {
+            lines += "|KEEPSAFE|object-" + std::to_string(i) + "|\n";
+        }
+        return lines;
+    }
+};
+
+/// Largest resident set of a running process so far, in KiB. The resource usage that a parent is told counts
+/// the parent's own memory at the time of the start as well.
+long peakKiB(pid_t pid)
+{
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    for (std::string word; status >> word;) {
+        if (word == "VmHWM:") {
+            long value = 0;
+            status >> value;
+            return value;
+        }
+    }
+    return -1;
+}
+
+TEST_F(Streaming, NeedsNoMoreMemoryForMoreLines)
+{
+    constexpr int batch = 500; // fits into a pipe, so that nobody waits for the other
+    const std::string questions = manyLines(batch);
+    Pipe in;
+    Pipe out;
+    // A sanitizer keeps freed memory for a while, which is not the program's.
+    SpawnedProgram program(checkStdin(), {in.readEnd.get(), out.writeEnd.get(), STDERR_FILENO},
+                           {"ASAN_OPTIONS=quarantine_size_mb=1:thread_local_quarantine_size_kb=64"});
+    const auto askBatches = [&](int count) {
+        std::array<char, 4096> buffer{};
+        for (int i = 0; i < count; ++i) {
+            ASSERT_EQ(write(in.writeEnd.get(), questions.data(), questions.size()),
+                      static_cast<ssize_t>(questions.size()));
+            for (long answers = 0; answers < batch;) {
+                const ssize_t got = read(out.readEnd.get(), buffer.data(), buffer.size());
+                ASSERT_GT(got, 0);
+                answers += std::count(buffer.data(), buffer.data() + got, '\n');
+            }
+        }
+    };
+    ASSERT_NO_FATAL_FAILURE(askBatches(4));
+    const long few = peakKiB(program.pid());
+    ASSERT_NO_FATAL_FAILURE(askBatches(600));
+    const long many = peakKiB(program.pid());
+    EXPECT_GT(few, 0);
+    EXPECT_LE(many, few + 1024) << "KiB after 2000 and after 302000 lines";
+}
+
+TEST_F(Streaming, TakesALineOfManyMegabytes)
+{
+    const std::string component(8'000'000, 'x');
+    const auto result =
+        runToEnd(checkStdin(), "|KEEPSAFE|" + component + "|\n" + component + "\n|KEEPSAFE|x|\n");
+    EXPECT_EQ(result.output, "allow\t|KEEPSAFE|" + component + "|\nallow\t|KEEPSAFE|x|\n");
+    EXPECT_EQ(result.errors, "<stdin>:2: not an object namespace: \"" + std::string(200, 'x') + "...\"\n");
+    EXPECT_EQ(result.status, 2);
+}
+
+TEST_F(Streaming, AnswersBeforeItWaitsForTheNextQuestion)
+{
+    Pipe questions;
+    Pipe answers;
+    SpawnedProgram program(checkStdin(), {questions.readEnd.get(), answers.writeEnd.get(), STDERR_FILENO});
+    for (const std::string question : {"|KEEPSAFE|1|\n", "|KEEPSAFE|2|\n"}) {
+        ASSERT_EQ(write(questions.writeEnd.get(), question.data(), question.size()),
+                  static_cast<ssize_t>(question.size()));
+        std::array<char, 100> buffer{};
+        // Would wait without end if the answer were held back.
+        const ssize_t got = read(answers.readEnd.get(), buffer.data(), buffer.size());
+        EXPECT_EQ(std::string(buffer.data(), static_cast<std::size_t>(got)), "allow\t" + question);
+    }
+}
+
+TEST_F(Streaming, EndsQuietlyWhenNobodyReadsTheAnswers)
+{
+    writeFile(root_.path("questions"), manyLines(100'000));
+    const FileDescriptor input(open(root_.path("questions").c_str(), O_RDONLY | O_CLOEXEC));
+    const FileDescriptor errors(open(root_.path("errors").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    const Pipe answers;
+    SpawnedProgram program(checkStdin(), {input.get(), answers.writeEnd.get(), errors.get()});
+    {
+        const Pipe closed; // takes the place of the answers' read end
+        dup3(closed.readEnd.get(), answers.readEnd.get(), O_CLOEXEC);
+    }
+    EXPECT_EQ(program.wait().status, 4);
+    EXPECT_EQ(readFile(root_.path("errors")), "");
+}
+
+TEST_F(Streaming, TellsWhenTheAnswersCannotBeWritten)
+{
+    const FileDescriptor input(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const FileDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    const FileDescriptor errors(open(root_.path("errors").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    SpawnedProgram program(commandLine({"operations"}), {input.get(), full.get(), errors.get()});
+    EXPECT_EQ(program.wait().status, 4);
+    EXPECT_EQ(readFile(root_.path("errors")),
+              "ksrbac: cannot write standard output: No space left on device\n");
+}
+
+} // namespace
+} // namespace keepsafe_test
