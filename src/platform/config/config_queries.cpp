@@ -86,7 +86,7 @@ void unlock() { pthread_mutex_unlock(&mutex); }
 /// Guarded by `mutex`. Never destroyed: threads may ask until the process ends.
 union Latest {
     constexpr Latest() noexcept : snapshot() {}
-    ~Latest() {}
+    ~Latest() {} // NOLINT(modernize-use-equals-default): a defaulted one would be deleted
     SnapshotPtr snapshot;
 };
 Latest latest;

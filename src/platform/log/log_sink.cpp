@@ -17,7 +17,7 @@ namespace {
 /// destructors may log until the process ends.
 union CurrentSink {
     constexpr CurrentSink() noexcept : sink() {}
-    ~CurrentSink() {}
+    ~CurrentSink() {} // NOLINT(modernize-use-equals-default): a defaulted one would be deleted
     std::shared_ptr<LogSink> sink;
 };
 

@@ -48,6 +48,11 @@ constexpr std::array<signed char, 256> DIGIT_VALUE = tabulate<signed char>(hexDi
 bool staysAsItIs(char character) { return UNRESERVED[static_cast<unsigned char>(character)]; }
 int digitValue(char character) { return DIGIT_VALUE[static_cast<unsigned char>(character)]; }
 
+bool contains(const std::string& text, char character)
+{
+    return std::char_traits<char>::find(text.data(), text.size(), character) != nullptr;
+}
+
 /// Whether each `%` of `in` is followed by two hex digits.
 bool isWellFormed(const std::string& in)
 {
@@ -83,7 +88,13 @@ int percentEncodeUriPart(const std::string& in, std::string& out)
 
 int percentDecodeUriPart(const std::string& in, std::string& out)
 {
-    if (!isWellFormed(in)) {
+    // Most names need no decoding: two searches and a copy serve them.
+    const bool hasEscapes = contains(in, '%');
+    if (!hasEscapes && !contains(in, '+')) {
+        out = in;
+        return Status::SUCCESS;
+    }
+    if (hasEscapes && !isWellFormed(in)) {
         return Status::INVALID_ARGUMENT;
     }
     // The decoded text never overtakes the encoded one, so `out` may be `in` itself, and the memory that

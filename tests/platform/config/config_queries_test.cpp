@@ -330,13 +330,17 @@ TEST_F(ConfigQueries, AnswerManyThreadsWhileTheFileChanges)
 TEST_F(ConfigQueries, AnswerAChildWhateverThreadsOfItsParentWereDoing)
 {
     write("[features]\nenabled = [1]");
+    settle();
     std::atomic<bool> stop{false};
-    std::thread other([&stop] {
-        while (!stop) {
-            IsFeatureEnabled_c(1);
-        }
-    });
-    for (int round = 0; round < 100; ++round) {
+    std::vector<std::thread> others;
+    for (int thread = 0; thread < 4; ++thread) {
+        others.emplace_back([&stop] {
+            while (!stop) {
+                IsFeatureEnabled_c(1);
+            }
+        });
+    }
+    for (int round = 0; round < 200; ++round) {
         const pid_t child = ::fork();
         ASSERT_GE(child, 0);
         if (child == 0) {
@@ -347,7 +351,9 @@ TEST_F(ConfigQueries, AnswerAChildWhateverThreadsOfItsParentWereDoing)
         ASSERT_EQ(status, 0);
     }
     stop = true;
-    other.join();
+    for (std::thread& other : others) {
+        other.join();
+    }
 }
 
 } // namespace
