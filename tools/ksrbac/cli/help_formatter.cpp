@@ -18,11 +18,11 @@ std::string usageOfOption(const CLI::Option& option)
     return option.get_required() ? text : '[' + text + ']';
 }
 
-bool takesValue(const CLI::Option& option) { return option.get_type_size() != 0; }
-
 bool isShown(const CLI::Option& option) { return !option.get_group().empty(); }
 
 } // namespace
+
+bool takesValue(const CLI::Option& option) { return option.get_items_expected_max() != 0; }
 
 std::string fullName(const CLI::App& app)
 {

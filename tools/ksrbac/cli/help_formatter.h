@@ -24,6 +24,9 @@ public:
 /// The name under which a command is called: those of the commands above it, then its own.
 std::string fullName(const CLI::App& app);
 
+/// Whether the option is one with a value, and no flag.
+bool takesValue(const CLI::Option& option);
+
 } // namespace ksrbac
 
 #endif

@@ -106,7 +106,7 @@ void addOptions(const std::string& name, const CLI::App& from, std::string& word
                 continue; // the command's own --help stands for that of the commands above it
             }
             words += (words.empty() ? "" : " ") + dashed;
-            if (option->get_type_size() != 0) {
+            if (takesValue(*option)) {
                 tables.values += entry(name + ' ' + dashed, option->get_type_name());
             }
         }
