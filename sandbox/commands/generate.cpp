@@ -1,4 +1,5 @@
 #include <iostream>
+#include <limits>
 #include <memory>
 
 #include "cachewriter/PosixFileSystem.h"
@@ -12,16 +13,21 @@ namespace keepsafe_sandbox {
 
 namespace {
 
+/// More would not fit into the 4 GiB that a file of the format can address.
+constexpr std::int64_t MOST_LEAVES = 10000000;
+
 struct GenerateOptions {
-    std::uint64_t objects = 0;
-    std::uint64_t seed = 1;
+    // Signed: CLI11 turns "-1" into the largest number of an unsigned type.
+    std::int64_t objects = 0;
+    std::int64_t seed = 1;
     PublishOptions publish;
 };
 
 void generate(const GenerateOptions& options)
 {
     const CacheLocation location = options.publish.location();
-    const GeneratedCache cache(options.objects, options.seed);
+    const GeneratedCache cache(static_cast<std::uint64_t>(options.objects),
+                               static_cast<std::uint64_t>(options.seed));
     std::uint64_t generation = 0;
     {
         ProgressBar progress;
@@ -44,9 +50,13 @@ void addGenerateCommand(CLI::App& program)
     const auto options = std::make_shared<GenerateOptions>();
     CLI::App* command =
         program.add_subcommand("generate", "Publish a large access cache of random grants, for measurements");
-    command->add_option("--objects", options->objects, "Number of leaves")->required()->type_name("N");
+    command->add_option("--objects", options->objects, "Number of leaves")
+        ->required()
+        ->type_name("N")
+        ->check(CLI::Range(std::int64_t{0}, MOST_LEAVES));
     command->add_option("--seed", options->seed, "The same seed gives the same cache")
         ->type_name("S")
+        ->check(CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()))
         ->capture_default_str();
     options->publish.addTo(*command);
     command->footer("Example:\n"

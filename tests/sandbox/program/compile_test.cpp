@@ -1,0 +1,203 @@
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <keepsafe/cache/AccessCache.h>
+
+#include "sandbox/support/Process.h"
+#include "support/TempDir.h"
+
+/// ksrbac-sandbox compile, as it is called.
+
+namespace {
+
+using keepsafe_test::ProgramResult;
+using keepsafe_test::readFile;
+using keepsafe_test::runProgram;
+using keepsafe_test::TempDir;
+using keepsafe_test::writeFile;
+using Tessara::Keepsafe::Rbac::AccessCache;
+using Tessara::Keepsafe::Rbac::Manifest;
+using Tessara::Keepsafe::Rbac::ObjectNamespace;
+using testing::HasSubstr;
+using testing::StartsWith;
+namespace fs = std::filesystem;
+
+const std::string COMPANY = KEEPSAFE_EXAMPLE_POLICIES "/company.json";
+
+class CompileProgram : public testing::Test {
+protected:
+    static ProgramResult run(std::vector<std::string> arguments)
+    {
+        arguments.insert(arguments.begin(), KEEPSAFE_SANDBOX_PROGRAM);
+        return runProgram(arguments);
+    }
+
+    ProgramResult compile(const std::string& policy, const std::vector<std::string>& more = {}) const
+    {
+        std::vector<std::string> arguments = {"compile", policy, "--root", dir_.path(), "--id", "id"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return run(arguments);
+    }
+
+    /// A policy document in a file.
+    std::string policy(const std::string& document) const
+    {
+        writeFile(dir_.path("policy.json"), document);
+        return dir_.path("policy.json");
+    }
+
+    std::string cacheDirectory() const { return dir_.path("wmc/webserver/temp/access-caches/id"); }
+
+    /// Every published file with its content.
+    std::map<std::string, std::string> published() const
+    {
+        std::map<std::string, std::string> files;
+        for (const auto& entry : fs::recursive_directory_iterator(dir_.path("wmc"))) {
+            if (entry.is_regular_file()) {
+                files[entry.path().string()] = readFile(entry.path().string());
+            }
+        }
+        return files;
+    }
+
+    TempDir dir_;
+};
+
+TEST_F(CompileProgram, PublishesAPolicyAndSaysWhat)
+{
+    const ProgramResult result = compile(COMPANY);
+
+    EXPECT_EQ(result.end.exitStatus, 0);
+    EXPECT_EQ(result.errors, "");
+    EXPECT_EQ(result.output, cacheDirectory() + ": generation 1, 38 objects, 32 access definitions, 8 roles, "
+                                                "20 operations\n");
+    EXPECT_TRUE(Manifest("id", cacheDirectory()).ns.is_root());
+}
+
+TEST_F(CompileProgram, NamesTheCoveredNamespaceInTheManifest)
+{
+    EXPECT_EQ(compile(COMPANY, {"--covers", "|KEEPSAFE|"}).end.exitStatus, 0);
+
+    EXPECT_EQ(Manifest("id", cacheDirectory()).ns, ObjectNamespace("KEEPSAFE"));
+}
+
+TEST_F(CompileProgram, WritesTheSameBytesAgainButForTheGeneration)
+{
+    compile(COMPANY);
+    std::map<std::string, std::string> first = published();
+    compile(COMPANY);
+
+    first[cacheDirectory() + "/metadata"][12] = 2;
+    EXPECT_EQ(published(), first);
+}
+
+struct Refusal {
+    const char* name;
+    std::string document;
+    std::string message;
+};
+
+class CompileRefusal : public CompileProgram, public testing::WithParamInterface<Refusal> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Documents, CompileRefusal,
+    testing::Values(
+        Refusal{"NoJson", "{", ": line 1, column 1: string or '}' expected near end of file"},
+        Refusal{"UnknownRole",
+                R"({"operations": {}, "roles": [], "objects": [{"namespace": "|A|"}], "accessDefinitions":
+                    [{"object": "|A|", "role": 3, "propagation": "OBJECT", "operations": []}]})",
+                ": accessDefinitions[0].role: role 3 is not among the roles"},
+        Refusal{"BitOutOfRange",
+                R"({"operations": {"|A|": -1}, "roles": [], "objects": [], "accessDefinitions": []})",
+                ": operations[\"|A|\"]: -1 is out of range (0 to 2147483647)"}),
+    [](const auto& test) { return test.param.name; });
+
+TEST_P(CompileRefusal, LeavesThePublishedCacheAsItIs)
+{
+    compile(COMPANY);
+    const auto before = published();
+    const std::string path = policy(GetParam().document);
+
+    const ProgramResult result = compile(path);
+
+    EXPECT_EQ(result.end.exitStatus, 2);
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "ksrbac-sandbox: " + path + GetParam().message + "\n");
+    EXPECT_EQ(published(), before);
+}
+
+TEST_F(CompileProgram, RefusesBitsThatContradictThePublishedOnes)
+{
+    compile(COMPANY);
+    const auto before = published();
+    const std::string path = policy(
+        R"({"operations": {"|OPERATIONS|VIEW|": 40}, "roles": [], "objects": [], "accessDefinitions": []})");
+
+    const ProgramResult result = compile(path);
+
+    EXPECT_EQ(result.end.exitStatus, 2);
+    EXPECT_EQ(result.errors, "ksrbac-sandbox: operation |OPERATIONS|VIEW|: bit 40 is asked for, but it is "
+                             "published with bit 0\n");
+    EXPECT_EQ(published(), before);
+}
+
+TEST_F(CompileProgram, RenumbersWhenAskedTo)
+{
+    compile(COMPANY);
+    const std::string path = policy(
+        R"({"operations": {"|OPERATIONS|VIEW|": 1}, "roles": [], "objects": [], "accessDefinitions": []})");
+
+    EXPECT_EQ(compile(path, {"--renumber"}).end.exitStatus, 0);
+    EXPECT_THAT(readFile(dir_.path("wmc/webserver/temp/operation-cache.json")),
+                HasSubstr("\"|OPERATIONS|VIEW|\": 1"));
+}
+
+TEST_F(CompileProgram, RefusesACoveredNamespaceThatIsNone)
+{
+    const ProgramResult result = compile(COMPANY, {"--covers", "KEEPSAFE"});
+
+    EXPECT_EQ(result.end.exitStatus, 2);
+    EXPECT_EQ(result.errors, "ksrbac-sandbox: --covers: \"KEEPSAFE\" is not a namespace\n");
+}
+
+TEST_F(CompileProgram, ExitsWith2WhenItIsCalledWrongly)
+{
+    EXPECT_EQ(run({}).end.exitStatus, 2);
+    EXPECT_EQ(run({"compile"}).end.exitStatus, 2);
+    EXPECT_EQ(run({"publish"}).end.exitStatus, 2);
+    EXPECT_EQ(compile(COMPANY, {"--nonsense"}).end.exitStatus, 2);
+    EXPECT_EQ(compile(dir_.path("missing.json")).end.exitStatus, 2);
+    EXPECT_EQ(run({"compile", COMPANY, "--root", dir_.path(), "--id", "a/b"}).end.exitStatus, 2);
+    for (const std::string objects : {"-1", "10000001", "99999999999999999999", "many"}) {
+        EXPECT_EQ(run({"generate", "--objects", objects, "--root", dir_.path(), "--id", "x"}).end.exitStatus,
+                  2);
+    }
+    EXPECT_FALSE(fs::exists(dir_.path("wmc")));
+}
+
+TEST_F(CompileProgram, ExitsWith1WhenTheSystemRefuses)
+{
+    writeFile(dir_.path("wmc"), "in the way");
+
+    const ProgramResult result = compile(COMPANY);
+
+    EXPECT_EQ(result.end.exitStatus, 1);
+    EXPECT_THAT(result.errors, StartsWith("ksrbac-sandbox: cannot create the directory " + dir_.path("wmc")));
+}
+
+TEST_F(CompileProgram, ShowsAnExampleWithTheHelpOfEveryCommand)
+{
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"--help"}, {"compile", "--help"}, {"generate", "--help"}}) {
+        const ProgramResult result = run(arguments);
+        EXPECT_EQ(result.end.exitStatus, 0);
+        EXPECT_THAT(result.output, HasSubstr("Example:\n  ksrbac-sandbox "));
+    }
+}
+
+} // namespace
