@@ -1,0 +1,359 @@
+// The file behind the lock: missing, of another kind, replaced, without rights, its descriptor misused.
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <keepsafe/platform/filelock/FileLock.h>
+#include <keepsafe/platform/status/status_codes.h>
+
+#include "LockHolder.h"
+#include "lock_descriptors.h"
+#include "support/CapturedLog.h"
+#include "support/TempDir.h"
+
+namespace keepsafe_test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+using MissingFile = FileLock::MissingFile;
+
+constexpr int AT_ONCE = 0;
+
+class LockFileTest : public testing::Test {
+protected:
+    [[nodiscard]] FileLock lock(MissingFile missing = MissingFile::IsAnError) const
+    {
+        return FileLockManager::instance().getLock(path, missing);
+    }
+    [[nodiscard]] LogLine cannotLock(const std::string& reason) const
+    {
+        return {16, "FileLockGuard", "Cannot lock " + path + ": " + reason};
+    }
+    /// Shared and exclusive both fail with one log line each.
+    void expectUnavailable(const std::string& reason, MissingFile missing = MissingFile::IsAnError) const;
+    /// What this process takes, another process cannot have.
+    void expectCorrectExclusion(const FileLock& held) const;
+    /// Replaces the file by another one and keeps the old one under another name.
+    void putAnotherFileThere() const
+    {
+        fs::rename(path, path + ".old");
+        writeFile(path, "");
+    }
+
+    const TempDir directory;
+    const std::string path = directory.path("operation-cache.json.lck");
+};
+
+FileLockGuard take(const FileLock& lock, int type, int timeoutMs = AT_ONCE)
+{
+    return {lock, type, timeoutMs, FileLock::DEFAULT_INTERVAL};
+}
+
+void LockFileTest::expectUnavailable(const std::string& reason, MissingFile missing) const
+{
+    const CapturedLog log;
+    for (const int type : {FileLock::SHARED, FileLock::EXCLUSIVE}) {
+        try {
+            const FileLock wanted = lock(missing);
+            const FileLockGuard guard = take(wanted, type, FileLock::WAIT_FOREVER);
+            ADD_FAILURE() << "taken";
+        } catch (const FileLockUnavailable& unavailable) {
+            EXPECT_EQ(unavailable.status(), Tessara::Keepsafe::Status::CACHE_UNUSABLE);
+        }
+    }
+    EXPECT_THAT(log.lines(), ElementsAre(cannotLock(reason), cannotLock(reason)));
+    EXPECT_THAT(descriptorsOf(path), IsEmpty());
+}
+
+void LockFileTest::expectCorrectExclusion(const FileLock& held) const
+{
+    {
+        const FileLockGuard guard = take(held, FileLock::SHARED);
+        EXPECT_EQ(tryInOtherProcess(path, "exclusive"), "timeout");
+    }
+    {
+        const FileLockGuard guard = take(held, FileLock::EXCLUSIVE);
+        EXPECT_EQ(tryInOtherProcess(path, "shared"), "timeout");
+    }
+    EXPECT_EQ(tryInOtherProcess(path, "exclusive"), "held");
+}
+
+TEST_F(LockFileTest, MissingFileIsAnErrorAndIsNotInvented)
+{
+    expectUnavailable("No such file or directory");
+    EXPECT_FALSE(fs::exists(path));
+}
+
+TEST_F(LockFileTest, MissingFileIsCreatedWhenThatIsAllowed)
+{
+    for (const int type : {FileLock::SHARED, FileLock::EXCLUSIVE}) {
+        fs::remove(path);
+        const FileLock created = lock(MissingFile::IsCreated);
+        EXPECT_FALSE(fs::exists(path)) << "the handle alone opens nothing";
+        EXPECT_NO_THROW(take(created, type));
+        EXPECT_EQ(fs::file_size(path), 0U);
+        expectCorrectExclusion(created);
+    }
+}
+
+TEST_F(LockFileTest, CreatedFileCanBeUsedByAllWhomTheUmaskAllows)
+{
+    const mode_t before = umask(022);
+    const FileLock created = lock(MissingFile::IsCreated);
+    take(created, FileLock::SHARED);
+    umask(before);
+    EXPECT_EQ(fs::status(path).permissions(), fs::perms(0644));
+}
+
+TEST_F(LockFileTest, PermissionToCreateBelongsToTheHandle)
+{
+    const FileLock creating = lock(MissingFile::IsCreated);
+    expectUnavailable("No such file or directory", MissingFile::IsAnError);
+    EXPECT_NO_THROW(take(creating, FileLock::SHARED));
+}
+
+TEST_F(LockFileTest, ContentOfTheFileIsLeftAlone)
+{
+    writeFile(path, "content");
+    expectCorrectExclusion(lock(MissingFile::IsCreated));
+    EXPECT_EQ(readFile(path), "content");
+}
+
+TEST_F(LockFileTest, MissingFolderIsAnError)
+{
+    fs::remove(directory.path());
+    expectUnavailable("No such file or directory", MissingFile::IsCreated);
+}
+
+TEST_F(LockFileTest, DirectoryIsRefused)
+{
+    fs::create_directory(path);
+    expectUnavailable("not a regular file", MissingFile::IsCreated);
+}
+
+TEST_F(LockFileTest, FifoIsRefusedWithoutWaitingForItsOtherEnd)
+{
+    ASSERT_EQ(mkfifo(path.c_str(), 0666), 0);
+    expectUnavailable("not a regular file", MissingFile::IsCreated);
+}
+
+TEST_F(LockFileTest, DeviceIsRefused)
+{
+    fs::create_symlink("/dev/null", path);
+    expectUnavailable("not a regular file", MissingFile::IsCreated);
+}
+
+TEST_F(LockFileTest, FileThatWasRemovedIsNoticedAtOnce)
+{
+    writeFile(path, "");
+    const FileLock held = lock();
+    take(held, FileLock::SHARED);
+    fs::remove(path);
+    expectUnavailable("No such file or directory");
+    expectCorrectExclusion(lock(MissingFile::IsCreated));
+}
+
+TEST_F(LockFileTest, FileThatWasRenamedOverIsNoticedAtOnce)
+{
+    writeFile(path, "");
+    const FileLock held = lock();
+    take(held, FileLock::SHARED);
+    writeFile(path + ".new", "");
+    fs::rename(path + ".new", path);
+    expectCorrectExclusion(held);
+}
+
+TEST_F(LockFileTest, WriterNoticesAtOnceThatTheFileWasRenamedAway)
+{
+    writeFile(path, "");
+    const FileLock held = lock();
+    take(held, FileLock::EXCLUSIVE);
+    putAnotherFileThere();
+    const FileLockGuard guard = take(held, FileLock::EXCLUSIVE);
+    EXPECT_EQ(tryInOtherProcess(path, "shared"), "timeout");
+}
+
+TEST_F(LockFileTest, ReadersNoticeSoonThatTheFileWasRenamedAway)
+{
+    writeFile(path, "");
+    const FileLock held = lock();
+    take(held, FileLock::SHARED);
+    putAnotherFileThere();
+    LockHolder writer(path, "exclusive", AT_ONCE);
+    ASSERT_EQ(writer.outcome(), "held");
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_THROW(
+        while (std::chrono::steady_clock::now() - start < std::chrono::seconds(10)) {
+            take(held, FileLock::SHARED);
+        },
+        FileLockTimeout);
+}
+
+TEST_F(LockFileTest, ReadersWhoOverlapAllTheTimeNoticeThatTheFileWasRenamedAway)
+{
+    writeFile(path, "");
+    const FileLock held = lock();
+    const FileLockGuard lasting = take(held, FileLock::SHARED);
+    putAnotherFileThere();
+    std::atomic<bool> noticed{false};
+    std::thread([&] {
+        try {
+            const auto start = std::chrono::steady_clock::now();
+            while (std::chrono::steady_clock::now() - start < std::chrono::seconds(10)) {
+                take(held, FileLock::SHARED);
+            }
+        } catch (const FileLockTimeout&) {
+            noticed = true;
+        }
+    }).join();
+    EXPECT_TRUE(noticed);
+}
+
+TEST_F(LockFileTest, WriterThatWaitsForAFileWhichIsReplacedGoesOnToTheNewOne)
+{
+    writeFile(path, "");
+    LockHolder oldHolder(path, "shared", AT_ONCE);
+    ASSERT_EQ(oldHolder.outcome(), "held");
+    LockHolder writer(path, "exclusive", FileLock::WAIT_FOREVER);
+    EXPECT_THROW(
+        while (true) { take(lock(), FileLock::SHARED); }, FileLockTimeout)
+        << "the writer waits with its gate shut";
+    putAnotherFileThere();
+    EXPECT_EQ(writer.outcome(), "held");
+}
+
+TEST_F(LockFileTest, DescriptorThatTheHostProgramClosedIsReplaced)
+{
+    writeFile(path, "");
+    const FileLock held = lock();
+    take(held, FileLock::SHARED);
+    ASSERT_THAT(descriptorsOf(path), SizeIs(1));
+    close(descriptorsOf(path).front());
+    expectCorrectExclusion(held);
+}
+
+TEST_F(LockFileTest, DescriptorThatNowIsAnotherFileIsReplacedAndLeftAlone)
+{
+    writeFile(path, "");
+    writeFile(path + ".host", "");
+    const FileLock held = lock();
+    take(held, FileLock::SHARED);
+    const int reused = descriptorsOf(path).front();
+    const int host = open((path + ".host").c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(dup2(host, reused), reused);
+    close(host);
+
+    expectCorrectExclusion(held);
+
+    EXPECT_THAT(descriptorsOf(path + ".host"), ElementsAre(reused));
+    EXPECT_EQ(tryInOtherProcess(path + ".host", "exclusive"), "held");
+    close(reused);
+}
+
+TEST_F(LockFileTest, DescriptorThatTheHostProgramReopenedOnTheSameFileIsLeftAlone)
+{
+    writeFile(path, "");
+    int reused = -1;
+    {
+        const FileLock held = lock();
+        take(held, FileLock::SHARED);
+        reused = descriptorsOf(path).front();
+        const int host = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        ASSERT_EQ(dup2(host, reused), reused);
+        close(host);
+        take(held, FileLock::SHARED);
+    }
+    EXPECT_THAT(descriptorsOf(path), ElementsAre(reused));
+    close(reused);
+}
+
+TEST_F(LockFileTest, LossOfAHeldLockIsLogged)
+{
+    writeFile(path, "");
+    const CapturedLog log;
+    const FileLock held = lock();
+    for (const int type : {FileLock::SHARED, FileLock::EXCLUSIVE}) {
+        const FileLockGuard guard = take(held, type);
+        for (const int descriptor : descriptorsOf(path)) {
+            close(descriptor);
+        }
+    }
+    const LogLine lost{16, "FileLockGuard",
+                       "The lock on " + path + " was lost while it was held: Bad file descriptor"};
+    EXPECT_THAT(log.lines(), ElementsAre(lost, lost));
+    expectCorrectExclusion(held);
+}
+
+/// A file that its user may only read, in a folder where he may not write.
+class ReadOnlyUserTest : public LockFileTest {
+protected:
+    ReadOnlyUserTest() { fs::permissions(directory.path(), fs::perms(0555)); }
+    ~ReadOnlyUserTest() override { fs::permissions(directory.path(), fs::perms(0755)); }
+
+    /// Called while the folder still may be written to, or by root.
+    void makeFile(fs::perms permissions) const
+    {
+        fs::permissions(directory.path(), fs::perms(0755));
+        writeFile(path, "");
+        fs::permissions(path, permissions);
+        fs::permissions(directory.path(), fs::perms(0555));
+    }
+    [[nodiscard]] std::string outcome(const std::string& type, LockHolder::Options options) const
+    {
+        LockHolder holder(path, type, FileLock::WAIT_FOREVER, options);
+        return holder.outcome();
+    }
+};
+
+TEST_F(ReadOnlyUserTest, TakesTheSharedLock)
+{
+    makeFile(fs::perms(0444));
+    EXPECT_EQ(outcome("shared", LockHolder::Options::Unprivileged), "held");
+    EXPECT_EQ(outcome("shared", LockHolder::Options::CreateUnprivileged), "held");
+}
+
+TEST_F(ReadOnlyUserTest, IsRefusedTheExclusiveLockAtOnce)
+{
+    makeFile(fs::perms(0444));
+    EXPECT_EQ(outcome("exclusive", LockHolder::Options::Unprivileged), "unavailable");
+    EXPECT_EQ(outcome("exclusive", LockHolder::Options::CreateUnprivileged), "unavailable");
+}
+
+TEST_F(ReadOnlyUserTest, CreatesNothing)
+{
+    for (const std::string type : {"shared", "exclusive"}) {
+        EXPECT_EQ(outcome(type, LockHolder::Options::CreateUnprivileged), "unavailable");
+    }
+    EXPECT_TRUE(fs::is_empty(directory.path()));
+}
+
+TEST_F(ReadOnlyUserTest, SharesWithAWriterWhoMayWrite)
+{
+    makeFile(fs::perms(0644));
+    LockHolder reader(path, "shared", AT_ONCE, LockHolder::Options::Unprivileged);
+    ASSERT_EQ(reader.outcome(), "held");
+    EXPECT_THROW(take(lock(), FileLock::EXCLUSIVE), FileLockTimeout);
+    reader.release();
+    EXPECT_NO_THROW(take(lock(), FileLock::EXCLUSIVE));
+}
+
+TEST_F(ReadOnlyUserTest, IsRefusedAFileHeMayNotRead)
+{
+    makeFile(fs::perms(0));
+    EXPECT_EQ(outcome("shared", LockHolder::Options::Unprivileged), "unavailable");
+}
+
+} // namespace
+} // namespace keepsafe_test
