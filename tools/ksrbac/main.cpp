@@ -3,14 +3,40 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include "application.h"
+#include "exit_status.h"
 #include "io/ByteSink.h"
 #include "io/Console.h"
 
+namespace {
+
+/// A standard descriptor that the caller left closed would be given to the next file that is opened, and
+/// results would go into a log or a cache file would be taken for input. Its place is taken by a descriptor
+/// that allows nothing, so that using it is the error that it should be.
+bool occupyStandardDescriptors()
+{
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) != -1) {
+            continue;
+        }
+        // The lowest free number is taken, and those below are in use.
+        if (open("/dev/null", O_PATH) != descriptor) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
 int main(int argc, char** argv)
 {
+    if (!occupyStandardDescriptors()) {
+        return static_cast<int>(ksrbac::ExitStatus::OutputFailed);
+    }
     // A reader that goes away shows as an error of the write, which has an exit status of its own.
     std::signal(SIGPIPE, SIG_IGN);
     ksrbac::DescriptorSink results(STDOUT_FILENO);

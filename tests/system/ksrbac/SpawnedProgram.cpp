@@ -37,6 +37,15 @@ std::vector<std::string> ownEnvironmentWith(const std::vector<std::string>& adde
     return result;
 }
 
+void give(posix_spawn_file_actions_t& actions, int descriptor, int asDescriptor)
+{
+    if (descriptor == StandardDescriptors::CLOSED) {
+        posix_spawn_file_actions_addclose(&actions, asDescriptor);
+    } else {
+        posix_spawn_file_actions_adddup2(&actions, descriptor, asDescriptor);
+    }
+}
+
 ksrbac::FileDescriptor openFile(const std::string& path, int flags)
 {
     const int descriptor = open(path.c_str(), flags | O_CLOEXEC, 0600);
@@ -56,9 +65,9 @@ SpawnedProgram::SpawnedProgram(const std::vector<std::string>& arguments,
     const std::vector<std::string> variables = ownEnvironmentWith(environment);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, descriptors.input, STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, descriptors.output, STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, descriptors.errors, STDERR_FILENO);
+    give(actions, descriptors.input, STDIN_FILENO);
+    give(actions, descriptors.output, STDOUT_FILENO);
+    give(actions, descriptors.errors, STDERR_FILENO);
     const int error = posix_spawn(&pid_, arguments.front().c_str(), &actions, nullptr,
                                   pointers(arguments).data(), pointers(variables).data());
     posix_spawn_file_actions_destroy(&actions);

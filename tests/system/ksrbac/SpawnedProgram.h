@@ -17,6 +17,7 @@ struct ProgramResult {
 
 /// Where the three standard descriptors of a program lead. Owned by the caller.
 struct StandardDescriptors {
+    static constexpr int CLOSED = -1;
     int input;
     int output;
     int errors;

@@ -151,5 +151,28 @@ TEST_F(Streaming, TellsWhenTheAnswersCannotBeWritten)
               "ksrbac: cannot write standard output: No space left on device\n");
 }
 
+TEST_F(Streaming, AClosedStandardOutputIsNotReplacedByAnotherFile)
+{
+    const std::string log = root_.path("log");
+    writeFile(root_.path("etc/keepsafe.toml"), "[log]\nlevel = 4\ndestination = \"file:" + log + "\"\n");
+    const FileDescriptor input(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const FileDescriptor errors(open(root_.path("errors").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    SpawnedProgram program({KSRBAC_BINARY, "--root", root_.path(), "cache", "verify", "main"},
+                           {input.get(), StandardDescriptors::CLOSED, errors.get()});
+    EXPECT_EQ(program.wait().status, 4);
+    EXPECT_EQ(readFile(root_.path("errors")), "ksrbac: cannot write standard output: Bad file descriptor\n");
+    EXPECT_EQ(readFile(log).find("no faults"), std::string::npos);
+    EXPECT_NE(readFile(log).find("instantiating memory map"), std::string::npos) << "the log is in use";
+}
+
+TEST_F(Streaming, AClosedStandardInputIsNoEmptyList)
+{
+    const FileDescriptor output(open(root_.path("output").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    const FileDescriptor errors(open(root_.path("errors").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    SpawnedProgram program(checkStdin(), {StandardDescriptors::CLOSED, output.get(), errors.get()});
+    EXPECT_EQ(program.wait().status, 2);
+    EXPECT_EQ(readFile(root_.path("errors")), "ksrbac: cannot read <stdin>: Bad file descriptor\n");
+}
+
 } // namespace
 } // namespace keepsafe_test
