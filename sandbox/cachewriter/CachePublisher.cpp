@@ -9,6 +9,7 @@
 #include <keepsafe/platform/filelock/FileLock.h>
 
 #include "cachewriter/ManifestFile.h"
+#include "cachewriter/errors.h"
 #include "cachewriter/metadata.h"
 
 namespace keepsafe_sandbox {
@@ -151,15 +152,20 @@ std::uint64_t CachePublisher::publish(const std::string& directory, const Object
     RecordFiles records(fileSystem_, directory, image);
     records.allocate();
 
-    metadata.mark();
-    if (whileMarked) {
-        whileMarked();
+    try {
+        metadata.mark();
+        if (whileMarked) {
+            whileMarked();
+        }
+        records.write();
+        metadata.describe(image);
+        updateManifest(fileSystem_, manifest, covers);
+        fileSystem_.syncDirectory(directory);
+        return metadata.unmark();
+    } catch (const PublishError& error) {
+        throw PublishError(std::string(error.what()) + "; until it is published again, readers refuse " +
+                           directory);
     }
-    records.write();
-    metadata.describe(image);
-    updateManifest(fileSystem_, manifest, covers);
-    fileSystem_.syncDirectory(directory);
-    return metadata.unmark();
 }
 
 } // namespace keepsafe_sandbox

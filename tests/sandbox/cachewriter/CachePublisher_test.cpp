@@ -162,14 +162,23 @@ TEST_F(CachePublisherTest, KeepsTheGenerationBeforeWhenSpaceRunsOut)
     EXPECT_EQ(findingIn(directory()), "generation 1");
 }
 
-TEST_F(CachePublisherTest, LeavesTheFlagSetWhenWhatHasToChangeWithItFails)
+TEST_F(CachePublisherTest, SaysThatReadersRefuseTheCacheWhenAWriteHasFailedMidway)
 {
     publish(1);
     PosixFileSystem fileSystem;
-    const auto fail = [] { throw PublishError("not to be had"); };
+    const auto fail = [] { throw PublishError("cannot rename it"); };
 
     EXPECT_THROW(
-        CachePublisher(fileSystem).publish(directory(), ObjectNamespace("VAULT"), imageOfGeneration(2), fail),
+        {
+            try {
+                CachePublisher(fileSystem)
+                    .publish(directory(), ObjectNamespace("VAULT"), imageOfGeneration(2), fail);
+            } catch (const PublishError& error) {
+                EXPECT_EQ(error.what(),
+                          "cannot rename it; until it is published again, readers refuse " + directory());
+                throw;
+            }
+        },
         PublishError);
     EXPECT_EQ(findingIn(directory()), "refused");
 }

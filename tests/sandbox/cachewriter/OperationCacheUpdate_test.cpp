@@ -10,6 +10,7 @@
 
 #include "cachewriter/PosixFileSystem.h"
 #include "cachewriter/errors.h"
+#include "support/CapturedLog.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -59,6 +60,7 @@ protected:
     }
 
     keepsafe_test::TempRoot root_;
+    keepsafe_test::CapturedLog log_;
     PosixFileSystem fileSystem_;
 };
 

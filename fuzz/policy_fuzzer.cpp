@@ -1,0 +1,47 @@
+// The policy document: it is refused with a message, or what comes out fits together and becomes a cache.
+
+#include <cstdint>
+#include <string>
+
+#include "cachewriter/errors.h"
+#include "policy/policy_image.h"
+#include "policy/policy_reader.h"
+
+#include "require.h"
+
+using keepsafe_sandbox::AccessDefinition;
+using keepsafe_sandbox::CacheImage;
+using keepsafe_sandbox::InputError;
+using keepsafe_sandbox::Policy;
+using Tessara::Keepsafe::Rbac::ObjectNamespace;
+
+namespace {
+
+void checkPolicy(const Policy& policy)
+{
+    for (const AccessDefinition& definition : policy.accessDefinitions) {
+        require(definition.object < policy.objects.size(), "an access definition has its object");
+        require(definition.propagation.toObject || definition.propagation.toChildren,
+                "an access definition applies somewhere");
+        for (const auto operation : definition.operations) {
+            require(operation.offset >= 0, "a bit is not below zero");
+        }
+    }
+    const CacheImage image = imageOf(policy);
+    require(image.objects.size() == policy.objects.size() + 1, "each object has its record");
+    require(image.counts.size() == image.objects.size(), "each record has its count");
+    require((image.segmentRoot == 0) == policy.objects.empty(), "objects can be found");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    try {
+        checkPolicy(
+            keepsafe_sandbox::readPolicy({reinterpret_cast<const char*>(data), size}, ObjectNamespace()));
+    } catch (const InputError& error) {
+        require(*error.what() != '\0', "a refusal has a message");
+    }
+    return 0;
+}
