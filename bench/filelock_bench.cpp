@@ -44,7 +44,7 @@ void bareOfdPair(benchmark::State& state)
 {
     const LockFileForBenchmark file;
     const int descriptor = open(file.path().c_str(), O_RDONLY | O_CLOEXEC);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         setLock(descriptor, F_RDLCK);
         setLock(descriptor, F_UNLCK);
     }
@@ -56,7 +56,7 @@ void pairOfType(benchmark::State& state, int lockType)
 {
     const LockFileForBenchmark file;
     const FileLock lock = file.lock();
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const FileLockGuard guard(lock, lockType, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL);
     }
 }
@@ -74,7 +74,7 @@ void nestedSharedPair(benchmark::State& state)
     const LockFileForBenchmark file;
     const FileLock lock = file.lock();
     const FileLockGuard outer(lock, FileLock::SHARED, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const FileLockGuard guard(lock, FileLock::SHARED, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL);
     }
 }
@@ -93,7 +93,7 @@ void joinAndLeave(benchmark::State& state)
         done.get_future().wait();
     });
     held.get_future().wait();
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const FileLockGuard guard(lock, FileLock::SHARED, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL);
     }
     done.set_value();
@@ -106,7 +106,7 @@ void sharedPairOnTwoThreads(benchmark::State& state)
 {
     static const LockFileForBenchmark file;
     static const FileLock lock = file.lock();
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const FileLockGuard guard(lock, FileLock::SHARED, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL);
     }
 }

@@ -6,7 +6,6 @@
 
 #include "WriterAttempt.h"
 
-using Tessara::Keepsafe::Platform::filelock::Clock;
 using Tessara::Keepsafe::Platform::filelock::ForkRegistry;
 using Tessara::Keepsafe::Platform::filelock::LockFileError;
 using Tessara::Keepsafe::Platform::filelock::sleepOnce;
@@ -14,24 +13,6 @@ using Tessara::Keepsafe::Platform::filelock::SystemErrorText;
 using Tessara::Keepsafe::Platform::filelock::WriterAttempt;
 
 namespace {
-
-/// The parts of the word, from the lowest bit: how many hold the lock shared; whether one thread is taking or
-/// releasing the kernel lock; how many attempts to take it have failed; how many acquisitions there were that
-/// were not nested, modulo 256.
-///
-/// While the kernel lock is being taken, the readers are the one who takes it and those who came meanwhile.
-/// All of them have the lock when that succeeds; when it fails, none has, and the count of failures tells
-/// them.
-constexpr std::uint64_t READER = 1;
-constexpr std::uint64_t READERS = 0xFFFFFF;
-constexpr std::uint64_t TAKING = 0x1000000;
-constexpr std::uint64_t RELEASING = 0x2000000;
-constexpr std::uint64_t FAILURE = 0x4000000;
-constexpr std::uint64_t ACQUISITION = std::uint64_t{1} << 56U;
-constexpr std::uint64_t FAILURES = ACQUISITION - FAILURE;
-
-/// Every 8th acquisition asks about the gate.
-bool asksGateByItself(std::uint64_t word) noexcept { return (word / ACQUISITION) % 8 == 0; }
 
 constexpr int MOST_REPLACEMENTS = 16;
 
@@ -43,50 +24,20 @@ std::int64_t coarseMilliseconds() noexcept
     return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
 
-/// Waits for a thread that is taking or releasing the kernel lock: some system calls, unless it is not
-/// running at the moment.
-class TransitionWait {
-public:
-    void pause() noexcept
-    {
-        if (spinUntil_ == Clock::time_point()) {
-            spinUntil_ = Clock::now() + LONGEST_SPIN;
-        } else if (Clock::now() >= spinUntil_) {
-            sleepOnce(SLEEP);
-        }
-    }
-
-private:
-    static constexpr std::chrono::microseconds LONGEST_SPIN{10};
-    static constexpr std::chrono::microseconds SLEEP{20};
-
-    Clock::time_point spinUntil_;
-};
-
 } // namespace
 
 /// The taking of the kernel lock by the first reader; it has failed unless it is said to have succeeded.
 class FileLock::State::Taking {
 public:
-    explicit Taking(std::atomic<std::uint64_t>& word) noexcept : word_(word) {}
-    ~Taking()
-    {
-        if (succeeded_) {
-            word_.fetch_and(~TAKING, std::memory_order_release);
-            return;
-        }
-        std::uint64_t word = word_.load(std::memory_order_relaxed);
-        while (!word_.compare_exchange_weak(word, (word & ~(READERS | TAKING)) + FAILURE,
-                                            std::memory_order_release, std::memory_order_relaxed)) {
-        }
-    }
+    explicit Taking(ReaderCount& count) noexcept : count_(count) {}
+    ~Taking() { succeeded_ ? count_.takingSucceeded() : count_.takingFailed(); }
     Taking(const Taking&) = delete;
     Taking& operator=(const Taking&) = delete;
 
     void succeeded() noexcept { succeeded_ = true; }
 
 private:
-    std::atomic<std::uint64_t>& word_;
+    ReaderCount& count_;
     bool succeeded_ = false;
 };
 
@@ -147,7 +98,7 @@ void FileLock::State::forgetInChild() noexcept
 {
     readers_.closeUnderForkMutex();
     writer_.closeUnderForkMutex();
-    word_.store(0, std::memory_order_relaxed);
+    count_.forget();
     writerPresent_.store(false, std::memory_order_relaxed);
 }
 
@@ -180,44 +131,9 @@ void FileLock::State::waitShared(MissingFile missing, const Wait& wait, Attempt 
 
 FileLock::State::Attempt FileLock::State::tryShared(MissingFile missing, Gate gate)
 {
-    TransitionWait wait;
-    std::uint64_t word = word_.load(std::memory_order_acquire);
-    for (;;) {
-        if ((word & RELEASING) != 0) {
-            wait.pause();
-            word = word_.load(std::memory_order_acquire);
-            continue;
-        }
-        const bool first = (word & READERS) == 0;
-        const std::uint64_t mine = READER + (first ? TAKING : 0) + (gate == Gate::Ignore ? 0 : ACQUISITION);
-        if (!word_.compare_exchange_weak(word, word + mine, std::memory_order_acquire)) {
-            continue;
-        }
-        const bool askGate = gate == Gate::Ask || (gate == Gate::AskSometimes && asksGateByItself(word));
-        if (first) {
-            return takeFirst(missing, askGate);
-        }
-        if ((word & TAKING) == 0 || takenByTheFirst(word)) {
-            return join(askGate);
-        }
-        word = word_.load(std::memory_order_acquire);
-    }
-}
-
-/// For a thread that came while the kernel lock was being taken: whether that has succeeded.
-bool FileLock::State::takenByTheFirst(std::uint64_t wordBefore) const noexcept
-{
-    TransitionWait wait;
-    for (;;) {
-        const std::uint64_t word = word_.load(std::memory_order_acquire);
-        if ((word & FAILURES) != (wordBefore & FAILURES)) {
-            return false;
-        }
-        if ((word & TAKING) == 0) {
-            return true;
-        }
-        wait.pause();
-    }
+    const ReaderCount::Entry entry = count_.enter(gate == Gate::Ignore);
+    const bool askGate = gate == Gate::Ask || (gate == Gate::AskSometimes && entry.asksGate);
+    return entry.first ? takeFirst(missing, askGate) : join(askGate);
 }
 
 /// Counted already; leaves again when a writer waits or the file is no longer the one at the path.
@@ -231,8 +147,9 @@ FileLock::State::Attempt FileLock::State::join(bool askGate)
         unlockShared();
         return Attempt::GateShut;
     }
-    // Those who hold it now leave soon; then the next one opens the file anew.
     if (gate == LockFile::Outcome::Failed || (pathCheckIsDue() && !readers_.isCurrent(name_))) {
+        // Those who hold it now leave soon; then the next one looks, too, and opens the file anew.
+        nextPathCheckMs_.store(0, std::memory_order_relaxed);
         unlockShared();
         return Attempt::Replaced;
     }
@@ -241,7 +158,7 @@ FileLock::State::Attempt FileLock::State::join(bool askGate)
 
 FileLock::State::Attempt FileLock::State::takeFirst(MissingFile missing, bool askGate)
 {
-    Taking taking(word_);
+    Taking taking(count_);
     for (int replaced = 0; replaced < MOST_REPLACEMENTS; ++replaced) {
         if (!readers_.isOpen()) {
             readers_.open(name_, LockFile::Access::Read, missing == MissingFile::IsCreated);
@@ -309,17 +226,11 @@ bool FileLock::State::pathCheckIsDue() noexcept
 
 int FileLock::State::unlockShared() noexcept
 {
-    std::uint64_t word = word_.load(std::memory_order_relaxed);
-    bool last = false;
-    do {
-        last = (word & READERS) == READER;
-    } while (!word_.compare_exchange_weak(word, word - READER + (last ? RELEASING : 0),
-                                          std::memory_order_acq_rel, std::memory_order_relaxed));
-    if (!last) {
+    if (!count_.leave()) {
         return 0;
     }
     const int error = readers_.unlockAll() == LockFile::Outcome::Done ? 0 : errno;
-    word_.fetch_and(~RELEASING, std::memory_order_release);
+    count_.released();
     return error;
 }
 

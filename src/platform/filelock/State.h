@@ -13,16 +13,14 @@
 #include "GatePatience.h"
 #include "LockFile.h"
 #include "LockSettings.h"
+#include "ReaderCount.h"
 
-/// One name's lock in this process.
+/// One name's lock in this process: the readers' one kernel lock, which `ReaderCount` shares out among the
+/// threads, and the writer's. A writer has a descriptor of its own, so this process's readers and those of
+/// other processes look alike to it.
 ///
-/// Threads that read share one kernel lock on one descriptor: the first takes it, those that overlap join and
-/// leave by a count, the last releases it. A writer has a descriptor of its own, so this process's readers
-/// and other processes' look alike to it.
-///
-/// INVARIANT: `word_` holds the count of readers, a count of acquisitions, and whether some thread is just
-/// taking or releasing the kernel lock. `readers_` is opened and closed by the thread in that transition, and
-/// used by it and by those who are counted as readers. So nobody uses a descriptor that another one closes.
+/// INVARIANT: `readers_` is opened and closed by the thread that takes the kernel lock as the first reader,
+/// and used by it and by those who are counted. So nobody uses a descriptor that another one closes.
 class __attribute__((visibility("hidden"))) FileLock::State final
     : public Tessara::Keepsafe::Platform::filelock::ForkAware {
 public:
@@ -57,6 +55,7 @@ private:
     using Deadline = Tessara::Keepsafe::Platform::filelock::Deadline;
     using Backoff = Tessara::Keepsafe::Platform::filelock::Backoff;
     using Clock = Tessara::Keepsafe::Platform::filelock::Clock;
+    using ReaderCount = Tessara::Keepsafe::Platform::filelock::ReaderCount;
     using LockFile = Tessara::Keepsafe::Platform::filelock::LockFile;
 
     enum class Attempt { Taken, GateShut, Held, Replaced };
@@ -68,7 +67,6 @@ private:
     Attempt tryShared(MissingFile missing, Gate gate);
     Attempt join(bool askGate);
     Attempt takeFirst(MissingFile missing, bool askGate);
-    [[nodiscard]] bool takenByTheFirst(std::uint64_t wordBefore) const noexcept;
     Attempt takeKernelLock(bool askGate);
     LockFile::Outcome askGateOfReaders() noexcept;
     [[nodiscard]] bool pathCheckIsDue() noexcept;
@@ -76,7 +74,7 @@ private:
 
     const std::string name_;
     const LockSettings settings_;
-    std::atomic<std::uint64_t> word_{0};
+    ReaderCount count_;
     LockFile readers_;
     Tessara::Keepsafe::Platform::filelock::GatePatience patience_{settings_};
     std::atomic<std::int64_t> nextPathCheckMs_{0};

@@ -300,6 +300,7 @@ TEST_F(FileLockTest, ReadersAndWritersOfManyThreadsNeverMeet)
     std::atomic<int> writers{0};
     std::atomic<int> meetings{0};
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&, t] {
             for (int i = 0; i < 2000; ++i) {
@@ -325,6 +326,7 @@ TEST_F(FileLockTest, ThreadsGetTheLockWhileItsFileIsReplacedAllTheTime)
     std::atomic<bool> stop{false};
     std::atomic<int> failures{0};
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (const int type : {FileLock::SHARED, FileLock::SHARED, FileLock::SHARED, FileLock::EXCLUSIVE}) {
         threads.emplace_back([&, type] {
             while (!stop) {

@@ -58,7 +58,7 @@ int main(int argc, char** argv)
         has(options, "--create") ? FileLock::MissingFile::IsCreated : FileLock::MissingFile::IsAnError;
     const int type = argv[2] == std::string("shared") ? FileLock::SHARED : FileLock::EXCLUSIVE;
     try {
-        holdUntilInputEnds(FileLockManager::instance().getLock(argv[1], missing), type, std::atoi(argv[3]));
+        holdUntilInputEnds(FileLockManager::instance().getLock(argv[1], missing), type, std::stoi(argv[3]));
     } catch (const FileLockTimeout&) {
         say("timeout");
     } catch (const FileLockUnavailable&) {

@@ -1,10 +1,7 @@
 // What the shared lock costs when nobody contends for it: system calls and allocations.
 
-#include <atomic>
 #include <csignal>
-#include <cstdlib>
 #include <functional>
-#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -15,25 +12,8 @@
 
 #include <keepsafe/platform/filelock/FileLock.h>
 
+#include "allocations.h"
 #include "support/TempDir.h"
-
-namespace {
-
-std::atomic<std::size_t> allocations{0};
-
-} // namespace
-
-// Counts what this program and the library allocate.
-void* operator new(std::size_t size)
-{
-    allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* memory = std::malloc(size != 0 ? size : 1)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace keepsafe_test {
 namespace {
@@ -58,7 +38,7 @@ long systemCallsOf(const std::function<void()>& work)
     const pid_t child = fork();
     if (child == 0) {
         ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-        raise(SIGSTOP);
+        kill(getpid(), SIGSTOP);
         work();
         _exit(0);
     }
@@ -96,12 +76,12 @@ TEST_F(LockCostTest, SharedPairTakesAtMostThreePointTwoSystemCallsOnAverage)
 TEST_F(LockCostTest, TakingASharedLockAllocatesNothingAfterTheFirstTime)
 {
     sharedPair();
-    const std::size_t before = allocations;
+    const std::size_t before = allocations();
     for (int i = 0; i < 100; ++i) {
         const FileLockGuard outer(lock, FileLock::SHARED, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL);
         sharedPair();
     }
-    EXPECT_EQ(allocations, before);
+    EXPECT_EQ(allocations(), before);
 }
 
 } // namespace

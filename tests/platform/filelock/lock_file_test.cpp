@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -205,7 +206,8 @@ TEST_F(LockFileTest, ReadersWhoOverlapAllTheTimeNoticeThatTheFileWasRenamedAway)
 {
     writeFile(path, "");
     const FileLock held = lock();
-    const FileLockGuard lasting = take(held, FileLock::SHARED);
+    auto lasting =
+        std::make_unique<FileLockGuard>(held, FileLock::SHARED, AT_ONCE, FileLock::DEFAULT_INTERVAL);
     putAnotherFileThere();
     std::atomic<bool> noticed{false};
     std::thread([&] {
@@ -219,6 +221,8 @@ TEST_F(LockFileTest, ReadersWhoOverlapAllTheTimeNoticeThatTheFileWasRenamedAway)
         }
     }).join();
     EXPECT_TRUE(noticed);
+    lasting.reset();
+    expectCorrectExclusion(held);
 }
 
 TEST_F(LockFileTest, WriterThatWaitsForAFileWhichIsReplacedGoesOnToTheNewOne)

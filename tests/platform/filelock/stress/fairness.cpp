@@ -39,6 +39,7 @@ bool fairness(const Options& options)
 {
     const Shared<ReaderFigures> figures;
     std::vector<Child> readers;
+    readers.reserve(static_cast<std::size_t>(options.processes));
     for (int i = 0; i < options.processes; ++i) {
         readers.emplace_back([&] {
             const FileLock lock = makeLock(options);

@@ -3,6 +3,8 @@
 #include <csignal>
 #include <vector>
 
+#include <unistd.h>
+
 #include "Child.h"
 #include "measures.h"
 
@@ -21,6 +23,7 @@ struct WriterProgress {
 std::vector<Child> startReaders(const Options& options, ReaderFigures& figures)
 {
     std::vector<Child> readers;
+    readers.reserve(static_cast<std::size_t>(options.processes));
     for (int i = 0; i < options.processes; ++i) {
         readers.emplace_back([&] {
             const FileLock lock = makeLock(options);
@@ -54,7 +57,7 @@ Child startStoppedReader(const Options& options)
     return Child([&] {
         const FileLock lock = makeLock(options);
         const FileLockGuard guard(lock, FileLock::SHARED, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL);
-        raise(SIGSTOP);
+        kill(getpid(), SIGSTOP);
     });
 }
 
