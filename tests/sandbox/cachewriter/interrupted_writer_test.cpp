@@ -140,6 +140,14 @@ INSTANTIATE_TEST_SUITE_P(Interruptions, InterruptedChange, EVERY_INTERRUPTION, n
 
 TEST_P(InterruptedChange, ToMoreLeavesOneWholeGenerationOrARefusal) { expectOldThenRefusedThenNew(1, 4); }
 
+// Generation 0 has no objects and so no root.
+TEST_P(InterruptedChange, FromNothingLeavesOneWholeGenerationOrARefusal)
+{
+    expectOldThenRefusedThenNew(0, 2);
+}
+
+TEST_P(InterruptedChange, ToNothingLeavesOneWholeGenerationOrARefusal) { expectOldThenRefusedThenNew(2, 0); }
+
 TEST_P(InterruptedChange, ToLessLeavesOneWholeGenerationOrARefusal) { expectOldThenRefusedThenNew(4, 1); }
 
 TEST_P(InterruptedWriter, OfANewCacheLeavesARefusalUntilItIsWhole)

@@ -69,12 +69,12 @@ std::string findingOf(const AccessCache& cache)
 {
     try {
         const std::string answers = answersFrom(cache.lock());
-        for (unsigned generation = 1; generation <= GENERATIONS; ++generation) {
+        for (unsigned generation = 0; generation <= GENERATIONS; ++generation) {
             if (answers == answersOfGeneration(generation)) {
                 return "generation " + std::to_string(generation);
             }
         }
-        return answers == answersOfGeneration(0) ? "nothing" : "a mixture: " + answers;
+        return "a mixture: " + answers;
     } catch (const EC_exception& failure) {
         return failure.status() == 12 ? "refused" : "status " + std::to_string(failure.status());
     }

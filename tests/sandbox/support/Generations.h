@@ -14,7 +14,7 @@ namespace keepsafe_test {
 keepsafe_sandbox::CacheImage imageOfGeneration(unsigned generation);
 
 /// What a reader finds: "generation 2" when everything that it asks is answered as by that generation,
-/// "nothing" when no object is there, "refused" for status 12, anything else spelled out.
+/// "refused" for status 12, anything else spelled out.
 std::string findingOf(const Tessara::Keepsafe::Rbac::AccessCache& cache);
 /// The same for the cache in a directory, opened anew. The manifest has to name |VAULT|.
 std::string findingIn(const std::string& directory);
