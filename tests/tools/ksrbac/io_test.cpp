@@ -1,5 +1,6 @@
 #include <array>
 #include <csignal>
+#include <cstddef>
 #include <string>
 #include <thread>
 #include <vector>
@@ -135,7 +136,7 @@ TEST(Console, WritesWhenItsBufferIsFull)
         console.print(line + '\n');
         all += line + '\n';
     }
-    EXPECT_GE(results.text.size(), all.size() - 64 * 1024);
+    EXPECT_GE(results.text.size(), all.size() - std::size_t{64} * 1024);
     console.flush();
     EXPECT_EQ(results.text, all);
 }
@@ -148,7 +149,7 @@ TEST(DescriptorSink, TellsAClosedPipeFromOtherFailures)
     close(ends[0]);
     const auto before = signal(SIGPIPE, SIG_IGN);
     EXPECT_THROW(ksrbac::DescriptorSink(writeEnd.get()).write("x"), ksrbac::OutputClosed);
-    signal(SIGPIPE, before);
+    (void)signal(SIGPIPE, before);
 
     const ksrbac::FileDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
     try {
