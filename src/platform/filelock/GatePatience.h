@@ -26,6 +26,12 @@ public:
         return Clock::now().time_since_epoch().count() < ignoredUntil_.load(std::memory_order_relaxed);
     }
 
+    /// For how long it would be ignored next.
+    [[nodiscard]] Clock::duration nextSpan() const noexcept
+    {
+        return Clock::duration(span_.load(std::memory_order_relaxed));
+    }
+
     void gateWasOpen() noexcept
     {
         const auto first = Clock::duration(settings_.gateOpen).count();
