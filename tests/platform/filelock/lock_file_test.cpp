@@ -238,6 +238,21 @@ TEST_F(LockFileTest, WriterThatWaitsForAFileWhichIsReplacedGoesOnToTheNewOne)
     EXPECT_EQ(writer.outcome(), "held");
 }
 
+TEST_F(LockFileTest, WriterThatGetsAFileWhichWasRenamedAwayJustNowTakesTheNewOne)
+{
+    writeFile(path, "");
+    LockHolder reader(path, "shared", AT_ONCE);
+    ASSERT_EQ(reader.outcome(), "held");
+    LockHolder writer(path, "exclusive", FileLock::WAIT_FOREVER);
+    EXPECT_THROW(
+        while (true) { take(lock(), FileLock::SHARED); }, FileLockTimeout)
+        << "the writer waits with its gate shut";
+    putAnotherFileThere();
+    reader.kill();
+    EXPECT_EQ(writer.outcome(), "held");
+    EXPECT_EQ(tryInOtherProcess(path, "shared"), "timeout");
+}
+
 TEST_F(LockFileTest, DescriptorThatTheHostProgramClosedIsReplaced)
 {
     writeFile(path, "");

@@ -11,9 +11,11 @@
 #include <unistd.h>
 
 #include <keepsafe/platform/filelock/FileLock.h>
+#include <keepsafe/platform/status/status_codes.h>
 
 #include "LockHolder.h"
 #include "lock_descriptors.h"
+#include "support/CapturedLog.h"
 #include "support/TempDir.h"
 
 namespace keepsafe_test {
@@ -36,6 +38,17 @@ bool isTimeout(const FileLock& lock, int type)
     return false;
 }
 
+/// Whether this thread is told that it would wait for itself.
+bool isRefused(const FileLock& lock, int type)
+{
+    try {
+        const FileLockGuard guard = take(lock, type);
+    } catch (const EC_exception& refused) {
+        return refused.status() == Tessara::Keepsafe::Status::INVALID_ARGUMENT;
+    }
+    return false;
+}
+
 /// Runs the statement in a forked child and returns whether it held there.
 bool holdsInChild(const std::function<bool()>& statement)
 {
@@ -52,7 +65,7 @@ bool holdsInChild(const std::function<bool()>& statement)
     return waitpid(child, &status, 0) == child && status == 0;
 }
 
-class LockForkTest : public testing::TestWithParam<int> {
+class LockForkTest : public testing::Test {
 protected:
     LockForkTest() { writeFile(path, ""); }
 
@@ -61,19 +74,21 @@ protected:
     const FileLock lock = FileLockManager::instance().getLock(path);
 };
 
-TEST_P(LockForkTest, ChildHasNoDescriptorOfTheLock)
+class LockForkTypesTest : public LockForkTest, public testing::WithParamInterface<int> {};
+
+TEST_P(LockForkTypesTest, ChildHasNoDescriptorOfTheLock)
 {
     const FileLockGuard guard = take(lock, GetParam());
     EXPECT_TRUE(holdsInChild([&] { return descriptorsOf(path).empty(); }));
 }
 
-TEST_P(LockForkTest, ChildIsKeptOutByItsParentsHold)
+TEST_P(LockForkTypesTest, ChildIsKeptOutByItsParentsHold)
 {
     const FileLockGuard guard = take(lock, GetParam());
     EXPECT_TRUE(holdsInChild([&] { return isTimeout(lock, FileLock::EXCLUSIVE); }));
 }
 
-TEST_P(LockForkTest, InheritedGuardReleasesNothing)
+TEST_P(LockForkTypesTest, InheritedGuardReleasesNothing)
 {
     auto guard = std::make_unique<FileLockGuard>(lock, GetParam(), AT_ONCE, FileLock::DEFAULT_INTERVAL);
     EXPECT_TRUE(holdsInChild([&] {
@@ -85,21 +100,41 @@ TEST_P(LockForkTest, InheritedGuardReleasesNothing)
     EXPECT_EQ(tryInOtherProcess(path, "exclusive"), "held");
 }
 
-TEST_P(LockForkTest, InheritedGuardDoesNotTouchTheChildsOwnHold)
+TEST_P(LockForkTypesTest, InheritedGuardSaysNothing)
 {
     auto guard = std::make_unique<FileLockGuard>(lock, GetParam(), AT_ONCE, FileLock::DEFAULT_INTERVAL);
-    const std::string otherPath = directory.path("other");
-    writeFile(otherPath, "");
-    const bool kept = holdsInChild([&] {
-        const FileLock other = FileLockManager::instance().getLock(otherPath);
-        const FileLockGuard own = take(other, FileLock::EXCLUSIVE);
+    EXPECT_TRUE(holdsInChild([&] {
+        const CapturedLog log;
         guard.reset();
-        return tryInOtherProcess(otherPath, "shared") == "timeout";
-    });
-    EXPECT_TRUE(kept);
+        return log.lines().empty();
+    }));
 }
 
-TEST_P(LockForkTest, ChildUsesTheLockOnItsOwn)
+TEST_F(LockForkTest, InheritedGuardDoesNotTouchTheChildsOwnHold)
+{
+    auto guard = std::make_unique<FileLockGuard>(lock, FileLock::SHARED, AT_ONCE, FileLock::DEFAULT_INTERVAL);
+    EXPECT_TRUE(holdsInChild([&] {
+        const CapturedLog log;
+        const FileLockGuard own = take(lock, FileLock::SHARED);
+        guard.reset();
+        return !isTimeout(lock, FileLock::SHARED) && isRefused(lock, FileLock::EXCLUSIVE);
+    }));
+}
+
+TEST_F(LockForkTest, ChildDoesNotTakeItsParentsHoldForItsOwn)
+{
+    {
+        const FileLockGuard guard = take(lock, FileLock::SHARED);
+        EXPECT_TRUE(holdsInChild([&] {
+            const FileLockGuard own = take(lock, FileLock::SHARED);
+            return descriptorsOf(path).size() == 1;
+        }));
+    }
+    const FileLockGuard guard = take(lock, FileLock::EXCLUSIVE);
+    EXPECT_TRUE(holdsInChild([&] { return isTimeout(lock, FileLock::SHARED); }));
+}
+
+TEST_P(LockForkTypesTest, ChildUsesTheLockOnItsOwn)
 {
     {
         const FileLockGuard guard = take(lock, GetParam());
@@ -111,7 +146,7 @@ TEST_P(LockForkTest, ChildUsesTheLockOnItsOwn)
     EXPECT_EQ(tryInOtherProcess(path, "exclusive"), "held");
 }
 
-TEST_P(LockForkTest, GrandchildInheritsNothingEither)
+TEST_P(LockForkTypesTest, GrandchildInheritsNothingEither)
 {
     const FileLockGuard guard = take(lock, GetParam());
     EXPECT_TRUE(holdsInChild([&] {
@@ -120,7 +155,7 @@ TEST_P(LockForkTest, GrandchildInheritsNothingEither)
     }));
 }
 
-TEST_P(LockForkTest, LockIsFreeWhenTheParentIsKilledWhileAChildLives)
+TEST_P(LockForkTypesTest, LockIsFreeWhenTheParentIsKilledWhileAChildLives)
 {
     int childReports[2];
     int childWaits[2];
@@ -149,7 +184,7 @@ TEST_P(LockForkTest, LockIsFreeWhenTheParentIsKilledWhileAChildLives)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(BothTypes, LockForkTest, testing::Values(FileLock::SHARED, FileLock::EXCLUSIVE),
+INSTANTIATE_TEST_SUITE_P(BothTypes, LockForkTypesTest, testing::Values(FileLock::SHARED, FileLock::EXCLUSIVE),
                          [](const auto& type) {
                              return type.param == FileLock::SHARED ? "shared" : "exclusive";
                          });
