@@ -27,7 +27,7 @@ bool greedyWriters(const Options& options)
     const Shared<ReaderFigures> figures;
     const Shared<std::atomic<std::int64_t>> writerHolds;
     std::vector<Child> children;
-    children.reserve(static_cast<std::size_t>(options.writers + options.processes));
+    children.reserve(static_cast<std::size_t>(options.writers) + static_cast<std::size_t>(options.processes));
     for (int i = 0; i < options.writers; ++i) {
         children.emplace_back([&] { writeInALoop(options, figures->stop, *writerHolds); });
     }
