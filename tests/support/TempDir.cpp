@@ -39,8 +39,8 @@ void writeFile(const std::string& path, const std::string& content)
     // Written over in place: some file systems answer a truncation to nothing with a wait for the disk.
     const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
     const auto size = static_cast<ssize_t>(content.size());
-    const bool written = file != -1 && pwrite(file, content.data(), content.size(), 0) == size &&
-                         ftruncate(file, size) == 0;
+    const bool written =
+        file != -1 && pwrite(file, content.data(), content.size(), 0) == size && ftruncate(file, size) == 0;
     if (file != -1) {
         close(file);
     }
