@@ -5,16 +5,17 @@
 #include <filesystem>
 #include <string>
 
+#include <unistd.h>
+
 /// A folder of this process, removed at its end. In memory where the system has such a place, as it is
 /// written at every run.
 class PrivateFolder {
 public:
     PrivateFolder()
     {
-        std::error_code ignored;
         const std::filesystem::path memory = "/dev/shm";
-        const auto base =
-            std::filesystem::is_directory(memory, ignored) ? memory : std::filesystem::temp_directory_path();
+        const bool writable = access(memory.c_str(), W_OK | X_OK) == 0;
+        const auto base = writable ? memory : std::filesystem::temp_directory_path();
         std::string pattern = (base / "keepsafe-fuzz-XXXXXX").string();
         if (mkdtemp(pattern.data()) == nullptr) {
             std::abort();

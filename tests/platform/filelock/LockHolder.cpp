@@ -95,7 +95,12 @@ std::string Program::readAll()
     return text;
 }
 
-void Program::signal(int number) const { ::kill(pid_, number); }
+void Program::signal(int number) const
+{
+    if (pid_ > 0) { // -1 would reach every process
+        ::kill(pid_, number);
+    }
+}
 
 int Program::finish()
 {

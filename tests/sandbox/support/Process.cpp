@@ -73,7 +73,12 @@ Process::~Process()
     }
 }
 
-void Process::kill() const { ::kill(pid_, SIGKILL); }
+void Process::kill() const
+{
+    if (pid_ > 0) { // -1 would reach every process
+        ::kill(pid_, SIGKILL);
+    }
+}
 
 ProcessEnd Process::wait()
 {

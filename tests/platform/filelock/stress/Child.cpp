@@ -53,7 +53,12 @@ Child& Child::operator=(Child&& other) noexcept
 
 Child::~Child() { kill(); }
 
-void Child::signal(int number) const { ::kill(pid_, number); }
+void Child::signal(int number) const
+{
+    if (pid_ > 0) { // -1 would reach every process
+        ::kill(pid_, number);
+    }
+}
 
 bool Child::waitUntilStopped()
 {
