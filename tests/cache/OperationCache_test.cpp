@@ -258,7 +258,8 @@ public:
     /// Opens since the last call. Equal events in a row may be merged by the kernel only while unread.
     int count()
     {
-        inotify_event events[256];
+        // A watch on a file itself, not on a folder, gives events without a name: all of one size.
+        alignas(inotify_event) char events[256 * sizeof(inotify_event)];
         const ssize_t bytes = read(fd_, events, sizeof events);
         return bytes <= 0 ? 0 : static_cast<int>(static_cast<std::size_t>(bytes) / sizeof(inotify_event));
     }

@@ -24,14 +24,17 @@ thread_local bool counting = false;
 thread_local int allocations = 0;
 thread_local int failAt = -1; ///< number of the one allocation that fails; -1: none
 
+void* allocate(std::size_t size, const std::nothrow_t& /*nothrow*/) noexcept
+{
+    if (counting && allocations++ == failAt) {
+        return nullptr;
+    }
+    return std::malloc(size == 0 ? 1 : size);
+}
+
 void* allocate(std::size_t size)
 {
-    if (counting) {
-        if (allocations++ == failAt) {
-            throw std::bad_alloc();
-        }
-    }
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
+    if (void* memory = allocate(size, std::nothrow)) {
         return memory;
     }
     throw std::bad_alloc();
@@ -62,10 +65,20 @@ public:
 // Not inlined: g++ otherwise takes the pair of an inlined and a called one for a mismatch.
 [[gnu::noinline]] void* operator new(std::size_t size) { return allocate(size); }
 [[gnu::noinline]] void* operator new[](std::size_t size) { return allocate(size); }
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t& nothrow) noexcept
+{
+    return allocate(size, nothrow);
+}
+[[gnu::noinline]] void* operator new[](std::size_t size, const std::nothrow_t& nothrow) noexcept
+{
+    return allocate(size, nothrow);
+}
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete[](void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 
 namespace {
 
