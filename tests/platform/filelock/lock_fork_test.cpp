@@ -172,9 +172,9 @@ TEST_P(LockForkTypesTest, LockIsFreeWhenTheParentIsKilledWhileAChildLives)
         }
         pause();
     }
+    ASSERT_GT(parent, 0);
     char byte = 0;
     ASSERT_EQ(read(childReports[0], &byte, 1), 1);
-    ASSERT_GT(parent, 0);
     kill(parent, SIGKILL);
     waitpid(parent, nullptr, 0);
 
