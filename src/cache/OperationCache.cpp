@@ -28,7 +28,7 @@ ACE_RW_Thread_Mutex operationsMutex;
 void requireLocked(bool locked, const char* assertion)
 {
     if (!locked) {
-        std::fprintf(stderr, "Assertion `%s' failed.\n", assertion);
+        (void)std::fprintf(stderr, "Assertion `%s' failed.\n", assertion);
         std::abort();
     }
 }
@@ -94,7 +94,7 @@ boost::optional<Operation> OperationCache::operator[](const ObjectNamespace& ope
     {
         const ACE_Read_Guard<ACE_RW_Thread_Mutex> readGuard(operationsMutex);
         requireLocked(readGuard.locked(), "read_guard.locked()");
-        if (const auto found = find(operation)) {
+        if (auto found = find(operation)) {
             return found;
         }
     }
@@ -103,11 +103,11 @@ boost::optional<Operation> OperationCache::operator[](const ObjectNamespace& ope
     const ACE_Write_Guard<ACE_RW_Thread_Mutex> writeGuard(operationsMutex);
     requireLocked(writeGuard.locked(), "write_guard.locked()");
     // Another thread may have read the file between the two locks.
-    if (const auto found = find(operation)) {
+    if (auto found = find(operation)) {
         return found;
     }
     load();
-    const auto found = find(operation);
+    auto found = find(operation);
     if (!found) {
         logmsgf(Platform::LOG_LEVEL_ERROR, tag, "Operation %s still not found in cache",
                 operation.toLogStr().c_str());

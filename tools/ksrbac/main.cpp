@@ -38,7 +38,7 @@ int main(int argc, char** argv)
         return static_cast<int>(ksrbac::ExitStatus::OutputFailed);
     }
     // A reader that goes away shows as an error of the write, which has an exit status of its own.
-    std::signal(SIGPIPE, SIG_IGN);
+    (void)std::signal(SIGPIPE, SIG_IGN);
     ksrbac::DescriptorSink results(STDOUT_FILENO);
     ksrbac::DescriptorSink messages(STDERR_FILENO);
     ksrbac::Console console(results, messages);

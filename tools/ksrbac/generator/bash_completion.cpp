@@ -105,7 +105,7 @@ void addOptions(const std::string& name, const CLI::App& from, std::string& word
             if (known) {
                 continue; // the command's own --help stands for that of the commands above it
             }
-            words += (words.empty() ? "" : " ") + dashed;
+            words.append(words.empty() ? "" : " ").append(dashed);
             if (takesValue(*option)) {
                 tables.values += entry(name + ' ' + dashed, option->get_type_name());
             }

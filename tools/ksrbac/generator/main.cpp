@@ -14,14 +14,14 @@ int main(int argc, char** argv)
     try {
         const std::string what = argc == 2 ? argv[1] : "";
         if (what != "completion" && what != "manual") {
-            std::fputs("usage: ksrbac-describe completion|manual\n", stderr);
+            (void)std::fputs("usage: ksrbac-describe completion|manual\n", stderr);
             return 2;
         }
         const std::string text = what == "completion" ? ksrbac::bashCompletion() : ksrbac::manualSections();
         const bool isWritten = std::fputs(text.c_str(), stdout) != EOF && std::fflush(stdout) == 0;
         return isWritten ? 0 : 1;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "ksrbac-describe: %s\n", error.what());
+        (void)std::fprintf(stderr, "ksrbac-describe: %s\n", error.what());
         return 1;
     }
 }

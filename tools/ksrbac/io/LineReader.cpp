@@ -15,7 +15,7 @@ namespace ksrbac {
 
 namespace {
 
-constexpr std::size_t BUFFER_BYTES = 64 * 1024;
+constexpr std::size_t BUFFER_BYTES = std::size_t{64} * 1024;
 
 [[noreturn]] void throwUnreadable(const std::string& name, int error)
 {
