@@ -107,7 +107,8 @@ void addOptions(const std::string& name, const CLI::App& from, std::string& word
             }
             words.append(words.empty() ? "" : " ").append(dashed);
             if (takesValue(*option)) {
-                tables.values += entry(name + ' ' + dashed, option->get_type_name());
+                tables.values +=
+                    entry(std::string(name).append(1, ' ').append(dashed), option->get_type_name());
             }
         }
     }

@@ -36,7 +36,7 @@ void appendAscii(std::string& out, char c)
         out += c;
     } else if (static_cast<unsigned char>(c) < 0x20) {
         char escape[8];
-        std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
+        (void)std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
         out += escape;
     } else {
         out += c;
@@ -96,7 +96,7 @@ JsonObject& JsonObject::add(std::string_view name, std::uint64_t value)
 JsonObject& JsonObject::add(std::string_view name, double value)
 {
     char text[32];
-    std::snprintf(text, sizeof text, "%.4f", value);
+    (void)std::snprintf(text, sizeof text, "%.4f", value);
     return addJson(name, text);
 }
 

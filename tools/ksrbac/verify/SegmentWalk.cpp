@@ -60,7 +60,8 @@ std::string SegmentWalk::reached() const
 std::string SegmentWalk::keyText(std::int64_t key) const
 {
     char number[16];
-    std::snprintf(number, sizeof number, "0x%08X", static_cast<unsigned>(static_cast<std::uint32_t>(key)));
+    (void)std::snprintf(number, sizeof number, "0x%08X",
+                        static_cast<unsigned>(static_cast<std::uint32_t>(key)));
     return std::string(number) + " \"" + escapeForMessage(segmentText(static_cast<std::int32_t>(key))) + '"';
 }
 

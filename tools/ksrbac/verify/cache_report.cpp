@@ -38,19 +38,19 @@ RecordFileReport describeFile(const std::string& name, const CacheFiles::Map& ma
 const MetadataHeader* checkHeader(const CacheFiles::Map& map, CacheReport& report, FaultList& faults)
 {
     constexpr std::size_t flagByte = offsetof(MetadataHeader, writeInProgress);
-    const std::string& file = AccessCache::METADATA_FILE_NAME;
     report.metadataBytes = map.size();
     report.writeInProgress = map.size() > flagByte && map.address()[flagByte] != std::byte{0};
     if (report.writeInProgress) {
         faults.add([&] {
-            return Fault{file, flagByte, "write in progress: the last write was interrupted", ""};
+            return Fault{AccessCache::METADATA_FILE_NAME, flagByte,
+                         "write in progress: the last write was interrupted", ""};
         });
     }
     const MetadataHeader* header = RecordView<MetadataHeader>(map.region()).find(0);
     if (header == nullptr) {
         const std::string what =
             "the header of " + std::to_string(sizeof(MetadataHeader)) + " bytes is cut short";
-        faults.add([&] { return Fault{file, map.size(), what, ""}; });
+        faults.add([&] { return Fault{AccessCache::METADATA_FILE_NAME, map.size(), what, ""}; });
     }
     return header;
 }
