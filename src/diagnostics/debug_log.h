@@ -1,0 +1,42 @@
+#ifndef KEEPSAFE_DIAGNOSTICS_DEBUG_LOG_H
+#define KEEPSAFE_DIAGNOSTICS_DEBUG_LOG_H
+
+#include <sstream>
+#include <string_view>
+
+#include <keepsafe/platform/log/KSLogger.h>
+
+namespace Tessara::Keepsafe::diagnostics {
+
+/// Who speaks, how important it is, and where in the source: made at the place of the call.
+struct DebugOrigin {
+    DebugOrigin(const char* tag, int level, const char* file = __builtin_FILE(),
+                int line = __builtin_LINE()) noexcept
+        : tag(tag), level(level), file(file), line(line)
+    {
+    }
+
+    const char* tag;
+    int level;
+    std::string_view file;
+    int line;
+};
+
+/// Writes the parts one after the other, and the source location in parentheses, to the process's default
+/// logger, when there is one and it wants messages of this level. No text is built otherwise.
+template <typename... Parts>
+void debugLog(const DebugOrigin& origin, const Parts&... parts)
+{
+    KSLogger* const logger = KSLogger::s_default;
+    if (logger == nullptr || logger->level() < origin.level) {
+        return;
+    }
+    std::ostringstream text;
+    (text << ... << parts);
+    text << '(' << origin.file.substr(origin.file.rfind('/') + 1) << ':' << origin.line << ')';
+    logger->logDebug(origin.tag, origin.level, text.str());
+}
+
+} // namespace Tessara::Keepsafe::diagnostics
+
+#endif
