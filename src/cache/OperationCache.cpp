@@ -15,6 +15,7 @@
 #include <keepsafe/platform/status/status_codes.h>
 
 #include "json_file.h"
+#include "require.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -22,16 +23,6 @@ namespace {
 
 /// Guards the maps of all operation caches of the process. Lock order: this mutex, then the file lock.
 ACE_RW_Thread_Mutex operationsMutex;
-
-/// Stops the program: to go on without the mutex would read a map that another thread changes. Unlike
-/// `assert` it does not vanish from optimised builds.
-void requireLocked(bool locked, const char* assertion)
-{
-    if (!locked) {
-        (void)std::fprintf(stderr, "Assertion `%s' failed.\n", assertion);
-        std::abort();
-    }
-}
 
 [[noreturn]] void throwUnreadable(const char* reason)
 {
@@ -93,7 +84,7 @@ boost::optional<Operation> OperationCache::operator[](const ObjectNamespace& ope
     constexpr char tag[] = "OperationCache::operator[]";
     {
         const ACE_Read_Guard<ACE_RW_Thread_Mutex> readGuard(operationsMutex);
-        requireLocked(readGuard.locked(), "read_guard.locked()");
+        diagnostics::require(readGuard.locked(), "read_guard.locked()");
         if (auto found = find(operation)) {
             return found;
         }
@@ -101,7 +92,7 @@ boost::optional<Operation> OperationCache::operator[](const ObjectNamespace& ope
     logmsgf(Platform::LOG_LEVEL_NOTABLE, tag, "Operation %s not found in cache; reloading from disk",
             operation.toLogStr().c_str());
     const ACE_Write_Guard<ACE_RW_Thread_Mutex> writeGuard(operationsMutex);
-    requireLocked(writeGuard.locked(), "write_guard.locked()");
+    diagnostics::require(writeGuard.locked(), "write_guard.locked()");
     // Another thread may have read the file between the two locks.
     if (auto found = find(operation)) {
         return found;
@@ -118,7 +109,7 @@ boost::optional<Operation> OperationCache::operator[](const ObjectNamespace& ope
 std::map<ObjectNamespace, Operation> OperationCache::operations() const
 {
     const ACE_Read_Guard<ACE_RW_Thread_Mutex> readGuard(operationsMutex);
-    requireLocked(readGuard.locked(), "read_guard.locked()");
+    diagnostics::require(readGuard.locked(), "read_guard.locked()");
     return operations_;
 }
 

@@ -1,0 +1,7 @@
+#include <keepsafe/dbaccess/RBACQueryMgr.h>
+
+namespace Tessara::Keepsafe {
+
+RBACQueryMgr::~RBACQueryMgr() = default;
+
+} // namespace Tessara::Keepsafe

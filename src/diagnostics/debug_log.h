@@ -10,9 +10,9 @@ namespace Tessara::Keepsafe::diagnostics {
 
 /// Who speaks, how important it is, and where in the source: made at the place of the call.
 struct DebugOrigin {
-    DebugOrigin(const char* tag, int level, const char* file = __builtin_FILE(),
-                int line = __builtin_LINE()) noexcept
-        : tag(tag), level(level), file(file), line(line)
+    DebugOrigin(const char* speaker, int importance, const char* sourceFile = __builtin_FILE(),
+                int sourceLine = __builtin_LINE()) noexcept
+        : tag(speaker), level(importance), file(sourceFile), line(sourceLine)
     {
     }
 

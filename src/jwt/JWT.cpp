@@ -1,0 +1,190 @@
+#include <keepsafe/jwt/JWT.h>
+
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include <jansson.h>
+
+#include <keepsafe/jwt/JWTSSLApi.h>
+#include <keepsafe/jwt/JWTUtil.h>
+#include <keepsafe/platform/log/logmsg.h>
+#include <keepsafe/platform/status/status_codes.h>
+
+namespace Tessara::Keepsafe {
+
+namespace {
+
+constexpr char NOT_A_STRING[] = "JWT is invalid. JSON object is not of type string";
+constexpr char NOT_AN_INTEGER[] = "JWT is invalid. JSON object is not of type integer";
+
+void logError(const char* tag, const char* message)
+{
+    logmsgf(Platform::LOG_LEVEL_ERROR, tag, "%s", message);
+}
+
+/// The string claim `name`, borrowed from `payload`. Returns 0 or 8002, with a line under `tag`.
+int readString(const json_t* payload, const char* name, const char* tag, const char* wrongType,
+               const char*& value)
+{
+    if (payload == nullptr) {
+        logError(tag, "JSON Payload Object is null. JWT Object is not initialized correctly");
+        return Status::TOKEN_INVALID;
+    }
+    const json_t* const claim = json_object_get(payload, name);
+    if (!json_is_string(claim)) {
+        logError(tag, wrongType);
+        return Status::TOKEN_INVALID;
+    }
+    value = json_string_value(claim);
+    return Status::SUCCESS;
+}
+
+/// The claim "exp". Returns 0 or 8002, with a line under `tag`.
+int readExpiry(const json_t* payload, const char* tag, long long& value)
+{
+    if (payload == nullptr) {
+        logError(tag, "JSON Payload Object is null. JWT Object is not initialized correctly");
+        return Status::TOKEN_INVALID;
+    }
+    const json_t* const claim = json_object_get(payload, "exp");
+    if (!json_is_integer(claim)) {
+        logError(tag, NOT_AN_INTEGER);
+        return Status::TOKEN_INVALID;
+    }
+    value = json_integer_value(claim);
+    return Status::SUCCESS;
+}
+
+/// The token object of a text, owned; null after a failure.
+std::unique_ptr<const JWT> parse(const std::string& token, int& status)
+{
+    JWT* jwt = nullptr;
+    status = JWT::createJWT(token, jwt);
+    return std::unique_ptr<const JWT>(jwt);
+}
+
+} // namespace
+
+JWT::JWT(const std::string& token) : token_(token) {}
+
+JWT::~JWT() { json_decref(payloadObject_); }
+
+int JWT::createJWT(std::string token, JWT*& jwt)
+{
+    jwt = new JWT(token);
+    const int status = jwt->init(token);
+    if (status != Status::SUCCESS) {
+        delete jwt;
+        jwt = nullptr;
+    }
+    return status;
+}
+
+int JWT::init(const std::string& token)
+{
+    std::vector<std::string> parts;
+    const int split = JWTUtil::tokenizeJWT(token, parts);
+    if (split != Status::SUCCESS) {
+        return split;
+    }
+    headerPart_ = std::move(parts[0]);
+    payloadPart_ = std::move(parts[1]);
+    signaturePart_ = std::move(parts[2]);
+
+    unsigned char* decoded = nullptr;
+    int decodedLength = 0;
+    const int decoding = JWTSSLApi::B64DecodeURL(payloadPart_, decoded, decodedLength);
+    if (decoding != Status::SUCCESS) {
+        return decoding;
+    }
+    const std::unique_ptr<const unsigned char[]> text(decoded);
+    return loadJSONPayload(text.get());
+}
+
+int JWT::loadJSONPayload(const unsigned char* text)
+{
+    json_decref(payloadObject_);
+    json_error_t error;
+    payloadObject_ = json_loads(text == nullptr ? "" : reinterpret_cast<const char*>(text), 0, &error);
+    if (!json_is_object(payloadObject_)) {
+        logError("JWT::loadJSON", "Error in loading json");
+        return Status::MALFORMED_DOCUMENT;
+    }
+    return Status::SUCCESS;
+}
+
+int JWT::getJwtId(std::string& jti) const
+{
+    const char* value = nullptr;
+    const int status = readString(payloadObject_, "jti", "JWT::getJwtId",
+                                  "JWT is invalid. JTI claim JSON object is not of type string", value);
+    if (status == Status::SUCCESS) {
+        jti = value;
+    }
+    return status;
+}
+
+int JWT::getSubject(std::string& sub) const
+{
+    const char* value = nullptr;
+    const int status = readString(payloadObject_, "sub", "JWT::getSubject", NOT_A_STRING, value);
+    if (status == Status::SUCCESS) {
+        sub = value;
+    }
+    return status;
+}
+
+int JWT::getExpiry(long long& exp) const { return readExpiry(payloadObject_, "JWT::getExpiry", exp); }
+
+int JWT::isExpired(bool& expired) const
+{
+    expired = true;
+    long long exp = 0;
+    const int status = readExpiry(payloadObject_, "JWT::isExpired", exp);
+    if (status != Status::SUCCESS) {
+        return status;
+    }
+    const long long nowMilliseconds = static_cast<long long>(std::time(nullptr)) * 1000;
+    expired = exp < nowMilliseconds;
+    return Status::SUCCESS;
+}
+
+int JWT::isMachineCheck(const std::string& token, bool& isMachine)
+{
+    constexpr char TAG[] = "isMachineCheck";
+    isMachine = false;
+    int status = Status::SUCCESS;
+    const std::unique_ptr<const JWT> jwt = parse(token, status);
+    if (status != Status::SUCCESS) {
+        logError(TAG, "failed to create JWT");
+        return status;
+    }
+    const char* value = nullptr;
+    status = readString(jwt->payload(), "is_machine", TAG, NOT_A_STRING, value);
+    if (status == Status::SUCCESS) {
+        isMachine = std::strcmp(value, "true") == 0;
+    }
+    return status;
+}
+
+char* JWT::extractSubject(const std::string& token)
+{
+    constexpr char TAG[] = "extractSubject";
+    int status = Status::SUCCESS;
+    const std::unique_ptr<const JWT> jwt = parse(token, status);
+    if (status != Status::SUCCESS) {
+        logError(TAG, "failed to create JWT");
+        return nullptr;
+    }
+    std::string subject;
+    if (jwt->getSubject(subject) != Status::SUCCESS) {
+        logError(TAG, "JWT getSubject failed");
+        return nullptr;
+    }
+    return strdup(subject.c_str());
+}
+
+} // namespace Tessara::Keepsafe

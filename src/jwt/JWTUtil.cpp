@@ -1,0 +1,71 @@
+#include <keepsafe/jwt/JWTUtil.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <fstream>
+#include <sstream>
+
+#include <keepsafe/platform/config/installation.h>
+#include <keepsafe/platform/log/logmsg.h>
+#include <keepsafe/platform/status/status_codes.h>
+
+#include "debug_messages.h"
+
+namespace Tessara::Keepsafe {
+
+namespace {
+
+/// The key file's place under the installation root.
+constexpr char PUBLIC_KEY_FILE[] = "/var/global/tssec/jwtkeys/jwtPublicKey";
+
+constexpr char LOAD_KEY_TAG[] = "JWTSSLApi::loadJwtPublicKey";
+
+} // namespace
+
+int JWTUtil::tokenizeJWT(const std::string& token, std::vector<std::string>& parts)
+{
+    if (std::count(token.begin(), token.end(), '.') != 2) {
+        logmsgf(Platform::LOG_LEVEL_ERROR, "JWT::tokenizeJWT", "JWT Token is invalid");
+        return Status::TOKEN_INVALID;
+    }
+    const std::size_t first = token.find('.');
+    const std::size_t second = token.find('.', first + 1);
+    parts.push_back(token.substr(0, first));
+    parts.push_back(token.substr(first + 1, second - first - 1));
+    parts.push_back(token.substr(second + 1));
+    const bool hasEmptyPart = parts[0].empty() || parts[1].empty() || parts[2].empty();
+    return hasEmptyPart ? Status::TOKEN_INVALID : Status::SUCCESS;
+}
+
+int JWTUtil::loadJwtPublicKey(std::string& key)
+{
+    std::ifstream file;
+    file.exceptions(std::ios::failbit | std::ios::badbit);
+    try {
+        file.open(Platform::installationRoot() + PUBLIC_KEY_FILE);
+    } catch (const std::ios::failure& failure) {
+        logmsgf(Platform::LOG_LEVEL_ERROR, LOAD_KEY_TAG, "failed to open jwt public key file. Error = %s ",
+                failure.what());
+        return Status::CACHE_UNUSABLE;
+    }
+    debugMessage(LOAD_KEY_TAG, "successfully opened jwt public key file");
+
+    int status = Status::SUCCESS;
+    std::stringstream text;
+    try {
+        text << file.rdbuf();
+        if (text.fail()) {
+            // Nothing was copied: the file is empty, or it cannot be read, and then this raises.
+            file.peek();
+        }
+        debugMessage(LOAD_KEY_TAG, "successfully read jwt public key file");
+    } catch (const std::ios::failure& failure) {
+        logmsgf(Platform::LOG_LEVEL_ERROR, LOAD_KEY_TAG, "failed to read jwt public key file. Error = %s ",
+                failure.what());
+        status = Status::FILE_UNREADABLE;
+    }
+    key = text.str();
+    return status;
+}
+
+} // namespace Tessara::Keepsafe

@@ -1,0 +1,7 @@
+#include <keepsafe/jwt/RBACJwtParser.h>
+
+namespace Tessara::Keepsafe {
+
+RBACJwtParser::~RBACJwtParser() = default;
+
+} // namespace Tessara::Keepsafe

@@ -29,8 +29,8 @@ public:
                                               std::list<std::string>& criteria) override;
     [[nodiscard]] int fetchAzToken(const std::string& sessionToken, std::string& azToken) override;
 
-    static const char* SELECT_ACCESS_TOKEN_DETAILS;
-    static const char* SELECT_ACCESS_TOKEN_DETAILS_FROM;
+    static const char* const SELECT_ACCESS_TOKEN_DETAILS;
+    static const char* const SELECT_ACCESS_TOKEN_DETAILS_FROM;
 
     /// A row of the criteria query: criteria id, collection key, document.
     static const Tessara::Dal::DalOdbcView::BindingStruct collectionCriteriaBinding[3];

@@ -5,6 +5,7 @@
 
 #include <boost/make_shared.hpp>
 
+#include <keepsafe/jwt/JWTHandler.h>
 #include <keepsafe/platform/log/logmsg.h>
 #include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/platform/status/status_codes.h>
@@ -28,14 +29,18 @@ DiskAccessControlClient::DiskAccessControlClient(const ObjectNamespace& objectNa
 {
 }
 
-int DiskAccessControlClient::createAccessChecker(Tessara::Dal::DbConnectionManager* /*dbConnectionManager*/,
-                                                 const std::string& /*sessionToken*/,
-                                                 const ObjectNamespace& /*operation*/, int /*reserved*/,
-                                                 boost::shared_ptr<const AccessChecker>& /*checker*/)
+int DiskAccessControlClient::createAccessChecker(Tessara::Dal::DbConnectionManager* dbConnectionManager,
+                                                 const std::string& sessionToken,
+                                                 const ObjectNamespace& operation, int reserved,
+                                                 boost::shared_ptr<const AccessChecker>& checker)
 {
-    const int status = Status::DATABASE_UNAVAILABLE;
-    logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Failed to extract role IDs from ID token, error=%d", status);
-    return status;
+    std::set<int> roleIds;
+    const int status = JWTHandler().getRoleIds(dbConnectionManager, sessionToken, roleIds);
+    if (status != Status::SUCCESS) {
+        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Failed to extract role IDs from ID token, error=%d", status);
+        return status;
+    }
+    return createAccessChecker(roleIds, operation, reserved, checker);
 }
 
 int DiskAccessControlClient::createAccessChecker(const std::set<int>& roleIds,

@@ -169,6 +169,13 @@ protected:
     ~DbConnection() = default;
 };
 
+/// A connection of a manager's pool.
+class KEEPSAFE_API SSRDbConnection : public DbConnection {
+protected:
+    SSRDbConnection() = default;
+    ~SSRDbConnection() = default;
+};
+
 /// Borrows a connection of a manager while it lives; waits for one when all are lent, as long as a connection
 /// attempt may take.
 class KEEPSAFE_API SSRGuard {

@@ -1,0 +1,21 @@
+#ifndef KEEPSAFE_DIAGNOSTICS_REQUIRE_H
+#define KEEPSAFE_DIAGNOSTICS_REQUIRE_H
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace Tessara::Keepsafe::diagnostics {
+
+/// Stops the program when an assertion does not hold that nothing could be done after: unlike `assert` it
+/// does not vanish from optimised builds.
+inline void require(bool holds, const char* assertion)
+{
+    if (!holds) {
+        (void)std::fprintf(stderr, "Assertion `%s' failed.\n", assertion);
+        std::abort();
+    }
+}
+
+} // namespace Tessara::Keepsafe::diagnostics
+
+#endif
