@@ -14,6 +14,7 @@
 
 #include "cli/command_line.h"
 #include "commands/commands.h"
+#include "log/library_logger.h"
 
 namespace ksrbac {
 
@@ -42,6 +43,7 @@ void configure(const GlobalOptions& options)
     if (options.logLevel) {
         Platform::setLogThreshold(*options.logLevel);
     }
+    setLibraryLogger(Platform::logThreshold());
 }
 
 /// One overload per command.
@@ -64,6 +66,18 @@ struct Runner {
         return runCacheVerify(options, json, console);
     }
     ExitStatus operator()(const OperationsOptions& /*options*/) const { return runOperations(json, console); }
+    ExitStatus operator()(const TokenVerifyOptions& options) const
+    {
+        return runTokenVerify(options, json, console);
+    }
+    ExitStatus operator()(const TokenShowOptions& options) const
+    {
+        return runTokenShow(options, json, console);
+    }
+    ExitStatus operator()(const TokenRolesOptions& options) const
+    {
+        return runTokenRoles(options, json, console);
+    }
 };
 
 ExitStatus run(const std::vector<std::string>& arguments, Console& console)

@@ -127,6 +127,12 @@ TEST_F(Check, UsageErrorsEndWithTwoBeforeAnythingIsAnswered)
     expectUsageError({}, "A subcommand is required");
     expectUsageError({"check", cache, operation, "--roles=1"},
                      "check: give objects as arguments or with --objects-from");
+    expectUsageError({"check", cache, operation, "|A|"},
+                     "check: give either --roles or --session-token-file");
+    expectUsageError({"check", cache, operation, "--roles=1", "--session-token-file=-", "|A|"},
+                     "check: give either --roles or --session-token-file");
+    expectUsageError({"check", cache, operation, "--session-token-file=-", "--objects-from=-"},
+                     "check: --session-token-file and --objects-from cannot both be standard input");
     expectUsageError({"check", cache, operation, "--roles=1,b", "|A|"},
                      "--roles: item 2, \"b\", is not a role id");
     expectUsageError({"check", cache, "--operation=VIEW", "--roles=1", "|A|"},

@@ -221,8 +221,17 @@ class Help : public KsrbacTest {};
 
 TEST_F(Help, OfEveryCommandHasAnExample)
 {
-    for (const std::vector<std::string>& command : std::vector<std::vector<std::string>>{
-             {}, {"check"}, {"cache"}, {"cache", "info"}, {"cache", "verify"}, {"operations"}}) {
+    for (const std::vector<std::string>& command :
+         std::vector<std::vector<std::string>>{{},
+                                               {"check"},
+                                               {"cache"},
+                                               {"cache", "info"},
+                                               {"cache", "verify"},
+                                               {"operations"},
+                                               {"token"},
+                                               {"token", "verify"},
+                                               {"token", "show"},
+                                               {"token", "roles"}}) {
         std::string name = "ksrbac";
         std::vector<std::string> arguments{KSRBAC_BINARY};
         for (const std::string& word : command) {

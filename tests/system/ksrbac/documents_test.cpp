@@ -29,7 +29,7 @@ protected:
 
 TEST_F(Completion, OffersCommandsAndTheirOptions)
 {
-    EXPECT_EQ(offered({"ksrbac", ""}), "check\ncache\noperations\n");
+    EXPECT_EQ(offered({"ksrbac", ""}), "check\ncache\noperations\ntoken\n");
     EXPECT_EQ(offered({"ksrbac", "cache", "v"}), "verify\n");
     EXPECT_EQ(offered({"ksrbac", "cache", "verify", "--m"}), "--max-faults\n");
     EXPECT_EQ(offered({"ksrbac", "--log-level", "4", "op"}), "operations\n");
@@ -51,6 +51,14 @@ TEST_F(Completion, OffersFilesForAList)
               root_.path("objects.txt") + "\n");
 }
 
+TEST_F(Completion, OffersFilesForAToken)
+{
+    writeFile(root_.path("token"), "");
+    const std::string path = root_.path("token") + "\n";
+    EXPECT_EQ(offered({"ksrbac", "check", "--session-token-file", root_.path("tok")}), path);
+    EXPECT_EQ(offered({"ksrbac", "token", "verify", root_.path("tok")}), path);
+}
+
 TEST_F(Completion, OffersNothingForFreeText)
 {
     EXPECT_EQ(offered({"ksrbac", "check", "--operation", ""}), "");
@@ -60,9 +68,10 @@ TEST_F(Completion, OffersNothingForFreeText)
 TEST(ManualPage, HasTheSectionsOfAManualPage)
 {
     const std::string page = readFile(KSRBAC_MANUAL);
-    for (const char* part : {".TH KSRBAC \"1\"", ".SH NAME\nksrbac \\- ask and examine access caches",
-                             ".SH SYNOPSIS", ".SH DESCRIPTION", ".SH OPTIONS", "\\fB\\-\\-root\\fR DIR",
-                             ".SH COMMANDS", ".SS \"ksrbac cache verify\"", ".SH FILES"}) {
+    for (const char* part :
+         {".TH KSRBAC \"1\"", ".SH NAME\nksrbac \\- ask access caches, and examine caches and tokens",
+          ".SH SYNOPSIS", ".SH DESCRIPTION", ".SH OPTIONS", "\\fB\\-\\-root\\fR DIR", ".SH COMMANDS",
+          ".SS \"ksrbac cache verify\"", ".SS \"ksrbac token show\"", ".SH FILES"}) {
         EXPECT_NE(page.find(part), std::string::npos) << part;
     }
 }

@@ -111,6 +111,27 @@ TEST(CommandLine, WithoutGlobalOptionsNothingIsDecidedForThem)
     EXPECT_TRUE(std::holds_alternative<ksrbac::OperationsOptions>(invocation.command));
 }
 
+TEST(CommandLine, RolesAndASessionTokenStayApart)
+{
+    const auto roles = parseCommandLine({"check", "--cache=c", "--operation=|O|", "--roles=", "|A|"});
+    EXPECT_FALSE(checkOptions(roles).sessionTokenFile.has_value());
+    const auto token =
+        parseCommandLine({"check", "--cache=c", "--operation=|O|", "--session-token-file", "-", "|A|"});
+    EXPECT_EQ(checkOptions(token).sessionTokenFile, "-");
+    EXPECT_FALSE(checkOptions(token).roles.has_value());
+}
+
+TEST(CommandLine, TokensAreNamedByTheFileThatHoldsThem)
+{
+    using ksrbac::TokenRolesOptions;
+    using ksrbac::TokenShowOptions;
+    using ksrbac::TokenVerifyOptions;
+    EXPECT_EQ(std::get<TokenVerifyOptions>(parseCommandLine({"token", "verify", "f"}).command).tokenFile,
+              "f");
+    EXPECT_EQ(std::get<TokenShowOptions>(parseCommandLine({"token", "show", "-"}).command).tokenFile, "-");
+    EXPECT_EQ(std::get<TokenRolesOptions>(parseCommandLine({"token", "roles", "f"}).command).tokenFile, "f");
+}
+
 TEST(CommandLine, AnEmptyRoleListDoesNotSwallowTheNextArgument)
 {
     const auto invocation = parseCommandLine({"check", "--cache=c", "--operation=|O|", "--roles=", "|A|"});
@@ -150,7 +171,7 @@ TEST(CommandLine, UsageErrorsNameWhatIsWrong)
     EXPECT_EQ(message({"cache", "info"}), "CACHE is required");
     EXPECT_EQ(message({"check", "--operation=|O|", "--roles=1"}), "--cache is required");
     EXPECT_EQ(message({"check", "--cache=c", "--roles=1"}), "--operation is required");
-    EXPECT_EQ(message({"check", "--cache=c", "--operation=|O|"}), "--roles is required");
+    EXPECT_EQ(message({"token", "verify"}), "FILE is required");
     EXPECT_EQ(message({"operations", "--log-level", "high"}), "Could not convert: --log-level = high");
     EXPECT_EQ(message({"operations", "--colour"}), "The following argument was not expected: --colour");
     EXPECT_EQ(message({"operations", "extra"}), "The following argument was not expected: extra");
@@ -164,10 +185,11 @@ TEST(CommandLine, HelpIsThatOfTheCommandNamed)
     };
     EXPECT_EQ(help({"--help"}), "Usage: ksrbac [OPTION]... COMMAND");
     EXPECT_EQ(help({"check", "-h"}),
-              "Usage: ksrbac check [OPTION]... --cache ID_OR_DIR --operation NS --roles IDS [OBJECT...]");
+              "Usage: ksrbac check [OPTION]... --cache ID_OR_DIR --operation NS [OBJECT...]");
     EXPECT_EQ(help({"cache", "--help"}), "Usage: ksrbac cache [OPTION]... COMMAND");
     EXPECT_EQ(help({"cache", "verify", "--help"}), "Usage: ksrbac cache verify [OPTION]... CACHE");
     EXPECT_EQ(help({"operations", "--help"}), "Usage: ksrbac operations [OPTION]...");
+    EXPECT_EQ(help({"token", "show", "--help"}), "Usage: ksrbac token show [OPTION]... FILE");
 }
 
 } // namespace

@@ -15,20 +15,24 @@ bool contains(const std::string& text, const std::string& part)
 TEST(BashCompletion, KnowsCommandsOptionsAndValues)
 {
     const std::string script = ksrbac::bashCompletion();
-    EXPECT_TRUE(contains(script, "['ksrbac']='check cache operations'\n")) << script;
+    EXPECT_TRUE(contains(script, "['ksrbac']='check cache operations token'\n")) << script;
     EXPECT_TRUE(contains(script, "['ksrbac cache']='info verify'\n"));
     EXPECT_TRUE(contains(script, "['ksrbac cache verify']='-h --help --max-faults --version --root --json "
                                  "--log-level'\n"));
     EXPECT_TRUE(contains(script, "['ksrbac check --cache']='ID_OR_DIR'\n"));
     EXPECT_TRUE(contains(script, "['ksrbac check --root']='DIR'\n"));
     EXPECT_TRUE(contains(script, "['ksrbac cache info']='ID_OR_DIR'\n"));
+    EXPECT_TRUE(contains(script, "['ksrbac token']='verify show roles'\n"));
+    EXPECT_TRUE(contains(script, "['ksrbac token verify']='FILE|-'\n"));
+    EXPECT_TRUE(contains(script, "['ksrbac check --session-token-file']='FILE|-'\n"));
 }
 
 TEST(ManualSections, HoldTheHelpOfEveryCommand)
 {
     const std::string sections = ksrbac::manualSections();
     for (const char* command :
-         {"ksrbac check", "ksrbac cache", "ksrbac cache info", "ksrbac cache verify", "ksrbac operations"}) {
+         {"ksrbac check", "ksrbac cache", "ksrbac cache info", "ksrbac cache verify", "ksrbac operations",
+          "ksrbac token", "ksrbac token verify", "ksrbac token show", "ksrbac token roles"}) {
         EXPECT_TRUE(contains(sections, std::string(".SS \"") + command + "\"\n")) << command;
     }
     EXPECT_TRUE(contains(sections, "\\-\\-objects\\-from FILE|\\-"));

@@ -19,7 +19,8 @@ struct GlobalOptions {
 struct CheckOptions {
     std::string cache;
     std::string operation;
-    std::string roles;
+    std::optional<std::string> roles;
+    std::optional<std::string> sessionTokenFile;
     std::optional<std::string> objectsFrom;
     std::vector<std::string> objects;
 };
@@ -36,13 +37,26 @@ struct CacheVerifyOptions {
 
 struct OperationsOptions {};
 
+/// A token is named by the file that holds it, never given as an argument, which other users could read.
+struct TokenVerifyOptions {
+    std::string tokenFile;
+};
+
+struct TokenShowOptions {
+    std::string tokenFile;
+};
+
+struct TokenRolesOptions {
+    std::string tokenFile;
+};
+
 /// What the user asked to be told about the program itself.
 struct ProgramText {
     std::string text;
 };
 
-using Command =
-    std::variant<ProgramText, CheckOptions, CacheInfoOptions, CacheVerifyOptions, OperationsOptions>;
+using Command = std::variant<ProgramText, CheckOptions, CacheInfoOptions, CacheVerifyOptions,
+                             OperationsOptions, TokenVerifyOptions, TokenShowOptions, TokenRolesOptions>;
 
 struct Invocation {
     GlobalOptions global;

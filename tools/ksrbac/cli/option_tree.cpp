@@ -11,14 +11,12 @@ namespace ksrbac {
 
 namespace {
 
-// The first line of a description stands for the command in the list of commands.
-
 constexpr char PROGRAM_FOOTER[] =
     R"(Run 'ksrbac COMMAND --help' for more on a command.
 
 Exit status:
-  0    all allowed; no fault found; listed
-  1    some denied; faults found
+  0    all allowed; no fault found; valid; listed
+  1    some denied; faults found; not valid
   2    usage error, or an input that is malformed or cannot be read
   3    the library reported a status or failed
   4    standard output could not be written
@@ -28,6 +26,12 @@ Example:
 
 constexpr char CHECK_DESCRIPTION[] =
     R"(Decide whether roles may perform an operation on objects.
+
+Whose roles: those of --roles, or those of the owner of a session token, which
+--session-token-file reads from a file or from standard input. The token is
+verified and its roles are looked up in the database as in every process of the
+product; a token that is not valid, has expired or is not known to the database
+ends the command with 3. Exactly one of the two options is needed.
 
 Prints one line per object, in order: "allow" or "deny", a tab, and the object
 as it was given. With --json it prints {"object":...,"operation":...,
@@ -54,7 +58,9 @@ constexpr char CHECK_FOOTER[] =
   ksrbac check --cache main --operation '|OPERATIONS|VIEW|' --roles 17,3 \
     '|KEEPSAFE|PROTECTION|'
   ksrbac check --cache ./cache --operation '|OPERATIONS|VIEW|' --roles=-5,3 \
-    --objects-from objects.txt)";
+    --objects-from objects.txt
+  ksrbac check --cache main --operation '|OPERATIONS|VIEW|' \
+    --session-token-file token '|KEEPSAFE|PROTECTION|')";
 
 constexpr char CACHE_FOOTER[] = R"(Example:
   ksrbac cache verify main)";
@@ -107,14 +113,6 @@ Exit status: 0 listed, 2 usage error, 3 the library reported a status or failed,
 constexpr char OPERATIONS_FOOTER[] = R"(Example:
   ksrbac operations --json)";
 
-CLI::App* addCommand(CLI::App& parent, const char* name, const char* description, const char* footer)
-{
-    CLI::App* command = parent.add_subcommand(name, description);
-    command->group("Commands");
-    command->footer(footer);
-    return command;
-}
-
 /// The parser would take -1, and numbers that do not fit, for the largest number.
 std::string requireDigits(const std::string& text)
 {
@@ -126,7 +124,15 @@ std::string requireDigits(const std::string& text)
 
 } // namespace
 
-OptionTree::OptionTree() : app_("Ask access caches for decisions, and examine them.", "ksrbac")
+CLI::App* addCommand(CLI::App& parent, const char* name, const char* description, const char* footer)
+{
+    CLI::App* command = parent.add_subcommand(name, description);
+    command->group("Commands");
+    command->footer(footer);
+    return command;
+}
+
+OptionTree::OptionTree() : app_("Ask access caches for decisions, and examine caches and tokens.", "ksrbac")
 {
     app_.formatter(std::make_shared<HelpFormatter>());
     app_.set_help_flag("-h,--help", "Show this help and exit");
@@ -137,6 +143,7 @@ OptionTree::OptionTree() : app_("Ask access caches for decisions, and examine th
     addCheck();
     addCache();
     addOperations();
+    addToken();
 }
 
 void OptionTree::addGlobalOptions()
@@ -146,7 +153,8 @@ void OptionTree::addGlobalOptions()
         ->type_name(value_name::DIRECTORY);
     app_.add_flag("--json", parsed_.global.json, "Print results as JSON, one object per line");
     app_.add_option("--log-level", parsed_.global.logLevel,
-                    "Log from level N on: 2 debug, 4 information,\n8 notable, 16 errors")
+                    "Log from level N on: 2 debug, 4 information,\n8 notable, 16 errors; 4 and 2 show what "
+                    "the token\nand database code has to say, too")
         ->type_name("N");
 }
 
@@ -162,8 +170,11 @@ void OptionTree::addCheck()
     command
         ->add_option("--roles", check_.roles,
                      "Role ids, as in 17,3; --roles=-5,3 for negative\nones, --roles= for none")
-        ->type_name("IDS")
-        ->required();
+        ->type_name("IDS");
+    command
+        ->add_option("--session-token-file", check_.sessionTokenFile,
+                     "Ask for the roles of the session token in a\nfile; - is standard input")
+        ->type_name(value_name::FILE_OR_STDIN);
     command->add_option("--objects-from", check_.objectsFrom, "Read objects by line; - is standard input")
         ->type_name(value_name::FILE_OR_STDIN);
     command->add_option("OBJECT", check_.objects, "Namespaces of objects")->type_name("NS");

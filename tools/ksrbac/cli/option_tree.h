@@ -24,13 +24,21 @@ private:
     void addCheck();
     void addCache();
     void addOperations();
+    void addToken();
 
     CLI::App app_;
     Invocation parsed_;
     CheckOptions check_;
     CacheInfoOptions cacheInfo_;
     CacheVerifyOptions cacheVerify_;
+    TokenVerifyOptions tokenVerify_;
+    TokenShowOptions tokenShow_;
+    TokenRolesOptions tokenRoles_;
 };
+
+/// Adds a command to the program or to a command. The first line of a description stands for the command in
+/// the list of commands.
+CLI::App* addCommand(CLI::App& parent, const char* name, const char* description, const char* footer);
 
 /// Value names that the shell completion knows how to complete.
 namespace value_name {

@@ -2,6 +2,7 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <variant>
 
 #include <boost/lexical_cast/try_lexical_convert.hpp>
 #include <boost/make_shared.hpp>
@@ -20,6 +21,8 @@
 #include "commands/load_operations.h"
 #include "commands/make_checker.h"
 #include "io/LineReader.h"
+#include "io/open_input.h"
+#include "io/token_file.h"
 #include "output/escape.h"
 
 namespace ksrbac {
@@ -27,6 +30,30 @@ namespace ksrbac {
 namespace Rbac = Tessara::Keepsafe::Rbac;
 
 namespace {
+
+void requireConsistent(const CheckOptions& options)
+{
+    if (options.objects.empty() && !options.objectsFrom) {
+        throw InputError("check: give objects as arguments or with --objects-from");
+    }
+    if (options.roles.has_value() == options.sessionTokenFile.has_value()) {
+        throw InputError("check: give either --roles or --session-token-file");
+    }
+    if (options.sessionTokenFile == STANDARD_INPUT && options.objectsFrom == STANDARD_INPUT) {
+        throw InputError("check: --session-token-file and --objects-from cannot both be standard input");
+    }
+}
+
+/// Who asks: role ids, or a session token.
+using Caller = std::variant<std::set<int>, std::string>;
+
+Caller readCaller(const CheckOptions& options)
+{
+    if (options.roles) {
+        return parseRoleIds(*options.roles);
+    }
+    return readToken(*options.sessionTokenFile);
+}
 
 Rbac::ObjectNamespace parseOperation(const std::string& text)
 {
@@ -83,17 +110,16 @@ void decideAll(const CheckOptions& options, Decider& decider, Console& console)
 
 ExitStatus runCheck(const CheckOptions& options, bool json, Console& console)
 {
-    if (options.objects.empty() && !options.objectsFrom) {
-        throw InputError("check: give objects as arguments or with --objects-from");
-    }
-    const std::set<int> roleIds = parseRoleIds(options.roles);
+    requireConsistent(options);
+    const Caller caller = readCaller(options);
     const Rbac::ObjectNamespace operation = parseOperation(options.operation);
     const CacheLocation location = locateCache(options.cache);
     const Rbac::Manifest manifest(location.id, location.directory);
     Rbac::OperationCache operations;
     Rbac::DiskAccessControlClient client(manifest.ns, openCache(manifest), operations);
     noteUnknown(operations, operation, console);
-    const auto checker = makeChecker(client, roleIds, operation);
+    const auto checker =
+        std::visit([&](const auto& whose) { return makeChecker(client, whose, operation); }, caller);
     Decider decider(*checker, operation, json, console);
     decideAll(options, decider, console);
     return decider.status();

@@ -15,6 +15,9 @@ ExitStatus runCheck(const CheckOptions& options, bool json, Console& console);
 ExitStatus runCacheInfo(const CacheInfoOptions& options, bool json, Console& console);
 ExitStatus runCacheVerify(const CacheVerifyOptions& options, bool json, Console& console);
 ExitStatus runOperations(bool json, Console& console);
+ExitStatus runTokenVerify(const TokenVerifyOptions& options, bool json, Console& console);
+ExitStatus runTokenShow(const TokenShowOptions& options, bool json, Console& console);
+ExitStatus runTokenRoles(const TokenRolesOptions& options, bool json, Console& console);
 
 } // namespace ksrbac
 

@@ -8,13 +8,14 @@ namespace ksrbac {
 namespace Rbac = Tessara::Keepsafe::Rbac;
 namespace Status = Tessara::Keepsafe::Status;
 
-boost::shared_ptr<const Rbac::AccessChecker> makeChecker(Rbac::AccessControlClient& client,
-                                                         const std::set<int>& roleIds,
-                                                         const Rbac::ObjectNamespace& operation)
+namespace {
+
+using Checker = boost::shared_ptr<const Rbac::AccessChecker>;
+
+constexpr int RESERVED = 0;
+
+Checker usable(int status, Checker checker)
 {
-    constexpr int reserved = 0;
-    boost::shared_ptr<const Rbac::AccessChecker> checker;
-    const int status = client.createAccessChecker(roleIds, operation, reserved, checker);
     if (status != Status::SUCCESS) {
         throw EC_exception(status);
     }
@@ -22,6 +23,24 @@ boost::shared_ptr<const Rbac::AccessChecker> makeChecker(Rbac::AccessControlClie
         throw EC_exception(Status::OUT_OF_MEMORY);
     }
     return checker;
+}
+
+} // namespace
+
+Checker makeChecker(Rbac::AccessControlClient& client, const std::set<int>& roleIds,
+                    const Rbac::ObjectNamespace& operation)
+{
+    Checker checker;
+    const int status = client.createAccessChecker(roleIds, operation, RESERVED, checker);
+    return usable(status, checker);
+}
+
+Checker makeChecker(Rbac::AccessControlClient& client, const std::string& sessionToken,
+                    const Rbac::ObjectNamespace& operation)
+{
+    Checker checker;
+    const int status = client.createAccessChecker(nullptr, sessionToken, operation, RESERVED, checker);
+    return usable(status, checker);
 }
 
 } // namespace ksrbac

@@ -48,13 +48,16 @@ void addCommands(const CLI::App& app, std::string& out)
 std::string manualSections()
 {
     OptionTree tree;
-    std::string out = "[NAME]\nksrbac \\- ask and examine access caches\n\n[COMMANDS]\n";
+    std::string out = "[NAME]\nksrbac \\- ask access caches, and examine caches and tokens\n\n[COMMANDS]\n";
     addCommands(tree.app(), out);
     out += "\n[FILES]\n"
            "All paths are below the installation root, /usr/kshome unless \\-\\-root says otherwise.\n"
-           ".TP\n.I etc/keepsafe.toml\nThe configuration: where log messages go, and from which level on.\n"
+           ".TP\n.I etc/keepsafe.toml\nThe configuration: where log messages go, from which level on, and "
+           "the database.\n"
            ".TP\n.I wmc/webserver/temp/access\\-caches/ID\nThe access caches.\n"
-           ".TP\n.I wmc/webserver/temp/operation\\-cache.json\nThe operation cache.\n";
+           ".TP\n.I wmc/webserver/temp/operation\\-cache.json\nThe operation cache.\n"
+           ".TP\n.I var/global/tssec/jwtkeys/jwtPublicKey\nThe public key that session tokens must be signed "
+           "with.\n";
     return out;
 }
 

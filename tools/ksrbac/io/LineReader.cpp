@@ -2,36 +2,18 @@
 
 #include <cerrno>
 #include <cstring>
-#include <system_error>
 #include <utility>
 
-#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
-#include "exit_status.h"
+#include "io/open_input.h"
 
 namespace ksrbac {
 
 namespace {
 
 constexpr std::size_t BUFFER_BYTES = std::size_t{64} * 1024;
-
-[[noreturn]] void throwUnreadable(const std::string& name, int error)
-{
-    throw InputError("cannot read " + name + ": " + std::generic_category().message(error));
-}
-
-FileDescriptor openInput(const std::string& path)
-{
-    // A copy of standard input, so that every descriptor here is owned.
-    const int descriptor = path == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
-                                       : open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
-    if (descriptor == -1) {
-        throwUnreadable(path == "-" ? "<stdin>" : path, errno);
-    }
-    return FileDescriptor(descriptor);
-}
 
 bool hasInput(int descriptor)
 {
@@ -42,7 +24,7 @@ bool hasInput(int descriptor)
 } // namespace
 
 LineReader::LineReader(const std::string& path, std::function<void()> beforeWaiting)
-    : name_(path == "-" ? "<stdin>" : path), file_(openInput(path)), beforeWaiting_(std::move(beforeWaiting)),
+    : name_(inputName(path)), file_(openInput(path)), beforeWaiting_(std::move(beforeWaiting)),
       buffer_(BUFFER_BYTES, '\0')
 {
 }

@@ -6,38 +6,20 @@
 
 #include <keepsafe/cache/AccessCache.h>
 #include <keepsafe/cache/Manifest.h>
-#include <keepsafe/platform/log/log_sink.h>
 #include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/platform/status/status_codes.h>
 
+#include "log/SilencedLog.h"
 #include "output/escape.h"
 
 namespace ksrbac {
 
-namespace Platform = Tessara::Keepsafe::Platform;
 namespace Rbac = Tessara::Keepsafe::Rbac;
 
 namespace {
 
 struct JsonRelease {
     void operator()(json_t* value) const noexcept { json_decref(value); }
-};
-
-/// Drops the process's log messages while it lives: what they would say becomes a fault.
-class Silence {
-public:
-    Silence() : before_(Platform::setLogSink(std::make_shared<Nowhere>())) {}
-    Silence(const Silence&) = delete;
-    Silence& operator=(const Silence&) = delete;
-    ~Silence() { Platform::setLogSink(before_); }
-
-private:
-    class Nowhere : public Platform::LogSink {
-    public:
-        void write(const Platform::LogRecord& /*record*/) noexcept override {}
-    };
-
-    std::shared_ptr<Platform::LogSink> before_;
 };
 
 /// Why the library did not take the manifest, and where: it tells a status only.
@@ -67,7 +49,7 @@ Fault explain(const std::string& path, int status)
 std::optional<std::string> checkManifest(const std::string& directory, FaultList& faults)
 {
     try {
-        const Silence silence;
+        const SilencedLog silence;
         const Rbac::Manifest manifest("", directory);
         return manifest.ns.str();
     } catch (const EC_exception& error) {
