@@ -18,7 +18,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "access/Measure.h"
+#include "Measure.h"
 #include "access/UncheckedWalk.h"
 #include "access/Workload.h"
 

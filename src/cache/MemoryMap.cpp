@@ -13,6 +13,8 @@
 
 #include <keepsafe/platform/log/logmsg.h>
 
+#include "file_status.h"
+
 namespace Tessara::Keepsafe::Rbac::detail {
 
 namespace {
@@ -72,7 +74,7 @@ MemoryMap::~MemoryMap()
 std::size_t MemoryMap::current_size() const
 {
     struct stat status = {};
-    if (fstat(fd_, &status) != 0) {
+    if (System::fileStatus(fd_, status) != 0) {
         throwFileError("statting", path_, errno);
     }
     return static_cast<std::size_t>(status.st_size);

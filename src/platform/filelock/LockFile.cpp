@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "ForkRegistry.h"
+#include "file_status.h"
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
@@ -166,8 +167,8 @@ LockFile::Outcome LockFile::unlockAll() noexcept
 bool LockFile::isIntact() const noexcept
 {
     struct stat status {};
-    return fstat(descriptor_, &status) == 0 && status.st_dev == device_ && status.st_ino == inode_ &&
-           status.st_nlink > 0;
+    return System::fileStatus(descriptor_, status) == 0 && status.st_dev == device_ &&
+           status.st_ino == inode_ && status.st_nlink > 0;
 }
 
 bool LockFile::isCurrent(const std::string& path) const noexcept

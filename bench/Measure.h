@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_BENCH_ACCESS_MEASURE_H
-#define KEEPSAFE_BENCH_ACCESS_MEASURE_H
+#ifndef KEEPSAFE_BENCH_MEASURE_H
+#define KEEPSAFE_BENCH_MEASURE_H
 
 #include <algorithm>
 #include <chrono>
