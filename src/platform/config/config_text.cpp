@@ -8,6 +8,7 @@
 #include <sstream>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include <keepsafe/platform/log/logmsg.h>
 
@@ -117,6 +118,33 @@ void readLogDestination(const Value& value, Config& config)
     config.logDestination = std::move(destination);
 }
 
+/// A text that is handed over to where it ends at its first zero byte.
+std::string textOf(const Value& value)
+{
+    std::string text = stringOf(value);
+    if (text.find('\0') != std::string::npos) {
+        value.fail("must not have a zero byte");
+    }
+    return text;
+}
+
+/// No message shows a part of the value: it may hold a password.
+void readDatabaseConnection(const Value& value, Config& config) { config.databaseConnection = textOf(value); }
+
+void readDatabaseOnConnect(const Value& value, Config& config)
+{
+    const toml::array* const statements = value.node.as_array();
+    if (statements == nullptr) {
+        value.fail("must be an array of strings, not of type " + typeName(value.node));
+    }
+    std::vector<std::string> onConnect;
+    for (std::size_t at = 0; at < statements->size(); ++at) {
+        onConnect.push_back(
+            textOf({value.file, value.key + "[" + std::to_string(at) + "]", (*statements)[at]}));
+    }
+    config.databaseOnConnect = std::move(onConnect);
+}
+
 /// A key that the file may have: the table it stands in (empty for the top), its name, and what reads it.
 struct Key {
     std::string_view table;
@@ -124,11 +152,13 @@ struct Key {
     void (*read)(const Value& value, Config& config);
 };
 
-constexpr std::array<Key, 4> KEYS = {{
+constexpr std::array<Key, 6> KEYS = {{
     {"", "master_server", readMasterServer},
     {"features", "enabled", readEnabledFeatures},
     {"log", "level", readLogLevel},
     {"log", "destination", readLogDestination},
+    {"database", "connection", readDatabaseConnection},
+    {"database", "on_connect", readDatabaseOnConnect},
 }};
 
 bool isTableName(std::string_view name)

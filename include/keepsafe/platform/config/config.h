@@ -4,6 +4,7 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <keepsafe/platform/export/export.h>
 
@@ -31,6 +32,10 @@ struct Config {
     int logThreshold = 8;
     /// `[log] destination`: "stderr", "syslog" or "file:" and an absolute path
     std::string logDestination = "stderr";
+    /// `[database] connection`: ODBC connection string; empty when none is set. May hold a password
+    std::string databaseConnection;
+    /// `[database] on_connect`: statements that are run on every new connection, in order
+    std::vector<std::string> databaseOnConnect;
 };
 
 /// Reads the file anew. Throws `ConfigError` when it exists but cannot be read or is malformed: not TOML, a

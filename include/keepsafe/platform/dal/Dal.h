@@ -39,7 +39,8 @@ inline constexpr int STATUS_BAD_BINDING = 2007007;        ///< a parameter or co
 inline constexpr int STATUS_VALUE_TOO_LONG = 2007008;     ///< a value does not fit the buffer of its column
 inline constexpr int STATUS_UNEXPECTED_NULL = 2007009;    ///< a column holds no value
 inline constexpr int STATUS_VALUE_UNUSABLE = 2007010;     ///< a value's length or type cannot be represented
-inline constexpr int STATUS_NO_MORE_ROWS = 2007031;       ///< no row is left
+inline constexpr int STATUS_BAD_CALL = 2007011; ///< a call that makes no sense here, or a missing argument
+inline constexpr int STATUS_NO_MORE_ROWS = 2007031; ///< no row is left
 
 /// Codes of value types in a binding, and of the SQL type of a parameter.
 inline constexpr int VALUE_TYPE_INT32 = 992; ///< a 32-bit signed integer, 4 bytes
@@ -72,6 +73,7 @@ struct DbConnectionSettings {
     unsigned int queryTimeoutSeconds = 40;   ///< bound of one statement
 };
 
+class DbConnection;
 class SSRDbConnection;
 
 /// A pool of connections to one database. Connections are made on demand, up to the maximum; a dead one is
@@ -127,14 +129,14 @@ public:
     [[nodiscard]] int status() const noexcept;
 
 protected:
-    explicit DalOdbcView(SSRDbConnection* connection);
+    explicit DalOdbcView(DbConnection* connection);
     ~DalOdbcView();
 
 private:
     friend class DbConnection;
-    class Statement;
-    std::unique_ptr<Statement> statement_;
-    int status_;
+    class Result;
+    DbConnection* connection_;
+    std::unique_ptr<Result> result_;
 };
 
 /// A connection, as a guard lends it. One thread at a time.
@@ -165,14 +167,21 @@ public:
                             unsigned long* fetched, bool rejectNull, bool allowTruncation);
 
 protected:
-    DbConnection() = default;
-    ~DbConnection() = default;
+    class State;
+    explicit DbConnection(std::unique_ptr<State> state);
+    ~DbConnection();
+
+private:
+    friend class DalOdbcView;
+    friend class DbConnectionManager;
+    std::unique_ptr<State> state_;
 };
 
-/// A connection of a manager's pool.
+/// A connection of a manager's pool, which alone makes and deletes it.
 class KEEPSAFE_API SSRDbConnection : public DbConnection {
-protected:
-    SSRDbConnection() = default;
+private:
+    friend class DbConnectionManager;
+    explicit SSRDbConnection(std::unique_ptr<State> state);
     ~SSRDbConnection() = default;
 };
 
@@ -197,7 +206,7 @@ private:
 /// Opens a statement handle on a connection while it lives, and closes it before the connection goes back.
 class KEEPSAFE_API DbConnectionView : public DalOdbcView {
 public:
-    explicit DbConnectionView(SSRDbConnection* connection);
+    explicit DbConnectionView(DbConnection* connection);
     ~DbConnectionView();
 };
 

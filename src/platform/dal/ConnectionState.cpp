@@ -1,0 +1,104 @@
+#include "ConnectionState.h"
+
+#include <chrono>
+#include <cstddef>
+
+#include <keepsafe/platform/log/logmsg.h>
+
+namespace Tessara::Dal {
+namespace {
+
+/// A connection that died while it was idle shows that at once. One that dies later was in use, and its
+/// statement is not repeated, so that a call ends in its time.
+constexpr std::chrono::seconds DIED_WHILE_IDLE{2};
+
+} // namespace
+
+Failure DbConnection::State::noteDeath(Failure failure)
+{
+    if (failure.status == STATUS_CONNECTION_LOST) {
+        source_.foundDead();
+    }
+    return failure;
+}
+
+Failure DbConnection::State::failureOf(const Prepared& statement)
+{
+    return noteDeath(link_->failureOf(statement));
+}
+
+Failure DbConnection::State::runOnce(std::unique_ptr<Prepared>& result, const std::string& sql,
+                                     const DalOdbcView::BindingStruct* parameters, std::size_t count,
+                                     bool& reused)
+{
+    Failure failure;
+    std::unique_ptr<Prepared> statement = link_->prepare(sql, failure);
+    if (!statement) {
+        reused = false;
+        return failure;
+    }
+    reused = statement->isReused();
+    if (statement->parameterCount() != count) {
+        failure = {STATUS_BAD_BINDING, "the statement has " + std::to_string(statement->parameterCount()) +
+                                           " parameters, not " + std::to_string(count)};
+        link_->keep(std::move(statement));
+        return failure;
+    }
+    if (!statement->execute(parameters, count)) {
+        return link_->failureOf(*statement);
+    }
+    proven_ = true;
+    result = std::move(statement);
+    ++results_;
+    return failure;
+}
+
+Failure DbConnection::State::runOnNewLink(std::unique_ptr<Prepared>& result, const std::string& sql,
+                                          const DalOdbcView::BindingStruct* parameters, std::size_t count)
+{
+    int status = 0;
+    const std::uint64_t age = source_.foundDead();
+    std::unique_ptr<Link> link = source_.connect(status);
+    if (!link) {
+        return {STATUS_CONNECTION_LOST, "the connection is lost and there is no new one"};
+    }
+    link_ = std::move(link);
+    age_ = age;
+    bool reused = false;
+    return noteDeath(runOnce(result, sql, parameters, count, reused));
+}
+
+Failure DbConnection::State::run(std::unique_ptr<Prepared>& result, const std::string& sql,
+                                 const DalOdbcView::BindingStruct* parameters, std::size_t count,
+                                 bool isCommand)
+{
+    if (link_->isDead()) {
+        return {STATUS_CONNECTION_LOST, "the connection was lost before"};
+    }
+    const auto start = std::chrono::steady_clock::now();
+    const bool idled = !proven_;
+    bool reused = false;
+    Failure failure = runOnce(result, sql, parameters, count, reused);
+    if (failure.status == 0 || isCommand) {
+        return noteDeath(failure);
+    }
+    if (failure.status == STATUS_CONNECTION_LOST && idled && results_ == 0 &&
+        std::chrono::steady_clock::now() - start < DIED_WHILE_IDLE) {
+        logmsgf(Keepsafe::Platform::LOG_LEVEL_NOTABLE, "DbConnection::Execute",
+                "an idle connection to the database was lost, connecting anew: %s", failure.text.c_str());
+        return runOnNewLink(result, sql, parameters, count);
+    }
+    // The table may have changed under a prepared statement, or the server forgot it.
+    if (failure.status == STATUS_STATEMENT_FAILED && reused) {
+        failure = runOnce(result, sql, parameters, count, reused);
+    }
+    return noteDeath(failure);
+}
+
+void DbConnection::State::drop(std::unique_ptr<Prepared> result)
+{
+    --results_;
+    link_->keep(std::move(result));
+}
+
+} // namespace Tessara::Dal

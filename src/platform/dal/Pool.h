@@ -1,0 +1,69 @@
+#ifndef KEEPSAFE_SRC_PLATFORM_DAL_POOL_H
+#define KEEPSAFE_SRC_PLATFORM_DAL_POOL_H
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "ConnectionState.h"
+
+namespace Tessara::Dal {
+
+/// The connections of a manager. Connecting, disconnecting and statements happen outside of its lock.
+class DbConnectionManager::Pool final : public ConnectionSource {
+public:
+    enum class Source { Settings, Configuration };
+
+    Pool(const DbConnectionSettings& settings, Source source);
+
+    /// A connection for the caller alone, until `giveBack`. Null, with `status` set, when there is none.
+    SSRDbConnection* lend(int& status);
+    void giveBack(SSRDbConnection* connection);
+    [[nodiscard]] std::uint32_t open() const noexcept { return open_.load(std::memory_order_relaxed); }
+
+    std::unique_ptr<Link> connect(int& status) override;
+    std::uint64_t foundDead() override;
+
+private:
+    using Clock = std::chrono::steady_clock;
+    struct Delete {
+        void operator()(SSRDbConnection* connection) const noexcept { delete connection; }
+    };
+    using OwnedConnection = std::unique_ptr<SSRDbConnection, Delete>;
+    using Connections = std::vector<OwnedConnection>;
+    struct Idle {
+        OwnedConnection connection;
+        Clock::time_point since;
+    };
+
+    bool currentSettings(DbConnectionSettings& settings, int& status) const;
+    bool waitForSlot(std::unique_lock<std::mutex>& lock);
+    OwnedConnection takeIdle();
+    void takeExpired(Connections& expired);
+    SSRDbConnection* makeConnection(std::uint64_t age, int& status);
+    void freeSlot();
+
+    const DbConnectionSettings settings_;
+    const Source source_;
+    const Environment environment_;
+    std::atomic<std::uint32_t> open_{0};
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    /// The one that was used last stands at the end and is lent first. INVARIANT: its capacity is at least
+    /// `slots_`, so that giving back allocates nothing.
+    std::vector<Idle> idle_;
+    /// Connections that are lent, idle or being made.
+    std::size_t slots_ = 0;
+    /// Goes up when a connection was found dead; older ones are not lent again.
+    std::uint64_t age_ = 0;
+};
+
+} // namespace Tessara::Dal
+
+#endif

@@ -1,0 +1,99 @@
+#include "secrets.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstddef>
+#include <string_view>
+
+namespace Tessara::Dal {
+namespace {
+
+/// A keyword with one of these in its name holds a secret; "pqopt" can hold a password among other options.
+constexpr std::array<std::string_view, 6> SECRET_WORDS = {"pwd", "pass", "secret", "token", "key", "pqopt"};
+
+std::string lowerCase(std::string_view text)
+{
+    std::string lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
+    return lower;
+}
+
+std::string_view trimmed(std::string_view text)
+{
+    constexpr std::string_view BLANKS = " \t\r\n";
+    const std::size_t first = text.find_first_not_of(BLANKS);
+    if (first == std::string_view::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
+}
+
+bool hasSecretWord(std::string_view text)
+{
+    const std::string lower = lowerCase(text);
+    return std::any_of(SECRET_WORDS.begin(), SECRET_WORDS.end(),
+                       [&](std::string_view word) { return lower.find(word) != std::string::npos; });
+}
+
+/// The end of a value that starts at `start`: its semicolon, or the end of the text. Inside of braces a
+/// semicolon is part of the value.
+std::size_t valueEnd(std::string_view text, std::size_t start)
+{
+    if (start < text.size() && text[start] == '{') {
+        const std::size_t brace = text.find('}', start);
+        start = brace == std::string_view::npos ? text.size() : brace;
+    }
+    return std::min(text.find(';', start), text.size());
+}
+
+/// Whether the text has "pwd=" or the like, with a value.
+bool hasAssignedSecret(std::string_view text)
+{
+    const std::string lower = lowerCase(text);
+    for (const std::string_view word : {"pwd", "password", "passwd"}) {
+        for (std::size_t at = lower.find(word); at != std::string::npos; at = lower.find(word, at + 1)) {
+            const std::size_t next = lower.find_first_not_of(" \t", at + word.size());
+            if (next != std::string::npos && lower[next] == '=') {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+Secrets::Secrets(const std::string& connectionString)
+{
+    const std::string_view text = connectionString;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t equals = text.find('=', at);
+        if (equals == std::string_view::npos) {
+            break;
+        }
+        const std::size_t start = std::min(text.find_first_not_of(" \t", equals + 1), text.size());
+        const std::size_t end = valueEnd(text, start);
+        std::string_view value = trimmed(text.substr(start, end - start));
+        if (value.size() >= 2 && value.front() == '{' && value.back() == '}') {
+            value = value.substr(1, value.size() - 2);
+        }
+        if (!value.empty() && hasSecretWord(text.substr(at, equals - at))) {
+            values_.emplace_back(value);
+        }
+        at = end + 1;
+    }
+}
+
+std::string Secrets::checked(const std::string& message) const
+{
+    const bool repeatsValue = std::any_of(values_.begin(), values_.end(), [&](const std::string& value) {
+        return message.find(value) != std::string::npos;
+    });
+    return repeatsValue || hasAssignedSecret(message) ? "(the driver's message repeats a secret)" : message;
+}
+
+bool Secrets::mentions(const std::string& text) { return hasSecretWord(text); }
+
+} // namespace Tessara::Dal
