@@ -49,6 +49,10 @@ int rejectKey(const char* reason)
     return Status::PUBLIC_KEY_UNUSABLE;
 }
 
+/// A public key needs no pass phrase. Without this OpenSSL would ask the terminal or standard input for one
+/// when a block calls itself encrypted.
+int refusePassPhrase(char* /*buffer*/, int /*size*/, int /*writing*/, void* /*user*/) { return -1; }
+
 bool decodeSignature(const std::string& part, Signature& signature)
 {
     unsigned char* bytes = nullptr;
@@ -90,7 +94,7 @@ int JWTSSLApi::getEVPPublicKey(const std::string& pem, EVP_PKEY*& key)
     if (!text) {
         return rejectKey("Could not create bio memory for public key");
     }
-    const RsaHandle rsaKey(PEM_read_bio_RSA_PUBKEY(text.get(), nullptr, nullptr, nullptr));
+    const RsaHandle rsaKey(PEM_read_bio_RSA_PUBKEY(text.get(), nullptr, refusePassPhrase, nullptr));
     if (!rsaKey) {
         return rejectKey("Could not read public key");
     }
