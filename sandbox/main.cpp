@@ -23,10 +23,14 @@ int run(int argc, char** argv)
                      "ksrbac-sandbox");
     program.require_subcommand(1);
     program.footer("Example:\n"
+                   "  ksrbac-sandbox init --root /tmp/ks\n"
                    "  ksrbac-sandbox compile examples/policies/company.json --root /tmp/ks --id company\n"
                    "Exit status: 0 done, 1 the system refused a step, 2 usage or unusable input.");
     addCompileCommand(program);
     addGenerateCommand(program);
+    addInitCommand(program);
+    addTokenCommand(program);
+    addCriteriaCommand(program);
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -13,6 +13,9 @@ constexpr int EXIT_BAD_INPUT = 2;     ///< usage, or a document that cannot be u
 /// Each adds one command with its options to the program; the command runs when it was parsed.
 void addCompileCommand(CLI::App& program);
 void addGenerateCommand(CLI::App& program);
+void addInitCommand(CLI::App& program);
+void addTokenCommand(CLI::App& program);
+void addCriteriaCommand(CLI::App& program);
 
 } // namespace keepsafe_sandbox
 

@@ -1,0 +1,53 @@
+#ifndef KEEPSAFE_SANDBOX_DATABASE_DATABASE_H
+#define KEEPSAFE_SANDBOX_DATABASE_DATABASE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <keepsafe/platform/dal/Dal.h>
+
+namespace keepsafe_sandbox {
+
+/// The database did not do what it was asked. `what()` says what was attempted, and the status of the
+/// database layer with its meaning; the database's own message is in the log.
+class DatabaseError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Statements with text parameters, each on a connection borrowed for it alone. Failures are thrown as
+/// `DatabaseError`; `attempt` completes "cannot ..." in their message. Any thread.
+class Database {
+public:
+    using Texts = std::vector<std::string>;
+
+    explicit Database(const Tessara::Dal::DbConnectionSettings& settings) : manager_(settings) {}
+
+    /// For the library's own queries.
+    [[nodiscard]] Tessara::Dal::DbConnectionManager& manager() noexcept { return manager_; }
+
+    /// Runs a statement that changes data.
+    void change(const std::string& attempt, const std::string& sql, const Texts& parameters = {});
+
+    /// The one integer that a query gives; it has to give a row.
+    [[nodiscard]] std::int32_t number(const std::string& attempt, const std::string& sql,
+                                      const Texts& parameters = {});
+
+    /// Hands over the rows of a query, as many texts as `columnCount`, each of at most `MOST_BYTES`. A longer
+    /// one, and a column without a value, is an error.
+    void forEachRow(const std::string& attempt, const std::string& sql, std::size_t columnCount,
+                    const std::function<void(const Texts&)>& take);
+
+    static constexpr std::size_t MOST_BYTES = 32767;
+
+private:
+    Tessara::Dal::DbConnectionManager manager_;
+};
+
+} // namespace keepsafe_sandbox
+
+#endif

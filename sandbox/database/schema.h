@@ -1,0 +1,26 @@
+#ifndef KEEPSAFE_SANDBOX_DATABASE_SCHEMA_H
+#define KEEPSAFE_SANDBOX_DATABASE_SCHEMA_H
+
+#include <cstdint>
+
+#include "database/Database.h"
+
+namespace keepsafe_sandbox {
+
+/// What the tables of the schema AUTH_MAIN hold.
+struct SchemaContent {
+    std::int32_t tokens = 0;
+    std::int32_t criteria = 0;
+};
+
+/// Whether the schema AUTH_MAIN has to be made, or is there because a statement run on connect attaches it.
+enum class SchemaOrigin { Create, Attached };
+
+/// Makes the two tables of the product's database that the library reads, where they are missing, and counts
+/// their rows. What is there stays. Throws `DatabaseError`, also when a table of one of the names has not
+/// the columns that are needed.
+SchemaContent ensureSchema(Database& database, SchemaOrigin origin);
+
+} // namespace keepsafe_sandbox
+
+#endif

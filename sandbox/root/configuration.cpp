@@ -1,0 +1,103 @@
+#include "root/configuration.h"
+
+#include <cstdio>
+
+#include "cachewriter/FileSystem.h"
+#include "errors/InputError.h"
+
+namespace keepsafe_sandbox {
+
+namespace Platform = Tessara::Keepsafe::Platform;
+namespace Dal = Tessara::Dal;
+
+namespace {
+
+/// A TOML basic string.
+std::string tomlString(const std::string& text)
+{
+    std::string out = "\"";
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += c;
+        } else if (byte < 0x20 || byte == 0x7F) {
+            char escape[8];
+            (void)std::snprintf(escape, sizeof escape, "\\u%04X", static_cast<unsigned>(byte));
+            out += escape;
+        } else {
+            out += c;
+        }
+    }
+    return out + '"';
+}
+
+std::string tomlArray(const std::vector<std::string>& texts)
+{
+    std::string out = "[";
+    for (const std::string& text : texts) {
+        out += (out.size() > 1 ? ", " : "") + tomlString(text);
+    }
+    return out + "]";
+}
+
+} // namespace
+
+std::string configurationText(const RootLayout& layout, const Dal::DbConnectionSettings& database)
+{
+    std::string text = "# Made by ksrbac-sandbox init. It may hold a password: for its owner's eyes only.\n"
+                       "\n[features]\nenabled = [1]\n"
+                       "\n[log]\nlevel = 8\ndestination = ";
+    text += tomlString("file:" + layout.logFile());
+    text += "\n\n[database]\nconnection = " + tomlString(database.connectionString);
+    text += "\non_connect = " + tomlArray(database.onConnect) + "\n";
+    try {
+        const Dal::DbConnectionSettings read =
+            databaseSettings(Platform::parseConfig(text, layout.configuration()));
+        if (read.connectionString != database.connectionString || read.onConnect != database.onConnect) {
+            throw InputError("a configuration cannot hold this database connection");
+        }
+    } catch (const Platform::ConfigError& error) {
+        throw InputError(std::string("a configuration cannot hold this root or database connection: ") +
+                         error.what());
+    }
+    return text;
+}
+
+std::optional<Platform::Config> findConfiguration(const RootLayout& layout)
+{
+    const std::optional<std::string> text = readWhole(layout.configuration());
+    if (!text) {
+        return std::nullopt;
+    }
+    try {
+        Platform::Config configuration = Platform::parseConfig(*text, layout.configuration());
+        if (databaseSettings(configuration).connectionString.empty()) {
+            throw InputError(layout.configuration() +
+                             " names no database: add 'connection' under [database], or move the file away");
+        }
+        return configuration;
+    } catch (const Platform::ConfigError& error) {
+        throw InputError(error.what());
+    }
+}
+
+Dal::DbConnectionSettings databaseSettings(const Platform::Config& configuration)
+{
+    Dal::DbConnectionSettings settings;
+    settings.connectionString = configuration.databaseConnection;
+    settings.onConnect = configuration.databaseOnConnect;
+    return settings;
+}
+
+Dal::DbConnectionSettings loadDatabaseSettings(const RootLayout& layout)
+{
+    const std::optional<Platform::Config> configuration = findConfiguration(layout);
+    if (!configuration) {
+        throw InputError(layout.configuration() + " is missing: run 'ksrbac-sandbox init --root " +
+                         layout.root() + "' first");
+    }
+    return databaseSettings(*configuration);
+}
+
+} // namespace keepsafe_sandbox

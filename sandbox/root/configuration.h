@@ -1,0 +1,30 @@
+#ifndef KEEPSAFE_SANDBOX_ROOT_CONFIGURATION_H
+#define KEEPSAFE_SANDBOX_ROOT_CONFIGURATION_H
+
+#include <optional>
+#include <string>
+
+#include <keepsafe/platform/config/config.h>
+#include <keepsafe/platform/dal/Dal.h>
+
+#include "root/RootLayout.h"
+
+namespace keepsafe_sandbox {
+
+/// The configuration file's text for a database: feature 1 on, log messages from level 8 on into the root's
+/// log file. Throws `InputError` when a configuration cannot hold it (text that is not UTF-8).
+std::string configurationText(const RootLayout& layout, const Tessara::Dal::DbConnectionSettings& database);
+
+/// The root's configuration; nothing when there is no file. Throws `InputError` when it cannot be used, also
+/// when it names no database.
+std::optional<Tessara::Keepsafe::Platform::Config> findConfiguration(const RootLayout& layout);
+
+/// How the configuration connects to its database.
+Tessara::Dal::DbConnectionSettings databaseSettings(const Tessara::Keepsafe::Platform::Config& configuration);
+
+/// How the root connects to its database. Throws `InputError` when it is no working root.
+Tessara::Dal::DbConnectionSettings loadDatabaseSettings(const RootLayout& layout);
+
+} // namespace keepsafe_sandbox
+
+#endif

@@ -1,0 +1,115 @@
+#include "root/initialize.h"
+
+#include <filesystem>
+
+#include "database/Database.h"
+#include "database/schema.h"
+#include "errors/InputError.h"
+#include "root/configuration.h"
+#include "root/new_file.h"
+#include "root/signing_keys.h"
+
+namespace keepsafe_sandbox {
+
+namespace Dal = Tessara::Dal;
+namespace Platform = Tessara::Keepsafe::Platform;
+
+namespace {
+
+constexpr int ENFORCEMENT_FEATURE = 1;
+
+/// The connection's own database is empty and in memory: everything is in the attached file.
+Dal::DbConnectionSettings ownDatabase(const RootLayout& layout)
+{
+    std::string quotedPath;
+    for (const char c : layout.database()) {
+        quotedPath.append(c == '\'' ? 2 : 1, c);
+    }
+    Dal::DbConnectionSettings settings;
+    // A writer is waited for, as long as the driver is told here in milliseconds.
+    settings.connectionString = "Driver=SQLite3;Database=:memory:;Timeout=10000;";
+    settings.onConnect = {"ATTACH DATABASE '" + quotedPath + "' AS AUTH_MAIN"};
+    return settings;
+}
+
+bool isSame(const Dal::DbConnectionSettings& left, const Dal::DbConnectionSettings& right)
+{
+    return left.connectionString == right.connectionString && left.onConnect == right.onConnect;
+}
+
+Dal::DbConnectionSettings chooseDatabase(const RootLayout& layout,
+                                         const std::optional<Platform::Config>& configuration,
+                                         const std::optional<Dal::DbConnectionSettings>& wanted)
+{
+    if (!configuration) {
+        return wanted ? *wanted : ownDatabase(layout);
+    }
+    Dal::DbConnectionSettings configured = databaseSettings(*configuration);
+    if (wanted && !isSame(*wanted, configured)) {
+        throw InputError(layout.configuration() + " names another database: change it there, or move the "
+                                                  "file away");
+    }
+    return configured;
+}
+
+void ensureFolders(const RootLayout& layout)
+{
+    constexpr mode_t open = 0755;
+    constexpr mode_t closed = 0700;
+    const auto above = [](const std::string& path) {
+        return std::filesystem::path(path).parent_path().string();
+    };
+    ensureFolder(above(layout.configuration()), open);
+    ensureFolder(above(layout.logFile()), open);
+    ensureFolder(above(layout.publicKey()), open);
+    ensureFolder(layout.accessCaches(), open);
+    ensureFolder(layout.privateFolder(), closed);
+}
+
+std::string line(bool isMade, const std::string& what) { return (isMade ? "made " : "kept ") + what; }
+
+std::string databaseLine(const SchemaContent& content)
+{
+    return "the database has the tables of AUTH_MAIN, with " + std::to_string(content.tokens) +
+           " tokens and " + std::to_string(content.criteria) + " criteria";
+}
+
+std::string configurationLine(const RootLayout& layout, const std::optional<Platform::Config>& kept)
+{
+    std::string text = line(!kept, layout.configuration());
+    if (kept && kept->enabledFeatures.count(ENFORCEMENT_FEATURE) == 0) {
+        text += ", where feature 1, role-based enforcement, is off";
+    }
+    return text;
+}
+
+} // namespace
+
+std::vector<std::string> initializeRoot(const RootLayout& layout,
+                                        const std::optional<Dal::DbConnectionSettings>& database)
+{
+    const std::optional<Platform::Config> configuration = findConfiguration(layout);
+    const Dal::DbConnectionSettings settings = chooseDatabase(layout, configuration, database);
+    const std::string text = configuration ? "" : configurationText(layout, settings);
+
+    ensureFolders(layout);
+    const MadeKeys made = ensureSigningKeys(layout);
+    std::vector<std::string> lines = {line(made.privateKey, layout.privateKey()),
+                                      line(made.publicKey, layout.publicKey())};
+    if (isSame(settings, ownDatabase(layout))) {
+        // An empty file is an empty database; SQLite itself would let the umask decide who may read it.
+        lines.push_back(line(createFile(layout.database(), OWNER_ONLY, ""), layout.database()));
+    }
+    Database connection(settings);
+    lines.push_back(databaseLine(ensureSchema(
+        connection, settings.onConnect.empty() ? SchemaOrigin::Create : SchemaOrigin::Attached)));
+    // The last step: a configuration appears when everything that it names is there.
+    if (!configuration && !createFile(layout.configuration(), OWNER_ONLY, text)) {
+        throw InputError(layout.configuration() +
+                         " has been made by another process meanwhile; run it again");
+    }
+    lines.push_back(configurationLine(layout, configuration));
+    return lines;
+}
+
+} // namespace keepsafe_sandbox

@@ -1,0 +1,26 @@
+#ifndef KEEPSAFE_SANDBOX_ROOT_NEW_FILE_H
+#define KEEPSAFE_SANDBOX_ROOT_NEW_FILE_H
+
+#include <string>
+#include <string_view>
+
+#include <sys/types.h>
+
+namespace keepsafe_sandbox {
+
+/// Who may read a new file.
+constexpr mode_t OWNER_ONLY = 0600;
+constexpr mode_t EVERYBODY = 0644;
+
+/// Makes the folder and those above it where they are missing; a new one with this mode, whatever the umask
+/// says. Throws `PublishError`.
+void ensureFolder(const std::string& path, mode_t mode);
+
+/// Makes a file that appears under its name with its whole content and its mode, or not at all: at no time
+/// can somebody else read what is for the owner only. False, with the file as it was, when there is one.
+/// Throws `PublishError`.
+bool createFile(const std::string& path, mode_t mode, std::string_view content);
+
+} // namespace keepsafe_sandbox
+
+#endif

@@ -1,0 +1,89 @@
+#include "root/signing_keys.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+
+#include <sys/stat.h>
+
+#include "cachewriter/FileSystem.h"
+#include "cachewriter/errors.h"
+#include "root/new_file.h"
+
+namespace keepsafe_sandbox {
+
+namespace {
+
+void requirePrivate(const std::string& path)
+{
+    struct stat status = {};
+    constexpr mode_t others = 077;
+    if (::stat(path.c_str(), &status) != 0) {
+        throw PublishError("cannot read the mode of " + path + ": " + std::generic_category().message(errno));
+    }
+    if ((status.st_mode & others) != 0) {
+        throw InputError(path + ": others than its owner may read or write this private key; take that "
+                                "from them (chmod 600)");
+    }
+}
+
+std::optional<TokenSigner> findSigner(const RootLayout& layout)
+{
+    const std::string path = layout.privateKey();
+    const std::optional<std::string> pem = readWhole(path);
+    if (!pem) {
+        return std::nullopt;
+    }
+    requirePrivate(path);
+    try {
+        TokenSigner signer = TokenSigner::fromPrivateKeyPem(*pem);
+        if (signer.keyBits() < TokenSigner::DEFAULT_KEY_BITS) {
+            throw InputError("a key of " + std::to_string(signer.keyBits()) + " bits is too short; " +
+                             std::to_string(TokenSigner::DEFAULT_KEY_BITS) + " are needed");
+        }
+        return signer;
+    } catch (const InputError& error) {
+        throw InputError(path + ": " + error.what());
+    }
+}
+
+} // namespace
+
+MadeKeys ensureSigningKeys(const RootLayout& layout)
+{
+    std::optional<TokenSigner> signer = findSigner(layout);
+    const std::optional<std::string> publicPem = readWhole(layout.publicKey());
+    if (publicPem && !signer) {
+        throw InputError(layout.publicKey() + " is there, but not the private key that belongs to it, " +
+                         layout.privateKey() + ": move the public key away, or bring the private key back");
+    }
+    MadeKeys made;
+    if (!signer) {
+        signer = TokenSigner::generate();
+        made.privateKey = createFile(layout.privateKey(), OWNER_ONLY, signer->privateKeyPem());
+        if (!made.privateKey) {
+            signer = loadSigner(layout); // another process was faster
+        }
+    }
+    if (publicPem && *publicPem != signer->publicKeyPem()) {
+        throw InputError(layout.publicKey() + " does not belong to the private key " + layout.privateKey() +
+                         ": move the one away that is wrong");
+    }
+    if (!publicPem) {
+        made.publicKey = createFile(layout.publicKey(), EVERYBODY, signer->publicKeyPem());
+    }
+    return made;
+}
+
+TokenSigner loadSigner(const RootLayout& layout)
+{
+    std::optional<TokenSigner> signer = findSigner(layout);
+    if (!signer) {
+        throw InputError(layout.privateKey() + " is missing: run 'ksrbac-sandbox init --root " +
+                         layout.root() + "' first");
+    }
+    return *signer;
+}
+
+} // namespace keepsafe_sandbox

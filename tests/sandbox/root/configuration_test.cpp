@@ -1,0 +1,91 @@
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "errors/InputError.h"
+#include "root/configuration.h"
+#include "sandbox/root/TestRoot.h"
+
+namespace {
+
+using keepsafe_sandbox::configurationText;
+using keepsafe_sandbox::databaseSettings;
+using keepsafe_sandbox::findConfiguration;
+using keepsafe_sandbox::InputError;
+using keepsafe_sandbox::loadDatabaseSettings;
+using keepsafe_sandbox::RootLayout;
+using keepsafe_test::writeFile;
+using Tessara::Dal::DbConnectionSettings;
+using Tessara::Keepsafe::Platform::Config;
+
+DbConnectionSettings settings(const std::string& connection, const std::vector<std::string>& onConnect = {})
+{
+    DbConnectionSettings database;
+    database.connectionString = connection;
+    database.onConnect = onConnect;
+    return database;
+}
+
+class Configuration : public testing::Test {
+protected:
+    void write(const std::string& text) const { writeFile(root_.layout.configuration(), text); }
+
+    [[nodiscard]] std::string refusal() const
+    {
+        try {
+            (void)findConfiguration(root_.layout);
+        } catch (const InputError& error) {
+            return error.what();
+        }
+        return "no error";
+    }
+
+    keepsafe_test::TestRoot root_;
+};
+
+TEST_F(Configuration, SwitchesEnforcementOnAndLogsBelowTheRoot)
+{
+    write(configurationText(root_.layout, settings("Driver=X;")));
+
+    const Config config = findConfiguration(root_.layout).value();
+    EXPECT_EQ(config.enabledFeatures, std::set<int>{1});
+    EXPECT_EQ(config.logDestination, "file:" + root_.folder.path("var/log/keepsafe.log"));
+}
+
+TEST_F(Configuration, GivesBackEveryConnectionStringAndStatement)
+{
+    const std::string odd = "Driver={A \"B\" \\C};Pwd='tab\t line\n del\x7F J\xC3\xB6rg #';";
+    write(configurationText(root_.layout, settings(odd, {"ATTACH 'a''b' AS X", odd, "", "#"})));
+
+    const DbConnectionSettings read = loadDatabaseSettings(root_.layout);
+    EXPECT_EQ(read.connectionString, odd);
+    EXPECT_EQ(read.onConnect, (std::vector<std::string>{"ATTACH 'a''b' AS X", odd, "", "#"}));
+}
+
+TEST_F(Configuration, RefusesToHoldTextThatIsNotUtf8)
+{
+    EXPECT_THROW((void)configurationText(root_.layout, settings("Pwd=\xFF;")), InputError);
+    EXPECT_THROW((void)configurationText(RootLayout("/r\xC3"), settings("Driver=X;")), InputError);
+}
+
+TEST_F(Configuration, ThatIsMissingIsNone)
+{
+    EXPECT_FALSE(findConfiguration(root_.layout).has_value());
+    EXPECT_THROW((void)loadDatabaseSettings(root_.layout), InputError);
+}
+
+TEST_F(Configuration, ThatNamesNoDatabaseIsRefused)
+{
+    write("[features]\nenabled = [1]\n");
+    EXPECT_EQ(refusal(), root_.layout.configuration() +
+                             " names no database: add 'connection' under [database], or move the file away");
+}
+
+TEST_F(Configuration, ThatIsMalformedIsRefusedWithItsPlace)
+{
+    write("[features\n");
+    EXPECT_EQ(refusal().rfind(root_.layout.configuration() + ":1:", 0), 0U) << refusal();
+}
+
+} // namespace

@@ -1,0 +1,95 @@
+#include <cstddef>
+#include <filesystem>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "cachewriter/errors.h"
+#include "root/new_file.h"
+#include "support/TempDir.h"
+
+namespace {
+
+using keepsafe_sandbox::createFile;
+using keepsafe_sandbox::ensureFolder;
+using keepsafe_sandbox::EVERYBODY;
+using keepsafe_sandbox::OWNER_ONLY;
+using keepsafe_sandbox::PublishError;
+using keepsafe_test::readFile;
+using keepsafe_test::writeFile;
+namespace fs = std::filesystem;
+
+mode_t modeOf(const std::string& path)
+{
+    struct stat status = {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 07777U;
+}
+
+class NewFile : public testing::Test {
+protected:
+    [[nodiscard]] std::size_t entries() const
+    {
+        return static_cast<std::size_t>(
+            std::distance(fs::directory_iterator(dir_.path()), fs::directory_iterator()));
+    }
+
+    keepsafe_test::TempDir dir_;
+};
+
+TEST_F(NewFile, HasItsContentAndTheModeAskedForWhateverTheUmask)
+{
+    const mode_t before = ::umask(0);
+    EXPECT_TRUE(createFile(dir_.path("secret"), OWNER_ONLY, "text"));
+    ::umask(077);
+    EXPECT_TRUE(createFile(dir_.path("open"), EVERYBODY, ""));
+    ::umask(before);
+
+    EXPECT_EQ(readFile(dir_.path("secret")), "text");
+    EXPECT_EQ(modeOf(dir_.path("secret")), 0600U);
+    EXPECT_EQ(modeOf(dir_.path("open")), 0644U);
+    EXPECT_EQ(entries(), 2U) << "nothing else is left";
+}
+
+TEST_F(NewFile, NeverReplacesWhatIsThere)
+{
+    writeFile(dir_.path("file"), "before");
+    fs::create_symlink(dir_.path("nowhere"), dir_.path("link"));
+
+    EXPECT_FALSE(createFile(dir_.path("file"), OWNER_ONLY, "after"));
+    EXPECT_FALSE(createFile(dir_.path("link"), OWNER_ONLY, "after"));
+
+    EXPECT_EQ(readFile(dir_.path("file")), "before");
+    EXPECT_FALSE(fs::exists(dir_.path("nowhere")));
+    EXPECT_EQ(entries(), 2U);
+}
+
+TEST_F(NewFile, NamesTheFolderThatIsMissing)
+{
+    try {
+        createFile(dir_.path("none/file"), OWNER_ONLY, "");
+        FAIL() << "a file in no folder";
+    } catch (const PublishError& error) {
+        EXPECT_EQ(std::string(error.what()).rfind("cannot create " + dir_.path("none/file."), 0), 0U)
+            << error.what();
+    }
+}
+
+TEST_F(NewFile, AFolderIsMadeWithItsModeAndKeptAsItIs)
+{
+    ensureFolder(dir_.path("a/b/private"), 0700);
+    EXPECT_EQ(modeOf(dir_.path("a/b/private")), 0700U);
+
+    ensureFolder(dir_.path("a/b/private"), 0755);
+    EXPECT_EQ(modeOf(dir_.path("a/b/private")), 0700U);
+}
+
+TEST_F(NewFile, AFileInTheFoldersPlaceIsRefused)
+{
+    writeFile(dir_.path("file"), "");
+    EXPECT_THROW(ensureFolder(dir_.path("file"), 0755), PublishError);
+    EXPECT_THROW(ensureFolder(dir_.path("file/below"), 0755), PublishError);
+}
+
+} // namespace

@@ -1,0 +1,147 @@
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "cachewriter/errors.h"
+#include "root/signing_keys.h"
+#include "sandbox/root/TestRoot.h"
+
+namespace {
+
+using keepsafe_sandbox::ensureSigningKeys;
+using keepsafe_sandbox::InputError;
+using keepsafe_sandbox::loadSigner;
+using keepsafe_sandbox::MadeKeys;
+using keepsafe_sandbox::TokenSigner;
+using keepsafe_test::readFile;
+using keepsafe_test::writeFile;
+namespace fs = std::filesystem;
+
+class SigningKeys : public testing::Test {
+protected:
+    SigningKeys()
+    {
+        fs::create_directories(fs::path(privateKey()).parent_path());
+        fs::create_directories(fs::path(publicKey()).parent_path());
+    }
+
+    [[nodiscard]] std::string privateKey() const { return root_.layout.privateKey(); }
+    [[nodiscard]] std::string publicKey() const { return root_.layout.publicKey(); }
+
+    /// What is said about files that cannot be a key pair. They stay as they are.
+    [[nodiscard]] std::string refusal() const
+    {
+        const auto content = [](const std::string& path) {
+            return fs::exists(path) ? readFile(path) : std::string("none");
+        };
+        const std::string before = content(privateKey()) + content(publicKey());
+        try {
+            ensureSigningKeys(root_.layout);
+        } catch (const InputError& error) {
+            EXPECT_EQ(content(privateKey()) + content(publicKey()), before);
+            return error.what();
+        }
+        return "no error";
+    }
+
+    void writePrivateKey(const std::string& pem) const
+    {
+        writeFile(privateKey(), pem);
+        ::chmod(privateKey().c_str(), 0600);
+    }
+
+    keepsafe_test::TestRoot root_;
+};
+
+TEST_F(SigningKeys, AreMadeOnceAndKept)
+{
+    const MadeKeys first = ensureSigningKeys(root_.layout);
+    const std::string made = readFile(privateKey());
+    const MadeKeys second = ensureSigningKeys(root_.layout);
+
+    EXPECT_TRUE(first.privateKey && first.publicKey);
+    EXPECT_FALSE(second.privateKey || second.publicKey);
+    EXPECT_EQ(readFile(privateKey()), made);
+}
+
+TEST_F(SigningKeys, BelongToEachOtherAndAreLongEnough)
+{
+    ensureSigningKeys(root_.layout);
+
+    const TokenSigner signer = loadSigner(root_.layout);
+    EXPECT_GE(signer.keyBits(), 2048U);
+    EXPECT_EQ(readFile(publicKey()), signer.publicKeyPem());
+}
+
+TEST_F(SigningKeys, ThePrivateOneIsForItsOwnerAlone)
+{
+    ensureSigningKeys(root_.layout);
+
+    struct stat status = {};
+    ASSERT_EQ(::stat(privateKey().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+}
+
+TEST_F(SigningKeys, ThePublicOneIsMadeAgainFromThePrivateOne)
+{
+    ensureSigningKeys(root_.layout);
+    const std::string before = readFile(publicKey());
+    fs::remove(publicKey());
+
+    const MadeKeys made = ensureSigningKeys(root_.layout);
+
+    EXPECT_TRUE(!made.privateKey && made.publicKey);
+    EXPECT_EQ(readFile(publicKey()), before);
+}
+
+TEST_F(SigningKeys, APublicKeyAloneIsNotReplaced)
+{
+    writeFile(publicKey(), "of somebody else");
+    EXPECT_EQ(refusal(), publicKey() + " is there, but not the private key that belongs to it, " +
+                             privateKey() + ": move the public key away, or bring the private key back");
+}
+
+TEST_F(SigningKeys, KeysThatDoNotBelongTogetherAreRefused)
+{
+    ensureSigningKeys(root_.layout);
+    writeFile(publicKey(), TokenSigner::generate().publicKeyPem());
+    EXPECT_EQ(refusal(), publicKey() + " does not belong to the private key " + privateKey() +
+                             ": move the one away that is wrong");
+}
+
+TEST_F(SigningKeys, APrivateKeyThatOthersMayReadIsRefused)
+{
+    ensureSigningKeys(root_.layout);
+    ::chmod(privateKey().c_str(), 0640);
+    EXPECT_EQ(refusal(), privateKey() + ": others than its owner may read or write this private key; take "
+                                        "that from them (chmod 600)");
+    EXPECT_THROW((void)loadSigner(root_.layout), InputError);
+}
+
+TEST_F(SigningKeys, AShortKeyIsRefused)
+{
+    writePrivateKey(TokenSigner::generate(1024).privateKeyPem());
+    EXPECT_EQ(refusal(), privateKey() + ": a key of 1024 bits is too short; 2048 are needed");
+}
+
+TEST_F(SigningKeys, AFileThatIsNoKeyIsRefused)
+{
+    writePrivateKey("no key");
+    EXPECT_EQ(refusal().rfind(privateKey() + ": not a private key in PEM form: ", 0), 0U) << refusal();
+}
+
+TEST_F(SigningKeys, AMissingOneIsToldWithWhatMakesIt)
+{
+    try {
+        (void)loadSigner(root_.layout);
+        FAIL() << "a signer from nothing";
+    } catch (const InputError& error) {
+        EXPECT_EQ(error.what(), privateKey() + " is missing: run 'ksrbac-sandbox init --root " +
+                                    root_.layout.root() + "' first");
+    }
+}
+
+} // namespace
