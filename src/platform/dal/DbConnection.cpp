@@ -26,10 +26,15 @@ int logged(const char* tag, int status, const std::string& text)
     return status;
 }
 
+/// SQLColAttribute would tell as well, but asks PostgreSQL's catalogue about the column's table.
 bool isBinary(SQLHANDLE statement, unsigned short column)
 {
-    SQLLEN type = 0;
-    SQLColAttribute(statement, column, SQL_DESC_CONCISE_TYPE, nullptr, 0, nullptr, &type);
+    SQLSMALLINT type = SQL_UNKNOWN_TYPE;
+    SQLULEN size = 0;
+    SQLSMALLINT nameLength = 0;
+    SQLSMALLINT digits = 0;
+    SQLSMALLINT nullable = 0;
+    SQLDescribeCol(statement, column, nullptr, 0, &nameLength, &type, &size, &digits, &nullable);
     return type == SQL_BINARY || type == SQL_VARBINARY || type == SQL_LONGVARBINARY;
 }
 

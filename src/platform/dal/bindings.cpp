@@ -1,6 +1,7 @@
 #include "bindings.h"
 
 #include <cstdint>
+#include <cstring>
 
 namespace Tessara::Dal {
 namespace {
@@ -44,6 +45,9 @@ std::string checkParameters(const DalOdbcView::BindingStruct* parameters, std::s
         if (count == MAX_PARAMETERS || parameter.number != count + 1 || parameter.kind != BINDING_INPUT ||
             parameter.valueType != VALUE_TYPE_TEXT || parameter.sqlType != SQL_TYPE_TEXT) {
             return "parameter " + std::to_string(count + 1) + " is no input text of that number";
+        }
+        if (parameter.text != nullptr && std::memchr(parameter.text, '\0', parameter.length) != nullptr) {
+            return "parameter " + std::to_string(count + 1) + " has a zero byte"; // drivers end there
         }
     }
     return {};
