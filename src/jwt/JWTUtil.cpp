@@ -1,9 +1,10 @@
 #include <keepsafe/jwt/JWTUtil.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <fstream>
-#include <sstream>
+#include <utility>
 
 #include <keepsafe/platform/config/installation.h>
 #include <keepsafe/platform/log/logmsg.h>
@@ -19,6 +20,19 @@ namespace {
 constexpr char PUBLIC_KEY_FILE[] = "/var/global/tssec/jwtkeys/jwtPublicKey";
 
 constexpr char LOAD_KEY_TAG[] = "JWTSSLApi::loadJwtPublicKey";
+
+/// All that is left to read. A file that cannot be read raises `std::ios::failure`.
+std::string readAll(std::filebuf& file)
+{
+    std::string text;
+    std::array<char, 4096> chunk;
+    std::streamsize size = 0;
+    do {
+        size = file.sgetn(chunk.data(), chunk.size());
+        text.append(chunk.data(), static_cast<std::size_t>(size));
+    } while (size == static_cast<std::streamsize>(chunk.size()));
+    return text;
+}
 
 } // namespace
 
@@ -41,6 +55,7 @@ int JWTUtil::loadJwtPublicKey(std::string& key)
 {
     std::ifstream file;
     file.exceptions(std::ios::failbit | std::ios::badbit);
+    file.rdbuf()->pubsetbuf(nullptr, 0); // read in chunks below: a buffer of its own would only be copied
     try {
         file.open(Platform::installationRoot() + PUBLIC_KEY_FILE);
     } catch (const std::ios::failure& failure) {
@@ -51,20 +66,16 @@ int JWTUtil::loadJwtPublicKey(std::string& key)
     debugMessage(LOAD_KEY_TAG, "successfully opened jwt public key file");
 
     int status = Status::SUCCESS;
-    std::stringstream text;
+    std::string text;
     try {
-        text << file.rdbuf();
-        if (text.fail()) {
-            // Nothing was copied: the file is empty, or it cannot be read, and then this raises.
-            file.peek();
-        }
+        text = readAll(*file.rdbuf());
         debugMessage(LOAD_KEY_TAG, "successfully read jwt public key file");
     } catch (const std::ios::failure& failure) {
         logmsgf(Platform::LOG_LEVEL_ERROR, LOAD_KEY_TAG, "failed to read jwt public key file. Error = %s ",
                 failure.what());
         status = Status::FILE_UNREADABLE;
     }
-    key = text.str();
+    key = std::move(text);
     return status;
 }
 
