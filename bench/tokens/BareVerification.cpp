@@ -23,7 +23,8 @@ BareVerification::BareVerification(std::string keyFile, const std::string& token
 {
     unsigned char* decoded = nullptr;
     int length = 0;
-    if (Tessara::Keepsafe::JWTSSLApi::B64DecodeURL(token.substr(token.rfind('.') + 1), decoded, length) != 0) {
+    if (Tessara::Keepsafe::JWTSSLApi::B64DecodeURL(token.substr(token.rfind('.') + 1), decoded, length) !=
+        0) {
         throw std::runtime_error("the token's signature cannot be decoded");
     }
     const std::unique_ptr<unsigned char[]> bytes(decoded);
@@ -50,9 +51,8 @@ bool BareVerification::once() const
     EVP_MD_CTX* const context = EVP_MD_CTX_new();
     EVP_VerifyInit(context, EVP_sha256());
     EVP_VerifyUpdate(context, signedText_.data(), signedText_.size());
-    const bool verified =
-        EVP_VerifyFinal(context, reinterpret_cast<const unsigned char*>(signature_.data()),
-                        static_cast<unsigned int>(signature_.size()), key) == 1;
+    const bool verified = EVP_VerifyFinal(context, reinterpret_cast<const unsigned char*>(signature_.data()),
+                                          static_cast<unsigned int>(signature_.size()), key) == 1;
     EVP_MD_CTX_free(context);
     EVP_PKEY_free(key);
     RSA_free(rsaKey);

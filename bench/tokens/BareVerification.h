@@ -5,8 +5,8 @@
 
 namespace keepsafe_bench {
 
-/// What verifying a token cannot do without: reading the key file, parsing its PEM text and `EVP_VerifyFinal`.
-/// The signature is decoded beforehand, and nothing is checked but the outcome.
+/// What verifying a token cannot do without: reading the key file, parsing its PEM text and
+/// `EVP_VerifyFinal`. The signature is decoded beforehand, and nothing is checked but the outcome.
 class BareVerification {
 public:
     BareVerification(std::string keyFile, const std::string& token);

@@ -110,9 +110,9 @@ TEST_F(HostKeyTest, AFolderInItsPlaceIsStatus13)
 {
     std::filesystem::remove(root_.keyFile());
     std::filesystem::create_directory(root_.keyFile());
-    const auto notRead = lines::error(lines::LOAD_KEY_TAG,
-                                      "failed to read jwt public key file. Error = basic_filebuf::underflow "
-                                      "error reading the file: Is a directory ");
+    const auto notRead =
+        lines::error(lines::LOAD_KEY_TAG, "failed to read jwt public key file. Error = basic_filebuf::xsgetn "
+                                          "error reading the file: Is a directory ");
     std::string key = "as it was";
     EXPECT_EQ(JWTUtil::loadJwtPublicKey(key), 13);
     EXPECT_EQ(key, "") << "what could be read";

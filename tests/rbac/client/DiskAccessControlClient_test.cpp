@@ -123,13 +123,4 @@ TEST_F(DiskAccessControlClientTest, ItsCheckersOutliveIt)
     EXPECT_TRUE(checker_->checkAccess(ObjectNamespace("A")));
 }
 
-TEST_F(DiskAccessControlClientTest, ASessionTokenCannotBeLookedUpYetAndIsRefused)
-{
-    const CapturedLog log;
-    EXPECT_EQ(client_->createAccessChecker(nullptr, "token", operations::VIEW, 0, checker_), 220);
-    EXPECT_FALSE(checker_);
-    EXPECT_THAT(log.lines(),
-                ElementsAre(LogLine{16, TAG, "Failed to extract role IDs from ID token, error=220"}));
-}
-
 } // namespace

@@ -1,0 +1,59 @@
+#include <keepsafe/dbaccess/RBACDbConnectionMgr.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <keepsafe/platform/dal/Dal.h>
+
+#include "support/CapturedLog.h"
+#include "support/DefaultLogger.h"
+#include "support/TempDir.h"
+#include "support/TestDatabase.h"
+#include "support/messages.h"
+
+namespace {
+
+using keepsafe_test::CapturedLog;
+using keepsafe_test::DefaultLogger;
+using keepsafe_test::TestDatabase;
+using Tessara::Dal::DbConnectionManager;
+using Tessara::Keepsafe::RBACDbConnectionMgr;
+
+constexpr char TAG[] = "RBACDbConnectionMgr::RBACDbConnectionMgr";
+
+TEST(RBACDbConnectionMgr, UsesTheCallersManagerAndLeavesItAlive)
+{
+    TestDatabase database(keepsafe_test::DatabaseKind::Sqlite);
+    const CapturedLog log;
+    const DefaultLogger logger(6);
+    {
+        const RBACDbConnectionMgr connection(&database.manager());
+        EXPECT_EQ(connection.getDbConnectionMgr(), &database.manager());
+    }
+    database.run("DELETE FROM AUTH_MAIN.AUTH_Access_Token_Details");
+    EXPECT_THAT(messagesOf(log, TAG), testing::IsEmpty());
+}
+
+TEST(RBACDbConnectionMgr, MakesAManagerOfItsOwnWhenGivenNone)
+{
+    const keepsafe_test::TempRoot root;
+    const CapturedLog log;
+    const DefaultLogger logger(1);
+    const RBACDbConnectionMgr connection(nullptr);
+    EXPECT_NE(connection.getDbConnectionMgr(), nullptr);
+    EXPECT_THAT(messagesOf(log, TAG, 4),
+                testing::ElementsAre("Starting database connection manager(RBACDbConnectionMgr.cpp:*)"));
+}
+
+TEST(RBACDbConnectionMgr, IsEstablishedWhenItsManagerHasAConnection)
+{
+    const keepsafe_test::TempRoot root;
+    const RBACDbConnectionMgr idle(nullptr);
+    EXPECT_FALSE(idle.connectionEstablished());
+
+    TestDatabase database(keepsafe_test::DatabaseKind::Sqlite);
+    const RBACDbConnectionMgr connected(&database.manager());
+    EXPECT_TRUE(connected.connectionEstablished());
+}
+
+} // namespace
