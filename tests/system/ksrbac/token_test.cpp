@@ -93,8 +93,9 @@ TEST_F(TokenVerify, SaysWhichCheckFails)
               failed("expiry", "no \\\"exp\\\" that is an integer"));
     EXPECT_EQ(reason(signer().sign(payload("1.7e12"))),
               failed("expiry", "no \\\"exp\\\" that is an integer"));
-    EXPECT_EQ(reason(signer().sign(payload(EARLIER))).substr(0, 82),
-              R"({"valid":false,"failed":"expiry","reason":"expired at 2000-01-01T00:00:00.000Z, )");
+    const std::string expired =
+        R"({"valid":false,"failed":"expiry","reason":"expired at 2000-01-01T00:00:00)";
+    EXPECT_EQ(reason(signer().sign(payload(EARLIER))).substr(0, expired.size()), expired);
 }
 
 TEST_F(TokenVerify, LeavesOutWhatComesAfterAFailure)
@@ -130,8 +131,7 @@ TEST_F(TokenVerify, ShowsTheLibrarysMessagesAtADetailedLevel)
         return root_.tool({"token", "verify", "-", "--log-level", level}, token).errors;
     };
     EXPECT_EQ(log("8"), "");
-    EXPECT_NE(log("4").find("ValidatingJwtParser::parseJwt: JWT is expired ("), std::string::npos)
-        << log("4");
+    EXPECT_NE(log("4").find("ValidatingJwtParser::parseJwt: JWT is expired"), std::string::npos) << log("4");
 }
 
 using TokenShow = TokenCommands;

@@ -31,11 +31,12 @@ public:
     {
     }
 
-    int createAccessChecker(Tessara::Dal::DbConnectionManager* /*manager*/, const std::string& /*token*/,
-                            const Rbac::ObjectNamespace& /*operation*/, int /*reserved*/,
-                            boost::shared_ptr<const Rbac::AccessChecker>& /*checker*/) override
+    int createAccessChecker(Tessara::Dal::DbConnectionManager* /*manager*/, const std::string& token,
+                            const Rbac::ObjectNamespace& operation, int /*reserved*/,
+                            boost::shared_ptr<const Rbac::AccessChecker>& checker) override
     {
-        return 220;
+        askedToken = token;
+        return createAccessChecker(std::set<int>(), operation, 0, checker);
     }
     int createAccessChecker(const std::set<int>& roleIds, const Rbac::ObjectNamespace& operation,
                             int /*reserved*/, boost::shared_ptr<const Rbac::AccessChecker>& checker) override
@@ -48,6 +49,7 @@ public:
         return status_;
     }
 
+    std::string askedToken;
     std::set<int> askedRoles;
     Rbac::ObjectNamespace askedOperation;
 
@@ -65,14 +67,29 @@ TEST(MakeChecker, HandsOnRolesAndOperation)
     EXPECT_EQ(client.askedOperation, VIEW);
 }
 
+TEST(MakeChecker, HandsOnATokenAndOperation)
+{
+    const auto made = boost::make_shared<Rbac::ConstantAccessChecker<false>>();
+    PreparedClient client(0, made);
+    EXPECT_EQ(ksrbac::makeCheckerForToken(client, "a.b.c", VIEW), made);
+    EXPECT_EQ(client.askedToken, "a.b.c");
+    EXPECT_EQ(client.askedOperation, VIEW);
+}
+
+/// What is thrown for roles, and the same for a token; 0 when nothing is.
 int statusOfMakingWith(PreparedClient& client)
 {
-    try {
-        (void)ksrbac::makeChecker(client, {1}, VIEW);
-    } catch (const EC_exception& error) {
-        return error.status();
-    }
-    return 0;
+    const auto statusOf = [](const auto& make) {
+        try {
+            (void)make();
+        } catch (const EC_exception& error) {
+            return error.status();
+        }
+        return 0;
+    };
+    const int status = statusOf([&] { return ksrbac::makeChecker(client, {1}, VIEW); });
+    EXPECT_EQ(statusOf([&] { return ksrbac::makeCheckerForToken(client, "a.b.c", VIEW); }), status);
+    return status;
 }
 
 TEST(MakeChecker, ThrowsTheStatusOfTheClient)

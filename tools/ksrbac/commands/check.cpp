@@ -55,6 +55,18 @@ Caller readCaller(const CheckOptions& options)
     return readToken(*options.sessionTokenFile);
 }
 
+/// One overload per kind of caller.
+struct CheckerMaker {
+    Rbac::AccessControlClient& client;
+    const Rbac::ObjectNamespace& operation;
+
+    auto operator()(const std::set<int>& roleIds) const { return makeChecker(client, roleIds, operation); }
+    auto operator()(const std::string& sessionToken) const
+    {
+        return makeCheckerForToken(client, sessionToken, operation);
+    }
+};
+
 Rbac::ObjectNamespace parseOperation(const std::string& text)
 {
     Rbac::ObjectNamespace operation;
@@ -118,8 +130,7 @@ ExitStatus runCheck(const CheckOptions& options, bool json, Console& console)
     Rbac::OperationCache operations;
     Rbac::DiskAccessControlClient client(manifest.ns, openCache(manifest), operations);
     noteUnknown(operations, operation, console);
-    const auto checker =
-        std::visit([&](const auto& whose) { return makeChecker(client, whose, operation); }, caller);
+    const auto checker = std::visit(CheckerMaker{client, operation}, caller);
     Decider decider(*checker, operation, json, console);
     decideAll(options, decider, console);
     return decider.status();

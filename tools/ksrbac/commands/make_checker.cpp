@@ -35,8 +35,8 @@ Checker makeChecker(Rbac::AccessControlClient& client, const std::set<int>& role
     return usable(status, checker);
 }
 
-Checker makeChecker(Rbac::AccessControlClient& client, const std::string& sessionToken,
-                    const Rbac::ObjectNamespace& operation)
+Checker makeCheckerForToken(Rbac::AccessControlClient& client, const std::string& sessionToken,
+                            const Rbac::ObjectNamespace& operation)
 {
     Checker checker;
     const int status = client.createAccessChecker(nullptr, sessionToken, operation, RESERVED, checker);

@@ -20,8 +20,8 @@ makeChecker(Tessara::Keepsafe::Rbac::AccessControlClient& client, const std::set
 
 /// The same for the roles of a session token's owner. The database is that of the configuration.
 boost::shared_ptr<const Tessara::Keepsafe::Rbac::AccessChecker>
-makeChecker(Tessara::Keepsafe::Rbac::AccessControlClient& client, const std::string& sessionToken,
-            const Tessara::Keepsafe::Rbac::ObjectNamespace& operation);
+makeCheckerForToken(Tessara::Keepsafe::Rbac::AccessControlClient& client, const std::string& sessionToken,
+                    const Tessara::Keepsafe::Rbac::ObjectNamespace& operation);
 
 } // namespace ksrbac
 
