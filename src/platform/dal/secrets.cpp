@@ -9,8 +9,11 @@
 namespace Tessara::Dal {
 namespace {
 
-/// A keyword with one of these in its name holds a secret; "pqopt" can hold a password among other options.
-constexpr std::array<std::string_view, 6> SECRET_WORDS = {"pwd", "pass", "secret", "token", "key", "pqopt"};
+/// A keyword with one of these in its name holds a secret.
+constexpr std::array<std::string_view, 5> SECRET_WORDS = {"pwd", "pass", "secret", "token", "key"};
+
+/// PostgreSQL's driver takes options of the client library in one value, "pqopt={password=x sslmode=y}".
+constexpr std::string_view NESTED_OPTIONS = "pqopt";
 
 std::string lowerCase(std::string_view text)
 {
@@ -37,15 +40,15 @@ bool hasSecretWord(std::string_view text)
                        [&](std::string_view word) { return lower.find(word) != std::string::npos; });
 }
 
-/// The end of a value that starts at `start`: its semicolon, or the end of the text. Inside of braces a
-/// semicolon is part of the value.
-std::size_t valueEnd(std::string_view text, std::size_t start)
+/// The end of a value that starts at `start`: its separator, or the end of the text. Inside of braces a
+/// separator is part of the value.
+std::size_t valueEnd(std::string_view text, std::size_t start, char separator)
 {
     if (start < text.size() && text[start] == '{') {
         const std::size_t brace = text.find('}', start);
         start = brace == std::string_view::npos ? text.size() : brace;
     }
-    return std::min(text.find(';', start), text.size());
+    return std::min(text.find(separator, start), text.size());
 }
 
 /// Whether the text has "pwd=" or the like, with a value.
@@ -63,28 +66,33 @@ bool hasAssignedSecret(std::string_view text)
     return false;
 }
 
-} // namespace
-
-Secrets::Secrets(const std::string& connectionString)
+/// Collects the secrets of a list "keyword=value;keyword={value}".
+void collect(std::string_view text, char separator, std::vector<std::string>& values)
 {
-    const std::string_view text = connectionString;
     for (std::size_t at = 0; at < text.size();) {
         const std::size_t equals = text.find('=', at);
         if (equals == std::string_view::npos) {
-            break;
+            return;
         }
         const std::size_t start = std::min(text.find_first_not_of(" \t", equals + 1), text.size());
-        const std::size_t end = valueEnd(text, start);
+        const std::size_t end = valueEnd(text, start, separator);
         std::string_view value = trimmed(text.substr(start, end - start));
         if (value.size() >= 2 && value.front() == '{' && value.back() == '}') {
             value = value.substr(1, value.size() - 2);
         }
-        if (!value.empty() && hasSecretWord(text.substr(at, equals - at))) {
-            values_.emplace_back(value);
+        const std::string_view keyword = text.substr(at, equals - at);
+        if (lowerCase(keyword).find(NESTED_OPTIONS) != std::string::npos) {
+            collect(value, ' ', values);
+        } else if (!value.empty() && hasSecretWord(keyword)) {
+            values.emplace_back(value);
         }
         at = end + 1;
     }
 }
+
+} // namespace
+
+Secrets::Secrets(const std::string& connectionString) { collect(connectionString, ';', values_); }
 
 std::string Secrets::checked(const std::string& message) const
 {

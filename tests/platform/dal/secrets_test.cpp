@@ -37,7 +37,12 @@ TEST(Secrets, WithholdAPasswordWithASemicolonInBraces)
 
 TEST(Secrets, WithholdAPasswordInTheOptionsOfTheClientLibrary)
 {
-    EXPECT_EQ(Secrets("pqopt={password=geheim}").checked("bad option \"password=geheim\""), WITHHELD);
+    for (const char* const text :
+         {"pqopt={password=geheim}", "PqOpt={sslmode=prefer password=geheim};Uid=x",
+          "pqopt=password = geheim", "Uid=x;pqopt={sslpassword=geheim keepalives=1}"}) {
+        EXPECT_EQ(Secrets(text).checked("bad option: geheim"), WITHHELD) << text;
+        EXPECT_EQ(Secrets(text).checked("bad option: prefer"), "bad option: prefer") << text;
+    }
 }
 
 TEST(Secrets, WithholdAMessageThatEchoesAnAssignment)
