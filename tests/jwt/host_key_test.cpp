@@ -63,6 +63,18 @@ TEST_F(HostKeyTest, TheWholeFileIsRead)
     EXPECT_THAT(log_.lines(), ElementsAre(lines::KEY_FILE_OPENED, lines::KEY_FILE_READ));
 }
 
+TEST_F(HostKeyTest, AFileOfAnyLengthIsReadToItsEnd)
+{
+    for (const std::size_t size : {1U, 4095U, 4096U, 4097U, 8191U, 8192U, 8193U, 65536U}) {
+        std::string content(size, 'x');
+        content.back() = 'y';
+        writeFile(root_.keyFile(), content);
+        std::string key;
+        EXPECT_EQ(JWTUtil::loadJwtPublicKey(key), 0) << size;
+        EXPECT_EQ(key, content) << size;
+    }
+}
+
 TEST_F(HostKeyTest, ATokenOfTheHostVerifies)
 {
     EXPECT_TRUE(JWTSSLApi::verifyJWTSignatureUsingHostPublicKey(token()));
