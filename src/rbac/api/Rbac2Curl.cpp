@@ -1,0 +1,79 @@
+#include <keepsafe/rbac/api/Rbac2Curl.h>
+
+#include <cstddef>
+
+#include <boost/shared_ptr.hpp>
+#include <jansson.h>
+
+#include <keepsafe/platform/log/logmsg.h>
+#include <keepsafe/platform/status/EC_exception.h>
+#include <keepsafe/platform/status/status_codes.h>
+#include <keepsafe/platform/uri/percent_encode.h>
+
+namespace Tessara::Keepsafe::Rbac {
+
+namespace {
+
+/// The server's error document; borrows from the document it was read from.
+struct ServerError {
+    int code = 0;
+    const char* message = nullptr;
+    json_t* details = nullptr;
+};
+
+bool unpack(json_t* document, ServerError& error)
+{
+    json_error_t reason;
+    return document != nullptr &&
+           json_unpack_ex(document, &reason, 0, "{s:i, s:s, s?:o}", "errorCode", &error.code, "errorMessage",
+                          &error.message, "errorDetails", &error.details) == 0;
+}
+
+/// The message and, in parentheses, the details. The text ends before a detail that is no string, without the
+/// closing parenthesis.
+std::string textOf(const ServerError& error)
+{
+    std::string text = error.message;
+    const std::size_t count = json_array_size(error.details);
+    const char* separator = " (";
+    for (std::size_t index = 0; index < count; ++index, separator = "; ") {
+        text += separator;
+        const char* const detail = json_string_value(json_array_get(error.details, index));
+        if (detail == nullptr) {
+            return text;
+        }
+        text += detail;
+    }
+    return count == 0 ? text : text + ")";
+}
+
+} // namespace
+
+std::string encode_uri_part(const std::string& text)
+{
+    std::string encoded;
+    const int status = percentEncodeUriPart(text, encoded);
+    if (status != Status::SUCCESS) {
+        logmsgf(Platform::LOG_LEVEL_ERROR, "rbac2_encode_uri_part", "Failed to encode. str=%s, status=%d",
+                text.c_str(), status);
+        throw EC_exception(status);
+    }
+    return encoded;
+}
+
+void throw_on_http_error(int expected, int actual, const std::string& body, const char* tag)
+{
+    if (actual == expected) {
+        return;
+    }
+    const boost::shared_ptr<json_t> document(json_loads(body.c_str(), 0, nullptr), json_decref);
+    ServerError error;
+    if (!unpack(document.get(), error)) {
+        logmsgf(Platform::LOG_LEVEL_ERROR, tag, "Unexpected HTTP status: %d", actual);
+        throw EC_exception(Status::CONVERSION_FAILED);
+    }
+    logmsgf(Platform::LOG_LEVEL_ERROR, tag, "Unexpected HTTP status: %d: %s", actual, textOf(error).c_str());
+    throw EC_exception(error.code);
+}
+
+} // namespace Tessara::Keepsafe::Rbac
