@@ -1,0 +1,46 @@
+#include <keepsafe/rbac/api/BaseAPI.h>
+
+#include "rbac/api/ScriptedService.h"
+
+namespace {
+
+using keepsafe_test::LogLine;
+using keepsafe_test::thrownStatus;
+using Tessara::Keepsafe::Rbac::BaseAPI;
+using testing::ElementsAre;
+
+using BaseApiTest = keepsafe_test::ApiTest<BaseAPI>;
+
+TEST_F(BaseApiTest, MakesClientsForTheMasterServersPort)
+{
+    const std::unique_ptr<KSClientCURL_Base> client(api().new_curl());
+    EXPECT_TRUE(client);
+    EXPECT_THAT(service_->created, ElementsAre("master.example:1556 kind 1"));
+}
+
+TEST_F(BaseApiTest, ReadsTheNameOfTheMasterServerOnce)
+{
+    (void)api();
+    keepsafe_test::writeFile(root_.path("etc/keepsafe.toml"), "master_server = \"another.example\"\n");
+    const BaseAPI copy = api();
+    const std::unique_ptr<KSClientCURL_Base> client(copy.new_curl());
+    EXPECT_THAT(service_->created, ElementsAre("master.example:1556 kind 1"));
+}
+
+TEST_F(BaseApiTest, WithoutAFactoryUsesTheProductsClients)
+{
+    const BaseAPI real;
+    const std::unique_ptr<KSClientCURL_Base> client(real.new_curl());
+    EXPECT_NE(dynamic_cast<KSClientCURL*>(client.get()), nullptr);
+}
+
+TEST_F(BaseApiTest, WithoutAMasterServerCannotBeMade)
+{
+    keepsafe_test::writeFile(root_.path("etc/keepsafe.toml"), "");
+    EXPECT_EQ(thrownStatus([&] { BaseAPI{service_}; }), 114);
+    EXPECT_EQ(thrownStatus([] { BaseAPI{}; }), 114);
+    const LogLine line{16, "get_master", "Couldn't get master server: 114"};
+    EXPECT_THAT(log_.lines(), ElementsAre(line, line));
+}
+
+} // namespace

@@ -1,0 +1,356 @@
+#include <keepsafe/rbac/api/ManagedObjects.h>
+
+#include <stdexcept>
+
+#include <boost/lexical_cast.hpp>
+#include <jansson.h>
+
+#include <keepsafe/rbac/api/Rbac2Json.h>
+
+#include "rbac/api/ScriptedService.h"
+
+namespace {
+
+using keepsafe_test::LogLine;
+using keepsafe_test::Request;
+using keepsafe_test::thrownStatus;
+using Tessara::Keepsafe::Rbac::AccessDefinition;
+using Tessara::Keepsafe::Rbac::json_pack_shared;
+using Tessara::Keepsafe::Rbac::ManagedObjectAPI;
+using Tessara::Keepsafe::Rbac::ManagedObjectResource;
+using Tessara::Keepsafe::Rbac::ObjectNamespace;
+using Tessara::Keepsafe::Rbac::Propagation;
+using Tessara::Keepsafe::Rbac::Role;
+using testing::ElementsAre;
+using testing::IsEmpty;
+namespace rbac = Tessara::Keepsafe::Rbac;
+
+constexpr char OBJECT_TAG[] = "ManagedObject::ManagedObject";
+constexpr char DEFINITION_TAG[] = "AccessDefinition::AccessDefinition";
+constexpr char NO_DATA[] = "Error getting 'data' field from JSON response";
+const std::string PATH = "keepsafe/access-control/managed-objects/%7CA%20b%7C";
+
+std::string document(const std::string& data) { return R"({"data":)" + data + "}"; }
+
+/// An access definition whose parts a test can replace.
+struct DefinitionText {
+    std::string links = R"("links":{"self":{"href":"/access-definitions/d1"}},)";
+    std::string id = R"("id":"d1",)";
+    std::string type = "accessDefinition";
+    std::string propagation = "CHILDREN";
+    std::string roleId = "17";
+    std::string roleType = "accessControlRole";
+    std::string operations = R"([{"id":"|OPERATIONS|VIEW|","type":"accessControlOperation"},)"
+                             R"({"id":"|OPERATIONS|ADD|","type":"accessControlOperation"}])";
+    std::string objectId = "|A|";
+    std::string objectType = "managedObject";
+
+    [[nodiscard]] std::string str() const
+    {
+        return "{" + links + id + R"("type":")" + type + R"(","attributes":{"propagation":")" + propagation +
+               R"("},"relationships":{"role":{"data":{"id":")" + roleId + R"(","type":")" + roleType +
+               R"("}},"operations":{"data":)" + operations + R"(},"managedObject":{"data":{"id":")" +
+               objectId + R"(","type":")" + objectType + R"("}}}})";
+    }
+};
+
+class ManagedObjectApiTest : public keepsafe_test::ApiTest<ManagedObjectAPI> {
+protected:
+    ManagedObjectResource receive(const std::string& resource)
+    {
+        respond(200, document(resource));
+        return api().get_object(object_);
+    }
+
+    int statusOf(const std::string& resource)
+    {
+        return thrownStatus([&] { (void)receive(resource); });
+    }
+
+    AccessDefinition receive(const DefinitionText& definition)
+    {
+        respond(200, document("[" + definition.str() + "]"));
+        return api().get_access_definitions(object_).front();
+    }
+
+    int statusOf(const DefinitionText& definition)
+    {
+        return thrownStatus([&] { (void)receive(definition); });
+    }
+
+    AccessDefinition add(Propagation propagation, const boost::shared_ptr<json_t>& operations)
+    {
+        Role role;
+        role.id = 17;
+        role.name = "of no account";
+        return api().add_access_definition(object_, role, propagation, operations);
+    }
+
+    ObjectNamespace object_{"A b"};
+};
+
+TEST_F(ManagedObjectApiTest, GetsAnObject)
+{
+    const ManagedObjectResource resource = receive(
+        R"({"type":"managedObject","id":"|A%20b|","attributes":{"inherit":false,"state":"PENDING"},"links":{}})");
+    EXPECT_EQ(resource.href, "");
+    EXPECT_EQ(resource.object, object_);
+    EXPECT_FALSE(resource.inherit);
+    EXPECT_EQ(resource.state, rbac::PENDING);
+    EXPECT_THAT(service_->requests, ElementsAre(Request{"GET", PATH, ""}));
+    EXPECT_EQ(log_.lines().at(0), (LogLine{4, "ManagedObjectAPI::get_managed_object",
+                                           "Request for " + PATH + "; curl status 0; http status 200"}));
+}
+
+TEST_F(ManagedObjectApiTest, ReadsTheStateReady)
+{
+    const ManagedObjectResource resource =
+        receive(R"({"type":"managedObject","id":"|","attributes":{"inherit":true,"state":"READY"}})");
+    EXPECT_TRUE(resource.inherit);
+    EXPECT_EQ(resource.state, rbac::READY);
+    EXPECT_TRUE(resource.object.is_root());
+}
+
+TEST_F(ManagedObjectApiTest, AnyOtherStateIs9103)
+{
+    for (const char* state : {"DELETED", "ready", ""}) {
+        SCOPED_TRACE(state);
+        log_.clear();
+        EXPECT_EQ(statusOf(R"({"type":"managedObject","id":"|A|","attributes":{"inherit":true,"state":")" +
+                           std::string(state) + R"("}})"),
+                  9103);
+        EXPECT_THAT(log_.lines(16),
+                    ElementsAre(LogLine{16, OBJECT_TAG, "Unexpected object state: " + std::string(state)}));
+    }
+}
+
+TEST_F(ManagedObjectApiTest, AnObjectOfAnotherTypeIs9103)
+{
+    EXPECT_EQ(statusOf(R"({"type":"role","id":"|A|","attributes":{"inherit":true,"state":"READY"}})"), 9103);
+    EXPECT_THAT(log_.lines(16), ElementsAre(LogLine{16, OBJECT_TAG, "Unexpected response type: role"}));
+}
+
+TEST_F(ManagedObjectApiTest, AnObjectOfAnotherFormIs7610)
+{
+    EXPECT_EQ(statusOf(R"({"type":"managedObject","id":"|A|","attributes":{"inherit":true}})"), 7610)
+        << "no state";
+    EXPECT_EQ(statusOf(R"({"type":"managedObject","id":"|A|","attributes":{"inherit":1,"state":"READY"}})"),
+              7610);
+    EXPECT_EQ(statusOf(R"({"type":"managedObject","id":"|A|"})"), 7610);
+    for (const LogLine& line : log_.lines(16)) {
+        EXPECT_EQ(line.tag, OBJECT_TAG);
+        EXPECT_THAT(line.text, testing::MatchesRegex("Error parsing JSON response at position -?[0-9]+: .+"));
+    }
+}
+
+TEST_F(ManagedObjectApiTest, AnIdThatIsNoNamespaceIsABadCast)
+{
+    EXPECT_THROW(
+        receive(R"({"type":"managedObject","id":"A","attributes":{"inherit":true,"state":"READY"}})"),
+        boost::bad_lexical_cast);
+}
+
+TEST_F(ManagedObjectApiTest, AResponseWithoutDataIs7610)
+{
+    respond(200, "{}");
+    EXPECT_EQ(thrownStatus([this] { (void)api().get_object(object_); }), 7610);
+    respond(200, "no JSON");
+    EXPECT_EQ(thrownStatus([this] { (void)api().get_access_definitions(object_); }), 7610);
+    respond(201, "no JSON");
+    EXPECT_EQ(thrownStatus([this] { (void)add(Propagation::OBJECT, rbac::json_array_shared()); }), 7610);
+    EXPECT_THAT(log_.lines(16), ElementsAre(LogLine{16, "ManagedObjectAPI::get_managed_object", NO_DATA},
+                                            LogLine{16, "ManagedObjectAPI::get_access_definitions", NO_DATA},
+                                            LogLine{16, "ManagedObjectAPI::add_access_definition", NO_DATA}));
+}
+
+TEST_F(ManagedObjectApiTest, AnObjectThatIsNotJsonIs7610WithTheParsersReason)
+{
+    respond(200, "no JSON");
+    EXPECT_EQ(thrownStatus([this] { (void)api().get_object(object_); }), 7610);
+    EXPECT_THAT(log_.lines(16), ElementsAre(LogLine{16, "json_loads_shared",
+                                                    "Error parsing JSON: '[' or '{' expected near 'no'"}));
+}
+
+TEST_F(ManagedObjectApiTest, SetsTheInheritance)
+{
+    respond(204, "");
+    api().set_inherit(object_, false);
+    respond(204, "");
+    api().set_inherit(ObjectNamespace(), true);
+    EXPECT_THAT(service_->requests,
+                ElementsAre(Request{"PATCH", PATH,
+                                    R"({"data":{"type":"managedObject","attributes":{"inherit":false}}})"},
+                            Request{"PATCH", "keepsafe/access-control/managed-objects/%7C",
+                                    R"({"data":{"type":"managedObject","attributes":{"inherit":true}}})"}));
+}
+
+TEST_F(ManagedObjectApiTest, AcceptsOnly204ForChangesAndDeletions)
+{
+    respond(200, "");
+    EXPECT_EQ(thrownStatus([this] { api().set_inherit(object_, true); }), 114);
+    respond(200, "");
+    EXPECT_EQ(thrownStatus([this] { api().delete_access_definition_by_id(object_, "d1"); }), 114);
+    EXPECT_THAT(log_.lines(16),
+                ElementsAre(LogLine{16, "ManagedObjectAPI::set_inherit", "Unexpected HTTP status: 200"},
+                            LogLine{16, "ManagedObjectAPI::delete_access_definition_by_id",
+                                    "Unexpected HTTP status: 200"}));
+}
+
+TEST_F(ManagedObjectApiTest, AddsAnAccessDefinition)
+{
+    respond(201, document(DefinitionText().str()));
+    const auto operations =
+        json_pack_shared("[{s:s, s:s}]", "id", "|OPERATIONS|VIEW|", "type", "accessControlOperation");
+    const AccessDefinition added = add(Propagation::OBJECT_AND_CHILDREN, operations);
+    EXPECT_EQ(added.id, "d1");
+    EXPECT_EQ(operations->refcount, 1U) << "the operations stay the caller's";
+    const std::string body =
+        R"({"data":{"type":"accessDefinition","attributes":{"propagation":"OBJECT_AND_CHILDREN"},)"
+        R"("relationships":{"role":{"data":{"id":"17","type":"accessControlRole"}},)"
+        R"("operations":{"data":[{"id":"|OPERATIONS|VIEW|","type":"accessControlOperation"}]}}}})";
+    EXPECT_THAT(service_->requests, ElementsAre(Request{"POST", PATH + "/access-definitions", body}));
+}
+
+TEST_F(ManagedObjectApiTest, AcceptsOnly201ForANewAccessDefinition)
+{
+    respond(200, document(DefinitionText().str()));
+    EXPECT_EQ(thrownStatus([this] { (void)add(Propagation::OBJECT, rbac::json_array_shared()); }), 114);
+}
+
+TEST_F(ManagedObjectApiTest, APropagationThatIsNoneOfTheThreeIsNotSent)
+{
+    EXPECT_THROW(add(static_cast<Propagation::enum_type>(7), rbac::json_array_shared()),
+                 std::invalid_argument);
+    EXPECT_THAT(service_->requests, IsEmpty());
+}
+
+TEST_F(ManagedObjectApiTest, MissingOperationsCannotBePacked)
+{
+    EXPECT_THROW(add(Propagation::OBJECT, nullptr), std::bad_alloc);
+    EXPECT_THAT(service_->requests, IsEmpty());
+}
+
+TEST_F(ManagedObjectApiTest, ListsAccessDefinitionsInTheirOrder)
+{
+    DefinitionText second;
+    second.id = R"("id":"d2",)";
+    respond(200, document("[" + DefinitionText().str() + "," + second.str() + "]"));
+    const std::list<AccessDefinition> definitions = api().get_access_definitions(object_);
+    ASSERT_EQ(definitions.size(), 2U);
+    const AccessDefinition& first = definitions.front();
+    EXPECT_EQ(first.href, "/access-definitions/d1");
+    EXPECT_EQ(first.id, "d1");
+    EXPECT_EQ(first.propagation, Propagation::CHILDREN);
+    EXPECT_EQ(first.roleId, 17);
+    EXPECT_THAT(first.operations,
+                ElementsAre(ObjectNamespace("OPERATIONS", "VIEW"), ObjectNamespace("OPERATIONS", "ADD")));
+    EXPECT_EQ(first.managedObject, ObjectNamespace("A"));
+    EXPECT_EQ(definitions.back().id, "d2");
+    EXPECT_THAT(service_->requests, ElementsAre(Request{"GET", PATH + "/access-definitions", ""}));
+}
+
+TEST_F(ManagedObjectApiTest, DataThatIsNoArrayIsAnEmptyList)
+{
+    respond(200, document(DefinitionText().str()));
+    EXPECT_THAT(api().get_access_definitions(object_), IsEmpty());
+}
+
+TEST_F(ManagedObjectApiTest, AnAccessDefinitionNeedsNoLinksAndNoOperations)
+{
+    DefinitionText definition;
+    definition.links = "";
+    definition.operations = "[]";
+    const AccessDefinition received = receive(definition);
+    EXPECT_EQ(received.href, "");
+    EXPECT_THAT(received.operations, IsEmpty());
+}
+
+TEST_F(ManagedObjectApiTest, LinksWithoutSelfOrAMissingIdIs7610)
+{
+    DefinitionText definition;
+    definition.links = R"("links":{},)";
+    EXPECT_EQ(statusOf(definition), 7610);
+    definition = DefinitionText();
+    definition.id = "";
+    EXPECT_EQ(statusOf(definition), 7610);
+    for (const LogLine& line : log_.lines(16)) {
+        EXPECT_EQ(line.tag, DEFINITION_TAG);
+        EXPECT_THAT(line.text, testing::MatchesRegex("Error parsing JSON response at position -?[0-9]+: .+"));
+    }
+}
+
+TEST_F(ManagedObjectApiTest, AnotherTypeOfTheDefinitionItsRoleOrItsObjectIs9103)
+{
+    DefinitionText definition;
+    definition.type = "a";
+    EXPECT_EQ(statusOf(definition), 9103);
+    definition = DefinitionText();
+    definition.roleType = "b";
+    EXPECT_EQ(statusOf(definition), 9103);
+    definition = DefinitionText();
+    definition.objectType = "c";
+    EXPECT_EQ(statusOf(definition), 9103);
+    EXPECT_THAT(log_.lines(16),
+                ElementsAre(LogLine{16, DEFINITION_TAG, "Unexpected response type: a"},
+                            LogLine{16, DEFINITION_TAG, "Invalid role relationship type: b"},
+                            LogLine{16, DEFINITION_TAG, "Invalid object relationship type: c"}));
+}
+
+TEST_F(ManagedObjectApiTest, NamesTheOperationOfAnotherTypeOrForm)
+{
+    DefinitionText definition;
+    definition.operations = R"([{"id":"|O|","type":"accessControlOperation"},{"id":"|O|","type":"role"}])";
+    EXPECT_EQ(statusOf(definition), 9103);
+    EXPECT_THAT(log_.lines(16),
+                ElementsAre(LogLine{16, DEFINITION_TAG, "Invalid operation 1 relationship type: role"}));
+    log_.clear();
+    definition.operations = R"([{"id":"|O|"}])";
+    EXPECT_EQ(statusOf(definition), 7610);
+    ASSERT_EQ(log_.lines(16).size(), 1U);
+    EXPECT_THAT(log_.lines(16).at(0).text,
+                testing::MatchesRegex("Error parsing operation relationship 0 at position -?[0-9]+: .+"));
+}
+
+TEST_F(ManagedObjectApiTest, TextsThatCannotBeConvertedAreBadCasts)
+{
+    const auto expectBadCast = [this](const DefinitionText& definition) {
+        EXPECT_THROW(receive(definition), boost::bad_lexical_cast);
+    };
+    DefinitionText definition;
+    definition.propagation = "object";
+    expectBadCast(definition);
+    definition = DefinitionText();
+    definition.roleId = "17a";
+    expectBadCast(definition);
+    definition = DefinitionText();
+    definition.objectId = "A";
+    expectBadCast(definition);
+    definition = DefinitionText();
+    definition.operations = R"([{"id":"O","type":"accessControlOperation"}])";
+    expectBadCast(definition);
+}
+
+TEST_F(ManagedObjectApiTest, ARoleIdMayHaveASign)
+{
+    DefinitionText definition;
+    definition.roleId = "-5";
+    EXPECT_EQ(receive(definition).roleId, -5);
+    definition.roleId = "+5";
+    EXPECT_EQ(receive(definition).roleId, 5);
+}
+
+TEST_F(ManagedObjectApiTest, PlacesTheIdOfAnAccessDefinitionInThePathAsItIs)
+{
+    respond(204, "");
+    api().delete_access_definition_by_id(object_, "d/1 |");
+    EXPECT_THAT(service_->requests, ElementsAre(Request{"DELETE", PATH + "/access-definitions/d/1 |", ""}));
+}
+
+TEST_F(ManagedObjectApiTest, AFailedTransferIsItsStatusAndNotLogged)
+{
+    service_->responses.push_back({28, 0, ""});
+    EXPECT_EQ(thrownStatus([this] { api().set_inherit(object_, true); }), 28);
+    EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+} // namespace

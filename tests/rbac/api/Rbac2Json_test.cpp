@@ -1,0 +1,93 @@
+#include <keepsafe/rbac/api/Rbac2Json.h>
+
+#include <new>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <jansson.h>
+
+#include <keepsafe/platform/status/EC_exception.h>
+
+#include "support/CapturedLog.h"
+
+namespace {
+
+using keepsafe_test::CapturedLog;
+using keepsafe_test::LogLine;
+using Tessara::Keepsafe::Rbac::ObjectNamespace;
+using testing::ElementsAre;
+using testing::IsEmpty;
+namespace rbac = Tessara::Keepsafe::Rbac;
+
+std::string dump(const boost::shared_ptr<json_t>& value) { return rbac::json_dumps_shared(value).get(); }
+
+TEST(Rbac2Json, DumpsCompactTextWithEverythingBeyondAsciiEscaped)
+{
+    EXPECT_EQ(dump(rbac::json_pack_shared("{s:[s,i]}", "k\xC3\xA9y", "\xE2\x82\xAC", 1)),
+              R"({"k\u00E9y":["\u20AC",1]})");
+}
+
+TEST(Rbac2Json, AValueThatCannotBePrintedIsBadAllocAndNotLogged)
+{
+    const CapturedLog log;
+    EXPECT_THROW(rbac::json_dumps_shared(boost::shared_ptr<json_t>()), std::bad_alloc);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(Rbac2Json, ANewObjectIsAnEmptyArrayAsIsANewArray)
+{
+    EXPECT_EQ(dump(rbac::json_object_shared()), "[]");
+    EXPECT_EQ(dump(rbac::json_array_shared()), "[]");
+}
+
+TEST(Rbac2Json, TextThatIsNotUtf8IsBadAllocAndNotLogged)
+{
+    EXPECT_EQ(dump(rbac::json_string_shared("a \"b\"")), R"("a \"b\"")");
+    const CapturedLog log;
+    EXPECT_THROW(rbac::json_string_shared("\xFF"), std::bad_alloc);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(Rbac2Json, LoadsADocumentAndReleasesItOnce)
+{
+    const boost::shared_ptr<json_t> document = rbac::json_loads_shared(R"({"data":[1]})");
+    EXPECT_EQ(document->refcount, 1U);
+    EXPECT_TRUE(json_is_array(json_object_get(document.get(), "data")));
+}
+
+TEST(Rbac2Json, TextThatIsNotJsonIs7610WithTheParsersReason)
+{
+    const CapturedLog log;
+    try {
+        (void)rbac::json_loads_shared("no JSON");
+        FAIL() << "nothing was thrown";
+    } catch (const EC_exception& failure) {
+        EXPECT_EQ(failure.status(), 7610);
+    }
+    EXPECT_THAT(log.lines(), ElementsAre(LogLine{16, "json_loads_shared",
+                                                 "Error parsing JSON: '[' or '{' expected near 'no'"}));
+}
+
+TEST(Rbac2Json, AValueThatCannotBePackedIsBadAllocWithItsReason)
+{
+    const CapturedLog log;
+    EXPECT_THROW(rbac::json_pack_shared("{s:s}", "key", "\xFF"), std::bad_alloc);
+    EXPECT_THAT(log.lines(),
+                ElementsAre(LogLine{16, "json_pack_shared", "Error generating JSON: Invalid UTF-8 string"}));
+}
+
+TEST(Rbac2Json, ANamespaceIsAStringOfItsTextForm)
+{
+    EXPECT_EQ(dump(rbac::json_namespace_shared(ObjectNamespace("A|B", "\"quoted\""))),
+              R"("|A%7CB|%22quoted%22|")");
+    EXPECT_EQ(dump(rbac::json_namespace_shared(ObjectNamespace())), R"("|")");
+}
+
+TEST(Rbac2Json, NamespacesAreAnArrayInTheirOrder)
+{
+    EXPECT_EQ(dump(rbac::json_namespaces_shared({ObjectNamespace("B"), ObjectNamespace("A")})),
+              R"(["|B|","|A|"])");
+    EXPECT_EQ(dump(rbac::json_namespaces_shared({})), "[]");
+}
+
+} // namespace

@@ -1,0 +1,140 @@
+#ifndef KEEPSAFE_TESTS_RBAC_API_SCRIPTEDSERVICE_H
+#define KEEPSAFE_TESTS_RBAC_API_SCRIPTEDSERVICE_H
+
+#include <deque>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <boost/make_shared.hpp>
+#include <boost/shared_ptr.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <keepsafe/platform/http/KSClientCURL.h>
+#include <keepsafe/platform/status/EC_exception.h>
+
+#include "support/CapturedLog.h"
+#include "support/TempDir.h"
+
+namespace keepsafe_test {
+
+struct Request {
+    std::string method;
+    std::string path;
+    std::string body;
+
+    friend bool operator==(const Request& left, const Request& right)
+    {
+        return left.method == right.method && left.path == right.path && left.body == right.body;
+    }
+    friend std::ostream& operator<<(std::ostream& stream, const Request& request)
+    {
+        return stream << request.method << ' ' << request.path << ' ' << request.body;
+    }
+};
+
+struct Response {
+    int transfer = 0;
+    long httpStatus = 0;
+    std::string body;
+};
+
+/// HTTP clients that send nothing: they record requests and play responses back, in order.
+class ScriptedService : public KSClientCURL_BaseFactory {
+public:
+    [[nodiscard]] KSClientCURL_Base* create(const std::string& host, int port, int clientKind) override
+    {
+        created.push_back(host + ':' + std::to_string(port) + " kind " + std::to_string(clientKind));
+        return new Client(*this);
+    }
+
+    std::deque<Response> responses;
+    std::vector<Request> requests;
+    std::vector<std::string> created;
+    int living = 0;
+
+private:
+    class Client : public KSClientCURL_Base {
+    public:
+        explicit Client(ScriptedService& service) : service_(service) { ++service_.living; }
+        ~Client() override { --service_.living; }
+
+        int Put(const std::string& path, const std::string& body) override
+        {
+            return play({"PUT", path, body});
+        }
+        int Post(const std::string& path, const std::string& body) override
+        {
+            return play({"POST", path, body});
+        }
+        int Patch(const std::string& path, const std::string& body) override
+        {
+            return play({"PATCH", path, body});
+        }
+        int Get(const std::string& path) override { return play({"GET", path, ""}); }
+        int Delete(const std::string& path) override { return play({"DELETE", path, ""}); }
+        void setApiVersion(int /*version*/) override {}
+        [[nodiscard]] long httpStatus() const override { return response_.httpStatus; }
+        [[nodiscard]] const std::string& responseBody() const override { return response_.body; }
+
+    private:
+        int play(const Request& request)
+        {
+            service_.requests.push_back(request);
+            response_ = service_.responses.front();
+            service_.responses.pop_front();
+            return response_.transfer;
+        }
+
+        ScriptedService& service_;
+        Response response_;
+    };
+};
+
+/// A REST client of type `Api` for the scripted service, in a root that names a master server.
+template <typename Api>
+class ApiTest : public testing::Test {
+protected:
+    ApiTest() { writeFile(root_.path("etc/keepsafe.toml"), "master_server = \"master.example\"\n"); }
+    ~ApiTest() override { EXPECT_EQ(service_->living, 0) << "an HTTP client was left behind"; }
+
+    void respond(long httpStatus, const std::string& body)
+    {
+        service_->responses.push_back({0, httpStatus, body});
+    }
+
+    TempRoot root_;
+    boost::shared_ptr<ScriptedService> service_ = boost::make_shared<ScriptedService>();
+    CapturedLog log_;
+
+private:
+    /// Behind the root, whose configuration names the server.
+    std::unique_ptr<Api> madeApi_;
+
+protected:
+    Api& api()
+    {
+        if (!madeApi_) {
+            madeApi_ = std::make_unique<Api>(service_);
+        }
+        return *madeApi_;
+    }
+};
+
+/// The status of the `EC_exception` that `work` throws; 0 when it throws none.
+template <typename Work>
+int thrownStatus(const Work& work)
+{
+    try {
+        work();
+    } catch (const EC_exception& failure) {
+        return failure.status();
+    }
+    return 0;
+}
+
+} // namespace keepsafe_test
+
+#endif
