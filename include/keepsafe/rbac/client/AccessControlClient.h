@@ -30,6 +30,16 @@ public:
     AccessControlClient& operator=(const AccessControlClient&) = delete;
     virtual ~AccessControlClient();
 
+    /// The client for objects below `objectNamespace`. Where role-based enforcement (feature 1) is off, that
+    /// is the stub client, which allows everything. Where it is on, the master server is asked which access
+    /// cache covers the namespace, and that cache is opened.
+    ///
+    /// Returns 0; 114 when no master server is configured, the server refuses or the name has no text form;
+    /// libcurl's code when the server cannot be asked; 7610 when its answer is malformed; 12 when the cache
+    /// cannot be opened. `client` changes on 0 alone. Any thread; each call asks the server.
+    [[nodiscard]] static int create(const ObjectNamespace& objectNamespace,
+                                    boost::shared_ptr<AccessControlClient>& client);
+
     /// A checker for the caller whose session token is given; its roles are looked up in the database.
     [[nodiscard]] virtual int createAccessChecker(Tessara::Dal::DbConnectionManager* dbConnectionManager,
                                                   const std::string& sessionToken,
