@@ -28,7 +28,7 @@ namespace rbac = Tessara::Keepsafe::Rbac;
 constexpr char OBJECT_TAG[] = "ManagedObject::ManagedObject";
 constexpr char DEFINITION_TAG[] = "AccessDefinition::AccessDefinition";
 constexpr char NO_DATA[] = "Error getting 'data' field from JSON response";
-const std::string PATH = "keepsafe/access-control/managed-objects/%7CA%20b%7C";
+const std::string PATH = "keepsafe/access-control/managed-objects/%7CA%2Bb%7C";
 
 std::string document(const std::string& data) { return R"({"data":)" + data + "}"; }
 
@@ -92,7 +92,7 @@ protected:
 TEST_F(ManagedObjectApiTest, GetsAnObject)
 {
     const ManagedObjectResource resource = receive(
-        R"({"type":"managedObject","id":"|A%20b|","attributes":{"inherit":false,"state":"PENDING"},"links":{}})");
+        R"({"type":"managedObject","id":"|A+b|","attributes":{"inherit":false,"state":"PENDING"},"links":{}})");
     EXPECT_EQ(resource.href, "");
     EXPECT_EQ(resource.object, object_);
     EXPECT_FALSE(resource.inherit);
