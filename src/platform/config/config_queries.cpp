@@ -155,6 +155,16 @@ int copyName(const std::string& name, char* buffer, unsigned long size)
 }
 
 } // namespace
+
+std::shared_ptr<const Config> currentConfig(const char* tag)
+{
+    const SnapshotPtr snapshot = currentSnapshot(tag);
+    if (!snapshot->config) {
+        throw ConfigError(snapshot->error);
+    }
+    return {snapshot, &*snapshot->config};
+}
+
 } // namespace Tessara::Keepsafe::Platform
 
 namespace Platform = Tessara::Keepsafe::Platform;

@@ -145,6 +145,42 @@ void readDatabaseOnConnect(const Value& value, Config& config)
     config.databaseOnConnect = std::move(onConnect);
 }
 
+std::string pathOf(const Value& value)
+{
+    std::string path = textOf(value);
+    if (path.empty() || path.front() != '/') {
+        value.fail("must be an absolute path");
+    }
+    return path;
+}
+
+void readTlsCertificate(const Value& value, Config& config) { config.tlsCertificate = pathOf(value); }
+void readTlsKey(const Value& value, Config& config) { config.tlsKey = pathOf(value); }
+void readTlsCa(const Value& value, Config& config) { config.tlsCa = pathOf(value); }
+
+constexpr int MAX_TIMEOUT_SECONDS = 3600;
+constexpr int MAX_RESPONSE_LIMIT = 1 << 30;
+
+void readConnectTimeout(const Value& value, Config& config)
+{
+    config.httpConnectTimeoutSeconds = integerOf(value, 1, MAX_TIMEOUT_SECONDS);
+}
+
+void readTotalTimeout(const Value& value, Config& config)
+{
+    config.httpTotalTimeoutSeconds = integerOf(value, 1, MAX_TIMEOUT_SECONDS);
+}
+
+void readStallTimeout(const Value& value, Config& config)
+{
+    config.httpStallTimeoutSeconds = integerOf(value, 1, MAX_TIMEOUT_SECONDS);
+}
+
+void readResponseLimit(const Value& value, Config& config)
+{
+    config.httpResponseLimitBytes = integerOf(value, 1, MAX_RESPONSE_LIMIT);
+}
+
 /// A key that the file may have: the table it stands in (empty for the top), its name, and what reads it.
 struct Key {
     std::string_view table;
@@ -152,13 +188,20 @@ struct Key {
     void (*read)(const Value& value, Config& config);
 };
 
-constexpr std::array<Key, 6> KEYS = {{
+constexpr std::array<Key, 13> KEYS = {{
     {"", "master_server", readMasterServer},
     {"features", "enabled", readEnabledFeatures},
     {"log", "level", readLogLevel},
     {"log", "destination", readLogDestination},
     {"database", "connection", readDatabaseConnection},
     {"database", "on_connect", readDatabaseOnConnect},
+    {"tls", "certificate", readTlsCertificate},
+    {"tls", "key", readTlsKey},
+    {"tls", "ca", readTlsCa},
+    {"http", "connect_timeout", readConnectTimeout},
+    {"http", "total_timeout", readTotalTimeout},
+    {"http", "stall_timeout", readStallTimeout},
+    {"http", "response_limit", readResponseLimit},
 }};
 
 bool isTableName(std::string_view name)

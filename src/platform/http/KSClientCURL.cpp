@@ -1,0 +1,166 @@
+#include <keepsafe/platform/http/KSClientCURL.h>
+
+#include <exception>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include <curl/curl.h>
+
+#include <keepsafe/platform/config/config.h>
+#include <keepsafe/platform/log/logmsg.h>
+
+#include "HandlePool.h"
+#include "Transfer.h"
+#include "log_tag.h"
+#include "server_address.h"
+
+namespace Platform = Tessara::Keepsafe::Platform;
+namespace http = Platform::http;
+
+namespace {
+
+/// Lends a handle from the pool for one request.
+class Lease {
+public:
+    explicit Lease(std::unique_ptr<http::Handle> handle) : handle_(std::move(handle)) {}
+    ~Lease() { http::HandlePool::giveBack(std::move(handle_)); }
+    Lease(const Lease&) = delete;
+    Lease& operator=(const Lease&) = delete;
+    http::Handle& operator*() { return *handle_; }
+
+private:
+    std::unique_ptr<http::Handle> handle_;
+};
+
+/// Null, with `status` set, when there is none.
+std::unique_ptr<http::Handle> handleFor(http::ConnectionKey key, int& status)
+{
+    std::unique_ptr<http::Handle> handle = http::HandlePool::lend(key);
+    if (handle) {
+        return handle;
+    }
+    status = http::checkReadable(key.files);
+    if (status != CURLE_OK) {
+        return nullptr;
+    }
+    handle = http::Handle::make(std::move(key));
+    if (!handle) {
+        status = CURLE_FAILED_INIT;
+    }
+    return handle;
+}
+
+void logFailure(int status, const char* method, const http::ConnectionKey& key, const std::string& reason)
+{
+    // Files that are there and cannot be used are for the operator to mend, as missing ones are.
+    if (status == CURLE_SSL_CERTPROBLEM) {
+        logmsgf(Platform::LOG_LEVEL_ERROR, http::TAG,
+                "cannot use the certificate \"%s\" with the private key \"%s\": %s",
+                key.files.certificate.path.c_str(), key.files.key.path.c_str(), reason.c_str());
+    } else if (status == CURLE_SSL_CACERT_BADFILE) {
+        logmsgf(Platform::LOG_LEVEL_ERROR, http::TAG, "cannot use the CA certificates \"%s\": %s",
+                key.files.ca.path.c_str(), reason.c_str());
+    } else {
+        logmsgf(Platform::LOG_LEVEL_NOTABLE, http::TAG, "%s %s failed with status %d: %s", method,
+                key.serverUrl.c_str(), status, reason.c_str());
+    }
+}
+
+int send(http::ConnectionKey key, bool authenticateHost, const http::Request& request,
+         http::Response& response)
+{
+    const std::shared_ptr<const Platform::Config> config = Platform::currentConfig(http::TAG);
+    int status = http::findTlsFiles(*config, authenticateHost, key.files);
+    if (status != CURLE_OK) {
+        return status;
+    }
+    std::unique_ptr<http::Handle> handle = handleFor(std::move(key), status);
+    if (!handle) {
+        return status;
+    }
+    Lease lease(std::move(handle));
+    std::string reason;
+    status = http::transfer(*lease, *config, request, response, reason);
+    if (status != CURLE_OK) {
+        logFailure(status, request.method, (*lease).key(), reason);
+    }
+    return status;
+}
+
+constexpr bool NEVER_ABORTED = false;
+
+} // namespace
+
+KSClientCURL_Base::~KSClientCURL_Base() = default;
+KSClientCURL_BaseFactory::~KSClientCURL_BaseFactory() = default;
+
+KSClientCURL::KSClientCURL(const std::string& host, int port, cert_type certificate, int /*sessionType*/,
+                           KSTokenManager* /*tokenManager*/, const std::string& /*userName*/,
+                           const std::string& /*password*/, const std::string& /*domain*/, bool verifyServer,
+                           bool /*followRedirects*/, bool /*environmentProxy*/, bool /*verbose*/,
+                           const bool& aborted, int /*proxyHint*/)
+    : host_(host), port_(port), certificate_(certificate), verifyServer_(verifyServer), aborted_(&aborted)
+{
+}
+
+KSClientCURL::~KSClientCURL() = default;
+
+int KSClientCURL::Put(const std::string& path, const std::string& body)
+{
+    return request("PUT", path, &body);
+}
+
+int KSClientCURL::Post(const std::string& path, const std::string& body)
+{
+    return request("POST", path, &body);
+}
+
+int KSClientCURL::Patch(const std::string& path, const std::string& body)
+{
+    return request("PATCH", path, &body);
+}
+
+int KSClientCURL::Get(const std::string& path) { return request("GET", path, nullptr); }
+
+int KSClientCURL::Delete(const std::string& path) { return request("DELETE", path, nullptr); }
+
+void KSClientCURL::setApiVersion(int version) { apiVersion_ = version; }
+
+int KSClientCURL::request(const char* method, const std::string& path, const std::string* body)
+{
+    httpStatus_ = 0;
+    responseBody_.clear();
+    if (!verifyServer_) {
+        return CURLE_PEER_FAILED_VERIFICATION;
+    }
+    try {
+        http::ConnectionKey key{http::serverUrl(host_, port_), {}};
+        http::Request request{method, http::requestTarget(path), body, apiVersion_, aborted_};
+        if (key.serverUrl.empty() || request.target.empty()) {
+            return CURLE_URL_MALFORMAT;
+        }
+        http::Response response;
+        const int status = send(std::move(key), certificate_ != CERT_TYPE_NONE, request, response);
+        if (status == CURLE_OK) {
+            httpStatus_ = response.status;
+            responseBody_ = std::move(response.body);
+        }
+        return status;
+    } catch (const std::bad_alloc&) {
+        return CURLE_OUT_OF_MEMORY;
+    } catch (const std::exception&) {
+        // A configuration that cannot be used, which has been logged.
+        return CURLE_FAILED_INIT;
+    }
+}
+
+KSClientCURLFactory::KSClientCURLFactory(cert_type certificate) : certificate_(certificate) {}
+
+KSClientCURLFactory::~KSClientCURLFactory() = default;
+
+KSClientCURL_Base* KSClientCURLFactory::create(const std::string& host, int port, int /*clientKind*/)
+{
+    return new KSClientCURL(host, port, certificate_, 1, nullptr, "", "", "", true, false, false, false,
+                            NEVER_ABORTED, 0);
+}

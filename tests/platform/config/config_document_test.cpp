@@ -53,7 +53,14 @@ TEST(ConfigurationDocument, ListsTheDefaults)
          {row("master_server", "string", '"' + config.masterServer + '"'),
           row("features.enabled", "array of integers", config.enabledFeatures.empty() ? "[]" : "not empty"),
           row("log.level", "integer", std::to_string(config.logThreshold)),
-          row("log.destination", "string", '"' + config.logDestination + '"')}) {
+          row("log.destination", "string", '"' + config.logDestination + '"'),
+          row("tls.certificate", "string", '"' + config.tlsCertificate + '"'),
+          row("tls.key", "string", '"' + config.tlsKey + '"'),
+          row("tls.ca", "string", '"' + config.tlsCa + '"'),
+          row("http.connect_timeout", "integer", std::to_string(config.httpConnectTimeoutSeconds)),
+          row("http.total_timeout", "integer", std::to_string(config.httpTotalTimeoutSeconds)),
+          row("http.stall_timeout", "integer", std::to_string(config.httpStallTimeoutSeconds)),
+          row("http.response_limit", "integer", std::to_string(config.httpResponseLimitBytes))}) {
         EXPECT_NE(text.find(expected), std::string::npos) << expected;
     }
 }
@@ -71,7 +78,7 @@ TEST(ConfigurationDocument, ListsKeysThatExistAndNoOthers)
         const std::string key = inner.empty() ? outer : outer + "." + inner;
         EXPECT_NE(errorOf(toml).find('"' + key + "\" must be "), std::string::npos) << errorOf(toml);
     }
-    EXPECT_EQ(keys, 4);
+    EXPECT_EQ(keys, 11);
 }
 
 TEST(ConfigurationDocument, ShowsErrorsAsTheyAre)

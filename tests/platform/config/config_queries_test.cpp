@@ -211,6 +211,33 @@ TEST_F(ConfigQueries, LogADamagedFileOncePerState)
     EXPECT_EQ(log_.lines(), (Lines{{16, "db_getservernameEx", file() + ":2:1: " + unknown}}));
 }
 
+TEST_F(ConfigQueries, ShareOneReadingOfAnUnchangedFile)
+{
+    write("master_server = \"m\"");
+    settle();
+    const auto first = Tessara::Keepsafe::Platform::currentConfig("tag");
+    EXPECT_EQ(first->masterServer, "m");
+    EXPECT_EQ(Tessara::Keepsafe::Platform::currentConfig("tag"), first);
+    replace("master_server = \"n\"");
+    EXPECT_EQ(Tessara::Keepsafe::Platform::currentConfig("tag")->masterServer, "n");
+    EXPECT_EQ(first->masterServer, "m");
+}
+
+TEST_F(ConfigQueries, ThrowAndLogOnceWhenTheWholeIsAskedForAndDamaged)
+{
+    write("colour = 1");
+    const std::string error = file() + ":1:1: unknown key \"colour\"";
+    for (int round = 0; round < 3; ++round) {
+        try {
+            Tessara::Keepsafe::Platform::currentConfig("tag");
+            ADD_FAILURE() << "no error";
+        } catch (const Tessara::Keepsafe::Platform::ConfigError& thrown) {
+            EXPECT_EQ(thrown.what(), error);
+        }
+    }
+    EXPECT_EQ(log_.lines(), (Lines{{16, "tag", error}}));
+}
+
 TEST_F(ConfigQueries, LogTheSameDamageAgainAfterARepair)
 {
     write("colour = 1");

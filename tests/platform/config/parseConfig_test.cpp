@@ -25,12 +25,17 @@ std::string errorOf(const std::string& text)
 
 TEST(ParseConfig, OfAnEmptyTextGivesTheDefaults)
 {
-    for (const char* const text : {"", "\n", "# nothing\n", "[features]\n[log]\n"}) {
+    for (const char* const text : {"", "\n", "# nothing\n", "[features]\n[log]\n[tls]\n[http]\n"}) {
         const Config config = parsed(text);
         EXPECT_EQ(config.masterServer, "");
         EXPECT_EQ(config.enabledFeatures, std::set<int>{});
         EXPECT_EQ(config.logThreshold, 8);
         EXPECT_EQ(config.logDestination, "stderr");
+        EXPECT_EQ(config.tlsCertificate + config.tlsKey + config.tlsCa, "");
+        EXPECT_EQ(config.httpConnectTimeoutSeconds, 10);
+        EXPECT_EQ(config.httpTotalTimeoutSeconds, 300);
+        EXPECT_EQ(config.httpStallTimeoutSeconds, 30);
+        EXPECT_EQ(config.httpResponseLimitBytes, 67108864);
     }
 }
 
@@ -114,6 +119,51 @@ TEST(ParseConfig, TakesThreeKindsOfLogDestination)
     }
 }
 
+TEST(ParseConfig, ReadsTheFilesOfTls)
+{
+    const Config config = parsed("[tls]\ncertificate = \"/c\"\nkey = \"/k\"\nca = \"/a\"\n");
+    EXPECT_EQ(config.tlsCertificate, "/c");
+    EXPECT_EQ(config.tlsKey, "/k");
+    EXPECT_EQ(config.tlsCa, "/a");
+}
+
+TEST(ParseConfig, TakesAbsolutePathsOfTlsFilesOnly)
+{
+    for (const std::string key : {"certificate", "key", "ca"}) {
+        const std::string where = "keepsafe.toml:2:" + std::to_string(key.size() + 4) + ": \"tls." + key;
+        for (const std::string path : {"", "relative/file.pem", "~/file.pem"}) {
+            EXPECT_EQ(errorOf("[tls]\n" + key + " = \"" + path + "\""),
+                      where + "\" must be an absolute path");
+        }
+        EXPECT_EQ(errorOf("[tls]\n" + key + " = \"/a\\u0000b\""), where + "\" must not have a zero byte");
+        EXPECT_EQ(errorOf("[tls]\n" + key + " = 1"), where + "\" must be a string, not of type integer");
+    }
+}
+
+TEST(ParseConfig, TakesTimeoutsFromASecondToAnHour)
+{
+    const Config config =
+        parsed("[http]\nconnect_timeout = 1\ntotal_timeout = 3600\nstall_timeout = 2\nresponse_limit = 1");
+    EXPECT_EQ(config.httpConnectTimeoutSeconds, 1);
+    EXPECT_EQ(config.httpTotalTimeoutSeconds, 3600);
+    EXPECT_EQ(config.httpStallTimeoutSeconds, 2);
+    EXPECT_EQ(config.httpResponseLimitBytes, 1);
+    for (const std::string key : {"connect_timeout", "total_timeout", "stall_timeout"}) {
+        const std::string where = "keepsafe.toml:2:" + std::to_string(key.size() + 4) + ": \"http." + key;
+        EXPECT_EQ(errorOf("[http]\n" + key + " = 0"), where + "\" must be between 1 and 3600, not 0");
+        EXPECT_EQ(errorOf("[http]\n" + key + " = 3601"), where + "\" must be between 1 and 3600, not 3601");
+    }
+}
+
+TEST(ParseConfig, TakesResponseLimitsUpToAGibibyte)
+{
+    EXPECT_EQ(parsed("[http]\nresponse_limit = 1073741824").httpResponseLimitBytes, 1073741824);
+    EXPECT_EQ(errorOf("[http]\nresponse_limit = 1073741825"),
+              "keepsafe.toml:2:18: \"http.response_limit\" must be between 1 and 1073741824, not 1073741825");
+    EXPECT_EQ(errorOf("[http]\nresponse_limit = 0"),
+              "keepsafe.toml:2:18: \"http.response_limit\" must be between 1 and 1073741824, not 0");
+}
+
 TEST(ParseConfig, NamesTheTypeThatIsWrong)
 {
     EXPECT_EQ(errorOf("master_server = 1"),
@@ -148,7 +198,7 @@ TEST(ParseConfig, NamesAKeyThatItDoesNotKnow)
     EXPECT_EQ(errorOf("[log]\nmaster_server = \"m\""),
               "keepsafe.toml:2:1: unknown key \"log.master_server\"");
     EXPECT_EQ(errorOf("level = 8"), "keepsafe.toml:1:1: unknown key \"level\"");
-    EXPECT_EQ(errorOf("\n[tls]\n"), "keepsafe.toml:2:2: unknown key \"tls\"");
+    EXPECT_EQ(errorOf("\n[ssl]\n"), "keepsafe.toml:2:2: unknown key \"ssl\"");
     EXPECT_EQ(errorOf("[log.file]\n"), "keepsafe.toml:1:6: unknown key \"log.file\"");
     EXPECT_EQ(errorOf("\"\" = 1"), "keepsafe.toml:1:1: unknown key \"\"");
 }

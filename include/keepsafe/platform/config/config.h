@@ -1,6 +1,7 @@
 #ifndef KEEPSAFE_PLATFORM_CONFIG_CONFIG_H
 #define KEEPSAFE_PLATFORM_CONFIG_CONFIG_H
 
+#include <memory>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -36,13 +37,31 @@ struct Config {
     std::string databaseConnection;
     /// `[database] on_connect`: statements that are run on every new connection, in order
     std::vector<std::string> databaseOnConnect;
+    /// `[tls] certificate`, `key`: absolute paths of the host's certificate (with what leads from it to its
+    /// issuer) and of its private key, in PEM; empty when none is set
+    std::string tlsCertificate;
+    std::string tlsKey;
+    /// `[tls] ca`: absolute path of the certificates, in PEM, that servers' certificates are issued by; empty
+    /// when none is set
+    std::string tlsCa;
+    /// `[http] connect_timeout`, `total_timeout`, `stall_timeout`: 1 to 3600 seconds
+    int httpConnectTimeoutSeconds = 10;
+    int httpTotalTimeoutSeconds = 300;
+    int httpStallTimeoutSeconds = 30;
+    /// `[http] response_limit`: the longest body of a response that is accepted, 1 byte to 1 GiB
+    int httpResponseLimitBytes = 64 * 1024 * 1024;
 };
 
 /// Reads the file anew. Throws `ConfigError` when it exists but cannot be read or is malformed: not TOML, a
 /// value of the wrong type or out of range, a key that is not known.
 KEEPSAFE_API Config loadConfig();
 
-/// The same from a text; `name` stands for the file in messages.
+/// The configuration as the file stands at this call, read only when the file or the installation root has
+/// changed since an earlier one. Never null. Throws `ConfigError` as `loadConfig` does; the reason is logged
+/// at level 16 under `tag`, once for each state of the file, whoever asks. Any thread.
+KEEPSAFE_API std::shared_ptr<const Config> currentConfig(const char* tag);
+
+/// The same as `loadConfig` from a text; `name` stands for the file in messages.
 KEEPSAFE_API Config parseConfig(const std::string& text, const std::string& name);
 
 /// Directs the process's log messages as `config` says. Throws `std::runtime_error` when a log file cannot be

@@ -1,0 +1,87 @@
+#ifndef KEEPSAFE_SRC_PLATFORM_HTTP_HANDLE_H
+#define KEEPSAFE_SRC_PLATFORM_HTTP_HANDLE_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <curl/curl.h>
+
+#include "TlsFiles.h"
+
+namespace Tessara::Keepsafe::Platform::http {
+
+/// What a connection belongs to. Requests share connections only when all of it is the same.
+struct ConnectionKey {
+    std::string serverUrl;
+    TlsFiles files;
+
+    friend bool operator==(const ConnectionKey& left, const ConnectionKey& right)
+    {
+        return left.files == right.files && left.serverUrl == right.serverUrl;
+    }
+};
+
+/// Guards the pool and the sockets of all handles. fork() takes it and frees it in parent and child: in a
+/// child, a socket is either known to its handle or was never made. Nothing is logged or read under it.
+class HandleLock {
+public:
+    HandleLock() noexcept;
+    ~HandleLock();
+    HandleLock(const HandleLock&) = delete;
+    HandleLock& operator=(const HandleLock&) = delete;
+};
+
+/// A handle of libcurl, which keeps its connection, its TLS session and the CA certificates that it has read
+/// from one request to the next. It belongs to one key for good: nothing that it keeps serves another one.
+///
+/// In a child process, the connections of its parent are still the parent's: one byte from the child, a TLS
+/// close alert for example, would break them. So a fork puts an unconnected socket in the place of each
+/// socket of an idle handle, which can then be destroyed like any other. A handle that a thread of the parent
+/// was using cannot be touched, since that thread has left it in the middle of something: its sockets are
+/// closed in the child, and the rest of it stays where it is.
+class Handle {
+public:
+    /// Null when libcurl makes none.
+    static std::unique_ptr<Handle> make(ConnectionKey key);
+    ~Handle();
+    Handle(const Handle&) = delete;
+    Handle& operator=(const Handle&) = delete;
+
+    [[nodiscard]] CURL* curl() const noexcept { return curl_; }
+    [[nodiscard]] const ConnectionKey& key() const noexcept { return key_; }
+
+    /// The options with which libcurl asks this handle for its sockets.
+    CURLcode bindSockets() noexcept;
+    /// Forgets all options, and with them whatever they point to.
+    void forgetOptions() noexcept { curl_easy_reset(curl_); }
+
+    /// Under the lock: whether no thread uses the handle.
+    void setIdle(bool idle) noexcept { idle_ = idle; }
+    /// Under the lock: whether the handle was left behind by a fork in a state that nobody may touch.
+    [[nodiscard]] bool isAbandoned() const noexcept { return abandoned_; }
+    /// Under the lock: how many forks lie between this process and the one that loaded the library.
+    static unsigned long forks() noexcept;
+
+private:
+    Handle(ConnectionKey key, CURL* curl);
+
+    static curl_socket_t openSocket(void* self, curlsocktype purpose, curl_sockaddr* address) noexcept;
+    static int closeSocket(void* self, curl_socket_t socket) noexcept;
+    static void afterForkInChild() noexcept;
+    static const int forkHandlers;
+    void dropSockets(int unconnected) noexcept;
+
+    const ConnectionKey key_;
+    CURL* const curl_;
+    std::vector<curl_socket_t> sockets_;
+    bool idle_ = false;
+    bool abandoned_ = false;
+    Handle* previous_ = nullptr;
+    Handle* next_ = nullptr;
+    static Handle* first;
+};
+
+} // namespace Tessara::Keepsafe::Platform::http
+
+#endif

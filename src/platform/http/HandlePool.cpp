@@ -1,0 +1,108 @@
+#include "HandlePool.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <exception>
+#include <iterator>
+#include <utility>
+#include <vector>
+
+namespace Tessara::Keepsafe::Platform::http {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Handles = std::vector<std::unique_ptr<Handle>>;
+
+constexpr std::size_t MAX_IDLE = 64;
+/// Servers close idle connections after a minute or so, and libcurl does not use one again that was idle for
+/// more than 118 seconds.
+constexpr std::chrono::seconds IDLE_LIMIT{90};
+
+struct Idle {
+    std::unique_ptr<Handle> handle;
+    Clock::time_point since;
+};
+
+/// Guarded by the lock. The one that was used last stands at the end and is lent first. INVARIANT: `idle` has
+/// room for one more than MAX_IDLE, so that giving back allocates nothing under the lock.
+struct State {
+    State() { idle.reserve(MAX_IDLE + 1); }
+    std::vector<Idle> idle;
+    unsigned long forks = Handle::forks();
+};
+
+/// Made at first use and never destroyed: threads may send requests until the process ends.
+State& state()
+{
+    static State* const made = new State;
+    return *made;
+}
+
+/// Moves out what the caller closes when it has released the lock: the first `count` handles.
+void takeFirst(State& pool, std::size_t count, Handles& closing)
+{
+    const auto end = pool.idle.begin() + static_cast<std::ptrdiff_t>(count);
+    closing.reserve(closing.size() + count);
+    for (auto at = pool.idle.begin(); at != end; ++at) {
+        at->handle->setIdle(false);
+        if (at->handle->isAbandoned()) {
+            // Stays in the list of all handles, and is never touched again.
+            static_cast<void>(at->handle.release()); // NOLINT(bugprone-unused-return-value)
+        } else {
+            closing.push_back(std::move(at->handle));
+        }
+    }
+    pool.idle.erase(pool.idle.begin(), end);
+}
+
+void takeExpired(State& pool, Handles& closing)
+{
+    if (pool.forks != Handle::forks()) {
+        takeFirst(pool, pool.idle.size(), closing);
+        pool.forks = Handle::forks();
+    }
+    const Clock::time_point limit = Clock::now() - IDLE_LIMIT;
+    const auto fresh = std::find_if(pool.idle.begin(), pool.idle.end(),
+                                    [limit](const Idle& idle) { return idle.since > limit; });
+    const auto expired = static_cast<std::size_t>(fresh - pool.idle.begin());
+    const std::size_t excess = pool.idle.size() > MAX_IDLE ? pool.idle.size() - MAX_IDLE : 0;
+    takeFirst(pool, std::max(expired, excess), closing);
+}
+
+} // namespace
+
+std::unique_ptr<Handle> HandlePool::lend(const ConnectionKey& key)
+{
+    Handles closing;
+    const HandleLock guard;
+    State& pool = state();
+    takeExpired(pool, closing);
+    const auto found = std::find_if(pool.idle.rbegin(), pool.idle.rend(),
+                                    [&key](const Idle& idle) { return idle.handle->key() == key; });
+    if (found == pool.idle.rend()) {
+        return nullptr;
+    }
+    std::unique_ptr<Handle> handle = std::move(found->handle);
+    pool.idle.erase(std::next(found).base());
+    handle->setIdle(false);
+    return handle;
+}
+
+void HandlePool::giveBack(std::unique_ptr<Handle> handle) noexcept
+{
+    handle->forgetOptions();
+    Handles closing;
+    const HandleLock guard;
+    try {
+        State& pool = state();
+        pool.idle.reserve(pool.idle.size() + 1);
+        handle->setIdle(true);
+        pool.idle.push_back({std::move(handle), Clock::now()});
+        takeExpired(pool, closing);
+    } catch (const std::exception&) {
+        // Without memory, the handle is closed, or the ones that nobody needs are closed later.
+    }
+}
+
+} // namespace Tessara::Keepsafe::Platform::http

@@ -1,0 +1,43 @@
+#ifndef KEEPSAFE_SRC_PLATFORM_HTTP_TLSFILES_H
+#define KEEPSAFE_SRC_PLATFORM_HTTP_TLSFILES_H
+
+#include <ctime>
+#include <string>
+
+#include <sys/types.h>
+
+#include <keepsafe/platform/config/config.h>
+
+namespace Tessara::Keepsafe::Platform::http {
+
+/// A file as it stands: a file that is replaced or rewritten under the same path is another one.
+struct TlsFile {
+    std::string path; ///< empty: not used
+    dev_t device = 0;
+    ino_t inode = 0;
+    off_t size = 0;
+    timespec modified{};
+    timespec changed{};
+
+    friend bool operator==(const TlsFile& left, const TlsFile& right);
+};
+
+/// The files that authenticate the host and its servers.
+struct TlsFiles {
+    TlsFile certificate;
+    TlsFile key;
+    TlsFile ca;
+
+    friend bool operator==(const TlsFiles& left, const TlsFiles& right);
+};
+
+/// Finds the configured files; certificate and key only when the host authenticates itself. Returns 0, or
+/// libcurl's status for such a file when one is not configured or not there, which is then logged.
+int findTlsFiles(const Config& config, bool authenticateHost, TlsFiles& files);
+
+/// Returns 0, or libcurl's status for the first of the files that cannot be read, which is then logged.
+int checkReadable(const TlsFiles& files);
+
+} // namespace Tessara::Keepsafe::Platform::http
+
+#endif

@@ -1,0 +1,206 @@
+#include "Transfer.h"
+
+#include <array>
+#include <cstddef>
+#include <exception>
+#include <memory>
+#include <new>
+
+namespace Tessara::Keepsafe::Platform::http {
+namespace {
+
+/// Far more than the headers of any response need, those of interim responses and trailers included.
+constexpr std::size_t MAX_HEADER_BYTES = 256 * 1024;
+
+/// Fewer bytes per second than this count as a stall.
+constexpr long STALL_BYTES_PER_SECOND = 16;
+
+struct FreeList {
+    void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
+};
+using Headers = std::unique_ptr<curl_slist, FreeList>;
+
+void append(Headers& headers, const std::string& header)
+{
+    curl_slist* const longer = curl_slist_append(headers.get(), header.c_str());
+    if (longer == nullptr) {
+        throw std::bad_alloc();
+    }
+    static_cast<void>(headers.release()); // NOLINT(bugprone-unused-return-value): a part of `longer`
+    headers.reset(longer);
+}
+
+Headers headersOf(const Request& request)
+{
+    const std::string type = request.apiVersion == 0 ? "application/json"
+                                                     : "application/vnd.keepsafe+json;version=" +
+                                                           std::to_string(request.apiVersion);
+    Headers headers;
+    append(headers, "Accept: " + type);
+    if (request.body != nullptr) {
+        append(headers, "Content-Type: " + type);
+        // Without this, libcurl waits up to a second before it sends a long body.
+        append(headers, "Expect:");
+    }
+    return headers;
+}
+
+/// Takes the response in, up to its limits. No exception may pass through libcurl.
+struct Receiver {
+    Response& response;
+    std::size_t limit;
+    std::size_t headerBytes = 0;
+    CURLcode refusal = CURLE_OK;
+
+    std::size_t refuse(CURLcode status)
+    {
+        refusal = status;
+        return 0;
+    }
+
+    static std::size_t takeBody(const char* data, std::size_t one, std::size_t size, void* self) noexcept
+    {
+        static_cast<void>(one); // is 1
+        Receiver& receiver = *static_cast<Receiver*>(self);
+        std::string& body = receiver.response.body;
+        if (size > receiver.limit - body.size()) {
+            return receiver.refuse(CURLE_FILESIZE_EXCEEDED);
+        }
+        try {
+            body.append(data, size);
+        } catch (const std::exception&) {
+            return receiver.refuse(CURLE_OUT_OF_MEMORY);
+        }
+        return size;
+    }
+
+    static std::size_t countHeader(const char* data, std::size_t one, std::size_t size, void* self) noexcept
+    {
+        static_cast<void>(data);
+        static_cast<void>(one); // is 1
+        Receiver& receiver = *static_cast<Receiver*>(self);
+        if (size > MAX_HEADER_BYTES - receiver.headerBytes) {
+            return receiver.refuse(CURLE_FILESIZE_EXCEEDED);
+        }
+        receiver.headerBytes += size;
+        return size;
+    }
+};
+
+int isAborted(const bool* aborted) noexcept { return __atomic_load_n(aborted, __ATOMIC_RELAXED) ? 1 : 0; }
+
+int progress(void* aborted, curl_off_t /*toGet*/, curl_off_t /*got*/, curl_off_t /*toSend*/,
+             curl_off_t /*sent*/) noexcept
+{
+    return isAborted(static_cast<const bool*>(aborted));
+}
+
+/// Sets options until one fails. A request is sent only when all could be set: each of them may be one that
+/// its security rests on.
+class Options {
+public:
+    explicit Options(Handle& handle) : curl_(handle.curl()), status_(handle.bindSockets()) {}
+
+    template <typename Argument>
+    Options& set(CURLoption option, Argument argument)
+    {
+        if (status_ == CURLE_OK) {
+            status_ = curl_easy_setopt(curl_, option, argument);
+        }
+        return *this;
+    }
+    [[nodiscard]] CURLcode status() const { return status_; }
+
+private:
+    CURL* curl_;
+    CURLcode status_;
+};
+
+void setSecurity(Options& options, const TlsFiles& files)
+{
+    options.set(CURLOPT_PROTOCOLS_STR, "https")
+        .set(CURLOPT_FOLLOWLOCATION, 0L)
+        .set(CURLOPT_PROXY, "")
+        .set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2))
+        .set(CURLOPT_SSL_VERIFYPEER, 1L)
+        .set(CURLOPT_SSL_VERIFYHOST, 2L)
+        .set(CURLOPT_CAINFO, files.ca.path.c_str())
+        // Otherwise the system's authorities would be trusted as well.
+        .set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
+    if (!files.certificate.path.empty()) {
+        options.set(CURLOPT_SSLCERT, files.certificate.path.c_str())
+            .set(CURLOPT_SSLKEY, files.key.path.c_str())
+            // Otherwise a key that is encrypted would be asked for on the terminal.
+            .set(CURLOPT_KEYPASSWD, "");
+    }
+}
+
+void setLimits(Options& options, const Config& config, const Request& request)
+{
+    options.set(CURLOPT_NOSIGNAL, 1L)
+        .set(CURLOPT_CONNECTTIMEOUT, static_cast<long>(config.httpConnectTimeoutSeconds))
+        .set(CURLOPT_TIMEOUT, static_cast<long>(config.httpTotalTimeoutSeconds))
+        .set(CURLOPT_LOW_SPEED_LIMIT, STALL_BYTES_PER_SECOND)
+        .set(CURLOPT_LOW_SPEED_TIME, static_cast<long>(config.httpStallTimeoutSeconds))
+        .set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(config.httpResponseLimitBytes))
+        .set(CURLOPT_XFERINFOFUNCTION, &progress)
+        .set(CURLOPT_XFERINFODATA, request.aborted)
+        .set(CURLOPT_NOPROGRESS, 0L);
+}
+
+void setRequest(Options& options, const std::string& serverUrl, const Request& request,
+                const curl_slist* headers)
+{
+    // The target goes as it is; as a part of the URL it would be read, and cut at a "#".
+    options.set(CURLOPT_URL, serverUrl.c_str())
+        .set(CURLOPT_REQUEST_TARGET, request.target.c_str())
+        .set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1))
+        .set(CURLOPT_HTTPHEADER, headers);
+    if (request.body != nullptr) {
+        options.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body->size()))
+            .set(CURLOPT_POSTFIELDS, request.body->c_str());
+    }
+    options.set(CURLOPT_CUSTOMREQUEST, request.method);
+}
+
+void setReceiver(Options& options, Receiver& receiver)
+{
+    options.set(CURLOPT_HTTP09_ALLOWED, 0L)
+        .set(CURLOPT_WRITEFUNCTION, &Receiver::takeBody)
+        .set(CURLOPT_WRITEDATA, &receiver)
+        .set(CURLOPT_HEADERFUNCTION, &Receiver::countHeader)
+        .set(CURLOPT_HEADERDATA, &receiver);
+}
+
+} // namespace
+
+int transfer(Handle& handle, const Config& config, const Request& request, Response& response,
+             std::string& reason)
+{
+    const Headers headers = headersOf(request);
+    Receiver receiver{response, static_cast<std::size_t>(config.httpResponseLimitBytes)};
+    std::array<char, CURL_ERROR_SIZE> words{};
+    Options options(handle);
+    options.set(CURLOPT_ERRORBUFFER, words.data());
+    setSecurity(options, handle.key().files);
+    setLimits(options, config, request);
+    setRequest(options, handle.key().serverUrl, request, headers.get());
+    setReceiver(options, receiver);
+
+    CURLcode status = options.status();
+    if (status == CURLE_OK) {
+        status =
+            isAborted(request.aborted) != 0 ? CURLE_ABORTED_BY_CALLBACK : curl_easy_perform(handle.curl());
+    }
+    if (receiver.refusal != CURLE_OK) {
+        status = receiver.refusal;
+        words.front() = '\0';
+    }
+    if (status == CURLE_OK) {
+        status = curl_easy_getinfo(handle.curl(), CURLINFO_RESPONSE_CODE, &response.status);
+    }
+    reason = words.front() != '\0' ? words.data() : curl_easy_strerror(status);
+    return status;
+}
+
+} // namespace Tessara::Keepsafe::Platform::http

@@ -1,0 +1,17 @@
+#ifndef KEEPSAFE_SRC_PLATFORM_HTTP_SERVER_ADDRESS_H
+#define KEEPSAFE_SRC_PLATFORM_HTTP_SERVER_ADDRESS_H
+
+#include <string>
+
+namespace Tessara::Keepsafe::Platform::http {
+
+/// The URL of the server's root, "https://host:port/"; empty when host or port cannot stand in one.
+std::string serverUrl(const std::string& host, int port);
+
+/// What the request line asks for: the path with one slash before it; empty when a byte of the path must not
+/// stand in a request line.
+std::string requestTarget(const std::string& path);
+
+} // namespace Tessara::Keepsafe::Platform::http
+
+#endif
