@@ -1,5 +1,6 @@
 #include "support/HttpsServer.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -350,10 +351,15 @@ public:
     void closeConnections()
     {
         std::unique_lock<std::mutex> lock(mutex_);
-        for (Session* session : open_) {
+        const std::list<Session*> ending = open_;
+        for (Session* session : ending) {
             session->end();
         }
-        changed_.wait(lock, [this] { return open_.empty(); });
+        changed_.wait(lock, [this, &ending] {
+            return std::none_of(ending.begin(), ending.end(), [this](Session* session) {
+                return std::find(open_.begin(), open_.end(), session) != open_.end();
+            });
+        });
     }
 
 private:

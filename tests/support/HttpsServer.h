@@ -91,7 +91,7 @@ public:
     [[nodiscard]] unsigned handshakes() const;
     /// Connections that are open; waits until there are only so many or the time is over, and says how many.
     unsigned waitForOpenConnections(unsigned count, std::chrono::seconds limit = std::chrono::seconds(10));
-    /// Closes all connections in good order, and waits until they are closed.
+    /// Closes in good order all connections that there are, and waits until they are closed.
     void closeConnections();
 
 private:

@@ -1,7 +1,6 @@
 #include "HandlePool.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstddef>
 #include <exception>
 #include <iterator>
@@ -11,13 +10,8 @@
 namespace Tessara::Keepsafe::Platform::http {
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Clock = HandlePool::Clock;
 using Handles = std::vector<std::unique_ptr<Handle>>;
-
-constexpr std::size_t MAX_IDLE = 64;
-/// Servers close idle connections after a minute or so, and libcurl does not use one again that was idle for
-/// more than 118 seconds.
-constexpr std::chrono::seconds IDLE_LIMIT{90};
 
 struct Idle {
     std::unique_ptr<Handle> handle;
@@ -27,7 +21,7 @@ struct Idle {
 /// Guarded by the lock. The one that was used last stands at the end and is lent first. INVARIANT: `idle` has
 /// room for one more than MAX_IDLE, so that giving back allocates nothing under the lock.
 struct State {
-    State() { idle.reserve(MAX_IDLE + 1); }
+    State() { idle.reserve(HandlePool::MAX_IDLE + 1); }
     std::vector<Idle> idle;
     unsigned long forks = Handle::forks();
 };
@@ -56,28 +50,29 @@ void takeFirst(State& pool, std::size_t count, Handles& closing)
     pool.idle.erase(pool.idle.begin(), end);
 }
 
-void takeExpired(State& pool, Handles& closing)
+void takeExpired(State& pool, Clock::time_point now, Handles& closing)
 {
     if (pool.forks != Handle::forks()) {
         takeFirst(pool, pool.idle.size(), closing);
         pool.forks = Handle::forks();
     }
-    const Clock::time_point limit = Clock::now() - IDLE_LIMIT;
+    const Clock::time_point limit = now - HandlePool::IDLE_LIMIT;
     const auto fresh = std::find_if(pool.idle.begin(), pool.idle.end(),
                                     [limit](const Idle& idle) { return idle.since > limit; });
     const auto expired = static_cast<std::size_t>(fresh - pool.idle.begin());
-    const std::size_t excess = pool.idle.size() > MAX_IDLE ? pool.idle.size() - MAX_IDLE : 0;
+    const std::size_t excess =
+        pool.idle.size() > HandlePool::MAX_IDLE ? pool.idle.size() - HandlePool::MAX_IDLE : 0;
     takeFirst(pool, std::max(expired, excess), closing);
 }
 
 } // namespace
 
-std::unique_ptr<Handle> HandlePool::lend(const ConnectionKey& key)
+std::unique_ptr<Handle> HandlePool::lend(const ConnectionKey& key, Clock::time_point now)
 {
     Handles closing;
     const HandleLock guard;
     State& pool = state();
-    takeExpired(pool, closing);
+    takeExpired(pool, now, closing);
     const auto found = std::find_if(pool.idle.rbegin(), pool.idle.rend(),
                                     [&key](const Idle& idle) { return idle.handle->key() == key; });
     if (found == pool.idle.rend()) {
@@ -89,7 +84,7 @@ std::unique_ptr<Handle> HandlePool::lend(const ConnectionKey& key)
     return handle;
 }
 
-void HandlePool::giveBack(std::unique_ptr<Handle> handle) noexcept
+void HandlePool::giveBack(std::unique_ptr<Handle> handle, Clock::time_point now) noexcept
 {
     handle->forgetOptions();
     Handles closing;
@@ -98,8 +93,8 @@ void HandlePool::giveBack(std::unique_ptr<Handle> handle) noexcept
         State& pool = state();
         pool.idle.reserve(pool.idle.size() + 1);
         handle->setIdle(true);
-        pool.idle.push_back({std::move(handle), Clock::now()});
-        takeExpired(pool, closing);
+        pool.idle.push_back({std::move(handle), now});
+        takeExpired(pool, now, closing);
     } catch (const std::exception&) {
         // Without memory, the handle is closed, or the ones that nobody needs are closed later.
     }

@@ -1,6 +1,8 @@
 #ifndef KEEPSAFE_SRC_PLATFORM_HTTP_HANDLEPOOL_H
 #define KEEPSAFE_SRC_PLATFORM_HTTP_HANDLEPOOL_H
 
+#include <chrono>
+#include <cstddef>
 #include <memory>
 
 #include "Handle.h"
@@ -11,10 +13,18 @@ namespace Tessara::Keepsafe::Platform::http {
 /// the next time, so no thread is needed; a bounded number is kept.
 class HandlePool {
 public:
+    using Clock = std::chrono::steady_clock;
+
+    /// How many handles are kept at most.
+    static constexpr std::size_t MAX_IDLE = 64;
+    /// Servers close idle connections after a minute or so, and libcurl does not use one again that was idle
+    /// for more than 118 seconds.
+    static constexpr std::chrono::seconds IDLE_LIMIT{90};
+
     /// A handle for the key, for the caller alone; null when none is idle.
-    static std::unique_ptr<Handle> lend(const ConnectionKey& key);
+    static std::unique_ptr<Handle> lend(const ConnectionKey& key, Clock::time_point now = Clock::now());
     /// Keeps the handle for the next request with its key.
-    static void giveBack(std::unique_ptr<Handle> handle) noexcept;
+    static void giveBack(std::unique_ptr<Handle> handle, Clock::time_point now = Clock::now()) noexcept;
 };
 
 } // namespace Tessara::Keepsafe::Platform::http

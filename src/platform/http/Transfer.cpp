@@ -2,15 +2,13 @@
 
 #include <array>
 #include <cstddef>
-#include <exception>
 #include <memory>
 #include <new>
 
+#include "Receiver.h"
+
 namespace Tessara::Keepsafe::Platform::http {
 namespace {
-
-/// Far more than the headers of any response need, those of interim responses and trailers included.
-constexpr std::size_t MAX_HEADER_BYTES = 256 * 1024;
 
 /// Fewer bytes per second than this count as a stall.
 constexpr long STALL_BYTES_PER_SECOND = 16;
@@ -44,48 +42,6 @@ Headers headersOf(const Request& request)
     }
     return headers;
 }
-
-/// Takes the response in, up to its limits. No exception may pass through libcurl.
-struct Receiver {
-    Response& response;
-    std::size_t limit;
-    std::size_t headerBytes = 0;
-    CURLcode refusal = CURLE_OK;
-
-    std::size_t refuse(CURLcode status)
-    {
-        refusal = status;
-        return 0;
-    }
-
-    static std::size_t takeBody(const char* data, std::size_t one, std::size_t size, void* self) noexcept
-    {
-        static_cast<void>(one); // is 1
-        Receiver& receiver = *static_cast<Receiver*>(self);
-        std::string& body = receiver.response.body;
-        if (size > receiver.limit - body.size()) {
-            return receiver.refuse(CURLE_FILESIZE_EXCEEDED);
-        }
-        try {
-            body.append(data, size);
-        } catch (const std::exception&) {
-            return receiver.refuse(CURLE_OUT_OF_MEMORY);
-        }
-        return size;
-    }
-
-    static std::size_t countHeader(const char* data, std::size_t one, std::size_t size, void* self) noexcept
-    {
-        static_cast<void>(data);
-        static_cast<void>(one); // is 1
-        Receiver& receiver = *static_cast<Receiver*>(self);
-        if (size > MAX_HEADER_BYTES - receiver.headerBytes) {
-            return receiver.refuse(CURLE_FILESIZE_EXCEEDED);
-        }
-        receiver.headerBytes += size;
-        return size;
-    }
-};
 
 int isAborted(const bool* aborted) noexcept { return __atomic_load_n(aborted, __ATOMIC_RELAXED) ? 1 : 0; }
 
@@ -166,9 +122,9 @@ void setRequest(Options& options, const std::string& serverUrl, const Request& r
 void setReceiver(Options& options, Receiver& receiver)
 {
     options.set(CURLOPT_HTTP09_ALLOWED, 0L)
-        .set(CURLOPT_WRITEFUNCTION, &Receiver::takeBody)
+        .set(CURLOPT_WRITEFUNCTION, &Receiver::onBody)
         .set(CURLOPT_WRITEDATA, &receiver)
-        .set(CURLOPT_HEADERFUNCTION, &Receiver::countHeader)
+        .set(CURLOPT_HEADERFUNCTION, &Receiver::onHeader)
         .set(CURLOPT_HEADERDATA, &receiver);
 }
 
@@ -178,7 +134,7 @@ int transfer(Handle& handle, const Config& config, const Request& request, Respo
              std::string& reason)
 {
     const Headers headers = headersOf(request);
-    Receiver receiver{response, static_cast<std::size_t>(config.httpResponseLimitBytes)};
+    Receiver receiver(response, static_cast<std::size_t>(config.httpResponseLimitBytes));
     std::array<char, CURL_ERROR_SIZE> words{};
     Options options(handle);
     options.set(CURLOPT_ERRORBUFFER, words.data());
@@ -192,15 +148,13 @@ int transfer(Handle& handle, const Config& config, const Request& request, Respo
         status =
             isAborted(request.aborted) != 0 ? CURLE_ABORTED_BY_CALLBACK : curl_easy_perform(handle.curl());
     }
-    if (receiver.refusal != CURLE_OK) {
-        status = receiver.refusal;
-        words.front() = '\0';
-    }
     if (status == CURLE_OK) {
         status = curl_easy_getinfo(handle.curl(), CURLINFO_RESPONSE_CODE, &response.status);
     }
-    reason = words.front() != '\0' ? words.data() : curl_easy_strerror(status);
-    return status;
+    if (status != CURLE_OK) {
+        reason = words.front() != '\0' ? words.data() : curl_easy_strerror(status);
+    }
+    return receiver.outcome(status, reason);
 }
 
 } // namespace Tessara::Keepsafe::Platform::http

@@ -6,6 +6,7 @@
 #include <keepsafe/platform/config/config.h>
 
 #include "Handle.h"
+#include "Response.h"
 
 namespace Tessara::Keepsafe::Platform::http {
 
@@ -15,11 +16,6 @@ struct Request {
     const std::string* body; ///< null: none
     int apiVersion;          ///< 0: none asked for
     const bool* aborted;     ///< ends the request when it becomes true
-};
-
-struct Response {
-    long status = 0;
-    std::string body;
 };
 
 /// Sends the request on the handle and receives the response. Returns libcurl's status, in words in `reason`

@@ -14,8 +14,12 @@
 /// transfer status 3 (malformed URL). Bodies are JSON documents in UTF-8.
 ///
 /// Each request operation returns a transfer status: 0 when a response was received whole, whatever its HTTP
-/// status, and otherwise the error code of libcurl. `httpStatus` and `responseBody` belong to the last
-/// request, and are 0 and empty when it failed.
+/// status, and otherwise the error code of libcurl. A response whose body ends with the connection cannot be
+/// told from one that was cut off, and counts as that (status 18). `httpStatus` and `responseBody` belong to
+/// the last request, and are 0 and empty when it failed.
+///
+/// A connection that lived on from an earlier request may be closed by the server just when the next request
+/// is on its way; when nothing of a response has come, that request is sent once more on a new connection.
 ///
 /// Security: TLS 1.2 or later; the server's certificate must be issued by the configured CA for the name that
 /// was asked; the host's certificate and key authenticate the client; redirects are not followed and proxies
