@@ -1,89 +1,34 @@
 #include "support/HttpsServer.h"
 
 #include <algorithm>
-#include <array>
 #include <atomic>
-#include <cerrno>
 #include <condition_variable>
 #include <csignal>
 #include <deque>
 #include <list>
 #include <mutex>
-#include <stdexcept>
-#include <system_error>
 #include <thread>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <openssl/err.h>
 #include <openssl/ssl.h>
-#include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
-#include <unistd.h>
+
+#include "support/ServerSession.h"
 
 namespace keepsafe_test {
 namespace {
 
+using server_detail::Bell;
+using server_detail::Descriptor;
+using server_detail::require;
+using server_detail::ServerSession;
+
 struct FreeContext {
     void operator()(SSL_CTX* context) const noexcept { SSL_CTX_free(context); }
 };
-struct FreeSsl {
-    void operator()(SSL* ssl) const noexcept { SSL_free(ssl); }
-};
 using Context = std::unique_ptr<SSL_CTX, FreeContext>;
-using Ssl = std::unique_ptr<SSL, FreeSsl>;
-
-void require(bool done, const char* what)
-{
-    if (!done) {
-        throw std::system_error(errno, std::generic_category(), std::string("HTTPS server: ") + what);
-    }
-}
-
-class Descriptor {
-public:
-    explicit Descriptor(int number) : number_(number) { require(number >= 0, "no descriptor"); }
-    ~Descriptor() { close(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    void close() noexcept
-    {
-        if (number_ >= 0) {
-            ::close(number_);
-            number_ = -1;
-        }
-    }
-    [[nodiscard]] int number() const noexcept { return number_; }
-
-private:
-    int number_;
-};
-
-/// Wakes one thread that waits for a descriptor.
-class Bell {
-public:
-    Bell() : event_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
-    void ring() { require(::eventfd_write(event_.number(), 1) == 0, "no event"); }
-
-    enum class Outcome { Ready, Rung, TimeOut };
-    Outcome waitFor(int descriptor, std::chrono::milliseconds limit = std::chrono::milliseconds(-1))
-    {
-        std::array<pollfd, 2> waiting{{{descriptor, POLLIN, 0}, {event_.number(), POLLIN, 0}}};
-        int count = 0;
-        do {
-            count = ::poll(waiting.data(), waiting.size(), static_cast<int>(limit.count()));
-        } while (count < 0 && errno == EINTR);
-        if (waiting[1].revents != 0) {
-            return Outcome::Rung;
-        }
-        return count > 0 ? Outcome::Ready : Outcome::TimeOut;
-    }
-
-private:
-    Descriptor event_;
-};
 
 /// A write to a connection that the client has closed must fail and not end the process. Only for the
 /// server's own threads: whether the client is safe from the signal, too, is for tests to see.
@@ -123,178 +68,7 @@ Context makeContext(const HttpsServer::Settings& settings)
     return context;
 }
 
-std::string clientNameOf(SSL* ssl)
-{
-    const std::unique_ptr<X509, void (*)(X509*)> certificate(SSL_get1_peer_certificate(ssl), X509_free);
-    std::array<char, 256> name{};
-    if (certificate) {
-        X509_NAME_get_text_by_NID(X509_get_subject_name(certificate.get()), NID_commonName, name.data(),
-                                  static_cast<int>(name.size()));
-    }
-    return name.data();
-}
-
-/// One connection, used by its thread alone but for `end`.
-class Session final : public ServerConnection {
-public:
-    Session(int socket, unsigned number) : socket_(socket), number_(number) {}
-
-    [[nodiscard]] unsigned number() const { return number_; }
-    [[nodiscard]] bool isOpen() const { return socket_.number() >= 0; }
-
-    /// From any thread: ends whatever its thread waits for.
-    void end() { bell_.ring(); }
-
-    bool handshake(SSL_CTX* context)
-    {
-        ssl_.reset(SSL_new(context));
-        const bool done = ssl_ && SSL_set_fd(ssl_.get(), socket_.number()) == 1 && readable() &&
-                          SSL_accept(ssl_.get()) == 1;
-        if (!done) {
-            ERR_clear_error();
-            drain();
-            breakOff();
-        }
-        return done;
-    }
-
-    /// False when the connection ended before a whole request came.
-    bool receive(RecordedRequest& request)
-    {
-        std::size_t end = 0;
-        while ((end = received_.find("\r\n\r\n")) == std::string::npos) {
-            if (!readMore()) {
-                return false;
-            }
-        }
-        request = parseHead(received_.substr(0, end + 2));
-        received_.erase(0, end + 4);
-        const std::string length = request.header("Content-Length");
-        const std::size_t size = length.empty() ? 0 : std::stoul(length);
-        while (received_.size() < size) {
-            if (!readMore()) {
-                return false;
-            }
-        }
-        request.body = received_.substr(0, size);
-        received_.erase(0, size);
-        request.clientName = clientNameOf(ssl_.get());
-        request.connection = number_;
-        return true;
-    }
-
-    bool send(const std::string& text) override
-    {
-        ERR_clear_error();
-        return text.empty() ||
-               (isOpen() && SSL_write(ssl_.get(), text.data(), static_cast<int>(text.size())) > 0);
-    }
-
-    bool pause(std::chrono::milliseconds time) override
-    {
-        // A client has nothing to say before it has its response: whatever comes is its end.
-        return isOpen() && bell_.waitFor(socket_.number(), time) == Bell::Outcome::TimeOut;
-    }
-
-    void close() override
-    {
-        if (isOpen()) {
-            SSL_shutdown(ssl_.get());
-        }
-        breakOff();
-    }
-
-    void breakOff() override { socket_.close(); }
-
-    void reset() override
-    {
-        const linger now{1, 0};
-        ::setsockopt(socket_.number(), SOL_SOCKET, SO_LINGER, &now, sizeof now);
-        breakOff();
-    }
-
-    void sendWithoutTls(const std::string& text)
-    {
-        static_cast<void>(::send(socket_.number(), text.data(), text.size(), MSG_NOSIGNAL));
-        drain();
-        breakOff();
-    }
-
-    void listenOnly()
-    {
-        readToTheEnd();
-        breakOff();
-    }
-
-private:
-    static RecordedRequest parseHead(const std::string& head)
-    {
-        RecordedRequest request;
-        const std::size_t firstEnd = head.find("\r\n");
-        const std::string first = head.substr(0, firstEnd);
-        const std::size_t method = first.find(' ');
-        const std::size_t version = first.rfind(' ');
-        request.method = first.substr(0, method);
-        request.target = first.substr(method + 1, version - method - 1);
-        request.version = first.substr(version + 1);
-        for (std::size_t at = firstEnd + 2; at < head.size();) {
-            const std::size_t end = head.find("\r\n", at);
-            const std::string line = head.substr(at, end - at);
-            const std::size_t colon = line.find(": ");
-            request.headers.emplace_back(line.substr(0, colon), line.substr(colon + 2));
-            at = end + 2;
-        }
-        return request;
-    }
-
-    bool readable() { return bell_.waitFor(socket_.number()) == Bell::Outcome::Ready; }
-
-    bool readMore()
-    {
-        std::array<char, 16384> block;
-        if (SSL_pending(ssl_.get()) == 0 && !readable()) {
-            return false;
-        }
-        ERR_clear_error();
-        const int size = SSL_read(ssl_.get(), block.data(), static_cast<int>(block.size()));
-        if (size > 0) {
-            received_.append(block.data(), static_cast<std::size_t>(size));
-        }
-        return size > 0;
-    }
-
-    /// Reads what still comes: closing with unread bytes would reset the connection and lose what was sent.
-    void drain()
-    {
-        ::shutdown(socket_.number(), SHUT_WR);
-        readToTheEnd();
-    }
-
-    void readToTheEnd()
-    {
-        std::array<char, 4096> block;
-        while (readable() && ::recv(socket_.number(), block.data(), block.size(), 0) > 0) {
-        }
-    }
-
-    Descriptor socket_;
-    const unsigned number_;
-    Bell bell_;
-    Ssl ssl_;
-    std::string received_;
-};
-
 } // namespace
-
-std::string RecordedRequest::header(const std::string& name) const
-{
-    for (const auto& [itsName, value] : headers) {
-        if (itsName == name) {
-            return value;
-        }
-    }
-    return {};
-}
 
 class HttpsServer::Impl {
 public:
@@ -351,12 +125,12 @@ public:
     void closeConnections()
     {
         std::unique_lock<std::mutex> lock(mutex_);
-        const std::list<Session*> ending = open_;
-        for (Session* session : ending) {
+        const std::list<ServerSession*> ending = open_;
+        for (ServerSession* session : ending) {
             session->end();
         }
         changed_.wait(lock, [this, &ending] {
-            return std::none_of(ending.begin(), ending.end(), [this](Session* session) {
+            return std::none_of(ending.begin(), ending.end(), [this](ServerSession* session) {
                 return std::find(open_.begin(), open_.end(), session) != open_.end();
             });
         });
@@ -391,13 +165,13 @@ private:
             ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
             const std::lock_guard<std::mutex> guard(mutex_);
             sessions_.emplace_back(socket, ++connections_);
-            Session& session = sessions_.back();
+            ServerSession& session = sessions_.back();
             open_.push_back(&session);
             threads_.emplace_back([this, &session] { serve(session); });
         }
     }
 
-    void serve(Session& session)
+    void serve(ServerSession& session)
     {
         blockBrokenPipeSignal();
         greet(session);
@@ -415,7 +189,7 @@ private:
         changed_.notify_all();
     }
 
-    void greet(Session& session)
+    void greet(ServerSession& session)
     {
         switch (settings_.greeting) {
         case Greeting::Handshake:
@@ -461,8 +235,8 @@ private:
     std::deque<Play> next_;
     Play usual_ = answer(200, "{}");
     std::vector<RecordedRequest> requests_;
-    std::list<Session> sessions_;
-    std::list<Session*> open_;
+    std::list<ServerSession> sessions_;
+    std::list<ServerSession*> open_;
     std::list<std::thread> threads_;
     std::thread acceptor_;
 };

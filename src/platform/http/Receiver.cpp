@@ -7,7 +7,7 @@ namespace Tessara::Keepsafe::Platform::http {
 namespace {
 
 /// Far more than the headers of any response need, those of interim responses and trailers included.
-constexpr std::size_t MAX_HEADER_BYTES = 256 * 1024;
+constexpr std::size_t MAX_HEADER_BYTES = 1U << 18U; // 256 KiB
 
 bool startsWith(std::string_view line, std::string_view lowerCase)
 {

@@ -1,0 +1,90 @@
+#ifndef KEEPSAFE_TESTS_SUPPORT_SERVERSESSION_H
+#define KEEPSAFE_TESTS_SUPPORT_SERVERSESSION_H
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include <openssl/ssl.h>
+
+#include "support/HttpsServer.h"
+
+/// \file
+/// The inside of `HttpsServer`.
+
+namespace keepsafe_test::server_detail {
+
+/// Throws `std::system_error` unless it was done.
+void require(bool done, const char* what);
+
+class Descriptor {
+public:
+    explicit Descriptor(int number) : number_(number) { require(number >= 0, "no descriptor"); }
+    ~Descriptor() { close(); }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    void close() noexcept;
+    [[nodiscard]] int number() const noexcept { return number_; }
+
+private:
+    int number_;
+};
+
+/// Wakes one thread that waits for a descriptor.
+class Bell {
+public:
+    Bell();
+    void ring();
+
+    enum class Outcome { Ready, Rung, TimeOut };
+    Outcome waitFor(int descriptor, std::chrono::milliseconds limit = std::chrono::milliseconds(-1));
+
+private:
+    Descriptor event_;
+};
+
+/// One connection, used by its thread alone but for `end`.
+class ServerSession final : public ServerConnection {
+public:
+    ServerSession(int socket, unsigned number) : socket_(socket), number_(number) {}
+
+    [[nodiscard]] unsigned number() const { return number_; }
+    [[nodiscard]] bool isOpen() const { return socket_.number() >= 0; }
+
+    /// From any thread: ends whatever its thread waits for.
+    void end() { bell_.ring(); }
+
+    /// False when it failed; the connection is then closed.
+    bool handshake(SSL_CTX* context);
+    /// False when the connection ended before a whole request came.
+    bool receive(RecordedRequest& request);
+
+    bool send(const std::string& text) override;
+    bool pause(std::chrono::milliseconds time) override;
+    void close() override;
+    void breakOff() override { socket_.close(); }
+    void reset() override;
+
+    void sendWithoutTls(const std::string& text);
+    void listenOnly();
+
+private:
+    struct Free {
+        void operator()(SSL* ssl) const noexcept { SSL_free(ssl); }
+    };
+
+    bool readable() { return bell_.waitFor(socket_.number()) == Bell::Outcome::Ready; }
+    bool readMore();
+    void drain();
+    void readToTheEnd();
+
+    Descriptor socket_;
+    const unsigned number_;
+    Bell bell_;
+    std::unique_ptr<SSL, Free> ssl_;
+    std::string received_;
+};
+
+} // namespace keepsafe_test::server_detail
+
+#endif
