@@ -18,7 +18,7 @@ struct Free {
     template <typename Object>
     void operator()(Object* object) const noexcept
     {
-        function(object);
+        static_cast<void>(function(object));
     }
 };
 using Key = std::unique_ptr<EVP_PKEY, Free<EVP_PKEY_free>>;

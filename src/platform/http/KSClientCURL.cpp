@@ -20,19 +20,6 @@ namespace http = Platform::http;
 
 namespace {
 
-/// Lends a handle from the pool for one request.
-class Lease {
-public:
-    explicit Lease(std::unique_ptr<http::Handle> handle) : handle_(std::move(handle)) {}
-    ~Lease() { http::HandlePool::giveBack(std::move(handle_)); }
-    Lease(const Lease&) = delete;
-    Lease& operator=(const Lease&) = delete;
-    http::Handle& operator*() { return *handle_; }
-
-private:
-    std::unique_ptr<http::Handle> handle_;
-};
-
 /// Null, with `status` set, when there is none.
 std::unique_ptr<http::Handle> handleFor(http::ConnectionKey key, int& status)
 {
@@ -79,12 +66,14 @@ int send(http::ConnectionKey key, bool authenticateHost, const http::Request& re
     if (!handle) {
         return status;
     }
-    Lease lease(std::move(handle));
     std::string reason;
-    status = http::transfer(*lease, *config, request, response, reason);
+    status = http::transfer(*handle, *config, request, response, reason);
     if (status != CURLE_OK) {
-        logFailure(status, request.method, (*lease).key(), reason);
+        // The handle ends here: what it would keep is in an unknown state.
+        logFailure(status, request.method, handle->key(), reason);
+        return status;
     }
+    http::HandlePool::giveBack(std::move(handle));
     return status;
 }
 
