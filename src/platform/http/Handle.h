@@ -32,8 +32,8 @@ public:
     HandleLock& operator=(const HandleLock&) = delete;
 };
 
-/// A handle of libcurl, which keeps its connection, its TLS session and the CA certificates that it has read
-/// from one request to the next. It belongs to one key for good: nothing that it keeps serves another one.
+/// A handle of libcurl, which keeps its connection and the CA certificates that it has read from one request
+/// to the next. It belongs to one key for good: nothing that it keeps serves another one.
 ///
 /// In a child process, the connections of its parent are still the parent's: one byte from the child, a TLS
 /// close alert for example, would break them. So a fork puts an unconnected socket in the place of each

@@ -78,6 +78,9 @@ void setSecurity(Options& options, const TlsFiles& files)
         .set(CURLOPT_FOLLOWLOCATION, 0L)
         .set(CURLOPT_PROXY, "")
         .set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2))
+        // Each connection verifies its server anew; besides, libcurl 7.88 frees a session twice when it runs
+        // out of memory while it keeps it.
+        .set(CURLOPT_SSL_SESSIONID_CACHE, 0L)
         .set(CURLOPT_SSL_VERIFYPEER, 1L)
         .set(CURLOPT_SSL_VERIFYHOST, 2L)
         .set(CURLOPT_CAINFO, files.ca.path.c_str())
