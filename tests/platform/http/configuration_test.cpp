@@ -1,11 +1,15 @@
 /// Files of `[tls]` that are missing or cannot be used.
 
+#include <array>
+#include <csignal>
 #include <string>
 
 #include <curl/curl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "HttpTest.h"
@@ -35,6 +39,14 @@ protected:
             return {};
         }
         return log.lines()[0].text;
+    }
+
+    void useEncryptedKey()
+    {
+        const std::string encrypted = root.path("encrypted.key");
+        keepsafe_test::encryptKey(hostFiles.key, encrypted, "pass phrase");
+        hostFiles.key = encrypted;
+        configure();
     }
 
     HttpsServer server{serverSettings()};
@@ -111,17 +123,40 @@ TEST_F(TlsFiles, ThatAreNotWhatTheyShouldBeAreNamed)
     EXPECT_EQ(server.requests().size(), 0U);
 }
 
-TEST_F(TlsFiles, WithAPassPhraseAreNotAskedForOnTheTerminal)
+TEST_F(TlsFiles, WithAPassPhraseCannotBeUsed)
 {
-    const std::string encrypted = root.path("encrypted.key");
-    keepsafe_test::encryptKey(hostFiles.key, encrypted, "pass phrase");
-    hostFiles.key = encrypted;
-    configure();
+    useEncryptedKey();
     EXPECT_EQ(failure(CURLE_SSL_CERTPROBLEM)
                   .rfind("cannot use the certificate \"" + hostFiles.certificate +
-                             "\" with the private key \"" + encrypted + "\": ",
+                             "\" with the private key \"" + hostFiles.key + "\": ",
                          0),
               0U);
+}
+
+TEST_F(TlsFiles, WithAPassPhraseAreNotAskedForOnTheTerminal)
+{
+    useEncryptedKey();
+    int terminal = -1;
+    const pid_t child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (child == 0) {
+        ::_exit(statusOfGet(server) == CURLE_SSL_CERTPROBLEM ? 0 : 1);
+    }
+    ASSERT_GT(child, 0);
+    std::string shown;
+    std::array<char, 256> block;
+    ssize_t size = 0;
+    while (shown.find("pass phrase") == std::string::npos &&
+           (size = ::read(terminal, block.data(), block.size())) > 0) {
+        shown.append(block.data(), static_cast<std::size_t>(size));
+    }
+    if (size > 0) {
+        ADD_FAILURE() << shown;
+        ::kill(child, SIGKILL);
+    }
+    int status = -1;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    ::close(terminal);
 }
 
 TEST_F(TlsFiles, ThatAreReplacedServeTheNextRequest)
