@@ -110,6 +110,7 @@ TEST_F(Fork, DoesNotDisturbRequestsOfOtherThreads)
     std::atomic<bool> over{false};
     std::atomic<int> failures{0};
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int number = 0; number < 4; ++number) {
         threads.emplace_back([this, &over, &failures] {
             while (!over) {

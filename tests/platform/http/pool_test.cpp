@@ -153,6 +153,7 @@ TEST_F(Connections, ServeOneThreadAtATime)
     KSClientCURLFactory factory(CERT_TYPE_HOST);
     std::atomic<int> right{0};
     std::vector<std::thread> threads;
+    threads.reserve(THREADS);
     for (int number = 0; number < THREADS; ++number) {
         threads.emplace_back([this, &factory, &right, number] {
             for (int round = 0; round < REQUESTS; ++round) {
@@ -200,6 +201,7 @@ TEST_F(Connections, AreKeptOnlyUpToABound)
     });
     std::atomic<int> successes{0};
     std::vector<std::thread> threads;
+    threads.reserve(THREADS);
     for (int number = 0; number < THREADS; ++number) {
         threads.emplace_back([this, &successes] { successes += statusOfGet(server) == CURLE_OK ? 1 : 0; });
     }
@@ -215,6 +217,7 @@ TEST_F(Connections, OfARestartedServerAreReplacedWhileThreadsUseThem)
 {
     std::atomic<bool> over{false};
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int number = 0; number < 4; ++number) {
         threads.emplace_back([this, &over] {
             while (!over) {
