@@ -35,8 +35,9 @@ public:
     /// cache covers the namespace, and that cache is opened.
     ///
     /// Returns 0; 114 when no master server is configured, the server refuses or the name has no text form;
-    /// libcurl's code when the server cannot be asked; 7610 when its answer is malformed; 12 when the cache
-    /// cannot be opened. `client` changes on 0 alone. Any thread; each call asks the server.
+    /// libcurl's code when the server cannot be asked; 7610 when its answer is malformed; 12 or 114 when the
+    /// cache cannot be opened; 13 when the configuration is damaged. `client` changes on 0 alone. Any thread;
+    /// each call asks the server.
     [[nodiscard]] static int create(const ObjectNamespace& objectNamespace,
                                     boost::shared_ptr<AccessControlClient>& client);
 

@@ -1,0 +1,280 @@
+// AccessControlClient::create against a real HTTPS server on the master server's port.
+
+#include <keepsafe/rbac/client/AccessControlClient.h>
+
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <boost/make_shared.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <keepsafe/rbac/client/DiskAccessControlClient.h>
+#include <keepsafe/rbac/client/StubAccessControlClient.h>
+#include <keepsafe/rbac/namespace/root_namespaces.h>
+
+#include "support/CacheWriter.h"
+#include "support/CapturedLog.h"
+#include "support/Certificates.h"
+#include "support/HttpsServer.h"
+#include "support/TempDir.h"
+
+namespace {
+
+using keepsafe_test::answer;
+using keepsafe_test::CapturedLog;
+using keepsafe_test::HttpsServer;
+using keepsafe_test::LogLine;
+using keepsafe_test::writeFile;
+using Tessara::Keepsafe::Rbac::AccessCache;
+using Tessara::Keepsafe::Rbac::AccessChecker;
+using Tessara::Keepsafe::Rbac::AccessControlClient;
+using Tessara::Keepsafe::Rbac::DiskAccessControlClient;
+using Tessara::Keepsafe::Rbac::ObjectNamespace;
+using Tessara::Keepsafe::Rbac::OperationCache;
+using Tessara::Keepsafe::Rbac::StubAccessControlClient;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+namespace operations = Tessara::Keepsafe::Rbac::root_namespaces::operations;
+
+constexpr char TAG[] = "AccessControlClient::create";
+constexpr char RESPONSE_TAG[] = "process_access_cace_response";
+
+/// A loopback address for this process alone: the port is the same for all.
+std::string ownAddress()
+{
+    const auto pid = static_cast<unsigned>(getpid());
+    return "127." + std::to_string(64 + (pid >> 16U & 63U)) + '.' + std::to_string(pid >> 8U & 255U) + '.' +
+           std::to_string(pid & 255U);
+}
+
+class ClientFactory : public testing::Test {
+protected:
+    ClientFactory() { configure("[1]"); }
+
+    void configure(const std::string& features)
+    {
+        writeFile(root_.path("etc/keepsafe.toml"),
+                  "master_server = \"" + address_ + "\"\n[features]\nenabled = " + features +
+                      "\n[tls]\ncertificate = \"" + client_.certificate + "\"\nkey = \"" + client_.key +
+                      "\"\nca = \"" + authority_.file() + "\"\n");
+    }
+
+    /// A cache in which role 17 may view A.
+    void writeCache(const std::string& id)
+    {
+        writeFile(OperationCache::fileName(), R"({"|OPERATIONS|VIEW|": 4})");
+        keepsafe_test::AccessModel model;
+        model.objects[ObjectNamespace("A")].own[17] = {4};
+        keepsafe_test::CacheWriter(model, {}).write(cacheDirectory(id));
+    }
+
+    std::string cacheDirectory(const std::string& id)
+    {
+        return root_.path("wmc/webserver/temp/access-caches/" + id);
+    }
+
+    int create() { return AccessControlClient::create(ObjectNamespace("A b", "c"), client); }
+
+    /// The status when the server answers 200 with this body.
+    int createFrom(const std::string& body)
+    {
+        server_.playNext(answer(200, body));
+        return create();
+    }
+
+    void expectUntouched() const { EXPECT_EQ(client, before_); }
+
+    [[nodiscard]] HttpsServer::Settings serverSettings() const
+    {
+        HttpsServer::Settings settings;
+        settings.certificate = authority_.issue({"server", "serverAuth", "IP:" + address_});
+        settings.clientCa = authority_.file();
+        settings.address = address_;
+        settings.port = 1556;
+        return settings;
+    }
+
+    keepsafe_test::TempRoot root_;
+    const std::string address_ = ownAddress();
+    const keepsafe_test::CertificateAuthority authority_{root_.path("certificates"), "ca"};
+    const keepsafe_test::CertificateFiles client_ = authority_.issueForClient("host");
+    HttpsServer server_{serverSettings()};
+    const boost::shared_ptr<AccessControlClient> before_ = boost::make_shared<StubAccessControlClient>();
+    boost::shared_ptr<AccessControlClient> client = before_;
+    CapturedLog log_{4};
+};
+
+TEST_F(ClientFactory, GivesTheStubClientWithoutARequestWhereEnforcementIsOff)
+{
+    configure("[]");
+    client.reset();
+    EXPECT_EQ(create(), 0);
+    EXPECT_NE(dynamic_cast<StubAccessControlClient*>(client.get()), nullptr);
+    EXPECT_THAT(server_.requests(), IsEmpty());
+    EXPECT_THAT(log_.lines(), ElementsAre(LogLine{4, TAG, "Gen1 enforcement."}));
+}
+
+TEST_F(ClientFactory, AsksTheMasterServerAndOpensTheCacheThatItNames)
+{
+    writeCache("cache-7");
+    EXPECT_EQ(createFrom(R"({"data":{"type":"accessCache","id":"cache-7","attributes":{}},"links":{}})"), 0);
+    ASSERT_NE(dynamic_cast<DiskAccessControlClient*>(client.get()), nullptr);
+
+    const auto requests = server_.requests();
+    ASSERT_EQ(requests.size(), 1U);
+    EXPECT_EQ(requests[0].method, "GET");
+    EXPECT_EQ(requests[0].target, "/keepsafe/access-control/access-caches/%7CA%2Bb%7Cc%7C");
+    EXPECT_EQ(requests[0].clientName, "host");
+
+    boost::shared_ptr<const AccessChecker> checker;
+    ASSERT_EQ(client->createAccessChecker({17}, operations::VIEW, 0, checker), 0);
+    EXPECT_TRUE(checker->checkAccess(ObjectNamespace("A")));
+    EXPECT_FALSE(checker->checkAccess(ObjectNamespace("B")));
+}
+
+TEST_F(ClientFactory, TellsEachStep)
+{
+    writeCache("cache-7");
+    EXPECT_EQ(createFrom(R"({"data":{"type":"accessCache","id":"cache-7"}})"), 0);
+    std::vector<LogLine> steps;
+    for (const LogLine& line : log_.lines()) {
+        if (line.tag == TAG) {
+            steps.push_back(line);
+        }
+    }
+    EXPECT_THAT(steps,
+                ElementsAre(LogLine{4, TAG, "Gen2 enforcement."},
+                            LogLine{4, TAG, "Requesting cache for |A+b|c|"},
+                            LogLine{4, TAG,
+                                    "Request for /keepsafe/access-control/access-caches/%7CA%2Bb%7Cc%7C; "
+                                    "http status 200"},
+                            LogLine{4, TAG, "cache dir is " + cacheDirectory("cache-7")},
+                            LogLine{4, TAG, "instantiating access cache"},
+                            LogLine{4, TAG, "instantiating disk access cache for |A+b|c|"}));
+}
+
+TEST_F(ClientFactory, WithoutAMasterServerIsTheStatusOfItsLookup)
+{
+    writeFile(root_.path("etc/keepsafe.toml"), "[features]\nenabled = [1]\n");
+    EXPECT_EQ(create(), 114);
+    expectUntouched();
+    EXPECT_THAT(log_.lines(16), IsEmpty());
+}
+
+TEST_F(ClientFactory, ADamagedConfigurationEnforcesAndIs13)
+{
+    writeFile(root_.path("etc/keepsafe.toml"), "no TOML");
+    EXPECT_EQ(create(), 13);
+    expectUntouched();
+}
+
+TEST_F(ClientFactory, AFailedTransferIsItsStatus)
+{
+    server_.playNext([](keepsafe_test::ServerConnection& connection, const auto&) { connection.reset(); });
+    const int status = create();
+    EXPECT_THAT(status, testing::AnyOf(52, 56)) << "no response, or the connection was reset";
+    expectUntouched();
+    EXPECT_THAT(log_.lines(16),
+                Contains(LogLine{16, TAG, "Curl error requesting access cache: " + std::to_string(status)}));
+}
+
+TEST_F(ClientFactory, AnyHttpStatusBut200Is114)
+{
+    for (const int httpStatus : {404, 500, 204, 301}) {
+        SCOPED_TRACE(httpStatus);
+        log_.clear();
+        server_.playNext(
+            answer(httpStatus, httpStatus == 204 ? "" : R"({"errorCode":1,"errorMessage":"m"})"));
+        EXPECT_EQ(create(), 114);
+        expectUntouched();
+        EXPECT_THAT(log_.lines(16),
+                    ElementsAre(LogLine{
+                        16, TAG, "Get access-cache return HTTP status " + std::to_string(httpStatus)}));
+    }
+}
+
+TEST_F(ClientFactory, ABodyThatIsNotJsonIs7610)
+{
+    EXPECT_EQ(createFrom("no JSON"), 7610);
+    expectUntouched();
+    EXPECT_THAT(log_.lines(16),
+                ElementsAre(LogLine{16, RESPONSE_TAG,
+                                    "Error parsing response at position 2: '[' or '{' expected near 'no'"}));
+}
+
+TEST_F(ClientFactory, ABodyWithoutTypeOrIdIs7610)
+{
+    for (const char* body : {"{}", R"({"data":{"type":"accessCache"}})", R"({"data":{"id":"x"}})",
+                             R"({"data":{"type":"accessCache","id":7}})", R"({"data":[]})", "[]"}) {
+        SCOPED_TRACE(body);
+        log_.clear();
+        EXPECT_EQ(createFrom(body), 7610);
+        expectUntouched();
+        ASSERT_EQ(log_.lines(16).size(), 1U);
+        EXPECT_EQ(log_.lines(16).at(0).tag, RESPONSE_TAG);
+        EXPECT_THAT(log_.lines(16).at(0).text, MatchesRegex("Error parsing response: .+"));
+    }
+}
+
+TEST_F(ClientFactory, AnotherTypeIs7610)
+{
+    EXPECT_EQ(createFrom(R"({"data":{"type":"role","id":"x"}})"), 7610);
+    expectUntouched();
+    EXPECT_THAT(
+        log_.lines(16),
+        ElementsAre(LogLine{16, RESPONSE_TAG, "Unexpected response type. Got role; expected accessCache"}));
+}
+
+TEST_F(ClientFactory, AnIdThatIsNotOneDirectoryNameIs7610)
+{
+    EXPECT_EQ(createFrom(R"({"data":{"type":"accessCache","id":"../x"}})"), 7610);
+    EXPECT_EQ(createFrom(R"({"data":{"type":"accessCache","id":"a\\b"}})"), 7610);
+    expectUntouched();
+    EXPECT_THAT(log_.lines(16),
+                ElementsAre(LogLine{16, RESPONSE_TAG, "Unexpected access-cache ID format: ../x"},
+                            LogLine{16, RESPONSE_TAG, "Unexpected access-cache ID format: a\\b"}));
+}
+
+TEST_F(ClientFactory, ACacheThatCannotBeOpenedIs12)
+{
+    EXPECT_EQ(createFrom(R"({"data":{"type":"accessCache","id":"missing"}})"), 12);
+    expectUntouched();
+}
+
+TEST_F(ClientFactory, AnythingElseThatGoesWrongWhileOpeningIs114)
+{
+    writeCache("cache-7");
+    std::filesystem::remove(cacheDirectory("cache-7") + '/' + AccessCache::OBJECT_FILE_NAME);
+    EXPECT_EQ(createFrom(R"({"data":{"type":"accessCache","id":"cache-7"}})"), 114);
+    expectUntouched();
+}
+
+TEST_F(ClientFactory, ServesThreadsAtOnce)
+{
+    writeCache("cache-7");
+    server_.playAlways(answer(200, R"({"data":{"type":"accessCache","id":"cache-7"}})"));
+    constexpr int THREADS = 16;
+    std::vector<int> statuses(THREADS, -1);
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < THREADS; ++thread) {
+        threads.emplace_back([&statuses, thread] {
+            boost::shared_ptr<AccessControlClient> own;
+            int& status = statuses[static_cast<std::size_t>(thread)];
+            for (int round = 0; round < 5 && (round == 0 || status == 0); ++round) {
+                status = AccessControlClient::create(ObjectNamespace("A"), own);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_THAT(statuses, testing::Each(0));
+}
+
+} // namespace
