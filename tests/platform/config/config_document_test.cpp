@@ -40,6 +40,8 @@ TEST(ConfigurationDocument, ShowsAnExampleThatCanBeRead)
     EXPECT_EQ(config.enabledFeatures, std::set<int>{1});
     EXPECT_EQ(config.logThreshold, 8);
     EXPECT_EQ(config.logDestination, "syslog");
+    EXPECT_EQ(config.databaseConnection.rfind("Driver=SQLite3;", 0), 0U);
+    EXPECT_EQ(config.databaseOnConnect.size(), 1U);
 }
 
 TEST(ConfigurationDocument, ListsTheDefaults)
@@ -53,7 +55,10 @@ TEST(ConfigurationDocument, ListsTheDefaults)
          {row("master_server", "string", '"' + config.masterServer + '"'),
           row("features.enabled", "array of integers", config.enabledFeatures.empty() ? "[]" : "not empty"),
           row("log.level", "integer", std::to_string(config.logThreshold)),
-          row("log.destination", "string", '"' + config.logDestination + '"')}) {
+          row("log.destination", "string", '"' + config.logDestination + '"'),
+          row("database.connection", "string", '"' + config.databaseConnection + '"'),
+          row("database.on_connect", "array of strings",
+              config.databaseOnConnect.empty() ? "[]" : "not empty")}) {
         EXPECT_NE(text.find(expected), std::string::npos) << expected;
     }
 }
@@ -71,7 +76,7 @@ TEST(ConfigurationDocument, ListsKeysThatExistAndNoOthers)
         const std::string key = inner.empty() ? outer : outer + "." + inner;
         EXPECT_NE(errorOf(toml).find('"' + key + "\" must be "), std::string::npos) << errorOf(toml);
     }
-    EXPECT_EQ(keys, 4);
+    EXPECT_EQ(keys, 6);
 }
 
 TEST(ConfigurationDocument, ShowsErrorsAsTheyAre)
