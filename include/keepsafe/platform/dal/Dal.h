@@ -57,7 +57,7 @@ enum USERID_TYPES : unsigned int { APPLICATION_USER = 6 };
 /// Verbosity of the debug message about a statement: see `logmsgvf`.
 enum LOG_AT_VERBOSITY : int {};
 
-/// How a manager connects and pools. A time of 0 means no bound, a maximum of 0 counts as 1.
+/// How a manager connects and pools. A timeout of 0 means no bound, a maximum of 0 counts as 1.
 struct DbConnectionSettings {
     /// ODBC connection string, for example "Driver=SQLite3;Database=/var/lib/x/main.db;". May hold a
     /// password.
@@ -166,11 +166,13 @@ public:
 
     /// Reads the next row of the view's result into the record `row` of `rowSize` bytes, as `columns` say.
     /// `fetched`, unless null, becomes 1 when a row was read and 0 otherwise.
-    /// A text must have no zero byte inside. (SQLite's driver ends a text there itself, unseen.) An integer
-    /// may come from any column whose text is a decimal number of 32 bits. `rejectNull`: a column without a
-    /// value is an error; otherwise it reads as 0 or an empty text. `allowTruncation`: a text that does not
-    /// fit is cut; otherwise it is an error. A row that is not read whole leaves the record filled with
-    /// zeros, so that a part of a value is never taken for the value.
+    /// `rejectNull`: a column without a value is an error; otherwise it reads as 0 or an empty text.
+    /// `allowTruncation`: a text that does not fit is cut; otherwise it is an error.
+    /// A row that is not read whole leaves the record filled with zeros, so that a part of a value is never
+    /// taken for the value.
+    ///
+    /// A text with a zero byte inside is an error. (SQLite's driver ends a text there itself, unseen.) An
+    /// integer may come from any column whose text is a decimal number of 32 bits.
     [[nodiscard]] int Fetch(DalOdbcView* view, void* row, unsigned long rowSize,
                             const DalOdbcView::BindingStruct* columns, unsigned long columnCount,
                             unsigned long* fetched, bool rejectNull, bool allowTruncation);
