@@ -127,18 +127,20 @@ int DbConnection::Execute(DalOdbcView* view, const char* sql, const DalOdbcView:
     if (!wrong.empty()) {
         return logged(EXECUTE, STATUS_BAD_BINDING, wrong);
     }
-    const Failure failure = state_->run(view->result_->statement, sql, parameters, count, isCommand);
+    std::unique_ptr<Prepared> statement;
+    const Failure failure = state_->run(statement, sql, parameters, count, isCommand);
     if (failure.status != 0) {
         return logged(EXECUTE, failure.status, failure.text);
     }
-    const bool hasRows = view->result_->statement->columnCount() != 0;
-    if (isCommand) {
-        view->result_->drop();
+    const bool hasRows = statement->columnCount() != 0;
+    if (hasRows && !isCommand) {
+        view->result_->statement = std::move(statement);
+        return 0;
     }
-    if (hasRows == isCommand) {
-        view->result_->drop();
+    state_->drop(std::move(statement));
+    if (hasRows || !isCommand) {
         return logged(EXECUTE, STATUS_STATEMENT_FAILED,
-                      isCommand ? "a command gave rows" : "a query gave no columns");
+                      hasRows ? "a command gave rows" : "a query gave no columns");
     }
     return 0;
 }
