@@ -176,11 +176,11 @@ int DbConnection::Fetch(DalOdbcView* view, void* row, unsigned long rowSize,
         const int status = readColumn(statement.handle(), columns[at], static_cast<char*>(row), rejectNull,
                                       allowTruncation, driverRefused);
         if (status != 0) {
-            const Failure failure = driverRefused ? state_->failureOf(statement) : Failure{status, ""};
             std::memset(row, 0, rowSize);
-            return logged(FETCH, failure.status,
-                          "column \"" + std::string(columns[at].name) + "\" " + describe(status) +
-                              failure.text);
+            const Failure failure =
+                driverRefused ? state_->failureOf(statement) : Failure{status, describe(status)};
+            const char* const name = columns[at].name == nullptr ? "" : columns[at].name;
+            return logged(FETCH, failure.status, "column \"" + std::string(name) + "\" " + failure.text);
         }
     }
     if (fetched != nullptr) {
