@@ -15,7 +15,7 @@
 namespace Tessara::Dal {
 
 /// The connections of a manager. Connecting, disconnecting and statements happen outside of its lock.
-class DbConnectionManager::Pool final : public ConnectionSource {
+class __attribute__((visibility("hidden"))) DbConnectionManager::Pool final : public ConnectionSource {
 public:
     enum class Source { Settings, Configuration };
 
