@@ -1,7 +1,10 @@
 #include <keepsafe/platform/dal/Dal.h>
 
 #include <array>
+#include <cstdint>
 #include <cstring>
+#include <memory>
+#include <string>
 #include <utility>
 
 #include <keepsafe/platform/log/logmsg.h>
