@@ -11,7 +11,7 @@
 
 #include "SandboxRoot.h"
 #include "support/PrivatePostgres.h"
-#include "support/TestDatabase.h"
+#include "support/TokenDatabase.h"
 
 // A session token gives its owner what --roles gives the token's roles, over the whole decision table of the
 // example company, whatever the database is.
