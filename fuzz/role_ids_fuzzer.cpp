@@ -54,7 +54,7 @@ Roles plainly(const std::string& payload)
     }
     json_error_t error;
     json_t* const root = json_loads(payload.c_str(), 0, &error);
-    const Roles roles = rolesOf(root);
+    Roles roles = rolesOf(root);
     json_decref(root);
     return roles;
 }

@@ -20,7 +20,7 @@
 
 #include "Measure.h"
 #include "support/TempDir.h"
-#include "support/TestDatabase.h"
+#include "support/TokenDatabase.h"
 #include "tokens/BareQuery.h"
 #include "tokens/BareVerification.h"
 #include "tokens/TokenSigner.h"
@@ -29,7 +29,7 @@ namespace keepsafe_bench {
 namespace {
 
 using keepsafe_test::DatabaseKind;
-using keepsafe_test::TestDatabase;
+using keepsafe_test::TokenDatabase;
 using Tessara::Dal::DbConnectionManager;
 using Tessara::Keepsafe::JWTSSLApi;
 using Tessara::Keepsafe::Rbac::JWTHandler;
@@ -82,7 +82,7 @@ public:
     [[nodiscard]] const std::string& sessionToken() const { return sessionToken_; }
 
     /// Puts the authorization token among others.
-    void store(TestDatabase& database) const
+    void store(TokenDatabase& database) const
     {
         for (std::size_t i = 0; i < STORED_SESSIONS; ++i) {
             database.storeToken("other-session-" + std::to_string(i), authorizationToken_);
@@ -122,7 +122,7 @@ void lookUp(DbConnectionManager& manager, const Session& session)
 
 void measureLookup(DatabaseKind kind, const Session& session, std::size_t count, int rounds)
 {
-    TestDatabase database(kind);
+    TokenDatabase database(kind);
     session.store(database);
     Tessara::Dal::DbConnectionSettings settings = database.settings();
     settings.maximumConnections = 8;

@@ -104,11 +104,13 @@ std::vector<std::string> initializeRoot(const RootLayout& layout,
     lines.push_back(databaseLine(ensureSchema(
         connection, settings.onConnect.empty() ? SchemaOrigin::Create : SchemaOrigin::Attached)));
     // The last step: a configuration appears when everything that it names is there.
-    if (!configuration && !createFile(layout.configuration(), OWNER_ONLY, text)) {
-        throw InputError(layout.configuration() +
-                         " has been made by another process meanwhile; run it again");
+    const bool isMade = !configuration && createFile(layout.configuration(), OWNER_ONLY, text);
+    const auto kept = isMade ? std::nullopt : findConfiguration(layout);
+    if (kept) {
+        // Another process may have made it meanwhile, for another database.
+        (void)chooseDatabase(layout, kept, settings);
     }
-    lines.push_back(configurationLine(layout, configuration));
+    lines.push_back(configurationLine(layout, kept));
     return lines;
 }
 

@@ -52,8 +52,10 @@ std::optional<TokenSigner> findSigner(const RootLayout& layout)
 
 MadeKeys ensureSigningKeys(const RootLayout& layout)
 {
-    std::optional<TokenSigner> signer = findSigner(layout);
+    // In this order, the reverse of that in which they are made: a public key that another process has just
+    // made then has its private key.
     const std::optional<std::string> publicPem = readWhole(layout.publicKey());
+    std::optional<TokenSigner> signer = findSigner(layout);
     if (publicPem && !signer) {
         throw InputError(layout.publicKey() + " is there, but not the private key that belongs to it, " +
                          layout.privateKey() + ": move the public key away, or bring the private key back");

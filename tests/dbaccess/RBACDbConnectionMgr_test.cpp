@@ -8,14 +8,14 @@
 #include "support/CapturedLog.h"
 #include "support/DefaultLogger.h"
 #include "support/TempDir.h"
-#include "support/TestDatabase.h"
+#include "support/TokenDatabase.h"
 #include "support/messages.h"
 
 namespace {
 
 using keepsafe_test::CapturedLog;
 using keepsafe_test::DefaultLogger;
-using keepsafe_test::TestDatabase;
+using keepsafe_test::TokenDatabase;
 using Tessara::Dal::DbConnectionManager;
 using Tessara::Keepsafe::RBACDbConnectionMgr;
 
@@ -23,7 +23,7 @@ constexpr char TAG[] = "RBACDbConnectionMgr::RBACDbConnectionMgr";
 
 TEST(RBACDbConnectionMgr, UsesTheCallersManagerAndLeavesItAlive)
 {
-    TestDatabase database(keepsafe_test::DatabaseKind::Sqlite);
+    TokenDatabase database(keepsafe_test::DatabaseKind::Sqlite);
     const CapturedLog log;
     const DefaultLogger logger(6);
     {
@@ -51,7 +51,7 @@ TEST(RBACDbConnectionMgr, IsEstablishedWhenItsManagerHasAConnection)
     const RBACDbConnectionMgr idle(nullptr);
     EXPECT_FALSE(idle.connectionEstablished());
 
-    TestDatabase database(keepsafe_test::DatabaseKind::Sqlite);
+    TokenDatabase database(keepsafe_test::DatabaseKind::Sqlite);
     const RBACDbConnectionMgr connected(&database.manager());
     EXPECT_TRUE(connected.connectionEstablished());
 }

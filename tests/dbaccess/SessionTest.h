@@ -10,7 +10,7 @@
 #include "support/CapturedLog.h"
 #include "support/DefaultLogger.h"
 #include "support/TempDir.h"
-#include "support/TestDatabase.h"
+#include "support/TokenDatabase.h"
 #include "support/messages.h"
 #include "tokens/TokenSigner.h"
 
@@ -51,7 +51,7 @@ protected:
     }
 
     TempRoot root_;
-    TestDatabase database_{GetParam()};
+    TokenDatabase database_{GetParam()};
 };
 
 } // namespace keepsafe_test

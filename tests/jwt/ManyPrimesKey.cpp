@@ -1,9 +1,9 @@
 #include "jwt/ManyPrimesKey.h"
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <stdexcept>
+#include <utility>
 
 #include <openssl/sha.h>
 
@@ -64,6 +64,19 @@ Bignum rootModulo(const Bignum& message, const Bignum& prime, BN_CTX* context)
     return root;
 }
 
+/// RFC 8017 section 9.2: the digest of the text, padded to the length of the modulus.
+std::string paddedDigest(std::string_view text, std::size_t length)
+{
+    constexpr std::string_view DIGEST_INFO("\x30\x31\x30\x0D\x06\x09\x60\x86\x48\x01\x65\x03\x04\x02\x01\x05"
+                                           "\x00\x04\x20",
+                                           19);
+    std::array<unsigned char, SHA256_DIGEST_LENGTH> digest{};
+    SHA256(reinterpret_cast<const unsigned char*>(text.data()), text.size(), digest.data());
+    std::string end(1, '\0');
+    end.append(DIGEST_INFO).append(digest.begin(), digest.end());
+    return std::string("\0\x01", 2) + std::string(length - 2 - end.size(), '\xFF') + end;
+}
+
 } // namespace
 
 ManyPrimesKey::ManyPrimesKey(int bits) : modulus_(number(1))
@@ -107,21 +120,8 @@ std::string ManyPrimesKey::sign(std::string_view payload) const
 /// RFC 8017 section 8.2.1, with the roots modulo the primes put together one after the other.
 std::string ManyPrimesKey::signature(std::string_view signedText) const
 {
-    constexpr std::string_view DIGEST_INFO("\x30\x31\x30\x0D\x06\x09\x60\x86\x48\x01\x65\x03\x04\x02\x01\x05"
-                                           "\x00\x04\x20",
-                                           19);
-    std::array<unsigned char, SHA256_DIGEST_LENGTH> digest{};
-    SHA256(reinterpret_cast<const unsigned char*>(signedText.data()), signedText.size(), digest.data());
-    std::string padded = modulusBytes(number(0).get());
-    std::fill(padded.begin() + 1, padded.end(), '\xFF');
-    padded[1] = '\x01';
-    const std::size_t hashAt = padded.size() - digest.size();
-    padded[hashAt - DIGEST_INFO.size() - 1] = '\0';
-    std::copy(DIGEST_INFO.begin(), DIGEST_INFO.end(),
-              padded.begin() + static_cast<std::ptrdiff_t>(hashAt) -
-                  static_cast<std::ptrdiff_t>(DIGEST_INFO.size()));
-    std::copy(digest.begin(), digest.end(), padded.begin() + static_cast<std::ptrdiff_t>(hashAt));
-
+    const std::string padded =
+        paddedDigest(signedText, static_cast<std::size_t>(BN_num_bytes(modulus_.get())));
     const Context context(BN_CTX_new());
     const Bignum message(BN_bin2bn(reinterpret_cast<const unsigned char*>(padded.data()),
                                    static_cast<int>(padded.size()), nullptr));

@@ -26,10 +26,8 @@ using Tessara::Keepsafe::JWT;
 using Tessara::Keepsafe::RBACJwtParser;
 using Tessara::Keepsafe::ValidatingJwtParser;
 using testing::ElementsAreArray;
-using testing::MatchesRegex;
 namespace lines = keepsafe_test::lines;
 using lines::Lines;
-using lines::operator+;
 
 std::string payloadWithExpiry(long long exp) { return "{\"exp\":" + std::to_string(exp) + "}"; }
 

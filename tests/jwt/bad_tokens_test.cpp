@@ -58,7 +58,7 @@ Outcome outcomeOf(const TokenCase& wanted)
     }
     for (;;) {
         const long long now = nowMs();
-        const Outcome outcome = outcomeOf(wanted.entryPoint, wanted.tokenAt(now));
+        Outcome outcome = outcomeOf(wanted.entryPoint, wanted.tokenAt(now));
         if (nowMs() == now) {
             return outcome;
         }

@@ -7,6 +7,16 @@
 
 #include "support/CapturedLog.h"
 
+namespace keepsafe_test {
+
+inline std::vector<LogLine> operator+(std::vector<LogLine> left, const std::vector<LogLine>& right)
+{
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+} // namespace keepsafe_test
+
 /// The log lines of the token code. Debug messages of verbosity 2 and the default logger's messages of level
 /// 1 are records of level 4.
 namespace keepsafe_test::lines {
@@ -49,12 +59,6 @@ inline constexpr char NOT_AN_INTEGER[] = "JWT is invalid. JSON object is not of 
 inline LogLine parserSays(const std::string& text)
 {
     return debug("ValidatingJwtParser::parseJwt", text + "(ValidatingJwtParser.cpp)");
-}
-
-inline Lines operator+(Lines left, const Lines& right)
-{
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
 }
 
 /// What the verification with the host's key writes when it succeeds.

@@ -41,6 +41,7 @@ int failuresOf(const std::function<bool(int thread)>& work)
     std::atomic<int> failures{0};
     std::atomic<int> ready{0};
     std::vector<std::thread> threads;
+    threads.reserve(THREADS);
     for (int thread = 0; thread < THREADS; ++thread) {
         threads.emplace_back([&, thread] {
             for (++ready; ready < THREADS;) {

@@ -144,7 +144,8 @@ private:
         six.sin6_addr = in6addr_loopback;
         sockaddr_in four{};
         four.sin_family = AF_INET;
-        four.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        four.sin_port = htons(settings_.port);
+        require(::inet_pton(AF_INET, settings_.address.c_str(), &four.sin_addr) == 1, "inet_pton");
         auto* const address =
             settings_.ipv6 ? reinterpret_cast<sockaddr*>(&six) : reinterpret_cast<sockaddr*>(&four);
         socklen_t size = settings_.ipv6 ? sizeof six : sizeof four;

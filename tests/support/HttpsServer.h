@@ -56,8 +56,7 @@ Play endless(const std::string& before, const std::string& piece, std::chrono::m
 /// Nothing, until the connection is closed.
 Play silence();
 
-/// An HTTPS server for tests on 127.0.0.1, at a port of the kernel's choice, with one thread for each
-/// connection. It records requests and plays responses, however broken. Any thread.
+/// An HTTPS server for tests on a loopback address, with one thread for each connection. It records requests and plays responses, however broken. Any thread.
 class HttpsServer {
 public:
     /// What a connection meets before its first request.
@@ -71,6 +70,8 @@ public:
         bool onlyTls12 = false;
         Greeting greeting = Greeting::Handshake;
         bool ipv6 = false; ///< on ::1 instead
+        std::string address = "127.0.0.1"; ///< another loopback address, for a port that all tests want
+        unsigned short port = 0;           ///< 0: one of the kernel's choice
     };
 
     explicit HttpsServer(const Settings& settings);

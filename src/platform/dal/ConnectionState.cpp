@@ -10,7 +10,7 @@ namespace {
 
 /// A connection that died while it was idle shows that at once. One that dies later was in use, and its
 /// statement is not repeated, so that a call ends in its time.
-constexpr std::chrono::seconds DIED_WHILE_IDLE{2};
+constexpr std::chrono::seconds DIED_WHILE_IDLE{5};
 
 } // namespace
 

@@ -27,7 +27,7 @@ protected:
     ~ConnectionSource() = default;
 };
 
-class DbConnection::State {
+class __attribute__((visibility("hidden"))) DbConnection::State {
 public:
     State(ConnectionSource& source, std::unique_ptr<Link> link, std::uint64_t age)
         : source_(source), link_(std::move(link)), age_(age)
@@ -39,6 +39,9 @@ public:
                 const DalOdbcView::BindingStruct* parameters, std::size_t count, bool isCommand);
     /// What the failure of the last call on the statement means; the source hears of a dead connection.
     Failure failureOf(const Prepared& statement);
+    /// Reads one column of the result's current row into its place in the record.
+    Failure readColumn(const Prepared& statement, const DalOdbcView::BindingStruct& column, char* row,
+                       bool rejectNull, bool allowTruncation);
     /// Takes a view's result back.
     void drop(std::unique_ptr<Prepared> result);
 
@@ -65,7 +68,7 @@ private:
 };
 
 /// A view's result.
-class DalOdbcView::Result {
+class __attribute__((visibility("hidden"))) DalOdbcView::Result {
 public:
     explicit Result(DbConnection::State& connection) : connection_(connection) {}
     ~Result() { drop(); }

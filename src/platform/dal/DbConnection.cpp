@@ -1,7 +1,10 @@
 #include <keepsafe/platform/dal/Dal.h>
 
 #include <array>
+#include <cstdint>
 #include <cstring>
+#include <memory>
+#include <string>
 #include <utility>
 
 #include <keepsafe/platform/log/logmsg.h>
@@ -46,49 +49,60 @@ bool getText(SQLHANDLE statement, unsigned short column, char* buffer, std::size
     return SQL_SUCCEEDED(answer.result);
 }
 
-/// Integers are read as text as well: of a number that does not fit, or a text that is none, drivers make
-/// some other number without a word.
-int readColumn(SQLHANDLE statement, const DalOdbcView::BindingStruct& column, char* row, bool rejectNull,
-               bool allowTruncation, bool& driverRefused)
+/// A status about a value, in words.
+Failure valueFailure(int status)
 {
-    if (isBinary(statement, column.number)) {
-        return STATUS_VALUE_UNUSABLE; // a driver would render the bytes as digits
+    switch (status) {
+    case 0:
+        return {};
+    case STATUS_VALUE_TOO_LONG:
+        return {status, "does not fit its buffer"};
+    case STATUS_UNEXPECTED_NULL:
+        return {status, "has no value"};
+    default:
+        return {status, "has a value that cannot be represented"};
+    }
+}
+
+/// An integer from its text: of a number that does not fit, or a text that is none, drivers make some other
+/// number without a word.
+int finishInt32(const ColumnAnswer& answer, std::array<char, 16>& digits, std::int32_t& value,
+                bool rejectNull)
+{
+    const int status = finishText(answer, digits.data(), digits.size(), rejectNull, false);
+    if (status == STATUS_VALUE_TOO_LONG) {
+        return STATUS_VALUE_UNUSABLE;
+    }
+    if (status != 0 || answer.indicator == SQL_NULL_DATA) {
+        return status;
+    }
+    return readInt32(digits.data(), value) ? 0 : STATUS_VALUE_UNUSABLE;
+}
+
+} // namespace
+
+Failure DbConnection::State::readColumn(const Prepared& statement, const DalOdbcView::BindingStruct& column,
+                                        char* row, bool rejectNull, bool allowTruncation)
+{
+    if (isBinary(statement.handle(), column.number)) {
+        return valueFailure(STATUS_VALUE_UNUSABLE); // a driver would render the bytes as digits
     }
     char* const place = row + column.position;
     ColumnAnswer answer{SQL_SUCCESS, SQL_NULL_DATA};
     if (column.valueType == VALUE_TYPE_TEXT) {
-        driverRefused = !getText(statement, column.number, place, column.length, answer);
-        return driverRefused ? STATUS_VALUE_UNUSABLE
-                             : finishText(answer, place, column.length, rejectNull, allowTruncation);
+        return getText(statement.handle(), column.number, place, column.length, answer)
+                   ? valueFailure(finishText(answer, place, column.length, rejectNull, allowTruncation))
+                   : failureOf(statement);
     }
     std::array<char, 16> digits{};
-    driverRefused = !getText(statement, column.number, digits.data(), digits.size(), answer);
-    if (driverRefused) {
-        return STATUS_VALUE_UNUSABLE;
+    if (!getText(statement.handle(), column.number, digits.data(), digits.size(), answer)) {
+        return failureOf(statement);
     }
     std::int32_t value = 0;
-    const int status = finishText(answer, digits.data(), digits.size(), rejectNull, false);
-    if (status == STATUS_VALUE_TOO_LONG ||
-        (status == 0 && answer.indicator != SQL_NULL_DATA && !readInt32(digits.data(), value))) {
-        return STATUS_VALUE_UNUSABLE;
-    }
+    const int status = finishInt32(answer, digits, value, rejectNull);
     std::memcpy(place, &value, sizeof value);
-    return status;
+    return valueFailure(status);
 }
-
-const char* describe(int status)
-{
-    switch (status) {
-    case STATUS_VALUE_TOO_LONG:
-        return "does not fit its buffer";
-    case STATUS_UNEXPECTED_NULL:
-        return "has no value";
-    default:
-        return "has a value that cannot be represented";
-    }
-}
-
-} // namespace
 
 DalOdbcView::DalOdbcView(DbConnection* connection)
     : connection_(connection),
@@ -127,18 +141,20 @@ int DbConnection::Execute(DalOdbcView* view, const char* sql, const DalOdbcView:
     if (!wrong.empty()) {
         return logged(EXECUTE, STATUS_BAD_BINDING, wrong);
     }
-    const Failure failure = state_->run(view->result_->statement, sql, parameters, count, isCommand);
+    std::unique_ptr<Prepared> statement;
+    const Failure failure = state_->run(statement, sql, parameters, count, isCommand);
     if (failure.status != 0) {
         return logged(EXECUTE, failure.status, failure.text);
     }
-    const bool hasRows = view->result_->statement->columnCount() != 0;
-    if (isCommand) {
-        view->result_->drop();
+    const bool hasRows = statement->columnCount() != 0;
+    if (hasRows && !isCommand) {
+        view->result_->statement = std::move(statement);
+        return 0;
     }
-    if (hasRows == isCommand) {
-        view->result_->drop();
+    state_->drop(std::move(statement));
+    if (hasRows || !isCommand) {
         return logged(EXECUTE, STATUS_STATEMENT_FAILED,
-                      isCommand ? "a command gave rows" : "a query gave no columns");
+                      hasRows ? "a command gave rows" : "a query gave no columns");
     }
     return 0;
 }
@@ -170,15 +186,12 @@ int DbConnection::Fetch(DalOdbcView* view, void* row, unsigned long rowSize,
         return logged(FETCH, failure.status, failure.text);
     }
     for (unsigned long at = 0; at < columnCount; ++at) {
-        bool driverRefused = false;
-        const int status = readColumn(statement.handle(), columns[at], static_cast<char*>(row), rejectNull,
-                                      allowTruncation, driverRefused);
-        if (status != 0) {
-            const Failure failure = driverRefused ? state_->failureOf(statement) : Failure{status, ""};
+        const Failure failure =
+            state_->readColumn(statement, columns[at], static_cast<char*>(row), rejectNull, allowTruncation);
+        if (failure.status != 0) {
             std::memset(row, 0, rowSize);
-            return logged(FETCH, failure.status,
-                          "column \"" + std::string(columns[at].name) + "\" " + describe(status) +
-                              failure.text);
+            const char* const name = columns[at].name == nullptr ? "" : columns[at].name;
+            return logged(FETCH, failure.status, "column \"" + std::string(name) + "\" " + failure.text);
         }
     }
     if (fetched != nullptr) {

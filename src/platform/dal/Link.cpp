@@ -54,6 +54,7 @@ Link::Link(const Environment& environment, const DbConnectionSettings& settings)
     : handle_(environment.get()), secrets_(settings.connectionString),
       queryTimeoutSeconds_(settings.queryTimeoutSeconds)
 {
+    kept_.reserve(MOST_KEPT); // `keep` allocates nothing: destructors call it
 }
 
 Link::~Link()

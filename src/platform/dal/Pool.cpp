@@ -31,9 +31,11 @@ DbConnectionManager::Pool::Pool(const DbConnectionSettings& settings, Source sou
 
 SSRDbConnection* DbConnectionManager::Pool::lend(int& status)
 {
-    Connections expired;
+    std::vector<OwnedConnection> expired;
     std::unique_lock<std::mutex> lock(mutex_);
-    takeExpired(expired);
+    while (OwnedConnection connection = takeExpired()) {
+        expired.push_back(std::move(connection));
+    }
     if (idle_.empty() && !waitForSlot(lock)) {
         lock.unlock();
         logmsgf(LOG_LEVEL_ERROR, "SSRGuard::SSRGuard", "all %u connections are in use",
@@ -72,16 +74,18 @@ DbConnectionManager::Pool::OwnedConnection DbConnectionManager::Pool::takeIdle()
     return connection;
 }
 
-/// Moves out what was idle for too long, to be closed when the lock is released.
-void DbConnectionManager::Pool::takeExpired(Connections& expired)
+/// Moves out the connection that was idle for too long, if there is one, to be closed without the lock.
+DbConnectionManager::Pool::OwnedConnection DbConnectionManager::Pool::takeExpired()
 {
     const Clock::time_point limit = Clock::now() - std::chrono::seconds(settings_.idleSeconds);
-    while (idle_.size() > settings_.minimumConnections && idle_.front().since <= limit) {
-        expired.push_back(std::move(idle_.front().connection));
-        idle_.erase(idle_.begin());
-        --slots_;
-        --open_;
+    if (idle_.size() <= settings_.minimumConnections || idle_.front().since > limit) {
+        return nullptr;
     }
+    OwnedConnection connection = std::move(idle_.front().connection);
+    idle_.erase(idle_.begin());
+    --slots_;
+    --open_;
+    return connection;
 }
 
 SSRDbConnection* DbConnectionManager::Pool::makeConnection(std::uint64_t age, int& status)
@@ -113,12 +117,12 @@ void DbConnectionManager::Pool::freeSlot()
 void DbConnectionManager::Pool::giveBack(SSRDbConnection* connection)
 {
     OwnedConnection owned(connection);
-    Connections expired;
+    OwnedConnection expired;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         if (!owned->state_->isDead() && owned->state_->age() == age_) {
             idle_.push_back({std::move(owned), Clock::now()});
-            takeExpired(expired);
+            expired = takeExpired();
         } else {
             --open_;
         }

@@ -15,7 +15,7 @@
 namespace Tessara::Dal {
 
 /// The connections of a manager. Connecting, disconnecting and statements happen outside of its lock.
-class DbConnectionManager::Pool final : public ConnectionSource {
+class __attribute__((visibility("hidden"))) DbConnectionManager::Pool final : public ConnectionSource {
 public:
     enum class Source { Settings, Configuration };
 
@@ -23,7 +23,7 @@ public:
 
     /// A connection for the caller alone, until `giveBack`. Null, with `status` set, when there is none.
     SSRDbConnection* lend(int& status);
-    void giveBack(SSRDbConnection* connection);
+    void giveBack(SSRDbConnection* connection); // allocates nothing: a guard's destructor calls it
     [[nodiscard]] std::uint32_t open() const noexcept { return open_.load(std::memory_order_relaxed); }
 
     std::unique_ptr<Link> connect(int& status) override;
@@ -35,7 +35,6 @@ private:
         void operator()(SSRDbConnection* connection) const noexcept { delete connection; }
     };
     using OwnedConnection = std::unique_ptr<SSRDbConnection, Delete>;
-    using Connections = std::vector<OwnedConnection>;
     struct Idle {
         OwnedConnection connection;
         Clock::time_point since;
@@ -44,7 +43,7 @@ private:
     bool currentSettings(DbConnectionSettings& settings, int& status) const;
     bool waitForSlot(std::unique_lock<std::mutex>& lock);
     OwnedConnection takeIdle();
-    void takeExpired(Connections& expired);
+    OwnedConnection takeExpired();
     SSRDbConnection* makeConnection(std::uint64_t age, int& status);
     void freeSlot();
 

@@ -38,7 +38,6 @@ TokenCases roleCases();      ///< "roles"
 inline TokenCase notVerifiedCase(const std::string& words, const std::string& token,
                                  const lines::Lines& reason)
 {
-    using lines::operator+;
     return {words,
             token,
             entry_point::parseJwt,
@@ -61,7 +60,6 @@ inline TokenCase acceptedCase(const std::string& words, const std::string& token
 inline TokenCase refusedBehindSignatureCase(const std::string& words, const std::string& token, int status,
                                             const lines::Lines& rest)
 {
-    using lines::operator+;
     return {words, token, entry_point::parseJwt, status, entry_point::NO_OBJECT, lines::verified() + rest};
 }
 

@@ -130,7 +130,7 @@ std::string deepObjects(std::size_t objects)
 {
     std::string text = "1";
     for (std::size_t i = 0; i < objects; ++i) {
-        text = "{\"a\":" + text + "}";
+        text.insert(0, "{\"a\":").append("}");
     }
     return lasting("\"a\":" + text);
 }
@@ -166,7 +166,8 @@ void addZeroBytes(TokenCases& cases)
     cases.push_back(good("a zero byte and another object behind it", object + '\0' + "{\"exp\":1}"));
     cases.push_back(noObject("a zero byte in front of the object", '\0' + object));
     cases.push_back(noObject("a zero byte in a value", lasting(std::string("\"a\":\"b\0c\"", 9))));
-    cases.push_back(noObject("a zero byte between members", '{' + std::string(EXP) + ",\0\"a\":1}"));
+    cases.push_back(
+        noObject("a zero byte between members", '{' + std::string(EXP) + std::string(",\0\"a\":1}", 8)));
 }
 
 void addDuplicates(TokenCases& cases)

@@ -7,7 +7,6 @@ namespace {
 /// A token text of the wrong shape through the parser, as a token object and as an authorization token.
 void add(TokenCases& cases, const std::string& words, const std::string& token, const lines::Lines& cause)
 {
-    using lines::operator+;
     cases.push_back(notVerifiedCase(words + ", verified", token, cause + lines::Lines{lines::NOT_SPLIT}));
     cases.push_back({words, token, entry_point::createJwt, 8002, entry_point::NO_OBJECT, cause});
     cases.push_back(

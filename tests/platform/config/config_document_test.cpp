@@ -40,6 +40,8 @@ TEST(ConfigurationDocument, ShowsAnExampleThatCanBeRead)
     EXPECT_EQ(config.enabledFeatures, std::set<int>{1});
     EXPECT_EQ(config.logThreshold, 8);
     EXPECT_EQ(config.logDestination, "syslog");
+    EXPECT_EQ(config.databaseConnection.rfind("Driver=SQLite3;", 0), 0U);
+    EXPECT_EQ(config.databaseOnConnect.size(), 1U);
 }
 
 TEST(ConfigurationDocument, ListsTheDefaults)
@@ -60,7 +62,10 @@ TEST(ConfigurationDocument, ListsTheDefaults)
           row("http.connect_timeout", "integer", std::to_string(config.httpConnectTimeoutSeconds)),
           row("http.total_timeout", "integer", std::to_string(config.httpTotalTimeoutSeconds)),
           row("http.stall_timeout", "integer", std::to_string(config.httpStallTimeoutSeconds)),
-          row("http.response_limit", "integer", std::to_string(config.httpResponseLimitBytes))}) {
+          row("http.response_limit", "integer", std::to_string(config.httpResponseLimitBytes)),
+          row("database.connection", "string", '"' + config.databaseConnection + '"'),
+          row("database.on_connect", "array of strings",
+              config.databaseOnConnect.empty() ? "[]" : "not empty")}) {
         EXPECT_NE(text.find(expected), std::string::npos) << expected;
     }
 }
@@ -78,7 +83,7 @@ TEST(ConfigurationDocument, ListsKeysThatExistAndNoOthers)
         const std::string key = inner.empty() ? outer : outer + "." + inner;
         EXPECT_NE(errorOf(toml).find('"' + key + "\" must be "), std::string::npos) << errorOf(toml);
     }
-    EXPECT_EQ(keys, 11);
+    EXPECT_EQ(keys, 13);
 }
 
 TEST(ConfigurationDocument, ShowsErrorsAsTheyAre)

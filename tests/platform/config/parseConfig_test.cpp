@@ -3,6 +3,7 @@
 #include <limits>
 #include <set>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -25,7 +26,8 @@ std::string errorOf(const std::string& text)
 
 TEST(ParseConfig, OfAnEmptyTextGivesTheDefaults)
 {
-    for (const char* const text : {"", "\n", "# nothing\n", "[features]\n[log]\n[tls]\n[http]\n"}) {
+    for (const char* const text :
+         {"", "\n", "# nothing\n", "[features]\n[log]\n[database]\n[tls]\n[http]\n"}) {
         const Config config = parsed(text);
         EXPECT_EQ(config.masterServer, "");
         EXPECT_EQ(config.enabledFeatures, std::set<int>{});
@@ -36,6 +38,8 @@ TEST(ParseConfig, OfAnEmptyTextGivesTheDefaults)
         EXPECT_EQ(config.httpTotalTimeoutSeconds, 300);
         EXPECT_EQ(config.httpStallTimeoutSeconds, 30);
         EXPECT_EQ(config.httpResponseLimitBytes, 67108864);
+        EXPECT_EQ(config.databaseConnection, "");
+        EXPECT_EQ(config.databaseOnConnect, std::vector<std::string>{});
     }
 }
 
@@ -46,11 +50,16 @@ TEST(ParseConfig, ReadsEveryKey)
                                  "enabled = [1, 30, 1]\n"
                                  "[log]\n"
                                  "level = 4\n"
-                                 "destination = \"file:/var/log/keepsafe.log\"\n");
+                                 "destination = \"file:/var/log/keepsafe.log\"\n"
+                                 "[database]\n"
+                                 "connection = \"Driver=SQLite3;Database=/x/main.db;\"\n"
+                                 "on_connect = [\"first\", 'second']\n");
     EXPECT_EQ(config.masterServer, "master.example");
     EXPECT_EQ(config.enabledFeatures, (std::set<int>{1, 30}));
     EXPECT_EQ(config.logThreshold, 4);
     EXPECT_EQ(config.logDestination, "file:/var/log/keepsafe.log");
+    EXPECT_EQ(config.databaseConnection, "Driver=SQLite3;Database=/x/main.db;");
+    EXPECT_EQ(config.databaseOnConnect, (std::vector<std::string>{"first", "second"}));
 }
 
 TEST(ParseConfig, ReadsOtherSpellingsOfTheSameTables)
@@ -164,6 +173,32 @@ TEST(ParseConfig, TakesResponseLimitsUpToAGibibyte)
               "keepsafe.toml:2:18: \"http.response_limit\" must be between 1 and 1073741824, not 0");
 }
 
+TEST(ParseConfig, TakesDatabaseTextsWithoutZeroBytes)
+{
+    EXPECT_EQ(parsed("[database]\nconnection = \"\"\non_connect = []").databaseConnection, "");
+    EXPECT_EQ(parsed("database.connection = \"Pwd={a;b}\"").databaseConnection, "Pwd={a;b}");
+    EXPECT_EQ(errorOf("[database]\nconnection = \"Pwd=geheim\\u0000\""),
+              "keepsafe.toml:2:14: \"database.connection\" must not have a zero byte");
+    EXPECT_EQ(errorOf("[database]\non_connect = [\"a\", \"geheim\\u0000\"]"),
+              "keepsafe.toml:2:20: \"database.on_connect[1]\" must not have a zero byte");
+}
+
+TEST(ParseConfig, NeverShowsAPasswordOfTheDatabase)
+{
+    for (const std::string text :
+         {"[database]\nconnection = [\"Pwd=geheim\"]", "[database]\nconnection = {Pwd = \"geheim\"}",
+          "[database]\nconnection = \"Pwd=geheim", "[database]\nconnection = \"Pwd=geheim\n\"",
+          "[database]\nconnection = \"Pwd=geheim\\q\"", "[database]\nconnection = \"Pwd=geheim\" x",
+          "[database]\nconnection = Pwd=geheim", "[database]\nconnection = \"Pwd=geheim\xE9\"",
+          "[database]\nconnection = \"Pwd=geheim\"\nconnection = \"Pwd=geheim\"",
+          "[database]\non_connect = \"geheim\"", "[database]\non_connect = [\"geheim\", 1]",
+          "database = \"geheim\""}) {
+        const std::string error = errorOf(text);
+        EXPECT_EQ(error.rfind("keepsafe.toml:", 0), 0U) << text;
+        EXPECT_EQ(error.find("geheim"), std::string::npos) << error;
+    }
+}
+
 TEST(ParseConfig, NamesTheTypeThatIsWrong)
 {
     EXPECT_EQ(errorOf("master_server = 1"),
@@ -185,6 +220,12 @@ TEST(ParseConfig, NamesTheTypeThatIsWrong)
               "keepsafe.toml:2:9: \"log.level\" must be an integer, not of type string");
     EXPECT_EQ(errorOf("[log]\nlevel = 1979-05-27"),
               "keepsafe.toml:2:9: \"log.level\" must be an integer, not of type date");
+    EXPECT_EQ(errorOf("[database]\nconnection = 1"),
+              "keepsafe.toml:2:14: \"database.connection\" must be a string, not of type integer");
+    EXPECT_EQ(errorOf("[database]\non_connect = \"x\""),
+              "keepsafe.toml:2:14: \"database.on_connect\" must be an array of strings, not of type string");
+    EXPECT_EQ(errorOf("[database]\non_connect = [\"x\", 1]"),
+              "keepsafe.toml:2:20: \"database.on_connect[1]\" must be a string, not of type integer");
     EXPECT_EQ(errorOf("[log]\ndestination = false"),
               "keepsafe.toml:2:15: \"log.destination\" must be a string, not of type boolean");
 }

@@ -9,19 +9,19 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "DalServer.h"
 #include "Session.h"
 #include "support/CapturedLog.h"
+#include "support/PrivateDatabase.h"
 
 namespace {
 
 namespace Dal = Tessara::Dal;
 using keepsafe_test::CapturedLog;
 using keepsafe_test::COLUMNS;
-using keepsafe_test::DalServer;
+using keepsafe_test::DatabaseKind;
 using keepsafe_test::LogLine;
 using keepsafe_test::NUMBER_COLUMN;
-using keepsafe_test::Product;
+using keepsafe_test::PrivateDatabase;
 using keepsafe_test::queryText;
 using keepsafe_test::Record;
 using keepsafe_test::runCommand;
@@ -31,9 +31,9 @@ using keepsafe_test::ZEROED;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-class Statements : public testing::TestWithParam<Product> {
+class Statements : public testing::TestWithParam<DatabaseKind> {
 protected:
-    Statements() : server(GetParam()), manager(server.settings)
+    Statements()
     {
         EXPECT_EQ(runCommand(manager, "CREATE TABLE AUTH_MAIN.Things (Name VARCHAR(100), Number INTEGER, "
                                       "Content TEXT)"),
@@ -47,8 +47,8 @@ protected:
                   0);
     }
 
-    DalServer server;
-    Dal::DbConnectionManager manager;
+    PrivateDatabase server{GetParam()};
+    Dal::DbConnectionManager manager{server.settings()};
 };
 
 constexpr const char* BY_NAME = "SELECT Number, Content FROM AUTH_MAIN.Things WHERE Name = ?";
@@ -179,8 +179,9 @@ TEST_P(Statements, RefuseBytesInThePlaceOfAText)
 {
     Session session(manager);
     std::string text;
-    ASSERT_EQ(session.query(GetParam() == Product::Sqlite ? "SELECT X'616200'" : "SELECT '\\x616200'::bytea"),
-              0);
+    ASSERT_EQ(
+        session.query(GetParam() == DatabaseKind::Sqlite ? "SELECT X'616200'" : "SELECT '\\x616200'::bytea"),
+        0);
     EXPECT_EQ(session.fetchText(text), Dal::STATUS_VALUE_UNUSABLE);
 }
 
@@ -287,7 +288,7 @@ TEST_P(Statements, SayWhatTheDatabaseHasAgainstThem)
         EXPECT_EQ(log.lines()[0].level, 16);
         EXPECT_EQ(log.lines()[0].tag, "DbConnection::Execute");
         EXPECT_THAT(log.lines()[0].text,
-                    HasSubstr(GetParam() == Product::Sqlite
+                    HasSubstr(GetParam() == DatabaseKind::Sqlite
                                   ? "SQLSTATE HY000: [SQLite]no such table: AUTH_MAIN.Missing"
                                   : "SQLSTATE 42P01: ERROR: relation \"auth_main.missing\" does not exist"));
     }
@@ -378,7 +379,6 @@ TEST_P(Statements, RunInEightThreadsAtOnce)
     EXPECT_LE(manager.connectionIndicator(), 8U);
 }
 
-INSTANTIATE_TEST_SUITE_P(AllProducts, Statements, testing::Values(Product::Sqlite, Product::Postgres),
-                         testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(On, Statements, keepsafe_test::allDatabases(), keepsafe_test::kindName);
 
 } // namespace

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -34,6 +36,27 @@ protected:
         return run({"token", "issue", "--subject", "a", "--roles", roles, "--lifetime=" + lifetime});
     }
 
+    static constexpr int AT_ONCE = 6;
+
+    /// Runs the same command in several processes at once. Returns the exit status and the messages of each.
+    std::vector<std::string> atOnce(std::vector<std::string> arguments) const
+    {
+        arguments.insert(arguments.begin(), KEEPSAFE_SANDBOX_PROGRAM);
+        arguments.insert(arguments.end(), {"--root", root()});
+        std::vector<keepsafe_test::Process> processes;
+        for (int i = 0; i < AT_ONCE; ++i) {
+            processes.push_back(keepsafe_test::Process::start(arguments, dir_.path("output"),
+                                                              dir_.path("errors" + std::to_string(i))));
+        }
+        std::vector<std::string> outcomes;
+        for (int i = 0; i < AT_ONCE; ++i) {
+            const int status = processes[static_cast<std::size_t>(i)].wait().exitStatus;
+            outcomes.push_back(std::to_string(status) + ' ' +
+                               readFile(dir_.path("errors" + std::to_string(i))));
+        }
+        return outcomes;
+    }
+
     std::string root() const { return dir_.path("root"); }
     std::string file(const std::string& name, const std::string& content) const
     {
@@ -66,6 +89,15 @@ TEST_F(RootProgram, InitSaysWhatItMadeAndWhatItKept)
                   "the database has the tables of AUTH_MAIN, with 0 tokens and 0 criteria\nmade " +
                   root() + "/etc/keepsafe.toml\n");
     EXPECT_THAT(kept.output, StartsWith("kept " + root() + "/var/sandbox/signing-key.pem\n"));
+}
+
+TEST_F(RootProgram, InitWorksForSeveralProcessesAtOnce)
+{
+    const std::vector<std::string> outcomes = atOnce({"init"});
+
+    EXPECT_EQ(outcomes, std::vector<std::string>(AT_ONCE, "0 "));
+    EXPECT_THAT(run({"init"}).output, StartsWith("kept "));
+    EXPECT_EQ(issue("1", "8h").end.exitStatus, 0);
 }
 
 TEST_F(RootProgram, InitTakesAConnectionFromAFileSoThatNobodySeesItsPassword)
@@ -119,6 +151,16 @@ TEST_F(RootProgram, IssuePrintsOneTokenOnOneLineAndStoresAnother)
     EXPECT_THAT(run({"token", "list"}).output,
                 testing::ContainsRegex("^[{]\"exp\":[0-9]+,\"is_machine\":\"true\",\"roles\":[[]3,17[]],"
                                        "\"session\":\"[0-9a-f]+\",\"sub\":\"operator1:corp:ldap\"[}]\n$"));
+}
+
+TEST_F(RootProgram, IssueWorksForSeveralProcessesAtOnce)
+{
+    run({"init"});
+    const std::vector<std::string> outcomes = atOnce({"token", "issue", "--subject", "a", "--roles", "3"});
+
+    EXPECT_EQ(outcomes, std::vector<std::string>(AT_ONCE, "0 "));
+    const std::string list = run({"token", "list"}).output;
+    EXPECT_EQ(std::count(list.begin(), list.end(), '\n'), AT_ONCE) << list;
 }
 
 TEST_F(RootProgram, IssueSaysWhatIsWrongWithARequest)

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <fstream>
-#include <functional>
 #include <map>
 #include <memory>
 #include <sstream>
@@ -12,6 +11,7 @@
 
 #include "SandboxRoot.h"
 #include "support/PrivatePostgres.h"
+#include "support/TokenDatabase.h"
 
 // A session token gives its owner what --roles gives the token's roles, over the whole decision table of the
 // example company, whatever the database is.
@@ -52,17 +52,13 @@ Table readTable()
     return table;
 }
 
-struct DatabaseKind {
-    const char* name;
-    std::function<std::unique_ptr<PrivatePostgres>()> start;
-};
-
 class CompanyTokens : public testing::TestWithParam<DatabaseKind> {
 protected:
-    CompanyTokens() : server_(GetParam().start())
+    CompanyTokens()
     {
         std::vector<std::string> init{"init"};
-        if (server_) {
+        if (GetParam() == DatabaseKind::Postgres) {
+            server_ = std::make_unique<PrivatePostgres>();
             init.insert(init.end(), {"--database", server_->connectionString()});
         }
         const ProgramResult made = root_.sandbox(init);
@@ -85,11 +81,7 @@ protected:
     SandboxRoot root_;
 };
 
-INSTANTIATE_TEST_SUITE_P(
-    Databases, CompanyTokens,
-    testing::Values(DatabaseKind{"SQLite", [] { return std::unique_ptr<PrivatePostgres>(); }},
-                    DatabaseKind{"PostgreSQL", [] { return std::make_unique<PrivatePostgres>(); }}),
-    [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(Databases, CompanyTokens, allDatabases(), kindName);
 
 TEST_P(CompanyTokens, GiveTheSameAnswersAsTheRolesInThem)
 {

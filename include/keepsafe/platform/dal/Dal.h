@@ -57,28 +57,35 @@ enum USERID_TYPES : unsigned int { APPLICATION_USER = 6 };
 /// Verbosity of the debug message about a statement: see `logmsgvf`.
 enum LOG_AT_VERBOSITY : int {};
 
-/// How a manager connects and pools.
+/// How a manager connects and pools. A timeout of 0 means no bound, a maximum of 0 counts as 1.
 struct DbConnectionSettings {
     /// ODBC connection string, for example "Driver=SQLite3;Database=/var/lib/x/main.db;". May hold a
     /// password.
     std::string connectionString;
     /// Statements run on every new connection, in order. A connection on which one fails is not used.
     std::vector<std::string> onConnect;
-    unsigned int minimumConnections = 1;     ///< idle connections that are kept however long they are idle
-    unsigned int maximumConnections = 8;     ///< connections open at once
-    unsigned int connectRetries = 0;         ///< further attempts after a failed one
-    unsigned int retryWaitSeconds = 1;       ///< pause before each of them
-    unsigned int idleSeconds = 30;           ///< a connection idle for longer is closed
-    unsigned int connectTimeoutSeconds = 15; ///< bound of one attempt, and of the wait for a free connection
-    unsigned int queryTimeoutSeconds = 40;   ///< bound of one statement
+    unsigned int minimumConnections = 1; ///< idle connections that are kept however long they are idle
+    unsigned int maximumConnections = 8; ///< connections open at once
+    unsigned int connectRetries = 0;     ///< further attempts after a failed one
+    unsigned int retryWaitSeconds = 1;   ///< pause before each of them
+    unsigned int idleSeconds = 30;       ///< a connection idle for longer is closed
+    /// Bound of one attempt, of each statement run on connect, and of the wait for a free connection.
+    unsigned int connectTimeoutSeconds = 15;
+    /// Bound of one statement. With SQLite it bounds the wait for a locked database, not the time of a long
+    /// computation; it is shortened to what one connection attempt leaves for each of its statements.
+    unsigned int queryTimeoutSeconds = 40;
 };
 
 class DbConnection;
 class SSRDbConnection;
 
 /// A pool of connections to one database. Connections are made on demand, up to the maximum; a dead one is
-/// replaced; one that is idle for long is closed. Any thread; no lock is held while a database works. Must
-/// outlive its guards. A process that forks uses managers in one of the two processes only.
+/// replaced, and when one is found dead, the idle ones are closed as well; one that is idle for long is
+/// closed when the pool is used the next time. Any thread; no lock is held while a database works. Must
+/// outlive its guards.
+///
+/// fork: parent and child would talk over the same connections. A manager is used, and destroyed, in one of
+/// the two processes only; the other one leaves it alone and ends with `_exit` or `exec`.
 class KEEPSAFE_API DbConnectionManager {
 public:
     /// Takes the connection string and the statements to run on connect from the product's configuration
@@ -145,13 +152,14 @@ public:
     DbConnection(const DbConnection&) = delete;
     DbConnection& operator=(const DbConnection&) = delete;
 
-    /// Runs a statement on the view. A result that the view still had is dropped.
+    /// Runs a statement on the view. A result that the view still had is dropped. A query is repeated once,
+    /// on a new connection, when the one that was idle in the pool proves dead; a command never is.
     /// `parameters`: one entry for each marker "?" and an entry of number 0 at the end; null for none. Texts
     ///     that are not copied must live until the call returns.
     /// `verbosity`, `tag`: the debug message that names the statement; never the values of its parameters.
     /// `isCommand`: the statement changes data and gives no rows. A command that gives rows and a query that
-    ///     gives no columns are rejected.
-    /// `singleRow`: at most one row will be fetched.
+    ///     gives no columns are rejected, after they ran.
+    /// `singleRow`: at most one row will be fetched. No driver has a use for that yet.
     [[nodiscard]] int Execute(DalOdbcView* view, const char* sql,
                               const DalOdbcView::BindingStruct* parameters, LOG_AT_VERBOSITY verbosity,
                               const char* tag, bool isCommand, bool singleRow);
@@ -162,6 +170,9 @@ public:
     /// `allowTruncation`: a text that does not fit is cut; otherwise it is an error.
     /// A row that is not read whole leaves the record filled with zeros, so that a part of a value is never
     /// taken for the value.
+    ///
+    /// A text with a zero byte inside is an error. (SQLite's driver ends a text there itself, unseen.) An
+    /// integer may come from any column whose text is a decimal number of 32 bits.
     [[nodiscard]] int Fetch(DalOdbcView* view, void* row, unsigned long rowSize,
                             const DalOdbcView::BindingStruct* columns, unsigned long columnCount,
                             unsigned long* fetched, bool rejectNull, bool allowTruncation);

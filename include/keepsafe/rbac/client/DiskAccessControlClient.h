@@ -26,8 +26,8 @@ public:
     DiskAccessControlClient(const ObjectNamespace& objectNamespace,
                             boost::shared_ptr<const AccessCache> accessCache, OperationCache& operationCache);
 
-    /// Looks the caller's roles up (see `JWTHandler::getRoleIds`) and then does what the other operation does,
-    /// also where a derived class overrides it. Returns its status, or that of the lookup.
+    /// Looks the caller's roles up (see `JWTHandler::getRoleIds`) and then does what the other operation
+    /// does, also where a derived class overrides it. Returns its status, or that of the lookup.
     [[nodiscard]] int createAccessChecker(Tessara::Dal::DbConnectionManager* dbConnectionManager,
                                           const std::string& sessionToken, const ObjectNamespace& operation,
                                           int reserved,
