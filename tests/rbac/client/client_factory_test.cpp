@@ -102,7 +102,7 @@ protected:
 
     keepsafe_test::TempRoot root_;
     const std::string address_ = ownAddress();
-    const keepsafe_test::CertificateAuthority authority_{root_.path("certificates"), "ca"};
+    const keepsafe_test::CertificateAuthority authority_{root_.path(), "ca"};
     const keepsafe_test::CertificateFiles client_ = authority_.issueForClient("host");
     HttpsServer server_{serverSettings()};
     const boost::shared_ptr<AccessControlClient> before_ = boost::make_shared<StubAccessControlClient>();
