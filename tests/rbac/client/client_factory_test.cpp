@@ -10,7 +10,6 @@
 #include <boost/make_shared.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <keepsafe/rbac/client/DiskAccessControlClient.h>
 #include <keepsafe/rbac/client/StubAccessControlClient.h>
@@ -21,6 +20,7 @@
 #include "support/Certificates.h"
 #include "support/HttpsServer.h"
 #include "support/TempDir.h"
+#include "support/own_address.h"
 
 namespace {
 
@@ -44,14 +44,6 @@ namespace operations = Tessara::Keepsafe::Rbac::root_namespaces::operations;
 
 constexpr char TAG[] = "AccessControlClient::create";
 constexpr char RESPONSE_TAG[] = "process_access_cace_response";
-
-/// A loopback address for this process alone: the port is the same for all.
-std::string ownAddress()
-{
-    const auto pid = static_cast<unsigned>(getpid());
-    return "127." + std::to_string(64 + (pid >> 16U & 63U)) + '.' + std::to_string(pid >> 8U & 255U) + '.' +
-           std::to_string(pid & 255U);
-}
 
 class ClientFactory : public testing::Test {
 protected:
@@ -101,7 +93,7 @@ protected:
     }
 
     keepsafe_test::TempRoot root_;
-    const std::string address_ = ownAddress();
+    const std::string address_ = keepsafe_test::ownAddress();
     const keepsafe_test::CertificateAuthority authority_{root_.path(), "ca"};
     const keepsafe_test::CertificateFiles client_ = authority_.issueForClient("host");
     HttpsServer server_{serverSettings()};
