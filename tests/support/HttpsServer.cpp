@@ -150,7 +150,8 @@ private:
             settings_.ipv6 ? reinterpret_cast<sockaddr*>(&six) : reinterpret_cast<sockaddr*>(&four);
         socklen_t size = settings_.ipv6 ? sizeof six : sizeof four;
         const int yes = 1;
-        require(::setsockopt(listener_.number(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) == 0, "setsockopt");
+        require(::setsockopt(listener_.number(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) == 0,
+                "setsockopt");
         require(::bind(listener_.number(), address, size) == 0, "bind");
         require(::listen(listener_.number(), SOMAXCONN) == 0, "listen");
         require(::getsockname(listener_.number(), address, &size) == 0, "getsockname");

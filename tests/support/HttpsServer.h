@@ -56,7 +56,8 @@ Play endless(const std::string& before, const std::string& piece, std::chrono::m
 /// Nothing, until the connection is closed.
 Play silence();
 
-/// An HTTPS server for tests on a loopback address, with one thread for each connection. It records requests and plays responses, however broken. Any thread.
+/// An HTTPS server for tests on a loopback address, with one thread for each connection. It records requests
+/// and plays responses, however broken. Any thread.
 class HttpsServer {
 public:
     /// What a connection meets before its first request.
@@ -69,7 +70,7 @@ public:
         bool onlyTls11 = false;
         bool onlyTls12 = false;
         Greeting greeting = Greeting::Handshake;
-        bool ipv6 = false; ///< on ::1 instead
+        bool ipv6 = false;                 ///< on ::1 instead
         std::string address = "127.0.0.1"; ///< another loopback address, for a port that all tests want
         unsigned short port = 0;           ///< 0: one of the kernel's choice
     };
