@@ -145,9 +145,12 @@ void ManagedObjectAPI::set_inherit(const ObjectNamespace& object, bool inherit) 
            [&](KSClientCURL_Base& curl) { return curl.Patch(path, body); });
 }
 
+// The operations by value: the signature that callers are built against.
+// NOLINTBEGIN(performance-unnecessary-value-param)
 AccessDefinition ManagedObjectAPI::add_access_definition(const ObjectNamespace& object, const Role& role,
                                                          Propagation propagation,
                                                          boost::shared_ptr<json_t> operations) const
+// NOLINTEND(performance-unnecessary-value-param)
 {
     constexpr char TAG[] = "ManagedObjectAPI::add_access_definition";
     const std::string path = definitionsPath(object);
