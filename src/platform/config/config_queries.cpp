@@ -15,6 +15,7 @@
 #include <keepsafe/platform/log/logmsg.h>
 #include <keepsafe/platform/status/status_codes.h>
 
+#include "FileState.h"
 #include "config_file.h"
 
 namespace Tessara::Keepsafe::Platform {
@@ -23,20 +24,11 @@ namespace {
 /// What tells one state of the file from another without reading it.
 struct Identity {
     int error = 0; ///< of the query: a missing file is a state, too
-    dev_t device = 0;
-    ino_t inode = 0;
-    off_t size = 0;
-    timespec modified{};
-    timespec changed{};
+    System::FileState file;
 
     friend bool operator==(const Identity& left, const Identity& right)
     {
-        const auto same = [](const timespec& a, const timespec& b) {
-            return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
-        };
-        return left.error == right.error && left.device == right.device && left.inode == right.inode &&
-               left.size == right.size && same(left.modified, right.modified) &&
-               same(left.changed, right.changed);
+        return left.error == right.error && left.file == right.file;
     }
 };
 
@@ -44,13 +36,13 @@ Identity identify(const std::string& path)
 {
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0) {
-        return {errno};
+        return {errno, {}};
     }
     // For a link, what it leads to counts.
     if (S_ISLNK(status.st_mode) && ::stat(path.c_str(), &status) != 0) {
-        return {-errno};
+        return {-errno, {}};
     }
-    return {0, status.st_dev, status.st_ino, status.st_size, status.st_mtim, status.st_ctim};
+    return {0, System::FileState(status)};
 }
 
 /// File times advance in steps of some milliseconds, so a second change within one step of the first may show
@@ -61,8 +53,8 @@ bool isSettled(const Identity& identity)
 {
     timespec now{};
     ::clock_gettime(CLOCK_REALTIME, &now);
-    const std::int64_t age = (now.tv_sec - identity.changed.tv_sec) * std::int64_t{1'000'000'000} +
-                             now.tv_nsec - identity.changed.tv_nsec;
+    const std::int64_t age = (now.tv_sec - identity.file.changed.tv_sec) * std::int64_t{1'000'000'000} +
+                             now.tv_nsec - identity.file.changed.tv_nsec;
     return age > UNSETTLED_NANOSECONDS || age < -UNSETTLED_NANOSECONDS;
 }
 

@@ -25,11 +25,6 @@ constexpr Kind CERTIFICATE{"certificate", "tls.certificate", CURLE_SSL_CERTPROBL
 constexpr Kind KEY{"private key", "tls.key", CURLE_SSL_CERTPROBLEM};
 constexpr Kind CA{"CA certificates", "tls.ca", CURLE_SSL_CACERT_BADFILE};
 
-bool same(const timespec& left, const timespec& right)
-{
-    return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
-}
-
 int failToRead(const Kind& kind, const std::string& path, const std::string& reason)
 {
     logmsgf(LOG_LEVEL_ERROR, TAG, "cannot read the %s \"%s\": %s", kind.name, path.c_str(), reason.c_str());
@@ -54,7 +49,7 @@ int find(const Kind& kind, const std::string& path, TlsFile& file)
     if (!S_ISREG(status.st_mode)) {
         return failToRead(kind, path, "not a regular file");
     }
-    file = {path, status.st_dev, status.st_ino, status.st_size, status.st_mtim, status.st_ctim};
+    file = {path, System::FileState(status)};
     return CURLE_OK;
 }
 
@@ -72,18 +67,6 @@ int open(const Kind& kind, const TlsFile& file)
 }
 
 } // namespace
-
-bool operator==(const TlsFile& left, const TlsFile& right)
-{
-    return left.inode == right.inode && left.device == right.device && left.size == right.size &&
-           same(left.modified, right.modified) && same(left.changed, right.changed) &&
-           left.path == right.path;
-}
-
-bool operator==(const TlsFiles& left, const TlsFiles& right)
-{
-    return left.certificate == right.certificate && left.key == right.key && left.ca == right.ca;
-}
 
 int findTlsFiles(const Config& config, bool authenticateHost, TlsFiles& files)
 {

@@ -1,25 +1,23 @@
 #ifndef KEEPSAFE_SRC_PLATFORM_HTTP_TLSFILES_H
 #define KEEPSAFE_SRC_PLATFORM_HTTP_TLSFILES_H
 
-#include <ctime>
 #include <string>
 
-#include <sys/types.h>
-
 #include <keepsafe/platform/config/config.h>
+
+#include "FileState.h"
 
 namespace Tessara::Keepsafe::Platform::http {
 
 /// A file as it stands: a file that is replaced or rewritten under the same path is another one.
 struct TlsFile {
     std::string path; ///< empty: not used
-    dev_t device = 0;
-    ino_t inode = 0;
-    off_t size = 0;
-    timespec modified{};
-    timespec changed{};
+    System::FileState state;
 
-    friend bool operator==(const TlsFile& left, const TlsFile& right);
+    friend bool operator==(const TlsFile& left, const TlsFile& right)
+    {
+        return left.state == right.state && left.path == right.path;
+    }
 };
 
 /// The files that authenticate the host and its servers.
@@ -28,7 +26,10 @@ struct TlsFiles {
     TlsFile key;
     TlsFile ca;
 
-    friend bool operator==(const TlsFiles& left, const TlsFiles& right);
+    friend bool operator==(const TlsFiles& left, const TlsFiles& right)
+    {
+        return left.certificate == right.certificate && left.key == right.key && left.ca == right.ca;
+    }
 };
 
 /// Finds the configured files; certificate and key only when the host authenticates itself. Returns 0, or
