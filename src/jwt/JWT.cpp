@@ -25,33 +25,39 @@ void logError(const char* tag, const char* message)
     logmsgf(Platform::LOG_LEVEL_ERROR, tag, "%s", message);
 }
 
-/// The string claim `name`, borrowed from `payload`. Returns 0 or 8002, with a line under `tag`.
-int readString(const json_t* payload, const char* name, const char* tag, const char* wrongType,
-               const char*& value)
+/// The claim, borrowed from `payload`; null, with a line under `tag`, when there is none of that type.
+const json_t* findClaim(const json_t* payload, const char* name, json_type type, const char* tag,
+                        const char* wrongType)
 {
     if (payload == nullptr) {
         logError(tag, "JSON Payload Object is null. JWT Object is not initialized correctly");
-        return Status::TOKEN_INVALID;
+        return nullptr;
     }
     const json_t* const claim = json_object_get(payload, name);
-    if (!json_is_string(claim)) {
+    if (claim == nullptr || json_typeof(claim) != type) {
         logError(tag, wrongType);
+        return nullptr;
+    }
+    return claim;
+}
+
+/// A string claim. Returns 0 or 8002.
+int readString(const json_t* payload, const char* name, const char* tag, const char* wrongType,
+               std::string& value)
+{
+    const json_t* const claim = findClaim(payload, name, JSON_STRING, tag, wrongType);
+    if (claim == nullptr) {
         return Status::TOKEN_INVALID;
     }
     value = json_string_value(claim);
     return Status::SUCCESS;
 }
 
-/// The claim "exp". Returns 0 or 8002, with a line under `tag`.
+/// The claim "exp". Returns 0 or 8002.
 int readExpiry(const json_t* payload, const char* tag, long long& value)
 {
-    if (payload == nullptr) {
-        logError(tag, "JSON Payload Object is null. JWT Object is not initialized correctly");
-        return Status::TOKEN_INVALID;
-    }
-    const json_t* const claim = json_object_get(payload, "exp");
-    if (!json_is_integer(claim)) {
-        logError(tag, NOT_AN_INTEGER);
+    const json_t* const claim = findClaim(payload, "exp", JSON_INTEGER, tag, NOT_AN_INTEGER);
+    if (claim == nullptr) {
         return Status::TOKEN_INVALID;
     }
     value = json_integer_value(claim);
@@ -120,23 +126,13 @@ int JWT::loadJSONPayload(const unsigned char* text)
 
 int JWT::getJwtId(std::string& jti) const
 {
-    const char* value = nullptr;
-    const int status = readString(payloadObject_, "jti", "JWT::getJwtId",
-                                  "JWT is invalid. JTI claim JSON object is not of type string", value);
-    if (status == Status::SUCCESS) {
-        jti = value;
-    }
-    return status;
+    return readString(payloadObject_, "jti", "JWT::getJwtId",
+                      "JWT is invalid. JTI claim JSON object is not of type string", jti);
 }
 
 int JWT::getSubject(std::string& sub) const
 {
-    const char* value = nullptr;
-    const int status = readString(payloadObject_, "sub", "JWT::getSubject", NOT_A_STRING, value);
-    if (status == Status::SUCCESS) {
-        sub = value;
-    }
-    return status;
+    return readString(payloadObject_, "sub", "JWT::getSubject", NOT_A_STRING, sub);
 }
 
 int JWT::getExpiry(long long& exp) const { return readExpiry(payloadObject_, "JWT::getExpiry", exp); }
@@ -164,11 +160,9 @@ int JWT::isMachineCheck(const std::string& token, bool& isMachine)
         logError(TAG, "failed to create JWT");
         return status;
     }
-    const char* value = nullptr;
+    std::string value;
     status = readString(jwt->payload(), "is_machine", TAG, NOT_A_STRING, value);
-    if (status == Status::SUCCESS) {
-        isMachine = std::strcmp(value, "true") == 0;
-    }
+    isMachine = value == "true";
     return status;
 }
 
