@@ -21,8 +21,7 @@ try {
         return 2;
     }
     Platform::setInstallationRoot(argv[1]);
-    const std::string caches = Platform::installationRoot() + "/wmc/webserver/temp/access-caches/";
-    const Manifest manifest(argv[2], caches + argv[2]);
+    const Manifest manifest(argv[2], AccessCache::directoryOf(argv[2]));
     OperationCache operationCache; // outlives the client
     DiskAccessControlClient client(manifest.ns, boost::make_shared<AccessCache>(manifest), operationCache);
 

@@ -1,5 +1,6 @@
 #include <keepsafe/cache/AccessCache.h>
 
+#include <keepsafe/platform/config/installation.h>
 #include <keepsafe/platform/log/logmsg.h>
 
 namespace Tessara::Keepsafe::Rbac {
@@ -10,6 +11,11 @@ const std::string AccessCache::OBJECT_FILE_NAME = "objects";
 const std::string AccessCache::NODE_FILE_NAME = "nodes";
 const std::string AccessCache::AD_COUNT_FILE_NAME = "counts";
 const std::string AccessCache::SEGMENT_FILE_NAME = "segments";
+
+std::string AccessCache::directoryOf(const std::string& cacheId)
+{
+    return Platform::installationRoot() + "/wmc/webserver/temp/access-caches/" + cacheId;
+}
 
 AccessCache::AccessCache(const Manifest& manifest)
     : manifest_(manifest), fileLock_(FileLockManager::instance().getLock(manifest.manifestFileName)),

@@ -1,8 +1,6 @@
 #include <keepsafe/cache/OperationCache.h>
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 
 #include <ace/Guard_T.h>
 #include <ace/RW_Thread_Mutex.h>

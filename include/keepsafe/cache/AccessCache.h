@@ -41,6 +41,9 @@ public:
     static const std::string AD_COUNT_FILE_NAME; ///< "counts": the writer's own; never opened here
     static const std::string SEGMENT_FILE_NAME;  ///< "segments"
 
+    /// Where the access-control service writes the cache of that id, under the installation root.
+    [[nodiscard]] static std::string directoryOf(const std::string& cacheId);
+
     /// Maps the cache's files. Throws `std::runtime_error` when one of them cannot be opened or mapped, after
     /// a line on standard error; see `detail::MemoryMap`.
     explicit AccessCache(const Manifest& manifest);

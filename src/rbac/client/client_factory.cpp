@@ -11,7 +11,6 @@
 #include <keepsafe/cache/AccessCache.h>
 #include <keepsafe/cache/OperationCache.h>
 #include <keepsafe/platform/config/config.h>
-#include <keepsafe/platform/config/installation.h>
 #include <keepsafe/platform/http/KSClientCURL.h>
 #include <keepsafe/platform/log/logmsg.h>
 #include <keepsafe/platform/status/EC_exception.h>
@@ -29,10 +28,8 @@ constexpr char TAG[] = "AccessControlClient::create";
 constexpr char RESPONSE_TAG[] = "process_access_cace_response";
 
 constexpr int ENFORCEMENT_FEATURE = 1;
-constexpr int MASTER_SERVER_PORT = 1556;
 constexpr long HTTP_OK = 200;
 constexpr char RESOURCE[] = "/keepsafe/access-control/access-caches/";
-constexpr char CACHE_ROOT[] = "/wmc/webserver/temp/access-caches";
 
 /// Which operations stand at which bits, for every disk client of the process.
 OperationCache operationCache;
@@ -106,7 +103,7 @@ std::string readCacheId(const std::string& response)
 boost::shared_ptr<AccessControlClient> openCache(const ObjectNamespace& objectNamespace,
                                                  const std::string& text, const std::string& cacheId)
 {
-    const std::string directory = Platform::installationRoot() + CACHE_ROOT + '/' + cacheId;
+    const std::string directory = AccessCache::directoryOf(cacheId);
     logmsgf(Platform::LOG_LEVEL_INFORMATION, TAG, "cache dir is %s", directory.c_str());
     const Manifest manifest(cacheId, directory);
     logmsgf(Platform::LOG_LEVEL_INFORMATION, TAG, "instantiating access cache");

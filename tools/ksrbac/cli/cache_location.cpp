@@ -1,13 +1,11 @@
 #include "cli/cache_location.h"
 
-#include <keepsafe/platform/config/installation.h>
+#include <keepsafe/cache/AccessCache.h>
 
 #include "exit_status.h"
 #include "output/escape.h"
 
 namespace ksrbac {
-
-namespace Platform = Tessara::Keepsafe::Platform;
 
 namespace {
 
@@ -33,8 +31,7 @@ CacheLocation locateCache(const std::string& idOrDirectory)
         throw InputError("\"" + escapeForMessage(idOrDirectory) +
                          "\" is not the id of an access cache; a directory needs a slash, as in ./NAME");
     }
-    return {idOrDirectory,
-            Platform::installationRoot() + "/wmc/webserver/temp/access-caches/" + idOrDirectory};
+    return {idOrDirectory, Tessara::Keepsafe::Rbac::AccessCache::directoryOf(idOrDirectory)};
 }
 
 } // namespace ksrbac
