@@ -168,7 +168,7 @@ int RBACDbQueryMgr::fetchAzToken(const std::string& sessionToken, std::string& a
     }
     AccessTokenDetails row;
     const int status = query.fetch(row, accessTokenDetailsBinding);
-    if (status == Status::NO_MORE_ROWS) {
+    if (status == Tessara::Dal::STATUS_NO_MORE_ROWS) {
         debugLog({TOKEN_TAG, FAILURE}, "session token not found in database");
         return Status::NO_AUTHORIZATION_TOKEN;
     }
@@ -201,7 +201,7 @@ int RBACDbQueryMgr::fetchCollectionCriteria(const std::set<int>& collectionKeys,
     debugLog({CRITERIA_TAG, RECORD},
              "failed to fetch collection criteria record from database, error=", status);
     debugLog({CRITERIA_TAG, SUMMARY}, "total records read from the database ", count);
-    return status == Status::NO_MORE_ROWS ? Status::SUCCESS : Status::DATABASE_UNAVAILABLE;
+    return status == Tessara::Dal::STATUS_NO_MORE_ROWS ? Status::SUCCESS : Status::DATABASE_UNAVAILABLE;
 }
 
 } // namespace Tessara::Keepsafe

@@ -91,7 +91,6 @@ void HandlePool::giveBack(std::unique_ptr<Handle> handle, Clock::time_point now)
     const HandleLock guard;
     try {
         State& pool = state();
-        pool.idle.reserve(pool.idle.size() + 1);
         handle->setIdle(true);
         pool.idle.push_back({std::move(handle), now});
         takeExpired(pool, now, closing);

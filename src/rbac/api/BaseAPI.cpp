@@ -14,8 +14,6 @@ namespace Tessara::Keepsafe::Rbac {
 
 namespace {
 
-constexpr int MASTER_SERVER_PORT = 1556;
-
 std::string masterServer()
 {
     std::array<char, 257> name{};

@@ -2,13 +2,9 @@
 
 #include <cstddef>
 
-#include <boost/shared_ptr.hpp>
-#include <jansson.h>
-
-#include <keepsafe/platform/log/logmsg.h>
-#include <keepsafe/platform/status/EC_exception.h>
-#include <keepsafe/platform/status/status_codes.h>
 #include <keepsafe/platform/uri/percent_encode.h>
+
+#include "document.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -66,7 +62,7 @@ void throw_on_http_error(int expected, int actual, const std::string& body, cons
     if (actual == expected) {
         return;
     }
-    const boost::shared_ptr<json_t> document(json_loads(body.c_str(), 0, nullptr), json_decref);
+    const boost::shared_ptr<json_t> document = tryLoad(body);
     ServerError error;
     if (!unpack(document.get(), error)) {
         logmsgf(Platform::LOG_LEVEL_ERROR, tag, "Unexpected HTTP status: %d", actual);

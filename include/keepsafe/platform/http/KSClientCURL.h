@@ -31,6 +31,9 @@ enum cert_type : int { CERT_TYPE_NONE = 0, CERT_TYPE_HOST = 1 };
 /// What a client is used for; chooses nothing today.
 inline constexpr int CLIENT_KIND_REST = 1;
 
+/// The port of the master server's REST interface.
+inline constexpr int MASTER_SERVER_PORT = 1556;
+
 /// The newest version of the REST interface: see `KSClientCURL_Base::setApiVersion`.
 inline constexpr int MAX_VERSION = 14;
 
