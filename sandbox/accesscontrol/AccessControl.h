@@ -1,0 +1,76 @@
+#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_ACCESSCONTROL_H
+#define KEEPSAFE_SANDBOX_ACCESSCONTROL_ACCESSCONTROL_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "accesscontrol/Refusal.h"
+#include "accesscontrol/records.h"
+#include "cachewriter/CacheLocation.h"
+#include "cachewriter/FileSystem.h"
+#include "database/Database.h"
+
+namespace keepsafe_sandbox {
+
+/// The access-control service's knowledge and its rules: roles, operations, managed objects with their
+/// states, and access definitions, kept in the database and published as one access cache that covers all
+/// names.
+///
+/// A change is checked, stored in one transaction, and published before the function returns. One that is
+/// refused (`Refusal`) or that the database does not take (`DatabaseError`) has changed nothing. When
+/// publishing fails (`PublishError`, `EC_exception`) the change is stored and in force; readers refuse the
+/// cache or see the one before until the next change, or the next start, publishes everything anew.
+///
+/// Any thread; changes run one after another.
+class AccessControl {
+public:
+    using ObjectNamespace = Tessara::Keepsafe::Rbac::ObjectNamespace;
+
+    /// Loads everything from the database and publishes it. The references must outlive the object. Only one
+    /// process at a time may do this for a database.
+    AccessControl(Database& database, FileSystem& fileSystem, const CacheLocation& location);
+    ~AccessControl();
+    AccessControl(const AccessControl&) = delete;
+    AccessControl& operator=(const AccessControl&) = delete;
+
+    /// By id.
+    [[nodiscard]] std::vector<RoleRecord> roles() const;
+    [[nodiscard]] RoleRecord role(std::int32_t id) const;
+    /// Ids are never given out twice: a token that still names a deleted role must not gain another's grants.
+    RoleRecord createRole(const std::string& name, const std::string& description);
+    void updateRole(std::int32_t id, const std::string& name, const std::string& description);
+    /// With its access definitions.
+    void deleteRole(std::int32_t id);
+
+    /// By name.
+    [[nodiscard]] std::vector<ObjectNamespace> operations() const;
+
+    [[nodiscard]] ObjectRecord object(const ObjectNamespace& ns) const;
+    void setInherit(const ObjectNamespace& ns, bool inherit);
+
+    /// By id.
+    [[nodiscard]] std::vector<AccessDefinitionRecord> accessDefinitions(const ObjectNamespace& ns) const;
+    AccessDefinitionRecord addAccessDefinition(const ObjectNamespace& ns, const Grant& grant);
+    void deleteAccessDefinition(const ObjectNamespace& ns, const std::string& id);
+
+    /// Makes all of them pending, or none. The result is in the order of the registrations. An object that is
+    /// there already is a `Conflict`, unless its registration says to ignore that: then a pending one is
+    /// registered anew, with what the registration says now, and a ready one stays as it is and is not among
+    /// the registered ones, so that rolling back cannot take away what was there before.
+    std::vector<RegisteredObjects> registerObjects(const std::vector<Registration>& registrations);
+
+    /// All of them, or none. A pending object becomes ready, pending again or deleted; a ready one pending,
+    /// ready again or deleted. The children that were registered with an object go with it, unless the same
+    /// call says otherwise for them. A deleted object is gone with its access definitions.
+    void updateStates(const std::vector<StateChange>& changes);
+
+private:
+    class State;
+    std::unique_ptr<State> state_;
+};
+
+} // namespace keepsafe_sandbox
+
+#endif

@@ -1,0 +1,38 @@
+#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_REFUSAL_H
+#define KEEPSAFE_SANDBOX_ACCESSCONTROL_REFUSAL_H
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace keepsafe_sandbox {
+
+/// A request that the service refuses, with everything as it was. `what()` is for its sender's eyes.
+class Refusal : public std::runtime_error {
+public:
+    enum Kind {
+        Malformed, ///< not the document that it should be
+        WrongType, ///< a resource of another type
+        Invalid,   ///< a value that is not allowed
+        Unknown,   ///< names something that there is not
+        Conflict   ///< cannot be done as things stand: a name is taken, an object is registered already
+    };
+
+    /// `details`: what exactly is wrong, a text for each fault.
+    Refusal(Kind kind, const std::string& message, std::vector<std::string> details = {})
+        : std::runtime_error(message), kind_(kind), details_(std::move(details))
+    {
+    }
+
+    [[nodiscard]] Kind kind() const noexcept { return kind_; }
+    [[nodiscard]] const std::vector<std::string>& details() const noexcept { return details_; }
+
+private:
+    Kind kind_;
+    std::vector<std::string> details_;
+};
+
+} // namespace keepsafe_sandbox
+
+#endif

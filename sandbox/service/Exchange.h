@@ -1,0 +1,25 @@
+#ifndef KEEPSAFE_SANDBOX_SERVICE_EXCHANGE_H
+#define KEEPSAFE_SANDBOX_SERVICE_EXCHANGE_H
+
+#include <string>
+
+/// \file
+/// A request and its response, whatever carries them.
+
+namespace keepsafe_sandbox {
+
+struct ServiceRequest {
+    std::string method;
+    std::string target; ///< path and query as they came, still percent-encoded
+    std::string contentType;
+    std::string body;
+};
+
+struct ServiceResponse {
+    int status = 500;
+    std::string body; ///< JSON; empty for 204
+};
+
+} // namespace keepsafe_sandbox
+
+#endif
