@@ -17,11 +17,10 @@
 
 #include <fcntl.h>
 #include <pwd.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "support/TempDir.h"
+#include "support/spawn.h"
 
 /// For ThreadSanitizer, which does not see the lock in the C library's setlocale: PostgreSQL's driver calls
 /// that for every connection.
@@ -108,27 +107,9 @@ std::string readAll(int descriptor)
 }
 
 /// Starts a program in the root folder, which every user may enter.
-pid_t spawn(const std::vector<std::string>& arguments, int input, int output)
+pid_t spawnInRootFolder(const std::vector<std::string>& arguments, int input, int output)
 {
-    std::vector<char*> argv;
-    argv.reserve(arguments.size() + 1);
-    for (const std::string& argument : arguments) {
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    }
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, output, STDERR_FILENO);
-    posix_spawn_file_actions_addchdir_np(&actions, "/");
-    pid_t pid = -1;
-    const int error = posix_spawnp(&pid, argv.front(), &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (error != 0) {
-        fail(error, "cannot start " + arguments.front());
-    }
-    return pid;
+    return spawn({arguments, input, output, output, {}, "/"});
 }
 
 /// Runs a program to its end; throws with all that it said when it fails.
@@ -138,16 +119,10 @@ void run(const std::vector<std::string>& arguments)
     const std::array<int, 2> ends = makePipe();
     const Descriptor readEnd(ends[0]);
     Descriptor writeEnd(ends[1]);
-    const pid_t pid = spawn(arguments, input.get(), writeEnd.get());
+    const pid_t pid = spawnInRootFolder(arguments, input.get(), writeEnd.get());
     close(writeEnd.release());
     const std::string said = readAll(readEnd.get());
-    int status = 0;
-    while (waitpid(pid, &status, 0) < 0) {
-        if (errno != EINTR) {
-            fail(errno, "waitpid");
-        }
-    }
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+    if (waitForEnd(pid) != 0) {
         std::ostringstream command;
         std::copy(arguments.begin(), arguments.end(), std::ostream_iterator<std::string>(command, " "));
         throw std::runtime_error(command.str() + "failed: " + said);
@@ -262,12 +237,13 @@ void PrivatePostgres::startWatcher()
 {
     const std::array<int, 2> input = makePipe();
     const std::array<int, 2> output = makePipe();
-    const pid_t pid = spawn({"setsid", "--fork", "sh", "-c", WATCHER, "sh", folder_}, input[0], output[1]);
+    const pid_t pid =
+        spawnInRootFolder({"setsid", "--fork", "sh", "-c", WATCHER, "sh", folder_}, input[0], output[1]);
     close(input[0]);
     close(output[1]);
     watcherInput_ = input[1];
     watcherOutput_ = output[0];
-    waitpid(pid, nullptr, 0);
+    waitForEnd(pid);
 }
 
 std::vector<std::string> PrivatePostgres::serverCommand(const std::string& program,

@@ -6,39 +6,13 @@
 #include <utility>
 
 #include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
+
+#include "support/spawn.h"
 
 namespace keepsafe_test {
 
 namespace {
-
-[[noreturn]] void fail(int error, const char* what)
-{
-    throw std::system_error(error, std::generic_category(), what);
-}
-
-pid_t spawn(const std::vector<std::string>& arguments, int input, int output)
-{
-    std::vector<char*> argv;
-    argv.reserve(arguments.size() + 1);
-    for (const std::string& argument : arguments) {
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    }
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-    pid_t pid = -1;
-    const int error = posix_spawn(&pid, argv.front(), &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (error != 0) {
-        fail(error, argv.front());
-    }
-    return pid;
-}
 
 std::vector<std::string> holderArguments(const std::string& path, const std::string& type, int timeoutMs,
                                          LockHolder::Options options)
@@ -60,11 +34,11 @@ Program::Program(const std::vector<std::string>& arguments)
     int toProgram[2];
     int fromProgram[2];
     if (pipe2(toProgram, O_CLOEXEC) != 0 || pipe2(fromProgram, O_CLOEXEC) != 0) {
-        fail(errno, "pipe2");
+        throw std::system_error(errno, std::generic_category(), "pipe2");
     }
     input_ = toProgram[1];
     output_ = fromProgram[0];
-    pid_ = spawn(arguments, toProgram[0], fromProgram[1]);
+    pid_ = spawn({arguments, toProgram[0], fromProgram[1], Spawn::INHERITED, {}, {}});
     close(toProgram[0]);
     close(fromProgram[1]);
 }
@@ -105,18 +79,14 @@ void Program::signal(int number) const
 int Program::finish()
 {
     close(std::exchange(input_, -1));
-    int status = 0;
-    if (waitpid(std::exchange(pid_, -1), &status, 0) < 0) {
-        fail(errno, "waitpid");
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return waitForEnd(std::exchange(pid_, -1));
 }
 
 void Program::kill()
 {
     if (pid_ > 0) {
         signal(SIGKILL);
-        waitpid(std::exchange(pid_, -1), nullptr, 0);
+        waitForEnd(std::exchange(pid_, -1));
     }
 }
 

@@ -9,13 +9,13 @@
 #include <unistd.h>
 
 #include "support/TempDir.h"
+#include "support/spawn.h"
 
 namespace keepsafe_test {
 
 namespace {
 
 constexpr int EXIT_EXCEPTION = 99;
-constexpr int EXIT_NOT_STARTED = 98;
 
 int runCatching(const std::function<int()>& work)
 {
@@ -26,11 +26,21 @@ int runCatching(const std::function<int()>& work)
     }
 }
 
-void redirect(const std::string& path, int descriptor)
-{
-    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    ::dup2(file, descriptor);
-}
+/// A new file for a program to write to.
+class OutputFile {
+public:
+    explicit OutputFile(const std::string& path)
+        : descriptor_(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600))
+    {
+    }
+    ~OutputFile() { ::close(descriptor_); }
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
+
+private:
+    int descriptor_;
+};
 
 } // namespace
 
@@ -49,18 +59,9 @@ Process Process::fork(const std::function<int()>& work)
 Process Process::start(const std::vector<std::string>& arguments, const std::string& outputFile,
                        const std::string& errorFile)
 {
-    std::vector<char*> argv;
-    argv.reserve(arguments.size() + 1);
-    for (const std::string& argument : arguments) {
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    }
-    argv.push_back(nullptr);
-    return fork([&] {
-        redirect(outputFile, STDOUT_FILENO);
-        redirect(errorFile, STDERR_FILENO);
-        ::execv(argv[0], argv.data());
-        return EXIT_NOT_STARTED;
-    });
+    const OutputFile output(outputFile);
+    const OutputFile errors(errorFile);
+    return Process(spawn({arguments, Spawn::INHERITED, output.descriptor(), errors.descriptor(), {}, {}}));
 }
 
 Process::Process(Process&& other) noexcept : pid_(std::exchange(other.pid_, -1)) {}

@@ -2,50 +2,20 @@
 
 #include <cerrno>
 #include <csignal>
-#include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "io/FileDescriptor.h"
 #include "support/TempDir.h"
+#include "support/spawn.h"
 
 namespace keepsafe_test {
 
 namespace {
-
-std::vector<char*> pointers(const std::vector<std::string>& texts)
-{
-    std::vector<char*> result;
-    result.reserve(texts.size() + 1);
-    for (const std::string& text : texts) {
-        result.push_back(const_cast<char*>(text.c_str()));
-    }
-    result.push_back(nullptr);
-    return result;
-}
-
-std::vector<std::string> ownEnvironmentWith(const std::vector<std::string>& added)
-{
-    std::vector<std::string> result;
-    for (char** variable = environ; *variable != nullptr; ++variable) {
-        result.emplace_back(*variable);
-    }
-    result.insert(result.end(), added.begin(), added.end());
-    return result;
-}
-
-void give(posix_spawn_file_actions_t& actions, int descriptor, int asDescriptor)
-{
-    if (descriptor == StandardDescriptors::CLOSED) {
-        posix_spawn_file_actions_addclose(&actions, asDescriptor);
-    } else {
-        posix_spawn_file_actions_adddup2(&actions, descriptor, asDescriptor);
-    }
-}
 
 ksrbac::FileDescriptor openFile(const std::string& path, int flags)
 {
@@ -61,20 +31,8 @@ ksrbac::FileDescriptor openFile(const std::string& path, int flags)
 SpawnedProgram::SpawnedProgram(const std::vector<std::string>& arguments,
                                const StandardDescriptors& descriptors,
                                const std::vector<std::string>& environment)
-    : pid_(-1)
+    : pid_(spawn({arguments, descriptors.input, descriptors.output, descriptors.errors, environment, {}}))
 {
-    const std::vector<std::string> variables = ownEnvironmentWith(environment);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    give(actions, descriptors.input, STDIN_FILENO);
-    give(actions, descriptors.output, STDOUT_FILENO);
-    give(actions, descriptors.errors, STDERR_FILENO);
-    const int error = posix_spawn(&pid_, arguments.front().c_str(), &actions, nullptr,
-                                  pointers(arguments).data(), pointers(variables).data());
-    posix_spawn_file_actions_destroy(&actions);
-    if (error != 0) {
-        throw std::system_error(error, std::generic_category(), arguments.front());
-    }
 }
 
 SpawnedProgram::~SpawnedProgram()
@@ -87,13 +45,8 @@ SpawnedProgram::~SpawnedProgram()
 
 ProgramResult SpawnedProgram::wait()
 {
-    int status = 0;
-    if (waitpid(pid_, &status, 0) != pid_) {
-        throw std::system_error(errno, std::generic_category(), "waitpid");
-    }
-    pid_ = -1;
     ProgramResult result;
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    result.status = waitForEnd(std::exchange(pid_, -1));
     return result;
 }
 

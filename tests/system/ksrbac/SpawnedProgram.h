@@ -6,6 +6,8 @@
 
 #include <sys/types.h>
 
+#include "support/spawn.h"
+
 namespace keepsafe_test {
 
 /// What a program that has ended left behind.
@@ -17,7 +19,7 @@ struct ProgramResult {
 
 /// Where the three standard descriptors of a program lead. Owned by the caller.
 struct StandardDescriptors {
-    static constexpr int CLOSED = -1;
+    static constexpr int CLOSED = Spawn::CLOSED;
     int input;
     int output;
     int errors;
