@@ -1,6 +1,7 @@
 #include "column_value.h"
 
 #include <cstring>
+#include <ostream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -20,6 +21,11 @@ struct TextCase {
     bool allowTruncation;
     int status;
     std::string text;
+
+    friend std::ostream& operator<<(std::ostream& stream, const TextCase& value)
+    {
+        return stream << value.name;
+    }
 };
 
 std::string caseName(const testing::TestParamInfo<TextCase>& info) { return info.param.name; }

@@ -1,5 +1,6 @@
 #include "policy/policy_reader.h"
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -52,6 +53,11 @@ struct BadDocument {
     const char* name;
     std::string text;
     std::string message;
+
+    friend std::ostream& operator<<(std::ostream& stream, const BadDocument& value)
+    {
+        return stream << value.name;
+    }
 };
 
 class BadPolicy : public testing::TestWithParam<BadDocument> {};

@@ -1,5 +1,6 @@
 #include <filesystem>
 #include <map>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -100,6 +101,11 @@ struct Refusal {
     const char* name;
     std::string document;
     std::string message;
+
+    friend std::ostream& operator<<(std::ostream& stream, const Refusal& value)
+    {
+        return stream << value.name;
+    }
 };
 
 class CompileRefusal : public CompileProgram, public testing::WithParamInterface<Refusal> {};
