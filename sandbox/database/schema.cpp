@@ -1,30 +1,90 @@
 #include "database/schema.h"
 
+#include <string>
+
 namespace keepsafe_sandbox {
 
 namespace {
 
-// Names are not quoted, so that each database folds them its own way here and in the library's queries.
+/// Names are not quoted, so that each database folds them its own way here and in the library's queries.
+struct Table {
+    const char* name;
+    const char* columns; ///< separated by commas
+    const char* definition;
+};
 
-constexpr char CREATE_TOKENS[] = "CREATE TABLE IF NOT EXISTS AUTH_MAIN.AUTH_Access_Token_Details ("
-                                 "SessionTokenValue VARCHAR(255) NOT NULL PRIMARY KEY, "
-                                 "AzTokenValue TEXT NOT NULL)";
+constexpr Table TOKENS = {"AUTH_Access_Token_Details", "SessionTokenValue, AzTokenValue",
+                          "SessionTokenValue VARCHAR(255) NOT NULL PRIMARY KEY, "
+                          "AzTokenValue TEXT NOT NULL"};
 
-constexpr char CREATE_CRITERIA[] = "CREATE TABLE IF NOT EXISTS AUTH_MAIN.ACTL_CollectionCriteria ("
-                                   "CriteriaID INTEGER NOT NULL PRIMARY KEY, "
-                                   "CollectionKey INTEGER NOT NULL, "
-                                   "CriteriaJson TEXT NOT NULL, "
-                                   "objectType VARCHAR(255) NOT NULL)";
+constexpr Table CRITERIA = {"ACTL_CollectionCriteria", "CriteriaID, CollectionKey, CriteriaJson, objectType",
+                            "CriteriaID INTEGER NOT NULL PRIMARY KEY, "
+                            "CollectionKey INTEGER NOT NULL, "
+                            "CriteriaJson TEXT NOT NULL, "
+                            "objectType VARCHAR(255) NOT NULL"};
 
-// Naming the columns makes a table of another shape fail here and not at the first query.
+constexpr Table ROLES = {"ACTL_Role", "RoleID, Name, Description, SystemDefined",
+                         "RoleID INTEGER NOT NULL PRIMARY KEY, "
+                         "Name TEXT NOT NULL UNIQUE, "
+                         "Description TEXT NOT NULL, "
+                         "SystemDefined INTEGER NOT NULL"};
 
-constexpr char COUNT_TOKENS[] =
-    "SELECT CAST(COUNT(*) AS INTEGER) FROM "
-    "(SELECT SessionTokenValue, AzTokenValue FROM AUTH_MAIN.AUTH_Access_Token_Details) AS rows_there";
+constexpr Table OPERATIONS = {"ACTL_Operation", "PermissionBit, Namespace",
+                              "PermissionBit INTEGER NOT NULL PRIMARY KEY, "
+                              "Namespace TEXT NOT NULL"};
 
-constexpr char COUNT_CRITERIA[] = "SELECT CAST(COUNT(*) AS INTEGER) FROM "
-                                  "(SELECT CriteriaID, CollectionKey, CriteriaJson, objectType "
-                                  "FROM AUTH_MAIN.ACTL_CollectionCriteria) AS rows_there";
+// PostgreSQL indexes no text of more than some 2700 bytes: a number is the key, not the namespace.
+constexpr Table OBJECTS = {"ACTL_ManagedObject",
+                           "ObjectID, Namespace, objectType, Inherit, State, RegisteredWith",
+                           "ObjectID INTEGER NOT NULL PRIMARY KEY, "
+                           "Namespace TEXT NOT NULL, "
+                           "objectType TEXT NOT NULL, "
+                           "Inherit INTEGER NOT NULL, "
+                           "State VARCHAR(16) NOT NULL, "
+                           "RegisteredWith INTEGER NOT NULL"};
+
+constexpr Table ACCESS_DEFINITIONS = {"ACTL_AccessDefinition",
+                                      "DefinitionID, ObjectID, RoleID, Propagation, PermissionBits",
+                                      "DefinitionID INTEGER NOT NULL PRIMARY KEY, "
+                                      "ObjectID INTEGER NOT NULL, "
+                                      "RoleID INTEGER NOT NULL, "
+                                      "Propagation VARCHAR(32) NOT NULL, "
+                                      "PermissionBits TEXT NOT NULL"};
+
+constexpr Table NEXT_IDS = {"ACTL_NextID", "Kind, NextID",
+                            "Kind VARCHAR(32) NOT NULL PRIMARY KEY, "
+                            "NextID INTEGER NOT NULL"};
+
+std::string fullName(const Table& table) { return std::string("AUTH_MAIN.") + table.name; }
+
+void create(Database& database, const Table& table)
+{
+    database.change("create the table " + fullName(table),
+                    "CREATE TABLE IF NOT EXISTS " + fullName(table) + " (" + table.definition + ")");
+}
+
+/// Naming the columns makes a table of another shape fail here and not at the first query.
+std::int32_t countRows(Database& database, const Table& table)
+{
+    return database.number("use the table " + fullName(table),
+                           std::string("SELECT CAST(COUNT(*) AS INTEGER) FROM (SELECT ") + table.columns +
+                               " FROM " + fullName(table) + ") AS rows_there");
+}
+
+/// What every database has from its first moment.
+void addSystemRole(Database& database)
+{
+    database.change("make role 0",
+                    "INSERT INTO AUTH_MAIN.ACTL_Role (RoleID, Name, Description, SystemDefined) VALUES "
+                    "(0, 'Administrator', 'Allowed every operation on every object, whatever the access "
+                    "definitions say', 1) ON CONFLICT (RoleID) DO NOTHING");
+}
+
+void addCounter(Database& database, const std::string& kind)
+{
+    database.change("make the counter of ids", "INSERT INTO AUTH_MAIN.ACTL_NextID (Kind, NextID) VALUES ('" +
+                                                   kind + "', 1) ON CONFLICT (Kind) DO NOTHING");
+}
 
 } // namespace
 
@@ -33,11 +93,18 @@ SchemaContent ensureSchema(Database& database, SchemaOrigin origin)
     if (origin == SchemaOrigin::Create) {
         database.change("create the schema AUTH_MAIN", "CREATE SCHEMA IF NOT EXISTS AUTH_MAIN");
     }
-    database.change("create the table AUTH_MAIN.AUTH_Access_Token_Details", CREATE_TOKENS);
-    database.change("create the table AUTH_MAIN.ACTL_CollectionCriteria", CREATE_CRITERIA);
+    for (const Table& table : {TOKENS, CRITERIA, ROLES, OPERATIONS, OBJECTS, ACCESS_DEFINITIONS, NEXT_IDS}) {
+        create(database, table);
+    }
+    for (const Table& table : {ROLES, OPERATIONS, OBJECTS, ACCESS_DEFINITIONS, NEXT_IDS}) {
+        static_cast<void>(countRows(database, table));
+    }
+    addSystemRole(database);
+    addCounter(database, "role");
+    addCounter(database, "accessDefinition");
     SchemaContent content;
-    content.tokens = database.number("use the table AUTH_MAIN.AUTH_Access_Token_Details", COUNT_TOKENS);
-    content.criteria = database.number("use the table AUTH_MAIN.ACTL_CollectionCriteria", COUNT_CRITERIA);
+    content.tokens = countRows(database, TOKENS);
+    content.criteria = countRows(database, CRITERIA);
     return content;
 }
 

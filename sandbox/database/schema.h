@@ -16,9 +16,10 @@ struct SchemaContent {
 /// Whether the schema AUTH_MAIN has to be made, or is there because a statement run on connect attaches it.
 enum class SchemaOrigin { Create, Attached };
 
-/// Makes the two tables of the product's database that the library reads, where they are missing, and counts
-/// their rows. What is there stays. Throws `DatabaseError`, also when a table of one of the names has not
-/// the columns that are needed.
+/// Makes what is missing: the two tables of the product's database that the library reads, and those of the
+/// access-control service, with role 0 and the counters of ids in them. What is there stays. Counts the rows
+/// of the former. Throws `DatabaseError`, also when a table of one of the names has not the columns that are
+/// needed.
 SchemaContent ensureSchema(Database& database, SchemaOrigin origin);
 
 } // namespace keepsafe_sandbox

@@ -24,6 +24,17 @@ public:
     [[nodiscard]] std::string privateFolder() const { return root_ + "/var/sandbox"; }
     [[nodiscard]] std::string privateKey() const { return privateFolder() + "/signing-key.pem"; }
     [[nodiscard]] std::string database() const { return privateFolder() + "/auth_main.db"; }
+    [[nodiscard]] std::string serviceLock() const { return privateFolder() + "/service.lock"; }
+    /// What the root's processes show to the master server, and whom they believe.
+    [[nodiscard]] std::string tlsFolder() const { return root_ + "/etc/tls"; }
+    [[nodiscard]] std::string hostCertificate() const { return tlsFolder() + "/host.pem"; }
+    [[nodiscard]] std::string hostKey() const { return tlsFolder() + "/host.key"; }
+    [[nodiscard]] std::string authorityCertificate() const { return tlsFolder() + "/ca.pem"; }
+    /// What the sandbox's service shows, and the key that all certificates of the root are issued with.
+    [[nodiscard]] std::string serviceTlsFolder() const { return privateFolder() + "/tls"; }
+    [[nodiscard]] std::string serverCertificate() const { return serviceTlsFolder() + "/server.pem"; }
+    [[nodiscard]] std::string serverKey() const { return serviceTlsFolder() + "/server.key"; }
+    [[nodiscard]] std::string authorityKey() const { return serviceTlsFolder() + "/ca.key"; }
 
 private:
     std::string root_;

@@ -1,0 +1,67 @@
+#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_CONTENT_H
+#define KEEPSAFE_SANDBOX_ACCESSCONTROL_CONTENT_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "accesscontrol/records.h"
+#include "cachewriter/OperationCacheUpdate.h"
+
+/// \file
+/// What the access-control service keeps, in the form in which it is kept: objects by number, operations by
+/// permission bit, names as text.
+
+namespace keepsafe_sandbox {
+
+struct KeptObject {
+    std::int32_t number = 0; ///< from 1
+    std::string name;        ///< the namespace's text form
+    std::string type;
+    bool inherit = true;
+    Tessara::Keepsafe::Rbac::ManagedObjectState state = Tessara::Keepsafe::Rbac::READY;
+    std::int32_t registeredWith = 0; ///< the object whose registration brought it along; 0 for none
+};
+
+struct KeptDefinition {
+    std::int32_t id = 0;     ///< from 1
+    std::int32_t object = 0; ///< its number
+    std::int32_t roleId = 0;
+    Tessara::Keepsafe::Rbac::Propagation propagation;
+    std::vector<std::int32_t> bits; ///< in the order of the grant
+};
+
+/// The ids that come next. They never go back.
+struct NextIds {
+    std::int32_t role = 1;
+    std::int32_t definition = 1;
+};
+
+inline bool operator==(const NextIds& left, const NextIds& right) noexcept
+{
+    return left.role == right.role && left.definition == right.definition;
+}
+
+/// Everything, ascending by id, number and name.
+struct Content {
+    std::vector<RoleRecord> roles;
+    OperationBits operations;
+    std::vector<KeptObject> objects;
+    std::vector<KeptDefinition> definitions;
+    NextIds next;
+};
+
+/// What changes together. What is put is new, or takes the place of what has its id.
+struct Changes {
+    std::vector<std::int32_t> removedDefinitions;
+    std::vector<std::int32_t> removedObjects; ///< their definitions are among the removed ones
+    std::vector<std::int32_t> removedRoles;   ///< likewise
+    std::vector<RoleRecord> roles;
+    std::vector<KeptObject> objects;
+    std::vector<KeptDefinition> definitions; ///< new ones
+    NextIds next;
+};
+
+} // namespace keepsafe_sandbox
+
+#endif

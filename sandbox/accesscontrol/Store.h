@@ -1,0 +1,40 @@
+#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_STORE_H
+#define KEEPSAFE_SANDBOX_ACCESSCONTROL_STORE_H
+
+#include <cstddef>
+
+#include "accesscontrol/Content.h"
+#include "database/Database.h"
+
+namespace keepsafe_sandbox {
+
+/// The tables of the access-control service. All failures are thrown as `DatabaseError`.
+class Store {
+public:
+    /// Longest texts that are stored.
+    static constexpr std::size_t MOST_NAME_BYTES = 4096;
+    static constexpr std::size_t MOST_ROLE_TEXT_BYTES = 256;
+    static constexpr std::size_t MOST_TYPE_BYTES = 255;
+
+    /// How many operations one access definition can have.
+    static constexpr std::size_t MOST_OPERATIONS = 2500;
+
+    /// `database` must outlive the object.
+    explicit Store(Database& database) : database_(database) {}
+
+    /// Everything. What does not fit together is a failure that names it.
+    [[nodiscard]] Content load();
+
+    /// All of it, or nothing; but when the connection is lost at the end, nobody can tell which.
+    void apply(const Changes& changes);
+
+    /// In the place of everything, all or nothing; again but for a connection that is lost at the end.
+    void replace(const Content& content);
+
+private:
+    Database& database_;
+};
+
+} // namespace keepsafe_sandbox
+
+#endif

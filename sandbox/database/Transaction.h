@@ -1,0 +1,40 @@
+#ifndef KEEPSAFE_SANDBOX_DATABASE_TRANSACTION_H
+#define KEEPSAFE_SANDBOX_DATABASE_TRANSACTION_H
+
+#include <string>
+
+#include "database/Database.h"
+#include "database/Statement.h"
+
+namespace keepsafe_sandbox {
+
+/// Changes that the database makes together or not at all, on a connection of their own. Unless `commit` has
+/// returned, they are undone when the object goes. One thread.
+///
+/// A failure is thrown as `DatabaseError`, and ends the transaction: all that follows is refused. When it is
+/// `commit` that throws, the database may have made the changes or not: it may have died behind them.
+class Transaction {
+public:
+    /// `attempt`: what all of it is for; it completes "cannot ..." in messages.
+    Transaction(Database& database, const std::string& attempt);
+    ~Transaction();
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    /// Runs a statement that changes data. The connection keeps the last few statements prepared: the same
+    /// text again costs the least.
+    void change(const std::string& sql, const Database::Texts& parameters = {});
+    void commit();
+
+private:
+    enum State { Open, Failed, Committed };
+    void requireOpen() const;
+
+    std::string attempt_;
+    BorrowedConnection connection_;
+    State state_ = Open;
+};
+
+} // namespace keepsafe_sandbox
+
+#endif
