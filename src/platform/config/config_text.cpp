@@ -12,6 +12,7 @@
 
 #include <keepsafe/platform/log/logmsg.h>
 
+#include "host_name.h"
 #include "toml_parser.h"
 
 namespace Tessara::Keepsafe::Platform {
@@ -69,13 +70,6 @@ int integerOf(const Value& value, int least, int most)
     return static_cast<int>(number->get());
 }
 
-bool isHostNameCharacter(char character)
-{
-    constexpr std::string_view PUNCTUATION = "-._:";
-    return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
-           (character >= '0' && character <= '9') || PUNCTUATION.find(character) != std::string_view::npos;
-}
-
 void readMasterServer(const Value& value, Config& config)
 {
     std::string name = stringOf(value);
@@ -83,7 +77,7 @@ void readMasterServer(const Value& value, Config& config)
         value.fail("must be at most " + std::to_string(MAX_SERVER_NAME) + " bytes long, not " +
                    std::to_string(name.size()));
     }
-    if (!std::all_of(name.begin(), name.end(), isHostNameCharacter)) {
+    if (!System::hasOnlyHostCharacters(name)) {
         value.fail("must be a host name: letters, digits, '-', '.', '_' and ':' only");
     }
     config.masterServer = std::move(name);

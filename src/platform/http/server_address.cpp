@@ -1,18 +1,11 @@
 #include "server_address.h"
 
 #include <algorithm>
-#include <string_view>
+
+#include "host_name.h"
 
 namespace Tessara::Keepsafe::Platform::http {
 namespace {
-
-/// No character that ends a host in a URL or that means something else there ("@", "%", "/", "[").
-bool isHostCharacter(char character)
-{
-    constexpr std::string_view PUNCTUATION = "-._:";
-    return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
-           (character >= '0' && character <= '9') || PUNCTUATION.find(character) != std::string_view::npos;
-}
 
 bool isPathByte(char byte) { return byte >= 0x20 && byte < 0x7F; }
 
@@ -21,8 +14,7 @@ bool isPathByte(char byte) { return byte >= 0x20 && byte < 0x7F; }
 std::string serverUrl(const std::string& host, int port)
 {
     constexpr int MAX_PORT = 65535;
-    if (host.empty() || !std::all_of(host.begin(), host.end(), isHostCharacter) || port < 1 ||
-        port > MAX_PORT) {
+    if (host.empty() || !System::hasOnlyHostCharacters(host) || port < 1 || port > MAX_PORT) {
         return {};
     }
     const bool isIPv6 = host.find(':') != std::string::npos;

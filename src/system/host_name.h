@@ -1,0 +1,18 @@
+#ifndef KEEPSAFE_SYSTEM_HOST_NAME_H
+#define KEEPSAFE_SYSTEM_HOST_NAME_H
+
+#include <string_view>
+
+namespace Tessara::Keepsafe::System {
+
+/// Whether a text may stand where a host name or an address is wanted: nothing in it ends a host in a URL or
+/// means something else there ("@", "%", "/", "["). The empty text passes.
+inline bool hasOnlyHostCharacters(std::string_view text) noexcept
+{
+    constexpr std::string_view ALLOWED = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._:";
+    return text.find_first_not_of(ALLOWED) == std::string_view::npos;
+}
+
+} // namespace Tessara::Keepsafe::System
+
+#endif
