@@ -1,0 +1,112 @@
+#include <keepsafe/rbac/registration/DefaultObjectRegistrationService.h>
+
+#include <array>
+
+#include <boost/make_shared.hpp>
+
+#include <keepsafe/platform/config/config.h>
+#include <keepsafe/platform/log/logmsg.h>
+#include <keepsafe/platform/status/EC_exception.h>
+#include <keepsafe/platform/status/status_codes.h>
+#include <keepsafe/rbac/api/Rbac2Json.h>
+
+namespace Tessara::Keepsafe::Rbac {
+
+namespace {
+
+std::string masterServer()
+{
+    std::array<char, 257> name{};
+    const int status = db_getservernameEx(name.data(), name.size());
+    if (status != Status::SUCCESS) {
+        logmsgf(Platform::LOG_LEVEL_ERROR,
+                "DefaultObjectRegistrationService::DefaultObjectRegistrationService",
+                "Couldn't get master server: %d", status);
+        throw EC_exception(status);
+    }
+    return name.data();
+}
+
+std::string toText(const boost::shared_ptr<json_t>& document) { return json_dumps_shared(document).get(); }
+
+} // namespace
+
+ObjectRegistrationCallback::~ObjectRegistrationCallback() = default;
+BulkObjectRegistrationCallback::~BulkObjectRegistrationCallback() = default;
+ObjectUnregistrationCallback::~ObjectUnregistrationCallback() = default;
+ObjectRegistrationService::~ObjectRegistrationService() = default;
+DefaultObjectRegistrationService::~DefaultObjectRegistrationService() = default;
+
+const std::string DefaultObjectRegistrationService::OBJECT_REGISTRATION_URI =
+    "keepsafe/access-control/object-registration-requests";
+const std::string DefaultObjectRegistrationService::BULK_OBJECT_REGISTRATION_URI =
+    "keepsafe/access-control/bulk-object-registration-requests";
+const std::string DefaultObjectRegistrationService::BULK_OBJECT_UPDATE_URI =
+    "keepsafe/access-control/bulk-object-update-requests";
+const std::string DefaultObjectRegistrationService::MANAGED_OBJECT_URI =
+    "keepsafe/access-control/managed-objects";
+
+DefaultObjectRegistrationService::DefaultObjectRegistrationService()
+    : DefaultObjectRegistrationService(MASTER_SERVER_PORT,
+                                       boost::make_shared<KSClientCURLFactory>(CERT_TYPE_HOST))
+{
+}
+
+DefaultObjectRegistrationService::DefaultObjectRegistrationService(
+    int port, boost::shared_ptr<KSClientCURL_BaseFactory> factory)
+    : port_(port), masterServer_(masterServer()), factory_(std::move(factory))
+{
+}
+
+DefaultObjectRegistrationService::RegisteredObject
+DefaultObjectRegistrationService::registerObjectWithStatePending(
+    const boost::shared_ptr<ObjectRegistrationData>& data) const
+{
+    std::string response;
+    sendHttpRequest(HTTP_REQUEST_POST, OBJECT_REGISTRATION_URI, toText(buildRegistrationRequest(data)),
+                    response);
+    return extractRegisteredNamespaces(response);
+}
+
+DefaultObjectRegistrationService::RegisteredObjects
+DefaultObjectRegistrationService::bulkRegisterObjectsWithStatePending(const DataList& data) const
+{
+    std::string response;
+    sendHttpRequest(HTTP_REQUEST_POST, BULK_OBJECT_REGISTRATION_URI,
+                    toText(buildBulkRegistrationRequest(data)), response);
+    return extractBulkRegisteredNamespaces(response);
+}
+
+void DefaultObjectRegistrationService::bulkUpdateObjectState(const std::list<ObjectNamespace>& ready,
+                                                             const std::list<ObjectNamespace>& pending,
+                                                             const std::list<ObjectNamespace>& deleted) const
+{
+    logmsgf(Platform::LOG_LEVEL_INFORMATION, "DefaultObjectRegistrationService::bulkUpdateObjectState",
+            "Updating object state. ready=%lu, pending=%lu, deleted=%lu", ready.size(), pending.size(),
+            deleted.size());
+    sendHttpRequest(HTTP_REQUEST_POST, BULK_OBJECT_UPDATE_URI,
+                    toText(buildBulkStateUpdateRequest(ready, pending, deleted)));
+}
+
+void DefaultObjectRegistrationService::changeObjectState(const ObjectNamespace& objectNamespace,
+                                                         ManagedObjectState state) const
+{
+    switch (state) {
+    case READY:
+        return bulkUpdateObjectState({objectNamespace}, {}, {});
+    case PENDING:
+        return bulkUpdateObjectState({}, {objectNamespace}, {});
+    case DELETED:
+        return bulkUpdateObjectState({}, {}, {objectNamespace});
+    }
+    logmsgf(Platform::LOG_LEVEL_ERROR, "DefaultObjectRegistrationService::changeObjectState",
+            "Unknown object state, %d", static_cast<int>(state));
+    throw EC_exception(Status::INVALID_ARGUMENT);
+}
+
+void DefaultObjectRegistrationService::deleteObject(const ObjectNamespace& objectNamespace) const
+{
+    changeObjectState(objectNamespace, DELETED);
+}
+
+} // namespace Tessara::Keepsafe::Rbac

@@ -1,0 +1,114 @@
+/// Registering many objects.
+
+#include <keepsafe/rbac/registration/DefaultObjectRegistrationService.h>
+
+#include <algorithm>
+
+#include "documents.h"
+#include "workflow_steps.h"
+
+namespace Tessara::Keepsafe::Rbac {
+
+namespace {
+
+using Service = DefaultObjectRegistrationService;
+
+constexpr char TAG[] = "DefaultObjectRegistrationService::bulkRegisterObjects";
+
+/// What is missing among the arguments; null when nothing is.
+const char* missingArgument(const Service::DataList& data, bool hasCallback) noexcept
+{
+    if (data.empty()) {
+        return "bulkRegistrationData must not be empty";
+    }
+    if (!hasCallback) {
+        return "callback is required";
+    }
+    return std::all_of(data.begin(), data.end(), isComplete)
+               ? nullptr
+               : "ObjectRegistrationData and AccessControlAttributes are required";
+}
+
+int registerPending(const Service& service, const Service::DataList& data,
+                    Service::RegisteredObjects& registered) noexcept
+{
+    logmsgf(Platform::LOG_LEVEL_INFORMATION, TAG, "Registering %lu objects", data.size());
+    try {
+        registered = service.bulkRegisterObjectsWithStatePending(data);
+        return Status::SUCCESS;
+    } catch (const EC_exception& failure) {
+        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Registration failed, status=%d", failureStatus(failure));
+        return failureStatus(failure);
+    } catch (const std::exception& failure) {
+        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Registration failed with exception: %s", failure.what());
+    } catch (...) {
+        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Registration failed with unknown exception.");
+    }
+    return Status::CONVERSION_FAILED;
+}
+
+/// Commits the objects whose work succeeded and rolls back the others, in one request. Returns `result` when
+/// that succeeds.
+int updateStates(const Service& service, const std::set<ObjectNamespace>& successful,
+                 Service::RegisteredObjects& registered, int result) noexcept
+{
+    try {
+        std::list<ObjectNamespace> ready;
+        std::list<ObjectNamespace> deleted;
+        for (auto& [object, namespaces] : registered) {
+            std::list<ObjectNamespace>& group = successful.count(object) != 0 ? ready : deleted;
+            group.splice(group.end(), namespaces);
+        }
+        service.bulkUpdateObjectState(ready, {}, deleted);
+        logmsgf(Platform::LOG_LEVEL_DEBUG, TAG, "Successfully updated object states.");
+        return result;
+    } catch (const EC_exception& failure) {
+        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "State update failed, status=%d", failure.status());
+    } catch (const std::exception& failure) {
+        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "State update failed with exception: %s", failure.what());
+    } catch (...) {
+        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "State update failed with unknown exception.");
+    }
+    return Status::STATE_UPDATE_FAILED; // whatever the callback came to
+}
+
+/// The result that the callback's set stands for.
+int compare(std::size_t successful, std::size_t all) noexcept
+{
+    if (successful == all) {
+        logmsgf(Platform::LOG_LEVEL_DEBUG, TAG, "Callback success. Committing objects.");
+        return Status::SUCCESS;
+    }
+    logmsgf(Platform::LOG_LEVEL_ERROR, TAG,
+            "Callback failed. successful=%lu, failed=%lu. Committing successful, rolling back failed.",
+            successful, all - successful);
+    return Status::REGISTRATION_ROLLED_BACK;
+}
+
+} // namespace
+
+int DefaultObjectRegistrationService::bulkRegisterObjects(
+    const DataList& data, const boost::shared_ptr<BulkObjectRegistrationCallback>& callback)
+{
+    if (const char* const missing = missingArgument(data, callback != nullptr)) {
+        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "%s", missing);
+        return Status::INVALID_ARGUMENT;
+    }
+    RegisteredObjects registered;
+    const int registration = registerPending(*this, data, registered);
+    if (registration != Status::SUCCESS) {
+        return notifyFailure(TAG, *callback, registration);
+    }
+    logmsgf(Platform::LOG_LEVEL_DEBUG, TAG, "Successfully registered the objects in PENDING state.");
+    std::set<ObjectNamespace> successful;
+    const int work = callbackStatus(TAG, [&] {
+        (void)callback->invoke(successful);
+        return Status::SUCCESS;
+    });
+    if (work != Status::SUCCESS) {
+        successful.clear();
+    }
+    return updateStates(*this, successful, registered, compare(successful.size(), data.size()));
+}
+
+} // namespace Tessara::Keepsafe::Rbac
