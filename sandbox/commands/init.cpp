@@ -19,6 +19,7 @@ struct InitOptions {
     std::optional<std::string> database;
     std::optional<std::string> databaseFile;
     std::vector<std::string> onConnect;
+    std::optional<std::string> service;
 };
 
 std::optional<Tessara::Dal::DbConnectionSettings> wantedDatabase(const InitOptions& options)
@@ -42,7 +43,7 @@ std::optional<Tessara::Dal::DbConnectionSettings> wantedDatabase(const InitOptio
 void init(const InitOptions& options)
 {
     const RootLayout layout(options.root);
-    for (const std::string& line : initializeRoot(layout, wantedDatabase(options))) {
+    for (const std::string& line : initializeRoot(layout, wantedDatabase(options), options.service)) {
         std::cout << line << '\n';
     }
 }
@@ -52,8 +53,8 @@ void init(const InitOptions& options)
 void addInitCommand(CLI::App& program)
 {
     const auto options = std::make_shared<InitOptions>();
-    CLI::App* command =
-        program.add_subcommand("init", "Make an installation root that works: configuration, keys, database");
+    CLI::App* command = program.add_subcommand(
+        "init", "Make an installation root that works: configuration, keys, certificates, database");
     command->add_option("--root", options->root, "Installation root to make")->required()->type_name("DIR");
     CLI::Option* database =
         command
@@ -73,9 +74,15 @@ void addInitCommand(CLI::App& program)
                      "AUTH_MAIN; may be given several times. Without one, the schema is created")
         ->type_name("SQL")
         ->allow_extra_args(false);
+    command
+        ->add_option("--service", options->service,
+                     "Address or host name at which the root's processes reach the access-control service; "
+                     "without it 127.0.0.1")
+        ->type_name("ADDRESS");
     command->footer("Example:\n"
                     "  ksrbac-sandbox init --root /tmp/ks\n"
                     "  ksrbac-sandbox init --root /tmp/ks --database-file connection.txt\n"
+                    "  ksrbac-sandbox init --root /tmp/ks --service 127.0.0.2\n"
                     "What is there already is kept.");
     command->callback([options] { init(*options); });
 }

@@ -67,9 +67,11 @@ void Element::expect(bool isExpected, const char* type) const
     }
 }
 
+void Element::expectObject() const { expect(json_is_object(value_), "an object"); }
+
 void Element::expectObject(std::initializer_list<const char*> memberNames) const
 {
-    expect(json_is_object(value_), "an object");
+    expectObject();
     const char* key = nullptr;
     json_t* member = nullptr;
     json_object_foreach(value_, key, member)
@@ -91,6 +93,8 @@ Element Element::member(const char* name) const
 }
 
 bool Element::hasMember(const char* name) const { return json_object_get(value_, name) != nullptr; }
+
+bool Element::isNull() const { return json_is_null(value_); }
 
 std::vector<Element> Element::items() const
 {

@@ -20,11 +20,15 @@ class Element {
 public:
     explicit Element(json_t* root) : value_(root) {}
 
-    /// Refuses what is no object and members other than these.
+    /// Refuses what is no object.
+    void expectObject() const;
+    /// The same, and members other than these.
     void expectObject(std::initializer_list<const char*> memberNames) const;
     /// The member of that name, which has to be there.
     [[nodiscard]] Element member(const char* name) const;
     [[nodiscard]] bool hasMember(const char* name) const;
+
+    [[nodiscard]] bool isNull() const;
 
     [[nodiscard]] std::vector<Element> items() const;
     /// The members of an object that is used as a map, in the order of the document.

@@ -43,12 +43,36 @@ std::string tomlArray(const std::vector<std::string>& texts)
 
 } // namespace
 
-std::string configurationText(const RootLayout& layout, const Dal::DbConnectionSettings& database)
+std::vector<std::string> missingServiceSettings(const RootLayout& layout,
+                                                const Platform::Config& configuration,
+                                                const std::string& masterServer)
+{
+    std::vector<std::string> missing;
+    const auto require = [&missing](const std::string& configured, const char* key,
+                                    const std::string& value) {
+        if (configured.empty()) {
+            missing.push_back(std::string(key) + " = " + tomlString(value));
+        }
+    };
+    require(configuration.masterServer, "master_server", masterServer);
+    require(configuration.tlsCertificate, "tls.certificate", layout.hostCertificate());
+    require(configuration.tlsKey, "tls.key", layout.hostKey());
+    require(configuration.tlsCa, "tls.ca", layout.authorityCertificate());
+    return missing;
+}
+
+std::string configurationText(const RootLayout& layout, const Dal::DbConnectionSettings& database,
+                              const std::string& masterServer)
 {
     std::string text = "# Made by ksrbac-sandbox init. It may hold a password: for its owner's eyes only.\n"
-                       "\n[features]\nenabled = [1]\n"
-                       "\n[log]\nlevel = 8\ndestination = ";
+                       "master_server = ";
+    text += tomlString(masterServer);
+    text += "\n\n[features]\nenabled = [1]\n"
+            "\n[log]\nlevel = 8\ndestination = ";
     text += tomlString("file:" + layout.logFile());
+    text += "\n\n[tls]\ncertificate = " + tomlString(layout.hostCertificate());
+    text += "\nkey = " + tomlString(layout.hostKey());
+    text += "\nca = " + tomlString(layout.authorityCertificate());
     text += "\n\n[database]\nconnection = " + tomlString(database.connectionString);
     text += "\non_connect = " + tomlArray(database.onConnect) + "\n";
     try {
@@ -58,8 +82,9 @@ std::string configurationText(const RootLayout& layout, const Dal::DbConnectionS
             throw InputError("a configuration cannot hold this database connection");
         }
     } catch (const Platform::ConfigError& error) {
-        throw InputError(std::string("a configuration cannot hold this root or database connection: ") +
-                         error.what());
+        throw InputError(
+            std::string("a configuration cannot hold this root, master server or database connection: ") +
+            error.what());
     }
     return text;
 }

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <keepsafe/platform/config/config.h>
 #include <keepsafe/platform/dal/Dal.h>
@@ -11,9 +12,20 @@
 
 namespace keepsafe_sandbox {
 
-/// The configuration file's text for a database: feature 1 on, log messages from level 8 on into the root's
-/// log file. Throws `InputError` when a configuration cannot hold it (text that is not UTF-8).
-std::string configurationText(const RootLayout& layout, const Tessara::Dal::DbConnectionSettings& database);
+/// Where a root whose owner names no other master server has it.
+constexpr char OWN_MASTER_SERVER[] = "127.0.0.1";
+
+/// The configuration file's text for a database and a master server: feature 1 on, log messages from level 8
+/// on into the root's log file, the root's own certificates. Throws `InputError` when a configuration cannot
+/// hold it (text that is not UTF-8, no server's name).
+std::string configurationText(const RootLayout& layout, const Tessara::Dal::DbConnectionSettings& database,
+                              const std::string& masterServer = OWN_MASTER_SERVER);
+
+/// The settings, as lines of a configuration, that a root needs to reach its service and that this
+/// configuration leaves out.
+std::vector<std::string> missingServiceSettings(const RootLayout& layout,
+                                                const Tessara::Keepsafe::Platform::Config& configuration,
+                                                const std::string& masterServer);
 
 /// The root's configuration; nothing when there is no file. Throws `InputError` when it cannot be used, also
 /// when it names no database.

@@ -5,6 +5,7 @@
 #include "database/Database.h"
 #include "database/schema.h"
 #include "errors/InputError.h"
+#include "root/certificates.h"
 #include "root/configuration.h"
 #include "root/new_file.h"
 #include "root/signing_keys.h"
@@ -52,6 +53,19 @@ Dal::DbConnectionSettings chooseDatabase(const RootLayout& layout,
     return configured;
 }
 
+std::string chooseService(const RootLayout& layout, const std::optional<Platform::Config>& configuration,
+                          const std::optional<std::string>& wanted)
+{
+    if (!configuration || configuration->masterServer.empty()) {
+        return wanted.value_or(OWN_MASTER_SERVER);
+    }
+    if (wanted && *wanted != configuration->masterServer) {
+        throw InputError(layout.configuration() + " names another master server, " +
+                         configuration->masterServer + ": change it there, or move the file away");
+    }
+    return configuration->masterServer;
+}
+
 void ensureFolders(const RootLayout& layout)
 {
     constexpr mode_t open = 0755;
@@ -63,7 +77,9 @@ void ensureFolders(const RootLayout& layout)
     ensureFolder(above(layout.logFile()), open);
     ensureFolder(above(layout.publicKey()), open);
     ensureFolder(layout.accessCaches(), open);
+    ensureFolder(layout.tlsFolder(), open);
     ensureFolder(layout.privateFolder(), closed);
+    ensureFolder(layout.serviceTlsFolder(), closed);
 }
 
 std::string line(bool isMade, const std::string& what) { return (isMade ? "made " : "kept ") + what; }
@@ -83,19 +99,46 @@ std::string configurationLine(const RootLayout& layout, const std::optional<Plat
     return text;
 }
 
-} // namespace
-
-std::vector<std::string> initializeRoot(const RootLayout& layout,
-                                        const std::optional<Dal::DbConnectionSettings>& database)
+/// What a kept configuration, of a root older than its service, has to be told.
+void addMissingSettings(const RootLayout& layout, const Platform::Config& kept, const std::string& service,
+                        std::vector<std::string>& lines)
 {
-    const std::optional<Platform::Config> configuration = findConfiguration(layout);
-    const Dal::DbConnectionSettings settings = chooseDatabase(layout, configuration, database);
-    const std::string text = configuration ? "" : configurationText(layout, settings);
+    const std::vector<std::string> missing = missingServiceSettings(layout, kept, service);
+    if (missing.empty()) {
+        return;
+    }
+    lines.push_back("to reach the service, add to " + layout.configuration() +
+                    ", at its beginning, what it leaves out:");
+    for (const std::string& setting : missing) {
+        lines.push_back("    " + setting);
+    }
+}
 
-    ensureFolders(layout);
+std::vector<std::string> ensureKeysAndCertificates(const RootLayout& layout, const std::string& service)
+{
     const MadeKeys made = ensureSigningKeys(layout);
     std::vector<std::string> lines = {line(made.privateKey, layout.privateKey()),
                                       line(made.publicKey, layout.publicKey())};
+    for (const EnsuredFile& file : ensureCertificates(layout, service)) {
+        lines.push_back(line(file.isMade, file.path));
+    }
+    return lines;
+}
+
+} // namespace
+
+std::vector<std::string> initializeRoot(const RootLayout& layout,
+                                        const std::optional<Dal::DbConnectionSettings>& wantedDatabase,
+                                        const std::optional<std::string>& wantedService)
+{
+    const std::optional<Platform::Config> configuration = findConfiguration(layout);
+    const Dal::DbConnectionSettings settings = chooseDatabase(layout, configuration, wantedDatabase);
+    const std::string service = chooseService(layout, configuration, wantedService);
+    requireAddressOrHostName(service);
+    const std::string text = configuration ? "" : configurationText(layout, settings, service);
+
+    ensureFolders(layout);
+    std::vector<std::string> lines = ensureKeysAndCertificates(layout, service);
     if (isSame(settings, ownDatabase(layout))) {
         // An empty file is an empty database; SQLite itself would let the umask decide who may read it.
         lines.push_back(line(createFile(layout.database(), OWNER_ONLY, ""), layout.database()));
@@ -107,10 +150,14 @@ std::vector<std::string> initializeRoot(const RootLayout& layout,
     const bool isMade = !configuration && createFile(layout.configuration(), OWNER_ONLY, text);
     const auto kept = isMade ? std::nullopt : findConfiguration(layout);
     if (kept) {
-        // Another process may have made it meanwhile, for another database.
+        // Another process may have made it meanwhile, for another database or service.
         (void)chooseDatabase(layout, kept, settings);
+        (void)chooseService(layout, kept, service);
     }
     lines.push_back(configurationLine(layout, kept));
+    if (kept) {
+        addMissingSettings(layout, *kept, service, lines);
+    }
     return lines;
 }
 

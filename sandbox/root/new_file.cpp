@@ -88,4 +88,17 @@ bool createFile(const std::string& path, mode_t mode, std::string_view content)
     return true;
 }
 
+void requireOwnerOnly(const std::string& path)
+{
+    struct stat status = {};
+    constexpr mode_t others = 077;
+    if (::stat(path.c_str(), &status) != 0) {
+        fail("read the mode of", path);
+    }
+    if ((status.st_mode & others) != 0) {
+        throw InputError(path + ": others than its owner may read or write this private key; take that "
+                                "from them (chmod 600)");
+    }
+}
+
 } // namespace keepsafe_sandbox

@@ -21,6 +21,9 @@ void ensureFolder(const std::string& path, mode_t mode);
 /// Throws `PublishError`.
 bool createFile(const std::string& path, mode_t mode, std::string_view content);
 
+/// Throws `InputError` when others than its owner may read or write a private key.
+void requireOwnerOnly(const std::string& path);
+
 } // namespace keepsafe_sandbox
 
 #endif

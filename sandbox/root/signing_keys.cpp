@@ -1,11 +1,6 @@
 #include "root/signing_keys.h"
 
-#include <cerrno>
-#include <filesystem>
 #include <optional>
-#include <system_error>
-
-#include <sys/stat.h>
 
 #include "cachewriter/FileSystem.h"
 #include "cachewriter/errors.h"
@@ -15,19 +10,6 @@ namespace keepsafe_sandbox {
 
 namespace {
 
-void requirePrivate(const std::string& path)
-{
-    struct stat status = {};
-    constexpr mode_t others = 077;
-    if (::stat(path.c_str(), &status) != 0) {
-        throw PublishError("cannot read the mode of " + path + ": " + std::generic_category().message(errno));
-    }
-    if ((status.st_mode & others) != 0) {
-        throw InputError(path + ": others than its owner may read or write this private key; take that "
-                                "from them (chmod 600)");
-    }
-}
-
 std::optional<TokenSigner> findSigner(const RootLayout& layout)
 {
     const std::string path = layout.privateKey();
@@ -35,7 +17,7 @@ std::optional<TokenSigner> findSigner(const RootLayout& layout)
     if (!pem) {
         return std::nullopt;
     }
-    requirePrivate(path);
+    requireOwnerOnly(path);
     try {
         TokenSigner signer = TokenSigner::fromPrivateKeyPem(*pem);
         if (signer.keyBits() < TokenSigner::DEFAULT_KEY_BITS) {

@@ -17,7 +17,8 @@ struct ServiceRequest {
 
 struct ServiceResponse {
     int status = 500;
-    std::string body; ///< JSON; empty for 204
+    std::string body;           ///< JSON; empty for 204
+    std::string allowedMethods; ///< with 405: what the resource knows, as the header Allow has it
 };
 
 } // namespace keepsafe_sandbox

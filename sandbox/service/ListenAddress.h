@@ -1,0 +1,25 @@
+#ifndef KEEPSAFE_SANDBOX_SERVICE_LISTENADDRESS_H
+#define KEEPSAFE_SANDBOX_SERVICE_LISTENADDRESS_H
+
+#include <string>
+
+namespace keepsafe_sandbox {
+
+/// Where a server listens.
+struct ListenAddress {
+    /// The port at which clients look for the access-control service.
+    static constexpr int SERVICE_PORT = 1556;
+
+    std::string host; ///< IP address or host name
+    int port = SERVICE_PORT;
+
+    /// ADDRESS:PORT, or [ADDRESS]:PORT for an address with colons. Throws `InputError`.
+    static ListenAddress parse(const std::string& text);
+
+    /// In the same form.
+    [[nodiscard]] std::string text() const;
+};
+
+} // namespace keepsafe_sandbox
+
+#endif

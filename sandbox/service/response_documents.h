@@ -1,0 +1,29 @@
+#ifndef KEEPSAFE_SANDBOX_SERVICE_RESPONSE_DOCUMENTS_H
+#define KEEPSAFE_SANDBOX_SERVICE_RESPONSE_DOCUMENTS_H
+
+#include <string>
+#include <vector>
+
+#include "accesscontrol/records.h"
+
+/// \file
+/// The documents that the service answers with, as JSON texts.
+
+namespace keepsafe_sandbox {
+
+[[nodiscard]] std::string accessCacheDocument(const std::string& cacheId);
+[[nodiscard]] std::string roleDocument(const RoleRecord& role);
+[[nodiscard]] std::string rolesDocument(const std::vector<RoleRecord>& roles);
+[[nodiscard]] std::string objectDocument(const ObjectRecord& object);
+[[nodiscard]] std::string definitionDocument(const AccessDefinitionRecord& definition);
+[[nodiscard]] std::string definitionsDocument(const std::vector<AccessDefinitionRecord>& definitions);
+[[nodiscard]] std::string
+operationsDocument(const std::vector<Tessara::Keepsafe::Rbac::ObjectNamespace>& operations);
+/// The record itself: the document of a single registration has no member "data" around it.
+[[nodiscard]] std::string registrationDocument(const RegisteredObjects& registered);
+[[nodiscard]] std::string registrationsDocument(const std::vector<RegisteredObjects>& registered);
+[[nodiscard]] std::string stateUpdateDocument();
+
+} // namespace keepsafe_sandbox
+
+#endif
