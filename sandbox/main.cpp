@@ -31,6 +31,7 @@ int run(int argc, char** argv)
     addInitCommand(program);
     addTokenCommand(program);
     addCriteriaCommand(program);
+    addImportCommand(program);
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -14,6 +14,9 @@
 
 namespace keepsafe_sandbox {
 
+/// Id of the one access cache that the service publishes; it covers all names.
+constexpr char SERVICE_CACHE_ID[] = "service";
+
 /// The access-control service's knowledge and its rules: roles, operations, managed objects with their
 /// states, and access definitions, kept in the database and published as one access cache that covers all
 /// names.

@@ -2,6 +2,7 @@
 #define KEEPSAFE_SANDBOX_ACCESSCONTROL_CONTENT_H
 
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -31,7 +32,13 @@ struct KeptDefinition {
     std::vector<std::int32_t> bits; ///< in the order of the grant
 };
 
-/// The ids that come next. They never go back.
+/// What follows a number; the last one of all is followed by itself.
+inline std::int32_t nextAfter(std::int32_t number) noexcept
+{
+    return number == std::numeric_limits<std::int32_t>::max() ? number : number + 1;
+}
+
+/// The ids that come next. They never go back; the last number of all is never given out.
 struct NextIds {
     std::int32_t role = 1;
     std::int32_t definition = 1;

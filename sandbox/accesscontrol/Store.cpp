@@ -1,8 +1,8 @@
 #include "accesscontrol/Store.h"
 
+#include <algorithm>
 #include <unordered_set>
-
-#include <boost/lexical_cast.hpp>
+#include <utility>
 
 #include "accesscontrol/stored_texts.h"
 #include "database/Transaction.h"
@@ -43,8 +43,6 @@ private:
     Database& database_;
     const char* table_;
 };
-
-} // namespace
 
 /// Reads table by table, so that what a row refers to is there before it.
 class ContentReader {
@@ -107,6 +105,13 @@ private:
                                                      storedState(row[4]), storedNumber(row[5])});
                          objects_.insert(content_.objects.back().number);
                      });
+        for (const KeptObject& object : content_.objects) {
+            if (object.registeredWith != 0 && objects_.count(object.registeredWith) == 0) {
+                throw DatabaseError("cannot use what is stored in AUTH_MAIN.ACTL_ManagedObject, " +
+                                    std::to_string(object.number) +
+                                    ": the object that it was registered with is not there");
+            }
+        }
     }
 
     void readDefinitions()
@@ -146,12 +151,10 @@ private:
                              storedNumber(row[1]);
                      });
         // Both are made by `init`; whoever removes them must not make ids come again all the same.
-        const auto past = [](std::int32_t& next, std::int32_t last) {
-            next = std::max(next, last == std::numeric_limits<std::int32_t>::max() ? last : last + 1);
-        };
-        past(content_.next.role, content_.roles.back().id);
+        content_.next.role = std::max(content_.next.role, nextAfter(content_.roles.back().id));
         if (!content_.definitions.empty()) {
-            past(content_.next.definition, content_.definitions.back().id);
+            content_.next.definition =
+                std::max(content_.next.definition, nextAfter(content_.definitions.back().id));
         }
     }
 
@@ -161,8 +164,6 @@ private:
     std::unordered_set<std::int32_t> bits_;
     std::unordered_set<std::int32_t> objects_;
 };
-
-namespace {
 
 /// The statements of one transaction. Those of a kind stand together, so that each is prepared once.
 class ContentWriter {

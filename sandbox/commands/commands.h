@@ -16,6 +16,7 @@ void addGenerateCommand(CLI::App& program);
 void addInitCommand(CLI::App& program);
 void addTokenCommand(CLI::App& program);
 void addCriteriaCommand(CLI::App& program);
+void addImportCommand(CLI::App& program);
 
 } // namespace keepsafe_sandbox
 

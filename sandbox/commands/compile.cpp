@@ -6,6 +6,7 @@
 #include "cachewriter/publish_cache.h"
 #include "commands/commands.h"
 #include "commands/options.h"
+#include "commands/published_line.h"
 #include "policy/Element.h"
 #include "policy/policy_image.h"
 #include "policy/policy_reader.h"
@@ -39,9 +40,7 @@ void compile(const CompileOptions& options)
     PosixFileSystem fileSystem;
     const std::uint64_t generation = publishCache(fileSystem, location, covers, imageOf(policy),
                                                   policy.operations, options.publish.renumber());
-    std::cout << location.accessCache() << ": generation " << generation << ", " << policy.objects.size()
-              << " objects, " << policy.accessDefinitions.size() << " access definitions, "
-              << policy.roles.size() << " roles, " << policy.operations.size() << " operations\n";
+    std::cout << publishedLine(location, generation, policy) << '\n';
 }
 
 } // namespace

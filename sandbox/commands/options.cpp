@@ -2,15 +2,20 @@
 
 namespace keepsafe_sandbox {
 
+void addRenumberFlag(CLI::App& command, bool& renumber)
+{
+    command.add_flag("--renumber", renumber,
+                     "Let operations change their bits. Running processes keep the old bits until they are "
+                     "started anew, and the other caches of the root have to be published again");
+}
+
 void PublishOptions::addTo(CLI::App& command)
 {
     command.add_option("--root", root_, "Installation root to publish under")->required()->type_name("DIR");
     command.add_option("--id", cacheId_, "Id of the access cache: the name of its directory")
         ->required()
         ->type_name("ID");
-    command.add_flag("--renumber", renumber_,
-                     "Let operations change their bits. Running processes keep the old bits until they are "
-                     "started anew, and the other caches of the root have to be published again");
+    addRenumberFlag(command, renumber_);
 }
 
 } // namespace keepsafe_sandbox

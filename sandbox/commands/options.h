@@ -10,6 +10,9 @@
 
 namespace keepsafe_sandbox {
 
+/// The flag of commands whose policy may let published operations change their bits.
+void addRenumberFlag(CLI::App& command, bool& renumber);
+
 /// The options of commands that publish a cache.
 class PublishOptions {
 public:

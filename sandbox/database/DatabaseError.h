@@ -12,6 +12,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// The database did not say that it has made the changes of a transaction. It may have.
+class CommitError : public DatabaseError {
+public:
+    using DatabaseError::DatabaseError;
+};
+
 } // namespace keepsafe_sandbox
 
 #endif

@@ -44,7 +44,11 @@ void Transaction::commit()
 {
     requireOpen();
     state_ = Failed;
-    const Statement statement(connection_.get(), attempt_, "COMMIT", {}, Statement::Command);
+    try {
+        const Statement statement(connection_.get(), attempt_, "COMMIT", {}, Statement::Command);
+    } catch (const DatabaseError& error) {
+        throw CommitError(error.what());
+    }
     state_ = Committed;
 }
 

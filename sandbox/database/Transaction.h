@@ -11,8 +11,7 @@ namespace keepsafe_sandbox {
 /// Changes that the database makes together or not at all, on a connection of their own. Unless `commit` has
 /// returned, they are undone when the object goes. One thread.
 ///
-/// A failure is thrown as `DatabaseError`, and ends the transaction: all that follows is refused. When it is
-/// `commit` that throws, the database may have made the changes or not: it may have died behind them.
+/// A failure is thrown as `DatabaseError`, and ends the transaction: all that follows is refused.
 class Transaction {
 public:
     /// `attempt`: what all of it is for; it completes "cannot ..." in messages.
@@ -24,6 +23,7 @@ public:
     /// Runs a statement that changes data. The connection keeps the last few statements prepared: the same
     /// text again costs the least.
     void change(const std::string& sql, const Database::Texts& parameters = {});
+    /// Throws `CommitError`: when the connection is lost, nobody can tell whether the changes are made.
     void commit();
 
 private:

@@ -1,0 +1,17 @@
+#ifndef KEEPSAFE_SANDBOX_COMMANDS_PUBLISHED_LINE_H
+#define KEEPSAFE_SANDBOX_COMMANDS_PUBLISHED_LINE_H
+
+#include <cstdint>
+#include <string>
+
+#include "cachewriter/CacheLocation.h"
+#include "policy/Policy.h"
+
+namespace keepsafe_sandbox {
+
+/// What a command says that has published a policy.
+std::string publishedLine(const CacheLocation& location, std::uint64_t generation, const Policy& policy);
+
+} // namespace keepsafe_sandbox
+
+#endif
