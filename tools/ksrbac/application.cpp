@@ -14,6 +14,7 @@
 
 #include "cli/command_line.h"
 #include "commands/commands.h"
+#include "commands/service_commands.h"
 #include "log/library_logger.h"
 
 namespace ksrbac {
@@ -77,6 +78,10 @@ struct Runner {
     ExitStatus operator()(const TokenRolesOptions& options) const
     {
         return runTokenRoles(options, json, console);
+    }
+    ExitStatus operator()(const ServiceCommand& command) const
+    {
+        return runServiceCommand(command, json, console);
     }
 };
 

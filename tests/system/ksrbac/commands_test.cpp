@@ -231,7 +231,22 @@ TEST_F(Help, OfEveryCommandHasAnExample)
                                                {"token"},
                                                {"token", "verify"},
                                                {"token", "show"},
-                                               {"token", "roles"}}) {
+                                               {"token", "roles"},
+                                               {"role"},
+                                               {"role", "list"},
+                                               {"role", "get"},
+                                               {"role", "create"},
+                                               {"role", "update"},
+                                               {"role", "delete"},
+                                               {"object"},
+                                               {"object", "get"},
+                                               {"object", "set-inherit"},
+                                               {"access"},
+                                               {"access", "list"},
+                                               {"access", "add"},
+                                               {"access", "delete"},
+                                               {"operation"},
+                                               {"operation", "list"}}) {
         std::string name = "ksrbac";
         std::vector<std::string> arguments{KSRBAC_BINARY};
         for (const std::string& word : command) {

@@ -29,10 +29,12 @@ protected:
 
 TEST_F(Completion, OffersCommandsAndTheirOptions)
 {
-    EXPECT_EQ(offered({"ksrbac", ""}), "check\ncache\noperations\ntoken\n");
+    EXPECT_EQ(offered({"ksrbac", ""}), "check\ncache\noperations\ntoken\nrole\nobject\naccess\noperation\n");
     EXPECT_EQ(offered({"ksrbac", "cache", "v"}), "verify\n");
     EXPECT_EQ(offered({"ksrbac", "cache", "verify", "--m"}), "--max-faults\n");
-    EXPECT_EQ(offered({"ksrbac", "--log-level", "4", "op"}), "operations\n");
+    EXPECT_EQ(offered({"ksrbac", "--log-level", "4", "op"}), "operations\noperation\n");
+    EXPECT_EQ(offered({"ksrbac", "operation", ""}), "list\n");
+    EXPECT_EQ(offered({"ksrbac", "role", "u"}), "update\n");
     EXPECT_EQ(offered({"ksrbac", "check", "--ro"}), "--roles\n--root\n");
 }
 
@@ -59,8 +61,17 @@ TEST_F(Completion, OffersFilesForAToken)
     EXPECT_EQ(offered({"ksrbac", "token", "verify", root_.path("tok")}), path);
 }
 
+TEST_F(Completion, OffersTheWordsOfAChoice)
+{
+    EXPECT_EQ(offered({"ksrbac", "object", "set-inherit", "|A|", "o"}), "on\noff\n");
+    EXPECT_EQ(offered({"ksrbac", "access", "add", "|A|", "--propagation", "OBJ"}),
+              "OBJECT\nOBJECT_AND_CHILDREN\n");
+}
+
 TEST_F(Completion, OffersNothingForFreeText)
 {
+    EXPECT_EQ(offered({"ksrbac", "role", "get", ""}), "");
+    EXPECT_EQ(offered({"ksrbac", "object", "set-inherit", "|A"}), "");
     EXPECT_EQ(offered({"ksrbac", "check", "--operation", ""}), "");
     EXPECT_EQ(offered({"ksrbac", "check", "|A"}), "");
 }
@@ -69,9 +80,11 @@ TEST(ManualPage, HasTheSectionsOfAManualPage)
 {
     const std::string page = readFile(KSRBAC_MANUAL);
     for (const char* part :
-         {".TH KSRBAC \"1\"", ".SH NAME\nksrbac \\- ask access caches, and examine caches and tokens",
+         {".TH KSRBAC \"1\"",
+          ".SH NAME\nksrbac \\- ask for access decisions, and manage roles, objects and grants",
           ".SH SYNOPSIS", ".SH DESCRIPTION", ".SH OPTIONS", "\\fB\\-\\-root\\fR DIR", ".SH COMMANDS",
-          ".SS \"ksrbac cache verify\"", ".SS \"ksrbac token show\"", ".SH FILES"}) {
+          ".SS \"ksrbac cache verify\"", ".SS \"ksrbac token show\"", ".SS \"ksrbac access add\"",
+          ".SH FILES"}) {
         EXPECT_NE(page.find(part), std::string::npos) << part;
     }
 }

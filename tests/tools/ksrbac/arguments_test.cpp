@@ -169,7 +169,11 @@ TEST(CommandLine, UsageErrorsNameWhatIsWrong)
     EXPECT_EQ(message({}), "A subcommand is required");
     EXPECT_EQ(message({"cache"}), "A subcommand is required");
     EXPECT_EQ(message({"cache", "info"}), "CACHE is required");
-    EXPECT_EQ(message({"check", "--operation=|O|", "--roles=1"}), "--cache is required");
+    EXPECT_EQ(message({"role"}), "A subcommand is required");
+    EXPECT_EQ(message({"role", "get"}), "ID is required");
+    EXPECT_EQ(message({"role", "get", "1", "2"}), "The following argument was not expected: 2");
+    EXPECT_EQ(message({"access", "add", "|A|", "--role=1"}), "--operations is required");
+    EXPECT_EQ(message({"object", "set-inherit", "|A|"}), "INHERIT is required");
     EXPECT_EQ(message({"check", "--cache=c", "--roles=1"}), "--operation is required");
     EXPECT_EQ(message({"token", "verify"}), "FILE is required");
     EXPECT_EQ(message({"operations", "--log-level", "high"}), "Could not convert: --log-level = high");
@@ -184,11 +188,12 @@ TEST(CommandLine, HelpIsThatOfTheCommandNamed)
         return text.substr(0, text.find('\n'));
     };
     EXPECT_EQ(help({"--help"}), "Usage: ksrbac [OPTION]... COMMAND");
-    EXPECT_EQ(help({"check", "-h"}),
-              "Usage: ksrbac check [OPTION]... --cache ID_OR_DIR --operation NS [OBJECT...]");
+    EXPECT_EQ(help({"check", "-h"}), "Usage: ksrbac check [OPTION]... --operation NS [OBJECT...]");
     EXPECT_EQ(help({"cache", "--help"}), "Usage: ksrbac cache [OPTION]... COMMAND");
     EXPECT_EQ(help({"cache", "verify", "--help"}), "Usage: ksrbac cache verify [OPTION]... CACHE");
     EXPECT_EQ(help({"operations", "--help"}), "Usage: ksrbac operations [OPTION]...");
+    EXPECT_EQ(help({"access", "add", "--help"}),
+              "Usage: ksrbac access add [OPTION]... NS --role ID --operations NS,...");
     EXPECT_EQ(help({"token", "show", "--help"}), "Usage: ksrbac token show [OPTION]... FILE");
 }
 

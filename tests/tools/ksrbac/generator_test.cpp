@@ -15,7 +15,8 @@ bool contains(const std::string& text, const std::string& part)
 TEST(BashCompletion, KnowsCommandsOptionsAndValues)
 {
     const std::string script = ksrbac::bashCompletion();
-    EXPECT_TRUE(contains(script, "['ksrbac']='check cache operations token'\n")) << script;
+    EXPECT_TRUE(contains(script, "['ksrbac']='check cache operations token role object access operation'\n"))
+        << script;
     EXPECT_TRUE(contains(script, "['ksrbac cache']='info verify'\n"));
     EXPECT_TRUE(contains(script, "['ksrbac cache verify']='-h --help --max-faults --version --root --json "
                                  "--log-level'\n"));
@@ -30,9 +31,14 @@ TEST(BashCompletion, KnowsCommandsOptionsAndValues)
 TEST(ManualSections, HoldTheHelpOfEveryCommand)
 {
     const std::string sections = ksrbac::manualSections();
-    for (const char* command :
-         {"ksrbac check", "ksrbac cache", "ksrbac cache info", "ksrbac cache verify", "ksrbac operations",
-          "ksrbac token", "ksrbac token verify", "ksrbac token show", "ksrbac token roles"}) {
+    for (const char* command : {"ksrbac check",         "ksrbac cache",       "ksrbac cache info",
+                                "ksrbac cache verify",  "ksrbac operations",  "ksrbac token",
+                                "ksrbac token verify",  "ksrbac token show",  "ksrbac token roles",
+                                "ksrbac role",          "ksrbac role list",   "ksrbac role get",
+                                "ksrbac role create",   "ksrbac role update", "ksrbac role delete",
+                                "ksrbac object",        "ksrbac object get",  "ksrbac object set-inherit",
+                                "ksrbac access",        "ksrbac access list", "ksrbac access add",
+                                "ksrbac access delete", "ksrbac operation",   "ksrbac operation list"}) {
         EXPECT_TRUE(contains(sections, std::string(".SS \"") + command + "\"\n")) << command;
     }
     EXPECT_TRUE(contains(sections, "\\-\\-objects\\-from FILE|\\-"));

@@ -7,6 +7,8 @@
 #include <variant>
 #include <vector>
 
+#include "cli/service_options.h"
+
 namespace ksrbac {
 
 /// Accepted before and after the command.
@@ -17,7 +19,8 @@ struct GlobalOptions {
 };
 
 struct CheckOptions {
-    std::string cache;
+    std::optional<std::string> cache;     ///< nothing: the service is asked
+    std::optional<std::string> coveredBy; ///< the namespace that the service is asked about
     std::string operation;
     std::optional<std::string> roles;
     std::optional<std::string> sessionTokenFile;
@@ -55,8 +58,9 @@ struct ProgramText {
     std::string text;
 };
 
-using Command = std::variant<ProgramText, CheckOptions, CacheInfoOptions, CacheVerifyOptions,
-                             OperationsOptions, TokenVerifyOptions, TokenShowOptions, TokenRolesOptions>;
+using Command =
+    std::variant<ProgramText, CheckOptions, CacheInfoOptions, CacheVerifyOptions, OperationsOptions,
+                 TokenVerifyOptions, TokenShowOptions, TokenRolesOptions, ServiceCommand>;
 
 struct Invocation {
     GlobalOptions global;

@@ -15,10 +15,10 @@ constexpr char PROGRAM_FOOTER[] =
     R"(Run 'ksrbac COMMAND --help' for more on a command.
 
 Exit status:
-  0    all allowed; no fault found; valid; listed
+  0    all allowed; no fault found; valid; listed; done
   1    some denied; faults found; not valid
   2    usage error, or an input that is malformed or cannot be read
-  3    the library reported a status or failed
+  3    the library reported a status or failed; the service refused
   4    standard output could not be written
 
 Example:
@@ -33,6 +33,13 @@ verified and its roles are looked up in the database as in every process of the
 product; a token that is not valid, has expired or is not known to the database
 ends the command with 3. Exactly one of the two options is needed.
 
+Who decides: with --cache that access cache, whether or not enforcement is
+switched on. Without it the answer is that of a process of the product: where
+enforcement (feature 1 of the configuration) is on, the access-control service
+is asked once which access cache serves the namespace of --for, and that cache
+decides; where it is off, everything is allowed, neither roles nor tokens are
+looked at, and a note on standard error says so.
+
 Prints one line per object, in order: "allow" or "deny", a tab, and the object
 as it was given. With --json it prints {"object":...,"operation":...,
 "allowed":...} with the object in its canonical text form. Objects given as
@@ -40,8 +47,7 @@ arguments come first, then those of --objects-from.
 
 An object is allowed when one of the roles holds the operation on it. Operations
 come from the installation's operation cache; one that it does not know is
-denied everywhere. Role 0 is allowed everything, and no role nothing. The cache
-is asked whether or not enforcement is switched on.
+denied everywhere. Role 0 is allowed everything, and no role nothing.
 
 A line of the file is one object to the last byte: white space around it, a
 carriage return or nothing at all on a line make it malformed. Malformed objects
@@ -59,8 +65,10 @@ constexpr char CHECK_FOOTER[] =
     '|KEEPSAFE|PROTECTION|'
   ksrbac check --cache ./cache --operation '|OPERATIONS|VIEW|' --roles=-5,3 \
     --objects-from objects.txt
-  ksrbac check --cache main --operation '|OPERATIONS|VIEW|' \
-    --session-token-file token '|KEEPSAFE|PROTECTION|')";
+  ksrbac check --operation '|OPERATIONS|VIEW|' --session-token-file token \
+    '|KEEPSAFE|PROTECTION|'
+  ksrbac check --for '|STORAGE|' --operation '|OPERATIONS|VIEW|' --roles 17 \
+    '|STORAGE|disk-01|')";
 
 constexpr char CACHE_FOOTER[] = R"(Example:
   ksrbac cache verify main)";
@@ -105,7 +113,9 @@ constexpr char VERIFY_FOOTER[] = R"(Example:
 constexpr char OPERATIONS_DESCRIPTION[] =
     R"(List the operations of the operation cache.
 
-Prints each operation of the installation with its permission bit, by bit.
+Prints each operation of the installation with its permission bit, by bit, from
+the file that checks on this host use. 'ksrbac operation list' asks the service
+instead, which knows operations that this host has not heard of yet.
 
 Exit status: 0 listed, 2 usage error, 3 the library reported a status or failed,
 4 standard output could not be written.)";
@@ -132,7 +142,8 @@ CLI::App* addCommand(CLI::App& parent, const char* name, const char* description
     return command;
 }
 
-OptionTree::OptionTree() : app_("Ask access caches for decisions, and examine caches and tokens.", "ksrbac")
+OptionTree::OptionTree()
+    : app_("Ask for access decisions, examine caches and tokens, and manage the service.", "ksrbac")
 {
     app_.formatter(std::make_shared<HelpFormatter>());
     app_.set_help_flag("-h,--help", "Show this help and exit");
@@ -144,6 +155,10 @@ OptionTree::OptionTree() : app_("Ask access caches for decisions, and examine ca
     addCache();
     addOperations();
     addToken();
+    addRole();
+    addObject();
+    addAccess();
+    addOperation();
 }
 
 void OptionTree::addGlobalOptions()
@@ -162,8 +177,11 @@ void OptionTree::addCheck()
 {
     CLI::App* command = addCommand(app_, "check", CHECK_DESCRIPTION, CHECK_FOOTER);
     command->add_option("--cache", check_.cache, "Cache: a directory if it has a slash, else an id")
-        ->type_name(value_name::CACHE)
-        ->required();
+        ->type_name(value_name::CACHE);
+    command
+        ->add_option("--for", check_.coveredBy,
+                     "Namespace whose access cache is asked for in place\nof |, without --cache")
+        ->type_name("NS");
     command->add_option("--operation", check_.operation, "Namespace of the operation")
         ->type_name("NS")
         ->required();

@@ -25,6 +25,10 @@ private:
     void addCache();
     void addOperations();
     void addToken();
+    void addRole();
+    void addObject();
+    void addAccess();
+    void addOperation();
 
     CLI::App app_;
     Invocation parsed_;
@@ -34,6 +38,7 @@ private:
     TokenVerifyOptions tokenVerify_;
     TokenShowOptions tokenShow_;
     TokenRolesOptions tokenRoles_;
+    ServiceOptions service_;
 };
 
 /// Adds a command to the program or to a command. The first line of a description stands for the command in
@@ -45,6 +50,8 @@ namespace value_name {
 inline constexpr char CACHE[] = "ID_OR_DIR";
 inline constexpr char DIRECTORY[] = "DIR";
 inline constexpr char FILE_OR_STDIN[] = "FILE|-";
+inline constexpr char PROPAGATION[] = "PROPAGATION";
+inline constexpr char SWITCH[] = "on|off";
 } // namespace value_name
 
 } // namespace ksrbac

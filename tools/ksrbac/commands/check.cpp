@@ -1,22 +1,16 @@
 #include <cstddef>
 #include <set>
-#include <stdexcept>
 #include <string>
 #include <variant>
 
-#include <boost/lexical_cast/try_lexical_convert.hpp>
-#include <boost/make_shared.hpp>
-
-#include <keepsafe/cache/AccessCache.h>
-#include <keepsafe/cache/Manifest.h>
 #include <keepsafe/cache/OperationCache.h>
-#include <keepsafe/platform/status/EC_exception.h>
-#include <keepsafe/rbac/client/DiskAccessControlClient.h>
+#include <keepsafe/rbac/client/AccessControlClient.h>
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
-#include "cli/cache_location.h"
+#include "cli/arguments.h"
 #include "cli/role_ids.h"
 #include "commands/Decider.h"
+#include "commands/clients.h"
 #include "commands/commands.h"
 #include "commands/load_operations.h"
 #include "commands/make_checker.h"
@@ -38,6 +32,9 @@ void requireConsistent(const CheckOptions& options)
     }
     if (options.roles.has_value() == options.sessionTokenFile.has_value()) {
         throw InputError("check: give either --roles or --session-token-file");
+    }
+    if (options.cache && options.coveredBy) {
+        throw InputError("check: --for is for the service, which --cache does not ask");
     }
     if (options.sessionTokenFile == STANDARD_INPUT && options.objectsFrom == STANDARD_INPUT) {
         throw InputError("check: --session-token-file and --objects-from cannot both be standard input");
@@ -67,24 +64,14 @@ struct CheckerMaker {
     }
 };
 
-Rbac::ObjectNamespace parseOperation(const std::string& text)
+boost::shared_ptr<Rbac::AccessControlClient> makeClient(const CheckOptions& options,
+                                                        Rbac::OperationCache& operations)
 {
-    Rbac::ObjectNamespace operation;
-    if (!boost::conversion::try_lexical_convert(text, operation)) {
-        throw InputError("--operation: not a namespace: \"" + escapeForMessage(text) + '"');
+    if (options.cache) {
+        return openClient(*options.cache, operations);
     }
-    return operation;
-}
-
-boost::shared_ptr<const Rbac::AccessCache> openCache(const Rbac::Manifest& manifest)
-{
-    try {
-        return boost::make_shared<Rbac::AccessCache>(manifest);
-    } catch (const EC_exception&) {
-        throw;
-    } catch (const std::runtime_error& error) {
-        throw std::runtime_error(manifest.directory + ": " + error.what());
-    }
+    return requestClient(options.coveredBy ? parseNamespace("--for", *options.coveredBy)
+                                           : Rbac::ObjectNamespace());
 }
 
 /// Reads the operation cache once, so that an unknown operation is told here and not as a denial without a
@@ -124,13 +111,17 @@ ExitStatus runCheck(const CheckOptions& options, bool json, Console& console)
 {
     requireConsistent(options);
     const Caller caller = readCaller(options);
-    const Rbac::ObjectNamespace operation = parseOperation(options.operation);
-    const CacheLocation location = locateCache(options.cache);
-    const Rbac::Manifest manifest(location.id, location.directory);
+    const Rbac::ObjectNamespace operation = parseNamespace("--operation", options.operation);
     Rbac::OperationCache operations;
-    Rbac::DiskAccessControlClient client(manifest.ns, openCache(manifest), operations);
-    noteUnknown(operations, operation, console);
-    const auto checker = std::visit(CheckerMaker{client, operation}, caller);
+    const auto client = makeClient(options, operations);
+    if (isEnforcing(*client)) {
+        noteUnknown(operations, operation, console);
+    } else {
+        console.complain(
+            "note: enforcement is off (feature 1 of the configuration): everything is allowed, and "
+            "neither roles nor tokens are looked at");
+    }
+    const auto checker = std::visit(CheckerMaker{*client, operation}, caller);
     Decider decider(*checker, operation, json, console);
     decideAll(options, decider, console);
     return decider.status();

@@ -38,6 +38,12 @@ _ksrbac_value() {
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
         compopt -o filenames 2>/dev/null
         ;;
+    PROPAGATION)
+        mapfile -t COMPREPLY < <(compgen -W 'OBJECT CHILDREN OBJECT_AND_CHILDREN' -- "$current")
+        ;;
+    'on|off')
+        mapfile -t COMPREPLY < <(compgen -W 'on off' -- "$current")
+        ;;
     esac
 }
 

@@ -48,7 +48,8 @@ void addCommands(const CLI::App& app, std::string& out)
 std::string manualSections()
 {
     OptionTree tree;
-    std::string out = "[NAME]\nksrbac \\- ask access caches, and examine caches and tokens\n\n[COMMANDS]\n";
+    std::string out =
+        "[NAME]\nksrbac \\- ask for access decisions, and manage roles, objects and grants\n\n[COMMANDS]\n";
     addCommands(tree.app(), out);
     out += "\n[FILES]\n"
            "All paths are below the installation root, /usr/kshome unless \\-\\-root says otherwise.\n"

@@ -45,6 +45,18 @@ void appendAscii(std::string& out, char c)
 
 } // namespace
 
+bool isUtf8(std::string_view text)
+{
+    while (!text.empty()) {
+        const std::size_t length = utf8Length(text);
+        if (length == 0) {
+            return false;
+        }
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
 std::string jsonString(std::string_view text)
 {
     std::string out = "\"";

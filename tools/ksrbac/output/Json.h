@@ -8,6 +8,9 @@
 
 namespace ksrbac {
 
+/// Whether JSON can carry the text as it is.
+bool isUtf8(std::string_view text);
+
 /// A JSON string with its quotes. Bytes that are not UTF-8 become U+FFFD, since JSON cannot carry them.
 std::string jsonString(std::string_view text);
 

@@ -1,0 +1,90 @@
+#ifndef KEEPSAFE_TESTS_TOOLS_KSRBAC_SERVICETEST_H
+#define KEEPSAFE_TESTS_TOOLS_KSRBAC_SERVICETEST_H
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "StringSink.h"
+#include "support/Certificates.h"
+#include "support/HttpsServer.h"
+#include "support/TempDir.h"
+#include "support/own_address.h"
+
+namespace keepsafe_test {
+
+/// A private installation whose master server is an HTTPS server within the test, which plays what it is told
+/// to and records what comes. The whole tool runs within the test's process.
+class ServiceTest : public testing::Test {
+protected:
+    ServiceTest()
+    {
+        configure("master_server = \"" + address_ + "\"\n[features]\nenabled = [1]\n" + tlsSection());
+    }
+
+    void configure(const std::string& text) const
+    {
+        writeFile(root_.path("etc/keepsafe.toml"), text + logSection());
+    }
+    [[nodiscard]] std::string tlsSection() const
+    {
+        return "[tls]\ncertificate = \"" + client_.certificate + "\"\nkey = \"" + client_.key +
+               "\"\nca = \"" + authority_.file() + "\"\n";
+    }
+
+    [[nodiscard]] ProgramRun run(std::vector<std::string> arguments) const
+    {
+        arguments.insert(arguments.begin(), {"--root", root_.path()});
+        return runProgram(arguments);
+    }
+
+    /// The message of a command that has to fail with the exit status, without "ksrbac: " and line feed, and
+    /// without a result.
+    [[nodiscard]] std::string messageOf(const std::vector<std::string>& arguments,
+                                        ksrbac::ExitStatus status) const
+    {
+        const ProgramRun result = run(arguments);
+        EXPECT_EQ(result.status, status) << result.messages;
+        EXPECT_EQ(result.results, "");
+        const std::string begin = "ksrbac: ";
+        EXPECT_EQ(result.messages.rfind(begin, 0), 0U) << result.messages;
+        return result.messages.substr(begin.size(), result.messages.size() - begin.size() - 1);
+    }
+
+    /// "METHOD target body" of each request so far.
+    [[nodiscard]] std::vector<std::string> requests() const
+    {
+        std::vector<std::string> texts;
+        for (const RecordedRequest& request : server_.requests()) {
+            texts.push_back(request.method + ' ' + request.target +
+                            (request.body.empty() ? "" : ' ' + request.body));
+        }
+        return texts;
+    }
+
+    TempRoot root_;
+    const std::string address_ = ownAddress();
+    const CertificateAuthority authority_{root_.path(), "ca"};
+    const CertificateFiles client_ = authority_.issueForClient("host");
+    HttpsServer server_{serverSettings()};
+
+private:
+    [[nodiscard]] HttpsServer::Settings serverSettings() const
+    {
+        HttpsServer::Settings settings;
+        settings.certificate = authority_.issue({"server", "serverAuth", "IP:" + address_});
+        settings.clientCa = authority_.file();
+        settings.address = address_;
+        settings.port = 1556;
+        return settings;
+    }
+    [[nodiscard]] std::string logSection() const
+    {
+        return "[log]\ndestination = \"file:" + root_.path("log") + "\"\n";
+    }
+};
+
+} // namespace keepsafe_test
+
+#endif

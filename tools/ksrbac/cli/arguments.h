@@ -1,0 +1,41 @@
+#ifndef KSRBAC_CLI_ARGUMENTS_H
+#define KSRBAC_CLI_ARGUMENTS_H
+
+#include <cstddef>
+#include <list>
+#include <string>
+
+#include <keepsafe/rbac/api/ManagedObjects.h>
+#include <keepsafe/rbac/namespace/ObjectNamespace.h>
+
+/// \file
+/// Values that arguments stand for. `name` is the argument's name for messages. All throw `InputError` that
+/// names the argument and shows what is wrong with it.
+
+namespace ksrbac {
+
+Tessara::Keepsafe::Rbac::ObjectNamespace parseNamespace(const std::string& name, const std::string& text);
+
+/// One or more namespaces with commas between them. A comma always separates: one that is part of a name is
+/// written %2C, as the text form has it.
+std::list<Tessara::Keepsafe::Rbac::ObjectNamespace> parseNamespaces(const std::string& name,
+                                                                    const std::string& text);
+
+/// The id of a role as the service gives them out: decimal, from 0 to 2147483647.
+int parseServiceRoleId(const std::string& name, const std::string& text);
+
+/// "on" or "off".
+bool parseSwitch(const std::string& name, const std::string& text);
+
+Tessara::Keepsafe::Rbac::Propagation parsePropagation(const std::string& name, const std::string& text);
+
+/// An id that can be one part of a path as it stands: letters, digits, '-', '.', '_' and '~', and neither "."
+/// nor "..", which would name another resource.
+std::string requirePathPart(const std::string& name, const std::string& text);
+
+/// A text that a JSON document can carry, and not longer than the service takes it.
+std::string requireText(const std::string& name, const std::string& text, std::size_t longest);
+
+} // namespace ksrbac
+
+#endif
