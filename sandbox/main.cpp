@@ -29,6 +29,7 @@ int run(int argc, char** argv)
     addCompileCommand(program);
     addGenerateCommand(program);
     addInitCommand(program);
+    addServeCommand(program);
     addTokenCommand(program);
     addCriteriaCommand(program);
     addImportCommand(program);

@@ -14,6 +14,7 @@ constexpr int EXIT_BAD_INPUT = 2;     ///< usage, or a document that cannot be u
 void addCompileCommand(CLI::App& program);
 void addGenerateCommand(CLI::App& program);
 void addInitCommand(CLI::App& program);
+void addServeCommand(CLI::App& program);
 void addTokenCommand(CLI::App& program);
 void addCriteriaCommand(CLI::App& program);
 void addImportCommand(CLI::App& program);

@@ -11,9 +11,6 @@
 
 namespace keepsafe_sandbox {
 
-/// The id of the one access cache, which covers all names.
-constexpr char SERVICE_CACHE_ID[] = "service";
-
 /// Longest body of a request: for one resource, and for those that carry many.
 constexpr std::size_t MOST_BODY_BYTES = std::size_t(8) * 1024 * 1024;
 constexpr std::size_t MOST_BULK_BODY_BYTES = std::size_t(64) * 1024 * 1024;
