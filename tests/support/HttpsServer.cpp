@@ -203,6 +203,8 @@ private:
             session.breakOff();
             break;
         case Greeting::Reset:
+            // Before that, the client may not even have seen that it is connected.
+            static_cast<void>(session.readable());
             session.reset();
             break;
         case Greeting::NotTls:

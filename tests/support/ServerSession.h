@@ -54,6 +54,8 @@ public:
     /// From any thread: ends whatever its thread waits for.
     void end() { bell_.ring(); }
 
+    /// Waits for something of the client's; false when there will be nothing.
+    bool readable() { return bell_.waitFor(socket_.number()) == Bell::Outcome::Ready; }
     /// False when it failed; the connection is then closed.
     bool handshake(SSL_CTX* context);
     /// False when the connection ended before a whole request came.
@@ -73,7 +75,6 @@ private:
         void operator()(SSL* ssl) const noexcept { SSL_free(ssl); }
     };
 
-    bool readable() { return bell_.waitFor(socket_.number()) == Bell::Outcome::Ready; }
     bool readMore();
     void drain();
     void readToTheEnd();

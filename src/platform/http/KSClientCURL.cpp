@@ -44,7 +44,7 @@ void logFailure(int status, const char* method, const http::ConnectionKey& key, 
     if (status == CURLE_SSL_CERTPROBLEM) {
         logmsgf(Platform::LOG_LEVEL_ERROR, http::TAG,
                 "cannot use the certificate \"%s\" with the private key \"%s\": %s",
-                key.files.certificate.path.c_str(), key.files.key.path.c_str(), reason.c_str());
+                key.files.certificate.path.c_str(), key.files.key.c_str(), reason.c_str());
     } else if (status == CURLE_SSL_CACERT_BADFILE) {
         logmsgf(Platform::LOG_LEVEL_ERROR, http::TAG, "cannot use the CA certificates \"%s\": %s",
                 key.files.ca.path.c_str(), reason.c_str());

@@ -36,34 +36,56 @@ int failToRead(const Kind& kind, const std::string& path, int errorNumber)
     return failToRead(kind, path, std::generic_category().message(errorNumber));
 }
 
-int find(const Kind& kind, const std::string& path, TlsFile& file)
+int requireConfigured(const Kind& kind, const std::string& path)
 {
     if (path.empty()) {
         logmsgf(LOG_LEVEL_ERROR, TAG, "no %s: \"%s\" is not configured", kind.name, kind.setting);
+        return kind.status;
+    }
+    return CURLE_OK;
+}
+
+int requireRegular(const Kind& kind, const std::string& path, const struct stat& status)
+{
+    return S_ISREG(status.st_mode) ? CURLE_OK : failToRead(kind, path, "not a regular file");
+}
+
+int find(const Kind& kind, const std::string& path, TlsFile& file)
+{
+    if (requireConfigured(kind, path) != CURLE_OK) {
         return kind.status;
     }
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) {
         return failToRead(kind, path, errno);
     }
-    if (!S_ISREG(status.st_mode)) {
-        return failToRead(kind, path, "not a regular file");
-    }
     file = {path, System::FileState(status)};
-    return CURLE_OK;
+    return requireRegular(kind, path, status);
 }
 
-int open(const Kind& kind, const TlsFile& file)
+int findHost(const Config& config, TlsFiles& files)
 {
-    if (file.path.empty()) {
+    int status = find(CERTIFICATE, config.tlsCertificate, files.certificate);
+    if (status == CURLE_OK) {
+        status = requireConfigured(KEY, config.tlsKey);
+        files.key = config.tlsKey;
+    }
+    return status;
+}
+
+int open(const Kind& kind, const std::string& path)
+{
+    if (path.empty()) {
         return CURLE_OK;
     }
-    const int descriptor = ::open(file.path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (descriptor < 0) {
-        return failToRead(kind, file.path, errno);
+        return failToRead(kind, path, errno);
     }
+    struct stat status {};
+    const int error = ::fstat(descriptor, &status) == 0 ? 0 : errno;
     ::close(descriptor);
-    return CURLE_OK;
+    return error == 0 ? requireRegular(kind, path, status) : failToRead(kind, path, error);
 }
 
 } // namespace
@@ -71,23 +93,17 @@ int open(const Kind& kind, const TlsFile& file)
 int findTlsFiles(const Config& config, bool authenticateHost, TlsFiles& files)
 {
     files = {};
-    int status = CURLE_OK;
-    if (authenticateHost) {
-        status = find(CERTIFICATE, config.tlsCertificate, files.certificate);
-        if (status == CURLE_OK) {
-            status = find(KEY, config.tlsKey, files.key);
-        }
-    }
+    const int status = authenticateHost ? findHost(config, files) : CURLE_OK;
     return status == CURLE_OK ? find(CA, config.tlsCa, files.ca) : status;
 }
 
 int checkReadable(const TlsFiles& files)
 {
-    int status = open(CERTIFICATE, files.certificate);
+    int status = open(CERTIFICATE, files.certificate.path);
     if (status == CURLE_OK) {
         status = open(KEY, files.key);
     }
-    return status == CURLE_OK ? open(CA, files.ca) : status;
+    return status == CURLE_OK ? open(CA, files.ca.path) : status;
 }
 
 } // namespace Tessara::Keepsafe::Platform::http

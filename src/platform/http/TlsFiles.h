@@ -23,7 +23,9 @@ struct TlsFile {
 /// The files that authenticate the host and its servers.
 struct TlsFiles {
     TlsFile certificate;
-    TlsFile key;
+    /// Only its path: with a new key comes a new certificate, and looking at two files takes less than at
+    /// three, for each request.
+    std::string key;
     TlsFile ca;
 
     friend bool operator==(const TlsFiles& left, const TlsFiles& right)
@@ -33,7 +35,8 @@ struct TlsFiles {
 };
 
 /// Finds the configured files; certificate and key only when the host authenticates itself. Returns 0, or
-/// libcurl's status for such a file when one is not configured or not there, which is then logged.
+/// libcurl's status for such a file when one is not configured, or is not there, which is then logged;
+/// whether the key is there, `checkReadable` finds out.
 int findTlsFiles(const Config& config, bool authenticateHost, TlsFiles& files);
 
 /// Returns 0, or libcurl's status for the first of the files that cannot be read, which is then logged.

@@ -88,7 +88,7 @@ void setSecurity(Options& options, const TlsFiles& files)
         .set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
     if (!files.certificate.path.empty()) {
         options.set(CURLOPT_SSLCERT, files.certificate.path.c_str())
-            .set(CURLOPT_SSLKEY, files.key.path.c_str())
+            .set(CURLOPT_SSLKEY, files.key.c_str())
             // Otherwise a key that is encrypted would be asked for on the terminal.
             .set(CURLOPT_KEYPASSWD, "");
     }
