@@ -2,6 +2,8 @@
 #define KEEPSAFE_TESTS_RBAC_API_SCRIPTEDSERVICE_H
 
 #include <deque>
+#include <exception>
+#include <functional>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -39,6 +41,7 @@ struct Response {
     int transfer = 0;
     long httpStatus = 0;
     std::string body;
+    std::exception_ptr thrown = nullptr; ///< instead of a response
 };
 
 /// HTTP clients that send nothing: they record requests and play responses back, in order.
@@ -47,12 +50,14 @@ public:
     [[nodiscard]] KSClientCURL_Base* create(const std::string& host, int port, int clientKind) override
     {
         created.push_back(host + ':' + std::to_string(port) + " kind " + std::to_string(clientKind));
-        return new Client(*this);
+        return onCreate ? onCreate() : new Client(*this);
     }
 
     std::deque<Response> responses;
     std::vector<Request> requests;
     std::vector<std::string> created;
+    std::vector<int> apiVersions;
+    std::function<KSClientCURL_Base*()> onCreate; ///< makes the clients, or fails to
     int living = 0;
 
 private:
@@ -75,7 +80,7 @@ private:
         }
         int Get(const std::string& path) override { return play({"GET", path, ""}); }
         int Delete(const std::string& path) override { return play({"DELETE", path, ""}); }
-        void setApiVersion(int /*version*/) override {}
+        void setApiVersion(int version) override { service_.apiVersions.push_back(version); }
         [[nodiscard]] long httpStatus() const override { return response_.httpStatus; }
         [[nodiscard]] const std::string& responseBody() const override { return response_.body; }
 
@@ -85,6 +90,9 @@ private:
             service_.requests.push_back(request);
             response_ = service_.responses.front();
             service_.responses.pop_front();
+            if (response_.thrown) {
+                std::rethrow_exception(response_.thrown);
+            }
             return response_.transfer;
         }
 

@@ -1,0 +1,327 @@
+/// Registering many objects: every way through the workflow.
+
+#include "Fault.h"
+#include "RegistrationTest.h"
+
+namespace {
+
+using keepsafe_test::BulkWorkCallback;
+using keepsafe_test::dataOf;
+using keepsafe_test::DefaultObjectRegistrationService;
+using keepsafe_test::Fault;
+using keepsafe_test::LogLine;
+using keepsafe_test::ObjectRegistrationData;
+using keepsafe_test::RegistrationTest;
+using Tessara::Keepsafe::Rbac::ObjectNamespace;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using Successful = std::set<ObjectNamespace>;
+
+class BulkTest : public RegistrationTest {
+protected:
+    int registerAll() { return service().bulkRegisterObjects(data_, callback_); }
+
+    /// B comes before A, with a child; the map puts A first.
+    void respondPending() const
+    {
+        respond(201, R"({"data":[{"id":"|B|","relationships":{"registeredObjects":{"data":)"
+                     R"([{"id":"|B|"},{"id":"|B|C|"}]}}},)"
+                     R"({"id":"|A|","relationships":{"registeredObjects":{"data":[{"id":"|A|"}]}}}]})");
+    }
+
+    static LogLine line(int level, const std::string& text)
+    {
+        return {level, tagOf("bulkRegisterObjects"), text};
+    }
+
+    [[nodiscard]] std::vector<LogLine> lines() const { return linesOf("bulkRegisterObjects"); }
+
+    /// The first request, and an update with these records.
+    static std::string registration()
+    {
+        const std::string attributes = R"("type":"objectRegistrationData","attributes":{"objectType":)"
+                                       R"("POLICY","ignoreAlreadyRegistered":false,)"
+                                       R"("accessControlAttributes":{},"relativeChildNamespaces":[]}})";
+        return R"(bulk-object-registration-requests {"data":[{"id":"|B|",)" + attributes +
+               R"(,{"id":"|A|",)" + attributes + "]}";
+    }
+
+    static std::string record(const std::string& object, const std::string& state)
+    {
+        return R"({"objectId":")" + object + R"(","state":")" + state + R"("})";
+    }
+
+    static std::string update(const std::string& records)
+    {
+        return R"(bulk-object-update-requests {"data":{"type":"managedObjectUpdate","attributes":)"
+               R"({"managedObjectsWithAttributes":[)" +
+               records + "]}}}";
+    }
+
+    void doThe(const Successful& successful) const
+    {
+        callback_->work = [successful](Successful& result) {
+            result = successful;
+            return 0;
+        };
+    }
+
+    void expectNothingDone() const
+    {
+        EXPECT_THAT(scripted_->created, IsEmpty());
+        EXPECT_EQ(callback_->invoked, 0);
+        EXPECT_THAT(callback_->told, IsEmpty());
+    }
+
+    const ObjectNamespace a_{"A"};
+    const ObjectNamespace b_{"B"};
+    DefaultObjectRegistrationService::DataList data_{dataOf(b_), dataOf(a_)};
+    const boost::shared_ptr<BulkWorkCallback> callback_ = boost::make_shared<BulkWorkCallback>();
+    const std::string deleted_ =
+        update(record("|A|", "DELETED") + ',' + record("|B|", "DELETED") + ',' + record("|B|C|", "DELETED"));
+    const LogLine begun_ = line(4, "Registering 2 objects");
+    const LogLine pending_ = line(2, "Successfully registered the objects in PENDING state.");
+    const LogLine success_ = line(2, "Callback success. Committing objects.");
+    const LogLine updated_ = line(2, "Successfully updated object states.");
+
+    static LogLine partly(const std::string& counts)
+    {
+        return line(16, "Callback failed. " + counts + ". Committing successful, rolling back failed.");
+    }
+};
+
+TEST_F(BulkTest, CommitsAllWhenAllSucceed)
+{
+    respondPending();
+    respond(201, "");
+    callback_->work = [this](Successful& successful) {
+        EXPECT_THAT(sent(), ElementsAre(registration()))
+            << "the objects are pending while the callback works";
+        successful = {a_, b_};
+        return 0;
+    };
+    EXPECT_EQ(registerAll(), 0);
+    EXPECT_EQ(callback_->invoked, 1);
+    EXPECT_TRUE(callback_->foundEmpty);
+    EXPECT_THAT(callback_->told, IsEmpty());
+    EXPECT_THAT(sent(),
+                ElementsAre(registration(), update(record("|A|", "READY") + ',' + record("|B|", "READY") +
+                                                   ',' + record("|B|C|", "READY"))));
+    EXPECT_THAT(lines(), ElementsAre(begun_, pending_, success_, updated_));
+}
+
+TEST_F(BulkTest, CommitsThoseThatSucceedAndRollsBackTheOthersInOneUpdate)
+{
+    respondPending();
+    respond(201, "");
+    doThe({b_});
+    EXPECT_EQ(registerAll(), 8022);
+    EXPECT_THAT(sent(),
+                ElementsAre(registration(), update(record("|B|", "READY") + ',' + record("|B|C|", "READY") +
+                                                   ',' + record("|A|", "DELETED"))));
+    EXPECT_THAT(lines(), ElementsAre(begun_, pending_, partly("successful=1, failed=1"), updated_));
+}
+
+TEST_F(BulkTest, RollsBackAllWhenNoneSucceeds)
+{
+    respondPending();
+    respond(201, "");
+    EXPECT_EQ(registerAll(), 8022);
+    EXPECT_THAT(sent(), ElementsAre(registration(), deleted_));
+    EXPECT_THAT(lines(), ElementsAre(begun_, pending_, partly("successful=0, failed=2"), updated_));
+}
+
+TEST_F(BulkTest, WhatTheCallbackReturnsDoesNotCount)
+{
+    respondPending();
+    respond(201, "");
+    callback_->work = [this](Successful& successful) {
+        successful = {a_, b_};
+        return 99;
+    };
+    EXPECT_EQ(registerAll(), 0);
+    EXPECT_THAT(lines(), ElementsAre(begun_, pending_, success_, updated_));
+}
+
+TEST_F(BulkTest, AfterAnExceptionOfTheCallbackNothingInTheSetCounts)
+{
+    struct Case {
+        std::function<void()> thrower;
+        std::string text;
+    };
+    for (const Case& it : {Case{[] { throw EC_exception(31); }, "exception, status=31"},
+                           Case{[] { throw EC_exception(0); }, "exception, status=114"},
+                           Case{[] { throw std::runtime_error("why"); }, "exception: why"},
+                           Case{[] { throw 0; }, "unknown exception."}}) {
+        SCOPED_TRACE(it.text);
+        log_.clear();
+        scripted_->requests.clear();
+        respondPending();
+        respond(201, "");
+        callback_->work = [this, &it](Successful& successful) {
+            successful = {a_, b_};
+            it.thrower();
+            return 0;
+        };
+        EXPECT_EQ(registerAll(), 8022);
+        EXPECT_THAT(sent(), ElementsAre(registration(), deleted_));
+        EXPECT_THAT(lines(), ElementsAre(begun_, pending_, line(16, "Callback threw " + it.text),
+                                         partly("successful=0, failed=2"), updated_));
+    }
+}
+
+TEST_F(BulkTest, NamesThatWereNotRegisteredCountAndDoNothingElse)
+{
+    respondPending();
+    respond(201, "");
+    doThe({a_, ObjectNamespace("X")});
+    EXPECT_EQ(registerAll(), 0);
+    EXPECT_EQ(sent().at(1), update(record("|A|", "READY") + ',' + record("|B|", "DELETED") + ',' +
+                                   record("|B|C|", "DELETED")));
+    EXPECT_THAT(lines(), ElementsAre(begun_, pending_, success_, updated_));
+}
+
+TEST_F(BulkTest, MoreNamesThanObjectsAreAFailureToo)
+{
+    respondPending();
+    respond(201, "");
+    doThe({a_, b_, ObjectNamespace("X")});
+    EXPECT_EQ(registerAll(), 8022);
+    EXPECT_EQ(sent().at(1),
+              update(record("|A|", "READY") + ',' + record("|B|", "READY") + ',' + record("|B|C|", "READY")));
+    EXPECT_THAT(lines(),
+                ElementsAre(begun_, pending_, partly("successful=3, failed=18446744073709551615"), updated_));
+}
+
+TEST_F(BulkTest, AnObjectThatTheListNamesTwiceIsReportedOnce)
+{
+    data_ = {dataOf(a_), dataOf(a_)};
+    respond(201, R"({"data":[{"id":"|A|","relationships":{"registeredObjects":{"data":[{"id":"|A|"}]}}}]})");
+    respond(201, "");
+    doThe({a_});
+    EXPECT_EQ(registerAll(), 8022);
+    EXPECT_EQ(sent().at(1), update(record("|A|", "READY")));
+}
+
+TEST_F(BulkTest, AnObjectThatTheAnswerLeavesOutIsNotUpdated)
+{
+    respond(201, R"({"data":[{"id":"|A|","relationships":{"registeredObjects":{"data":[{"id":"|A|"}]}}}]})");
+    respond(201, "");
+    doThe({a_, b_});
+    EXPECT_EQ(registerAll(), 0);
+    EXPECT_EQ(sent().at(1), update(record("|A|", "READY")));
+}
+
+TEST_F(BulkTest, AnEmptyListIs20BeforeAMissingCallback)
+{
+    data_.clear();
+    EXPECT_EQ(registerAll(), 20);
+    EXPECT_EQ(service().bulkRegisterObjects(data_, nullptr), 20);
+    const LogLine empty = line(16, "bulkRegistrationData must not be empty");
+    EXPECT_THAT(log_.lines(), ElementsAre(empty, empty));
+    expectNothingDone();
+}
+
+TEST_F(BulkTest, AMissingCallbackIs20BeforeMissingData)
+{
+    EXPECT_EQ(service().bulkRegisterObjects(data_, nullptr), 20);
+    EXPECT_EQ(service().bulkRegisterObjects({nullptr}, nullptr), 20);
+    const LogLine required = line(16, "callback is required");
+    EXPECT_THAT(log_.lines(), ElementsAre(required, required));
+    expectNothingDone();
+}
+
+TEST_F(BulkTest, AnIncompleteElementIs20BeforeAnythingIsSent)
+{
+    data_.push_back(nullptr);
+    EXPECT_EQ(registerAll(), 20);
+    data_.back() = boost::make_shared<ObjectRegistrationData>();
+    EXPECT_EQ(registerAll(), 20);
+    const LogLine required = line(16, "ObjectRegistrationData and AccessControlAttributes are required");
+    EXPECT_THAT(log_.lines(), ElementsAre(required, required));
+    expectNothingDone();
+}
+
+TEST_F(BulkTest, AnAnswerThatCannotBeUnderstoodFailsTheFirstPhase)
+{
+    struct Case {
+        std::string answer;
+        int status;
+        std::string text;
+    };
+    for (const Case& it :
+         {Case{"nonsense", 9103, "Registration failed, status=9103"},
+          Case{R"({"data":{}})", 9103, "Registration failed, status=9103"},
+          Case{R"({"data":[{"id":"A"}]})", 114,
+               "Registration failed with exception: bad lexical cast: source type value could not be "
+               "interpreted as target"}}) {
+        log_.clear();
+        callback_->told.clear();
+        respond(201, it.answer);
+        EXPECT_EQ(registerAll(), it.status);
+        EXPECT_THAT(callback_->told, ElementsAre(it.status));
+        EXPECT_THAT(lines(), ElementsAre(begun_, line(16, it.text)));
+    }
+    EXPECT_EQ(callback_->invoked, 0);
+}
+
+TEST_F(BulkTest, AnExceptionOfNotifyFailureIsLoggedAndChangesNothing)
+{
+    respond(409, R"({"errorCode":5930,"errorMessage":"is there"})");
+    callback_->onFailure = [] { throw 0; };
+    EXPECT_EQ(registerAll(), 5930);
+    EXPECT_THAT(lines(), ElementsAre(begun_, line(16, "Registration failed, status=5930"),
+                                     line(16, "notifyFailure threw unknown exception.")));
+}
+
+/// Each way in which a request fails, in each place.
+class BulkFaultTest : public BulkTest, public testing::WithParamInterface<Fault> {
+protected:
+    [[nodiscard]] LogLine failure(const std::string& what, int status) const
+    {
+        return line(16, GetParam().choose(what + ", status=" + std::to_string(status),
+                                          what + " with exception: " + GetParam().text,
+                                          what + " with unknown exception."));
+    }
+};
+
+TEST_P(BulkFaultTest, InTheFirstPhaseIsToldAndReturned)
+{
+    GetParam().play(*scripted_);
+    EXPECT_EQ(registerAll(), GetParam().status);
+    EXPECT_EQ(callback_->invoked, 0);
+    EXPECT_THAT(callback_->told, ElementsAre(GetParam().status));
+    EXPECT_THAT(lines(), ElementsAre(begun_, failure("Registration failed", GetParam().status)));
+}
+
+TEST_P(BulkFaultTest, InTheUpdateAfterSuccessIs8030)
+{
+    respondPending();
+    callback_->work = [this](Successful& successful) {
+        GetParam().play(*scripted_);
+        successful = {a_, b_};
+        return 0;
+    };
+    EXPECT_EQ(registerAll(), 8030);
+    EXPECT_THAT(callback_->told, IsEmpty());
+    EXPECT_THAT(lines(),
+                ElementsAre(begun_, pending_, success_, failure("State update failed", GetParam().carried)));
+}
+
+TEST_P(BulkFaultTest, InTheUpdateAfterAFailureIs8030In8022sPlace)
+{
+    respondPending();
+    callback_->work = [this](Successful& /*successful*/) {
+        GetParam().play(*scripted_);
+        return 0;
+    };
+    EXPECT_EQ(registerAll(), 8030);
+    EXPECT_THAT(lines(), ElementsAre(begun_, pending_, partly("successful=0, failed=2"),
+                                     failure("State update failed", GetParam().carried)));
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, BulkFaultTest, testing::ValuesIn(keepsafe_test::allFaults()),
+                         keepsafe_test::nameOf);
+
+} // namespace

@@ -1,0 +1,116 @@
+/// The documents that are sent, to the byte.
+
+#include "RegistrationTest.h"
+
+namespace {
+
+using keepsafe_test::CapturedLog;
+using keepsafe_test::dataOf;
+using keepsafe_test::LogLine;
+using keepsafe_test::thrownStatus;
+using Tessara::Keepsafe::Rbac::DefaultObjectRegistrationService;
+using Tessara::Keepsafe::Rbac::json_dumps_shared;
+using Tessara::Keepsafe::Rbac::json_pack_shared;
+using Tessara::Keepsafe::Rbac::ObjectNamespace;
+using testing::ElementsAre;
+
+using Service = DefaultObjectRegistrationService;
+
+std::string textOf(const boost::shared_ptr<json_t>& document) { return json_dumps_shared(document).get(); }
+
+TEST(Requests, ARecordHoldsWhatTheCallerDescribes)
+{
+    const auto data = dataOf(ObjectNamespace("A", "b c|"));
+    data->objectType = "storage \"unit\"";
+    data->ignoreAlreadyRegistered = true;
+    data->accessControlAttributes = json_pack_shared("{s:[i,n]}", "x", 1);
+    data->relativeChildNamespaces = {ObjectNamespace("C", "D"), ObjectNamespace("E")};
+    EXPECT_EQ(textOf(Service::buildRegistrationJSON(data)),
+              R"({"id":"|A|b+c%7C|","type":"objectRegistrationData","attributes":{)"
+              R"("objectType":"storage \"unit\"","ignoreAlreadyRegistered":true,)"
+              R"("accessControlAttributes":{"x":[1,null]},"relativeChildNamespaces":["|C|D|","|E|"]}})");
+}
+
+TEST(Requests, ARecordWithoutChildrenHasAnEmptyList)
+{
+    EXPECT_EQ(textOf(Service::buildRegistrationJSON(dataOf(ObjectNamespace("A")))),
+              R"({"id":"|A|","type":"objectRegistrationData","attributes":{"objectType":"POLICY",)"
+              R"("ignoreAlreadyRegistered":false,"accessControlAttributes":{},)"
+              R"("relativeChildNamespaces":[]}})");
+}
+
+TEST(Requests, AccessControlAttributesAreTheCallersValueAndGoBack)
+{
+    const auto data = dataOf(ObjectNamespace("A"));
+    const std::size_t references = data->accessControlAttributes->refcount;
+    {
+        const auto record = Service::buildRegistrationJSON(data);
+        json_t* const attributes = json_object_get(record.get(), "attributes");
+        EXPECT_EQ(json_object_get(attributes, "accessControlAttributes"),
+                  data->accessControlAttributes.get());
+        EXPECT_EQ(data->accessControlAttributes->refcount, references + 1);
+    }
+    EXPECT_EQ(data->accessControlAttributes->refcount, references);
+}
+
+TEST(Requests, ASingleRegistrationIsOneRecordUnderData)
+{
+    EXPECT_EQ(textOf(Service::buildRegistrationRequest(dataOf(ObjectNamespace("A")))),
+              R"({"data":{"id":"|A|","type":"objectRegistrationData","attributes":{"objectType":"POLICY",)"
+              R"("ignoreAlreadyRegistered":false,"accessControlAttributes":{},)"
+              R"("relativeChildNamespaces":[]}}})");
+}
+
+TEST(Requests, ABulkRegistrationIsAListOfRecordsInOrder)
+{
+    const std::string attributes = R"("type":"objectRegistrationData","attributes":{"objectType":"POLICY",)"
+                                   R"("ignoreAlreadyRegistered":false,"accessControlAttributes":{},)"
+                                   R"("relativeChildNamespaces":[]})";
+    EXPECT_EQ(
+        textOf(Service::buildBulkRegistrationRequest(
+            {dataOf(ObjectNamespace("B")), dataOf(ObjectNamespace("A")), dataOf(ObjectNamespace("B"))})),
+        R"({"data":[{"id":"|B|",)" + attributes + R"(},{"id":"|A|",)" + attributes + R"(},{"id":"|B|",)" +
+            attributes + "}]}");
+    EXPECT_EQ(textOf(Service::buildBulkRegistrationRequest({})), R"({"data":[]})");
+}
+
+TEST(Requests, AStateUpdateRecordIsNameAndState)
+{
+    EXPECT_EQ(textOf(Service::buildNamespaceStatePair(ObjectNamespace("A", "é"), "PENDING")),
+              R"({"objectId":"|A|%C3%A9|","state":"PENDING"})");
+}
+
+TEST(Requests, AStateUpdateListsReadyThenPendingThenDeleted)
+{
+    EXPECT_EQ(textOf(Service::buildBulkStateUpdateRequest({ObjectNamespace("Z")}, {ObjectNamespace("P")},
+                                                          {ObjectNamespace("D"), ObjectNamespace("A")})),
+              R"({"data":{"type":"managedObjectUpdate","attributes":{"managedObjectsWithAttributes":[)"
+              R"({"objectId":"|Z|","state":"READY"},{"objectId":"|P|","state":"PENDING"},)"
+              R"({"objectId":"|D|","state":"DELETED"},{"objectId":"|A|","state":"DELETED"}]}}})");
+    EXPECT_EQ(textOf(Service::buildBulkStateUpdateRequest({}, {}, {})),
+              R"({"data":{"type":"managedObjectUpdate","attributes":{"managedObjectsWithAttributes":[]}}})");
+}
+
+TEST(Requests, TextThatIsNotUtf8IsRefused)
+{
+    const CapturedLog log;
+    const auto data = dataOf(ObjectNamespace("A"));
+    data->objectType = "\xFF";
+    EXPECT_THROW((void)Service::buildRegistrationRequest(data), std::bad_alloc);
+    EXPECT_THAT(log.lines(),
+                ElementsAre(LogLine{16, "json_pack_shared", "Error generating JSON: Invalid UTF-8 string"}));
+}
+
+TEST(Requests, ARecordOfNothingIsRefused)
+{
+    const CapturedLog log;
+    const auto incomplete = dataOf(ObjectNamespace("A"));
+    incomplete->accessControlAttributes.reset();
+    EXPECT_EQ(thrownStatus([] { (void)Service::buildRegistrationRequest(nullptr); }), 20);
+    EXPECT_EQ(thrownStatus([&] { (void)Service::buildBulkRegistrationRequest({incomplete}); }), 20);
+    const LogLine line{16, "DefaultObjectRegistrationService::buildRegistrationJSON",
+                       "ObjectRegistrationData and AccessControlAttributes are required"};
+    EXPECT_THAT(log.lines(), ElementsAre(line, line));
+}
+
+} // namespace
