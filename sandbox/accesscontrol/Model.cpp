@@ -173,8 +173,8 @@ void Model::put(const KeptObject& object)
         known.kept.name = object.name;
         numbers_.emplace(known.kept.name, object.number);
         nextNumber_ = std::max(nextNumber_, nextAfter(object.number));
-    } else if (known.kept.registeredWith != 0) {
-        objects_.at(known.kept.registeredWith).children.erase(object.number);
+    } else if (const auto parent = objects_.find(known.kept.registeredWith); parent != objects_.end()) {
+        parent->second.children.erase(object.number);
     }
     // The name stays where it is: `numbers_` refers to it.
     known.kept.type = object.type;
