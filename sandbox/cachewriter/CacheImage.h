@@ -21,6 +21,11 @@ struct CacheImage {
     Tessara::Keepsafe::Rbac::NodeOffset segmentRoot = 0;
 };
 
+[[noreturn]] inline void failOutgrown(const char* fileName)
+{
+    throw InputError(std::string("too many objects: the file \"") + fileName + "\" would exceed 4 GiB");
+}
+
 /// Byte offset of a record by its number. Throws `InputError` when the file would grow past what an offset
 /// can tell.
 template <typename Record>
@@ -28,7 +33,7 @@ Tessara::Keepsafe::Rbac::NodeOffset recordOffset(std::size_t number, const char*
 {
     constexpr std::size_t limit = UINT32_MAX / sizeof(Record);
     if (number > limit) {
-        throw InputError(std::string("too many objects: the file \"") + fileName + "\" would exceed 4 GiB");
+        failOutgrown(fileName);
     }
     return static_cast<Tessara::Keepsafe::Rbac::NodeOffset>(number * sizeof(Record));
 }

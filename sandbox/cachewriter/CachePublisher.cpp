@@ -1,11 +1,9 @@
 #include "cachewriter/CachePublisher.h"
 
-#include <algorithm>
-#include <numeric>
 #include <string_view>
-#include <vector>
 
 #include <keepsafe/cache/AccessCache.h>
+#include <keepsafe/cache/detail/records.h>
 #include <keepsafe/platform/filelock/FileLock.h>
 
 #include "cachewriter/ManifestFile.h"
@@ -15,7 +13,10 @@
 namespace keepsafe_sandbox {
 
 using Tessara::Keepsafe::Rbac::AccessCache;
+using Tessara::Keepsafe::Rbac::ManagedObject;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
+using Tessara::Keepsafe::Rbac::detail::BitsNode;
+using Tessara::Keepsafe::Rbac::detail::SegmentNode;
 
 namespace {
 
@@ -23,56 +24,89 @@ namespace {
 /// pieces.
 constexpr std::size_t WRITE_PIECE = std::size_t{4} << 20U;
 
-template <typename Record>
-std::string_view bytesOf(const std::vector<Record>& records)
-{
-    return {reinterpret_cast<const char*>(records.data()), records.size() * sizeof(Record)};
-}
+/// A file that has to grow as objects are added one by one grows by this share more than it needs: whenever a
+/// file's size changes, every reader maps it anew.
+constexpr std::uint64_t SPARE_SHARE = 64;
 
-/// The record files of a directory with the content that they are to get.
+/// The record files of a directory.
 class RecordFiles {
 public:
-    RecordFiles(FileSystem& fileSystem, const std::string& directory, const CacheImage& image)
-        : fileSystem_(fileSystem)
+    RecordFiles(FileSystem& fileSystem, const std::string& directory)
+        : fileSystem_(fileSystem), objects_(open(directory, AccessCache::OBJECT_FILE_NAME)),
+          nodes_(open(directory, AccessCache::NODE_FILE_NAME)),
+          segments_(open(directory, AccessCache::SEGMENT_FILE_NAME)),
+          counts_(open(directory, AccessCache::AD_COUNT_FILE_NAME))
     {
-        add(directory, AccessCache::OBJECT_FILE_NAME, bytesOf(image.objects));
-        add(directory, AccessCache::NODE_FILE_NAME, bytesOf(image.nodes));
-        add(directory, AccessCache::SEGMENT_FILE_NAME, bytesOf(image.segments));
-        add(directory, AccessCache::AD_COUNT_FILE_NAME, bytesOf(image.counts));
     }
 
-    void allocate()
+    /// Whether no file is shorter than the header says.
+    [[nodiscard]] bool hold(const Metadata& metadata) const
     {
-        for (const Content& content : contents_) {
-            fileSystem_.allocate(content.file, content.bytes.size());
-        }
+        return holds(objects_, metadata.objectRecords, sizeof(ManagedObject)) &&
+               holds(nodes_, metadata.nodeRecords, sizeof(BitsNode)) &&
+               holds(segments_, metadata.segmentRecords, sizeof(SegmentNode)) &&
+               holds(counts_, metadata.countRecords, sizeof(std::uint32_t));
     }
 
-    void write()
+    void allocate(const CacheContent& content)
     {
-        for (const Content& content : contents_) {
-            for (std::size_t done = 0; done < content.bytes.size(); done += WRITE_PIECE) {
-                fileSystem_.write(content.file, done, content.bytes.substr(done, WRITE_PIECE));
+        forEach(content, [&](const OpenFile& file, const FileContent& records) {
+            if (content.isWhole) {
+                fileSystem_.allocate(file, records.bytesInUse());
+            } else if (fileSize(file) < records.bytesInUse()) {
+                const std::uint64_t spare = records.records / SPARE_SHARE * records.recordBytes;
+                fileSystem_.allocate(file, records.bytesInUse() + spare);
             }
-        }
-        for (const Content& content : contents_) {
-            fileSystem_.sync(content.file);
-        }
+        });
+    }
+
+    void write(const CacheContent& content)
+    {
+        forEach(content, [this](const OpenFile& file, const FileContent& records) {
+            for (const FileRange& range : records.ranges) {
+                write(file, range);
+            }
+        });
+        // What is not written now has reached the disk with an earlier generation.
+        forEach(content, [this](const OpenFile& file, const FileContent& records) {
+            if (!records.ranges.empty()) {
+                fileSystem_.sync(file);
+            }
+        });
     }
 
 private:
-    struct Content {
-        OpenFile file;
-        std::string_view bytes;
-    };
-
-    void add(const std::string& directory, const std::string& name, std::string_view bytes)
+    OpenFile open(const std::string& directory, const std::string& name)
     {
-        contents_.push_back({fileSystem_.openOrCreate(directory + "/" + name), bytes});
+        return fileSystem_.openOrCreate(directory + "/" + name);
+    }
+
+    static bool holds(const OpenFile& file, std::uint32_t records, std::size_t recordBytes)
+    {
+        return fileSize(file) >= std::uint64_t{records} * recordBytes;
+    }
+
+    template <typename Work>
+    void forEach(const CacheContent& content, const Work& work)
+    {
+        work(objects_, content.objects);
+        work(nodes_, content.nodes);
+        work(segments_, content.segments);
+        work(counts_, content.counts);
+    }
+
+    void write(const OpenFile& file, const FileRange& range)
+    {
+        for (std::size_t done = 0; done < range.bytes.size(); done += WRITE_PIECE) {
+            fileSystem_.write(file, range.offset + done, range.bytes.substr(done, WRITE_PIECE));
+        }
     }
 
     FileSystem& fileSystem_;
-    std::vector<Content> contents_;
+    OpenFile objects_;
+    OpenFile nodes_;
+    OpenFile segments_;
+    OpenFile counts_;
 };
 
 /// The file "metadata" at work.
@@ -86,6 +120,11 @@ public:
     {
     }
 
+    [[nodiscard]] FoundCache found(const RecordFiles& records) const
+    {
+        return {metadata_.generation, !metadata_.writeInProgress && isComplete_ && records.hold(metadata_)};
+    }
+
     void mark()
     {
         metadata_.writeInProgress = true;
@@ -97,16 +136,15 @@ public:
     }
 
     /// Everything but the flag.
-    void describe(const CacheImage& image)
+    void describe(const CacheContent& content)
     {
         ++metadata_.generation;
-        metadata_.segmentRoot = image.segmentRoot;
-        metadata_.objectRecords = static_cast<std::uint32_t>(image.objects.size());
-        metadata_.nodeRecords = static_cast<std::uint32_t>(image.nodes.size());
-        metadata_.segmentRecords = static_cast<std::uint32_t>(image.segments.size());
-        metadata_.countRecords = static_cast<std::uint32_t>(image.counts.size());
-        metadata_.accessDefinitions =
-            std::accumulate(image.counts.begin(), image.counts.end(), std::uint64_t{0});
+        metadata_.segmentRoot = content.segmentRoot;
+        metadata_.objectRecords = static_cast<std::uint32_t>(content.objects.records);
+        metadata_.nodeRecords = static_cast<std::uint32_t>(content.nodes.records);
+        metadata_.segmentRecords = static_cast<std::uint32_t>(content.segments.records);
+        metadata_.countRecords = static_cast<std::uint32_t>(content.counts.records);
+        metadata_.accessDefinitions = content.accessDefinitions;
         writeAll();
     }
 
@@ -142,6 +180,13 @@ private:
 std::uint64_t CachePublisher::publish(const std::string& directory, const ObjectNamespace& covers,
                                       const CacheImage& image, const std::function<void()>& whileMarked)
 {
+    return publish(
+        directory, covers, [&image](const FoundCache& /*found*/) { return wholeOf(image); }, whileMarked);
+}
+
+std::uint64_t CachePublisher::publish(const std::string& directory, const ObjectNamespace& covers,
+                                      const ContentFor& contentFor, const std::function<void()>& whileMarked)
+{
     fileSystem_.createDirectories(directory);
     // The lock is on the manifest, so the manifest has to be there first; without content it is refused.
     const OpenFile manifest = fileSystem_.openOrCreate(directory + "/" + AccessCache::MANIFEST_FILE_NAME);
@@ -149,18 +194,21 @@ std::uint64_t CachePublisher::publish(const std::string& directory, const Object
     const FileLockGuard guard(lock, FileLock::EXCLUSIVE, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL);
 
     MetadataFile metadata(fileSystem_, directory);
-    RecordFiles records(fileSystem_, directory, image);
-    records.allocate();
+    RecordFiles records(fileSystem_, directory);
+    const CacheContent content = contentFor(metadata.found(records));
+    records.allocate(content);
 
     try {
         metadata.mark();
         if (whileMarked) {
             whileMarked();
         }
-        records.write();
-        metadata.describe(image);
+        records.write(content);
+        metadata.describe(content);
         updateManifest(fileSystem_, manifest, covers);
-        fileSystem_.syncDirectory(directory);
+        if (content.isWhole) {
+            fileSystem_.syncDirectory(directory);
+        }
         return metadata.unmark();
     } catch (const PublishError& error) {
         throw PublishError(std::string(error.what()) + "; until it is published again, readers refuse " +

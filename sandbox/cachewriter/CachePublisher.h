@@ -7,6 +7,7 @@
 
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
+#include "cachewriter/CacheContent.h"
 #include "cachewriter/CacheImage.h"
 #include "cachewriter/FileSystem.h"
 
@@ -26,8 +27,8 @@ namespace keepsafe_sandbox {
 /// 6. the flag is cleared, and the lock released.
 ///
 /// A writer that dies or fails after step 2 leaves the flag set: readers refuse the cache until the next
-/// `publish`, which neither trusts nor needs the content it finds. A directory that never held a whole cache
-/// has a manifest without content, which readers refuse too.
+/// `publish` of whole content, which neither trusts nor needs the content it finds. A directory that never
+/// held a whole cache has a manifest without content, which readers refuse too.
 class CachePublisher {
 public:
     explicit CachePublisher(FileSystem& fileSystem) noexcept : fileSystem_(fileSystem) {}
@@ -37,6 +38,11 @@ public:
     std::uint64_t publish(const std::string& directory,
                           const Tessara::Keepsafe::Rbac::ObjectNamespace& covers, const CacheImage& image,
                           const std::function<void()>& whileMarked = {});
+    /// The same for content that is decided on, under the lock, when it is known what is there. Files that
+    /// are to stay as they are cost nothing; `contentFor` may throw, which changes nothing.
+    std::uint64_t publish(const std::string& directory,
+                          const Tessara::Keepsafe::Rbac::ObjectNamespace& covers,
+                          const ContentFor& contentFor, const std::function<void()>& whileMarked = {});
 
 private:
     FileSystem& fileSystem_;

@@ -5,6 +5,7 @@
 
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
+#include "cachewriter/CacheContent.h"
 #include "cachewriter/CacheImage.h"
 #include "cachewriter/CacheLocation.h"
 #include "cachewriter/FileSystem.h"
@@ -21,6 +22,9 @@ namespace keepsafe_sandbox {
 std::uint64_t publishCache(FileSystem& fileSystem, const CacheLocation& location,
                            const Tessara::Keepsafe::Rbac::ObjectNamespace& covers, const CacheImage& image,
                            const OperationBits& operations, Renumber renumber);
+std::uint64_t publishCache(FileSystem& fileSystem, const CacheLocation& location,
+                           const Tessara::Keepsafe::Rbac::ObjectNamespace& covers,
+                           const ContentFor& contentFor, const OperationBits& operations, Renumber renumber);
 
 } // namespace keepsafe_sandbox
 
