@@ -1,10 +1,10 @@
 #include "sandbox/support/Generations.h"
 
+#include <utility>
+
 #include <keepsafe/cache/Manifest.h>
 #include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
-
-#include "cachewriter/ImageBuilder.h"
 
 namespace keepsafe_test {
 
@@ -53,13 +53,22 @@ std::string answersOfGeneration(unsigned generation)
 
 } // namespace
 
-CacheImage imageOfGeneration(unsigned generation)
+std::vector<CacheObject> objectsOfGeneration(unsigned generation)
 {
-    ImageBuilder builder;
+    std::vector<CacheObject> objects;
     for (unsigned box = 0; box < OBJECTS_PER_GENERATION * generation; ++box) {
         CacheObject object;
         object.ns = boxNamespace(box);
         object.own.add(ROLE, Operation{static_cast<std::int32_t>(generation)});
+        objects.push_back(object);
+    }
+    return objects;
+}
+
+CacheImage imageOfGeneration(unsigned generation)
+{
+    ImageBuilder builder;
+    for (const CacheObject& object : objectsOfGeneration(generation)) {
         builder.add(object);
     }
     return std::move(builder).build();
