@@ -2,7 +2,7 @@
 
 #include <keepsafe/platform/status/status_codes.h>
 
-#include "database/Database.h"
+#include "database/DatabaseError.h"
 #include "json/JsonHandle.h"
 
 namespace keepsafe_sandbox {

@@ -85,6 +85,9 @@ TEST_F(RootProgram, InitSaysWhatItMadeAndWhatItKept)
     EXPECT_EQ(made.output,
               "made " + root() + "/var/sandbox/signing-key.pem\nmade " + root() +
                   "/var/global/tssec/jwtkeys/jwtPublicKey\nmade " + root() +
+                  "/var/sandbox/tls/ca.key\nmade " + root() + "/etc/tls/ca.pem\nmade " + root() +
+                  "/var/sandbox/tls/server.key\nmade " + root() + "/var/sandbox/tls/server.pem\nmade " +
+                  root() + "/etc/tls/host.key\nmade " + root() + "/etc/tls/host.pem\nmade " + root() +
                   "/var/sandbox/auth_main.db\n"
                   "the database has the tables of AUTH_MAIN, with 0 tokens and 0 criteria\nmade " +
                   root() + "/etc/keepsafe.toml\n");
@@ -98,6 +101,19 @@ TEST_F(RootProgram, InitWorksForSeveralProcessesAtOnce)
     EXPECT_EQ(outcomes, std::vector<std::string>(AT_ONCE, "0 "));
     EXPECT_THAT(run({"init"}).output, StartsWith("kept "));
     EXPECT_EQ(issue("1", "8h").end.exitStatus, 0);
+}
+
+TEST_F(RootProgram, InitIsToldWhereTheServiceIs)
+{
+    const ProgramResult made = run({"init", "--service", "127.0.0.2"});
+
+    EXPECT_EQ(made.end.exitStatus, 0) << made.errors;
+    EXPECT_THAT(readFile(root() + "/etc/keepsafe.toml"), HasSubstr("master_server = \"127.0.0.2\"\n"));
+    EXPECT_EQ(
+        run({"init", "--service", "no name"}).errors,
+        "ksrbac-sandbox: " + root() +
+            "/etc/keepsafe.toml names another master server, 127.0.0.2: change it there, or move the file "
+            "away\n");
 }
 
 TEST_F(RootProgram, InitTakesAConnectionFromAFileSoThatNobodySeesItsPassword)

@@ -1,5 +1,6 @@
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,8 @@ const std::string EMPTY_DATABASE = "the database has the tables of AUTH_MAIN, wi
 
 class Initialize : public testing::Test {
 protected:
+    using Lines = std::vector<std::string>;
+
     std::vector<std::string> init() const { return initializeRoot(root_.layout); }
 
     std::string refusal(const DbConnectionSettings& database) const
@@ -44,6 +47,25 @@ protected:
             return error.what();
         }
         return "no error";
+    }
+
+    /// What init says of the TLS files, all of them kept or made.
+    [[nodiscard]] Lines tlsLines(const std::string& word) const
+    {
+        Lines lines;
+        for (const std::string& path :
+             {layout_.authorityKey(), layout_.authorityCertificate(), layout_.serverKey(),
+              layout_.serverCertificate(), layout_.hostKey(), layout_.hostCertificate()}) {
+            lines.push_back(word + ' ' + path);
+        }
+        return lines;
+    }
+
+    static Lines joined(Lines lines, const Lines& middle, const Lines& end)
+    {
+        lines.insert(lines.end(), middle.begin(), middle.end());
+        lines.insert(lines.end(), end.begin(), end.end());
+        return lines;
     }
 
     [[nodiscard]] mode_t modeOf(const std::string& path) const
@@ -72,9 +94,9 @@ protected:
 
 TEST_F(Initialize, MakesEverythingThatAWorkingRootNeeds)
 {
-    EXPECT_EQ(init(), (std::vector<std::string>{"made " + layout_.privateKey(), "made " + layout_.publicKey(),
-                                                "made " + layout_.database(), EMPTY_DATABASE,
-                                                "made " + layout_.configuration()}));
+    EXPECT_EQ(init(),
+              joined({"made " + layout_.privateKey(), "made " + layout_.publicKey()}, tlsLines("made"),
+                     {"made " + layout_.database(), EMPTY_DATABASE, "made " + layout_.configuration()}));
     EXPECT_TRUE(fs::is_directory(root_.folder.path("wmc/webserver/temp/access-caches")));
     EXPECT_TRUE(fs::is_regular_file(root_.folder.path("var/global/tssec/jwtkeys/jwtPublicKey")));
     EXPECT_TRUE(fs::is_regular_file(root_.folder.path("etc/keepsafe.toml")));
@@ -86,6 +108,10 @@ TEST_F(Initialize, KeepsSecretsToTheOwner)
     EXPECT_EQ(modeOf(layout_.configuration()), 0600U);
     EXPECT_EQ(modeOf(layout_.database()), 0600U);
     EXPECT_EQ(modeOf(layout_.privateFolder()), 0700U);
+    EXPECT_EQ(modeOf(layout_.serviceTlsFolder()), 0700U);
+    EXPECT_EQ(modeOf(layout_.authorityKey()), 0600U);
+    EXPECT_EQ(modeOf(layout_.serverKey()), 0600U);
+    EXPECT_EQ(modeOf(layout_.hostKey()), 0600U);
     EXPECT_EQ(modeOf(layout_.publicKey()), 0644U);
 }
 
@@ -98,10 +124,10 @@ TEST_F(Initialize, KeepsEverythingWhenItIsRunAgain)
     const auto before = files();
 
     EXPECT_EQ(init(),
-              (std::vector<std::string>{
-                  "kept " + layout_.privateKey(), "kept " + layout_.publicKey(), "kept " + layout_.database(),
-                  "the database has the tables of AUTH_MAIN, with 1 tokens and 1 criteria",
-                  "kept " + layout_.configuration()}));
+              joined({"kept " + layout_.privateKey(), "kept " + layout_.publicKey()}, tlsLines("kept"),
+                     {"kept " + layout_.database(),
+                      "the database has the tables of AUTH_MAIN, with 1 tokens and 1 criteria",
+                      "kept " + layout_.configuration()}));
     EXPECT_EQ(files(), before);
 }
 
@@ -112,9 +138,9 @@ TEST_F(Initialize, MakesAgainWhatIsMissing)
     fs::remove(layout_.publicKey());
     fs::remove(layout_.database());
 
-    EXPECT_EQ(init(), (std::vector<std::string>{"kept " + layout_.privateKey(), "made " + layout_.publicKey(),
-                                                "made " + layout_.database(), EMPTY_DATABASE,
-                                                "made " + layout_.configuration()}));
+    EXPECT_EQ(init(),
+              joined({"kept " + layout_.privateKey(), "made " + layout_.publicKey()}, tlsLines("kept"),
+                     {"made " + layout_.database(), EMPTY_DATABASE, "made " + layout_.configuration()}));
 }
 
 TEST_F(Initialize, TellsWhenAKeptConfigurationSwitchesEnforcementOff)
@@ -145,8 +171,8 @@ TEST_F(Initialize, TakesAnotherDatabaseWithStatementsThatAttachTheSchema)
     other.onConnect = {"ATTACH DATABASE '" + root_.folder.path("auth.db") + "' AS AUTH_MAIN"};
 
     EXPECT_EQ(initializeRoot(layout_, other),
-              (std::vector<std::string>{"made " + layout_.privateKey(), "made " + layout_.publicKey(),
-                                        EMPTY_DATABASE, "made " + layout_.configuration()}));
+              joined({"made " + layout_.privateKey(), "made " + layout_.publicKey()}, tlsLines("made"),
+                     {EMPTY_DATABASE, "made " + layout_.configuration()}));
     EXPECT_FALSE(fs::exists(layout_.database()));
     EXPECT_EQ(loadDatabaseSettings(layout_).connectionString, other.connectionString);
     EXPECT_EQ(initializeRoot(layout_, other).back(), "kept " + layout_.configuration());
@@ -186,6 +212,79 @@ TEST_F(Initialize, WorksInARootWhoseNameNeedsQuoting)
     const RootLayout odd(root_.folder.path("it's \"odd\"; {really}"));
     EXPECT_EQ(initializeRoot(odd).back(), "made " + odd.configuration());
     EXPECT_EQ(initializeRoot(odd).back(), "kept " + odd.configuration());
+}
+
+TEST_F(Initialize, NamesTheMasterServerAndTheHostsFilesInTheConfiguration)
+{
+    initializeRoot(layout_, std::nullopt, "master.example");
+    const auto configuration = keepsafe_sandbox::findConfiguration(layout_).value();
+    EXPECT_EQ(configuration.masterServer, "master.example");
+    EXPECT_EQ(configuration.tlsCertificate, layout_.hostCertificate());
+    EXPECT_EQ(configuration.tlsKey, layout_.hostKey());
+    EXPECT_EQ(configuration.tlsCa, layout_.authorityCertificate());
+}
+
+TEST_F(Initialize, TakesTheLoopbackAddressForTheServiceWhenNobodyNamesOne)
+{
+    init();
+    EXPECT_EQ(keepsafe_sandbox::findConfiguration(layout_).value().masterServer, "127.0.0.1");
+}
+
+TEST_F(Initialize, KeepsTheMasterServerThatTheConfigurationNames)
+{
+    initializeRoot(layout_, std::nullopt, "master.example");
+    EXPECT_EQ(init().back(), "kept " + layout_.configuration());
+    EXPECT_EQ(initializeRoot(layout_, std::nullopt, "master.example").back(),
+              "kept " + layout_.configuration());
+}
+
+TEST_F(Initialize, RefusesAnotherMasterServerThanTheConfigurationNames)
+{
+    init();
+    try {
+        initializeRoot(layout_, std::nullopt, "127.0.0.2");
+        FAIL() << "no error";
+    } catch (const InputError& error) {
+        EXPECT_EQ(std::string(error.what()),
+                  layout_.configuration() +
+                      " names another master server, 127.0.0.1: change it there, or move the file away");
+    }
+}
+
+TEST_F(Initialize, RefusesAMasterServerThatIsNoneBeforeItMakesAnything)
+{
+    for (const char* service : {"", "a b", "DNS:x,IP:127.0.0.9", "-x", "[::1]"}) {
+        EXPECT_THROW(initializeRoot(layout_, std::nullopt, service), InputError) << service;
+    }
+    EXPECT_TRUE(files().empty());
+}
+
+TEST_F(Initialize, TellsWhatAnOlderConfigurationHasToBeTold)
+{
+    writeFile(layout_.configuration(),
+              "[features]\nenabled = [1]\n[database]\nconnection = "
+              "\"Driver=SQLite3;Database=:memory:;\"\non_connect = [\"ATTACH DATABASE '" +
+                  root_.folder.path("auth.db") + "' AS AUTH_MAIN\"]\n");
+    const std::string before = readFile(layout_.configuration());
+
+    const Lines lines = initializeRoot(layout_, std::nullopt, "127.0.0.2");
+
+    EXPECT_EQ(Lines(lines.end() - 6, lines.end()),
+              (Lines{"kept " + layout_.configuration(),
+                     "to reach the service, add to " + layout_.configuration() +
+                         ", at its beginning, what it leaves out:",
+                     "    master_server = \"127.0.0.2\"",
+                     "    tls.certificate = \"" + layout_.hostCertificate() + "\"",
+                     "    tls.key = \"" + layout_.hostKey() + "\"",
+                     "    tls.ca = \"" + layout_.authorityCertificate() + "\""}));
+    EXPECT_EQ(readFile(layout_.configuration()), before);
+
+    std::string added;
+    for (auto line = lines.end() - 4; line != lines.end(); ++line) {
+        added += *line + '\n';
+    }
+    writeFile(layout_.configuration(), added + before);
+    EXPECT_EQ(init().back(), "kept " + layout_.configuration());
 }
 
 } // namespace
