@@ -241,6 +241,8 @@ TEST_F(Help, OfEveryCommandHasAnExample)
                                                {"object"},
                                                {"object", "get"},
                                                {"object", "set-inherit"},
+                                               {"object", "register"},
+                                               {"object", "unregister"},
                                                {"access"},
                                                {"access", "list"},
                                                {"access", "add"},

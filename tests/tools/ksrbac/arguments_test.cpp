@@ -160,6 +160,31 @@ TEST(CommandLine, ADoubleDashEndsTheOptionsOfOtherCommandsToo)
     EXPECT_EQ(std::get<ksrbac::CacheInfoOptions>(invocation.command).cache, "-x");
 }
 
+TEST(CommandLine, WhatFollowsADoubleDashBelongsToTheProgramOfExec)
+{
+    const auto invocation =
+        parseCommandLine({"object", "register", "|A|", "--type=x", "--child=|b|", "--child", "|c|", "--exec",
+                          "run", "--json", "--", "--json", "-x", "--", "y"});
+    const auto& options =
+        std::get<ksrbac::ObjectRegisterOptions>(std::get<ksrbac::ServiceCommand>(invocation.command));
+    EXPECT_EQ(options.object, "|A|");
+    EXPECT_EQ(options.children, (std::vector<std::string>{"|b|", "|c|"}));
+    EXPECT_EQ(options.exec.program, "run");
+    EXPECT_EQ(options.exec.arguments, (std::vector<std::string>{"--json", "-x", "--", "y"}));
+    EXPECT_TRUE(invocation.global.json);
+}
+
+TEST(CommandLine, ARepeatedOptionTakesOneValueEachTime)
+{
+    const auto invocation = parseCommandLine(
+        {"object", "register", "--type=x", "--grant", "17:|O|", "--child", "|b|", "|A|", "--grant=3:|O|"});
+    const auto& options =
+        std::get<ksrbac::ObjectRegisterOptions>(std::get<ksrbac::ServiceCommand>(invocation.command));
+    EXPECT_EQ(options.object, "|A|");
+    EXPECT_EQ(options.children, std::vector<std::string>{"|b|"});
+    EXPECT_EQ(options.grants, (std::vector<std::string>{"17:|O|", "3:|O|"}));
+}
+
 TEST(CommandLine, UsageErrorsNameWhatIsWrong)
 {
     const auto message = [](const std::vector<std::string>& arguments) {

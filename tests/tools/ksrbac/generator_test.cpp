@@ -31,14 +31,19 @@ TEST(BashCompletion, KnowsCommandsOptionsAndValues)
 TEST(ManualSections, HoldTheHelpOfEveryCommand)
 {
     const std::string sections = ksrbac::manualSections();
-    for (const char* command : {"ksrbac check",         "ksrbac cache",       "ksrbac cache info",
-                                "ksrbac cache verify",  "ksrbac operations",  "ksrbac token",
-                                "ksrbac token verify",  "ksrbac token show",  "ksrbac token roles",
-                                "ksrbac role",          "ksrbac role list",   "ksrbac role get",
-                                "ksrbac role create",   "ksrbac role update", "ksrbac role delete",
-                                "ksrbac object",        "ksrbac object get",  "ksrbac object set-inherit",
-                                "ksrbac access",        "ksrbac access list", "ksrbac access add",
-                                "ksrbac access delete", "ksrbac operation",   "ksrbac operation list"}) {
+    for (const char* command : {"ksrbac check",           "ksrbac cache",
+                                "ksrbac cache info",      "ksrbac cache verify",
+                                "ksrbac operations",      "ksrbac token",
+                                "ksrbac token verify",    "ksrbac token show",
+                                "ksrbac token roles",     "ksrbac role",
+                                "ksrbac role list",       "ksrbac role get",
+                                "ksrbac role create",     "ksrbac role update",
+                                "ksrbac role delete",     "ksrbac object",
+                                "ksrbac object get",      "ksrbac object set-inherit",
+                                "ksrbac object register", "ksrbac object unregister",
+                                "ksrbac access",          "ksrbac access list",
+                                "ksrbac access add",      "ksrbac access delete",
+                                "ksrbac operation",       "ksrbac operation list"}) {
         EXPECT_TRUE(contains(sections, std::string(".SS \"") + command + "\"\n")) << command;
     }
     EXPECT_TRUE(contains(sections, "\\-\\-objects\\-from FILE|\\-"));

@@ -49,9 +49,36 @@ Invocation parseWith(OptionTree& tree, Arguments arguments)
     return tree.invocation();
 }
 
-/// The parser ends a command's objects at `--` once it has seen one of them, so what follows is added here.
-/// Nothing when the arguments are not those of `check`, or are not right without what follows.
-std::optional<Invocation> parseObjectsAfterDashes(const Arguments& arguments)
+/// Where the arguments behind `--` belong, or null when they are for the parser: those of `check` are
+/// objects, which the parser would end at `--` once it has seen one of them, and those of --exec its
+/// program's.
+struct BehindDashes {
+    std::vector<std::string>* operator()(CheckOptions& options) const { return &options.objects; }
+    std::vector<std::string>* operator()(ServiceCommand& command) const { return std::visit(*this, command); }
+    std::vector<std::string>* operator()(ObjectRegisterOptions& options) const
+    {
+        return ofExec(options.exec);
+    }
+    std::vector<std::string>* operator()(ObjectUnregisterOptions& options) const
+    {
+        return ofExec(options.exec);
+    }
+    template <typename Options>
+    std::vector<std::string>* operator()(Options& /*options*/) const
+    {
+        return nullptr;
+    }
+
+private:
+    static std::vector<std::string>* ofExec(ExecOptions& exec)
+    {
+        return exec.program ? &exec.arguments : nullptr;
+    }
+};
+
+/// Nothing when the arguments have no `--`, when what follows it is for the parser, or when they are not
+/// right without that.
+std::optional<Invocation> parseWithoutTail(const Arguments& arguments)
 {
     const auto dashes = std::find(arguments.begin(), arguments.end(), "--");
     if (dashes == arguments.end()) {
@@ -60,11 +87,11 @@ std::optional<Invocation> parseObjectsAfterDashes(const Arguments& arguments)
     try {
         OptionTree tree;
         Invocation invocation = parseWith(tree, Arguments(arguments.begin(), dashes));
-        auto* check = std::get_if<CheckOptions>(&invocation.command);
-        if (check == nullptr) {
+        std::vector<std::string>* tail = std::visit(BehindDashes{}, invocation.command);
+        if (tail == nullptr) {
             return std::nullopt;
         }
-        check->objects.insert(check->objects.end(), dashes + 1, arguments.end());
+        tail->insert(tail->end(), dashes + 1, arguments.end());
         return invocation;
     } catch (const CLI::ParseError&) {
         return std::nullopt;
@@ -75,7 +102,7 @@ std::optional<Invocation> parseObjectsAfterDashes(const Arguments& arguments)
 
 Invocation parseCommandLine(const Arguments& arguments)
 {
-    if (auto invocation = parseObjectsAfterDashes(arguments)) {
+    if (auto invocation = parseWithoutTail(arguments)) {
         return *invocation;
     }
     OptionTree tree;

@@ -27,6 +27,7 @@ private:
     void addToken();
     void addRole();
     void addObject();
+    void addRegistration(CLI::App& object);
     void addAccess();
     void addOperation();
 
@@ -50,6 +51,7 @@ namespace value_name {
 inline constexpr char CACHE[] = "ID_OR_DIR";
 inline constexpr char DIRECTORY[] = "DIR";
 inline constexpr char FILE_OR_STDIN[] = "FILE|-";
+inline constexpr char PROGRAM[] = "CMD";
 inline constexpr char PROPAGATION[] = "PROPAGATION";
 inline constexpr char SWITCH[] = "on|off";
 } // namespace value_name

@@ -118,6 +118,8 @@ void OptionTree::addObject()
         ->type_name(value_name::SWITCH)
         ->required();
     set->callback([this] { parsed_.command = ServiceCommand(service_.objectSetInherit); });
+
+    addRegistration(*object);
 }
 
 void OptionTree::addAccess()

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 /// \file
 /// Options of the commands that ask the access-control service, as they were given.
@@ -42,6 +43,28 @@ struct ObjectSetInheritOptions {
     std::string inherit;
 };
 
+/// A program with its arguments, which stand behind `--`.
+struct ExecOptions {
+    std::optional<std::string> program;
+    std::vector<std::string> arguments;
+};
+
+struct ObjectRegisterOptions {
+    std::optional<std::string> object;
+    std::optional<std::string> type;
+    std::vector<std::string> children;
+    std::vector<std::string> grants;
+    std::optional<std::string> inherit;
+    bool ignoreRegistered = false;
+    std::optional<std::string> bulkFile; ///< in place of all of the above
+    ExecOptions exec;
+};
+
+struct ObjectUnregisterOptions {
+    std::string object;
+    ExecOptions exec;
+};
+
 struct AccessListOptions {
     std::string object;
 };
@@ -64,8 +87,8 @@ struct OperationListOptions {
 
 using ServiceCommand =
     std::variant<RoleListOptions, RoleGetOptions, RoleCreateOptions, RoleUpdateOptions, RoleDeleteOptions,
-                 ObjectGetOptions, ObjectSetInheritOptions, AccessListOptions, AccessAddOptions,
-                 AccessDeleteOptions, OperationListOptions>;
+                 ObjectGetOptions, ObjectSetInheritOptions, ObjectRegisterOptions, ObjectUnregisterOptions,
+                 AccessListOptions, AccessAddOptions, AccessDeleteOptions, OperationListOptions>;
 
 /// What the commands of this file are parsed into, one after the other.
 struct ServiceOptions {
@@ -76,6 +99,8 @@ struct ServiceOptions {
     RoleDeleteOptions roleDelete;
     ObjectGetOptions objectGet;
     ObjectSetInheritOptions objectSetInherit;
+    ObjectRegisterOptions objectRegister;
+    ObjectUnregisterOptions objectUnregister;
     AccessListOptions accessList;
     AccessAddOptions accessAdd;
     AccessDeleteOptions accessDelete;

@@ -28,6 +28,14 @@ struct Runner {
     {
         return runObjectSetInherit(options);
     }
+    ExitStatus operator()(const ObjectRegisterOptions& options) const
+    {
+        return runObjectRegister(options, console);
+    }
+    ExitStatus operator()(const ObjectUnregisterOptions& options) const
+    {
+        return runObjectUnregister(options);
+    }
     ExitStatus operator()(const AccessListOptions& options) const
     {
         return runAccessList(options, json, console);

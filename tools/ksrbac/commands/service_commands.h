@@ -6,7 +6,8 @@
 #include "io/Console.h"
 
 /// \file
-/// The commands that ask the access-control service: one request each, `role update` two. They check all
+/// The commands that ask the access-control service: one request each; `role update`, `object register` and
+/// `object unregister` two. They check all
 /// arguments before they send anything (`InputError`), and tell a failure by `ServiceError`.
 
 namespace ksrbac {
@@ -18,6 +19,8 @@ ExitStatus runRoleUpdate(const RoleUpdateOptions& options);
 ExitStatus runRoleDelete(const RoleDeleteOptions& options);
 ExitStatus runObjectGet(const ObjectGetOptions& options, bool json, Console& console);
 ExitStatus runObjectSetInherit(const ObjectSetInheritOptions& options);
+ExitStatus runObjectRegister(const ObjectRegisterOptions& options, Console& console);
+ExitStatus runObjectUnregister(const ObjectUnregisterOptions& options);
 ExitStatus runAccessList(const AccessListOptions& options, bool json, Console& console);
 ExitStatus runAccessAdd(const AccessAddOptions& options, bool json, Console& console);
 ExitStatus runAccessDelete(const AccessDeleteOptions& options);

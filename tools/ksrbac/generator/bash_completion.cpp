@@ -38,6 +38,9 @@ _ksrbac_value() {
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
         compopt -o filenames 2>/dev/null
         ;;
+    CMD)
+        mapfile -t COMPREPLY < <(compgen -c -- "$current")
+        ;;
     PROPAGATION)
         mapfile -t COMPREPLY < <(compgen -W 'OBJECT CHILDREN OBJECT_AND_CHILDREN' -- "$current")
         ;;

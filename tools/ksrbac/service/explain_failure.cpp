@@ -51,15 +51,16 @@ const LoggedLine* transferLine(const std::vector<LoggedLine>& lines)
     return found == lines.rend() ? nullptr : &*found;
 }
 
+/// The first error: what follows is its consequence.
 std::string detailOf(int status, const std::vector<LoggedLine>& lines)
 {
     if (status == Status::CONVERSION_FAILED && Platform::loadConfig().masterServer.empty()) {
         return "no master server: \"master_server\" is not configured in " + configurationFile();
     }
-    const auto error = std::find_if(lines.rbegin(), lines.rend(), [](const LoggedLine& line) {
+    const auto error = std::find_if(lines.begin(), lines.end(), [](const LoggedLine& line) {
         return line.level >= Platform::LOG_LEVEL_ERROR;
     });
-    return error == lines.rend() ? "" : shown(error->text);
+    return error == lines.end() ? "" : shown(error->text);
 }
 
 std::string withDetail(const std::string& text, const std::string& detail)
@@ -71,12 +72,25 @@ std::string withDetail(const std::string& text, const std::string& detail)
 
 std::string explainStatus(int status, const std::vector<LoggedLine>& lines)
 {
+    return explainStatus(status, lines, "", "");
+}
+
+std::string explainStatus(int status, const std::vector<LoggedLine>& lines, const std::string& reason,
+                          const std::string& refusal)
+{
     const LoggedLine* transfer = transferLine(lines);
     if (transfer != nullptr && status < TRANSFER_STATUS_END) {
         return withDetail("transfer status " + std::to_string(status) + ": " + transferMeaning(status),
                           shown(transfer->text));
     }
-    return withDetail("status " + std::to_string(status) + ": " + getECmsg(status), detailOf(status, lines));
+    std::string detail = reason;
+    if (!refusal.empty()) {
+        detail += (detail.empty() ? "" : "; ") + escapeForMessage(refusal, LONGEST_DETAIL);
+    } else if (transfer != nullptr) {
+        detail += (detail.empty() ? "" : "; ") + shown(transfer->text);
+    }
+    return withDetail("status " + std::to_string(status) + ": " + getECmsg(status),
+                      detail.empty() ? detailOf(status, lines) : detail);
 }
 
 } // namespace ksrbac

@@ -13,6 +13,11 @@ namespace ksrbac {
 /// apart from those of the product by the log.
 std::string explainStatus(int status, const std::vector<LoggedLine>& lines);
 
+/// The same of an operation in several steps: `reason` is what is known of its failure beside the log, and
+/// may be empty; `refusal` what the service said last, if it refused.
+std::string explainStatus(int status, const std::vector<LoggedLine>& lines, const std::string& reason,
+                          const std::string& refusal);
+
 } // namespace ksrbac
 
 #endif

@@ -1,0 +1,83 @@
+#include "registration/ObjectRequest.h"
+
+#include <new>
+
+#include <boost/lexical_cast.hpp>
+#include <boost/make_shared.hpp>
+#include <jansson.h>
+
+#include <keepsafe/rbac/api/Rbac2Json.h>
+
+#include "cli/arguments.h"
+#include "exit_status.h"
+#include "output/escape.h"
+
+namespace ksrbac {
+
+namespace Rbac = Tessara::Keepsafe::Rbac;
+
+namespace {
+
+constexpr char GRANT[] = "--grant";
+
+std::vector<std::string> splitAtColons(const std::string& text)
+{
+    std::vector<std::string> parts;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t colon = std::min(text.find(':', begin), text.size());
+        parts.push_back(text.substr(begin, colon - begin));
+        begin = colon + 1;
+    }
+    return parts;
+}
+
+boost::shared_ptr<json_t> definition(const GrantRequest& grant)
+{
+    return Rbac::json_pack_shared("{s:i, s:O, s:s}", "roleId", grant.roleId, "operations",
+                                  Rbac::json_namespaces_shared(grant.operations).get(), "propagation",
+                                  boost::lexical_cast<std::string>(grant.propagation).c_str());
+}
+
+boost::shared_ptr<json_t> attributes(const ObjectRequest& request)
+{
+    const boost::shared_ptr<json_t> definitions = Rbac::json_array_shared();
+    for (const GrantRequest& grant : request.grants) {
+        if (json_array_append(definitions.get(), definition(grant).get()) != 0) {
+            throw std::bad_alloc();
+        }
+    }
+    return request.inherit ? Rbac::json_pack_shared("{s:b, s:O}", "inherit", *request.inherit ? 1 : 0,
+                                                    "accessDefinitions", definitions.get())
+                           : Rbac::json_pack_shared("{s:O}", "accessDefinitions", definitions.get());
+}
+
+} // namespace
+
+GrantRequest parseGrant(const std::string& text)
+{
+    const std::vector<std::string> parts = splitAtColons(text);
+    if (parts.size() != 2 && parts.size() != 3) {
+        throw InputError(std::string(GRANT) + ": not ROLE:OPERATION,...[:PROPAGATION]: \"" +
+                         escapeForMessage(text) + '"');
+    }
+    GrantRequest grant;
+    grant.roleId = parseServiceRoleId(GRANT, parts[0]);
+    grant.operations = parseNamespaces(GRANT, parts[1]);
+    if (parts.size() == 3) {
+        grant.propagation = parsePropagation(GRANT, parts[2]);
+    }
+    return grant;
+}
+
+boost::shared_ptr<Rbac::ObjectRegistrationData> registrationData(const ObjectRequest& request)
+{
+    auto data = boost::make_shared<Rbac::ObjectRegistrationData>();
+    data->objectNamespace = request.object;
+    data->objectType = request.type;
+    data->accessControlAttributes = attributes(request);
+    data->relativeChildNamespaces = request.children;
+    data->ignoreAlreadyRegistered = request.ignoreRegistered;
+    return data;
+}
+
+} // namespace ksrbac
