@@ -10,6 +10,8 @@
 #include <keepsafe/platform/status/status_codes.h>
 #include <keepsafe/rbac/api/Rbac2Json.h>
 
+#include "wire_text.h"
+
 namespace Tessara::Keepsafe::Rbac {
 
 namespace {
@@ -26,8 +28,6 @@ std::string masterServer()
     }
     return name.data();
 }
-
-std::string toText(const boost::shared_ptr<json_t>& document) { return json_dumps_shared(document).get(); }
 
 } // namespace
 
@@ -63,8 +63,8 @@ DefaultObjectRegistrationService::registerObjectWithStatePending(
     const boost::shared_ptr<ObjectRegistrationData>& data) const
 {
     std::string response;
-    sendHttpRequest(HTTP_REQUEST_POST, OBJECT_REGISTRATION_URI, toText(buildRegistrationRequest(data)),
-                    response);
+    sendHttpRequest(HTTP_REQUEST_POST, OBJECT_REGISTRATION_URI,
+                    json_dumps_shared(buildRegistrationRequest(data)).get(), response);
     return extractRegisteredNamespaces(response);
 }
 
@@ -72,8 +72,7 @@ DefaultObjectRegistrationService::RegisteredObjects
 DefaultObjectRegistrationService::bulkRegisterObjectsWithStatePending(const DataList& data) const
 {
     std::string response;
-    sendHttpRequest(HTTP_REQUEST_POST, BULK_OBJECT_REGISTRATION_URI,
-                    toText(buildBulkRegistrationRequest(data)), response);
+    sendHttpRequest(HTTP_REQUEST_POST, BULK_OBJECT_REGISTRATION_URI, bulkRegistrationText(data), response);
     return extractBulkRegisteredNamespaces(response);
 }
 
@@ -84,8 +83,7 @@ void DefaultObjectRegistrationService::bulkUpdateObjectState(const std::list<Obj
     logmsgf(Platform::LOG_LEVEL_INFORMATION, "DefaultObjectRegistrationService::bulkUpdateObjectState",
             "Updating object state. ready=%lu, pending=%lu, deleted=%lu", ready.size(), pending.size(),
             deleted.size());
-    sendHttpRequest(HTTP_REQUEST_POST, BULK_OBJECT_UPDATE_URI,
-                    toText(buildBulkStateUpdateRequest(ready, pending, deleted)));
+    sendHttpRequest(HTTP_REQUEST_POST, BULK_OBJECT_UPDATE_URI, bulkStateUpdateText(ready, pending, deleted));
 }
 
 void DefaultObjectRegistrationService::changeObjectState(const ObjectNamespace& objectNamespace,

@@ -1,6 +1,14 @@
 #ifndef KEEPSAFE_RBAC_REGISTRATION_DOCUMENTS_H
 #define KEEPSAFE_RBAC_REGISTRATION_DOCUMENTS_H
 
+#include <string>
+#include <typeinfo>
+
+#include <boost/lexical_cast.hpp>
+
+#include <keepsafe/platform/log/logmsg.h>
+#include <keepsafe/platform/status/EC_exception.h>
+#include <keepsafe/platform/status/status_codes.h>
 #include <keepsafe/rbac/registration/ObjectRegistrationData.h>
 
 namespace Tessara::Keepsafe::Rbac {
@@ -9,6 +17,26 @@ namespace Tessara::Keepsafe::Rbac {
 inline bool isComplete(const boost::shared_ptr<ObjectRegistrationData>& data) noexcept
 {
     return data != nullptr && data->accessControlAttributes != nullptr;
+}
+
+inline void requireComplete(const boost::shared_ptr<ObjectRegistrationData>& data)
+{
+    if (!isComplete(data)) {
+        logmsgf(Platform::LOG_LEVEL_ERROR, "DefaultObjectRegistrationService::buildRegistrationJSON",
+                "ObjectRegistrationData and AccessControlAttributes are required");
+        throw EC_exception(Status::INVALID_ARGUMENT);
+    }
+}
+
+/// The text form, or `boost::bad_lexical_cast`, without the stream of a lexical cast. It needs no escapes in
+/// JSON.
+inline const std::string& textOf(const ObjectNamespace& objectNamespace)
+{
+    try {
+        return objectNamespace.str();
+    } catch (const EC_exception&) {
+        throw boost::bad_lexical_cast(typeid(ObjectNamespace), typeid(std::string));
+    }
 }
 
 } // namespace Tessara::Keepsafe::Rbac

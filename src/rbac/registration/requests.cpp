@@ -3,14 +3,9 @@
 #include <keepsafe/rbac/registration/DefaultObjectRegistrationService.h>
 
 #include <new>
-#include <typeinfo>
 
-#include <boost/lexical_cast.hpp>
 #include <jansson.h>
 
-#include <keepsafe/platform/log/logmsg.h>
-#include <keepsafe/platform/status/EC_exception.h>
-#include <keepsafe/platform/status/status_codes.h>
 #include <keepsafe/rbac/api/Rbac2Json.h>
 
 #include "documents.h"
@@ -20,16 +15,6 @@ namespace Tessara::Keepsafe::Rbac {
 namespace {
 
 using Service = DefaultObjectRegistrationService;
-
-/// The text form, or `boost::bad_lexical_cast`, without the stream of a lexical cast.
-const char* textOf(const ObjectNamespace& objectNamespace)
-{
-    try {
-        return objectNamespace.str().c_str();
-    } catch (const EC_exception&) {
-        throw boost::bad_lexical_cast(typeid(ObjectNamespace), typeid(std::string));
-    }
-}
 
 void append(const boost::shared_ptr<json_t>& array, const boost::shared_ptr<json_t>& element)
 {
@@ -51,17 +36,13 @@ void appendStates(const boost::shared_ptr<json_t>& array, const std::list<Object
 boost::shared_ptr<json_t>
 DefaultObjectRegistrationService::buildRegistrationJSON(const boost::shared_ptr<ObjectRegistrationData>& data)
 {
-    if (!isComplete(data)) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, "DefaultObjectRegistrationService::buildRegistrationJSON",
-                "ObjectRegistrationData and AccessControlAttributes are required");
-        throw EC_exception(Status::INVALID_ARGUMENT);
-    }
+    requireComplete(data);
     const boost::shared_ptr<json_t> children = json_namespaces_shared(data->relativeChildNamespaces);
-    return json_pack_shared("{s:s, s:s, s:{s:s, s:b, s:O, s:O}}", "id", textOf(data->objectNamespace), "type",
-                            "objectRegistrationData", "attributes", "objectType", data->objectType.c_str(),
-                            "ignoreAlreadyRegistered", static_cast<int>(data->ignoreAlreadyRegistered),
-                            "accessControlAttributes", data->accessControlAttributes.get(),
-                            "relativeChildNamespaces", children.get());
+    return json_pack_shared("{s:s, s:s, s:{s:s, s:b, s:O, s:O}}", "id", textOf(data->objectNamespace).c_str(),
+                            "type", "objectRegistrationData", "attributes", "objectType",
+                            data->objectType.c_str(), "ignoreAlreadyRegistered",
+                            static_cast<int>(data->ignoreAlreadyRegistered), "accessControlAttributes",
+                            data->accessControlAttributes.get(), "relativeChildNamespaces", children.get());
 }
 
 boost::shared_ptr<json_t> DefaultObjectRegistrationService::buildRegistrationRequest(
@@ -83,7 +64,8 @@ boost::shared_ptr<json_t>
 DefaultObjectRegistrationService::buildNamespaceStatePair(const ObjectNamespace& objectNamespace,
                                                           const std::string& state)
 {
-    return json_pack_shared("{s:s, s:s}", "objectId", textOf(objectNamespace), "state", state.c_str());
+    return json_pack_shared("{s:s, s:s}", "objectId", textOf(objectNamespace).c_str(), "state",
+                            state.c_str());
 }
 
 boost::shared_ptr<json_t>

@@ -91,6 +91,76 @@ TEST(Requests, AStateUpdateListsReadyThenPendingThenDeleted)
               R"({"data":{"type":"managedObjectUpdate","attributes":{"managedObjectsWithAttributes":[]}}})");
 }
 
+/// What the service sends in bulk is written without the builders' trees.
+class SentRequests : public keepsafe_test::RegistrationTest {
+protected:
+    std::string takeSent()
+    {
+        const std::string body = scripted_->requests.at(0).body;
+        scripted_->requests.clear();
+        return body;
+    }
+
+    static Service::DataList unusualObjects()
+    {
+        Service::DataList objects;
+        for (const char* attributes :
+             {R"([{"a":[{},[],"\u00e9\u0001\"\\/",1.5,-7,true,null]},{}])", "[[]]"}) {
+            for (const char* type : {"", "\xC3\xA9 \"\\/\x01\x7F", "POLICY"}) {
+                const auto data = dataOf(ObjectNamespace(std::string("\0 \"\\\xFF", 5), ""));
+                data->accessControlAttributes = Tessara::Keepsafe::Rbac::json_loads_shared(attributes);
+                data->objectType = type;
+                data->ignoreAlreadyRegistered = objects.size() % 2 == 0;
+                data->relativeChildNamespaces.assign(objects.size() % 3, ObjectNamespace("C", "\n|"));
+                objects.push_back(data);
+            }
+        }
+        objects.front()->accessControlAttributes = Tessara::Keepsafe::Rbac::json_string_shared("no object");
+        return objects;
+    }
+};
+
+TEST_F(SentRequests, EqualTheBuiltRegistrations)
+{
+    for (const Service::DataList& objects : {unusualObjects(), Service::DataList{}}) {
+        respond(201, R"({"data":[]})");
+        (void)service().bulkRegisterObjectsWithStatePending(objects);
+        EXPECT_EQ(takeSent(), textOf(Service::buildBulkRegistrationRequest(objects)));
+    }
+}
+
+TEST_F(SentRequests, EqualTheBuiltUpdates)
+{
+    const std::list<ObjectNamespace> none;
+    const std::list<ObjectNamespace> some{ObjectNamespace(), ObjectNamespace("[", "\xFF"),
+                                          ObjectNamespace("A")};
+    for (int lists = 0; lists < 8; ++lists) {
+        const auto& ready = (lists & 1) != 0 ? some : none;
+        const auto& pending = (lists & 2) != 0 ? some : none;
+        const auto& deleted = (lists & 4) != 0 ? some : none;
+        respond(201, "");
+        service().bulkUpdateObjectState(ready, pending, deleted);
+        EXPECT_EQ(takeSent(), textOf(Service::buildBulkStateUpdateRequest(ready, pending, deleted)));
+    }
+}
+
+TEST_F(SentRequests, AreRefusedAsTheBuiltOnesAre)
+{
+    const auto data = dataOf(ObjectNamespace("A"));
+    data->objectType = "\xFF";
+    EXPECT_THROW((void)service().bulkRegisterObjectsWithStatePending({data}), std::bad_alloc);
+    EXPECT_THAT(log_.lines(),
+                ElementsAre(LogLine{16, "json_pack_shared", "Error generating JSON: Invalid UTF-8 string"}));
+    const auto circle = dataOf(ObjectNamespace("A"));
+    json_t* const inner = json_array();
+    json_object_set(circle->accessControlAttributes.get(), "inner", inner);
+    json_array_append(inner, circle->accessControlAttributes.get());
+    EXPECT_THROW((void)service().bulkRegisterObjectsWithStatePending({circle}), std::bad_alloc);
+    json_array_clear(inner);
+    json_decref(inner);
+    EXPECT_EQ(thrownStatus([this] { (void)service().bulkRegisterObjectsWithStatePending({nullptr}); }), 20);
+}
+
 TEST(Requests, TextThatIsNotUtf8IsRefused)
 {
     const CapturedLog log;

@@ -1,0 +1,98 @@
+#include "wire_text.h"
+
+#include <exception>
+#include <new>
+
+#include <jansson.h>
+
+#include <keepsafe/rbac/api/Rbac2Json.h>
+
+#include "documents.h"
+
+namespace Tessara::Keepsafe::Rbac {
+
+namespace {
+
+/// For Jansson, through which no exception may pass.
+int appendPiece(const char* piece, std::size_t size, void* text) noexcept
+{
+    try {
+        static_cast<std::string*>(text)->append(piece, size);
+        return 0;
+    } catch (const std::exception&) {
+        return -1;
+    }
+}
+
+/// Any value, printed as `json_dumps_shared` prints it inside a document.
+void appendValue(std::string& text, const json_t* value)
+{
+    if (json_dump_callback(value, appendPiece, &text, JSON_COMPACT | JSON_ENSURE_ASCII | JSON_ENCODE_ANY) !=
+        0) {
+        throw std::bad_alloc();
+    }
+}
+
+void appendChildren(std::string& text, const std::list<ObjectNamespace>& children)
+{
+    const char* separator = "[\"";
+    for (const ObjectNamespace& child : children) {
+        text.append(separator).append(textOf(child)).append("\"");
+        separator = ",\"";
+    }
+    text.append(children.empty() ? "[]" : "]");
+}
+
+void appendRecord(std::string& text, const ObjectRegistrationData& data)
+{
+    text.append(R"({"id":")").append(textOf(data.objectNamespace));
+    text.append(R"(","type":"objectRegistrationData","attributes":{"objectType":)");
+    appendValue(text, json_pack_shared("s", data.objectType.c_str()).get());
+    text.append(R"(,"ignoreAlreadyRegistered":)").append(data.ignoreAlreadyRegistered ? "true" : "false");
+    text.append(R"(,"accessControlAttributes":)");
+    appendValue(text, data.accessControlAttributes.get());
+    text.append(R"(,"relativeChildNamespaces":)");
+    appendChildren(text, data.relativeChildNamespaces);
+    text.append("}}");
+}
+
+void appendStates(std::string& text, const std::list<ObjectNamespace>& objects, const char* state)
+{
+    for (const ObjectNamespace& object : objects) {
+        text.append(text.back() == '[' ? "" : ",");
+        text.append(R"({"objectId":")")
+            .append(textOf(object))
+            .append(R"(","state":")")
+            .append(state)
+            .append("\"}");
+    }
+}
+
+} // namespace
+
+std::string bulkRegistrationText(const DefaultObjectRegistrationService::DataList& data)
+{
+    std::string text = R"({"data":[)";
+    const char* separator = "";
+    for (const boost::shared_ptr<ObjectRegistrationData>& object : data) {
+        requireComplete(object);
+        text.append(separator);
+        appendRecord(text, *object);
+        separator = ",";
+    }
+    return text.append("]}");
+}
+
+std::string bulkStateUpdateText(const std::list<ObjectNamespace>& ready,
+                                const std::list<ObjectNamespace>& pending,
+                                const std::list<ObjectNamespace>& deleted)
+{
+    std::string text =
+        R"({"data":{"type":"managedObjectUpdate","attributes":{"managedObjectsWithAttributes":[)";
+    appendStates(text, ready, READY_STR);
+    appendStates(text, pending, PENDING_STR);
+    appendStates(text, deleted, DELETED_STR);
+    return text.append("]}}}");
+}
+
+} // namespace Tessara::Keepsafe::Rbac
