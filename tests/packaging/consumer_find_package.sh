@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# consumer_find_package.sh SOURCE PREFIX WORK SANDBOX CXX: the example consumer, built by find_package.
+# consumer_find_package.sh SOURCE PREFIX WORK SANDBOX CXX: the example programs, built by find_package.
 set -euo pipefail
 source=$1 prefix=$2 work=$3 sandbox=$4 cxx=$5
 
@@ -9,4 +9,4 @@ cmake -G Ninja -S "$source/examples/consumer" -B "$work/build" \
   -DCMAKE_CXX_FLAGS="-Wall -Wextra -Wpedantic -Werror"
 cmake --build "$work/build"
 
-"$(dirname "$0")/run_consumer.sh" "$source" "$work" "$sandbox" "$work/build/consumer"
+"$(dirname "$0")/run_consumer.sh" "$source" "$work" "$sandbox" "$work/build"
