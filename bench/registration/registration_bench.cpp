@@ -1,0 +1,194 @@
+// The library's share of a bulk registration: the workflow with a service that takes no time, and its parts.
+// `registration_bench --help` lists the options.
+
+#include <cstdio>
+#include <exception>
+#include <list>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <boost/make_shared.hpp>
+
+#include <keepsafe/platform/status/EC_exception.h>
+#include <keepsafe/rbac/api/Rbac2Json.h>
+#include <keepsafe/rbac/registration/DefaultObjectRegistrationService.h>
+
+#include "Measure.h"
+#include "support/TempDir.h"
+
+namespace keepsafe_bench {
+namespace {
+
+using Tessara::Keepsafe::Rbac::BulkObjectRegistrationCallback;
+using Tessara::Keepsafe::Rbac::DefaultObjectRegistrationService;
+using Tessara::Keepsafe::Rbac::json_loads_shared;
+using Tessara::Keepsafe::Rbac::ObjectNamespace;
+using Tessara::Keepsafe::Rbac::ObjectRegistrationData;
+
+using Service = DefaultObjectRegistrationService;
+
+void require(bool holds, const char* what)
+{
+    if (!holds) {
+        throw std::runtime_error(std::string("it does not hold that ") + what);
+    }
+}
+
+ObjectNamespace nameOf(int number)
+{
+    return {"KEEPSAFE", "PROTECTION", "policies", "policy " + std::to_string(number)};
+}
+
+/// Objects with one child and one grant each. Made anew for each round: names keep their text forms.
+Service::DataList makeObjects(int count)
+{
+    const std::string attributes = R"({"accessDefinitions":[{"roleId":"17","operations":[)"
+                                   R"("|OPERATIONS|VIEW|","|OPERATIONS|UPDATE|"],"propagation":"OBJECT"}]})";
+    Service::DataList objects;
+    for (int i = 0; i < count; ++i) {
+        auto data = boost::make_shared<ObjectRegistrationData>();
+        data->objectNamespace = nameOf(i);
+        data->objectType = "POLICY";
+        data->accessControlAttributes = json_loads_shared(attributes);
+        data->relativeChildNamespaces = {ObjectNamespace("schedules")};
+        objects.push_back(data);
+    }
+    return objects;
+}
+
+std::string makeResponse(int count)
+{
+    std::string response;
+    for (int i = 0; i < count; ++i) {
+        const std::string id = R"({"type":"managedObject","id":")" + nameOf(i).str();
+        response += (i == 0 ? R"({"data":[)" : ",") + id +
+                    R"(","relationships":{"registeredObjects":{"data":[)" + id + R"("},)" + id +
+                    R"(schedules|"}]}}})";
+    }
+    return response + "]}";
+}
+
+/// Answers every request with one response, at once.
+class AtOnce : public KSClientCURL_BaseFactory {
+public:
+    explicit AtOnce(std::string response) : response_(std::move(response)) {}
+
+    [[nodiscard]] KSClientCURL_Base* create(const std::string& /*host*/, int /*port*/, int /*kind*/) override
+    {
+        return new Client(*this);
+    }
+
+    std::size_t bytes = 0; ///< of the last request
+
+private:
+    class Client : public KSClientCURL_Base {
+    public:
+        explicit Client(AtOnce& service) : service_(service) {}
+
+        int Post(const std::string& /*path*/, const std::string& body) override
+        {
+            service_.bytes = body.size();
+            return 0;
+        }
+        int Put(const std::string& /*path*/, const std::string& /*body*/) override { return 1; }
+        int Patch(const std::string& /*path*/, const std::string& /*body*/) override { return 1; }
+        int Get(const std::string& /*path*/) override { return 1; }
+        int Delete(const std::string& /*path*/) override { return 1; }
+        void setApiVersion(int /*version*/) override {}
+        [[nodiscard]] long httpStatus() const override { return 201; }
+        [[nodiscard]] const std::string& responseBody() const override { return service_.response_; }
+
+    private:
+        AtOnce& service_;
+    };
+
+    std::string response_;
+};
+
+/// Reports every object as successful.
+class AllSucceed : public BulkObjectRegistrationCallback {
+public:
+    explicit AllSucceed(const Service::DataList& objects)
+    {
+        for (const auto& object : objects) {
+            names_.insert(object->objectNamespace);
+        }
+    }
+
+    int invoke(std::set<ObjectNamespace>& successful) override
+    {
+        successful.swap(names_);
+        return 0;
+    }
+    void notifyFailure(int status) override { throw EC_exception(status); }
+
+private:
+    std::set<ObjectNamespace> names_;
+};
+
+void measure(int count, int rounds)
+{
+    const std::string response = makeResponse(count);
+    const auto http = boost::make_shared<AtOnce>(response);
+    Service service(1556, http);
+    std::size_t requestBytes = 0;
+    std::vector<double> workflow;
+    std::vector<double> firstPhase;
+    std::vector<double> parsing;
+    std::vector<double> update;
+    for (int round = 0; round <= rounds; ++round) {
+        Service::RegisteredObjects registered;
+        parsing.push_back(
+            nanosecondsOf([&] { registered = Service::extractBulkRegisteredNamespaces(response); }));
+        std::list<ObjectNamespace> ready;
+        for (auto& object : registered) {
+            ready.splice(ready.end(), object.second);
+        }
+        update.push_back(nanosecondsOf([&] { service.bulkUpdateObjectState(ready, {}, {}); }));
+        Service::DataList objects = makeObjects(count);
+        firstPhase.push_back(
+            nanosecondsOf([&] { registered = service.bulkRegisterObjectsWithStatePending(objects); }));
+        requestBytes = http->bytes;
+        require(registered.size() == objects.size(), "every object is registered");
+        objects = makeObjects(count);
+        const auto callback = boost::make_shared<AllSucceed>(objects);
+        workflow.push_back(nanosecondsOf(
+            [&] { require(service.bulkRegisterObjects(objects, callback) == 0, "all are committed"); }));
+    }
+    for (std::vector<double>* figures : {&workflow, &firstPhase, &parsing, &update}) {
+        figures->erase(figures->begin()); // warming up
+    }
+    const auto print = [](const char* what, const std::vector<double>& figures, std::size_t bytes) {
+        std::printf("  %-44s %8.2f ms  %9zu bytes\n", what, median(figures) / 1e6, bytes);
+    };
+    std::printf("Bulk registration of %d objects with a child each, median of %d rounds\n", count, rounds);
+    print("first phase: request written, answer read", firstPhase, requestBytes);
+    print("  of which reading the answer", parsing, response.size());
+    print("second phase: update of states written", update, http->bytes);
+    print("bulkRegisterObjects, all of it", workflow, requestBytes + response.size() + http->bytes);
+}
+
+} // namespace
+} // namespace keepsafe_bench
+
+int main(int argc, char** argv)
+try {
+    CLI::App app("Measures the library's share of a bulk registration.\n"
+                 "Example: registration_bench --objects 10000 --rounds 21");
+    int objects = 10000;
+    int rounds = 21;
+    app.add_option("--objects", objects, "Objects in the registration")->check(CLI::Range(1, 1000000));
+    app.add_option("--rounds", rounds, "Rounds; the median counts")->check(CLI::Range(1, 1000));
+    CLI11_PARSE(app, argc, argv);
+    const keepsafe_test::TempRoot root;
+    keepsafe_test::writeFile(root.path("etc/keepsafe.toml"), "master_server = \"master.example\"\n");
+    keepsafe_bench::measure(objects, rounds);
+    return 0;
+} catch (const std::exception& error) {
+    (void)std::fprintf(stderr, "registration_bench: %s\n", error.what());
+    return 1;
+}
