@@ -6,6 +6,27 @@ namespace keepsafe_sandbox {
 
 namespace Dal = Tessara::Dal;
 
+namespace {
+
+/// PostgreSQL's driver follows a BEGIN that it is sent. But when it frees a statement that it has prepared on
+/// the server, it takes the transaction for finished, and from then on commits statement by statement.
+/// Without such statements there is nothing to free. Neither does it need a savepoint before each statement,
+/// as a failed one ends the whole transaction. Other drivers ignore the keywords.
+Dal::DbConnectionSettings forTransactions(Dal::DbConnectionSettings settings)
+{
+    if (!settings.connectionString.empty()) {
+        settings.connectionString = "UseServerSidePrepare=0;Protocol=7.4-0;" + settings.connectionString;
+    }
+    return settings;
+}
+
+} // namespace
+
+Database::Database(const Dal::DbConnectionSettings& settings)
+    : manager_(settings), transactions_(forTransactions(settings))
+{
+}
+
 void Database::change(const std::string& attempt, const std::string& sql, const Texts& parameters)
 {
     const BorrowedConnection connection(manager_, attempt);

@@ -19,10 +19,12 @@ class Database {
 public:
     using Texts = std::vector<std::string>;
 
-    explicit Database(const Tessara::Dal::DbConnectionSettings& settings) : manager_(settings) {}
+    explicit Database(const Tessara::Dal::DbConnectionSettings& settings);
 
     /// For the library's own queries.
     [[nodiscard]] Tessara::Dal::DbConnectionManager& manager() noexcept { return manager_; }
+    /// For transactions: see `Transaction`.
+    [[nodiscard]] Tessara::Dal::DbConnectionManager& transactionManager() noexcept { return transactions_; }
 
     /// Runs a statement that changes data.
     void change(const std::string& attempt, const std::string& sql, const Texts& parameters = {});
@@ -44,6 +46,7 @@ public:
 
 private:
     Tessara::Dal::DbConnectionManager manager_;
+    Tessara::Dal::DbConnectionManager transactions_;
 };
 
 } // namespace keepsafe_sandbox

@@ -5,7 +5,7 @@
 namespace keepsafe_sandbox {
 
 Transaction::Transaction(Database& database, const std::string& attempt)
-    : attempt_(attempt), connection_(database.manager(), attempt)
+    : attempt_(attempt), connection_(database.transactionManager(), attempt)
 {
     // A query is repeated on a new connection when the one from the pool proves dead; a command never is.
     static_cast<void>(Statement(connection_.get(), attempt_, "SELECT 1", {}, Statement::Query));

@@ -1,0 +1,77 @@
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "database/schema.h"
+#include "support/CapturedLog.h"
+#include "support/PrivateDatabase.h"
+
+namespace {
+
+using keepsafe_sandbox::Database;
+using keepsafe_sandbox::DatabaseError;
+using keepsafe_sandbox::ensureSchema;
+using keepsafe_sandbox::SchemaOrigin;
+using keepsafe_test::DatabaseKind;
+using keepsafe_test::PrivateDatabase;
+
+class Schema : public testing::TestWithParam<DatabaseKind> {
+protected:
+    void ensure() { ensureSchema(database_, SchemaOrigin::Attached); }
+
+    std::vector<std::string> rows(const std::string& sql)
+    {
+        std::vector<std::string> found;
+        database_.forEachRow("read", sql, 1,
+                             [&](const Database::Texts& row) { found.push_back(row.front()); });
+        return found;
+    }
+
+    keepsafe_test::CapturedLog log_;
+    PrivateDatabase private_{GetParam()};
+    Database database_{private_.settings()};
+};
+
+INSTANTIATE_TEST_SUITE_P(Databases, Schema, keepsafe_test::allDatabases(), keepsafe_test::kindName);
+
+TEST_P(Schema, HasRole0AndTheCountersFromTheBeginning)
+{
+    ensure();
+    EXPECT_EQ(rows("SELECT Name FROM AUTH_MAIN.ACTL_Role WHERE RoleID = 0 AND SystemDefined = 1"),
+              (std::vector<std::string>{"Administrator"}));
+    EXPECT_EQ(rows("SELECT Kind FROM AUTH_MAIN.ACTL_NextID WHERE NextID = 1 ORDER BY Kind"),
+              (std::vector<std::string>{"accessDefinition", "role"}));
+}
+
+TEST_P(Schema, MadeAgainKeepsWhatIsThere)
+{
+    ensure();
+    private_.run("INSERT INTO AUTH_MAIN.ACTL_ManagedObject VALUES (1, '|A|', '', 1, 'READY', 0)");
+    private_.run("UPDATE AUTH_MAIN.ACTL_Role SET Name = 'other'");
+    private_.run("UPDATE AUTH_MAIN.ACTL_NextID SET NextID = 9");
+    ensure();
+    EXPECT_EQ(rows("SELECT Namespace FROM AUTH_MAIN.ACTL_ManagedObject").size(), 1U);
+    EXPECT_EQ(rows("SELECT Name FROM AUTH_MAIN.ACTL_Role"), (std::vector<std::string>{"other"}));
+    EXPECT_EQ(rows("SELECT Kind FROM AUTH_MAIN.ACTL_NextID WHERE NextID = 9").size(), 2U);
+}
+
+TEST_P(Schema, OfADatabaseWithTheLibrarysTwoTablesAloneIsMadeWhole)
+{
+    ensure();
+    for (const std::string table :
+         {"ACTL_Role", "ACTL_Operation", "ACTL_ManagedObject", "ACTL_AccessDefinition", "ACTL_NextID"}) {
+        private_.run("DROP TABLE AUTH_MAIN." + table);
+    }
+    private_.run("INSERT INTO AUTH_MAIN.AUTH_Access_Token_Details VALUES ('session', 'token')");
+    EXPECT_EQ(ensureSchema(database_, SchemaOrigin::Attached).tokens, 1);
+    EXPECT_EQ(rows("SELECT Name FROM AUTH_MAIN.ACTL_Role").size(), 1U);
+}
+
+TEST_P(Schema, RefusesATableOfAnotherShape)
+{
+    private_.run("CREATE TABLE AUTH_MAIN.ACTL_ManagedObject (other INTEGER)");
+    EXPECT_THROW(ensure(), DatabaseError);
+}
+
+} // namespace
