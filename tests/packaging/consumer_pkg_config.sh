@@ -13,6 +13,7 @@ build() { # SOURCE PROGRAM
     "${flags[@]}" "-Wl,-rpath,$prefix/$libdir" -o "$work/$2"
 }
 build main.cpp consumer
+build decision.cpp decision
 build registration.cpp registration
 
 "$(dirname "$0")/run_consumer.sh" "$source" "$work" "$sandbox" "$work"
