@@ -126,6 +126,12 @@ TEST_F(RegisterCommand, DoesNotRunTheProgramWhenTheServiceRefuses)
     EXPECT_THAT(requests(), SizeIs(1));
 }
 
+TEST_F(RegisterCommand, SaysADetailThatRepeatsTheMessageOnce)
+{
+    server_.playNext(answer(409, R"({"errorCode":20,"errorMessage":"no","errorDetails":["no"]})"));
+    EXPECT_THAT(failureOf(registerWith({})), HasSubstr("(HTTP status 409: no)"));
+}
+
 TEST_F(RegisterCommand, TellsAFailedSecondPhaseWithWhatTheServiceSays)
 {
     server_.playNext(answer(201, record("|A|")));

@@ -44,7 +44,9 @@ std::string describeRefusal(long httpStatus, const std::string& body)
     int code = 0;
     std::string message;
     if (extractErrorFromJSON(body, code, message) == Status::SUCCESS) {
-        text += ": " + message + detailsOf(body);
+        const std::string details = detailsOf(body);
+        const bool isRepetition = details == " (" + message + ')';
+        text += ": " + message + (isRepetition ? "" : details);
     }
     return text;
 }
