@@ -22,6 +22,7 @@ namespace {
 
 constexpr char JSON_TYPE[] = "application/json";
 constexpr time_t KEEP_ALIVE_SECONDS = 60;
+constexpr std::size_t MOST_REQUESTS_PER_CONNECTION = 1000000;
 constexpr time_t IO_TIMEOUT_SECONDS = 30;
 constexpr int BACKLOG = 128;
 constexpr int FIRST_ERROR = 400;
@@ -126,14 +127,14 @@ public:
             std::this_thread::yield();
         }
         stop();
-        connections_.endReading();
+        connections_.endWaiting();
     }
 
 private:
     void setLimits()
     {
         set_tcp_nodelay(true);
-        set_keep_alive_max_count(static_cast<std::size_t>(-1));
+        set_keep_alive_max_count(MOST_REQUESTS_PER_CONNECTION);
         set_keep_alive_timeout(KEEP_ALIVE_SECONDS);
         set_read_timeout(IO_TIMEOUT_SECONDS);
         set_write_timeout(IO_TIMEOUT_SECONDS);
@@ -152,7 +153,14 @@ private:
             return refuseFraming(request, response) ? response.status : goOn;
         });
         set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
+            connections_.beginRequest(request.ssl);
             return begin(request, response) ? HandlerResponse::Handled : HandlerResponse::Unhandled;
+        });
+        // The one that is called when a response has been sent; also after one to what is no proper request.
+        set_logger([this](const httplib::Request& request, const httplib::Response& /*response*/) {
+            if (request.ssl != nullptr) {
+                connections_.endRequest(request.ssl);
+            }
         });
         const HandlerWithResponse describe = [](const httplib::Request& request,
                                                 httplib::Response& response) {

@@ -54,23 +54,43 @@ void OpenConnections::follow(SSL_CTX& context)
 void OpenConnections::opened(int socket)
 {
     const std::lock_guard<std::mutex> guard(mutex_);
-    sockets_.insert(socket);
-    if (isEnding_) {
-        ::shutdown(socket, SHUT_RD);
-    }
+    isAnswering_[socket] = false;
+    endIfWaiting(socket);
 }
 
 void OpenConnections::closed(int socket)
 {
     const std::lock_guard<std::mutex> guard(mutex_);
-    sockets_.erase(socket);
+    isAnswering_.erase(socket);
 }
 
-void OpenConnections::endReading()
+void OpenConnections::beginRequest(const SSL* connection)
+{
+    const std::lock_guard<std::mutex> guard(mutex_);
+    isAnswering_[SSL_get_fd(connection)] = true;
+}
+
+void OpenConnections::endRequest(const SSL* connection)
+{
+    const int socket = SSL_get_fd(connection);
+    const std::lock_guard<std::mutex> guard(mutex_);
+    isAnswering_[socket] = false;
+    endIfWaiting(socket);
+}
+
+void OpenConnections::endWaiting()
 {
     const std::lock_guard<std::mutex> guard(mutex_);
     isEnding_ = true;
-    for (const int socket : sockets_) {
+    for (const auto& connection : isAnswering_) {
+        endIfWaiting(connection.first);
+    }
+}
+
+void OpenConnections::endIfWaiting(int socket) const
+{
+    // Not while a request is answered: the library sends no response where nothing more can be read.
+    if (isEnding_ && !isAnswering_.at(socket)) {
         ::shutdown(socket, SHUT_RD);
     }
 }

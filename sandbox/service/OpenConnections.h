@@ -1,8 +1,8 @@
 #ifndef KEEPSAFE_SANDBOX_SERVICE_OPENCONNECTIONS_H
 #define KEEPSAFE_SANDBOX_SERVICE_OPENCONNECTIONS_H
 
+#include <map>
 #include <mutex>
-#include <set>
 
 #include <openssl/ssl.h>
 
@@ -19,18 +19,26 @@ public:
     /// Follows the connections made with the context from here on. The object must outlive them.
     void follow(SSL_CTX& context);
 
-    /// Lets no connection read any more, now and later: what has come is answered, idle ones end.
-    void endReading();
+    /// A request of the connection has come, and its response has been sent.
+    void beginRequest(const SSL* connection);
+    void endRequest(const SSL* connection);
+
+    /// Ends the connections that wait for a request, now and later: idle ones at once, others when their
+    /// response has been sent.
+    void endWaiting();
 
 private:
     void opened(int socket);
     void closed(int socket);
+    /// With the mutex held.
+    void endIfWaiting(int socket) const;
 
     static int exDataIndex();
     static void onProgress(const SSL* connection, int where, int result);
 
     std::mutex mutex_;
-    std::set<int> sockets_; ///< guarded by the mutex, and so open while one looks at them
+    /// By socket, whether a request is being answered. Guarded by the mutex; sockets stay open meanwhile.
+    std::map<int, bool> isAnswering_;
     bool isEnding_ = false;
 };
 

@@ -81,6 +81,21 @@ void Process::kill() const
     }
 }
 
+void Process::terminate() const
+{
+    if (pid_ > 0) {
+        ::kill(pid_, SIGTERM);
+    }
+}
+
+bool Process::hasEnded() const
+{
+    siginfo_t information = {};
+    return pid_ <= 0 ||
+           (::waitid(P_PID, static_cast<id_t>(pid_), &information, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+            information.si_pid == pid_);
+}
+
 ProcessEnd Process::wait()
 {
     ProcessEnd end;

@@ -31,6 +31,10 @@ public:
     ~Process();
 
     void kill() const;
+    /// Asks it to end (SIGTERM).
+    void terminate() const;
+    /// Whether there is nothing left to wait for.
+    [[nodiscard]] bool hasEnded() const;
     ProcessEnd wait();
 
 private:
