@@ -1,0 +1,145 @@
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "root/RootLayout.h"
+#include "root/ServiceLock.h"
+#include "sandbox/support/Process.h"
+#include "support/TempDir.h"
+
+/// ksrbac-sandbox import, as it is called.
+
+namespace {
+
+using keepsafe_test::ProgramResult;
+using keepsafe_test::readFile;
+using keepsafe_test::writeFile;
+using testing::HasSubstr;
+
+const std::string COMPANY = KEEPSAFE_EXAMPLE_POLICIES "/company.json";
+const std::string EMPTY = R"({"operations": {}, "roles": [], "objects": [], "accessDefinitions": []})";
+
+class ImportProgram : public testing::Test {
+protected:
+    ProgramResult run(std::vector<std::string> arguments) const
+    {
+        arguments.insert(arguments.begin(), KEEPSAFE_SANDBOX_PROGRAM);
+        arguments.insert(arguments.end(), {"--root", dir_.path()});
+        return keepsafe_test::runProgram(arguments);
+    }
+
+    ProgramResult import(const std::string& policy, const std::vector<std::string>& more = {}) const
+    {
+        std::vector<std::string> arguments = {"import", policy};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return run(arguments);
+    }
+
+    std::string policy(const std::string& document) const
+    {
+        writeFile(dir_.path("policy.json"), document);
+        return dir_.path("policy.json");
+    }
+
+    std::string cache(const std::string& id) const
+    {
+        return dir_.path("wmc/webserver/temp/access-caches/" + id);
+    }
+
+    keepsafe_test::TempDir dir_;
+};
+
+TEST_F(ImportProgram, StoresAndPublishesAPolicyAndSaysWhat)
+{
+    run({"init"});
+    const ProgramResult result = import(COMPANY);
+
+    EXPECT_EQ(result.errors, "");
+    EXPECT_EQ(result.end.exitStatus, 0);
+    EXPECT_EQ(result.output, cache("service") + ": generation 1, 38 objects, 32 access definitions, 8 roles, "
+                                                "20 operations\n");
+}
+
+TEST_F(ImportProgram, PublishesTheSameCacheAsCompile)
+{
+    run({"init"});
+    import(COMPANY);
+    EXPECT_EQ(run({"compile", COMPANY, "--id", "compiled"}).end.exitStatus, 0);
+    for (const std::string file : {"metadata", "objects", "nodes", "segments", "counts", "manifest.json"}) {
+        EXPECT_EQ(readFile(cache("service") + "/" + file), readFile(cache("compiled") + "/" + file)) << file;
+    }
+}
+
+TEST_F(ImportProgram, ReplacesOnlyWhenItIsToldTo)
+{
+    run({"init"});
+    import(COMPANY);
+    const ProgramResult refused = import(policy(EMPTY));
+    EXPECT_EQ(refused.end.exitStatus, 2);
+    EXPECT_EQ(refused.errors, "ksrbac-sandbox: there are 38 objects, 32 access definitions, 8 roles and 20 "
+                              "operations already: with --replace, the policy takes their place\n");
+
+    const ProgramResult replaced = import(policy(EMPTY), {"--replace"});
+    EXPECT_EQ(replaced.errors, "");
+    EXPECT_THAT(replaced.output, HasSubstr("generation 2, 0 objects, 0 access definitions, 0 roles"));
+    EXPECT_EQ(import(COMPANY).end.exitStatus, 0) << "nothing was left";
+}
+
+TEST_F(ImportProgram, RefusesOtherBitsThanThePublishedOnesUnlessItMayRenumber)
+{
+    run({"init"});
+    run({"compile", COMPANY, "--id", "compiled"});
+    const std::string other = policy(
+        R"({"operations": {"|OPERATIONS|VIEW|": 40}, "roles": [], "objects": [], "accessDefinitions": []})");
+
+    const ProgramResult refused = import(other);
+    EXPECT_EQ(refused.end.exitStatus, 2);
+    EXPECT_EQ(refused.errors, "ksrbac-sandbox: operation |OPERATIONS|VIEW|: bit 40 is asked for, but it is "
+                              "published with bit 0\n");
+    EXPECT_EQ(import(other, {"--renumber"}).end.exitStatus, 0) << "nothing was stored before";
+    EXPECT_THAT(readFile(dir_.path("wmc/webserver/temp/operation-cache.json")),
+                HasSubstr("\"|OPERATIONS|VIEW|\": 40"));
+}
+
+TEST_F(ImportProgram, DoesNothingWhileTheServiceIsRunning)
+{
+    run({"init"});
+    const keepsafe_sandbox::ServiceLock service(keepsafe_sandbox::RootLayout(dir_.path()), "the service");
+    const ProgramResult result = import(COMPANY);
+    EXPECT_EQ(result.end.exitStatus, 1);
+    EXPECT_EQ(result.errors, "ksrbac-sandbox: the service is running for this root (process " +
+                                 std::to_string(::getpid()) + ")\n");
+}
+
+TEST_F(ImportProgram, NeedsARootThatWasMadeAndAPolicyThatCanBeUsed)
+{
+    const ProgramResult unmade = import(COMPANY);
+    EXPECT_EQ(unmade.end.exitStatus, 2);
+    EXPECT_THAT(unmade.errors, HasSubstr("etc/keepsafe.toml is missing: run 'ksrbac-sandbox init --root"));
+
+    run({"init"});
+    const ProgramResult broken = import(policy("{"));
+    EXPECT_EQ(broken.end.exitStatus, 2);
+    EXPECT_THAT(broken.errors, HasSubstr("policy.json: line 1, column 1"));
+    EXPECT_EQ(run({"import"}).end.exitStatus, 2);
+    EXPECT_EQ(import(COMPANY).end.exitStatus, 0);
+}
+
+TEST_F(ImportProgram, EndsWith1WhenTheDatabaseIsGone)
+{
+    run({"init"});
+    writeFile(dir_.path("var/sandbox/auth_main.db"), std::string(4096, 'x'));
+    const ProgramResult result = import(COMPANY);
+    EXPECT_EQ(result.end.exitStatus, 1);
+    EXPECT_THAT(result.errors, HasSubstr("ksrbac-sandbox: cannot read the table AUTH_MAIN.ACTL_Role"));
+}
+
+TEST_F(ImportProgram, ShowsAnExampleWithItsHelp)
+{
+    EXPECT_THAT(run({"import", "--help"}).output, HasSubstr("Example:\n  ksrbac-sandbox import "));
+}
+
+} // namespace
