@@ -1,6 +1,4 @@
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <fstream>
 #include <string>
 #include <system_error>
@@ -12,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "KsrbacTest.h"
+#include "Pipe.h"
 #include "io/FileDescriptor.h"
 
 // How `check` behaves as one end of a pipe.
@@ -20,23 +19,6 @@ namespace keepsafe_test {
 namespace {
 
 using ksrbac::FileDescriptor;
-
-struct Pipe {
-    Pipe() : Pipe(open()) {}
-    FileDescriptor readEnd;
-    FileDescriptor writeEnd;
-
-private:
-    explicit Pipe(const std::array<int, 2>& ends) : readEnd(ends[0]), writeEnd(ends[1]) {}
-    static std::array<int, 2> open()
-    {
-        std::array<int, 2> ends{};
-        if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-            throw std::system_error(errno, std::generic_category(), "pipe2");
-        }
-        return ends;
-    }
-};
 
 class Streaming : public KsrbacTest {
 protected:

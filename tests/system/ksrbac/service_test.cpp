@@ -1,0 +1,203 @@
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "ServedRoot.h"
+#include "io/FileDescriptor.h"
+
+// The whole road: the tool, the library, the service with its database, and the caches that it publishes.
+
+namespace keepsafe_test {
+namespace {
+
+const std::string EXPIRE = "|OPERATIONS|EXPIRE_IMAGE|";
+const std::string POOL = "|KEEPSAFE|STORAGE|pools|disk-01|";
+constexpr char REFUSED[] = "status 20: an argument has a value that is not allowed (HTTP status ";
+
+class Service : public testing::Test {
+protected:
+    /// The result of a command that succeeds without a message.
+    [[nodiscard]] std::string done(const std::vector<std::string>& arguments) const
+    {
+        const ProgramResult result = root_.tool(arguments);
+        EXPECT_EQ(result.errors, "");
+        EXPECT_EQ(result.status, 0);
+        return result.output;
+    }
+
+    /// The message of a command that ends with 3, without "ksrbac: " and the line feed.
+    [[nodiscard]] std::string failure(const std::vector<std::string>& arguments) const
+    {
+        const ProgramResult result = root_.tool(arguments);
+        EXPECT_EQ(result.output, "");
+        EXPECT_EQ(result.status, 3);
+        return result.errors.empty() ? "" : result.errors.substr(8, result.errors.size() - 9);
+    }
+
+    /// "allow" or "deny", by the service's cache, for the roles of a caller.
+    [[nodiscard]] std::string decision(const std::vector<std::string>& caller,
+                                       const std::string& object) const
+    {
+        std::vector<std::string> arguments{"check", "--operation", EXPIRE, object};
+        arguments.insert(arguments.end(), caller.begin(), caller.end());
+        const ProgramResult result = root_.tool(arguments);
+        EXPECT_EQ(result.errors, "");
+        return result.output.substr(0, result.output.find('\t'));
+    }
+    [[nodiscard]] std::string decision(const std::string& object) const
+    {
+        return decision({"--roles=17"}, object);
+    }
+
+    ServedRoot root_;
+};
+
+TEST_F(Service, KeepsRolesAndGivesThemOutAgain)
+{
+    EXPECT_EQ(done({"role", "create", "Tape operator", "--description", "Mounts media"}),
+              "ID  NAME           SYSTEM  DESCRIPTION\n51  Tape operator  no      Mounts media\n");
+    EXPECT_EQ(
+        done({"role", "list", "--json", "--filter", "contains(name,'operator')"}),
+        "{\"id\":11,\"name\":\"Backup operator\",\"description\":\"\",\"systemDefined\":false}\n"
+        "{\"id\":17,\"name\":\"Restore operator\",\"description\":\"\",\"systemDefined\":false}\n"
+        "{\"id\":51,\"name\":\"Tape operator\",\"description\":\"Mounts media\",\"systemDefined\":false}\n");
+    EXPECT_EQ(done({"role", "update", "51", "--name", "Tape operators"}), "");
+    EXPECT_EQ(done({"role", "get", "51"}),
+              "ID  NAME            SYSTEM  DESCRIPTION\n51  Tape operators  no      Mounts media\n");
+    EXPECT_EQ(done({"role", "update", "51", "--description="}), "");
+    EXPECT_EQ(done({"role", "get", "51"}),
+              "ID  NAME            SYSTEM  DESCRIPTION\n51  Tape operators  no\n");
+    EXPECT_EQ(done({"role", "delete", "51"}), "");
+    EXPECT_EQ(failure({"role", "get", "51"}),
+              std::string("role get 51: ") + REFUSED + "404: there is no role 51)");
+}
+
+TEST_F(Service, AGrantChangesTheNextDecisionAndItsEndTheOneAfter)
+{
+    EXPECT_EQ(decision(POOL), "deny");
+    EXPECT_EQ(done({"access", "add", "|KEEPSAFE|STORAGE|", "--role=17", "--operations=" + EXPIRE,
+                    "--propagation=CHILDREN", "--json"}),
+              "{\"id\":\"33\",\"object\":\"|KEEPSAFE|STORAGE|\",\"roleId\":17,\"propagation\":\"CHILDREN\","
+              "\"operations\":[\"" +
+                  EXPIRE + "\"]}\n");
+    EXPECT_EQ(decision(POOL), "allow");
+    EXPECT_EQ(done({"access", "delete", "|KEEPSAFE|STORAGE|", "33"}), "");
+    EXPECT_EQ(decision(POOL), "deny");
+}
+
+TEST_F(Service, AGrantWithoutAPropagationHoldsOnTheObjectAlone)
+{
+    (void)done({"access", "add", "|KEEPSAFE|STORAGE|pools|", "--role=17", "--operations=" + EXPIRE});
+    EXPECT_EQ(decision("|KEEPSAFE|STORAGE|pools|"), "allow");
+    EXPECT_EQ(decision(POOL), "deny");
+}
+
+TEST_F(Service, DecidesForTheOwnerOfASessionToken)
+{
+    writeFile(root_.path("token"), root_.issue("17"));
+    const std::vector<std::string> caller{"--session-token-file", root_.path("token")};
+    EXPECT_EQ(decision(caller, POOL), "deny");
+    (void)done({"access", "add", POOL, "--role=17", "--operations=" + EXPIRE});
+    EXPECT_EQ(decision(caller, POOL), "allow");
+    writeFile(root_.path("token"), root_.issue("31"));
+    EXPECT_EQ(decision(caller, POOL), "deny");
+}
+
+TEST_F(Service, InheritanceDecidesWhetherGrantsFromAboveReachAnObject)
+{
+    (void)done({"access", "add", "|KEEPSAFE|STORAGE|", "--role=17", "--operations=" + EXPIRE,
+                "--propagation=OBJECT_AND_CHILDREN"});
+    EXPECT_EQ(decision(POOL), "allow");
+    EXPECT_EQ(done({"object", "set-inherit", POOL, "off"}), "");
+    EXPECT_EQ(decision(POOL), "deny");
+    EXPECT_EQ(done({"object", "get", POOL, "--json"}),
+              "{\"object\":\"" + POOL + "\",\"inherit\":false,\"state\":\"READY\"}\n");
+    EXPECT_EQ(done({"object", "set-inherit", POOL, "on"}), "");
+    EXPECT_EQ(decision(POOL), "allow");
+}
+
+TEST_F(Service, KnowsTheOperationsOfThePolicy)
+{
+    EXPECT_EQ(done({"operation", "list", "--filter", "startswith(id,'|OPERATIONS|VIEW')"}),
+              "OPERATION\n|OPERATIONS|VIEW|\n|OPERATIONS|VIEW_AUDIT|\n|OPERATIONS|VIEW_JOBS|\n");
+}
+
+TEST_F(Service, SaysWhyItRefuses)
+{
+    const std::string refused = REFUSED;
+    EXPECT_EQ(failure({"role", "create", "Auditor"}).substr(0, 13 + refused.size() + 3),
+              "role create: " + refused + "409");
+    EXPECT_EQ(failure({"role", "delete", "0"}).substr(0, 15 + refused.size() + 3),
+              "role delete 0: " + refused + "409");
+    EXPECT_EQ(failure({"object", "get", "|NONE|"}),
+              "object get |NONE|: " + refused + "404: there is no object |NONE|)");
+    EXPECT_EQ(failure({"access", "delete", POOL, "4711"}), "access delete " + POOL + " 4711: " + refused +
+                                                               "404: object " + POOL +
+                                                               " has no access definition \"4711\")");
+}
+
+TEST_F(Service, ThatIsStoppedAllowsNothingAndCanBeAskedAgainWhenItIsBack)
+{
+    EXPECT_EQ(root_.stop(), 0);
+    const std::string gone = "transfer status 7: the server cannot be reached (GET https://" +
+                             root_.address() + ":1556/ failed with status 7: ";
+    EXPECT_EQ(failure({"role", "list"}).substr(0, 11 + gone.size()), "role list: " + gone);
+    const std::string check = "check: asking which access cache serves |: ";
+    EXPECT_EQ(
+        failure({"check", "--operation", EXPIRE, "--roles=0", POOL}).substr(0, check.size() + gone.size()),
+        check + gone);
+    root_.start();
+    EXPECT_EQ(decision(POOL), "deny");
+}
+
+TEST_F(Service, AnAnswerThatCannotBeShownIsToldAndTheChangeIsMade)
+{
+    const ksrbac::FileDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    const ksrbac::FileDescriptor errors(
+        open(root_.path("errors").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    SpawnedProgram program({KSRBAC_BINARY, "--root", root_.path(), "role", "create", "Unseen"},
+                           {STDIN_FILENO, full.get(), errors.get()});
+    EXPECT_EQ(program.wait().status, 4);
+    EXPECT_EQ(readFile(root_.path("errors")),
+              "ksrbac: cannot write standard output: No space left on device\n");
+    EXPECT_EQ(done({"role", "list", "--filter=name eq 'Unseen'"}),
+              "ID  NAME    SYSTEM  DESCRIPTION\n51  Unseen  no\n");
+}
+
+/// A socket that accepts connections for the master server and says nothing.
+ksrbac::FileDescriptor listenSilently(const std::string& address)
+{
+    constexpr int port = 1556;
+    ksrbac::FileDescriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const int on = 1;
+    EXPECT_EQ(setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on), 0);
+    sockaddr_in place = {};
+    place.sin_family = AF_INET;
+    place.sin_port = htons(port);
+    EXPECT_EQ(inet_pton(AF_INET, address.c_str(), &place.sin_addr), 1);
+    EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&place), sizeof place), 0);
+    EXPECT_EQ(listen(listener.get(), 1), 0);
+    return listener;
+}
+
+TEST_F(Service, ASignalEndsACommandThatWaitsForIt)
+{
+    ASSERT_EQ(root_.stop(), 0);
+    const auto listener = listenSilently(root_.address());
+    SpawnedProgram program({KSRBAC_BINARY, "--root", root_.path(), "role", "list"},
+                           {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO});
+    const ksrbac::FileDescriptor connection(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    ASSERT_EQ(kill(program.pid(), SIGINT), 0);
+    EXPECT_EQ(program.wait().status, 128 + SIGINT);
+}
+
+} // namespace
+} // namespace keepsafe_test
