@@ -2,6 +2,7 @@
 #define KEEPSAFE_TESTS_RBAC_REGISTRATION_REGISTRATIONTEST_H
 
 #include <functional>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>

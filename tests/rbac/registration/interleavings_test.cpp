@@ -1,6 +1,7 @@
 /// Random workflows, nested in each other's callbacks and with random faults, against a service that keeps
 /// states. A plain reading of the rules says beforehand what each returns and what is left at the end.
 
+#include <map>
 #include <random>
 #include <set>
 

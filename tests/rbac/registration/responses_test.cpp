@@ -131,6 +131,38 @@ TEST_F(Responses, ABulkResponseGivesAMapInTheOrderOfNames)
     EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
+/// Answers as services write them are read in another way than those that are laid out otherwise.
+TEST_F(Responses, HowABulkResponseIsLaidOutDoesNotCount)
+{
+    const std::string records =
+        R"({"id":"|B|","relationships":{"registeredObjects":{"data":[{"id":"|B|"}]}}},)"
+        R"({"id":"|A|"},{"id":"|B|"})";
+    const auto expected = Service::extractBulkRegisteredNamespaces(R"({"data":[)" + records + "]}");
+    EXPECT_THAT(expected, ElementsAre(Pair(ObjectNamespace("A"), IsEmpty()),
+                                      Pair(ObjectNamespace("B"), ElementsAre(ObjectNamespace("B")))));
+    for (const std::string& response :
+         {R"( {"data":[)" + records + "]}", R"({"data": [)" + records + "]}",
+          R"({"data":[ )" + records + "]}", R"({"data":[)" + records + " ]}",
+          R"({"data":[)" + records + "] }\n", R"({"data":[)" + records + R"(],"x":1})",
+          R"({"x":[],"data":[)" + records + "]}", R"({"data":[{"id":"|Z|"}],"data":[)" + records + "]}",
+          R"({"data":[)" + records + "]}" + std::string(1, '\0') + "behind"}) {
+        EXPECT_EQ(Service::extractBulkRegisteredNamespaces(response), expected) << response;
+    }
+    EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_F(Responses, ABulkResponseThatIsNotJsonIsSoWhateverItsFirstRecordsAre)
+{
+    for (const char* response :
+         {R"({"data":[{"id":"A"},)", R"({"data":[{"id":1}])", R"({"data":[{"id":"|A|"},]})",
+          R"({"data":[{"id":"|A|"}]}})", R"({"data":[{"id":"|A|"}{"id":"|B|"}]})",
+          R"({"data":[{"id":"|A|"}})", R"({"data":[{"id":"|A|"})"}) {
+        SCOPED_TRACE(response);
+        EXPECT_EQ(bulkStatusOf(response), 9103);
+        expectParseError(BULK_TAG);
+    }
+}
+
 TEST_F(Responses, OfBulkRecordsOfOneNameTheFirstCounts)
 {
     EXPECT_THAT(Service::extractBulkRegisteredNamespaces(
