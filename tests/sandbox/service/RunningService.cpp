@@ -18,17 +18,18 @@ RunningService::RunningService() : address_(ownAddress())
 
 ProgramResult RunningService::run(std::vector<std::string> command) const
 {
-    command.insert(command.begin(), KEEPSAFE_SANDBOX_PROGRAM);
+    command.insert(command.begin(), program());
     command.insert(command.end(), {"--root", root_.path()});
     return runProgram(command);
 }
+
+std::string RunningService::program() { return KEEPSAFE_SANDBOX_PROGRAM; }
 
 void RunningService::start()
 {
     constexpr std::chrono::seconds limit(60);
     constexpr std::chrono::milliseconds step(2);
-    process_.emplace(Process::start({KEEPSAFE_SANDBOX_PROGRAM, "serve", "--root", root_.path()}, outputFile(),
-                                    errorFile()));
+    process_.emplace(Process::start({program(), "serve", "--root", root_.path()}, outputFile(), errorFile()));
     const auto end = std::chrono::steady_clock::now() + limit;
     while (output().find('\n') == std::string::npos) {
         if (process_->hasEnded() || std::chrono::steady_clock::now() > end) {

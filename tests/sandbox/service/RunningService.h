@@ -31,6 +31,8 @@ public:
     /// For `kill` by another thread than the one that uses the service: SIGKILL without waiting.
     void killNow() const { process_->kill(); }
 
+    /// The sandbox's program.
+    [[nodiscard]] static std::string program();
     [[nodiscard]] std::string root() const { return root_.path(); }
     [[nodiscard]] const std::string& address() const noexcept { return address_; }
     /// What the service has printed since it was started.

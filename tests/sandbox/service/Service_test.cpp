@@ -1,0 +1,272 @@
+// ksrbac-sandbox serve as a process of its own, asked by the library's clients.
+
+#include <atomic>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <boost/make_shared.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <keepsafe/platform/status/EC_exception.h>
+#include <keepsafe/rbac/api/ManagedObjects.h>
+#include <keepsafe/rbac/api/Operations.h>
+#include <keepsafe/rbac/api/Rbac2Json.h>
+#include <keepsafe/rbac/api/Roles.h>
+#include <keepsafe/rbac/client/AccessControlClient.h>
+#include <keepsafe/rbac/namespace/root_namespaces.h>
+#include <keepsafe/rbac/registration/DefaultObjectRegistrationService.h>
+
+#include "sandbox/service/RunningService.h"
+#include "support/CapturedLog.h"
+
+namespace {
+
+using namespace Tessara::Keepsafe::Rbac;
+using keepsafe_test::CapturedLog;
+using keepsafe_test::Process;
+using keepsafe_test::ProgramResult;
+using keepsafe_test::RunningService;
+using testing::HasSubstr;
+using testing::StartsWith;
+namespace operations = root_namespaces::operations;
+
+/// What the service is asked to do without, and with, a policy that knows the operation VIEW.
+class Service : public testing::Test {
+protected:
+    Service()
+    {
+        keepsafe_test::writeFile(folder_.path("policy.json"),
+                                 R"({"operations":{"|OPERATIONS|VIEW|":0,"|OPERATIONS|ADD|":1},"roles":[],)"
+                                 R"("objects":[{"namespace":"|KEEPSAFE|"}],"accessDefinitions":[]})");
+        const ProgramResult imported = service_.run({"import", folder_.path("policy.json")});
+        EXPECT_EQ(imported.end.exitStatus, 0) << imported.errors;
+        service_.start();
+    }
+
+    static boost::shared_ptr<json_t> operation(const ObjectNamespace& name)
+    {
+        return json_pack_shared("[{s:s, s:s}]", "id", name.str().c_str(), "type", "accessControlOperation");
+    }
+
+    static bool mayView(const ObjectNamespace& object, int role)
+    {
+        boost::shared_ptr<AccessControlClient> client;
+        EXPECT_EQ(AccessControlClient::create(root_namespaces::KEEPSAFE, client), 0);
+        boost::shared_ptr<const AccessChecker> checker;
+        EXPECT_EQ(client->createAccessChecker({role}, operations::VIEW, 0, checker), 0);
+        return checker->checkAccess(object);
+    }
+
+    /// The status of a call that fails; 0 when it succeeds.
+    template <typename Call>
+    static int statusOf(Call call)
+    {
+        try {
+            call();
+        } catch (const EC_exception& error) {
+            return error.status();
+        }
+        return 0;
+    }
+
+    static boost::shared_ptr<ObjectRegistrationData> dataOf(const ObjectNamespace& name)
+    {
+        auto data = boost::make_shared<ObjectRegistrationData>();
+        data->objectNamespace = name;
+        data->objectType = "vm";
+        data->accessControlAttributes = json_pack_shared("{}");
+        return data;
+    }
+
+    static std::set<std::string> roleNames()
+    {
+        std::set<std::string> names;
+        for (const Role& role : RoleAPI().get_roles("")) {
+            names.insert(role.name);
+        }
+        return names;
+    }
+
+    const keepsafe_test::TempDir folder_;
+    CapturedLog log_{8};
+    RunningService service_;
+};
+
+TEST_F(Service, KeepsRolesForTheLibrary)
+{
+    const RoleAPI roles;
+    Role role = roles.create_role("Auditor's", "reads");
+    EXPECT_EQ(roles.get_role(role.id).name, "Auditor's");
+    EXPECT_EQ(roles.get_roles("name eq 'Auditor''s'").size(), 1U);
+    role.name = "Reader";
+    role.description = "";
+    roles.update_role(role);
+    EXPECT_EQ(roles.get_role(role.id).name, "Reader");
+    EXPECT_EQ(roles.get_role(role.id).description, "");
+    roles.delete_role_by_id(role.id);
+    EXPECT_EQ(statusOf([&] { (void)roles.get_role(role.id); }), 20);
+}
+
+TEST_F(Service, ChangesTheNextDecisionWithAGrant)
+{
+    const Role role = RoleAPI().create_role("viewer", "");
+    const ManagedObjectAPI objects;
+    EXPECT_FALSE(mayView(root_namespaces::KEEPSAFE, role.id));
+
+    const AccessDefinition made = objects.add_access_definition(
+        root_namespaces::KEEPSAFE, role, Propagation::OBJECT_AND_CHILDREN, operation(operations::VIEW));
+    EXPECT_TRUE(mayView(root_namespaces::KEEPSAFE | "a b/c", role.id));
+    EXPECT_EQ(objects.get_access_definitions(root_namespaces::KEEPSAFE).front().id, made.id);
+
+    objects.delete_access_definition_by_id(root_namespaces::KEEPSAFE, made.id);
+    EXPECT_FALSE(mayView(root_namespaces::KEEPSAFE, role.id));
+}
+
+TEST_F(Service, AnswersForObjectsAndOperations)
+{
+    const ManagedObjectAPI objects;
+    objects.set_inherit(root_namespaces::KEEPSAFE, false);
+    EXPECT_FALSE(objects.get_object(root_namespaces::KEEPSAFE).inherit);
+    EXPECT_EQ(statusOf([&] { (void)objects.get_object(ObjectNamespace("none")); }), 20);
+    EXPECT_EQ(OperationAPI().get_operations("contains(id,'VIEW')"),
+              std::list<ObjectNamespace>{operations::VIEW});
+}
+
+TEST_F(Service, RegistersObjectsInTwoPhases)
+{
+    const DefaultObjectRegistrationService registration;
+    const ObjectNamespace name = root_namespaces::KEEPSAFE | "vm|1";
+    const auto registered = registration.registerObjectWithStatePending(dataOf(name));
+    EXPECT_EQ(registered.first, name);
+    EXPECT_EQ(registered.second, std::list<ObjectNamespace>{name});
+    EXPECT_EQ(ManagedObjectAPI().get_object(name).state, PENDING);
+    registration.changeObjectState(name, READY);
+    EXPECT_EQ(ManagedObjectAPI().get_object(name).state, READY);
+    registration.deleteObject(name);
+    EXPECT_EQ(statusOf([&] { (void)ManagedObjectAPI().get_object(name); }), 20);
+}
+
+TEST_F(Service, EndsWith0AndIsBackAtTheSameAddressAtOnce)
+{
+    const Role role = RoleAPI().create_role("kept", ""); // a connection of the library's stays open
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(service_.stop(), 0);
+        service_.start();
+        EXPECT_EQ(RoleAPI().get_role(role.id).name, "kept");
+    }
+    EXPECT_EQ(service_.output(), "listening on https://" + service_.address() + ":1556\n");
+    EXPECT_EQ(service_.errors(), "");
+}
+
+TEST_F(Service, IsAloneInItsRootAndAtItsAddress)
+{
+    const ProgramResult second = service_.run({"serve"});
+    EXPECT_EQ(second.end.exitStatus, 1);
+    EXPECT_THAT(second.errors, StartsWith("ksrbac-sandbox: the service is running for this root (process "));
+
+    const ProgramResult made = keepsafe_test::runProgram(
+        {service_.program(), "init", "--root", folder_.path("other"), "--service", service_.address()});
+    ASSERT_EQ(made.end.exitStatus, 0) << made.errors;
+    const ProgramResult other =
+        keepsafe_test::runProgram({service_.program(), "serve", "--root", folder_.path("other")});
+    EXPECT_EQ(other.end.exitStatus, 1);
+    EXPECT_EQ(other.errors,
+              "ksrbac-sandbox: cannot listen on " + service_.address() + ":1556: Address already in use\n");
+    EXPECT_EQ(other.output, "");
+}
+
+TEST_F(Service, FailsCallsWithAStatusWhileItIsAwayAndAnswersTheNextOnes)
+{
+    const RoleAPI roles;
+    const Role role = roles.create_role("kept", "");
+    std::atomic<bool> isOver = false;
+    std::atomic<int> failures = 0;
+    std::vector<std::thread> callers;
+    callers.reserve(4);
+    for (int i = 0; i < 4; ++i) {
+        callers.emplace_back([&] {
+            while (!isOver) {
+                failures += statusOf([&] { EXPECT_EQ(roles.get_role(role.id).name, "kept"); }) == 0 ? 0 : 1;
+            }
+        });
+    }
+    for (int i = 0; i < 3; ++i) {
+        service_.kill();
+        const int before = failures;
+        while (failures == before) {
+            std::this_thread::yield();
+        }
+        service_.start();
+        EXPECT_EQ(statusOf([&] { (void)roles.get_role(role.id); }), 0);
+    }
+    isOver = true;
+    for (std::thread& caller : callers) {
+        caller.join();
+    }
+}
+
+TEST_F(Service, LosesNothingThatItHasAcknowledgedWhenItIsKilled)
+{
+    constexpr int rounds = 6;
+    std::mt19937 random(20261121);
+    std::set<std::string> acknowledged;
+    for (int round = 0; round < rounds; ++round) {
+        const auto killAfter = std::chrono::microseconds(random() % 40000);
+        std::thread killer([&] {
+            std::this_thread::sleep_for(killAfter);
+            service_.killNow();
+        });
+        try {
+            for (int i = 0;; ++i) {
+                const std::string name = "role-" + std::to_string(round) + "-" + std::to_string(i);
+                (void)RoleAPI().create_role(name, "");
+                acknowledged.insert(name);
+            }
+        } catch (const EC_exception&) {
+        }
+        killer.join();
+        service_.kill();
+        service_.start();
+        const std::set<std::string> there = roleNames();
+        for (const std::string& name : acknowledged) {
+            EXPECT_EQ(there.count(name), 1U) << name << " in round " << round;
+        }
+    }
+    EXPECT_FALSE(acknowledged.empty());
+    // A change that is made now is still published.
+    const Role role = RoleAPI().create_role("last", "");
+    (void)ManagedObjectAPI().add_access_definition(root_namespaces::KEEPSAFE, role, Propagation::OBJECT,
+                                                   operation(operations::VIEW));
+    EXPECT_TRUE(mayView(root_namespaces::KEEPSAFE, role.id));
+}
+
+TEST_F(Service, ListensWhereItIsTold)
+{
+    service_.stop();
+    EXPECT_EQ(
+        service_.run({"serve", "--listen", "nowhere"}).errors,
+        "ksrbac-sandbox: \"nowhere\": the port is missing; wanted is ADDRESS:PORT, as in 127.0.0.1:1556 "
+        "or [::1]:1556\n");
+    EXPECT_EQ(service_.run({"serve", "--listen", "nowhere"}).end.exitStatus, 2);
+    const ProgramResult foreign = service_.run({"serve", "--listen", "192.0.2.1:1556"});
+    EXPECT_EQ(foreign.end.exitStatus, 1);
+    EXPECT_EQ(foreign.errors,
+              "ksrbac-sandbox: cannot listen on 192.0.2.1:1556: Cannot assign requested address\n");
+}
+
+TEST(ServiceWithoutRoot, IsRefused)
+{
+    const keepsafe_test::TempDir folder;
+    const ProgramResult result =
+        keepsafe_test::runProgram({RunningService::program(), "serve", "--root", folder.path("none")});
+    EXPECT_EQ(result.end.exitStatus, 2);
+    EXPECT_EQ(result.errors, "ksrbac-sandbox: " + folder.path("none") +
+                                 "/etc/keepsafe.toml is missing: run 'ksrbac-sandbox init --root " +
+                                 folder.path("none") + "' first\n");
+}
+
+} // namespace
