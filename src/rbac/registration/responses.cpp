@@ -79,11 +79,12 @@ bool readInTurn(const std::string& response, Service::RegisteredObjects& registe
                                                           response.size() - position, JSON_DISABLE_EOF_CHECK,
                                                           &error),
                                                json_decref);
+        const auto length = static_cast<std::size_t>(error.position); // `readRecord` overwrites it
         Service::RegisteredObject object;
         if (!record || readRecord(record.get(), object, error) != Form::RIGHT) {
             return false;
         }
-        position += static_cast<std::size_t>(error.position); // behind the record
+        position += length;
         registered.insert(std::move(object));
     } while (position < response.size() && response[position] == ',');
     return response.compare(position, std::string::npos, "]}") == 0;
