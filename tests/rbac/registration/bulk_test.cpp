@@ -213,6 +213,31 @@ TEST_F(BulkTest, AnObjectThatTheAnswerLeavesOutIsNotUpdated)
     EXPECT_EQ(sent().at(1), update(record("|A|", "READY")));
 }
 
+TEST_F(BulkTest, TenThousandObjectsAreOneRequestInEachPhase)
+{
+    constexpr int OBJECTS = 10000;
+    std::string answer;
+    std::string records;
+    Successful all;
+    data_.clear();
+    for (int i = 0; i < OBJECTS; ++i) {
+        const ObjectNamespace object("A", std::to_string(OBJECTS + i)); // in the map's order
+        data_.push_back(dataOf(object));
+        all.insert(object);
+        const std::string id = R"({"id":")" + object.str() + '"';
+        answer +=
+            (i == 0 ? "" : ",") + id + R"(,"relationships":{"registeredObjects":{"data":[)" + id + "}]}}}";
+        records += (i == 0 ? "" : ",") + record(object.str(), "READY");
+    }
+    respond(201, R"({"data":[)" + answer + "]}");
+    respond(201, "");
+    doThe(all);
+    EXPECT_EQ(registerAll(), 0);
+    ASSERT_EQ(scripted_->requests.size(), 2U);
+    EXPECT_TRUE(sent().at(1) == update(records));
+    EXPECT_THAT(lines(), ElementsAre(line(4, "Registering 10000 objects"), pending_, success_, updated_));
+}
+
 TEST_F(BulkTest, AnEmptyListIs20BeforeAMissingCallback)
 {
     data_.clear();
