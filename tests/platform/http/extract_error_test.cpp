@@ -56,7 +56,8 @@ TEST_F(ExtractError, ADocumentOfAnotherFormIsUnreadable)
 
 TEST_F(ExtractError, ACodeThatSaysSuccessOrFitsNoIntIsUnreadable)
 {
-    for (const char* number : {"0", "-0", "4294967296", "2147483648", "-2147483649", "18446744073709551616"}) {
+    for (const char* number :
+         {"0", "-0", "4294967296", "2147483648", "-2147483649", "18446744073709551616"}) {
         expectUnreadable(std::string(R"({"errorCode":)") + number + R"(,"errorMessage":"m"})");
     }
 }
