@@ -21,7 +21,7 @@ class Rows {
 public:
     Rows(Database& database, const char* table) : database_(database), table_(table) {}
 
-    void forEach(const char* columns, const char* order, const std::vector<std::size_t>& mostBytes,
+    void forEach(const char* columns, const std::string& rest, const std::vector<std::size_t>& mostBytes,
                  const std::function<void(const Database::Texts&)>& take) const
     {
         const std::string table = std::string("AUTH_MAIN.") + table_;
@@ -29,8 +29,8 @@ public:
             return "use what is stored in " + table + ", " + row.front() + ": ";
         };
         database_.forEachRow("read the table " + table + ", which 'ksrbac-sandbox init' makes",
-                             std::string("SELECT ") + columns + " FROM " + table + " ORDER BY " + order,
-                             mostBytes, [&](const Database::Texts& row) {
+                             std::string("SELECT ") + columns + " FROM " + table + " " + rest, mostBytes,
+                             [&](const Database::Texts& row) {
                                  try {
                                      take(row);
                                  } catch (const BadStoredText& fault) {
@@ -63,7 +63,8 @@ private:
     void readRoles()
     {
         Rows(database_, "ACTL_Role")
-            .forEach("CAST(RoleID AS TEXT), Name, Description, CAST(SystemDefined AS TEXT)", "RoleID",
+            .forEach("CAST(RoleID AS TEXT), Name, Description, CAST(SystemDefined AS TEXT)",
+                     "ORDER BY RoleID",
                      {INTEGER_BYTES, Store::MOST_ROLE_TEXT_BYTES, Store::MOST_ROLE_TEXT_BYTES, INTEGER_BYTES},
                      [this](const Database::Texts& row) {
                          content_.roles.push_back({storedNumber(row[0]), row[1], row[2], storedFlag(row[3])});
@@ -78,7 +79,7 @@ private:
     void readOperations()
     {
         Rows(database_, "ACTL_Operation")
-            .forEach("CAST(PermissionBit AS TEXT), Namespace", "PermissionBit",
+            .forEach("CAST(PermissionBit AS TEXT), Namespace", "ORDER BY PermissionBit",
                      {INTEGER_BYTES, Store::MOST_NAME_BYTES}, [this](const Database::Texts& row) {
                          const std::int32_t bit = storedNumber(row[0]);
                          if (!content_.operations.emplace(storedNamespace(row[1]), bit).second) {
@@ -94,7 +95,7 @@ private:
         Rows(database_, "ACTL_ManagedObject")
             .forEach("CAST(ObjectID AS TEXT), Namespace, objectType, CAST(Inherit AS TEXT), State, "
                      "CAST(RegisteredWith AS TEXT)",
-                     "ObjectID",
+                     "ORDER BY ObjectID",
                      {INTEGER_BYTES, Store::MOST_NAME_BYTES, Store::MOST_TYPE_BYTES, INTEGER_BYTES,
                       WORD_BYTES, INTEGER_BYTES},
                      [&](const Database::Texts& row) {
@@ -114,13 +115,24 @@ private:
         }
     }
 
+    /// Every row is as large as its longest text may be: the few definitions of many operations are read by
+    /// themselves.
     void readDefinitions()
+    {
+        constexpr std::size_t SHORT_BYTES = 255;
+        readDefinitions("LENGTH(PermissionBits) <= 255", SHORT_BYTES);
+        readDefinitions("LENGTH(PermissionBits) > 255", Database::MOST_BYTES);
+        std::sort(content_.definitions.begin(), content_.definitions.end(),
+                  [](const KeptDefinition& left, const KeptDefinition& right) { return left.id < right.id; });
+    }
+
+    void readDefinitions(const char* condition, std::size_t mostBytes)
     {
         Rows(database_, "ACTL_AccessDefinition")
             .forEach("CAST(DefinitionID AS TEXT), CAST(ObjectID AS TEXT), CAST(RoleID AS TEXT), Propagation, "
                      "PermissionBits",
-                     "DefinitionID",
-                     {INTEGER_BYTES, INTEGER_BYTES, INTEGER_BYTES, WORD_BYTES, Database::MOST_BYTES},
+                     std::string("WHERE ") + condition,
+                     {INTEGER_BYTES, INTEGER_BYTES, INTEGER_BYTES, WORD_BYTES, mostBytes},
                      [this](const Database::Texts& row) {
                          KeptDefinition definition = {storedNumber(row[0]), storedNumber(row[1]),
                                                       storedNumber(row[2]), storedPropagation(row[3]),
@@ -145,7 +157,7 @@ private:
     void readNextIds()
     {
         Rows(database_, "ACTL_NextID")
-            .forEach("Kind, CAST(NextID AS TEXT)", "Kind", {WORD_BYTES, INTEGER_BYTES},
+            .forEach("Kind, CAST(NextID AS TEXT)", "ORDER BY Kind", {WORD_BYTES, INTEGER_BYTES},
                      [this](const Database::Texts& row) {
                          (row[0] == "role" ? content_.next.role : content_.next.definition) =
                              storedNumber(row[1]);

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "database/Transaction.h"
+
 namespace keepsafe_sandbox {
 
 namespace {
@@ -57,10 +59,9 @@ constexpr Table NEXT_IDS = {"ACTL_NextID", "Kind, NextID",
 
 std::string fullName(const Table& table) { return std::string("AUTH_MAIN.") + table.name; }
 
-void create(Database& database, const Table& table)
+std::string creation(const Table& table)
 {
-    database.change("create the table " + fullName(table),
-                    "CREATE TABLE IF NOT EXISTS " + fullName(table) + " (" + table.definition + ")");
+    return "CREATE TABLE IF NOT EXISTS " + fullName(table) + " (" + table.definition + ")";
 }
 
 /// Naming the columns makes a table of another shape fail here and not at the first query.
@@ -71,19 +72,31 @@ std::int32_t countRows(Database& database, const Table& table)
                                " FROM " + fullName(table) + ") AS rows_there");
 }
 
-/// What every database has from its first moment.
-void addSystemRole(Database& database)
+std::string counter(const std::string& kind)
 {
-    database.change("make role 0",
-                    "INSERT INTO AUTH_MAIN.ACTL_Role (RoleID, Name, Description, SystemDefined) VALUES "
-                    "(0, 'Administrator', 'Allowed every operation on every object, whatever the access "
-                    "definitions say', 1) ON CONFLICT (RoleID) DO NOTHING");
+    return "INSERT INTO AUTH_MAIN.ACTL_NextID (Kind, NextID) VALUES ('" + kind +
+           "', 1) ON CONFLICT (Kind) DO NOTHING";
 }
 
-void addCounter(Database& database, const std::string& kind)
+constexpr char SYSTEM_ROLE[] = "INSERT INTO AUTH_MAIN.ACTL_Role (RoleID, Name, Description, SystemDefined) "
+                               "VALUES (0, 'Administrator', 'Allowed every operation on every object, "
+                               "whatever the access definitions say', 1) ON CONFLICT (RoleID) DO NOTHING";
+
+/// In one transaction, which a database brings to the disk once.
+void makeTables(Database& database)
 {
-    database.change("make the counter of ids", "INSERT INTO AUTH_MAIN.ACTL_NextID (Kind, NextID) VALUES ('" +
-                                                   kind + "', 1) ON CONFLICT (Kind) DO NOTHING");
+    database.change("create the table " + fullName(NEXT_IDS), creation(NEXT_IDS));
+    Transaction transaction(database, "make the tables of AUTH_MAIN");
+    // Changes no row, but takes SQLite's lock for writing. A transaction that reads before it writes is
+    // refused without a wait when another writer was faster.
+    transaction.change("UPDATE AUTH_MAIN.ACTL_NextID SET NextID = NextID WHERE Kind = ''");
+    for (const Table& table : {TOKENS, CRITERIA, ROLES, OPERATIONS, OBJECTS, ACCESS_DEFINITIONS}) {
+        transaction.change(creation(table));
+    }
+    transaction.change(SYSTEM_ROLE);
+    transaction.change(counter("role"));
+    transaction.change(counter("accessDefinition"));
+    transaction.commit();
 }
 
 } // namespace
@@ -93,15 +106,10 @@ SchemaContent ensureSchema(Database& database, SchemaOrigin origin)
     if (origin == SchemaOrigin::Create) {
         database.change("create the schema AUTH_MAIN", "CREATE SCHEMA IF NOT EXISTS AUTH_MAIN");
     }
-    for (const Table& table : {TOKENS, CRITERIA, ROLES, OPERATIONS, OBJECTS, ACCESS_DEFINITIONS, NEXT_IDS}) {
-        create(database, table);
-    }
+    makeTables(database);
     for (const Table& table : {ROLES, OPERATIONS, OBJECTS, ACCESS_DEFINITIONS, NEXT_IDS}) {
         static_cast<void>(countRows(database, table));
     }
-    addSystemRole(database);
-    addCounter(database, "role");
-    addCounter(database, "accessDefinition");
     SchemaContent content;
     content.tokens = countRows(database, TOKENS);
     content.criteria = countRows(database, CRITERIA);
