@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <exception>
 #include <future>
 #include <system_error>
 #include <thread>
@@ -96,13 +97,26 @@ void respond(httplib::Response& response, const ServiceResponse& answer, bool en
 
 class HttpsListener::Server : public httplib::SSLServer {
 public:
-    Server(const ListenAddress& address, const ServerTlsFiles& files, RequestAnswerer answerer)
-        : SSLServer([&files](SSL_CTX& context) {
-              setUpTls(context, files);
-              return true;
+    /// `tlsFault` is what the library's set-up, which an exception must not leave, has met.
+    Server(const ListenAddress& address, const ServerTlsFiles& files, RequestAnswerer answerer,
+           std::exception_ptr tlsFault = nullptr)
+        : SSLServer([&files, &tlsFault](SSL_CTX& context) {
+              try {
+                  setUpTls(context, files);
+                  return true;
+              } catch (...) {
+                  tlsFault = std::current_exception();
+                  return false;
+              }
           }),
           address_(address), answerer_(std::move(answerer))
     {
+        if (tlsFault != nullptr) {
+            std::rethrow_exception(tlsFault);
+        }
+        if (ssl_context() == nullptr) {
+            throwOpensslError("set up TLS");
+        }
         connections_.follow(*ssl_context());
         setLimits();
         setHandlers();

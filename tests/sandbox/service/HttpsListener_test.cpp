@@ -140,6 +140,13 @@ TEST_F(Listener, HandsOverBodiesOfEveryMethodThatHasOne)
     EXPECT_THAT(requests(), ElementsAre("POST /x abc", "PUT /x abc", "PATCH /x abc", "POST /x def"));
 }
 
+TEST_F(Listener, HandsOverOddBytesOfTheTarget)
+{
+    const std::string odd = "/a\xFF%zz%00%";
+    EXPECT_THAT(responseTo("GET " + odd + " HTTP/1.1\r\n\r\n"), StartsWith("HTTP/1.1 200 "));
+    EXPECT_THAT(requests(), ElementsAre("GET " + odd + ' '));
+}
+
 TEST_F(Listener, KeepsAConnectionForManyRequests)
 {
     TlsConnection connection = connect();
@@ -211,6 +218,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadRequest{"UnknownMethod", "BREW /x HTTP/1.1\r\n\r\n", 400, NOT_HTTP},
         BadRequest{"UnknownVersion", "GET /x HTTP/3.0\r\n\r\n", 400, NOT_HTTP},
         BadRequest{"TwoQuestionMarks", "GET /x?a?b HTTP/1.1\r\n\r\n", 400, NOT_HTTP},
+        BadRequest{"ZeroByte", std::string("GET /a\0b HTTP/1.1\r\n\r\n", 22), 400, NOT_HTTP},
         BadRequest{"VeryLongTarget", "GET /" + std::string(9000, 'a') + " HTTP/1.1\r\n\r\n", 414,
                    "the request's target is too long"},
         BadRequest{"TwoLengths", "POST /x HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\nab", 400,

@@ -257,6 +257,9 @@ TEST_P(Resources, RefuseIdsAndEscapesThatAreNone)
                 StartsWith(R"(400 {"errorCode":20,"errorMessage":"the access definition's id: )"));
     EXPECT_THAT(ask("GET", "roles/%zz"), StartsWith(R"(400 {"errorCode":7610,)"));
     EXPECT_THAT(ask("GET", "roles/%00"), StartsWith(R"(400 {"errorCode":20,)"));
+    EXPECT_EQ(ask("GET", std::string("a\0\xFF", 3)),
+              error("404", "20", R"(there is no resource \")" + ROOT + R"(a%00%FF\")"));
+    EXPECT_THAT(ask("GET", "roles/" + std::string(8000, '9')), StartsWith(R"(400 {"errorCode":20,)"));
 }
 
 TEST_P(Resources, RefuseQueriesThatTheyDoNotKnow)
