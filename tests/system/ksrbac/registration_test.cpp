@@ -8,6 +8,7 @@
 
 #include "Pipe.h"
 #include "ServedRoot.h"
+#include "tools/ksrbac/default_signals.h"
 
 // ksrbac object register and unregister, with the real service: what becomes of objects and of decisions.
 
@@ -20,6 +21,8 @@ const std::string RESTORE = "|OPERATIONS|RESTORE|";
 
 class Registration : public testing::Test {
 protected:
+    Registration() { useDefaultSignals(); }
+
     /// Arguments that register the object with a grant for role 40, and what stands behind them.
     static std::vector<std::string> registerVm(const std::vector<std::string>& more = {})
     {

@@ -12,6 +12,7 @@
 
 #include "ServedRoot.h"
 #include "io/FileDescriptor.h"
+#include "tools/ksrbac/default_signals.h"
 
 // The whole road: the tool, the library, the service with its database, and the caches that it publishes.
 
@@ -190,6 +191,7 @@ ksrbac::FileDescriptor listenSilently(const std::string& address)
 
 TEST_F(Service, ASignalEndsACommandThatWaitsForIt)
 {
+    useDefaultSignals();
     ASSERT_EQ(root_.stop(), 0);
     const auto listener = listenSilently(root_.address());
     SpawnedProgram program({KSRBAC_BINARY, "--root", root_.path(), "role", "list"},

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "default_signals.h"
 #include "process/Program.h"
 #include "process/SignalWatch.h"
 #include "support/TempDir.h"
@@ -19,6 +20,13 @@ using ksrbac::SignalWatch;
 
 constexpr char VARIABLE[] = "KSRBAC_TEST=a b";
 
+class ProgramRun : public testing::Test {
+protected:
+    ProgramRun() { keepsafe_test::useDefaultSignals(); }
+};
+
+class TheSignalWatch : public ProgramRun {};
+
 std::string run(const std::vector<std::string>& command)
 {
     SignalWatch signals;
@@ -27,20 +35,20 @@ std::string run(const std::vector<std::string>& command)
 
 std::string runShell(const std::string& script) { return run({"sh", "-c", script}); }
 
-TEST(ProgramRun, SucceedsWithStatusZeroAlone)
+TEST_F(ProgramRun, SucceedsWithStatusZeroAlone)
 {
     EXPECT_EQ(run({"true"}), "");
     EXPECT_EQ(run({"false"}), "false ended with status 1");
     EXPECT_EQ(runShell("exit 255"), "sh ended with status 255");
 }
 
-TEST(ProgramRun, ASignalIsAFailure)
+TEST_F(ProgramRun, ASignalIsAFailure)
 {
     EXPECT_EQ(runShell("kill -KILL $$"), "sh was ended by signal 9");
     EXPECT_EQ(runShell("kill -TERM $$"), "sh was ended by signal 15");
 }
 
-TEST(ProgramRun, AProgramThatCannotBeStartedIsAFailure)
+TEST_F(ProgramRun, AProgramThatCannotBeStartedIsAFailure)
 {
     const TempDir dir;
     keepsafe_test::writeFile(dir.path("data"), "true\n");
@@ -48,7 +56,7 @@ TEST(ProgramRun, AProgramThatCannotBeStartedIsAFailure)
     EXPECT_EQ(run({dir.path("data")}), dir.path("data") + " cannot be started: Permission denied");
 }
 
-TEST(ProgramRun, ArgumentsAreNotReadByAShell)
+TEST_F(ProgramRun, ArgumentsAreNotReadByAShell)
 {
     const TempDir dir;
     const std::string file = dir.path("out");
@@ -56,7 +64,7 @@ TEST(ProgramRun, ArgumentsAreNotReadByAShell)
     EXPECT_EQ(readFile(file), "a b\n$HOME\n*;x\n\n");
 }
 
-TEST(ProgramRun, TheVariableIsInItsEnvironmentOnce)
+TEST_F(ProgramRun, TheVariableIsInItsEnvironmentOnce)
 {
     const TempDir dir;
     ASSERT_EQ(setenv("KSRBAC_TEST", "earlier", 1), 0);
@@ -64,7 +72,7 @@ TEST(ProgramRun, TheVariableIsInItsEnvironmentOnce)
     EXPECT_EQ(readFile(dir.path("out")), "KSRBAC_TEST=a b\n");
 }
 
-TEST(ProgramRun, ItsSignalsHaveTheirUsualEffect)
+TEST_F(ProgramRun, ItsSignalsHaveTheirUsualEffect)
 {
     // A pipe that nobody reads ends its writer, though ksrbac itself ignores SIGPIPE.
     (void)std::signal(SIGPIPE, SIG_IGN);
@@ -72,14 +80,14 @@ TEST(ProgramRun, ItsSignalsHaveTheirUsualEffect)
     (void)std::signal(SIGPIPE, SIG_DFL);
 }
 
-TEST(ProgramRun, ItsEndIsLearntWhateverTheCallerDidAboutSigchld)
+TEST_F(ProgramRun, ItsEndIsLearntWhateverTheCallerDidAboutSigchld)
 {
     (void)std::signal(SIGCHLD, SIG_IGN);
     EXPECT_EQ(run({"false"}), "false ended with status 1");
     (void)std::signal(SIGCHLD, SIG_DFL);
 }
 
-TEST(ProgramRun, ASignalToThisProcessGoesOnToTheProgram)
+TEST_F(ProgramRun, ASignalToThisProcessGoesOnToTheProgram)
 {
     for (const char* name : {"TERM", "INT", "HUP"}) {
         SignalWatch signals;
@@ -90,14 +98,14 @@ TEST(ProgramRun, ASignalToThisProcessGoesOnToTheProgram)
     }
 }
 
-TEST(ProgramRun, ASignalThatCameBeforeKeepsItFromStarting)
+TEST_F(ProgramRun, ASignalThatCameBeforeKeepsItFromStarting)
 {
     SignalWatch signals;
     ASSERT_EQ(raise(SIGTERM), 0);
     EXPECT_EQ(Program({"true"}).run(VARIABLE, signals), "true was not started: interrupted by signal 15");
 }
 
-TEST(ProgramRun, AProgramMaySurviveASignalAndSucceed)
+TEST_F(ProgramRun, AProgramMaySurviveASignalAndSucceed)
 {
     SignalWatch signals;
     EXPECT_EQ(Program({"sh", "-c", "trap 'exit 0' TERM; kill -TERM $PPID; while :; do :; done"})
@@ -106,7 +114,7 @@ TEST(ProgramRun, AProgramMaySurviveASignalAndSucceed)
     EXPECT_EQ(signals.caught(), SIGTERM);
 }
 
-TEST(TheSignalWatch, LeavesWhatWasIgnoredIgnored)
+TEST_F(TheSignalWatch, LeavesWhatWasIgnoredIgnored)
 {
     (void)std::signal(SIGHUP, SIG_IGN);
     {
@@ -120,7 +128,7 @@ TEST(TheSignalWatch, LeavesWhatWasIgnoredIgnored)
     (void)std::signal(SIGHUP, SIG_DFL);
 }
 
-TEST(TheSignalWatch, BringsBackWhatWasThereBefore)
+TEST_F(TheSignalWatch, BringsBackWhatWasThereBefore)
 {
     {
         const SignalWatch signals;

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "ServiceTest.h"
+#include "default_signals.h"
 
 // `ksrbac object register` and `unregister`: what is sent to the service, and when.
 
@@ -42,7 +43,11 @@ Play refusal(int status)
 
 class RegisterCommand : public ServiceTest {
 protected:
-    RegisterCommand() { server_.playAlways(answer(201, "{}")); }
+    RegisterCommand()
+    {
+        useDefaultSignals();
+        server_.playAlways(answer(201, "{}"));
+    }
 
     /// Registers |A| with the program between the phases.
     static std::vector<std::string> registerWith(const std::vector<std::string>& exec)

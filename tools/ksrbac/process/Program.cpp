@@ -38,10 +38,10 @@ std::vector<char*> pointers(std::vector<std::string>& texts)
     return result;
 }
 
-/// How a program begins: with the signals that `mask` holds back, and no others ignored.
+/// How a program begins: with the usual effect of signals that are otherwise here.
 class SpawnAttributes {
 public:
-    explicit SpawnAttributes(const sigset_t& mask) noexcept
+    SpawnAttributes() noexcept
     {
         sigset_t defaults;
         sigemptyset(&defaults);
@@ -49,8 +49,7 @@ public:
         sigaddset(&defaults, SIGCHLD);
         posix_spawnattr_init(&attributes_);
         posix_spawnattr_setsigdefault(&attributes_, &defaults);
-        posix_spawnattr_setsigmask(&attributes_, &mask);
-        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF);
     }
     SpawnAttributes(const SpawnAttributes&) = delete;
     SpawnAttributes& operator=(const SpawnAttributes&) = delete;
@@ -106,22 +105,18 @@ std::string Program::run(const std::string& variable, SignalWatch& signals) cons
     const std::string name = escapeForMessage(command_.front()) + ' ';
     std::vector<std::string> command = command_;
     std::vector<std::string> environment = environmentWith(variable);
-    const ChildrenAwaited awaited;
-    pid_t program = 0;
-    {
-        // A signal comes before the program is there, or goes on to it.
-        const SignalsHeldBack heldBack;
-        if (signals.caught() != 0) {
-            return name + "was not started: interrupted by signal " + std::to_string(signals.caught());
-        }
-        const SpawnAttributes attributes(heldBack.before());
-        const int error = posix_spawnp(&program, command.front().c_str(), nullptr, attributes.get(),
-                                       pointers(command).data(), pointers(environment).data());
-        if (error != 0) {
-            return name + "cannot be started: " + std::generic_category().message(error);
-        }
-        signals.passOnTo(program);
+    if (signals.caught() != 0) {
+        return name + "was not started: interrupted by signal " + std::to_string(signals.caught());
     }
+    const ChildrenAwaited awaited;
+    const SpawnAttributes attributes;
+    pid_t program = 0;
+    const int error = posix_spawnp(&program, command.front().c_str(), nullptr, attributes.get(),
+                                   pointers(command).data(), pointers(environment).data());
+    if (error != 0) {
+        return name + "cannot be started: " + std::generic_category().message(error);
+    }
+    signals.passOnTo(program);
     const bool hasEnded = waitUntilEnded(program);
     signals.passOnTo(0);
     int status = 0;

@@ -8,19 +8,30 @@ namespace ksrbac {
 
 namespace {
 
-// For the handler, which can reach nothing else.
-volatile std::sig_atomic_t lastSignal = 0;
+// For the handler, which can reach nothing else. It may run in any thread, at any time, so a signal waits
+// here until somebody takes it: the handler that finds a program, or whoever brings the program.
+std::atomic<int> lastSignal{0};
+std::atomic<int> waitingSignal{0};
 std::atomic<pid_t> runningProgram{0};
-static_assert(std::atomic<pid_t>::is_always_lock_free);
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<pid_t>::is_always_lock_free);
+
+void deliver()
+{
+    const pid_t program = runningProgram;
+    const int signal = program > 0 ? waitingSignal.exchange(0) : 0;
+    if (signal != 0) {
+        (void)kill(program, signal);
+    }
+}
 
 void remember(int signal, siginfo_t* info, void* /*context*/)
 {
     const int error = errno;
     lastSignal = signal;
-    const pid_t program = runningProgram.load();
     const bool isFromAProcess = info->si_code <= 0; // what the kernel sends for the terminal is positive
-    if (program > 0 && isFromAProcess) {
-        (void)kill(program, signal);
+    if (isFromAProcess) {
+        waitingSignal = signal;
+        deliver();
     }
     errno = error;
 }
@@ -30,6 +41,7 @@ void remember(int signal, siginfo_t* info, void* /*context*/)
 SignalWatch::SignalWatch()
 {
     lastSignal = 0;
+    waitingSignal = 0;
     struct sigaction action = {};
     action.sa_sigaction = remember;
     action.sa_flags = SA_SIGINFO | SA_RESTART;
@@ -51,18 +63,10 @@ SignalWatch::~SignalWatch()
 
 int SignalWatch::caught() const noexcept { return lastSignal; }
 
-void SignalWatch::passOnTo(pid_t program) noexcept { runningProgram = program; }
-
-SignalsHeldBack::SignalsHeldBack() noexcept
+void SignalWatch::passOnTo(pid_t program) noexcept
 {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int signal : SignalWatch::SIGNALS) {
-        sigaddset(&signals, signal);
-    }
-    (void)pthread_sigmask(SIG_BLOCK, &signals, &before_);
+    runningProgram = program;
+    deliver();
 }
-
-SignalsHeldBack::~SignalsHeldBack() { (void)pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
 
 } // namespace ksrbac

@@ -22,28 +22,13 @@ public:
     /// The number of the last signal that came, or 0.
     [[nodiscard]] int caught() const noexcept;
 
-    /// The program that signals go on to; 0: none.
+    /// The program that signals go on to from now on, those included that came since there was none; 0: none.
     void passOnTo(pid_t program) noexcept;
 
     static constexpr std::array<int, 4> SIGNALS{SIGINT, SIGQUIT, SIGTERM, SIGHUP};
 
 private:
     std::array<struct sigaction, SIGNALS.size()> before_{};
-};
-
-/// Holds these signals back in this thread while it lives.
-class SignalsHeldBack {
-public:
-    SignalsHeldBack() noexcept;
-    SignalsHeldBack(const SignalsHeldBack&) = delete;
-    SignalsHeldBack& operator=(const SignalsHeldBack&) = delete;
-    ~SignalsHeldBack();
-
-    /// What was held back before.
-    [[nodiscard]] const sigset_t& before() const noexcept { return before_; }
-
-private:
-    sigset_t before_{};
 };
 
 } // namespace ksrbac
