@@ -54,7 +54,7 @@ public:
             reload();
         }
         Draft draft(model_);
-        const auto result = plan(model_, draft);
+        auto result = plan(model_, draft);
         carryOut(std::move(draft).finish());
         return result;
     }

@@ -7,7 +7,6 @@
 
 namespace keepsafe_sandbox {
 
-using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Operation;
 using Tessara::Keepsafe::Rbac::Propagation;
 

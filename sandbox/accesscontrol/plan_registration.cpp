@@ -127,6 +127,7 @@ std::vector<RegisteredObjects> planRegistration(const Model& model,
     RegistrationPlan plan(model, draft);
     plan.check(registrations);
     std::vector<RegisteredObjects> results;
+    results.reserve(registrations.size());
     for (const Registration& registration : registrations) {
         results.push_back(plan.carryOut(registration));
     }
