@@ -113,9 +113,10 @@ protected:
         for (const std::string first : {"|a|", "|b|"}) {
             names_.push_back(first);
             for (const std::string second : {"c|", "d|"}) {
-                names_.push_back(first + second);
+                const std::string parent = first + second;
+                names_.push_back(parent);
                 for (const std::string third : {"e|", "f|"}) {
-                    names_.push_back(first + second + third);
+                    names_.push_back(parent + third);
                 }
             }
         }
@@ -303,7 +304,7 @@ protected:
         }
     }
 
-    std::mt19937 random_{1};
+    std::mt19937 random_{1}; // NOLINT(cert-msc32-c,cert-msc51-cpp): the same changes in every run
     std::vector<std::string> names_;
     PlainService plain_;
     std::set<std::string> usedIds_;
