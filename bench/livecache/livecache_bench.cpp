@@ -90,7 +90,7 @@ public:
         std::printf("  %-30s %9.2f %9.2f %9.3f %9.2f %9.2f %7.0f %6.0f\n", what, median(total),
                     *std::max_element(total.begin(), total.end()), median(own), median(floor),
                     *std::max_element(floor.begin(), floor.end()), median(writes), median(syncs));
-        std::fflush(stdout);
+        static_cast<void>(std::fflush(stdout));
     }
 
 private:
@@ -212,7 +212,7 @@ int main(int argc, char** argv)
         keepsafe_bench::measureSiblings(objects, rounds);
         return 0;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "livecache_bench: %s\n", error.what());
+        static_cast<void>(std::fprintf(stderr, "livecache_bench: %s\n", error.what()));
         return 1;
     }
 }

@@ -129,6 +129,7 @@ TEST(GrantTrees, UseRecordsAgain)
     GrantTrees trees;
     const auto round = [&trees](std::int32_t number) {
         std::vector<NodeOffset> held;
+        held.reserve(50);
         for (std::int32_t tree = 0; tree < 50; ++tree) {
             held.push_back(
                 hold(trees, grantsOf({{number, tree}, {number + 1, 50 * tree}, {tree - 100, number}})));

@@ -140,7 +140,7 @@ TEST_F(LiveCacheTest, WritesTheOneRecordThatHasChanged)
     fileSystem_.takeWrites();
     publish();
 
-    EXPECT_THAT(fileSystem_.takeWrites(), ElementsAre(Write{"metadata", 20, 1}, Write{"objects", 16 * 10, 16},
+    EXPECT_THAT(fileSystem_.takeWrites(), ElementsAre(Write{"metadata", 20, 1}, Write{"objects", 160, 16},
                                                       Write{"metadata", 0, 64}, Write{"metadata", 20, 1}));
 }
 
