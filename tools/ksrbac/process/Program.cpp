@@ -31,6 +31,7 @@ std::vector<std::string> environmentWith(const std::string& variable)
 std::vector<char*> pointers(std::vector<std::string>& texts)
 {
     std::vector<char*> result;
+    result.reserve(texts.size() + 1);
     for (std::string& text : texts) {
         result.push_back(text.data());
     }
