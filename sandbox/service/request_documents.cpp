@@ -13,7 +13,6 @@
 namespace keepsafe_sandbox {
 
 using Tessara::Keepsafe::Rbac::ManagedObjectState;
-using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Propagation;
 
 namespace {
