@@ -1,13 +1,16 @@
 #include <csignal>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "Pipe.h"
 #include "ServedRoot.h"
+#include "support/spawn.h"
 #include "tools/ksrbac/default_signals.h"
 
 // ksrbac object register and unregister, with the real service: what becomes of objects and of decisions.
@@ -126,6 +129,50 @@ TEST_F(Registration, ASignalToTheToolEndsTheProgramAndRollsBack)
         EXPECT_EQ(program.wait().status, 3);
         EXPECT_EQ(stateOf(VM), "gone");
     }
+}
+
+/// Starts a program on a terminal of its own, whose other end is returned.
+ksrbac::FileDescriptor startOnTerminal(std::vector<std::string> arguments, pid_t& pid)
+{
+    ksrbac::FileDescriptor terminal(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    EXPECT_EQ(grantpt(terminal.get()), 0);
+    EXPECT_EQ(unlockpt(terminal.get()), 0);
+    const std::string name = ptsname(terminal.get());
+    std::vector<char*> pointers;
+    for (std::string& argument : arguments) {
+        pointers.push_back(argument.data());
+    }
+    pointers.push_back(nullptr);
+    pid = fork();
+    if (pid == 0) {
+        setsid();
+        const int descriptor = open(name.c_str(), O_RDWR); // becomes the terminal of the new session
+        dup2(descriptor, STDIN_FILENO);
+        dup2(descriptor, STDOUT_FILENO);
+        dup2(descriptor, STDERR_FILENO);
+        execv(pointers.front(), pointers.data());
+        _exit(127);
+    }
+    return terminal;
+}
+
+TEST_F(Registration, AKeystrokeEndsTheProgramAndRollsBack)
+{
+    std::vector<std::string> arguments{KSRBAC_BINARY, "--root", root_.path()};
+    const auto command = registerVm(shell("echo ready; exec sleep 60"));
+    arguments.insert(arguments.end(), command.begin(), command.end());
+    pid_t tool = 0;
+    const auto terminal = startOnTerminal(arguments, tool);
+    ASSERT_EQ(readLine(terminal), "ready\r");
+    ASSERT_EQ(write(terminal.get(), "\x03", 1), 1);
+    std::string message;
+    for (std::string line = readLine(terminal); !line.empty(); line = readLine(terminal)) {
+        message += line;
+    }
+    EXPECT_NE(message.find("status 8022: "), std::string::npos) << message;
+    EXPECT_NE(message.find("(sh was ended by signal 2)"), std::string::npos) << message;
+    EXPECT_EQ(waitForEnd(tool), 3);
+    EXPECT_EQ(stateOf(VM), "gone");
 }
 
 TEST_F(Registration, AnObjectLeftPendingByADeathCanBeRegisteredAgain)
