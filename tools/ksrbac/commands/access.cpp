@@ -76,7 +76,7 @@ void print(const std::list<Rbac::AccessDefinition>& definitions, bool json, Cons
 /// As the library wants them: an array of references.
 boost::shared_ptr<json_t> references(const std::list<Rbac::ObjectNamespace>& operations)
 {
-    const boost::shared_ptr<json_t> array = Rbac::json_array_shared();
+    boost::shared_ptr<json_t> array = Rbac::json_array_shared();
     for (const Rbac::ObjectNamespace& operation : operations) {
         const boost::shared_ptr<json_t> reference = Rbac::json_pack_shared(
             "{s:s, s:s}", "id", operation.str().c_str(), "type", "accessControlOperation");
