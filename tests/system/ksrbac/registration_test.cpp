@@ -139,6 +139,7 @@ ksrbac::FileDescriptor startOnTerminal(std::vector<std::string> arguments, pid_t
     EXPECT_EQ(unlockpt(terminal.get()), 0);
     const std::string name = ptsname(terminal.get());
     std::vector<char*> pointers;
+    pointers.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) {
         pointers.push_back(argument.data());
     }
