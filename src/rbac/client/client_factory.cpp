@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstring>
-#include <exception>
 
 #include <boost/lexical_cast.hpp>
 #include <boost/make_shared.hpp>
@@ -143,7 +142,7 @@ int AccessControlClient::create(const ObjectNamespace& objectNamespace,
         return Status::SUCCESS;
     } catch (const EC_exception& failure) {
         return failure.status();
-    } catch (const std::exception&) {
+    } catch (...) {
         return Status::CONVERSION_FAILED;
     }
 }

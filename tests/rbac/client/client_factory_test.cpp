@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <boost/make_shared.hpp>
@@ -39,7 +40,6 @@ using Tessara::Keepsafe::Rbac::StubAccessControlClient;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::MatchesRegex;
 namespace operations = Tessara::Keepsafe::Rbac::root_namespaces::operations;
 
 constexpr char TAG[] = "AccessControlClient::create";
@@ -105,8 +105,8 @@ protected:
 TEST_F(ClientFactory, GivesTheStubClientWithoutARequestWhereEnforcementIsOff)
 {
     configure("[]");
-    client.reset();
     EXPECT_EQ(create(), 0);
+    EXPECT_NE(client, before_);
     EXPECT_NE(dynamic_cast<StubAccessControlClient*>(client.get()), nullptr);
     EXPECT_THAT(server_.requests(), IsEmpty());
     EXPECT_THAT(log_.lines(), ElementsAre(LogLine{4, TAG, "Gen1 enforcement."}));
@@ -202,21 +202,26 @@ TEST_F(ClientFactory, ABodyThatIsNotJsonIs7610)
 
 TEST_F(ClientFactory, ABodyWithoutTypeOrIdIs7610)
 {
-    for (const char* body : {"{}", R"({"data":{"type":"accessCache"}})", R"({"data":{"id":"x"}})",
-                             R"({"data":{"type":"accessCache","id":7}})", R"({"data":[]})", "[]"}) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"{}", "Object item not found: data"},
+        {R"({"data":{"type":"accessCache"}})", "Object item not found: id"},
+        {R"({"data":{"id":"x"}})", "Object item not found: type"},
+        {R"({"data":{"type":"accessCache","id":7}})", "Expected string, got integer"},
+        {R"({"data":[]})", "Expected object, got array"},
+        {"[]", "Expected object, got array"}};
+    for (const auto& [body, reason] : cases) {
         SCOPED_TRACE(body);
         log_.clear();
         EXPECT_EQ(createFrom(body), 7610);
         expectUntouched();
-        ASSERT_EQ(log_.lines(16).size(), 1U);
-        EXPECT_EQ(log_.lines(16).at(0).tag, RESPONSE_TAG);
-        EXPECT_THAT(log_.lines(16).at(0).text, MatchesRegex("Error parsing response: .+"));
+        EXPECT_THAT(log_.lines(16),
+                    ElementsAre(LogLine{16, RESPONSE_TAG, "Error parsing response: " + reason}));
     }
 }
 
 TEST_F(ClientFactory, AnotherTypeIs7610)
 {
-    EXPECT_EQ(createFrom(R"({"data":{"type":"role","id":"x"}})"), 7610);
+    EXPECT_EQ(createFrom(R"({"data":{"type":"role","id":"../x"}})"), 7610) << "before the id is looked at";
     expectUntouched();
     EXPECT_THAT(
         log_.lines(16),
@@ -237,6 +242,19 @@ TEST_F(ClientFactory, ACacheThatCannotBeOpenedIs12)
 {
     EXPECT_EQ(createFrom(R"({"data":{"type":"accessCache","id":"missing"}})"), 12);
     expectUntouched();
+    const std::string manifest = cacheDirectory("missing") + "/manifest.json";
+    EXPECT_THAT(log_.lines(16),
+                ElementsAre(LogLine{16, "Manifest constructor",
+                                    "Error loading " + manifest + " at position 0: unable to open " +
+                                        manifest + ": No such file or directory"}));
+}
+
+TEST_F(ClientFactory, ACacheForWhatIsNoNamespaceIs7610)
+{
+    writeFile(cacheDirectory("cache-7") + "/manifest.json", R"({"namespace":"A"})");
+    EXPECT_EQ(createFrom(R"({"data":{"type":"accessCache","id":"cache-7"}})"), 7610);
+    expectUntouched();
+    EXPECT_THAT(log_.lines(16), IsEmpty());
 }
 
 TEST_F(ClientFactory, AnythingElseThatGoesWrongWhileOpeningIs114)
@@ -245,6 +263,7 @@ TEST_F(ClientFactory, AnythingElseThatGoesWrongWhileOpeningIs114)
     std::filesystem::remove(cacheDirectory("cache-7") + '/' + AccessCache::OBJECT_FILE_NAME);
     EXPECT_EQ(createFrom(R"({"data":{"type":"accessCache","id":"cache-7"}})"), 114);
     expectUntouched();
+    EXPECT_THAT(log_.lines(16), IsEmpty());
 }
 
 TEST_F(ClientFactory, ServesThreadsAtOnce)
