@@ -98,8 +98,37 @@ TEST_F(ManagedObjectApiTest, GetsAnObject)
     EXPECT_FALSE(resource.inherit);
     EXPECT_EQ(resource.state, rbac::PENDING);
     EXPECT_THAT(service_->requests, ElementsAre(Request{"GET", PATH, ""}));
-    EXPECT_EQ(log_.lines().at(0), (LogLine{4, "ManagedObjectAPI::get_managed_object",
-                                           "Request for " + PATH + "; curl status 0; http status 200"}));
+}
+
+TEST_F(ManagedObjectApiTest, LogsTheRequestAndWhatItReceived)
+{
+    const auto tag = [](const char* operation) { return std::string("ManagedObjectAPI::") + operation; };
+    const auto request = [](const std::string& path, int httpStatus) {
+        return "Request for " + PATH + path + "; curl status 0; http status " + std::to_string(httpStatus);
+    };
+    const std::string object =
+        document(R"({"type":"managedObject","id":"|A|","attributes":{"inherit":true,"state":"READY"}})");
+    respond(200, object);
+    (void)api().get_object(object_);
+    respond(204, "not read");
+    api().set_inherit(object_, true);
+    respond(201, document(DefinitionText().str()));
+    (void)add(Propagation::OBJECT, rbac::json_array_shared());
+    respond(200, document("[]"));
+    (void)api().get_access_definitions(object_);
+    respond(204, "not read");
+    api().delete_access_definition_by_id(object_, "d1");
+    EXPECT_THAT(
+        log_.lines(),
+        ElementsAre(
+            LogLine{4, tag("get_managed_object"), request("", 200)},
+            LogLine{2, tag("get_managed_object"), "Received JSON: " + object},
+            LogLine{4, tag("set_inherit"), request("", 204)},
+            LogLine{4, tag("add_access_definition"), request("/access-definitions", 201)},
+            LogLine{2, tag("add_access_definition"), "Received JSON: " + document(DefinitionText().str())},
+            LogLine{4, tag("get_access_definitions"), request("/access-definitions", 200)},
+            LogLine{2, tag("get_access_definitions"), "Received JSON: " + document("[]")},
+            LogLine{4, tag("delete_access_definition_by_id"), request("/access-definitions/d1", 204)}));
 }
 
 TEST_F(ManagedObjectApiTest, ReadsTheStateReady)
@@ -126,7 +155,8 @@ TEST_F(ManagedObjectApiTest, AnyOtherStateIs9103)
 
 TEST_F(ManagedObjectApiTest, AnObjectOfAnotherTypeIs9103)
 {
-    EXPECT_EQ(statusOf(R"({"type":"role","id":"|A|","attributes":{"inherit":true,"state":"READY"}})"), 9103);
+    EXPECT_EQ(statusOf(R"({"type":"role","id":"A","attributes":{"inherit":true,"state":"x"}})"), 9103)
+        << "before anything is made of the id and the state";
     EXPECT_THAT(log_.lines(16), ElementsAre(LogLine{16, OBJECT_TAG, "Unexpected response type: role"}));
 }
 
@@ -137,6 +167,7 @@ TEST_F(ManagedObjectApiTest, AnObjectOfAnotherFormIs7610)
     EXPECT_EQ(statusOf(R"({"type":"managedObject","id":"|A|","attributes":{"inherit":1,"state":"READY"}})"),
               7610);
     EXPECT_EQ(statusOf(R"({"type":"managedObject","id":"|A|"})"), 7610);
+    EXPECT_EQ(log_.lines(16).size(), 3U);
     for (const LogLine& line : log_.lines(16)) {
         EXPECT_EQ(line.tag, OBJECT_TAG);
         EXPECT_THAT(line.text, testing::MatchesRegex("Error parsing JSON response at position -?[0-9]+: .+"));
@@ -145,9 +176,9 @@ TEST_F(ManagedObjectApiTest, AnObjectOfAnotherFormIs7610)
 
 TEST_F(ManagedObjectApiTest, AnIdThatIsNoNamespaceIsABadCast)
 {
-    EXPECT_THROW(
-        receive(R"({"type":"managedObject","id":"A","attributes":{"inherit":true,"state":"READY"}})"),
-        boost::bad_lexical_cast);
+    EXPECT_THROW(receive(R"({"type":"managedObject","id":"A","attributes":{"inherit":true,"state":"x"}})"),
+                 boost::bad_lexical_cast);
+    EXPECT_THAT(log_.lines(16), IsEmpty()) << "before anything is made of the state";
 }
 
 TEST_F(ManagedObjectApiTest, AResponseWithoutDataIs7610)
@@ -215,19 +246,35 @@ TEST_F(ManagedObjectApiTest, AcceptsOnly201ForANewAccessDefinition)
 {
     respond(200, document(DefinitionText().str()));
     EXPECT_EQ(thrownStatus([this] { (void)add(Propagation::OBJECT, rbac::json_array_shared()); }), 114);
+    EXPECT_THAT(log_.lines(16), ElementsAre(LogLine{16, "ManagedObjectAPI::add_access_definition",
+                                                    "Unexpected HTTP status: 200"}));
+}
+
+TEST_F(ManagedObjectApiTest, AnErrorOfTheServiceIsItsCode)
+{
+    respond(404, R"({"errorCode":5931,"errorMessage":"none","errorDetails":["|A|"]})");
+    EXPECT_EQ(thrownStatus([this] { (void)api().get_object(object_); }), 5931);
+    respond(403, R"({"errorCode":5930,"errorMessage":"forbidden"})");
+    EXPECT_EQ(thrownStatus([this] { (void)api().get_access_definitions(object_); }), 5930);
+    EXPECT_THAT(log_.lines(16), ElementsAre(LogLine{16, "ManagedObjectAPI::get_managed_object",
+                                                    "Unexpected HTTP status: 404: none (|A|)"},
+                                            LogLine{16, "ManagedObjectAPI::get_access_definitions",
+                                                    "Unexpected HTTP status: 403: forbidden"}));
 }
 
 TEST_F(ManagedObjectApiTest, APropagationThatIsNoneOfTheThreeIsNotSent)
 {
-    EXPECT_THROW(add(static_cast<Propagation::enum_type>(7), rbac::json_array_shared()),
-                 std::invalid_argument);
-    EXPECT_THAT(service_->requests, IsEmpty());
+    EXPECT_THAT([this] { (void)add(static_cast<Propagation::enum_type>(7), rbac::json_array_shared()); },
+                testing::ThrowsMessage<std::invalid_argument>("invalid propagation value"));
+    EXPECT_THAT(service_->created, IsEmpty());
 }
 
 TEST_F(ManagedObjectApiTest, MissingOperationsCannotBePacked)
 {
     EXPECT_THROW(add(Propagation::OBJECT, nullptr), std::bad_alloc);
-    EXPECT_THAT(service_->requests, IsEmpty());
+    EXPECT_THAT(service_->created, IsEmpty());
+    EXPECT_THAT(log_.lines(),
+                ElementsAre(LogLine{16, "json_pack_shared", "Error generating JSON: NULL object"}));
 }
 
 TEST_F(ManagedObjectApiTest, ListsAccessDefinitionsInTheirOrder)
@@ -265,14 +312,27 @@ TEST_F(ManagedObjectApiTest, AnAccessDefinitionNeedsNoLinksAndNoOperations)
     EXPECT_THAT(received.operations, IsEmpty());
 }
 
+TEST_F(ManagedObjectApiTest, OperationsThatAreNoArrayAreNone)
+{
+    DefinitionText definition;
+    for (const char* operations : {"null", "{}", R"("|O|")"}) {
+        definition.operations = operations;
+        EXPECT_THAT(receive(definition).operations, IsEmpty()) << operations;
+    }
+}
+
 TEST_F(ManagedObjectApiTest, LinksWithoutSelfOrAMissingIdIs7610)
 {
     DefinitionText definition;
     definition.links = R"("links":{},)";
     EXPECT_EQ(statusOf(definition), 7610);
     definition = DefinitionText();
+    definition.links = R"("links":{"self":{}},)";
+    EXPECT_EQ(statusOf(definition), 7610);
+    definition = DefinitionText();
     definition.id = "";
     EXPECT_EQ(statusOf(definition), 7610);
+    EXPECT_EQ(log_.lines(16).size(), 3U);
     for (const LogLine& line : log_.lines(16)) {
         EXPECT_EQ(line.tag, DEFINITION_TAG);
         EXPECT_THAT(line.text, testing::MatchesRegex("Error parsing JSON response at position -?[0-9]+: .+"));
@@ -296,6 +356,37 @@ TEST_F(ManagedObjectApiTest, AnotherTypeOfTheDefinitionItsRoleOrItsObjectIs9103)
                             LogLine{16, DEFINITION_TAG, "Invalid object relationship type: c"}));
 }
 
+TEST_F(ManagedObjectApiTest, ChecksAnAccessDefinitionInThisOrder)
+{
+    DefinitionText definition{"", R"("id":"d1",)", "a", "b", "c", "d", R"([{"id":"O","type":"e"},{}])", "f",
+                              "g"};
+    EXPECT_EQ(statusOf(definition), 9103);
+    definition.type = "accessDefinition";
+    EXPECT_THROW(receive(definition), boost::bad_lexical_cast) << "the propagation";
+    definition.propagation = "OBJECT";
+    EXPECT_EQ(statusOf(definition), 9103);
+    definition.roleType = "accessControlRole";
+    EXPECT_THROW(receive(definition), boost::bad_lexical_cast) << "the role's id";
+    definition.roleId = "17";
+    EXPECT_EQ(statusOf(definition), 9103);
+    definition.operations = R"([{"id":"O","type":"accessControlOperation"},{}])";
+    EXPECT_THROW(receive(definition), boost::bad_lexical_cast) << "the operation's id";
+    definition.operations = R"([{"id":"|O|","type":"accessControlOperation"},{}])";
+    EXPECT_EQ(statusOf(definition), 7610);
+    definition.operations = "[]";
+    EXPECT_EQ(statusOf(definition), 9103);
+    definition.objectType = "managedObject";
+    EXPECT_THROW(receive(definition), boost::bad_lexical_cast) << "the object's id";
+    EXPECT_THAT(log_.lines(16),
+                ElementsAre(LogLine{16, DEFINITION_TAG, "Unexpected response type: a"},
+                            LogLine{16, DEFINITION_TAG, "Invalid role relationship type: d"},
+                            LogLine{16, DEFINITION_TAG, "Invalid operation 0 relationship type: e"},
+                            LogLine{16, DEFINITION_TAG,
+                                    "Error parsing operation relationship 1 at position 4: "
+                                    "Object item not found: id"},
+                            LogLine{16, DEFINITION_TAG, "Invalid object relationship type: g"}));
+}
+
 TEST_F(ManagedObjectApiTest, NamesTheOperationOfAnotherTypeOrForm)
 {
     DefinitionText definition;
@@ -306,9 +397,9 @@ TEST_F(ManagedObjectApiTest, NamesTheOperationOfAnotherTypeOrForm)
     log_.clear();
     definition.operations = R"([{"id":"|O|"}])";
     EXPECT_EQ(statusOf(definition), 7610);
-    ASSERT_EQ(log_.lines(16).size(), 1U);
-    EXPECT_THAT(log_.lines(16).at(0).text,
-                testing::MatchesRegex("Error parsing operation relationship 0 at position -?[0-9]+: .+"));
+    EXPECT_THAT(log_.lines(16), ElementsAre(LogLine{16, DEFINITION_TAG,
+                                                    "Error parsing operation relationship 0 at position 9: "
+                                                    "Object item not found: type"}));
 }
 
 TEST_F(ManagedObjectApiTest, TextsThatCannotBeConvertedAreBadCasts)
@@ -322,12 +413,15 @@ TEST_F(ManagedObjectApiTest, TextsThatCannotBeConvertedAreBadCasts)
     definition = DefinitionText();
     definition.roleId = "17a";
     expectBadCast(definition);
+    definition.roleId = "2147483648";
+    expectBadCast(definition);
     definition = DefinitionText();
     definition.objectId = "A";
     expectBadCast(definition);
     definition = DefinitionText();
     definition.operations = R"([{"id":"O","type":"accessControlOperation"}])";
     expectBadCast(definition);
+    EXPECT_THAT(log_.lines(16), IsEmpty());
 }
 
 TEST_F(ManagedObjectApiTest, ARoleIdMayHaveASign)

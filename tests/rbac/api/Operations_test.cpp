@@ -68,15 +68,22 @@ TEST_F(OperationApiTest, AResponseWithoutDataOrThatIsNotJsonIs7610)
 TEST_F(OperationApiTest, AnElementOfAnotherFormIs7610)
 {
     EXPECT_EQ(statusOf(R"({"data":[{"type":"accessControlOperation"}]})"), 7610);
-    ASSERT_EQ(log_.lines(16).size(), 1U);
-    EXPECT_EQ(log_.lines(16).at(0).tag, TAG);
-    EXPECT_THAT(log_.lines(16).at(0).text,
-                testing::MatchesRegex("Error parsing JSON at position -?[0-9]+: .+"));
+    EXPECT_EQ(statusOf(R"({"data":[{"type":"accessControlOperation","id":1}]})"), 7610);
+    EXPECT_THAT(
+        log_.lines(16),
+        ElementsAre(LogLine{16, TAG, "Error parsing JSON at position 9: Object item not found: id"},
+                    LogLine{16, TAG, "Error parsing JSON at position 9: Expected string, got integer"}));
+}
+
+TEST_F(OperationApiTest, OneBadElementIsNoList)
+{
+    EXPECT_EQ(statusOf(R"({"data":[{"type":"accessControlOperation","id":"|O|"},{}]})"), 7610);
 }
 
 TEST_F(OperationApiTest, AnElementOfAnotherTypeIs9103)
 {
-    EXPECT_EQ(statusOf(R"({"data":[{"type":"accessControlRole","id":"|O|"}]})"), 9103);
+    EXPECT_EQ(statusOf(R"({"data":[{"type":"accessControlRole","id":"O"}]})"), 9103)
+        << "before anything is made of the id";
     EXPECT_THAT(log_.lines(16), ElementsAre(LogLine{16, TAG, "Unexpected response type: accessControlRole"}));
 }
 
@@ -84,13 +91,28 @@ TEST_F(OperationApiTest, AnIdThatIsNoNamespaceIsABadCast)
 {
     EXPECT_THROW(receive(R"({"data":[{"type":"accessControlOperation","id":"O"}]})"),
                  boost::bad_lexical_cast);
+    EXPECT_THAT(log_.lines(16), IsEmpty());
 }
 
 TEST_F(OperationApiTest, AnyStatusBut200IsAnError)
 {
     respond(403, R"({"errorCode":5930,"errorMessage":"forbidden"})");
     EXPECT_EQ(thrownStatus([this] { (void)api().get_operations(""); }), 5930);
-    EXPECT_THAT(log_.lines(16), ElementsAre(LogLine{16, TAG, "Unexpected HTTP status: 403: forbidden"}));
+    const std::string request = "Request for keepsafe/access-control/operations; curl status 0; http status ";
+    EXPECT_THAT(log_.lines(), ElementsAre(LogLine{4, TAG, request + "403"},
+                                          LogLine{16, TAG, "Unexpected HTTP status: 403: forbidden"}));
+    log_.clear();
+    respond(201, R"({"data":[]})");
+    EXPECT_EQ(thrownStatus([this] { (void)api().get_operations(""); }), 114);
+    EXPECT_THAT(log_.lines(), ElementsAre(LogLine{4, TAG, request + "201"},
+                                          LogLine{16, TAG, "Unexpected HTTP status: 201"}));
+}
+
+TEST_F(OperationApiTest, AFailedTransferIsItsStatusAndNotLogged)
+{
+    service_->responses.push_back({7, 0, ""});
+    EXPECT_EQ(thrownStatus([this] { (void)api().get_operations(""); }), 7);
+    EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 } // namespace

@@ -20,6 +20,13 @@ TEST(Propagation, IsWrittenByItsName)
     EXPECT_EQ(text.str(), "OBJECT_AND_CHILDREN");
 }
 
+TEST(Propagation, ItsValuesHaveTheirNumbers)
+{
+    EXPECT_EQ(static_cast<int>(Propagation::OBJECT), 0);
+    EXPECT_EQ(static_cast<int>(Propagation::CHILDREN), 1);
+    EXPECT_EQ(static_cast<int>(Propagation::OBJECT_AND_CHILDREN), 2);
+}
+
 TEST(Propagation, AnyOtherValueCannotBeWritten)
 {
     std::ostringstream text;

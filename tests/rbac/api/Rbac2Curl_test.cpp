@@ -1,5 +1,7 @@
 #include <keepsafe/rbac/api/Rbac2Curl.h>
 
+#include <keepsafe/platform/status/status_codes.h>
+
 #include "rbac/api/ScriptedService.h"
 
 namespace {
@@ -62,6 +64,16 @@ TEST_F(HttpErrorTest, AnErrorDocumentGivesItsCodeAndItsTextsGoToTheLog)
     EXPECT_EQ(line(), "Unexpected HTTP status: 400: bad (a; b)");
 }
 
+TEST_F(HttpErrorTest, TheServersTextReachesTheLogOnly)
+{
+    try {
+        throw_on_http_error(200, 400, R"({"errorCode":7610,"errorMessage":"bad"})", "Tag::operation");
+        FAIL() << "nothing was thrown";
+    } catch (const EC_exception& failure) {
+        EXPECT_EQ(failure.what(), getECmsg(7610));
+    }
+}
+
 TEST_F(HttpErrorTest, DetailsMayBeAbsentOrEmptyOrNoArray)
 {
     EXPECT_EQ(statusOf(404, R"({"errorCode":227,"errorMessage":"none"})"), 227);
@@ -69,15 +81,22 @@ TEST_F(HttpErrorTest, DetailsMayBeAbsentOrEmptyOrNoArray)
     log_.clear();
     EXPECT_EQ(statusOf(404, R"({"errorCode":227,"errorMessage":"none","errorDetails":[]})"), 227);
     EXPECT_EQ(line(), "Unexpected HTTP status: 404: none");
-    log_.clear();
-    EXPECT_EQ(statusOf(404, R"({"errorCode":227,"errorMessage":"none","errorDetails":"text"})"), 227);
-    EXPECT_EQ(line(), "Unexpected HTTP status: 404: none");
+    for (const char* details : {R"("text")", "null", "{}"}) {
+        log_.clear();
+        EXPECT_EQ(statusOf(404, R"({"errorCode":227,"errorMessage":"none","errorDetails":)" +
+                                    std::string(details) + "}"),
+                  227);
+        EXPECT_EQ(line(), "Unexpected HTTP status: 404: none");
+    }
 }
 
 TEST_F(HttpErrorTest, TheTextEndsBeforeADetailThatIsNoString)
 {
     EXPECT_EQ(statusOf(400, R"({"errorCode":1,"errorMessage":"bad","errorDetails":["first",2,"third"]})"), 1);
     EXPECT_EQ(line(), "Unexpected HTTP status: 400: bad (first; ");
+    log_.clear();
+    EXPECT_EQ(statusOf(400, R"({"errorCode":1,"errorMessage":"bad","errorDetails":[["first"],"b"]})"), 1);
+    EXPECT_EQ(line(), "Unexpected HTTP status: 400: bad (");
 }
 
 TEST_F(HttpErrorTest, ADocumentWithoutCodeOrMessageIs114)

@@ -60,13 +60,26 @@ TEST_F(RoleApiTest, CreatesARole)
 
 TEST_F(RoleApiTest, LogsTheRequestAndWhatItReceived)
 {
+    const auto request = [](const std::string& path, int httpStatus) {
+        return "Request for keepsafe/access-control/roles" + path + "; curl status 0; http status " +
+               std::to_string(httpStatus);
+    };
     respond(201, document(PLAIN));
     (void)api().create_role("plain", "");
-    EXPECT_THAT(
-        log_.lines(),
-        ElementsAre(LogLine{4, "RoleAPI::create_role",
-                            "Request for keepsafe/access-control/roles; curl status 0; http status 201"},
-                    LogLine{2, "RoleAPI::create_role", "Received JSON: " + document(PLAIN)}));
+    respond(200, document(AUDITOR));
+    (void)api().get_role(17);
+    respond(200, document("[]"));
+    (void)api().get_roles("x y");
+    respond(204, "not read");
+    api().delete_role_by_id(17);
+    EXPECT_THAT(log_.lines(),
+                ElementsAre(LogLine{4, "RoleAPI::create_role", request("", 201)},
+                            LogLine{2, "RoleAPI::create_role", "Received JSON: " + document(PLAIN)},
+                            LogLine{4, "RoleAPI::get_role", request("/17", 200)},
+                            LogLine{2, "RoleAPI::get_role", "Received JSON: " + document(AUDITOR)},
+                            LogLine{4, "RoleAPI::get_roles", request("?filter=x%20y", 200)},
+                            LogLine{2, "RoleAPI::get_roles", "Received JSON: " + document("[]")},
+                            LogLine{4, "RoleAPI::delete_role_by_id", request("/17", 204)}));
 }
 
 TEST_F(RoleApiTest, LeavesAnEmptyDescriptionOut)
@@ -131,7 +144,15 @@ TEST_F(RoleApiTest, ChecksTheNamesLengthThenTheDescriptionsThenThatThereIsAName)
               "limit for role description is 256");
     EXPECT_EQ(refusal<std::invalid_argument>([&] { (void)api().create_role("", "d"); }),
               "role name is required");
-    EXPECT_EQ(refusal<std::invalid_argument>([&] { api().update_role(Role()); }), "role name is required");
+    Role role;
+    EXPECT_EQ(refusal<std::invalid_argument>([&] { api().update_role(role); }), "role name is required");
+    role.description = tooLong;
+    EXPECT_EQ(refusal<std::length_error>([&] { api().update_role(role); }),
+              "limit for role description is 256");
+    role.name = tooLong;
+    EXPECT_EQ(refusal<std::length_error>([&] { api().update_role(role); }), "limit for role name is 256");
+    EXPECT_THAT(log_.lines(), IsEmpty());
+    EXPECT_THAT(service_->created, IsEmpty());
 }
 
 TEST_F(RoleApiTest, ANameThatIsNotUtf8IsBadAlloc)
@@ -175,6 +196,10 @@ TEST_F(RoleApiTest, OneBadElementIsNoList)
 {
     respond(200, document(std::string("[") + AUDITOR + R"(,{"type":"accessControlRole"}])"));
     EXPECT_EQ(thrownStatus([this] { (void)api().get_roles(""); }), 7610);
+    EXPECT_THAT(
+        log_.lines(16),
+        ElementsAre(LogLine{16, "Role::Role",
+                            "Error parsing JSON response at position 23: Object item not found: id"}));
 }
 
 TEST_F(RoleApiTest, UpdatesARoleAtItsLink)
@@ -192,6 +217,16 @@ TEST_F(RoleApiTest, UpdatesARoleAtItsLink)
         log_.lines(),
         ElementsAre(LogLine{4, "RoleAPI::update_role",
                             "Request for keepsafe/access-control/roles/17; curl status 0; http status 204"}));
+}
+
+TEST_F(RoleApiTest, AppendsALinkAsItIs)
+{
+    Role role;
+    role.name = "plain";
+    role.href = "no slash?a b|%";
+    respond(204, "");
+    api().update_role(role);
+    EXPECT_EQ(service_->requests.at(0).path, "keepsafeno slash?a b|%");
 }
 
 TEST_F(RoleApiTest, UpdatesARoleWithoutALinkAtTheRestRoot)
@@ -218,6 +253,9 @@ TEST_F(RoleApiTest, AcceptsOnly204ForChangesAndDeletions)
     EXPECT_EQ(thrownStatus([&] { api().update_role(role); }), 114);
     respond(200, "");
     EXPECT_EQ(thrownStatus([&] { api().delete_role_by_id(17); }), 114);
+    EXPECT_THAT(log_.lines(16),
+                ElementsAre(LogLine{16, "RoleAPI::update_role", "Unexpected HTTP status: 200"},
+                            LogLine{16, "RoleAPI::delete_role_by_id", "Unexpected HTTP status: 200"}));
 }
 
 TEST_F(RoleApiTest, AFailedTransferIsItsStatusAndNotLogged)
@@ -231,16 +269,23 @@ TEST_F(RoleApiTest, AnErrorOfTheServiceIsItsCode)
 {
     respond(404, R"({"errorCode":8047,"errorMessage":"no such role"})");
     EXPECT_EQ(thrownStatus([this] { (void)api().get_role(17); }), 8047);
-    EXPECT_THAT(log_.lines(16),
-                ElementsAre(LogLine{16, "RoleAPI::get_role", "Unexpected HTTP status: 404: no such role"}));
+    EXPECT_THAT(log_.lines(),
+                ElementsAre(LogLine{4, "RoleAPI::get_role",
+                                    "Request for keepsafe/access-control/roles/17; curl status 0; "
+                                    "http status 404"},
+                            LogLine{16, "RoleAPI::get_role", "Unexpected HTTP status: 404: no such role"}));
 }
 
 TEST_F(RoleApiTest, AResponseThatIsNotJsonIs7610)
 {
     respond(200, "no JSON");
     EXPECT_EQ(thrownStatus([this] { (void)api().get_role(17); }), 7610);
-    EXPECT_THAT(log_.lines(16), ElementsAre(LogLine{16, "json_loads_shared",
-                                                    "Error parsing JSON: '[' or '{' expected near 'no'"}));
+    respond(200, "no JSON");
+    EXPECT_EQ(thrownStatus([this] { (void)api().get_roles(""); }), 7610);
+    respond(201, "no JSON");
+    EXPECT_EQ(thrownStatus([this] { (void)api().create_role("n", ""); }), 7610);
+    const LogLine line{16, "json_loads_shared", "Error parsing JSON: '[' or '{' expected near 'no'"};
+    EXPECT_THAT(log_.lines(16), ElementsAre(line, line, line));
 }
 
 TEST_F(RoleApiTest, AResponseWithoutDataIs7610)
@@ -276,6 +321,7 @@ TEST_F(RoleApiTest, AResourceOfAnotherFormIs7610)
         7610)
         << "systemDefined a string";
     EXPECT_EQ(statusOf("null"), 7610);
+    EXPECT_EQ(log_.lines(16).size(), 7U);
     for (const LogLine& line : log_.lines(16)) {
         EXPECT_EQ(line.tag, "Role::Role");
         EXPECT_THAT(line.text, testing::MatchesRegex("Error parsing JSON response at position -?[0-9]+: .+"));
@@ -284,7 +330,8 @@ TEST_F(RoleApiTest, AResourceOfAnotherFormIs7610)
 
 TEST_F(RoleApiTest, AResourceOfAnotherTypeIs9103)
 {
-    EXPECT_EQ(statusOf(R"({"type":"managedObject","id":"17","attributes":{"name":"n"}})"), 9103);
+    EXPECT_EQ(statusOf(R"({"type":"managedObject","id":"x","attributes":{"name":"n"}})"), 9103)
+        << "before anything is made of the id";
     EXPECT_THAT(log_.lines(16),
                 ElementsAre(LogLine{16, "Role::Role", "Unexpected response type: managedObject"}));
 }

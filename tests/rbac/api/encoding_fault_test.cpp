@@ -1,0 +1,51 @@
+/// Texts that cannot be placed in a URI. The encoder never refuses a text; this program has one that does in
+/// its place.
+
+#include <keepsafe/platform/uri/percent_encode.h>
+#include <keepsafe/rbac/api/ManagedObjects.h>
+#include <keepsafe/rbac/api/Operations.h>
+#include <keepsafe/rbac/api/Rbac2Curl.h>
+#include <keepsafe/rbac/api/Roles.h>
+
+#include "rbac/api/ScriptedService.h"
+
+int percentEncodeUriPart(const std::string& /*in*/, std::string& /*out*/) { return 4711; }
+
+namespace {
+
+using keepsafe_test::LogLine;
+using keepsafe_test::thrownStatus;
+using Tessara::Keepsafe::Rbac::BaseAPI;
+using Tessara::Keepsafe::Rbac::encode_uri_part;
+using Tessara::Keepsafe::Rbac::ManagedObjectAPI;
+using Tessara::Keepsafe::Rbac::ObjectNamespace;
+using Tessara::Keepsafe::Rbac::OperationAPI;
+using Tessara::Keepsafe::Rbac::RoleAPI;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class EncodingFault : public keepsafe_test::ApiTest<BaseAPI> {
+protected:
+    static LogLine line(const std::string& text)
+    {
+        return {16, "rbac2_encode_uri_part", "Failed to encode. str=" + text + ", status=4711"};
+    }
+};
+
+TEST_F(EncodingFault, IsItsStatusAndNamesTheText)
+{
+    EXPECT_EQ(thrownStatus([] { (void)encode_uri_part("a b"); }), 4711);
+    EXPECT_THAT(log_.lines(), ElementsAre(line("a b")));
+}
+
+TEST_F(EncodingFault, OfAFilterOrAnObjectSendsNothing)
+{
+    EXPECT_EQ(thrownStatus([this] { (void)RoleAPI(service_).get_roles("filter"); }), 4711);
+    EXPECT_EQ(thrownStatus([this] { (void)OperationAPI(service_).get_operations("filter"); }), 4711);
+    EXPECT_EQ(thrownStatus([this] { (void)ManagedObjectAPI(service_).get_object(ObjectNamespace("A")); }),
+              4711);
+    EXPECT_THAT(log_.lines(), ElementsAre(line("filter"), line("filter"), line("|A|")));
+    EXPECT_THAT(service_->created, IsEmpty());
+}
+
+} // namespace
