@@ -1,13 +1,24 @@
-/// Texts that cannot be placed in a URI. The encoder never refuses a text; this program has one that does in
-/// its place.
+/// Texts that cannot be placed in a URI, and namespaces without a text form. Neither exists; this program has
+/// functions that fail in the place of the libraries'.
+
+#include <ostream>
+
+#include <boost/lexical_cast.hpp>
 
 #include <keepsafe/platform/uri/percent_encode.h>
 #include <keepsafe/rbac/api/ManagedObjects.h>
 #include <keepsafe/rbac/api/Operations.h>
 #include <keepsafe/rbac/api/Rbac2Curl.h>
+#include <keepsafe/rbac/api/Rbac2Json.h>
 #include <keepsafe/rbac/api/Roles.h>
 
 #include "rbac/api/ScriptedService.h"
+
+std::ostream& Tessara::Keepsafe::Rbac::operator<<(std::ostream& stream, const ObjectNamespace& /*value*/)
+{
+    stream.setstate(std::ios_base::failbit);
+    return stream;
+}
 
 int percentEncodeUriPart(const std::string& /*in*/, std::string& /*out*/) { return 4711; }
 
@@ -31,6 +42,13 @@ protected:
         return {16, "rbac2_encode_uri_part", "Failed to encode. str=" + text + ", status=4711"};
     }
 };
+
+TEST(NamespaceWithoutText, IsABadCastInJson)
+{
+    namespace rbac = Tessara::Keepsafe::Rbac;
+    EXPECT_THROW((void)rbac::json_namespace_shared(ObjectNamespace("A")), boost::bad_lexical_cast);
+    EXPECT_THROW((void)rbac::json_namespaces_shared({ObjectNamespace("A")}), boost::bad_lexical_cast);
+}
 
 TEST_F(EncodingFault, IsItsStatusAndNamesTheText)
 {

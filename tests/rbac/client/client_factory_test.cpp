@@ -40,6 +40,7 @@ using Tessara::Keepsafe::Rbac::StubAccessControlClient;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Not;
 namespace operations = Tessara::Keepsafe::Rbac::root_namespaces::operations;
 
 constexpr char TAG[] = "AccessControlClient::create";
@@ -247,6 +248,20 @@ TEST_F(ClientFactory, ACacheThatCannotBeOpenedIs12)
                 ElementsAre(LogLine{16, "Manifest constructor",
                                     "Error loading " + manifest + " at position 0: unable to open " +
                                         manifest + ": No such file or directory"}));
+}
+
+TEST_F(ClientFactory, StopsAtTheStepThatFails)
+{
+    const LogLine mapping{4, TAG, "instantiating access cache"};
+    const LogLine opened{4, TAG, "instantiating disk access cache for |A+b|c|"};
+    const char answered[] = R"({"data":{"type":"accessCache","id":"cache-7"}})";
+    EXPECT_EQ(createFrom(answered), 12) << "there is no manifest";
+    EXPECT_THAT(log_.lines(), Contains(LogLine{4, TAG, "cache dir is " + cacheDirectory("cache-7")}));
+    EXPECT_THAT(log_.lines(), Not(Contains(mapping)));
+    writeFile(cacheDirectory("cache-7") + "/manifest.json", R"({"namespace":"|"})");
+    EXPECT_EQ(createFrom(answered), 114) << "there is nothing but the manifest";
+    EXPECT_THAT(log_.lines(), Contains(mapping));
+    EXPECT_THAT(log_.lines(), Not(Contains(opened)));
 }
 
 TEST_F(ClientFactory, ACacheForWhatIsNoNamespaceIs7610)

@@ -91,6 +91,17 @@ TEST_F(Responses, ARecordOfAnotherFormIs9103)
     }
 }
 
+TEST_F(Responses, TheLineNamesThePlaceInARecord)
+{
+    EXPECT_EQ(statusOf(R"({"id":1})"), 9103);
+    EXPECT_EQ(statusOf(R"({"id":"|A|","relationships":{"registeredObjects":{"data":[{}]}}})"), 9103);
+    EXPECT_THAT(
+        log_.lines(),
+        ElementsAre(
+            LogLine{16, TAG, "Error parsing JSON response at position 4: Expected string, got integer"},
+            LogLine{16, TAG, "Error parsing JSON response at position 4: Object item not found: id"}));
+}
+
 TEST_F(Responses, RegisteredObjectsThatAreNoArrayAre9103)
 {
     EXPECT_EQ(statusOf(R"({"id":"|A|","relationships":{"registeredObjects":{"data":{}}}})"), 9103);

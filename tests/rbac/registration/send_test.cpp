@@ -112,6 +112,10 @@ TEST_F(SendTest, ARefusalIsTheServersCode)
     EXPECT_THAT(errors(), ElementsAre(LogLine{16, TAG,
                                               "Failed to register object. HTTP response code = 409. "
                                               "error = 5930"}));
+    EXPECT_EQ(sendAndReceive(HTTP_REQUEST_DELETE, 0, 201, R"({"errorCode":5931,"errorMessage":"gone"})"),
+              5931);
+    EXPECT_EQ(errors().back(),
+              (LogLine{16, TAG, "Failed to register object. HTTP response code = 201. error = 5931"}));
 }
 
 TEST_F(SendTest, ARefusalThatCannotBeReadIs9103)
@@ -126,6 +130,10 @@ TEST_F(SendTest, OnlyTheExpectedStatusIsSuccess)
 {
     for (const long status : {200L, 202L, 204L, 0L, -1L}) {
         EXPECT_EQ(sendAndReceive(HTTP_REQUEST_POST, 0, status, "{}"), 9103) << status;
+        EXPECT_EQ(errors().back(),
+                  (LogLine{16, TAG,
+                           "Failed to parse error from JSON response. HTTP response code = " +
+                               std::to_string(status) + ". parse error = 7610"}));
     }
     EXPECT_EQ(sendAndReceive(HTTP_REQUEST_PATCH, 0, 200, "{}"), 9103);
     EXPECT_EQ(sendAndReceive(HTTP_REQUEST_DELETE, 0, 201, "{}"), 9103);
@@ -184,6 +192,15 @@ TEST_F(SendTest, TheUrisAreThoseOfTheService)
               "keepsafe/access-control/bulk-object-registration-requests");
     EXPECT_EQ(Service::BULK_OBJECT_UPDATE_URI, "keepsafe/access-control/bulk-object-update-requests");
     EXPECT_EQ(Service::MANAGED_OBJECT_URI, "keepsafe/access-control/managed-objects");
+}
+
+TEST_F(SendTest, TheStatesHaveTheirNumbersAndNames)
+{
+    namespace rbac = Tessara::Keepsafe::Rbac;
+    EXPECT_THAT((std::vector<int>{READY, PENDING, DELETED}), ElementsAre(0, 1, 2));
+    EXPECT_STREQ(rbac::READY_STR, "READY");
+    EXPECT_STREQ(rbac::PENDING_STR, "PENDING");
+    EXPECT_STREQ(rbac::DELETED_STR, "DELETED");
 }
 
 using StateUpdateTest = SendTest;
