@@ -14,6 +14,7 @@
 
 #include <CLI/CLI.hpp>
 #include <boost/make_shared.hpp>
+#include <malloc.h>
 
 #include <keepsafe/platform/config/installation.h>
 #include <keepsafe/platform/status/EC_exception.h>
@@ -133,6 +134,15 @@ private:
     std::set<ObjectNamespace> names_;
 };
 
+/// Of work that begins with memory in order: what is freed between two rounds, the allocator puts in order
+/// when it is next asked for a large piece, and that would count for whoever asks.
+template <typename Work>
+double nanosecondsInOrder(const Work& work)
+{
+    (void)malloc_trim(0);
+    return nanosecondsOf(work);
+}
+
 void measure(int count, int rounds)
 {
     const std::string response = makeResponse(count);
@@ -148,19 +158,20 @@ void measure(int count, int rounds)
     for (int round = 0; round <= rounds; ++round) {
         Service::RegisteredObjects registered;
         parsing.push_back(
-            nanosecondsOf([&] { registered = Service::extractBulkRegisteredNamespaces(response); }));
+            nanosecondsInOrder([&] { registered = Service::extractBulkRegisteredNamespaces(response); }));
         require(registered.size() == static_cast<std::size_t>(count), "every object is in the answer");
         std::list<ObjectNamespace> ready;
         for (auto& object : registered) {
             ready.splice(ready.end(), object.second);
         }
-        update.push_back(nanosecondsOf([&] { service.bulkUpdateObjectState(ready, {}, {}); }));
+        update.push_back(nanosecondsInOrder([&] { service.bulkUpdateObjectState(ready, {}, {}); }));
         Service::DataList objects = makeObjects(count);
-        writing.push_back(nanosecondsOf([&] { (void)silent.bulkRegisterObjectsWithStatePending(objects); }));
+        writing.push_back(
+            nanosecondsInOrder([&] { (void)silent.bulkRegisterObjectsWithStatePending(objects); }));
         requestBytes = silence->bytes;
         objects = makeObjects(count);
         const auto callback = boost::make_shared<AllSucceed>(objects);
-        workflow.push_back(nanosecondsOf(
+        workflow.push_back(nanosecondsInOrder(
             [&] { require(service.bulkRegisterObjects(objects, callback) == 0, "all are committed"); }));
     }
     for (std::vector<double>* figures : {&workflow, &writing, &parsing, &update}) {
@@ -242,7 +253,7 @@ void measureWithService(int count, int rounds)
         const auto callback = boost::make_shared<AllSucceed>(objects);
         http->nanoseconds = 0;
         http->requests = 0;
-        whole.push_back(nanosecondsOf(
+        whole.push_back(nanosecondsInOrder(
             [&] { require(service.bulkRegisterObjects(objects, callback) == 0, "all are committed"); }));
         own.push_back(whole.back() - http->nanoseconds);
         require(http->requests == 2, "each phase is one request");

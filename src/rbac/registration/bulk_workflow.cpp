@@ -55,8 +55,14 @@ int updateStates(const Service& service, const std::set<ObjectNamespace>& succes
     try {
         std::list<ObjectNamespace> ready;
         std::list<ObjectNamespace> deleted;
+        // Both are in the order of names.
+        auto candidate = successful.begin();
         for (auto& [object, namespaces] : registered) {
-            std::list<ObjectNamespace>& group = successful.count(object) != 0 ? ready : deleted;
+            while (candidate != successful.end() && *candidate < object) {
+                ++candidate;
+            }
+            const bool succeeded = candidate != successful.end() && *candidate == object;
+            std::list<ObjectNamespace>& group = succeeded ? ready : deleted;
             group.splice(group.end(), namespaces);
         }
         service.bulkUpdateObjectState(ready, {}, deleted);

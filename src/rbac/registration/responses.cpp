@@ -54,7 +54,10 @@ Form readRecord(const json_t* record, Service::RegisteredObject& registered, jso
     }
     registered.first = toNamespace(id);
     for (std::size_t index = 0; index < json_array_size(objects); ++index) {
-        if (json_unpack_ex(json_array_get(objects, index), &error, 0, "{s:s}", "id", &id) != 0) {
+        json_t* const element = json_array_get(objects, index);
+        id = json_string_value(json_object_get(element, "id"));
+        // Unpacking takes longer and tells what is wrong.
+        if (id == nullptr && json_unpack_ex(element, &error, 0, "{s:s}", "id", &id) != 0) {
             return Form::WRONG;
         }
         registered.second.push_back(toNamespace(id));

@@ -56,8 +56,21 @@ void appendRecord(std::string& text, const ObjectRegistrationData& data)
     text.append("}}");
 }
 
+/// Makes room for what `appendStates` appends: a text that grows into megabytes step by step is copied each
+/// time.
+void makeRoom(std::string& text, const std::list<ObjectNamespace>& objects)
+{
+    constexpr std::size_t AROUND_NAME = sizeof R"({"objectId":"","state":"PENDING"},)";
+    std::size_t room = text.size();
+    for (const ObjectNamespace& object : objects) {
+        room += AROUND_NAME + textOf(object).size();
+    }
+    text.reserve(room);
+}
+
 void appendStates(std::string& text, const std::list<ObjectNamespace>& objects, const char* state)
 {
+    makeRoom(text, objects);
     for (const ObjectNamespace& object : objects) {
         text.append(text.back() == '[' ? "" : ",");
         text.append(R"({"objectId":")")
@@ -72,7 +85,9 @@ void appendStates(std::string& text, const std::list<ObjectNamespace>& objects, 
 
 std::string bulkRegistrationText(const DefaultObjectRegistrationService::DataList& data)
 {
+    constexpr std::size_t USUAL_RECORD = 512;
     std::string text = R"({"data":[)";
+    text.reserve(text.size() + data.size() * USUAL_RECORD);
     const char* separator = "";
     for (const boost::shared_ptr<ObjectRegistrationData>& object : data) {
         requireComplete(object);
