@@ -1,7 +1,6 @@
 #include "support/PrivatePostgres.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -19,8 +18,8 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include "support/Process.h"
 #include "support/TempDir.h"
-#include "support/spawn.h"
 
 /// For ThreadSanitizer, which does not see the lock in the C library's setlocale: PostgreSQL's driver calls
 /// that for every connection.
@@ -67,62 +66,22 @@ done
     throw std::system_error(error, std::generic_category(), what);
 }
 
-/// A descriptor that is closed at the end.
-class Descriptor {
-public:
-    explicit Descriptor(int number) noexcept : number_(number) {}
-    ~Descriptor()
-    {
-        if (number_ >= 0) {
-            close(number_);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    [[nodiscard]] int get() const noexcept { return number_; }
-    [[nodiscard]] int release() noexcept { return std::exchange(number_, -1); }
-
-private:
-    int number_;
-};
-
-std::array<int, 2> makePipe()
-{
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-        fail(errno, "pipe2");
-    }
-    return ends;
-}
-
-std::string readAll(int descriptor)
-{
-    std::string text;
-    std::array<char, 512> bytes{};
-    ssize_t count = 0;
-    while ((count = read(descriptor, bytes.data(), bytes.size())) > 0 || (count < 0 && errno == EINTR)) {
-        text.append(bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-    }
-    return text;
-}
-
 /// Starts a program in the root folder, which every user may enter.
-pid_t spawnInRootFolder(const std::vector<std::string>& arguments, int input, int output)
+Process startInRootFolder(const std::vector<std::string>& arguments, const Descriptor& input,
+                          const Descriptor& output)
 {
-    return spawn({arguments, input, output, output, {}, "/"});
+    return Process::start({arguments, input.get(), output.get(), output.get(), {}, "/"});
 }
 
 /// Runs a program to its end; throws with all that it said when it fails.
 void run(const std::vector<std::string>& arguments)
 {
-    const Descriptor input(open("/dev/null", O_RDONLY | O_CLOEXEC));
-    const std::array<int, 2> ends = makePipe();
-    const Descriptor readEnd(ends[0]);
-    Descriptor writeEnd(ends[1]);
-    const pid_t pid = spawnInRootFolder(arguments, input.get(), writeEnd.get());
-    close(writeEnd.release());
-    const std::string said = readAll(readEnd.get());
-    if (waitForEnd(pid) != 0) {
+    const Descriptor input = openFile("/dev/null", O_RDONLY);
+    Pipe output;
+    Process process = startInRootFolder(arguments, input, output.writeEnd);
+    output.writeEnd.close();
+    const std::string said = readAll(output.readEnd);
+    if (process.wait().exitStatus != 0) {
         std::ostringstream command;
         std::copy(arguments.begin(), arguments.end(), std::ostream_iterator<std::string>(command, " "));
         throw std::runtime_error(command.str() + "failed: " + said);
@@ -219,31 +178,26 @@ PrivatePostgres::PrivatePostgres(const std::vector<std::string>& settings)
         createCluster();
         start();
     } catch (...) {
-        close(watcherInput_);
-        readAll(watcherOutput_);
-        close(watcherOutput_);
+        endWatcher();
         throw;
     }
 }
 
-PrivatePostgres::~PrivatePostgres()
-{
-    close(watcherInput_);
-    readAll(watcherOutput_);
-    close(watcherOutput_);
-}
+PrivatePostgres::~PrivatePostgres() { endWatcher(); }
 
 void PrivatePostgres::startWatcher()
 {
-    const std::array<int, 2> input = makePipe();
-    const std::array<int, 2> output = makePipe();
-    const pid_t pid =
-        spawnInRootFolder({"setsid", "--fork", "sh", "-c", WATCHER, "sh", folder_}, input[0], output[1]);
-    close(input[0]);
-    close(output[1]);
-    watcherInput_ = input[1];
-    watcherOutput_ = output[0];
-    waitForEnd(pid);
+    startInRootFolder({"setsid", "--fork", "sh", "-c", WATCHER, "sh", folder_}, toWatcher_.readEnd,
+                      fromWatcher_.writeEnd)
+        .wait();
+    toWatcher_.readEnd.close();
+    fromWatcher_.writeEnd.close();
+}
+
+void PrivatePostgres::endWatcher()
+{
+    toWatcher_.writeEnd.close();
+    readAll(fromWatcher_.readEnd);
 }
 
 std::vector<std::string> PrivatePostgres::serverCommand(const std::string& program,

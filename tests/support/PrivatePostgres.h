@@ -6,6 +6,8 @@
 
 #include <sys/types.h>
 
+#include "support/Descriptor.h"
+
 namespace keepsafe_test {
 
 /// A PostgreSQL server of the test's own, in a private folder, that listens on a local socket there. It runs
@@ -40,6 +42,8 @@ public:
 
 private:
     void startWatcher();
+    /// Has server and folder taken down, and waits for that.
+    void endWatcher();
     void createCluster();
     [[nodiscard]] pid_t postmaster() const;
     [[nodiscard]] std::vector<std::string> serverCommand(const std::string& program,
@@ -48,8 +52,8 @@ private:
     std::vector<std::string> settings_;
     std::string programs_;
     std::string folder_;
-    int watcherInput_ = -1;
-    int watcherOutput_ = -1;
+    Pipe toWatcher_;
+    Pipe fromWatcher_;
 };
 
 } // namespace keepsafe_test

@@ -1,14 +1,6 @@
 #include "LockHolder.h"
 
-#include <cerrno>
-#include <csignal>
-#include <system_error>
 #include <utility>
-
-#include <fcntl.h>
-#include <unistd.h>
-
-#include "support/spawn.h"
 
 namespace keepsafe_test {
 
@@ -29,74 +21,22 @@ std::vector<std::string> holderArguments(const std::string& path, const std::str
 
 } // namespace
 
-Program::Program(const std::vector<std::string>& arguments)
+Program::Program(const std::vector<std::string>& arguments, Pipe toProgram, Pipe fromProgram)
+    : input_(std::move(toProgram.writeEnd)), output_(std::move(fromProgram.readEnd)),
+      process_(Process::start({arguments, toProgram.readEnd.get(), fromProgram.writeEnd.get()}))
 {
-    int toProgram[2];
-    int fromProgram[2];
-    if (pipe2(toProgram, O_CLOEXEC) != 0 || pipe2(fromProgram, O_CLOEXEC) != 0) {
-        throw std::system_error(errno, std::generic_category(), "pipe2");
-    }
-    input_ = toProgram[1];
-    output_ = fromProgram[0];
-    pid_ = spawn({arguments, toProgram[0], fromProgram[1], Spawn::INHERITED, {}, {}});
-    close(toProgram[0]);
-    close(fromProgram[1]);
 }
 
-Program::~Program()
+ProcessEnd Program::finish()
 {
-    kill();
-    closePipes();
-}
-
-std::string Program::readLine()
-{
-    std::string line;
-    char byte = 0;
-    while (read(output_, &byte, 1) == 1 && byte != '\n') {
-        line += byte;
-    }
-    return line;
-}
-
-std::string Program::readAll()
-{
-    std::string text;
-    char byte = 0;
-    while (read(output_, &byte, 1) == 1) {
-        text += byte;
-    }
-    return text;
-}
-
-void Program::signal(int number) const
-{
-    if (pid_ > 0) { // -1 would reach every process
-        ::kill(pid_, number);
-    }
-}
-
-int Program::finish()
-{
-    close(std::exchange(input_, -1));
-    return waitForEnd(std::exchange(pid_, -1));
+    input_.close();
+    return process_.wait();
 }
 
 void Program::kill()
 {
-    if (pid_ > 0) {
-        signal(SIGKILL);
-        waitForEnd(std::exchange(pid_, -1));
-    }
-}
-
-void Program::closePipes() noexcept
-{
-    for (int* pipeEnd : {&input_, &output_}) {
-        if (*pipeEnd >= 0) {
-            close(std::exchange(*pipeEnd, -1));
-        }
-    }
+    process_.kill();
+    process_.wait();
 }
 
 LockHolder::LockHolder(const std::string& path, const std::string& type, int timeoutMs, Options options)

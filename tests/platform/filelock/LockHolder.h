@@ -4,7 +4,8 @@
 #include <string>
 #include <vector>
 
-#include <sys/types.h>
+#include "support/Descriptor.h"
+#include "support/Process.h"
 
 namespace keepsafe_test {
 
@@ -12,27 +13,22 @@ namespace keepsafe_test {
 /// runs.
 class Program {
 public:
-    explicit Program(const std::vector<std::string>& arguments);
-    ~Program();
-    Program(const Program&) = delete;
-    Program& operator=(const Program&) = delete;
+    explicit Program(const std::vector<std::string>& arguments, Pipe toProgram = {}, Pipe fromProgram = {});
 
     /// Its next line; empty when it has ended.
-    std::string readLine();
+    std::string readLine() { return keepsafe_test::readLine(output_); }
     /// All that it still says.
-    std::string readAll();
-    void signal(int number) const;
-    /// Ends its standard input and waits for its end: the exit status, or 128 and the signal's number.
-    int finish();
+    std::string readAll() { return keepsafe_test::readAll(output_); }
+    void signal(int number) const { process_.signal(number); }
+    /// Ends its standard input and waits for its end.
+    ProcessEnd finish();
     /// Kills it without a chance to clean up.
     void kill();
 
 private:
-    void closePipes() noexcept;
-
-    pid_t pid_ = -1;
-    int input_ = -1;
-    int output_ = -1;
+    Descriptor input_;
+    Descriptor output_;
+    Process process_;
 };
 
 /// A second process that holds a lock, or tried to.

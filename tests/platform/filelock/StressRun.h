@@ -19,7 +19,7 @@ struct StressRun {
         arguments.insert(arguments.begin(), FILELOCK_STRESS);
         Program program(arguments);
         output = program.readAll();
-        status = program.finish();
+        status = program.finish().exitStatus;
     }
 
     int status;

@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include "sandbox/accesscontrol/ServiceTest.h"
-#include "sandbox/support/Process.h"
+#include "support/Process.h"
 
 /// A service that is killed in a stream of changes: what it has acknowledged is there when it starts again.
 

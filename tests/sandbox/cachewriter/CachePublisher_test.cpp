@@ -17,8 +17,8 @@
 #include "cachewriter/PosixFileSystem.h"
 #include "cachewriter/errors.h"
 #include "sandbox/support/Generations.h"
-#include "sandbox/support/Process.h"
 #include "support/CapturedLog.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 
 namespace {

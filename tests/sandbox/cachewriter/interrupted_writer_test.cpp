@@ -16,8 +16,8 @@
 #include "cachewriter/publish_cache.h"
 #include "sandbox/support/Generations.h"
 #include "sandbox/support/InterruptedFileSystem.h"
-#include "sandbox/support/Process.h"
 #include "support/CapturedLog.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 
 /// The writer is stopped at each of its steps in turn; then readers look at what it left, and the next writer

@@ -9,7 +9,7 @@
 
 #include <keepsafe/cache/AccessCache.h>
 
-#include "sandbox/support/Process.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 
 /// ksrbac-sandbox compile, as it is called.
@@ -73,7 +73,7 @@ TEST_F(CompileProgram, PublishesAPolicyAndSaysWhat)
 {
     const ProgramResult result = compile(COMPANY);
 
-    EXPECT_EQ(result.end.exitStatus, 0);
+    EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.errors, "");
     EXPECT_EQ(result.output, cacheDirectory() + ": generation 1, 38 objects, 32 access definitions, 8 roles, "
                                                 "20 operations\n");
@@ -82,7 +82,7 @@ TEST_F(CompileProgram, PublishesAPolicyAndSaysWhat)
 
 TEST_F(CompileProgram, NamesTheCoveredNamespaceInTheManifest)
 {
-    EXPECT_EQ(compile(COMPANY, {"--covers", "|KEEPSAFE|"}).end.exitStatus, 0);
+    EXPECT_EQ(compile(COMPANY, {"--covers", "|KEEPSAFE|"}).exitStatus, 0);
 
     EXPECT_EQ(Manifest("id", cacheDirectory()).ns, ObjectNamespace("KEEPSAFE"));
 }
@@ -131,7 +131,7 @@ TEST_P(CompileRefusal, LeavesThePublishedCacheAsItIs)
 
     const ProgramResult result = compile(path);
 
-    EXPECT_EQ(result.end.exitStatus, 2);
+    EXPECT_EQ(result.exitStatus, 2);
     EXPECT_EQ(result.output, "");
     EXPECT_EQ(result.errors, "ksrbac-sandbox: " + path + GetParam().message + "\n");
     EXPECT_EQ(published(), before);
@@ -146,7 +146,7 @@ TEST_F(CompileProgram, RefusesBitsThatContradictThePublishedOnes)
 
     const ProgramResult result = compile(path);
 
-    EXPECT_EQ(result.end.exitStatus, 2);
+    EXPECT_EQ(result.exitStatus, 2);
     EXPECT_EQ(result.errors, "ksrbac-sandbox: operation |OPERATIONS|VIEW|: bit 40 is asked for, but it is "
                              "published with bit 0\n");
     EXPECT_EQ(published(), before);
@@ -158,7 +158,7 @@ TEST_F(CompileProgram, RenumbersWhenAskedTo)
     const std::string path = policy(
         R"({"operations": {"|OPERATIONS|VIEW|": 1}, "roles": [], "objects": [], "accessDefinitions": []})");
 
-    EXPECT_EQ(compile(path, {"--renumber"}).end.exitStatus, 0);
+    EXPECT_EQ(compile(path, {"--renumber"}).exitStatus, 0);
     EXPECT_THAT(readFile(dir_.path("wmc/webserver/temp/operation-cache.json")),
                 HasSubstr("\"|OPERATIONS|VIEW|\": 1"));
 }
@@ -167,21 +167,20 @@ TEST_F(CompileProgram, RefusesACoveredNamespaceThatIsNone)
 {
     const ProgramResult result = compile(COMPANY, {"--covers", "KEEPSAFE"});
 
-    EXPECT_EQ(result.end.exitStatus, 2);
+    EXPECT_EQ(result.exitStatus, 2);
     EXPECT_EQ(result.errors, "ksrbac-sandbox: --covers: \"KEEPSAFE\" is not a namespace\n");
 }
 
 TEST_F(CompileProgram, ExitsWith2WhenItIsCalledWrongly)
 {
-    EXPECT_EQ(run({}).end.exitStatus, 2);
-    EXPECT_EQ(run({"compile"}).end.exitStatus, 2);
-    EXPECT_EQ(run({"publish"}).end.exitStatus, 2);
-    EXPECT_EQ(compile(COMPANY, {"--nonsense"}).end.exitStatus, 2);
-    EXPECT_EQ(compile(dir_.path("missing.json")).end.exitStatus, 2);
-    EXPECT_EQ(run({"compile", COMPANY, "--root", dir_.path(), "--id", "a/b"}).end.exitStatus, 2);
+    EXPECT_EQ(run({}).exitStatus, 2);
+    EXPECT_EQ(run({"compile"}).exitStatus, 2);
+    EXPECT_EQ(run({"publish"}).exitStatus, 2);
+    EXPECT_EQ(compile(COMPANY, {"--nonsense"}).exitStatus, 2);
+    EXPECT_EQ(compile(dir_.path("missing.json")).exitStatus, 2);
+    EXPECT_EQ(run({"compile", COMPANY, "--root", dir_.path(), "--id", "a/b"}).exitStatus, 2);
     for (const std::string objects : {"-1", "10000001", "99999999999999999999", "many"}) {
-        EXPECT_EQ(run({"generate", "--objects", objects, "--root", dir_.path(), "--id", "x"}).end.exitStatus,
-                  2);
+        EXPECT_EQ(run({"generate", "--objects", objects, "--root", dir_.path(), "--id", "x"}).exitStatus, 2);
     }
     EXPECT_FALSE(fs::exists(dir_.path("wmc")));
 }
@@ -192,7 +191,7 @@ TEST_F(CompileProgram, ExitsWith1WhenTheSystemRefuses)
 
     const ProgramResult result = compile(COMPANY);
 
-    EXPECT_EQ(result.end.exitStatus, 1);
+    EXPECT_EQ(result.exitStatus, 1);
     EXPECT_THAT(result.errors, StartsWith("ksrbac-sandbox: cannot create the directory " + dir_.path("wmc")));
 }
 
@@ -201,7 +200,7 @@ TEST_F(CompileProgram, ShowsAnExampleWithTheHelpOfEveryCommand)
     for (const std::vector<std::string>& arguments :
          {std::vector<std::string>{"--help"}, {"compile", "--help"}, {"generate", "--help"}}) {
         const ProgramResult result = run(arguments);
-        EXPECT_EQ(result.end.exitStatus, 0);
+        EXPECT_EQ(result.exitStatus, 0);
         EXPECT_THAT(result.output, HasSubstr("Example:\n  ksrbac-sandbox "));
     }
 }

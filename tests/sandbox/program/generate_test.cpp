@@ -7,8 +7,8 @@
 #include <keepsafe/cache/OperationCache.h>
 
 #include "generate/GeneratedCache.h"
-#include "sandbox/support/Process.h"
 #include "support/CapturedLog.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 
 /// ksrbac-sandbox generate, as it is called.
@@ -42,7 +42,7 @@ TEST_F(GenerateProgram, PublishesACacheWithItsOperations)
 {
     const ProgramResult result = generate("1000", "5", "large");
 
-    EXPECT_EQ(result.end.exitStatus, 0);
+    EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.output, cacheDirectory("large") + ": generation 1, 1137 objects, seed 5\n");
     EXPECT_EQ(result.errors, "") << "no progress bar without a terminal";
     const AccessCache cache(Manifest("large", cacheDirectory("large")));
@@ -74,8 +74,8 @@ TEST_F(GenerateProgram, StandsBesideACompiledPolicy)
                                                               KEEPSAFE_EXAMPLE_POLICIES "/company.json",
                                                               "--root", root_.path(), "--id", "company"});
 
-    EXPECT_EQ(compiled.end.exitStatus, 0);
-    EXPECT_EQ(generate("10", "1", "small").end.exitStatus, 0);
+    EXPECT_EQ(compiled.exitStatus, 0);
+    EXPECT_EQ(generate("10", "1", "small").exitStatus, 0);
 }
 
 TEST_F(GenerateProgram, NeedsATenthOfItsLimitsForATenthOfAMillionObjects)
@@ -84,12 +84,12 @@ TEST_F(GenerateProgram, NeedsATenthOfItsLimitsForATenthOfAMillionObjects)
     ::setenv("ASAN_OPTIONS", "quarantine_size_mb=1", 0);
     const ProgramResult result = generate("100000", "1", "large");
 
-    ASSERT_EQ(result.end.exitStatus, 0);
+    ASSERT_EQ(result.exitStatus, 0);
     const double seconds =
-        static_cast<double>(result.end.usage.ru_utime.tv_sec + result.end.usage.ru_stime.tv_sec) +
-        1e-6 * static_cast<double>(result.end.usage.ru_utime.tv_usec + result.end.usage.ru_stime.tv_usec);
+        static_cast<double>(result.usage.ru_utime.tv_sec + result.usage.ru_stime.tv_sec) +
+        1e-6 * static_cast<double>(result.usage.ru_utime.tv_usec + result.usage.ru_stime.tv_usec);
     EXPECT_LT(seconds, 2.0) << "of the processor's time; 20 s for a million";
-    EXPECT_LT(result.end.usage.ru_maxrss, 205 * 1024) << "KiB of memory; 2 GiB for a million";
+    EXPECT_LT(result.usage.ru_maxrss, 205 * 1024) << "KiB of memory; 2 GiB for a million";
 }
 
 } // namespace

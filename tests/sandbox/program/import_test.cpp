@@ -7,7 +7,7 @@
 
 #include "root/RootLayout.h"
 #include "root/ServiceLock.h"
-#include "sandbox/support/Process.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 
 /// ksrbac-sandbox import, as it is called.
@@ -58,7 +58,7 @@ TEST_F(ImportProgram, StoresAndPublishesAPolicyAndSaysWhat)
     const ProgramResult result = import(COMPANY);
 
     EXPECT_EQ(result.errors, "");
-    EXPECT_EQ(result.end.exitStatus, 0);
+    EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.output, cache("service") + ": generation 1, 38 objects, 32 access definitions, 8 roles, "
                                                 "20 operations\n");
 }
@@ -67,7 +67,7 @@ TEST_F(ImportProgram, PublishesTheSameCacheAsCompile)
 {
     run({"init"});
     import(COMPANY);
-    EXPECT_EQ(run({"compile", COMPANY, "--id", "compiled"}).end.exitStatus, 0);
+    EXPECT_EQ(run({"compile", COMPANY, "--id", "compiled"}).exitStatus, 0);
     for (const std::string file : {"metadata", "objects", "nodes", "segments", "counts", "manifest.json"}) {
         EXPECT_EQ(readFile(cache("service") + "/" + file), readFile(cache("compiled") + "/" + file)) << file;
     }
@@ -78,14 +78,14 @@ TEST_F(ImportProgram, ReplacesOnlyWhenItIsToldTo)
     run({"init"});
     import(COMPANY);
     const ProgramResult refused = import(policy(EMPTY));
-    EXPECT_EQ(refused.end.exitStatus, 2);
+    EXPECT_EQ(refused.exitStatus, 2);
     EXPECT_EQ(refused.errors, "ksrbac-sandbox: there are 38 objects, 32 access definitions, 8 roles and 20 "
                               "operations already: with --replace, the policy takes their place\n");
 
     const ProgramResult replaced = import(policy(EMPTY), {"--replace"});
     EXPECT_EQ(replaced.errors, "");
     EXPECT_THAT(replaced.output, HasSubstr("generation 2, 0 objects, 0 access definitions, 0 roles"));
-    EXPECT_EQ(import(COMPANY).end.exitStatus, 0) << "nothing was left";
+    EXPECT_EQ(import(COMPANY).exitStatus, 0) << "nothing was left";
 }
 
 TEST_F(ImportProgram, RefusesOtherBitsThanThePublishedOnesUnlessItMayRenumber)
@@ -96,10 +96,10 @@ TEST_F(ImportProgram, RefusesOtherBitsThanThePublishedOnesUnlessItMayRenumber)
         R"({"operations": {"|OPERATIONS|VIEW|": 40}, "roles": [], "objects": [], "accessDefinitions": []})");
 
     const ProgramResult refused = import(other);
-    EXPECT_EQ(refused.end.exitStatus, 2);
+    EXPECT_EQ(refused.exitStatus, 2);
     EXPECT_EQ(refused.errors, "ksrbac-sandbox: operation |OPERATIONS|VIEW|: bit 40 is asked for, but it is "
                               "published with bit 0\n");
-    EXPECT_EQ(import(other, {"--renumber"}).end.exitStatus, 0) << "nothing was stored before";
+    EXPECT_EQ(import(other, {"--renumber"}).exitStatus, 0) << "nothing was stored before";
     EXPECT_THAT(readFile(dir_.path("wmc/webserver/temp/operation-cache.json")),
                 HasSubstr("\"|OPERATIONS|VIEW|\": 40"));
 }
@@ -109,7 +109,7 @@ TEST_F(ImportProgram, DoesNothingWhileTheServiceIsRunning)
     run({"init"});
     const keepsafe_sandbox::ServiceLock service(keepsafe_sandbox::RootLayout(dir_.path()), "the service");
     const ProgramResult result = import(COMPANY);
-    EXPECT_EQ(result.end.exitStatus, 1);
+    EXPECT_EQ(result.exitStatus, 1);
     EXPECT_EQ(result.errors, "ksrbac-sandbox: the service is running for this root (process " +
                                  std::to_string(::getpid()) + ")\n");
 }
@@ -117,15 +117,15 @@ TEST_F(ImportProgram, DoesNothingWhileTheServiceIsRunning)
 TEST_F(ImportProgram, NeedsARootThatWasMadeAndAPolicyThatCanBeUsed)
 {
     const ProgramResult unmade = import(COMPANY);
-    EXPECT_EQ(unmade.end.exitStatus, 2);
+    EXPECT_EQ(unmade.exitStatus, 2);
     EXPECT_THAT(unmade.errors, HasSubstr("etc/keepsafe.toml is missing: run 'ksrbac-sandbox init --root"));
 
     run({"init"});
     const ProgramResult broken = import(policy("{"));
-    EXPECT_EQ(broken.end.exitStatus, 2);
+    EXPECT_EQ(broken.exitStatus, 2);
     EXPECT_THAT(broken.errors, HasSubstr("policy.json: line 1, column 1"));
-    EXPECT_EQ(run({"import"}).end.exitStatus, 2);
-    EXPECT_EQ(import(COMPANY).end.exitStatus, 0);
+    EXPECT_EQ(run({"import"}).exitStatus, 2);
+    EXPECT_EQ(import(COMPANY).exitStatus, 0);
 }
 
 TEST_F(ImportProgram, EndsWith1WhenTheDatabaseIsGone)
@@ -133,7 +133,7 @@ TEST_F(ImportProgram, EndsWith1WhenTheDatabaseIsGone)
     run({"init"});
     writeFile(dir_.path("var/sandbox/auth_main.db"), std::string(4096, 'x'));
     const ProgramResult result = import(COMPANY);
-    EXPECT_EQ(result.end.exitStatus, 1);
+    EXPECT_EQ(result.exitStatus, 1);
     EXPECT_THAT(result.errors, HasSubstr("ksrbac-sandbox: cannot read the table AUTH_MAIN.ACTL_Role"));
 }
 

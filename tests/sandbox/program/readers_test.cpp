@@ -11,8 +11,8 @@
 
 #include <keepsafe/cache/AccessCache.h>
 
-#include "sandbox/support/Process.h"
 #include "support/CapturedLog.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 
 /// Compiling over a cache that other processes are reading all the time.

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "sandbox/support/Process.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 
 /// ksrbac-sandbox init, token and criteria, as they are called.
@@ -80,8 +80,8 @@ TEST_F(RootProgram, InitSaysWhatItMadeAndWhatItKept)
     const ProgramResult kept = run({"init"});
 
     EXPECT_EQ(made.errors + kept.errors, "");
-    EXPECT_EQ(made.end.exitStatus, 0);
-    EXPECT_EQ(kept.end.exitStatus, 0);
+    EXPECT_EQ(made.exitStatus, 0);
+    EXPECT_EQ(kept.exitStatus, 0);
     EXPECT_EQ(made.output,
               "made " + root() + "/var/sandbox/signing-key.pem\nmade " + root() +
                   "/var/global/tssec/jwtkeys/jwtPublicKey\nmade " + root() +
@@ -100,14 +100,14 @@ TEST_F(RootProgram, InitWorksForSeveralProcessesAtOnce)
 
     EXPECT_EQ(outcomes, std::vector<std::string>(AT_ONCE, "0 "));
     EXPECT_THAT(run({"init"}).output, StartsWith("kept "));
-    EXPECT_EQ(issue("1", "8h").end.exitStatus, 0);
+    EXPECT_EQ(issue("1", "8h").exitStatus, 0);
 }
 
 TEST_F(RootProgram, InitIsToldWhereTheServiceIs)
 {
     const ProgramResult made = run({"init", "--service", "127.0.0.2"});
 
-    EXPECT_EQ(made.end.exitStatus, 0) << made.errors;
+    EXPECT_EQ(made.exitStatus, 0) << made.errors;
     EXPECT_THAT(readFile(root() + "/etc/keepsafe.toml"), HasSubstr("master_server = \"127.0.0.2\"\n"));
     EXPECT_EQ(
         run({"init", "--service", "no name"}).errors,
@@ -123,7 +123,7 @@ TEST_F(RootProgram, InitTakesAConnectionFromAFileSoThatNobodySeesItsPassword)
         run({"init", "--database-file", file("connection", connection + "\n"), "--on-connect",
              "ATTACH DATABASE '" + dir_.path("auth.db") + "' AS AUTH_MAIN"});
 
-    EXPECT_EQ(made.end.exitStatus, 0) << made.errors;
+    EXPECT_EQ(made.exitStatus, 0) << made.errors;
     EXPECT_THAT(readFile(root() + "/etc/keepsafe.toml"), HasSubstr(connection));
     EXPECT_EQ((made.output + made.errors).find("secret"), std::string::npos);
     struct stat status = {};
@@ -134,7 +134,7 @@ TEST_F(RootProgram, InitTakesAConnectionFromAFileSoThatNobodySeesItsPassword)
 TEST_F(RootProgram, InitRefusesOptionsThatDoNotGoTogether)
 {
     const std::string connection = file("connection", "Driver=SQLite3;");
-    EXPECT_EQ(run({"init", "--database", "a", "--database-file", connection}).end.exitStatus, 2);
+    EXPECT_EQ(run({"init", "--database", "a", "--database-file", connection}).exitStatus, 2);
     EXPECT_EQ(run({"init", "--on-connect", "SELECT 1"}).errors,
               "ksrbac-sandbox: --on-connect: only together with --database or --database-file\n");
     EXPECT_EQ(run({"init", "--database-file", file("empty", "\n")}).errors,
@@ -149,7 +149,7 @@ TEST_F(RootProgram, InitEndsWith1WhenTheDatabaseCannotBeReached)
     const ProgramResult result =
         run({"init", "--database", "Driver=SQLite3;Database=" + dir_.path("none/x.db") + ";Pwd=secret;"});
 
-    EXPECT_EQ(result.end.exitStatus, 1);
+    EXPECT_EQ(result.exitStatus, 1);
     EXPECT_EQ(lastLine(result.errors), "ksrbac-sandbox: cannot create the schema AUTH_MAIN: database status "
                                        "2007002, the database cannot be reached or refuses\n");
     EXPECT_EQ(result.errors.find("secret"), std::string::npos) << result.errors;
@@ -161,7 +161,7 @@ TEST_F(RootProgram, IssuePrintsOneTokenOnOneLineAndStoresAnother)
     const ProgramResult issued =
         run({"token", "issue", "--subject", "operator1:corp:ldap", "--roles", "3,17", "--machine"});
 
-    EXPECT_EQ(issued.end.exitStatus, 0);
+    EXPECT_EQ(issued.exitStatus, 0);
     EXPECT_EQ(issued.errors, "");
     EXPECT_THAT(issued.output, testing::MatchesRegex("[A-Za-z0-9_-]+\\.[A-Za-z0-9_-]+\\.[A-Za-z0-9_-]+\n"));
     EXPECT_THAT(run({"token", "list"}).output,
@@ -187,9 +187,9 @@ TEST_F(RootProgram, IssueSaysWhatIsWrongWithARequest)
     EXPECT_EQ(issue("1", "0h").errors, "ksrbac-sandbox: --lifetime: \"0h\" is no time at all\n");
     EXPECT_EQ(run({"token", "issue", "--subject", "", "--roles", "1"}).errors,
               "ksrbac-sandbox: the subject is empty\n");
-    EXPECT_EQ(issue("1,b", "8h").end.exitStatus, 2);
-    EXPECT_EQ(run({"token", "issue", "--roles", "1"}).end.exitStatus, 2);
-    EXPECT_EQ(run({"token"}).end.exitStatus, 2);
+    EXPECT_EQ(issue("1,b", "8h").exitStatus, 2);
+    EXPECT_EQ(run({"token", "issue", "--roles", "1"}).exitStatus, 2);
+    EXPECT_EQ(run({"token"}).exitStatus, 2);
     EXPECT_EQ(run({"token", "list"}).output, "");
 }
 
@@ -200,7 +200,7 @@ TEST_F(RootProgram, CommandsNeedARootThatWasMade)
                                  "/var/sandbox/signing-key.pem is missing: run "
                                  "'ksrbac-sandbox init --root " +
                                  root() + "' first\n");
-    EXPECT_EQ(issued.end.exitStatus, 2);
+    EXPECT_EQ(issued.exitStatus, 2);
     for (const std::vector<std::string>& command :
          {std::vector<std::string>{"token", "list"}, {"criteria", "list"}}) {
         const ProgramResult result = run(command);
@@ -208,7 +208,7 @@ TEST_F(RootProgram, CommandsNeedARootThatWasMade)
                                      "/etc/keepsafe.toml is missing: run "
                                      "'ksrbac-sandbox init --root " +
                                      root() + "' first\n");
-        EXPECT_EQ(result.end.exitStatus, 2);
+        EXPECT_EQ(result.exitStatus, 2);
     }
     EXPECT_FALSE(fs::exists(root()));
 }
@@ -224,8 +224,8 @@ TEST_F(RootProgram, RevokeRemovesATokenOnce)
 
     EXPECT_THAT(first.output, testing::MatchesRegex("revoked \"[0-9a-f]+\"\n"));
     EXPECT_EQ(second.output, "nothing was stored for " + first.output.substr(8));
-    EXPECT_EQ(first.end.exitStatus, 0);
-    EXPECT_EQ(second.end.exitStatus, 0);
+    EXPECT_EQ(first.exitStatus, 0);
+    EXPECT_EQ(second.exitStatus, 0);
     EXPECT_THAT(run({"token", "list"}).output, HasSubstr("\"roles\":[2]"));
 }
 
@@ -234,7 +234,7 @@ TEST_F(RootProgram, RevokeRefusesWhatIsNoToken)
     run({"init"});
     const ProgramResult result = run({"token", "revoke", file("token", "none")});
     EXPECT_EQ(lastLine(result.errors), "ksrbac-sandbox: the input is not a token\n");
-    EXPECT_EQ(result.end.exitStatus, 2);
+    EXPECT_EQ(result.exitStatus, 2);
     const ProgramResult tooLong = run({"token", "revoke", file("token", std::string(65537, 'a'))});
     EXPECT_EQ(tooLong.errors, "ksrbac-sandbox: " + dir_.path("token") + " has more than 65536 bytes\n");
 }
@@ -249,7 +249,7 @@ TEST_F(RootProgram, CriteriaAreAddedAndListed)
     EXPECT_EQ(add("{\"a\": 1}\n").output, "added criteria of 8 bytes to the collection 42 for \"VM\"\n");
     EXPECT_EQ(add("{").errors, "ksrbac-sandbox: the criteria document is not JSON: line 1, column 1: string "
                                "or '}' expected near end of file\n");
-    EXPECT_EQ(add("{").end.exitStatus, 2);
+    EXPECT_EQ(add("{").exitStatus, 2);
     EXPECT_EQ(run({"criteria", "list"}).output, "criteria 1, collection 42, \"VM\": \"{\\\"a\\\": 1}\"\n");
 }
 
@@ -267,7 +267,7 @@ TEST_F(RootProgram, ShowsAnExampleWithTheHelpOfEveryCommand)
         arguments.insert(arguments.begin(), KEEPSAFE_SANDBOX_PROGRAM);
         arguments.emplace_back("--help");
         const ProgramResult result = keepsafe_test::runProgram(arguments);
-        EXPECT_EQ(result.end.exitStatus, 0);
+        EXPECT_EQ(result.exitStatus, 0);
         EXPECT_THAT(result.output, HasSubstr("Example:\n  "));
     }
 }

@@ -1,6 +1,7 @@
 #include "sandbox/service/RunningService.h"
 
 #include <chrono>
+#include <csignal>
 #include <stdexcept>
 #include <thread>
 
@@ -11,7 +12,7 @@ namespace keepsafe_test {
 RunningService::RunningService() : address_(ownAddress())
 {
     const ProgramResult made = run({"init", "--service", address_});
-    if (made.end.exitStatus != 0) {
+    if (made.exitStatus != 0) {
         throw std::runtime_error("init failed: " + made.errors);
     }
 }
@@ -42,7 +43,7 @@ void RunningService::start()
 
 int RunningService::stop()
 {
-    process_->terminate();
+    process_->signal(SIGTERM);
     const int status = process_->wait().exitStatus;
     process_.reset();
     return status;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "sandbox/support/Process.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 
 namespace keepsafe_test {

@@ -43,7 +43,7 @@ protected:
                                  R"({"operations":{"|OPERATIONS|VIEW|":0,"|OPERATIONS|ADD|":1},"roles":[],)"
                                  R"("objects":[{"namespace":"|KEEPSAFE|"}],"accessDefinitions":[]})");
         const ProgramResult imported = service_.run({"import", folder_.path("policy.json")});
-        EXPECT_EQ(imported.end.exitStatus, 0) << imported.errors;
+        EXPECT_EQ(imported.exitStatus, 0) << imported.errors;
         service_.start();
     }
 
@@ -165,15 +165,15 @@ TEST_F(Service, EndsWith0AndIsBackAtTheSameAddressAtOnce)
 TEST_F(Service, IsAloneInItsRootAndAtItsAddress)
 {
     const ProgramResult second = service_.run({"serve"});
-    EXPECT_EQ(second.end.exitStatus, 1);
+    EXPECT_EQ(second.exitStatus, 1);
     EXPECT_THAT(second.errors, StartsWith("ksrbac-sandbox: the service is running for this root (process "));
 
     const ProgramResult made = keepsafe_test::runProgram(
         {service_.program(), "init", "--root", folder_.path("other"), "--service", service_.address()});
-    ASSERT_EQ(made.end.exitStatus, 0) << made.errors;
+    ASSERT_EQ(made.exitStatus, 0) << made.errors;
     const ProgramResult other =
         keepsafe_test::runProgram({service_.program(), "serve", "--root", folder_.path("other")});
-    EXPECT_EQ(other.end.exitStatus, 1);
+    EXPECT_EQ(other.exitStatus, 1);
     EXPECT_EQ(other.errors,
               "ksrbac-sandbox: cannot listen on " + service_.address() + ":1556: Address already in use\n");
     EXPECT_EQ(other.output, "");
@@ -251,9 +251,9 @@ TEST_F(Service, ListensWhereItIsTold)
         service_.run({"serve", "--listen", "nowhere"}).errors,
         "ksrbac-sandbox: \"nowhere\": the port is missing; wanted is ADDRESS:PORT, as in 127.0.0.1:1556 "
         "or [::1]:1556\n");
-    EXPECT_EQ(service_.run({"serve", "--listen", "nowhere"}).end.exitStatus, 2);
+    EXPECT_EQ(service_.run({"serve", "--listen", "nowhere"}).exitStatus, 2);
     const ProgramResult foreign = service_.run({"serve", "--listen", "192.0.2.1:1556"});
-    EXPECT_EQ(foreign.end.exitStatus, 1);
+    EXPECT_EQ(foreign.exitStatus, 1);
     EXPECT_EQ(foreign.errors,
               "ksrbac-sandbox: cannot listen on 192.0.2.1:1556: Cannot assign requested address\n");
 }
@@ -263,7 +263,7 @@ TEST(ServiceWithoutRoot, IsRefused)
     const keepsafe_test::TempDir folder;
     const ProgramResult result =
         keepsafe_test::runProgram({RunningService::program(), "serve", "--root", folder.path("none")});
-    EXPECT_EQ(result.end.exitStatus, 2);
+    EXPECT_EQ(result.exitStatus, 2);
     EXPECT_EQ(result.errors, "ksrbac-sandbox: " + folder.path("none") +
                                  "/etc/keepsafe.toml is missing: run 'ksrbac-sandbox init --root " +
                                  folder.path("none") + "' first\n");

@@ -7,9 +7,9 @@
 
 #include <gtest/gtest.h>
 
-#include "SpawnedProgram.h"
 #include "support/AccessModel.h"
 #include "support/CacheWriter.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 
 namespace keepsafe_test {
@@ -57,7 +57,7 @@ protected:
     [[nodiscard]] ProgramResult run(const std::vector<std::string>& arguments,
                                     const std::string& input = "") const
     {
-        return runToEnd(commandLine(arguments), input);
+        return runProgram(commandLine(arguments), input);
     }
 
     /// `check` of the cache `main` for VIEW.

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "SpawnedProgram.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 
 namespace keepsafe_test {
@@ -17,13 +17,13 @@ public:
     {
         arguments.insert(arguments.begin(), KSRBAC_SANDBOX_BINARY);
         arguments.insert(arguments.end(), {"--root", path()});
-        return runToEnd(arguments, input);
+        return runProgram(arguments, input);
     }
 
     [[nodiscard]] ProgramResult tool(std::vector<std::string> arguments, const std::string& input = "") const
     {
         arguments.insert(arguments.begin(), {KSRBAC_BINARY, "--root", path()});
-        return runToEnd(arguments, input);
+        return runProgram(arguments, input);
     }
 
     [[nodiscard]] std::string path() const { return folder_.path(); }

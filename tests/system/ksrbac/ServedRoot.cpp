@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "Pipe.h"
+#include "support/Descriptor.h"
 
 namespace keepsafe_test {
 
@@ -12,7 +12,7 @@ namespace {
 
 void require(const ProgramResult& result)
 {
-    if (result.status != 0) {
+    if (result.exitStatus != 0) {
         throw std::runtime_error(result.errors);
     }
 }
@@ -28,20 +28,19 @@ ServedRoot::ServedRoot()
 
 void ServedRoot::start()
 {
-    std::optional<Pipe> pipe(std::in_place);
-    service_.emplace(std::vector<std::string>{KSRBAC_SANDBOX_BINARY, "serve", "--root", path()},
-                     StandardDescriptors{STDIN_FILENO, pipe->writeEnd.get(), STDERR_FILENO});
-    const ksrbac::FileDescriptor output = std::move(pipe->readEnd);
-    pipe.reset(); // the service alone holds the other end: its death ends the wait
-    if (readLine(output) != "listening on https://" + address_ + ":1556") {
+    Pipe pipe;
+    service_.emplace(Process::start(
+        {{KSRBAC_SANDBOX_BINARY, "serve", "--root", path()}, Command::INHERITED, pipe.writeEnd.get()}));
+    pipe.writeEnd.close(); // the service alone holds it: its death ends the wait
+    if (readLine(pipe.readEnd) != "listening on https://" + address_ + ":1556") {
         throw std::runtime_error("the service does not start");
     }
 }
 
 int ServedRoot::stop()
 {
-    (void)kill(service_->pid(), SIGTERM);
-    const int status = service_->wait().status;
+    service_->signal(SIGTERM);
+    const int status = service_->wait().exitStatus;
     service_.reset();
     return status;
 }

@@ -27,7 +27,7 @@ public:
 
 private:
     const std::string address_ = ownAddress();
-    std::optional<SpawnedProgram> service_;
+    std::optional<Process> service_;
 };
 
 } // namespace keepsafe_test

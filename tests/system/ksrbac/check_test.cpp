@@ -23,21 +23,21 @@ TEST_F(Check, AnswersInOrderAndTellsDenialsByItsExitStatus)
     const auto result = check("17", {"|KEEPSAFE|X|", "|KEEPSAFE|", "|OTHER|", "|KEEPSAFE|X|Y|"});
     EXPECT_EQ(result.output, "allow\t|KEEPSAFE|X|\ndeny\t|KEEPSAFE|\ndeny\t|OTHER|\nallow\t|KEEPSAFE|X|Y|\n");
     EXPECT_EQ(result.errors, "");
-    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.exitStatus, 1);
 }
 
 TEST_F(Check, EndsWithZeroWhenAllAreAllowed)
 {
     const auto result = check("17", {"|KEEPSAFE|X|", "|KEEPSAFE|Y|"});
     EXPECT_EQ(result.output, "allow\t|KEEPSAFE|X|\nallow\t|KEEPSAFE|Y|\n");
-    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.exitStatus, 0);
 }
 
 TEST_F(Check, TakesNegativeRolesAndSeveral)
 {
     EXPECT_EQ(check("17", {"|KEEPSAFE|CLOSED|"}).output, "deny\t|KEEPSAFE|CLOSED|\n");
     EXPECT_EQ(check("-5", {"|KEEPSAFE|CLOSED|"}).output, "allow\t|KEEPSAFE|CLOSED|\n");
-    EXPECT_EQ(check("3,-5,17", {"|KEEPSAFE|CLOSED|", "|KEEPSAFE|X|"}).status, 0);
+    EXPECT_EQ(check("3,-5,17", {"|KEEPSAFE|CLOSED|", "|KEEPSAFE|X|"}).exitStatus, 0);
 }
 
 TEST_F(Check, NoRoleIsAllowedNothingAndRoleZeroEverything)
@@ -85,7 +85,7 @@ TEST_F(Check, NamesMalformedLinesAndAnswersTheOthers)
                              "<stdin>:3: not an object namespace: \"\"\n"
                              "<stdin>:4: not an object namespace: \"|KEEPSAFE|2|\\x0D\"\n"
                              "<stdin>:5: not an object namespace: \"\\x09\"\n");
-    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.exitStatus, 2);
 }
 
 TEST_F(Check, AMalformedObjectOutranksADenial)
@@ -93,14 +93,14 @@ TEST_F(Check, AMalformedObjectOutranksADenial)
     const auto result = check("17", {"|OTHER|", "bad", "|OTHER|"});
     EXPECT_EQ(result.output, "deny\t|OTHER|\ndeny\t|OTHER|\n");
     EXPECT_EQ(result.errors, "OBJECT 2: not an object namespace: \"bad\"\n");
-    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.exitStatus, 2);
 }
 
 TEST_F(Check, AnEmptyListIsAllAllowed)
 {
     const auto result = check("17", {"--objects-from=-"}, "");
     EXPECT_EQ(result.output + result.errors, "");
-    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.exitStatus, 0);
 }
 
 TEST_F(Check, AnUnknownOperationIsNotedOnceAndDenied)
@@ -110,7 +110,7 @@ TEST_F(Check, AnUnknownOperationIsNotedOnceAndDenied)
     EXPECT_EQ(result.output, "deny\t|KEEPSAFE|X|\ndeny\t|KEEPSAFE|Y|\n");
     EXPECT_EQ(result.errors,
               "ksrbac: note: the operation cache does not know |OPERATIONS|NO|: it is denied everywhere\n");
-    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.exitStatus, 1);
 }
 
 TEST_F(Check, UsageErrorsEndWithTwoBeforeAnythingIsAnswered)
@@ -120,7 +120,7 @@ TEST_F(Check, UsageErrorsEndWithTwoBeforeAnythingIsAnswered)
         const auto result = run(arguments);
         EXPECT_EQ(result.errors.substr(0, result.errors.find('\n')), "ksrbac: " + message);
         EXPECT_EQ(result.output, "");
-        EXPECT_EQ(result.status, 2);
+        EXPECT_EQ(result.exitStatus, 2);
     };
     const std::string cache = "--cache=main";
     const std::string operation = "--operation=|OPERATIONS|VIEW|";
@@ -148,7 +148,7 @@ TEST_F(Check, AnUnreadableListEndsWithTwoAfterTheAnswersBeforeIt)
     const auto result = check("17", {"|KEEPSAFE|X|", "--objects-from", root_.path()});
     EXPECT_EQ(result.output, "allow\t|KEEPSAFE|X|\n");
     EXPECT_EQ(result.errors, "ksrbac: cannot read " + root_.path() + ": Is a directory\n");
-    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.exitStatus, 2);
 }
 
 TEST_F(Check, AMissingCacheIsStatusTwelve)
@@ -157,7 +157,7 @@ TEST_F(Check, AMissingCacheIsStatusTwelve)
     const auto result = check("17", {"|KEEPSAFE|X|"});
     EXPECT_EQ(result.errors, statusLine(12));
     EXPECT_EQ(result.output, "");
-    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.exitStatus, 3);
 }
 
 TEST_F(Check, AManifestWithoutANamespaceIsStatus7610)
@@ -165,7 +165,7 @@ TEST_F(Check, AManifestWithoutANamespaceIsStatus7610)
     writeFile(cacheDirectory() + "/manifest.json", R"({"namespace": "no"})");
     const auto result = check("17", {"|KEEPSAFE|X|"});
     EXPECT_EQ(result.errors, statusLine(7610));
-    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.exitStatus, 3);
 }
 
 TEST_F(Check, AMissingCacheFileIsNamed)
@@ -176,7 +176,7 @@ TEST_F(Check, AMissingCacheFileIsNamed)
                                  "/nodes: No such file or directory\nksrbac: " + cacheDirectory() +
                                  ": error opening file\n");
     EXPECT_EQ(result.output, "");
-    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.exitStatus, 3);
 }
 
 TEST_F(Check, AMissingOperationCacheIsStatusThirteen)
@@ -185,7 +185,7 @@ TEST_F(Check, AMissingOperationCacheIsStatusThirteen)
     const auto result = check("0,17", {"|KEEPSAFE|X|"});
     EXPECT_EQ(result.errors, statusLine(13));
     EXPECT_EQ(result.output, "");
-    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.exitStatus, 3);
 }
 
 TEST_F(Check, AnInterruptedWriteIsStatusTwelve)
@@ -196,7 +196,7 @@ TEST_F(Check, AnInterruptedWriteIsStatusTwelve)
     const auto result = check("17", {"bad", "|KEEPSAFE|X|", "|KEEPSAFE|Y|"});
     EXPECT_EQ(result.errors, "OBJECT 1: not an object namespace: \"bad\"\n" + statusLine(12));
     EXPECT_EQ(result.output, "");
-    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.exitStatus, 3);
 }
 
 TEST_F(Check, DamageEndsItAfterTheAnswersBeforeIt)
@@ -209,7 +209,7 @@ TEST_F(Check, DamageEndsItAfterTheAnswersBeforeIt)
     const auto result = check("17", {"|OTHER|", "|KEEPSAFE|X|", "|OTHER|"});
     EXPECT_EQ(result.output, "deny\t|OTHER|\n");
     EXPECT_EQ(result.errors, statusLine(12));
-    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.exitStatus, 3);
 }
 
 } // namespace

@@ -12,12 +12,10 @@
 #include <keepsafe/platform/status/status_codes.h>
 
 #include "KsrbacTest.h"
-#include "io/FileDescriptor.h"
+#include "support/Descriptor.h"
 
 namespace keepsafe_test {
 namespace {
-
-using ksrbac::FileDescriptor;
 
 class Operations : public KsrbacTest {};
 
@@ -29,7 +27,7 @@ TEST_F(Operations, AreListedByBit)
                              "  3  |OPERATIONS|VIEW|\n"
                              " 37  |OPERATIONS|ADD|\n");
     EXPECT_EQ(result.errors, "");
-    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.exitStatus, 0);
 }
 
 TEST_F(Operations, AreListedAsJson)
@@ -55,7 +53,7 @@ TEST_F(Operations, AMissingOrMalformedFileIsStatusThirteen)
     const auto result = run({"operations"});
     EXPECT_EQ(result.errors, message);
     EXPECT_EQ(result.output, "");
-    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.exitStatus, 3);
 }
 
 TEST_F(Operations, AMalformedEntryIsAFailureThatNamesTheFile)
@@ -65,7 +63,7 @@ TEST_F(Operations, AMalformedEntryIsAFailureThatNamesTheFile)
         const auto result = run({"operations"});
         EXPECT_EQ(result.errors.rfind("ksrbac: " + operationCache() + ": bad ", 0), 0) << result.errors;
         EXPECT_EQ(result.output, "");
-        EXPECT_EQ(result.status, 3);
+        EXPECT_EQ(result.exitStatus, 3);
     }
 }
 
@@ -79,13 +77,13 @@ TEST_F(CacheCommands, VerifyAndInfoTakeAnIdAndADirectory)
                   "unreachable records: 0 of 2 objects, 0 of 6 segments, 0 of 6 nodes (0.0 %)\n" +
                       cacheDirectory() + ": no faults\n");
         EXPECT_EQ(verified.errors, "");
-        EXPECT_EQ(verified.status, 0);
+        EXPECT_EQ(verified.exitStatus, 0);
         const auto info = run({"cache", "info", cache});
         EXPECT_EQ(info.output.rfind(
                       "cache                " + cacheDirectory() + "\nnamespace            |KEEPSAFE|\n", 0),
                   0)
             << info.output;
-        EXPECT_EQ(info.status, 0);
+        EXPECT_EQ(info.exitStatus, 0);
     }
 }
 
@@ -100,7 +98,7 @@ TEST_F(CacheCommands, VerifyEndsWithOneWhenItFindsFaults)
               "unreachable records: 2 of 2 objects, 6 of 6 segments, 6 of 6 nodes (100.0 %)\n" +
                   cacheDirectory() + ": 1 fault\n");
     EXPECT_EQ(result.errors, "");
-    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.exitStatus, 1);
 }
 
 TEST_F(CacheCommands, WhatCannotBeReadEndsWithTwo)
@@ -110,9 +108,9 @@ TEST_F(CacheCommands, WhatCannotBeReadEndsWithTwo)
         EXPECT_EQ(missing.errors, "ksrbac: cannot read the cache " + temp("access-caches/other") +
                                       ": No such file or directory\n");
         EXPECT_EQ(missing.output, "");
-        EXPECT_EQ(missing.status, 2);
-        EXPECT_EQ(run({"cache", command, ".."}).status, 2);
-        EXPECT_EQ(run({"cache", command}).status, 2);
+        EXPECT_EQ(missing.exitStatus, 2);
+        EXPECT_EQ(run({"cache", command, ".."}).exitStatus, 2);
+        EXPECT_EQ(run({"cache", command}).exitStatus, 2);
     }
 }
 
@@ -120,7 +118,7 @@ TEST_F(CacheCommands, TheNumberOfFaultsIsANumber)
 {
     for (const char* number : {"-1", "1.5", "x", "99999999999999999999999"}) {
         const auto result = run({"cache", "verify", "main", std::string("--max-faults=") + number});
-        EXPECT_EQ(result.status, 2) << number;
+        EXPECT_EQ(result.exitStatus, 2) << number;
         EXPECT_NE(result.errors.find("--max-faults"), std::string::npos) << result.errors;
     }
 }
@@ -145,20 +143,19 @@ TEST_F(CacheCommands, VerifyWaitsForTheWriter)
     cache.write(cacheDirectory());
     const std::string manifest = std::filesystem::canonical(cacheDirectory() + "/manifest.json").string();
     const FileLock lock = FileLockManager::instance().getLock(manifest);
-    const FileDescriptor input(open("/dev/null", O_RDONLY | O_CLOEXEC));
-    const FileDescriptor output(open(root_.path("output").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    const Descriptor input = openFile("/dev/null", O_RDONLY);
+    const Descriptor output = openFile(root_.path("output"), O_WRONLY | O_CREAT);
     boost::optional<FileLockGuard> writing;
     writing.emplace(lock, FileLock::EXCLUSIVE, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL);
-    SpawnedProgram program(commandLine({"cache", "verify", "main"}),
-                           {input.get(), output.get(), STDERR_FILENO});
+    Process program = Process::start({commandLine({"cache", "verify", "main"}), input.get(), output.get()});
     while (!hasOpen(program.pid(), manifest)) {
         std::this_thread::yield();
     }
     // The write comes to its end only now. A walk that had not waited would have seen the flag.
-    FileDescriptor metadata(open((cacheDirectory() + "/metadata").c_str(), O_WRONLY | O_CLOEXEC));
+    Descriptor metadata = openFile(cacheDirectory() + "/metadata", O_WRONLY);
     ASSERT_EQ(pwrite(metadata.get(), "\0", 1, 20), 1);
     writing.reset();
-    EXPECT_EQ(program.wait().status, 0) << readFile(root_.path("output"));
+    EXPECT_EQ(program.wait().exitStatus, 0) << readFile(root_.path("output"));
 }
 
 class Configuration : public KsrbacTest {
@@ -173,14 +170,14 @@ TEST_F(Configuration, AMalformedFileEndsWithTwoAndItsPlace)
     EXPECT_EQ(result.errors.rfind("ksrbac: " + root_.path("etc/keepsafe.toml") + ":2:", 0), 0)
         << result.errors;
     EXPECT_EQ(result.output, "");
-    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.exitStatus, 2);
 }
 
 TEST_F(Configuration, SaysWhereLogMessagesGo)
 {
     configure("[log]\nlevel = 16\ndestination = \"file:" + root_.path("log") + "\"\n");
     std::filesystem::remove(operationCache());
-    const auto result = runToEnd({KSRBAC_BINARY, "--root", root_.path(), "operations"});
+    const auto result = runProgram({KSRBAC_BINARY, "--root", root_.path(), "operations"});
     EXPECT_EQ(result.errors, "ksrbac: status 13: " + getECmsg(13) + '\n');
     EXPECT_NE(readFile(root_.path("log")).find("OperationCache::load: Error loading operation cache: "),
               std::string::npos);
@@ -191,13 +188,13 @@ TEST_F(Configuration, ALogThatCannotBeOpenedEndsWithTwo)
     configure("[log]\ndestination = \"file:" + root_.path("none/log") + "\"\n");
     const auto result = run({"operations"});
     EXPECT_NE(result.errors.find(root_.path("none/log")), std::string::npos) << result.errors;
-    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.exitStatus, 2);
 }
 
 TEST_F(Configuration, TheLogLevelOfTheCommandLineOutranksIt)
 {
     configure("[log]\nlevel = 16\n");
-    EXPECT_EQ(runToEnd({KSRBAC_BINARY, "--root", root_.path(), "cache", "verify", "main"}).errors, "");
+    EXPECT_EQ(runProgram({KSRBAC_BINARY, "--root", root_.path(), "cache", "verify", "main"}).errors, "");
     const auto result = run({"cache", "verify", "main", "--log-level", "4"});
     EXPECT_NE(result.errors.find("instantiating memory map for " + cacheDirectory() + "/nodes\n"),
               std::string::npos)
@@ -207,14 +204,15 @@ TEST_F(Configuration, TheLogLevelOfTheCommandLineOutranksIt)
 TEST_F(Configuration, TheRootMayBeRelativeToTheCurrentFolder)
 {
     const auto relative = std::filesystem::relative(root_.path());
-    EXPECT_EQ(runToEnd({KSRBAC_BINARY, "operations", "--json", "--root", relative.string() + "/"}).status, 0);
+    EXPECT_EQ(
+        runProgram({KSRBAC_BINARY, "operations", "--json", "--root", relative.string() + "/"}).exitStatus, 0);
 }
 
 TEST_F(Configuration, AnEmptyRootIsAUsageError)
 {
-    const auto result = runToEnd({KSRBAC_BINARY, "--root=", "operations"});
+    const auto result = runProgram({KSRBAC_BINARY, "--root=", "operations"});
     EXPECT_EQ(result.errors, "ksrbac: --root: the installation root must not be empty\n");
-    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.exitStatus, 2);
 }
 
 class Help : public KsrbacTest {};
@@ -256,20 +254,20 @@ TEST_F(Help, OfEveryCommandHasAnExample)
             arguments.push_back(word);
         }
         arguments.emplace_back("--help");
-        const auto result = runToEnd(arguments);
+        const auto result = runProgram(arguments);
         EXPECT_EQ(result.output.rfind("Usage: " + name + " [OPTION]...", 0), 0) << result.output;
         const std::size_t example = result.output.find("\nExample");
         ASSERT_NE(example, std::string::npos) << name;
         EXPECT_NE(result.output.find("\n  " + name, example), std::string::npos) << name;
         EXPECT_EQ(result.errors, "");
-        EXPECT_EQ(result.status, 0);
+        EXPECT_EQ(result.exitStatus, 0);
     }
 }
 
 TEST_F(Help, NeedsNoSoundConfiguration)
 {
     writeFile(root_.path("etc/keepsafe.toml"), "broken");
-    EXPECT_EQ(run({"--help"}).status, 0);
+    EXPECT_EQ(run({"--help"}).exitStatus, 0);
     EXPECT_EQ(run({"--version"}).output, "ksrbac (keepsafe-rbac) " KSRBAC_VERSION "\n");
 }
 

@@ -62,10 +62,10 @@ protected:
             init.insert(init.end(), {"--database", server_->connectionString()});
         }
         const ProgramResult made = root_.sandbox(init);
-        EXPECT_EQ(made.status, 0) << made.errors;
+        EXPECT_EQ(made.exitStatus, 0) << made.errors;
         const ProgramResult compiled =
             root_.sandbox({"compile", POLICIES + "/company.json", "--id", "company"});
-        EXPECT_EQ(compiled.status, 0) << compiled.errors;
+        EXPECT_EQ(compiled.exitStatus, 0) << compiled.errors;
     }
 
     [[nodiscard]] ProgramResult check(const std::string& whose, const std::string& operation,
@@ -100,7 +100,7 @@ TEST_P(CompanyTokens, GiveTheSameAnswersAsTheRolesInThem)
         EXPECT_EQ(byToken.output, questions.answers) << roles << ' ' << operation;
         EXPECT_EQ(byToken.output, byRoles.output) << roles << ' ' << operation;
         EXPECT_EQ(byToken.errors, byRoles.errors) << roles << ' ' << operation;
-        EXPECT_EQ(byToken.status, byRoles.status) << roles << ' ' << operation;
+        EXPECT_EQ(byToken.exitStatus, byRoles.exitStatus) << roles << ' ' << operation;
     }
 }
 
@@ -110,19 +110,19 @@ TEST_P(CompanyTokens, AreRefusedOnceRevoked)
     const std::string token = root_.issue("0");
     EXPECT_EQ(check("--session-token-file=-", operation, {"|KEEPSAFE|"}, token).output,
               "allow\t|KEEPSAFE|\n");
-    ASSERT_EQ(root_.sandbox({"token", "revoke", "-"}, token).status, 0);
+    ASSERT_EQ(root_.sandbox({"token", "revoke", "-"}, token).exitStatus, 0);
 
     const ProgramResult refused = check("--session-token-file=-", operation, {"|KEEPSAFE|"}, token);
     EXPECT_EQ(refused.output, "");
     EXPECT_EQ(refused.errors, "ksrbac: status 117: no authorization token is stored for the session\n");
-    EXPECT_EQ(refused.status, 3);
+    EXPECT_EQ(refused.exitStatus, 3);
 }
 
 TEST_P(CompanyTokens, AreKeptWhenTheRootIsMadeAgain)
 {
     const std::string token = root_.issue("17,3");
     const ProgramResult again = root_.sandbox({"init"});
-    EXPECT_EQ(again.status, 0) << again.errors;
+    EXPECT_EQ(again.exitStatus, 0) << again.errors;
     EXPECT_NE(again.output.find("the database has the tables of AUTH_MAIN, with 1 tokens and 0 criteria\n"),
               std::string::npos)
         << again.output;
@@ -145,7 +145,7 @@ TEST_P(CompanyTokens, StandBesideCriteriaInTheSameDatabase)
                                        "--object-type", "it's", "--json",       "-"};
     EXPECT_EQ(root_.sandbox(add, "{\"name\": \"a\"}\n").output,
               "added criteria of 13 bytes to the collection 42 for \"it's\"\n");
-    EXPECT_EQ(root_.sandbox(add, "[]").status, 0);
+    EXPECT_EQ(root_.sandbox(add, "[]").exitStatus, 0);
     EXPECT_EQ(root_.sandbox({"criteria", "list"}).output,
               "criteria 1, collection 42, \"it's\": \"{\\\"name\\\": \\\"a\\\"}\"\n"
               "criteria 2, collection 42, \"it's\": \"[]\"\n");

@@ -21,7 +21,7 @@ protected:
             "_ksrbac; (( ${#COMPREPLY[@]} == 0 )) || printf '%s\\n' \"${COMPREPLY[@]}\"";
         std::vector<std::string> arguments{"/bin/bash", "--norc", "-c", script, "bash", KSRBAC_COMPLETION};
         arguments.insert(arguments.end(), words.begin(), words.end());
-        const auto result = runToEnd(arguments);
+        const auto result = runProgram(arguments);
         EXPECT_EQ(result.errors, "");
         return result.output;
     }

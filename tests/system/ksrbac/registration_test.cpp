@@ -8,9 +8,8 @@
 
 #include <gtest/gtest.h>
 
-#include "Pipe.h"
 #include "ServedRoot.h"
-#include "support/spawn.h"
+#include "support/Descriptor.h"
 #include "tools/ksrbac/default_signals.h"
 
 // ksrbac object register and unregister, with the real service: what becomes of objects and of decisions.
@@ -66,7 +65,7 @@ protected:
     void expectFailure(const std::vector<std::string>& arguments, const std::string& message) const
     {
         const ProgramResult result = root_.tool(arguments);
-        EXPECT_EQ(result.status, 3);
+        EXPECT_EQ(result.exitStatus, 3);
         EXPECT_EQ(result.errors.substr(0, message.size()), message);
     }
 
@@ -79,7 +78,7 @@ TEST_F(Registration, ACommitBringsTheGrants)
     const ProgramResult result = root_.tool(registerVm(shell("echo at work on $KSRBAC_OBJECT")));
     EXPECT_EQ(result.output, "at work on " + VM + '\n');
     EXPECT_EQ(result.errors, "");
-    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(stateOf(VM), "READY");
     EXPECT_EQ(stateOf(DISK), "READY");
     EXPECT_EQ(decision(), "allow");
@@ -93,13 +92,13 @@ TEST_F(Registration, TheObjectIsPendingAndGrantsNothingWhileTheProgramRuns)
     check.insert(check.end(), question.begin(), question.end());
     const ProgramResult denied = root_.tool(registerVm(check));
     EXPECT_EQ(denied.output, "deny\t" + VM + '\n');
-    EXPECT_EQ(denied.status, 3); // the check's 1 rolls back
+    EXPECT_EQ(denied.exitStatus, 3); // the check's 1 rolls back
     EXPECT_EQ(stateOf(VM), "gone");
 
     const ProgramResult shown =
         root_.tool(registerVm({"--exec", KSRBAC_BINARY, "--", "--root", root_.path(), "object", "get", VM}));
     EXPECT_EQ(shown.output, "OBJECT                      INHERIT  STATE\n" + VM + "  on       PENDING\n");
-    EXPECT_EQ(shown.status, 0);
+    EXPECT_EQ(shown.exitStatus, 0);
     EXPECT_EQ(stateOf(VM), "READY");
 }
 
@@ -123,20 +122,26 @@ TEST_F(Registration, ASignalToTheToolEndsTheProgramAndRollsBack)
         std::vector<std::string> arguments{KSRBAC_BINARY, "--root", root_.path()};
         const auto command = registerVm(shell("echo ready; exec sleep 60"));
         arguments.insert(arguments.end(), command.begin(), command.end());
-        SpawnedProgram program(arguments, {STDIN_FILENO, output.writeEnd.get(), STDERR_FILENO});
+        Process program = Process::start({arguments, Command::INHERITED, output.writeEnd.get()});
         ASSERT_EQ(readLine(output.readEnd), "ready");
-        ASSERT_EQ(kill(program.pid(), signal), 0);
-        EXPECT_EQ(program.wait().status, 3);
+        program.signal(signal);
+        EXPECT_EQ(program.wait().exitStatus, 3);
         EXPECT_EQ(stateOf(VM), "gone");
     }
 }
 
-/// Starts a program on a terminal of its own, whose other end is returned.
-ksrbac::FileDescriptor startOnTerminal(std::vector<std::string> arguments, pid_t& pid)
+/// One end of a terminal that nobody uses; the other is opened by its name.
+Descriptor openTerminal()
 {
-    ksrbac::FileDescriptor terminal(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    Descriptor terminal(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
     EXPECT_EQ(grantpt(terminal.get()), 0);
     EXPECT_EQ(unlockpt(terminal.get()), 0);
+    return terminal;
+}
+
+/// Starts a program in a session of its own at the other end of the terminal.
+Process startAt(const Descriptor& terminal, std::vector<std::string> arguments)
+{
     const std::string name = ptsname(terminal.get());
     std::vector<char*> pointers;
     pointers.reserve(arguments.size() + 1);
@@ -144,17 +149,14 @@ ksrbac::FileDescriptor startOnTerminal(std::vector<std::string> arguments, pid_t
         pointers.push_back(argument.data());
     }
     pointers.push_back(nullptr);
-    pid = fork();
-    if (pid == 0) {
+    return Process::fork([&] {
         setsid();
         const int descriptor = open(name.c_str(), O_RDWR); // becomes the terminal of the new session
         dup2(descriptor, STDIN_FILENO);
         dup2(descriptor, STDOUT_FILENO);
         dup2(descriptor, STDERR_FILENO);
-        execv(pointers.front(), pointers.data());
-        _exit(127);
-    }
-    return terminal;
+        return execv(pointers.front(), pointers.data());
+    });
 }
 
 TEST_F(Registration, AKeystrokeEndsTheProgramAndRollsBack)
@@ -162,8 +164,8 @@ TEST_F(Registration, AKeystrokeEndsTheProgramAndRollsBack)
     std::vector<std::string> arguments{KSRBAC_BINARY, "--root", root_.path()};
     const auto command = registerVm(shell("echo ready; exec sleep 60"));
     arguments.insert(arguments.end(), command.begin(), command.end());
-    pid_t tool = 0;
-    const auto terminal = startOnTerminal(arguments, tool);
+    const Descriptor terminal = openTerminal();
+    Process tool = startAt(terminal, arguments);
     ASSERT_EQ(readLine(terminal), "ready\r");
     ASSERT_EQ(write(terminal.get(), "\x03", 1), 1);
     std::string message;
@@ -172,7 +174,7 @@ TEST_F(Registration, AKeystrokeEndsTheProgramAndRollsBack)
     }
     EXPECT_NE(message.find("status 8022: "), std::string::npos) << message;
     EXPECT_NE(message.find("(sh was ended by signal 2)"), std::string::npos) << message;
-    EXPECT_EQ(waitForEnd(tool), 3);
+    EXPECT_EQ(tool.wait().exitStatus, 3);
     EXPECT_EQ(stateOf(VM), "gone");
 }
 
@@ -184,22 +186,22 @@ TEST_F(Registration, AnObjectLeftPendingByADeathCanBeRegisteredAgain)
     arguments.insert(arguments.end(), command.begin(), command.end());
     {
         const Pipe input;
-        SpawnedProgram program(arguments, {input.readEnd.get(), output.writeEnd.get(), STDERR_FILENO});
+        Process program = Process::start({arguments, input.readEnd.get(), output.writeEnd.get()});
         ASSERT_EQ(readLine(output.readEnd), "ready");
-        ASSERT_EQ(kill(program.pid(), SIGKILL), 0);
-        EXPECT_EQ(program.wait().status, 128 + SIGKILL);
+        program.signal(SIGKILL);
+        EXPECT_EQ(program.wait().signal, SIGKILL);
     }
     EXPECT_EQ(stateOf(VM), "PENDING");
     EXPECT_EQ(decision(), "deny");
-    EXPECT_EQ(root_.tool(registerVm()).status, 3);
-    EXPECT_EQ(root_.tool(registerVm({"--ignore-registered"})).status, 0);
+    EXPECT_EQ(root_.tool(registerVm()).exitStatus, 3);
+    EXPECT_EQ(root_.tool(registerVm({"--ignore-registered"})).exitStatus, 0);
     EXPECT_EQ(stateOf(VM), "READY");
     EXPECT_EQ(decision(), "allow");
 }
 
 TEST_F(Registration, TheServiceRefusesAnObjectThatIsThere)
 {
-    ASSERT_EQ(root_.tool(registerVm()).status, 0);
+    ASSERT_EQ(root_.tool(registerVm()).exitStatus, 0);
     expectFailure(registerVm({"--exec", "touch", "--", root_.path("touched")}),
                   "ksrbac: object register " + VM +
                       ": status 20: an argument has a value that is not allowed (HTTP status 409: ");
@@ -214,13 +216,13 @@ TEST_F(Registration, AServiceThatDiesBetweenThePhasesLeavesTheObjectPending)
                       ": status 8024: the change could not be committed after its callback succeeded (");
     root_.start();
     EXPECT_EQ(stateOf(VM), "PENDING");
-    EXPECT_EQ(root_.tool({"object", "unregister", VM}).status, 0);
+    EXPECT_EQ(root_.tool({"object", "unregister", VM}).exitStatus, 0);
     EXPECT_EQ(stateOf(VM), "gone");
 }
 
 TEST_F(Registration, UnregisteringTakesTheObjectAndItsGrantsAway)
 {
-    ASSERT_EQ(root_.tool(registerVm()).status, 0);
+    ASSERT_EQ(root_.tool(registerVm()).exitStatus, 0);
     expectFailure({"object", "unregister", VM, "--exec=false"},
                   "ksrbac: object unregister " + VM +
                       ": status 8023: the unregistration was rolled back because its callback failed (false "
@@ -228,7 +230,7 @@ TEST_F(Registration, UnregisteringTakesTheObjectAndItsGrantsAway)
     EXPECT_EQ(decision(), "allow");
     const ProgramResult result = root_.tool({"object", "unregister", VM, "--exec=true"});
     EXPECT_EQ(result.output + result.errors, "");
-    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(stateOf(VM), "gone");
     EXPECT_EQ(stateOf(DISK), "gone");
     EXPECT_EQ(decision(), "deny");
@@ -253,7 +255,7 @@ TEST_F(Bulk, RegistersManyObjectsFromStandardInput)
     constexpr int count = 1000;
     const ProgramResult result = root_.tool({"object", "register", "--bulk", "-"}, records(count));
     EXPECT_EQ(result.output + result.errors, "");
-    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(stateOf(vm(0)), "READY");
     EXPECT_EQ(decision(vm(0)), "allow");
     EXPECT_EQ(decision(vm(count - 1)), "allow");
@@ -270,15 +272,15 @@ TEST_F(Bulk, EachObjectIsCommittedOrRolledBackByItsOwnProgram)
                                  ": sh ended with status 1\nksrbac: object register --bulk: status 8022: the "
                                  "registration was rolled back because its callback failed (1 of 3 objects "
                                  "failed)\n");
-    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.exitStatus, 3);
     EXPECT_EQ(stateOf(vm(0)) + ' ' + stateOf(vm(1)) + ' ' + stateOf(vm(2)), "READY gone READY");
 }
 
 TEST_F(Bulk, AllObjectsAreRefusedWhenOneIs)
 {
-    ASSERT_EQ(root_.tool({"object", "register", vm(1), "--type=VM"}).status, 0);
+    ASSERT_EQ(root_.tool({"object", "register", vm(1), "--type=VM"}).exitStatus, 0);
     const ProgramResult result = root_.tool({"object", "register", "--bulk", "-"}, records(3));
-    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.exitStatus, 3);
     EXPECT_NE(result.errors.find("object " + vm(1) + " is registered already"), std::string::npos)
         << result.errors;
     EXPECT_EQ(stateOf(vm(0)), "gone");

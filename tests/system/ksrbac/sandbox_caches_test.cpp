@@ -16,12 +16,12 @@ protected:
     {
         arguments.insert(arguments.begin(), KSRBAC_SANDBOX_BINARY);
         arguments.insert(arguments.end(), {"--root", root_.path(), "--id", "made"});
-        return runToEnd(arguments);
+        return runProgram(arguments);
     }
     [[nodiscard]] ProgramResult tool(std::vector<std::string> arguments) const
     {
         arguments.insert(arguments.begin(), {KSRBAC_BINARY, "--root", root_.path()});
-        return runToEnd(arguments);
+        return runProgram(arguments);
     }
     [[nodiscard]] std::string directory() const
     {
@@ -33,10 +33,10 @@ protected:
 
 TEST_F(SandboxCaches, AGeneratedCacheIsSound)
 {
-    ASSERT_EQ(sandbox({"generate", "--objects", "20000", "--seed", "7"}).status, 0);
+    ASSERT_EQ(sandbox({"generate", "--objects", "20000", "--seed", "7"}).exitStatus, 0);
     const auto result = tool({"cache", "verify", "made"});
     EXPECT_NE(result.output.find(directory() + ": no faults\n"), std::string::npos) << result.output;
-    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.exitStatus, 0);
 }
 
 TEST_F(SandboxCaches, ACompiledPolicyIsSoundAndAnswersAsItSays)
@@ -50,8 +50,8 @@ TEST_F(SandboxCaches, ACompiledPolicyIsSoundAndAnswersAsItSays)
             {"object": "|KEEPSAFE|PRIVATE|", "role": -2, "propagation": "OBJECT", "operations": ["|OPERATIONS|RESTORE|"]}
         ]})");
     const auto compiled = sandbox({"compile", root_.path("policy.json")});
-    ASSERT_EQ(compiled.status, 0) << compiled.errors;
-    EXPECT_EQ(tool({"cache", "verify", "made"}).status, 0);
+    ASSERT_EQ(compiled.exitStatus, 0) << compiled.errors;
+    EXPECT_EQ(tool({"cache", "verify", "made"}).exitStatus, 0);
     EXPECT_EQ(tool({"operations"}).output,
               "BIT  OPERATION\n  0  |OPERATIONS|VIEW|\n 40  |OPERATIONS|RESTORE|\n");
     const auto answers = [this](const std::string& roles) {

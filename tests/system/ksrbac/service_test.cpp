@@ -11,7 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "ServedRoot.h"
-#include "io/FileDescriptor.h"
+#include "support/Descriptor.h"
 #include "tools/ksrbac/default_signals.h"
 
 // The whole road: the tool, the library, the service with its database, and the caches that it publishes.
@@ -30,7 +30,7 @@ protected:
     {
         const ProgramResult result = root_.tool(arguments);
         EXPECT_EQ(result.errors, "");
-        EXPECT_EQ(result.status, 0);
+        EXPECT_EQ(result.exitStatus, 0);
         return result.output;
     }
 
@@ -39,7 +39,7 @@ protected:
     {
         const ProgramResult result = root_.tool(arguments);
         EXPECT_EQ(result.output, "");
-        EXPECT_EQ(result.status, 3);
+        EXPECT_EQ(result.exitStatus, 3);
         return result.errors.empty() ? "" : result.errors.substr(8, result.errors.size() - 9);
     }
 
@@ -161,12 +161,13 @@ TEST_F(Service, ThatIsStoppedAllowsNothingAndCanBeAskedAgainWhenItIsBack)
 
 TEST_F(Service, AnAnswerThatCannotBeShownIsToldAndTheChangeIsMade)
 {
-    const ksrbac::FileDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
-    const ksrbac::FileDescriptor errors(
-        open(root_.path("errors").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
-    SpawnedProgram program({KSRBAC_BINARY, "--root", root_.path(), "role", "create", "Unseen"},
-                           {STDIN_FILENO, full.get(), errors.get()});
-    EXPECT_EQ(program.wait().status, 4);
+    const Descriptor full = openFile("/dev/full", O_WRONLY);
+    const Descriptor errors = openFile(root_.path("errors"), O_WRONLY | O_CREAT);
+    Process program = Process::start({{KSRBAC_BINARY, "--root", root_.path(), "role", "create", "Unseen"},
+                                      Command::INHERITED,
+                                      full.get(),
+                                      errors.get()});
+    EXPECT_EQ(program.wait().exitStatus, 4);
     EXPECT_EQ(readFile(root_.path("errors")),
               "ksrbac: cannot write standard output: No space left on device\n");
     EXPECT_EQ(done({"role", "list", "--filter=name eq 'Unseen'"}),
@@ -174,10 +175,10 @@ TEST_F(Service, AnAnswerThatCannotBeShownIsToldAndTheChangeIsMade)
 }
 
 /// A socket that accepts connections for the master server and says nothing.
-ksrbac::FileDescriptor listenSilently(const std::string& address)
+Descriptor listenSilently(const std::string& address)
 {
     constexpr int port = 1556;
-    ksrbac::FileDescriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    Descriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const int on = 1;
     EXPECT_EQ(setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on), 0);
     sockaddr_in place = {};
@@ -194,11 +195,10 @@ TEST_F(Service, ASignalEndsACommandThatWaitsForIt)
     useDefaultSignals();
     ASSERT_EQ(root_.stop(), 0);
     const auto listener = listenSilently(root_.address());
-    SpawnedProgram program({KSRBAC_BINARY, "--root", root_.path(), "role", "list"},
-                           {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO});
-    const ksrbac::FileDescriptor connection(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
-    ASSERT_EQ(kill(program.pid(), SIGINT), 0);
-    EXPECT_EQ(program.wait().status, 128 + SIGINT);
+    Process program = Process::start({{KSRBAC_BINARY, "--root", root_.path(), "role", "list"}});
+    const Descriptor connection(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    program.signal(SIGINT);
+    EXPECT_EQ(program.wait().signal, SIGINT);
 }
 
 } // namespace

@@ -10,15 +10,12 @@
 #include <gtest/gtest.h>
 
 #include "KsrbacTest.h"
-#include "Pipe.h"
-#include "io/FileDescriptor.h"
+#include "support/Descriptor.h"
 
 // How `check` behaves as one end of a pipe.
 
 namespace keepsafe_test {
 namespace {
-
-using ksrbac::FileDescriptor;
 
 class Streaming : public KsrbacTest {
 protected:
@@ -60,8 +57,12 @@ TEST_F(Streaming, NeedsNoMoreMemoryForMoreLines)
     Pipe in;
     Pipe out;
     // A sanitizer keeps freed memory for a while, which is not the program's.
-    SpawnedProgram program(checkStdin(), {in.readEnd.get(), out.writeEnd.get(), STDERR_FILENO},
-                           {"ASAN_OPTIONS=quarantine_size_mb=1:thread_local_quarantine_size_kb=64"});
+    Process program =
+        Process::start({checkStdin(),
+                        in.readEnd.get(),
+                        out.writeEnd.get(),
+                        Command::INHERITED,
+                        {"ASAN_OPTIONS=quarantine_size_mb=1:thread_local_quarantine_size_kb=64"}});
     const auto askBatches = [&](int count) {
         std::array<char, 4096> buffer{};
         for (int i = 0; i < count; ++i) {
@@ -86,17 +87,17 @@ TEST_F(Streaming, TakesALineOfManyMegabytes)
 {
     const std::string component(8'000'000, 'x');
     const auto result =
-        runToEnd(checkStdin(), "|KEEPSAFE|" + component + "|\n" + component + "\n|KEEPSAFE|x|\n");
+        runProgram(checkStdin(), "|KEEPSAFE|" + component + "|\n" + component + "\n|KEEPSAFE|x|\n");
     EXPECT_EQ(result.output, "allow\t|KEEPSAFE|" + component + "|\nallow\t|KEEPSAFE|x|\n");
     EXPECT_EQ(result.errors, "<stdin>:2: not an object namespace: \"" + std::string(200, 'x') + "...\"\n");
-    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.exitStatus, 2);
 }
 
 TEST_F(Streaming, AnswersBeforeItWaitsForTheNextQuestion)
 {
     Pipe questions;
     Pipe answers;
-    SpawnedProgram program(checkStdin(), {questions.readEnd.get(), answers.writeEnd.get(), STDERR_FILENO});
+    Process program = Process::start({checkStdin(), questions.readEnd.get(), answers.writeEnd.get()});
     for (const std::string question : {"|KEEPSAFE|1|\n", "|KEEPSAFE|2|\n"}) {
         ASSERT_EQ(write(questions.writeEnd.get(), question.data(), question.size()),
                   static_cast<ssize_t>(question.size()));
@@ -110,25 +111,25 @@ TEST_F(Streaming, AnswersBeforeItWaitsForTheNextQuestion)
 TEST_F(Streaming, EndsQuietlyWhenNobodyReadsTheAnswers)
 {
     writeFile(root_.path("questions"), manyLines(100'000));
-    const FileDescriptor input(open(root_.path("questions").c_str(), O_RDONLY | O_CLOEXEC));
-    const FileDescriptor errors(open(root_.path("errors").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    const Descriptor input = openFile(root_.path("questions"), O_RDONLY);
+    const Descriptor errors = openFile(root_.path("errors"), O_WRONLY | O_CREAT);
     const Pipe answers;
-    SpawnedProgram program(checkStdin(), {input.get(), answers.writeEnd.get(), errors.get()});
+    Process program = Process::start({checkStdin(), input.get(), answers.writeEnd.get(), errors.get()});
     {
         const Pipe closed; // takes the place of the answers' read end
         dup3(closed.readEnd.get(), answers.readEnd.get(), O_CLOEXEC);
     }
-    EXPECT_EQ(program.wait().status, 4);
+    EXPECT_EQ(program.wait().exitStatus, 4);
     EXPECT_EQ(readFile(root_.path("errors")), "");
 }
 
 TEST_F(Streaming, TellsWhenTheAnswersCannotBeWritten)
 {
-    const FileDescriptor input(open("/dev/null", O_RDONLY | O_CLOEXEC));
-    const FileDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
-    const FileDescriptor errors(open(root_.path("errors").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
-    SpawnedProgram program(commandLine({"operations"}), {input.get(), full.get(), errors.get()});
-    EXPECT_EQ(program.wait().status, 4);
+    const Descriptor input = openFile("/dev/null", O_RDONLY);
+    const Descriptor full = openFile("/dev/full", O_WRONLY);
+    const Descriptor errors = openFile(root_.path("errors"), O_WRONLY | O_CREAT);
+    Process program = Process::start({commandLine({"operations"}), input.get(), full.get(), errors.get()});
+    EXPECT_EQ(program.wait().exitStatus, 4);
     EXPECT_EQ(readFile(root_.path("errors")),
               "ksrbac: cannot write standard output: No space left on device\n");
 }
@@ -137,11 +138,13 @@ TEST_F(Streaming, AClosedStandardOutputIsNotReplacedByAnotherFile)
 {
     const std::string log = root_.path("log");
     writeFile(root_.path("etc/keepsafe.toml"), "[log]\nlevel = 4\ndestination = \"file:" + log + "\"\n");
-    const FileDescriptor input(open("/dev/null", O_RDONLY | O_CLOEXEC));
-    const FileDescriptor errors(open(root_.path("errors").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
-    SpawnedProgram program({KSRBAC_BINARY, "--root", root_.path(), "cache", "verify", "main"},
-                           {input.get(), StandardDescriptors::CLOSED, errors.get()});
-    EXPECT_EQ(program.wait().status, 4);
+    const Descriptor input = openFile("/dev/null", O_RDONLY);
+    const Descriptor errors = openFile(root_.path("errors"), O_WRONLY | O_CREAT);
+    Process program = Process::start({{KSRBAC_BINARY, "--root", root_.path(), "cache", "verify", "main"},
+                                      input.get(),
+                                      Command::CLOSED,
+                                      errors.get()});
+    EXPECT_EQ(program.wait().exitStatus, 4);
     EXPECT_EQ(readFile(root_.path("errors")), "ksrbac: cannot write standard output: Bad file descriptor\n");
     EXPECT_EQ(readFile(log).find("no faults"), std::string::npos);
     EXPECT_NE(readFile(log).find("instantiating memory map"), std::string::npos) << "the log is in use";
@@ -149,10 +152,10 @@ TEST_F(Streaming, AClosedStandardOutputIsNotReplacedByAnotherFile)
 
 TEST_F(Streaming, AClosedStandardInputIsNoEmptyList)
 {
-    const FileDescriptor output(open(root_.path("output").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
-    const FileDescriptor errors(open(root_.path("errors").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
-    SpawnedProgram program(checkStdin(), {StandardDescriptors::CLOSED, output.get(), errors.get()});
-    EXPECT_EQ(program.wait().status, 2);
+    const Descriptor output = openFile(root_.path("output"), O_WRONLY | O_CREAT);
+    const Descriptor errors = openFile(root_.path("errors"), O_WRONLY | O_CREAT);
+    Process program = Process::start({checkStdin(), Command::CLOSED, output.get(), errors.get()});
+    EXPECT_EQ(program.wait().exitStatus, 2);
     EXPECT_EQ(readFile(root_.path("errors")), "ksrbac: cannot read <stdin>: Bad file descriptor\n");
 }
 

@@ -67,14 +67,14 @@ TEST_F(TokenVerify, PassesAValidTokenCheckByCheck)
               "expiry     passed  expires at 2100-01-01T00:00:00.000Z");
     EXPECT_EQ(result.output.substr(result.output.find('\n', result.output.find(", in "))), "\nvalid\n");
     EXPECT_EQ(result.errors, "");
-    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.exitStatus, 0);
 }
 
 TEST_F(TokenVerify, SaysWhichCheckFails)
 {
     const auto reason = [this](const std::string& token) {
         const ProgramResult result = run("verify", token, {"--json"});
-        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.exitStatus, 1);
         EXPECT_EQ(result.errors, "");
         return result.output;
     };
@@ -106,7 +106,7 @@ TEST_F(TokenVerify, LeavesOutWhatComesAfterAFailure)
                              "payload    skipped  not looked at\n"
                              "expiry     skipped  not looked at\n"
                              "not valid\n");
-    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.exitStatus, 1);
 }
 
 TEST_F(TokenVerify, KnowsNothingWithoutTheHostsKey)
@@ -120,8 +120,8 @@ TEST_F(TokenVerify, KnowsNothingWithoutTheHostsKey)
     const ProgramResult result = run("verify", token);
     EXPECT_EQ(result.errors, statusLine(12));
     EXPECT_EQ(result.output, "");
-    EXPECT_EQ(result.status, 3);
-    EXPECT_EQ(run("verify", "no token").status, 1) << "which is known without a key";
+    EXPECT_EQ(result.exitStatus, 3);
+    EXPECT_EQ(run("verify", "no token").exitStatus, 1) << "which is known without a key";
 }
 
 TEST_F(TokenVerify, ShowsTheLibrarysMessagesAtADetailedLevel)
@@ -150,7 +150,7 @@ TEST_F(TokenShow, ShowsClaimsAndTimes)
                                                 "  exp         946684800000 (2000-01-01T00:00:00.000Z)\n"
                                                 "  is_machine  false\n");
     EXPECT_EQ(result.errors, "");
-    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.exitStatus, 0);
 }
 
 TEST_F(TokenShow, ShowsTheSameAsJson)
@@ -170,7 +170,7 @@ TEST_F(TokenShow, SaysThatASignatureIsWrong)
                       "signature  WRONG: not by the host's key; anybody may have written what follows\n", 0),
               0U);
     EXPECT_EQ(run("show", token, {"--json"}).output.rfind(R"({"signature":"wrong",)", 0), 0U);
-    EXPECT_EQ(run("show", token).status, 0);
+    EXPECT_EQ(run("show", token).exitStatus, 0);
 }
 
 TEST_F(TokenShow, WorksWithoutAKeyAndSaysSo)
@@ -184,7 +184,7 @@ TEST_F(TokenShow, WorksWithoutAKeyAndSaysSo)
         << result.output;
     EXPECT_NE(result.output.find("  sub         operator1:corp:ldap\n"), std::string::npos);
     EXPECT_EQ(run("show", token, {"--json"}).output.rfind(R"({"signature":"not verified",)", 0), 0U);
-    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.exitStatus, 0);
 }
 
 TEST_F(TokenShow, LetsNoForeignByteSteerTheTerminal)
@@ -214,7 +214,7 @@ TEST_F(TokenShow, RefusesWhatIsNoToken)
     const ProgramResult result = run("show", "a.b");
     EXPECT_EQ(result.errors,
               "ksrbac: the input is no token: not three parts, none of them empty, joined by dots\n");
-    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.exitStatus, 2);
     EXPECT_EQ(run("show", "h." + base64Url("[1]") + ".s").errors,
               "ksrbac: the input is no token: its payload is not a JSON object in base64url (status 7610)\n");
 }
@@ -224,12 +224,12 @@ using TokenRoles = TokenCommands;
 TEST_F(TokenRoles, AreListedByNumber)
 {
     std::filesystem::remove(keyFile());
-    ASSERT_EQ(root_.sandbox({"init"}).status, 0);
+    ASSERT_EQ(root_.sandbox({"init"}).exitStatus, 0);
     const std::string token = root_.issue("17,-5,3,17");
     const ProgramResult result = run("roles", token);
     EXPECT_EQ(result.output, "-5\n3\n17\n");
     EXPECT_EQ(result.errors, "");
-    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(run("roles", token, {"--json"}).output, "{\"roles\":[-5,3,17]}\n");
 }
 
@@ -237,19 +237,19 @@ TEST_F(TokenRoles, AreNotListedWithTheStatusThatSaysWhy)
 {
     const auto refusal = [this](const std::string& token) {
         const ProgramResult result = run("roles", token);
-        EXPECT_EQ(result.status, 3);
+        EXPECT_EQ(result.exitStatus, 3);
         EXPECT_EQ(result.output, "");
         return result.errors;
     };
     const std::string token = signer().sign(payload(LATER));
     EXPECT_EQ(refusal(token), statusLine(220)) << "no database is configured";
     std::filesystem::remove(keyFile());
-    ASSERT_EQ(root_.sandbox({"init"}).status, 0);
+    ASSERT_EQ(root_.sandbox({"init"}).exitStatus, 0);
     EXPECT_EQ(refusal(token), statusLine(8002)) << "another key";
     EXPECT_EQ(refusal("no token"), statusLine(8002));
     EXPECT_EQ(refusal(root_.issue("17", "-1h")), statusLine(8001));
     const std::string revoked = root_.issue("17");
-    ASSERT_EQ(root_.sandbox({"token", "revoke", "-"}, revoked).status, 0);
+    ASSERT_EQ(root_.sandbox({"token", "revoke", "-"}, revoked).exitStatus, 0);
     EXPECT_EQ(refusal(revoked), statusLine(117));
 }
 
@@ -257,13 +257,13 @@ TEST_F(TokenCommands, ReadATokenFromAFileOrStandardInputAlone)
 {
     const std::string file = root_.path("token");
     writeFile(file, signer().sign(payload(LATER)) + '\n');
-    EXPECT_EQ(root_.tool({"token", "verify", file}).status, 0);
+    EXPECT_EQ(root_.tool({"token", "verify", file}).exitStatus, 0);
     const ProgramResult missing = root_.tool({"token", "verify", root_.path("none")});
     EXPECT_EQ(missing.errors, "ksrbac: cannot read " + root_.path("none") + ": No such file or directory\n");
-    EXPECT_EQ(missing.status, 2);
+    EXPECT_EQ(missing.exitStatus, 2);
     EXPECT_EQ(root_.tool({"token", "verify", "-"}).errors, "ksrbac: <stdin>: there is no token in it\n");
-    EXPECT_EQ(root_.tool({"token", "verify"}).status, 2);
-    EXPECT_EQ(root_.tool({"token"}).status, 2);
+    EXPECT_EQ(root_.tool({"token", "verify"}).exitStatus, 2);
+    EXPECT_EQ(root_.tool({"token"}).exitStatus, 2);
 }
 
 } // namespace

@@ -12,8 +12,8 @@
 #include "cachewriter/errors.h"
 #include "sandbox/support/Generations.h"
 #include "sandbox/support/InterruptedFileSystem.h"
-#include "sandbox/support/Process.h"
 #include "support/CapturedLog.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 
 /// A writer that publishes twice, the second time what has changed only, is stopped at each of its steps in

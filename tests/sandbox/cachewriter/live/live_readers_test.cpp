@@ -8,8 +8,8 @@
 
 #include "cachewriter/LiveCache.h"
 #include "sandbox/support/InterruptedFileSystem.h"
-#include "sandbox/support/Process.h"
 #include "support/CapturedLog.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 
 /// Readers ask while a writer publishes change after change. One grant wanders from object to object: at any
