@@ -182,6 +182,16 @@ TEST_F(BulkTest, NamesThatWereNotRegisteredCountAndDoNothingElse)
     EXPECT_THAT(lines(), ElementsAre(begun_, pending_, success_, updated_));
 }
 
+TEST_F(BulkTest, NamesThatWereNotRegisteredMayStandBeforeOthers)
+{
+    respondPending();
+    respond(201, "");
+    doThe({ObjectNamespace("0"), b_});
+    EXPECT_EQ(registerAll(), 0);
+    EXPECT_EQ(sent().at(1), update(record("|B|", "READY") + ',' + record("|B|C|", "READY") + ',' +
+                                   record("|A|", "DELETED")));
+}
+
 TEST_F(BulkTest, MoreNamesThanObjectsAreAFailureToo)
 {
     respondPending();
