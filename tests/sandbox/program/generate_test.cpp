@@ -7,6 +7,7 @@
 #include <keepsafe/cache/OperationCache.h>
 
 #include "generate/GeneratedCache.h"
+#include "sandbox/support/SandboxRoot.h"
 #include "support/CapturedLog.h"
 #include "support/Process.h"
 #include "support/TempDir.h"
@@ -26,15 +27,14 @@ class GenerateProgram : public testing::Test {
 protected:
     ProgramResult generate(const std::string& objects, const std::string& seed, const std::string& id) const
     {
-        return keepsafe_test::runProgram({KEEPSAFE_SANDBOX_PROGRAM, "generate", "--objects", objects,
-                                          "--seed", seed, "--root", root_.path(), "--id", id});
+        return root_.sandbox({"generate", "--objects", objects, "--seed", seed, "--id", id});
     }
     std::string cacheDirectory(const std::string& id) const
     {
         return root_.path("wmc/webserver/temp/access-caches/" + id);
     }
 
-    keepsafe_test::TempRoot root_;
+    keepsafe_test::SandboxRoot root_;
     keepsafe_test::CapturedLog log_;
 };
 
@@ -70,9 +70,8 @@ TEST_F(GenerateProgram, WritesTheSameFilesForTheSameSeed)
 
 TEST_F(GenerateProgram, StandsBesideACompiledPolicy)
 {
-    const ProgramResult compiled = keepsafe_test::runProgram({KEEPSAFE_SANDBOX_PROGRAM, "compile",
-                                                              KEEPSAFE_EXAMPLE_POLICIES "/company.json",
-                                                              "--root", root_.path(), "--id", "company"});
+    const ProgramResult compiled =
+        root_.sandbox({"compile", KEEPSAFE_EXAMPLE_POLICIES "/company.json", "--id", "company"});
 
     EXPECT_EQ(compiled.exitStatus, 0);
     EXPECT_EQ(generate("10", "1", "small").exitStatus, 0);

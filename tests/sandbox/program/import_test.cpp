@@ -7,6 +7,7 @@
 
 #include "root/RootLayout.h"
 #include "root/ServiceLock.h"
+#include "sandbox/support/SandboxRoot.h"
 #include "support/Process.h"
 #include "support/TempDir.h"
 
@@ -24,12 +25,7 @@ const std::string EMPTY = R"({"operations": {}, "roles": [], "objects": [], "acc
 
 class ImportProgram : public testing::Test {
 protected:
-    ProgramResult run(std::vector<std::string> arguments) const
-    {
-        arguments.insert(arguments.begin(), KEEPSAFE_SANDBOX_PROGRAM);
-        arguments.insert(arguments.end(), {"--root", dir_.path()});
-        return keepsafe_test::runProgram(arguments);
-    }
+    ProgramResult run(const std::vector<std::string>& arguments) const { return root_.sandbox(arguments); }
 
     ProgramResult import(const std::string& policy, const std::vector<std::string>& more = {}) const
     {
@@ -40,16 +36,16 @@ protected:
 
     std::string policy(const std::string& document) const
     {
-        writeFile(dir_.path("policy.json"), document);
-        return dir_.path("policy.json");
+        writeFile(root_.path("policy.json"), document);
+        return root_.path("policy.json");
     }
 
     std::string cache(const std::string& id) const
     {
-        return dir_.path("wmc/webserver/temp/access-caches/" + id);
+        return root_.path("wmc/webserver/temp/access-caches/" + id);
     }
 
-    keepsafe_test::TempDir dir_;
+    keepsafe_test::SandboxRoot root_;
 };
 
 TEST_F(ImportProgram, StoresAndPublishesAPolicyAndSaysWhat)
@@ -100,14 +96,14 @@ TEST_F(ImportProgram, RefusesOtherBitsThanThePublishedOnesUnlessItMayRenumber)
     EXPECT_EQ(refused.errors, "ksrbac-sandbox: operation |OPERATIONS|VIEW|: bit 40 is asked for, but it is "
                               "published with bit 0\n");
     EXPECT_EQ(import(other, {"--renumber"}).exitStatus, 0) << "nothing was stored before";
-    EXPECT_THAT(readFile(dir_.path("wmc/webserver/temp/operation-cache.json")),
+    EXPECT_THAT(readFile(root_.path("wmc/webserver/temp/operation-cache.json")),
                 HasSubstr("\"|OPERATIONS|VIEW|\": 40"));
 }
 
 TEST_F(ImportProgram, DoesNothingWhileTheServiceIsRunning)
 {
     run({"init"});
-    const keepsafe_sandbox::ServiceLock service(keepsafe_sandbox::RootLayout(dir_.path()), "the service");
+    const keepsafe_sandbox::ServiceLock service(keepsafe_sandbox::RootLayout(root_.path()), "the service");
     const ProgramResult result = import(COMPANY);
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_EQ(result.errors, "ksrbac-sandbox: the service is running for this root (process " +
@@ -131,7 +127,7 @@ TEST_F(ImportProgram, NeedsARootThatWasMadeAndAPolicyThatCanBeUsed)
 TEST_F(ImportProgram, EndsWith1WhenTheDatabaseIsGone)
 {
     run({"init"});
-    writeFile(dir_.path("var/sandbox/auth_main.db"), std::string(4096, 'x'));
+    writeFile(root_.path("var/sandbox/auth_main.db"), std::string(4096, 'x'));
     const ProgramResult result = import(COMPANY);
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_THAT(result.errors, HasSubstr("ksrbac-sandbox: cannot read the table AUTH_MAIN.ACTL_Role"));

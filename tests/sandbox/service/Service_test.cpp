@@ -20,7 +20,7 @@
 #include <keepsafe/rbac/namespace/root_namespaces.h>
 #include <keepsafe/rbac/registration/DefaultObjectRegistrationService.h>
 
-#include "sandbox/service/RunningService.h"
+#include "sandbox/support/RunningService.h"
 #include "support/CapturedLog.h"
 
 namespace {
@@ -37,14 +37,12 @@ namespace operations = root_namespaces::operations;
 /// What the service is asked to do without, and with, a policy that knows the operation VIEW.
 class Service : public testing::Test {
 protected:
-    Service()
+    std::string policyFile() const
     {
         keepsafe_test::writeFile(folder_.path("policy.json"),
                                  R"({"operations":{"|OPERATIONS|VIEW|":0,"|OPERATIONS|ADD|":1},"roles":[],)"
                                  R"("objects":[{"namespace":"|KEEPSAFE|"}],"accessDefinitions":[]})");
-        const ProgramResult imported = service_.run({"import", folder_.path("policy.json")});
-        EXPECT_EQ(imported.exitStatus, 0) << imported.errors;
-        service_.start();
+        return folder_.path("policy.json");
     }
 
     static boost::shared_ptr<json_t> operation(const ObjectNamespace& name)
@@ -93,7 +91,7 @@ protected:
 
     const keepsafe_test::TempDir folder_;
     CapturedLog log_{8};
-    RunningService service_;
+    RunningService service_{policyFile()};
 };
 
 TEST_F(Service, KeepsRolesForTheLibrary)
@@ -164,15 +162,16 @@ TEST_F(Service, EndsWith0AndIsBackAtTheSameAddressAtOnce)
 
 TEST_F(Service, IsAloneInItsRootAndAtItsAddress)
 {
-    const ProgramResult second = service_.run({"serve"});
+    const ProgramResult second = service_.sandbox({"serve"});
     EXPECT_EQ(second.exitStatus, 1);
     EXPECT_THAT(second.errors, StartsWith("ksrbac-sandbox: the service is running for this root (process "));
 
-    const ProgramResult made = keepsafe_test::runProgram(
-        {service_.program(), "init", "--root", folder_.path("other"), "--service", service_.address()});
+    const ProgramResult made =
+        keepsafe_test::runProgram({service_.sandboxProgram(), "init", "--root", folder_.path("other"),
+                                   "--service", service_.address()});
     ASSERT_EQ(made.exitStatus, 0) << made.errors;
     const ProgramResult other =
-        keepsafe_test::runProgram({service_.program(), "serve", "--root", folder_.path("other")});
+        keepsafe_test::runProgram({service_.sandboxProgram(), "serve", "--root", folder_.path("other")});
     EXPECT_EQ(other.exitStatus, 1);
     EXPECT_EQ(other.errors,
               "ksrbac-sandbox: cannot listen on " + service_.address() + ":1556: Address already in use\n");
@@ -248,11 +247,11 @@ TEST_F(Service, ListensWhereItIsTold)
 {
     service_.stop();
     EXPECT_EQ(
-        service_.run({"serve", "--listen", "nowhere"}).errors,
+        service_.sandbox({"serve", "--listen", "nowhere"}).errors,
         "ksrbac-sandbox: \"nowhere\": the port is missing; wanted is ADDRESS:PORT, as in 127.0.0.1:1556 "
         "or [::1]:1556\n");
-    EXPECT_EQ(service_.run({"serve", "--listen", "nowhere"}).exitStatus, 2);
-    const ProgramResult foreign = service_.run({"serve", "--listen", "192.0.2.1:1556"});
+    EXPECT_EQ(service_.sandbox({"serve", "--listen", "nowhere"}).exitStatus, 2);
+    const ProgramResult foreign = service_.sandbox({"serve", "--listen", "192.0.2.1:1556"});
     EXPECT_EQ(foreign.exitStatus, 1);
     EXPECT_EQ(foreign.errors,
               "ksrbac-sandbox: cannot listen on 192.0.2.1:1556: Cannot assign requested address\n");
@@ -262,7 +261,7 @@ TEST(ServiceWithoutRoot, IsRefused)
 {
     const keepsafe_test::TempDir folder;
     const ProgramResult result =
-        keepsafe_test::runProgram({RunningService::program(), "serve", "--root", folder.path("none")});
+        keepsafe_test::runProgram({RunningService::sandboxProgram(), "serve", "--root", folder.path("none")});
     EXPECT_EQ(result.exitStatus, 2);
     EXPECT_EQ(result.errors, "ksrbac-sandbox: " + folder.path("none") +
                                  "/etc/keepsafe.toml is missing: run 'ksrbac-sandbox init --root " +

@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "SandboxRoot.h"
+#include "sandbox/support/SandboxRoot.h"
 #include "support/PrivatePostgres.h"
 #include "support/TokenDatabase.h"
 

@@ -8,8 +8,9 @@
 
 #include <gtest/gtest.h>
 
-#include "ServedRoot.h"
+#include "sandbox/support/RunningService.h"
 #include "support/Descriptor.h"
+#include "support/Process.h"
 #include "tools/ksrbac/default_signals.h"
 
 // ksrbac object register and unregister, with the real service: what becomes of objects and of decisions.
@@ -69,7 +70,7 @@ protected:
         EXPECT_EQ(result.errors.substr(0, message.size()), message);
     }
 
-    ServedRoot root_;
+    RunningService root_{KEEPSAFE_EXAMPLE_POLICIES "/company.json"};
 };
 
 TEST_F(Registration, ACommitBringsTheGrants)
@@ -211,7 +212,7 @@ TEST_F(Registration, TheServiceRefusesAnObjectThatIsThere)
 
 TEST_F(Registration, AServiceThatDiesBetweenThePhasesLeavesTheObjectPending)
 {
-    expectFailure(registerVm(shell("kill -KILL " + std::to_string(root_.servicePid()))),
+    expectFailure(registerVm(shell("kill -KILL " + std::to_string(root_.pid()))),
                   "ksrbac: object register " + VM +
                       ": status 8024: the change could not be committed after its callback succeeded (");
     root_.start();

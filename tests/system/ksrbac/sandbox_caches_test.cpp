@@ -1,9 +1,8 @@
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
-#include "KsrbacTest.h"
+#include "sandbox/support/SandboxRoot.h"
 
 // The tool over caches that another program wrote.
 
@@ -12,29 +11,18 @@ namespace {
 
 class SandboxCaches : public testing::Test {
 protected:
-    [[nodiscard]] ProgramResult sandbox(std::vector<std::string> arguments) const
-    {
-        arguments.insert(arguments.begin(), KSRBAC_SANDBOX_BINARY);
-        arguments.insert(arguments.end(), {"--root", root_.path(), "--id", "made"});
-        return runProgram(arguments);
-    }
-    [[nodiscard]] ProgramResult tool(std::vector<std::string> arguments) const
-    {
-        arguments.insert(arguments.begin(), {KSRBAC_BINARY, "--root", root_.path()});
-        return runProgram(arguments);
-    }
     [[nodiscard]] std::string directory() const
     {
         return root_.path("wmc/webserver/temp/access-caches/made");
     }
 
-    TempDir root_;
+    SandboxRoot root_;
 };
 
 TEST_F(SandboxCaches, AGeneratedCacheIsSound)
 {
-    ASSERT_EQ(sandbox({"generate", "--objects", "20000", "--seed", "7"}).exitStatus, 0);
-    const auto result = tool({"cache", "verify", "made"});
+    ASSERT_EQ(root_.sandbox({"generate", "--objects", "20000", "--seed", "7", "--id", "made"}).exitStatus, 0);
+    const auto result = root_.tool({"cache", "verify", "made"});
     EXPECT_NE(result.output.find(directory() + ": no faults\n"), std::string::npos) << result.output;
     EXPECT_EQ(result.exitStatus, 0);
 }
@@ -49,14 +37,15 @@ TEST_F(SandboxCaches, ACompiledPolicyIsSoundAndAnswersAsItSays)
             {"object": "|KEEPSAFE|", "role": 17, "propagation": "CHILDREN", "operations": ["|OPERATIONS|RESTORE|"]},
             {"object": "|KEEPSAFE|PRIVATE|", "role": -2, "propagation": "OBJECT", "operations": ["|OPERATIONS|RESTORE|"]}
         ]})");
-    const auto compiled = sandbox({"compile", root_.path("policy.json")});
+    const auto compiled = root_.sandbox({"compile", root_.path("policy.json"), "--id", "made"});
     ASSERT_EQ(compiled.exitStatus, 0) << compiled.errors;
-    EXPECT_EQ(tool({"cache", "verify", "made"}).exitStatus, 0);
-    EXPECT_EQ(tool({"operations"}).output,
+    EXPECT_EQ(root_.tool({"cache", "verify", "made"}).exitStatus, 0);
+    EXPECT_EQ(root_.tool({"operations"}).output,
               "BIT  OPERATION\n  0  |OPERATIONS|VIEW|\n 40  |OPERATIONS|RESTORE|\n");
     const auto answers = [this](const std::string& roles) {
-        return tool({"check", "--cache=made", "--operation=|OPERATIONS|RESTORE|", "--roles=" + roles,
-                     "|KEEPSAFE|a|", "|KEEPSAFE|PRIVATE|", "|KEEPSAFE|"})
+        return root_
+            .tool({"check", "--cache=made", "--operation=|OPERATIONS|RESTORE|", "--roles=" + roles,
+                   "|KEEPSAFE|a|", "|KEEPSAFE|PRIVATE|", "|KEEPSAFE|"})
             .output;
     };
     EXPECT_EQ(answers("17"), "allow\t|KEEPSAFE|a|\ndeny\t|KEEPSAFE|PRIVATE|\ndeny\t|KEEPSAFE|\n");

@@ -10,8 +10,9 @@
 
 #include <gtest/gtest.h>
 
-#include "ServedRoot.h"
+#include "sandbox/support/RunningService.h"
 #include "support/Descriptor.h"
+#include "support/Process.h"
 #include "tools/ksrbac/default_signals.h"
 
 // The whole road: the tool, the library, the service with its database, and the caches that it publishes.
@@ -58,7 +59,7 @@ protected:
         return decision({"--roles=17"}, object);
     }
 
-    ServedRoot root_;
+    RunningService root_{KEEPSAFE_EXAMPLE_POLICIES "/company.json"};
 };
 
 TEST_F(Service, KeepsRolesAndGivesThemOutAgain)

@@ -6,7 +6,7 @@
 
 #include <keepsafe/platform/status/status_codes.h>
 
-#include "SandboxRoot.h"
+#include "sandbox/support/SandboxRoot.h"
 #include "tokens/TokenSigner.h"
 
 // ksrbac token: the real binary, with tokens that the sandbox issued and others that no issuer would.

@@ -1,4 +1,4 @@
-#include "sandbox/service/RunningService.h"
+#include "sandbox/support/RunningService.h"
 
 #include <chrono>
 #include <csignal>
@@ -9,28 +9,30 @@
 
 namespace keepsafe_test {
 
-RunningService::RunningService() : address_(ownAddress())
+namespace {
+
+void require(const ProgramResult& result)
 {
-    const ProgramResult made = run({"init", "--service", address_});
-    if (made.exitStatus != 0) {
-        throw std::runtime_error("init failed: " + made.errors);
+    if (result.exitStatus != 0) {
+        throw std::runtime_error(result.errors);
     }
 }
 
-ProgramResult RunningService::run(std::vector<std::string> command) const
-{
-    command.insert(command.begin(), program());
-    command.insert(command.end(), {"--root", root_.path()});
-    return runProgram(command);
-}
+} // namespace
 
-std::string RunningService::program() { return KEEPSAFE_SANDBOX_PROGRAM; }
+RunningService::RunningService(const std::string& policyFile) : address_(ownAddress())
+{
+    require(sandbox({"init", "--service", address_}));
+    require(sandbox({"import", policyFile}));
+    start();
+}
 
 void RunningService::start()
 {
     constexpr std::chrono::seconds limit(60);
     constexpr std::chrono::milliseconds step(2);
-    process_.emplace(Process::start({program(), "serve", "--root", root_.path()}, outputFile(), errorFile()));
+    process_.emplace(
+        Process::start({sandboxProgram(), "serve", "--root", path()}, outputFile(), errorFile()));
     const auto end = std::chrono::steady_clock::now() + limit;
     while (output().find('\n') == std::string::npos) {
         if (process_->hasEnded() || std::chrono::steady_clock::now() > end) {
