@@ -21,16 +21,6 @@
 #include "support/Process.h"
 #include "support/TempDir.h"
 
-/// For ThreadSanitizer, which does not see the lock in the C library's setlocale: PostgreSQL's driver calls
-/// that for every connection.
-extern "C" const char*
-__tsan_default_suppressions(); // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
-extern "C" const char*
-__tsan_default_suppressions() // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
-{
-    return "race:psqlodbcw.so\n";
-}
-
 namespace keepsafe_test {
 namespace {
 
