@@ -5,8 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <set>
 #include <string>
 #include <utility>
@@ -14,14 +12,12 @@
 #include <boost/lexical_cast.hpp>
 #include <boost/make_shared.hpp>
 
-#include <keepsafe/platform/config/installation.h>
 #include <keepsafe/platform/http/extract_error.h>
-#include <keepsafe/platform/log/log_sink.h>
 #include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/rbac/api/Rbac2Json.h>
 #include <keepsafe/rbac/registration/DefaultObjectRegistrationService.h>
 
-#include "PrivateFolder.h"
+#include "MasterServerRoot.h"
 #include "require.h"
 
 namespace {
@@ -65,23 +61,6 @@ private:
 
     std::string body_;
     long httpStatus_;
-};
-
-/// A root whose configuration names a master server.
-class Root {
-public:
-    Root()
-    {
-        std::filesystem::create_directories(folder_.path() + "/etc");
-        std::ofstream file(folder_.path() + "/etc/keepsafe.toml");
-        file << "master_server = \"master.example\"\n" << std::flush;
-        require(file.good(), "the configuration can be written");
-        Tessara::Keepsafe::Platform::setInstallationRoot(folder_.path());
-        Tessara::Keepsafe::Platform::setLogThreshold(1000);
-    }
-
-private:
-    PrivateFolder folder_;
 };
 
 void check(const Service::RegisteredObject& registered)
@@ -204,7 +183,7 @@ void readError(const std::string& answer)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static const Root root;
+    static const MasterServerRoot root;
     if (size == 0) {
         return 0;
     }

@@ -5,23 +5,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <utility>
 
 #include <boost/lexical_cast.hpp>
 #include <boost/make_shared.hpp>
 
-#include <keepsafe/platform/config/installation.h>
-#include <keepsafe/platform/log/log_sink.h>
 #include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/rbac/api/ManagedObjects.h>
 #include <keepsafe/rbac/api/Operations.h>
 #include <keepsafe/rbac/api/Rbac2Json.h>
 #include <keepsafe/rbac/api/Roles.h>
 
-#include "PrivateFolder.h"
+#include "MasterServerRoot.h"
 #include "require.h"
 
 namespace {
@@ -66,23 +62,6 @@ private:
 
     std::string body_;
     bool isError_;
-};
-
-/// A root whose configuration names a master server.
-class Root {
-public:
-    Root()
-    {
-        std::filesystem::create_directories(folder_.path() + "/etc");
-        std::ofstream file(folder_.path() + "/etc/keepsafe.toml");
-        file << "master_server = \"master.example\"\n" << std::flush;
-        require(file.good(), "the configuration can be written");
-        Tessara::Keepsafe::Platform::setInstallationRoot(folder_.path());
-        Tessara::Keepsafe::Platform::setLogThreshold(1000);
-    }
-
-private:
-    PrivateFolder folder_;
 };
 
 void requireName(const ObjectNamespace& name)
@@ -151,7 +130,7 @@ void run(unsigned operation, const boost::shared_ptr<KSClientCURL_BaseFactory>& 
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static const Root root;
+    static const MasterServerRoot root;
     if (size == 0) {
         return 0;
     }
