@@ -21,7 +21,7 @@ namespace keepsafe_test {
 namespace {
 
 using server_detail::Bell;
-using server_detail::Descriptor;
+using server_detail::owned;
 using server_detail::require;
 using server_detail::ServerSession;
 
@@ -74,7 +74,8 @@ class HttpsServer::Impl {
 public:
     explicit Impl(const Settings& settings)
         : settings_(settings), context_(makeContext(settings)),
-          listener_(::socket(settings.ipv6 ? AF_INET6 : AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+          listener_(
+              owned(::socket(settings.ipv6 ? AF_INET6 : AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket"))
     {
         listen();
         acceptor_ = std::thread([this] { acceptAll(); });
@@ -150,18 +151,17 @@ private:
             settings_.ipv6 ? reinterpret_cast<sockaddr*>(&six) : reinterpret_cast<sockaddr*>(&four);
         socklen_t size = settings_.ipv6 ? sizeof six : sizeof four;
         const int yes = 1;
-        require(::setsockopt(listener_.number(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) == 0,
-                "setsockopt");
-        require(::bind(listener_.number(), address, size) == 0, "bind");
-        require(::listen(listener_.number(), SOMAXCONN) == 0, "listen");
-        require(::getsockname(listener_.number(), address, &size) == 0, "getsockname");
+        require(::setsockopt(listener_.get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) == 0, "setsockopt");
+        require(::bind(listener_.get(), address, size) == 0, "bind");
+        require(::listen(listener_.get(), SOMAXCONN) == 0, "listen");
+        require(::getsockname(listener_.get(), address, &size) == 0, "getsockname");
         port_ = ntohs(settings_.ipv6 ? six.sin6_port : four.sin_port);
     }
 
     void acceptAll()
     {
-        while (bell_.waitFor(listener_.number()) == Bell::Outcome::Ready) {
-            const int socket = ::accept4(listener_.number(), nullptr, nullptr, SOCK_CLOEXEC);
+        while (bell_.waitFor(listener_.get()) == Bell::Outcome::Ready) {
+            const int socket = ::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC);
             if (socket < 0) {
                 continue;
             }

@@ -54,21 +54,19 @@ void require(bool done, const char* what)
     }
 }
 
-void Descriptor::close() noexcept
+Descriptor owned(int descriptor, const char* what)
 {
-    if (number_ >= 0) {
-        ::close(number_);
-        number_ = -1;
-    }
+    require(descriptor != -1, what);
+    return Descriptor(descriptor);
 }
 
-Bell::Bell() : event_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+Bell::Bell() : event_(owned(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")) {}
 
-void Bell::ring() { require(::eventfd_write(event_.number(), 1) == 0, "no event"); }
+void Bell::ring() { require(::eventfd_write(event_.get(), 1) == 0, "no event"); }
 
 Bell::Outcome Bell::waitFor(int descriptor, std::chrono::milliseconds limit)
 {
-    std::array<pollfd, 2> waiting{{{descriptor, POLLIN, 0}, {event_.number(), POLLIN, 0}}};
+    std::array<pollfd, 2> waiting{{{descriptor, POLLIN, 0}, {event_.get(), POLLIN, 0}}};
     int count = 0;
     do {
         count = ::poll(waiting.data(), waiting.size(), static_cast<int>(limit.count()));
@@ -83,7 +81,7 @@ bool ServerSession::handshake(SSL_CTX* context)
 {
     ssl_.reset(SSL_new(context));
     const bool done =
-        ssl_ && SSL_set_fd(ssl_.get(), socket_.number()) == 1 && readable() && SSL_accept(ssl_.get()) == 1;
+        ssl_ && SSL_set_fd(ssl_.get(), socket_.get()) == 1 && readable() && SSL_accept(ssl_.get()) == 1;
     if (!done) {
         ERR_clear_error();
         drain();
@@ -126,7 +124,7 @@ bool ServerSession::send(const std::string& text)
 bool ServerSession::pause(std::chrono::milliseconds time)
 {
     // A client has nothing to say before it has its response: whatever comes is its end.
-    return isOpen() && bell_.waitFor(socket_.number(), time) == Bell::Outcome::TimeOut;
+    return isOpen() && bell_.waitFor(socket_.get(), time) == Bell::Outcome::TimeOut;
 }
 
 void ServerSession::close()
@@ -140,13 +138,13 @@ void ServerSession::close()
 void ServerSession::reset()
 {
     const linger now{1, 0};
-    ::setsockopt(socket_.number(), SOL_SOCKET, SO_LINGER, &now, sizeof now);
+    ::setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &now, sizeof now);
     breakOff();
 }
 
 void ServerSession::sendWithoutTls(const std::string& text)
 {
-    static_cast<void>(::send(socket_.number(), text.data(), text.size(), MSG_NOSIGNAL));
+    static_cast<void>(::send(socket_.get(), text.data(), text.size(), MSG_NOSIGNAL));
     drain();
     breakOff();
 }
@@ -174,14 +172,14 @@ bool ServerSession::readMore()
 /// Reads what still comes: closing with unread bytes would reset the connection and lose what was sent.
 void ServerSession::drain()
 {
-    ::shutdown(socket_.number(), SHUT_WR);
+    ::shutdown(socket_.get(), SHUT_WR);
     readToTheEnd();
 }
 
 void ServerSession::readToTheEnd()
 {
     std::array<char, 4096> block;
-    while (readable() && ::recv(socket_.number(), block.data(), block.size(), 0) > 0) {
+    while (readable() && ::recv(socket_.get(), block.data(), block.size(), 0) > 0) {
     }
 }
 

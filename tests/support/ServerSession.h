@@ -7,6 +7,7 @@
 
 #include <openssl/ssl.h>
 
+#include "support/Descriptor.h"
 #include "support/HttpsServer.h"
 
 /// \file
@@ -17,18 +18,8 @@ namespace keepsafe_test::server_detail {
 /// Throws `std::system_error` unless it was done.
 void require(bool done, const char* what);
 
-class Descriptor {
-public:
-    explicit Descriptor(int number) : number_(number) { require(number >= 0, "no descriptor"); }
-    ~Descriptor() { close(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    void close() noexcept;
-    [[nodiscard]] int number() const noexcept { return number_; }
-
-private:
-    int number_;
-};
+/// Owns a descriptor that a system call gave; throws `std::system_error` when it gave none.
+Descriptor owned(int descriptor, const char* what);
 
 /// Wakes one thread that waits for a descriptor.
 class Bell {
@@ -49,13 +40,13 @@ public:
     ServerSession(int socket, unsigned number) : socket_(socket), number_(number) {}
 
     [[nodiscard]] unsigned number() const { return number_; }
-    [[nodiscard]] bool isOpen() const { return socket_.number() >= 0; }
+    [[nodiscard]] bool isOpen() const { return socket_.get() != -1; }
 
     /// From any thread: ends whatever its thread waits for.
     void end() { bell_.ring(); }
 
     /// Waits for something of the client's; false when there will be nothing.
-    bool readable() { return bell_.waitFor(socket_.number()) == Bell::Outcome::Ready; }
+    bool readable() { return bell_.waitFor(socket_.get()) == Bell::Outcome::Ready; }
     /// False when it failed; the connection is then closed.
     bool handshake(SSL_CTX* context);
     /// False when the connection ended before a whole request came.

@@ -5,6 +5,7 @@
 #include <ostream>
 #include <utility>
 
+#include <boost/container/small_vector.hpp>
 #include <boost/lexical_cast.hpp>
 
 #include <keepsafe/platform/status/EC_exception.h>
@@ -25,37 +26,39 @@ constexpr bool staysAsItIs(unsigned char byte)
            byte == '-' || byte == '*' || byte == '_' || byte == '.';
 }
 
-/// What one byte may become: 0 for itself, the length of its replacement otherwise.
-struct EncodingTable {
-    bool copied[256] = {};
-    constexpr EncodingTable()
+struct CopiedBytes {
+    bool has[256] = {};
+    constexpr CopiedBytes()
     {
         for (unsigned byte = 0; byte < 256; ++byte) {
-            copied[byte] = staysAsItIs(static_cast<unsigned char>(byte));
+            has[byte] = staysAsItIs(static_cast<unsigned char>(byte));
         }
     }
 };
-constexpr EncodingTable ENCODING;
+constexpr CopiedBytes COPIED;
 
-/// Appends the escaped form of `component` in one pass over a buffer that fits the longest outcome.
-void appendEncoded(const std::string& component, std::string& out)
+/// Where text is put together before it is known how long it becomes. On the stack for usual names, so that
+/// what is kept of them is no longer than the text.
+using Buffer = boost::container::small_vector<char, 512>;
+
+constexpr std::size_t LONGEST_ESCAPE = 3;
+
+/// Writes the escaped form of `component` to where there is room for it. Returns its end.
+char* encode(const std::string& component, char* out) noexcept
 {
-    const std::size_t start = out.size();
-    out.resize(start + 3 * component.size());
-    char* end = out.data() + start;
     for (const char character : component) {
         const auto byte = static_cast<unsigned char>(character);
-        if (ENCODING.copied[byte]) {
-            *end++ = character;
-        } else if (byte == ' ') {
-            *end++ = '+';
+        if (COPIED.has[byte]) {
+            *out++ = character;
+        } else if (character == ' ') {
+            *out++ = '+';
         } else {
-            *end++ = '%';
-            *end++ = HEX_DIGITS[byte >> 4U];
-            *end++ = HEX_DIGITS[byte & 15U];
+            *out++ = '%';
+            *out++ = HEX_DIGITS[byte >> 4U];
+            *out++ = HEX_DIGITS[byte & 15U];
         }
     }
-    out.resize(static_cast<std::size_t>(end - out.data()));
+    return out;
 }
 
 } // namespace
@@ -130,16 +133,16 @@ const std::string& ObjectNamespace::str() const
     if (text_.empty()) {
         std::size_t atMost = 1;
         for (const std::string& component : components_) {
-            atMost += 3 * component.size() + 1;
+            atMost += LONGEST_ESCAPE * component.size() + 1;
         }
-        std::string text;
-        text.reserve(atMost);
-        text.push_back(SEPARATOR);
+        Buffer buffer(atMost, boost::container::default_init);
+        char* end = buffer.data();
+        *end++ = SEPARATOR;
         for (const std::string& component : components_) {
-            appendEncoded(component, text);
-            text.push_back(SEPARATOR);
+            end = encode(component, end);
+            *end++ = SEPARATOR;
         }
-        text_ = std::move(text);
+        text_.assign(buffer.data(), end);
     }
     return text_;
 }
@@ -156,9 +159,8 @@ const std::string& ObjectNamespace::toLogStr() const
 
 std::string ObjectNamespace::encode_component(const std::string& component)
 {
-    std::string encoded;
-    appendEncoded(component, encoded);
-    return encoded;
+    Buffer buffer(LONGEST_ESCAPE * component.size(), boost::container::default_init);
+    return {buffer.data(), encode(component, buffer.data())};
 }
 
 bool operator==(const ObjectNamespace& left, const ObjectNamespace& right) noexcept
@@ -168,7 +170,19 @@ bool operator==(const ObjectNamespace& left, const ObjectNamespace& right) noexc
 
 bool operator<(const ObjectNamespace& left, const ObjectNamespace& right) noexcept
 {
-    return left.components_ < right.components_;
+    // Not the operator of lists, which compares equal components twice.
+    auto other = right.components_.begin();
+    for (const std::string& component : left.components_) {
+        if (other == right.components_.end()) {
+            return false;
+        }
+        const int order = component.compare(*other);
+        if (order != 0) {
+            return order < 0;
+        }
+        ++other;
+    }
+    return other != right.components_.end();
 }
 
 std::ostream& operator<<(std::ostream& stream, const ObjectNamespace& value)

@@ -14,6 +14,8 @@
 #include <keepsafe/platform/status/status_codes.h>
 #include <keepsafe/rbac/api/Rbac2Json.h>
 
+#include "NamespaceReader.h"
+
 namespace Tessara::Keepsafe::Rbac {
 
 namespace {
@@ -36,12 +38,11 @@ constexpr char BULK_TAG[] = "DefaultObjectRegistrationService::extractBulkRegist
     throw EC_exception(Status::UNEXPECTED_RESPONSE);
 }
 
-ObjectNamespace toNamespace(const char* text) { return boost::lexical_cast<ObjectNamespace>(text); }
-
 enum class Form { RIGHT, WRONG, NO_ARRAY };
 
 /// Reads a record and says nothing. `error` is set when the form is wrong.
-Form readRecord(const json_t* record, Service::RegisteredObject& registered, json_error_t& error)
+Form readRecord(const json_t* record, NamespaceReader& names, Service::RegisteredObject& registered,
+                json_error_t& error)
 {
     const char* id = nullptr;
     const json_t* objects = nullptr;
@@ -52,7 +53,7 @@ Form readRecord(const json_t* record, Service::RegisteredObject& registered, jso
     if (objects != nullptr && !json_is_array(objects)) {
         return Form::NO_ARRAY;
     }
-    registered.first = toNamespace(id);
+    registered.first = names.read(id);
     for (std::size_t index = 0; index < json_array_size(objects); ++index) {
         json_t* const element = json_array_get(objects, index);
         id = json_string_value(json_object_get(element, "id"));
@@ -60,7 +61,7 @@ Form readRecord(const json_t* record, Service::RegisteredObject& registered, jso
         if (id == nullptr && json_unpack_ex(element, &error, 0, "{s:s}", "id", &id) != 0) {
             return Form::WRONG;
         }
-        registered.second.push_back(toNamespace(id));
+        registered.second.push_back(names.read(id));
     }
     return Form::RIGHT;
 }
@@ -74,6 +75,7 @@ bool readInTurn(const std::string& response, Service::RegisteredObjects& registe
     if (response.compare(0, START.size(), START) != 0) {
         return false;
     }
+    NamespaceReader names;
     std::size_t position = START.size() - 1;
     do {
         ++position;
@@ -84,7 +86,7 @@ bool readInTurn(const std::string& response, Service::RegisteredObjects& registe
                                                json_decref);
         const auto length = static_cast<std::size_t>(error.position); // `readRecord` overwrites it
         Service::RegisteredObject object;
-        if (!record || readRecord(record.get(), object, error) != Form::RIGHT) {
+        if (!record || readRecord(record.get(), names, object, error) != Form::RIGHT) {
             return false;
         }
         position += length;
@@ -99,8 +101,9 @@ DefaultObjectRegistrationService::RegisteredObject
 DefaultObjectRegistrationService::extractRegisteredNamespaces(const json_t* record)
 {
     RegisteredObject registered;
+    NamespaceReader names;
     json_error_t error;
-    switch (readRecord(record, registered, error)) {
+    switch (readRecord(record, names, registered, error)) {
     case Form::RIGHT:
         return registered;
     case Form::NO_ARRAY:

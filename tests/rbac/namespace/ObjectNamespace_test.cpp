@@ -292,6 +292,19 @@ TEST(ObjectNamespace, IsAKeyOfMapsAndSets)
                                                      ObjectNamespace("B")}));
 }
 
+TEST(ObjectNamespace, ALongTextIsAsCompleteAsAShortOne)
+{
+    for (const std::size_t length : {169U, 170U, 171U, 100000U}) {
+        const ObjectNamespace name(std::string(length, '|'), "b");
+        std::string expected = "|";
+        for (std::size_t i = 0; i < length; ++i) {
+            expected += "%7C";
+        }
+        EXPECT_EQ(ObjectNamespace::encode_component(std::string(length, '|')), expected.substr(1));
+        EXPECT_EQ(name.str(), expected + "|b|");
+    }
+}
+
 TEST(ObjectNamespace, ACopyTakesTheTextAlong)
 {
     const ObjectNamespace original("a", "b");
