@@ -1,7 +1,8 @@
 // ksrbac-sandbox serve as a process of its own, asked by the library's clients.
 
 #include <atomic>
-#include <future>
+#include <functional>
+#include <map>
 #include <random>
 #include <set>
 #include <string>
@@ -72,12 +73,47 @@ protected:
         return 0;
     }
 
+    /// Nothing when there is no such object.
+    static boost::optional<ManagedObjectState> stateOf(const ObjectNamespace& object)
+    {
+        boost::optional<ManagedObjectState> state;
+        (void)statusOf([&] { state = ManagedObjectAPI().get_object(object).state; });
+        return state;
+    }
+
+    /// Calls `work` with 0, 1 and so on, until it says that it failed: the service is killed some moments
+    /// after the first call succeeded. Then the service is there again.
+    void workUntilItIsKilled(const std::function<bool(int)>& work)
+    {
+        ASSERT_TRUE(work(0));
+        const std::chrono::microseconds moment(random_() % 40000);
+        std::thread killer([&] {
+            std::this_thread::sleep_for(moment);
+            service_.killNow();
+        });
+        for (int number = 1; work(number); ++number) {
+        }
+        killer.join();
+        service_.kill();
+        service_.start();
+    }
+
     static boost::shared_ptr<ObjectRegistrationData> dataOf(const ObjectNamespace& name)
     {
         auto data = boost::make_shared<ObjectRegistrationData>();
         data->objectNamespace = name;
         data->objectType = "vm";
         data->accessControlAttributes = json_pack_shared("{}");
+        return data;
+    }
+
+    /// With the grant of VIEW to a role.
+    static boost::shared_ptr<ObjectRegistrationData> dataOf(const ObjectNamespace& name, int role)
+    {
+        auto data = dataOf(name);
+        data->accessControlAttributes =
+            json_pack_shared("{s:[{s:i, s:[s], s:s}]}", "accessDefinitions", "roleId", role, "operations",
+                             operations::VIEW.str().c_str(), "propagation", "OBJECT");
         return data;
     }
 
@@ -93,6 +129,16 @@ protected:
     const keepsafe_test::TempDir folder_;
     CapturedLog log_{8};
     RunningService service_{policyFile()};
+
+private:
+    std::mt19937 random_{20261121};
+};
+
+/// Work that succeeds at once.
+class DoesNothing : public ObjectRegistrationCallback {
+public:
+    int invoke() override { return 0; }
+    void notifyFailure(int /*status*/) override {}
 };
 
 TEST_F(Service, KeepsRolesForTheLibrary)
@@ -212,35 +258,16 @@ TEST_F(Service, FailsCallsWithAStatusWhileItIsAwayAndAnswersTheNextOnes)
 TEST_F(Service, LosesNothingThatItHasAcknowledgedWhenItIsKilled)
 {
     constexpr int rounds = 6;
-    std::mt19937 random(20261121);
     std::set<std::string> acknowledged;
     for (int round = 0; round < rounds; ++round) {
-        const auto killAfter = std::chrono::microseconds(random() % 40000);
-        std::promise<void> firstIsAcknowledged;
-        std::thread killer([&] {
-            firstIsAcknowledged.get_future().wait();
-            std::this_thread::sleep_for(killAfter);
-            service_.killNow();
-        });
-        int made = 0;
-        try {
-            for (;; ++made) {
-                const std::string name = "role-" + std::to_string(round) + "-" + std::to_string(made);
-                (void)RoleAPI().create_role(name, "");
+        workUntilItIsKilled([&](int number) {
+            const std::string name = "role-" + std::to_string(round) + "-" + std::to_string(number);
+            const bool isMade = statusOf([&] { (void)RoleAPI().create_role(name, ""); }) == 0;
+            if (isMade) {
                 acknowledged.insert(name);
-                if (made == 0) {
-                    firstIsAcknowledged.set_value();
-                }
             }
-        } catch (const EC_exception&) {
-            EXPECT_GT(made, 0) << "the first change of a round succeeds";
-        }
-        if (made == 0) {
-            firstIsAcknowledged.set_value();
-        }
-        killer.join();
-        service_.kill();
-        service_.start();
+            return isMade;
+        });
         const std::set<std::string> there = roleNames();
         for (const std::string& name : acknowledged) {
             EXPECT_EQ(there.count(name), 1U) << name << " in round " << round;
@@ -252,6 +279,36 @@ TEST_F(Service, LosesNothingThatItHasAcknowledgedWhenItIsKilled)
     (void)ManagedObjectAPI().add_access_definition(root_namespaces::KEEPSAFE, role, Propagation::OBJECT,
                                                    operation(operations::VIEW));
     EXPECT_TRUE(mayView(root_namespaces::KEEPSAFE, role.id));
+}
+
+TEST_F(Service, HasRegistrationsWhereTheirStatusSaysWhenItIsKilled)
+{
+    constexpr int rounds = 6;
+    const Role viewer = RoleAPI().create_role("viewer", "");
+    DefaultObjectRegistrationService registration;
+    const auto callback = boost::make_shared<DoesNothing>();
+    std::map<ObjectNamespace, int> statuses;
+    for (int round = 0; round < rounds; ++round) {
+        workUntilItIsKilled([&](int number) {
+            const ObjectNamespace name =
+                root_namespaces::KEEPSAFE | "vms" | (std::to_string(round) + "-" + std::to_string(number));
+            return (statuses[name] = registration.registerObject(dataOf(name, viewer.id), callback)) == 0;
+        });
+        for (const auto& [name, status] : statuses) {
+            const boost::optional<ManagedObjectState> state = stateOf(name);
+            SCOPED_TRACE(name.str() + " has status " + std::to_string(status));
+            EXPECT_TRUE(status != 0 || state == READY);
+            EXPECT_TRUE(status != 8024 || state == READY || state == PENDING);
+            EXPECT_EQ(mayView(name, viewer.id), state == READY);
+        }
+    }
+    EXPECT_GE(statuses.size(), 2U * rounds);
+    for (const auto& entry : statuses) {
+        const auto again = dataOf(entry.first, viewer.id);
+        again->ignoreAlreadyRegistered = true;
+        EXPECT_EQ(registration.registerObject(again, callback), 0) << "it may be registered again";
+        EXPECT_TRUE(mayView(entry.first, viewer.id));
+    }
 }
 
 TEST_F(Service, ListensWhereItIsTold)
