@@ -20,9 +20,14 @@ void require(const ProgramResult& result)
 
 } // namespace
 
-RunningService::RunningService(const std::string& policyFile) : address_(ownAddress())
+RunningService::RunningService(const std::string& policyFile, const std::string& database)
+    : address_(ownAddress())
 {
-    require(sandbox({"init", "--service", address_}));
+    std::vector<std::string> init{"init", "--service", address_};
+    if (!database.empty()) {
+        init.insert(init.end(), {"--database", database});
+    }
+    require(sandbox(init));
     require(sandbox({"import", policyFile}));
     start();
 }

@@ -17,8 +17,9 @@ namespace keepsafe_test {
 /// this process's. Throws `std::runtime_error` with the program's messages when something does not succeed.
 class RunningService : public SandboxRoot {
 public:
-    /// Makes the root, imports the policy of the file and starts the service.
-    explicit RunningService(const std::string& policyFile);
+    /// Makes the root, imports the policy of the file and starts the service. `database` is the ODBC
+    /// connection string of its database; without it, it has a SQLite file.
+    explicit RunningService(const std::string& policyFile, const std::string& database = "");
 
     /// Returns when clients can connect.
     void start();
