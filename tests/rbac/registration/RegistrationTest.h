@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include <gtest/gtest.h>
 #include <jansson.h>
 
+#include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/rbac/api/Rbac2Json.h>
 #include <keepsafe/rbac/registration/DefaultObjectRegistrationService.h>
 
@@ -65,6 +67,23 @@ public:
     bool foundEmpty = false;
     std::vector<int> told;
 };
+
+/// A callback's exception, as the log tells of it, and the status that it stands for.
+struct CallbackFault {
+    std::function<int()> work;
+    std::string text;
+    int status;
+};
+
+inline const std::vector<CallbackFault>& callbackFaults()
+{
+    static const std::vector<CallbackFault> faults{
+        {[]() -> int { throw EC_exception(31); }, "exception, status=31", 31},
+        {[]() -> int { throw EC_exception(0); }, "exception, status=114", 114},
+        {[]() -> int { throw std::runtime_error("why"); }, "exception: why", 114},
+        {[]() -> int { throw 0; }, "unknown exception.", 114}};
+    return faults;
+}
 
 inline boost::shared_ptr<ObjectRegistrationData> dataOf(const ObjectNamespace& object)
 {

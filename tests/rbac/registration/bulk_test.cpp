@@ -6,6 +6,8 @@
 namespace {
 
 using keepsafe_test::BulkWorkCallback;
+using keepsafe_test::CallbackFault;
+using keepsafe_test::callbackFaults;
 using keepsafe_test::dataOf;
 using keepsafe_test::DefaultObjectRegistrationService;
 using keepsafe_test::Fault;
@@ -146,14 +148,7 @@ TEST_F(BulkTest, WhatTheCallbackReturnsDoesNotCount)
 
 TEST_F(BulkTest, AfterAnExceptionOfTheCallbackNothingInTheSetCounts)
 {
-    struct Case {
-        std::function<void()> thrower;
-        std::string text;
-    };
-    for (const Case& it : {Case{[] { throw EC_exception(31); }, "exception, status=31"},
-                           Case{[] { throw EC_exception(0); }, "exception, status=114"},
-                           Case{[] { throw std::runtime_error("why"); }, "exception: why"},
-                           Case{[] { throw 0; }, "unknown exception."}}) {
+    for (const CallbackFault& it : callbackFaults()) {
         SCOPED_TRACE(it.text);
         log_.clear();
         scripted_->requests.clear();
@@ -161,8 +156,7 @@ TEST_F(BulkTest, AfterAnExceptionOfTheCallbackNothingInTheSetCounts)
         respond(201, "");
         callback_->work = [this, &it](Successful& successful) {
             successful = {a_, b_};
-            it.thrower();
-            return 0;
+            return it.work();
         };
         EXPECT_EQ(registerAll(), 8022);
         EXPECT_THAT(sent(), ElementsAre(registration(), deleted_));

@@ -7,6 +7,8 @@
 
 namespace {
 
+using keepsafe_test::CallbackFault;
+using keepsafe_test::callbackFaults;
 using keepsafe_test::dataOf;
 using keepsafe_test::Fault;
 using keepsafe_test::LogLine;
@@ -94,15 +96,7 @@ TEST_F(RegisterTest, RollsBackWhenTheCallbackFails)
 
 TEST_F(RegisterTest, AnExceptionOfTheCallbackRollsBack)
 {
-    struct Case {
-        std::function<int()> work;
-        std::string text;
-        int status;
-    };
-    for (const Case& it : {Case{[]() -> int { throw EC_exception(31); }, "exception, status=31", 31},
-                           Case{[]() -> int { throw EC_exception(0); }, "exception, status=114", 114},
-                           Case{[]() -> int { throw std::runtime_error("why"); }, "exception: why", 114},
-                           Case{[]() -> int { throw 0; }, "unknown exception.", 114}}) {
+    for (const CallbackFault& it : callbackFaults()) {
         SCOPED_TRACE(it.text);
         log_.clear();
         scripted_->requests.clear();

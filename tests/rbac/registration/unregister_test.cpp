@@ -5,6 +5,8 @@
 
 namespace {
 
+using keepsafe_test::CallbackFault;
+using keepsafe_test::callbackFaults;
 using keepsafe_test::Fault;
 using keepsafe_test::LogLine;
 using keepsafe_test::RegistrationTest;
@@ -72,15 +74,7 @@ TEST_F(UnregisterTest, RestoresWhenTheCallbackFails)
 
 TEST_F(UnregisterTest, AnExceptionOfTheCallbackRestores)
 {
-    struct Case {
-        std::function<int()> work;
-        std::string text;
-        int status;
-    };
-    for (const Case& it : {Case{[]() -> int { throw EC_exception(31); }, "exception, status=31", 31},
-                           Case{[]() -> int { throw EC_exception(0); }, "exception, status=114", 114},
-                           Case{[]() -> int { throw std::runtime_error("why"); }, "exception: why", 114},
-                           Case{[]() -> int { throw "text"; }, "unknown exception.", 114}}) {
+    for (const CallbackFault& it : callbackFaults()) {
         SCOPED_TRACE(it.text);
         log_.clear();
         scripted_->requests.clear();
