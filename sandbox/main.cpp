@@ -21,6 +21,8 @@ int run(int argc, char** argv)
 {
     CLI::App program("A stand-in for the components around the library, for development and tests",
                      "ksrbac-sandbox");
+    program.set_version_flag("--version", "ksrbac-sandbox (keepsafe-rbac) " KEEPSAFE_VERSION,
+                             "Show the version and exit");
     program.require_subcommand(1);
     program.footer("Example:\n"
                    "  ksrbac-sandbox init --root /tmp/ks\n"

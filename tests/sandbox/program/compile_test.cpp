@@ -195,6 +195,13 @@ TEST_F(CompileProgram, ExitsWith1WhenTheSystemRefuses)
     EXPECT_THAT(result.errors, StartsWith("ksrbac-sandbox: cannot create the directory " + dir_.path("wmc")));
 }
 
+TEST_F(CompileProgram, TellsItsVersion)
+{
+    const ProgramResult result = run({"--version"});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.output, "ksrbac-sandbox (keepsafe-rbac) " KEEPSAFE_VERSION "\n");
+}
+
 TEST_F(CompileProgram, ShowsAnExampleWithTheHelpOfEveryCommand)
 {
     for (const std::vector<std::string>& arguments :
