@@ -2,7 +2,6 @@
 // and, for the root of a service that runs, how much of the whole time is the library's. `registration_bench
 // --help` lists the options.
 
-#include <array>
 #include <cstdio>
 #include <exception>
 #include <list>
@@ -16,7 +15,6 @@
 #include <CLI/CLI.hpp>
 #include <boost/make_shared.hpp>
 #include <malloc.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <keepsafe/platform/config/installation.h>
@@ -25,6 +23,8 @@
 #include <keepsafe/rbac/registration/DefaultObjectRegistrationService.h>
 
 #include "Measure.h"
+#include "support/Descriptor.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 
 namespace keepsafe_bench {
@@ -270,25 +270,14 @@ Figures registerOnce(int count)
 /// again.
 Figures registerInProcessOfItsOwn(int count)
 {
-    std::array<int, 2> ends{};
-    require(::pipe(ends.data()) == 0, "there is a pipe");
-    const pid_t child = ::fork();
-    require(child >= 0, "there is a process");
+    const keepsafe_test::Pipe pipe;
     Figures figures{};
-    if (child == 0) {
-        try {
-            figures = registerOnce(count);
-            ::_exit(::write(ends[1], &figures, sizeof figures) == sizeof figures ? 0 : 1);
-        } catch (const std::exception& error) {
-            (void)std::fprintf(stderr, "registration_bench: %s\n", error.what());
-            ::_exit(1);
-        }
-    }
-    ::close(ends[1]);
-    const bool told = ::read(ends[0], &figures, sizeof figures) == sizeof figures;
-    ::close(ends[0]);
-    ::waitpid(child, nullptr, 0);
-    require(told, "the objects were registered");
+    keepsafe_test::Process process = keepsafe_test::Process::fork([&] {
+        figures = registerOnce(count);
+        return ::write(pipe.writeEnd.get(), &figures, sizeof figures) == sizeof figures ? 0 : 1;
+    });
+    require(process.wait().exitStatus == 0, "the objects were registered");
+    require(::read(pipe.readEnd.get(), &figures, sizeof figures) == sizeof figures, "the figures came");
     return figures;
 }
 
@@ -324,8 +313,8 @@ try {
     CLI11_PARSE(app, argc, argv);
     if (!serviceRoot.empty()) {
         Tessara::Keepsafe::Platform::setInstallationRoot(serviceRoot);
-        keepsafe_bench::measureWithService(objects,
-                                           rounds); // first, while the heap is as it was at the start
+        // First, while the heap is as it was at the start.
+        keepsafe_bench::measureWithService(objects, rounds);
     }
     const keepsafe_test::TempRoot root;
     keepsafe_test::writeFile(root.path("etc/keepsafe.toml"), "master_server = \"master.example\"\n");
