@@ -24,3 +24,21 @@ FileLock& FileLock::operator=(const FileLock&) noexcept = default;
 FileLock::~FileLock() = default;
 
 const std::string& FileLock::name() const noexcept { return state_->name(); }
+
+FileLock::OtherHolders FileLock::otherHolders() const { return OtherHolders(*state_); }
+
+FileLock::OtherHolders::OtherHolders() noexcept = default;
+FileLock::OtherHolders::OtherHolders(OtherHolders&&) noexcept = default;
+FileLock::OtherHolders& FileLock::OtherHolders::operator=(OtherHolders&&) noexcept = default;
+FileLock::OtherHolders::~OtherHolders() = default;
+
+FileLock::OtherHolders::OtherHolders(const State& state)
+    : state_(&state), bySlot_(state.slots().heldByOthers()), byKernelLock_(state.othersHoldKernelLock())
+{
+}
+
+bool FileLock::OtherHolders::haveLeft() const noexcept
+{
+    return state_ == nullptr ||
+           (state_->slots().haveEnded(bySlot_) && !(byKernelLock_ && state_->othersHoldKernelLock()));
+}

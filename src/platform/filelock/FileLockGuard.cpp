@@ -14,6 +14,7 @@ using Tessara::Keepsafe::Platform::LOG_LEVEL_ERROR;
 using Tessara::Keepsafe::Platform::filelock::Clock;
 using Tessara::Keepsafe::Platform::filelock::ForkRegistry;
 using Tessara::Keepsafe::Platform::filelock::LockFileError;
+using Tessara::Keepsafe::Platform::filelock::ReaderSlot;
 using Tessara::Keepsafe::Platform::filelock::SystemErrorText;
 using Tessara::Keepsafe::Platform::filelock::ThreadHolds;
 
@@ -62,19 +63,37 @@ Clock::duration toDuration(const ACE_Time_Value& value)
 
 FileLockGuard::FileLockGuard(const FileLock& lock, int lockType, int timeoutMs,
                              const ACE_Time_Value& retryInterval)
-    : state_(lock.state_.get()), lockType_(lockType), generation_(ForkRegistry::processGeneration())
+    : state_(lock.state_.get()), generation_(ForkRegistry::processGeneration()), lockType_(lockType)
+{
+    if (lockType == FileLock::SHARED && timeoutMs >= FileLock::WAIT_FOREVER) {
+        const FileLock::State::Hold hold = state_->tryShareBySlot();
+        slot_ = hold.slot;
+        writes_ = hold.writes;
+    }
+    if (slot_ == nullptr) {
+        takeSlowly(lock, timeoutMs, retryInterval);
+    }
+}
+
+void FileLockGuard::takeSlowly(const FileLock& lock, int timeoutMs, const ACE_Time_Value& retryInterval)
 {
     ThreadHolds& holds = ThreadHolds::ofThisThread();
     const ThreadHolds::Kind held = holds.find(state_);
-    refuseUnlessPossible(lock, lockType, timeoutMs, held);
+    refuseUnlessPossible(lock, lockType_, timeoutMs,
+                         state_->isHeldBySlotOfThisThread() ? ThreadHolds::Kind::Shared : held);
     const FileLock::State::Wait wait{timeoutMs, toDuration(retryInterval)};
     try {
-        if (lockType == FileLock::SHARED) {
-            state_->lockShared(lock.missing_, wait, held == ThreadHolds::Kind::Shared);
-            holds.add(state_, ThreadHolds::Kind::Shared);
-        } else {
+        if (lockType_ == FileLock::EXCLUSIVE) {
             state_->lockExclusive(lock.missing_, wait);
             holds.add(state_, ThreadHolds::Kind::Exclusive);
+            return;
+        }
+        const FileLock::State::Hold hold =
+            state_->lockShared(lock.missing_, wait, held == ThreadHolds::Kind::Shared);
+        slot_ = hold.slot;
+        writes_ = hold.writes;
+        if (slot_ == nullptr) {
+            holds.add(state_, ThreadHolds::Kind::Shared);
         }
     } catch (const LockFileError& error) {
         logFailure(lock, error.what());
@@ -86,6 +105,10 @@ FileLockGuard::~FileLockGuard()
 {
     if (generation_ != ForkRegistry::processGeneration()) {
         return; // inherited through a fork: the lock is the parent's
+    }
+    if (slot_ != nullptr) {
+        FileLock::State::unlockSlot(*static_cast<ReaderSlot*>(slot_));
+        return;
     }
     const int error = lockType_ == FileLock::SHARED ? state_->unlockShared() : state_->unlockExclusive();
     ThreadHolds::ofThisThread().remove(state_);

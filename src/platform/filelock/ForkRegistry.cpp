@@ -6,6 +6,7 @@
 #include <pthread.h>
 
 #include "ThreadHolds.h"
+#include "ThreadIndex.h"
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
@@ -66,6 +67,7 @@ void ForkRegistry::afterForkInChild() noexcept
         object->forgetInChild();
     }
     ThreadHolds::ofThisThread().clear();
+    ThreadIndex::forgetOtherThreads();
     forkMutex.unlock();
 }
 

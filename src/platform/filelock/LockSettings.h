@@ -11,6 +11,8 @@ namespace Tessara::Keepsafe::Platform::filelock {
 struct LockSettings {
     /// Without the gate exclusion is the same, but a writer gets in only when readers happen to leave a gap.
     bool gate = true;
+    /// Whether readers use slots where they can. Without them they take the kernel lock.
+    bool slots = true;
     /// How long a waiting writer keeps the gate shut before it lets the readers through again.
     std::chrono::milliseconds gateShut{50};
     /// How long it then stays open; doubles each time up to `gateOpenLongest`.
@@ -23,6 +25,11 @@ struct LockSettings {
     std::chrono::microseconds writerRest{1000};
     /// How old the last comparison of the open file with the one at the path may be.
     std::chrono::milliseconds pathCheckInterval{10};
+    /// How long a process that could not make its file of slots waits before it tries again.
+    std::chrono::milliseconds registrationRetry{1000};
+    /// How long a writer that finds no control page waits before it changes anything: readers may rely on a
+    /// page that has been removed, until they next look at the path.
+    std::chrono::milliseconds newPageWait{25};
 };
 
 } // namespace Tessara::Keepsafe::Platform::filelock

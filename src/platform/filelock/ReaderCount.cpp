@@ -101,6 +101,8 @@ bool ReaderCount::leave() noexcept
     return last;
 }
 
+std::size_t ReaderCount::readers() const noexcept { return word_.load() & READERS; }
+
 void ReaderCount::released() noexcept { word_.fetch_and(~RELEASING, std::memory_order_release); }
 
 } // namespace Tessara::Keepsafe::Platform::filelock

@@ -2,6 +2,7 @@
 #define KEEPSAFE_SRC_PLATFORM_FILELOCK_READERCOUNT_H
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 
 namespace Tessara::Keepsafe::Platform::filelock {
@@ -36,6 +37,8 @@ public:
     /// Returns whether the caller was the last: it must release the kernel lock and then call `released`.
     [[nodiscard]] bool leave() noexcept;
     void released() noexcept;
+    /// How many acquisitions last at this moment.
+    [[nodiscard]] std::size_t readers() const noexcept;
     /// In a forked child.
     void forget() noexcept { word_.store(0, std::memory_order_relaxed); }
 

@@ -1,28 +1,21 @@
 #include "State.h"
 
 #include <cerrno>
-#include <ctime>
 #include <utility>
 
+#include "ThreadHolds.h"
 #include "WriterAttempt.h"
 
 using Tessara::Keepsafe::Platform::filelock::ForkRegistry;
 using Tessara::Keepsafe::Platform::filelock::LockFileError;
 using Tessara::Keepsafe::Platform::filelock::sleepOnce;
 using Tessara::Keepsafe::Platform::filelock::SystemErrorText;
+using Tessara::Keepsafe::Platform::filelock::ThreadHolds;
 using Tessara::Keepsafe::Platform::filelock::WriterAttempt;
 
 namespace {
 
 constexpr int MOST_REPLACEMENTS = 16;
-
-/// A clock that costs a few nanoseconds and is a few milliseconds behind.
-std::int64_t coarseMilliseconds() noexcept
-{
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
-}
 
 } // namespace
 
@@ -48,6 +41,7 @@ public:
     ~WriterSlot()
     {
         if (occupied_) {
+            state_.barrier_.lower();
             state_.writer_.close();
             state_.writerPresent_.store(false, std::memory_order_release);
         }
@@ -98,19 +92,19 @@ void FileLock::State::forgetInChild() noexcept
 {
     readers_.closeUnderForkMutex();
     writer_.closeUnderForkMutex();
+    slots_.forgetInChild();
+    barrier_.forgetInChild();
     count_.forget();
     writerPresent_.store(false, std::memory_order_relaxed);
 }
 
-void FileLock::State::lockShared(MissingFile missing, const Wait& wait, bool nested)
+FileLock::State::Hold FileLock::State::lockShared(MissingFile missing, const Wait& wait, bool nested)
 {
     const Attempt attempt = tryShared(missing, nested ? Gate::Ignore : Gate::AskSometimes);
-    if (attempt != Attempt::Taken) {
-        waitShared(missing, wait, attempt);
-    }
+    return attempt == Attempt::Taken ? Hold() : waitShared(missing, wait, attempt);
 }
 
-void FileLock::State::waitShared(MissingFile missing, const Wait& wait, Attempt refused)
+FileLock::State::Hold FileLock::State::waitShared(MissingFile missing, const Wait& wait, Attempt refused)
 {
     const Deadline deadline(wait.timeoutMs);
     Backoff backoff(wait.longestPause);
@@ -125,8 +119,13 @@ void FileLock::State::waitShared(MissingFile missing, const Wait& wait, Attempt 
         } else if (Clock::now() - shutSince >= settings_.gatePatience) {
             patience_.exhausted();
         }
+        const Hold bySlot = slots_.tryEnter();
+        if (bySlot.slot != nullptr) {
+            return bySlot;
+        }
         refused = tryShared(missing, Gate::Ask);
     }
+    return {};
 }
 
 FileLock::State::Attempt FileLock::State::tryShared(MissingFile missing, Gate gate)
@@ -149,7 +148,7 @@ FileLock::State::Attempt FileLock::State::join(bool askGate)
     }
     if (gate == LockFile::Outcome::Failed || (pathCheckIsDue() && !readers_.isCurrent(name_))) {
         // Those who hold it now leave soon; then the next one looks, too, and opens the file anew.
-        nextPathCheckMs_.store(0, std::memory_order_relaxed);
+        pathCheck_.makeDue();
         unlockShared();
         return Attempt::Replaced;
     }
@@ -214,15 +213,7 @@ FileLock::State::LockFile::Outcome FileLock::State::askGateOfReaders() noexcept
     return outcome;
 }
 
-bool FileLock::State::pathCheckIsDue() noexcept
-{
-    const std::int64_t now = coarseMilliseconds();
-    if (now < nextPathCheckMs_.load(std::memory_order_relaxed)) {
-        return false;
-    }
-    nextPathCheckMs_.store(now + settings_.pathCheckInterval.count(), std::memory_order_relaxed);
-    return true;
-}
+bool FileLock::State::pathCheckIsDue() noexcept { return pathCheck_.isDue(settings_.pathCheckInterval); }
 
 int FileLock::State::unlockShared() noexcept
 {
@@ -232,6 +223,13 @@ int FileLock::State::unlockShared() noexcept
     const int error = readers_.unlockAll() == LockFile::Outcome::Done ? 0 : errno;
     count_.released();
     return error;
+}
+
+bool FileLock::State::othersHoldKernelLock() const noexcept
+{
+    const bool latestIsKernelLock =
+        !slots_.isHeldByThisThread() && ThreadHolds::ofThisThread().find(this) != ThreadHolds::Kind::None;
+    return count_.readers() > (latestIsKernelLock ? 1U : 0U);
 }
 
 void FileLock::State::lockExclusive(MissingFile missing, const Wait& wait)
@@ -246,10 +244,11 @@ void FileLock::State::lockExclusive(MissingFile missing, const Wait& wait)
         backoff.pause(deadline);
     }
     restAfterLastHold();
-    WriterAttempt attempt(writer_, name_, missing == MissingFile::IsCreated, settings_);
+    WriterAttempt attempt(writer_, barrier_, name_, missing == MissingFile::IsCreated, settings_);
     if (!attempt.run(deadline, backoff)) {
         throw FileLockTimeout();
     }
+    slots_.synchronizeWithWriter();
     slot.keep();
 }
 
@@ -262,6 +261,8 @@ void FileLock::State::restAfterLastHold() const noexcept
 
 int FileLock::State::unlockExclusive() noexcept
 {
+    slots_.synchronizeWithWriter();
+    barrier_.lower();
     const int error = writer_.unlockAll() == LockFile::Outcome::Done ? 0 : errno;
     writer_.close();
     lastExclusiveHold_ = Clock::now();

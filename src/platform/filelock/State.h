@@ -14,10 +14,12 @@
 #include "LockFile.h"
 #include "LockSettings.h"
 #include "ReaderCount.h"
+#include "ReaderSlots.h"
+#include "SlotBarrier.h"
 
-/// One name's lock in this process: the readers' one kernel lock, which `ReaderCount` shares out among the
-/// threads, and the writer's. A writer has a descriptor of its own, so this process's readers and those of
-/// other processes look alike to it.
+/// One name's lock in this process. Readers enter by the slots of `ReaderSlots` where they can. Otherwise
+/// they share the process's one kernel lock, which `ReaderCount` divides among the threads. A writer has a
+/// descriptor of its own, so this process's readers and those of other processes look alike to it.
 ///
 /// INVARIANT: `readers_` is opened and closed by the thread that takes the kernel lock as the first reader,
 /// and used by it and by those who are counted. So nobody uses a descriptor that another one closes.
@@ -25,6 +27,7 @@ class __attribute__((visibility("hidden"))) FileLock::State final
     : public Tessara::Keepsafe::Platform::filelock::ForkAware {
 public:
     using LockSettings = Tessara::Keepsafe::Platform::filelock::LockSettings;
+    using ReaderSlots = Tessara::Keepsafe::Platform::filelock::ReaderSlots;
 
     struct Wait {
         int timeoutMs;
@@ -41,13 +44,29 @@ public:
 
     [[nodiscard]] const std::string& name() const noexcept { return name_; }
 
-    /// `nested`: this thread holds the lock already, so waiting for a writer would be waiting for itself.
-    /// Throw `LockFileError` and `FileLockTimeout`.
-    void lockShared(MissingFile missing, const Wait& wait, bool nested);
+    /// How a shared lock is held: by a slot, or when there is none by the kernel lock.
+    using Hold = ReaderSlots::Hold;
+
+    /// Takes the shared lock by a slot, when that can be done at once.
+    Hold tryShareBySlot() noexcept { return slots_.tryEnter(); }
+    [[nodiscard]] bool isHeldBySlotOfThisThread() const noexcept { return slots_.isHeldByThisThread(); }
+    static void unlockSlot(Tessara::Keepsafe::Platform::filelock::ReaderSlot& slot) noexcept
+    {
+        ReaderSlots::leave(slot);
+    }
+
+    /// `nested`: this thread holds the kernel lock already, so waiting for a writer would be waiting for
+    /// itself. Throw `LockFileError` and `FileLockTimeout`.
+    Hold lockShared(MissingFile missing, const Wait& wait, bool nested);
     void lockExclusive(MissingFile missing, const Wait& wait);
     /// Return 0, or the system's error: the lock had been lost before.
     int unlockShared() noexcept;
     int unlockExclusive() noexcept;
+
+    [[nodiscard]] const ReaderSlots& slots() const noexcept { return slots_; }
+    /// Whether threads of this process hold the kernel lock as readers, not counting the calling thread's
+    /// latest acquisition.
+    [[nodiscard]] bool othersHoldKernelLock() const noexcept;
 
     void forgetInChild() noexcept override;
 
@@ -57,13 +76,15 @@ private:
     using Clock = Tessara::Keepsafe::Platform::filelock::Clock;
     using ReaderCount = Tessara::Keepsafe::Platform::filelock::ReaderCount;
     using LockFile = Tessara::Keepsafe::Platform::filelock::LockFile;
+    using SlotBarrier = Tessara::Keepsafe::Platform::filelock::SlotBarrier;
+    using OnceInAWhile = Tessara::Keepsafe::Platform::filelock::OnceInAWhile;
 
     enum class Attempt { Taken, GateShut, Held, Replaced };
     enum class Gate { AskSometimes, Ask, Ignore };
     class Taking;
     class WriterSlot;
 
-    void waitShared(MissingFile missing, const Wait& wait, Attempt refused);
+    Hold waitShared(MissingFile missing, const Wait& wait, Attempt refused);
     Attempt tryShared(MissingFile missing, Gate gate);
     Attempt join(bool askGate);
     Attempt takeFirst(MissingFile missing, bool askGate);
@@ -74,12 +95,14 @@ private:
 
     const std::string name_;
     const LockSettings settings_;
+    ReaderSlots slots_{name_, settings_};
     ReaderCount count_;
     LockFile readers_;
     Tessara::Keepsafe::Platform::filelock::GatePatience patience_{settings_};
-    std::atomic<std::int64_t> nextPathCheckMs_{0};
-    std::atomic<bool> writerPresent_{false}; ///< whose holder alone uses the next two
+    OnceInAWhile pathCheck_;
+    std::atomic<bool> writerPresent_{false}; ///< whose holder alone uses the rest
     LockFile writer_;
+    SlotBarrier barrier_{name_, settings_};
     Clock::time_point lastExclusiveHold_;
 };
 

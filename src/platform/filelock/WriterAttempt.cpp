@@ -19,9 +19,9 @@ bool succeeded(LockFile::Outcome outcome)
 
 } // namespace
 
-WriterAttempt::WriterAttempt(LockFile& file, const std::string& path, bool createIfMissing,
-                             const LockSettings& settings) noexcept
-    : file_(file), path_(path), createIfMissing_(createIfMissing), settings_(settings),
+WriterAttempt::WriterAttempt(LockFile& file, SlotBarrier& barrier, const std::string& path,
+                             bool createIfMissing, const LockSettings& settings) noexcept
+    : file_(file), barrier_(barrier), path_(path), createIfMissing_(createIfMissing), settings_(settings),
       openSpan_(settings.gateOpen)
 {
 }
@@ -43,8 +43,12 @@ bool WriterAttempt::tryOnce(Backoff& backoff)
     for (int replaced = 0; replaced < MOST_REPLACEMENTS; ++replaced) {
         const Clock::time_point now = Clock::now();
         reopenWhenReplaced(now);
-        openGateWhenDue(now);
-        if (!tryGate(now, backoff) || !tryData()) {
+        letReadersThroughWhenDue(now);
+        if (!dataLocked_ && (!tryGate(now, backoff) || !tryData(now, backoff))) {
+            return false;
+        }
+        slotsWereRaised_ = !barrier_.isClear();
+        if (slotsWereRaised_) {
             return false;
         }
         if (file_.isIntact() && file_.isCurrent(path_)) {
@@ -57,12 +61,31 @@ bool WriterAttempt::tryOnce(Backoff& backoff)
 
 void WriterAttempt::openFile()
 {
+    barrier_.lower();
     gateShut_ = false;
+    dataLocked_ = false;
     pathCheckedAt_ = Clock::now();
     file_.open(path_, LockFile::Access::ReadWrite, createIfMissing_);
 }
 
-bool WriterAttempt::tryData() { return succeeded(file_.tryLockData()); }
+bool WriterAttempt::tryData(Clock::time_point now, Backoff& backoff)
+{
+    // Where it is readers with slots who take long, the data lock is to be had at any time; taking it would
+    // keep all others out.
+    if (slotsWereRaised_ && now < openUntil_) {
+        return false;
+    }
+    if (!succeeded(file_.tryLockData())) {
+        return false;
+    }
+    dataLocked_ = true;
+    if (!gateShut_) {
+        readersKeptOutSince_ = now;
+    }
+    barrier_.raise();
+    backoff.restart(); // no newcomers: the readers are gone soon
+    return true;
+}
 
 /// Whether the data lock may be tried now.
 bool WriterAttempt::tryGate(Clock::time_point now, Backoff& backoff)
@@ -76,7 +99,7 @@ bool WriterAttempt::tryGate(Clock::time_point now, Backoff& backoff)
             return false;
         }
         gateShut_ = true;
-        shutSince_ = now;
+        readersKeptOutSince_ = now;
         backoff.restart(); // with the gate shut the readers are gone soon
         return true;
     }
@@ -96,13 +119,15 @@ void WriterAttempt::leaveReadersAGap()
     sleepOnce(settings_.writerRest);
 }
 
-void WriterAttempt::openGateWhenDue(Clock::time_point now)
+void WriterAttempt::letReadersThroughWhenDue(Clock::time_point now)
 {
-    if (!gateShut_ || now - shutSince_ < settings_.gateShut) {
+    if ((!gateShut_ && !dataLocked_) || now - readersKeptOutSince_ < settings_.gateShut) {
         return;
     }
-    succeeded(file_.unlockGate());
+    barrier_.lower();
+    succeeded(file_.unlockAll());
     gateShut_ = false;
+    dataLocked_ = false;
     openUntil_ = now + openSpan_;
     openSpan_ = std::min<Clock::duration>(openSpan_ * 2, settings_.gateOpenLongest);
 }

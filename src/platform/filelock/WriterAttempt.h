@@ -6,36 +6,42 @@
 #include "Backoff.h"
 #include "LockFile.h"
 #include "LockSettings.h"
+#include "SlotBarrier.h"
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
 /// One writer's way to the exclusive lock: it shuts the gate, so that no new readers come, waits for the
-/// data lock, and lets the readers through for a while whenever that takes too long.
+/// data lock, raises the barrier against readers with slots and waits until those inside have left. Whenever
+/// that takes too long, it gives everything back and lets the readers through for a while.
 class WriterAttempt {
 public:
-    WriterAttempt(LockFile& file, const std::string& path, bool createIfMissing,
+    WriterAttempt(LockFile& file, SlotBarrier& barrier, const std::string& path, bool createIfMissing,
                   const LockSettings& settings) noexcept;
 
-    /// Returns with the lock on the file that the path leads to. False: the deadline passed. Throws
-    /// `LockFileError`. In both of these cases the caller closes the file, which gives up the gate.
+    /// Returns with the lock on the file that the path leads to, and the barrier raised. False: the deadline
+    /// passed. Throws `LockFileError`. In both of these cases the caller lowers the barrier and closes the
+    /// file, which gives up the gate.
     bool run(const Deadline& deadline, Backoff& backoff);
 
 private:
     bool tryOnce(Backoff& backoff);
     void openFile();
-    bool tryData();
+    bool tryData(Clock::time_point now, Backoff& backoff);
     bool tryGate(Clock::time_point now, Backoff& backoff);
-    void openGateWhenDue(Clock::time_point now);
+    void letReadersThroughWhenDue(Clock::time_point now);
     void reopenWhenReplaced(Clock::time_point now);
     void leaveReadersAGap();
 
     LockFile& file_;
+    SlotBarrier& barrier_;
     const std::string& path_;
     const bool createIfMissing_;
     const LockSettings& settings_;
     bool gateShut_ = false;
+    bool dataLocked_ = false;
+    bool slotsWereRaised_ = false; ///< what the last attempt failed for
     bool otherWriterSeen_ = false;
-    Clock::time_point shutSince_;
+    Clock::time_point readersKeptOutSince_; ///< by the gate or by the data lock
     Clock::time_point openUntil_;
     Clock::time_point refusedSince_;
     Clock::time_point pathCheckedAt_;

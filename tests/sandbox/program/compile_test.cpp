@@ -54,12 +54,12 @@ protected:
 
     std::string cacheDirectory() const { return dir_.path("wmc/webserver/temp/access-caches/id"); }
 
-    /// Every published file with its content.
+    /// Every published file with its content, without what the file locks keep beside their files.
     std::map<std::string, std::string> published() const
     {
         std::map<std::string, std::string> files;
         for (const auto& entry : fs::recursive_directory_iterator(dir_.path("wmc"))) {
-            if (entry.is_regular_file()) {
+            if (entry.is_regular_file() && entry.path().parent_path().extension() != ".readers") {
                 files[entry.path().string()] = readFile(entry.path().string());
             }
         }

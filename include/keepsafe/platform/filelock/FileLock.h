@@ -1,8 +1,10 @@
 #ifndef KEEPSAFE_PLATFORM_FILELOCK_FILELOCK_H
 #define KEEPSAFE_PLATFORM_FILELOCK_FILELOCK_H
 
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <ace/Time_Value.h>
 
@@ -13,6 +15,10 @@
 /// The product's named inter-process lock: shared for readers, exclusive for writers. The name is the path of
 /// a regular file, which is locked itself and never read or written. It holds between threads of one process
 /// as between processes, and the system releases it when its holder dies.
+///
+/// Beside the file there is a folder of its name and ".readers", which the first writer makes: shared memory
+/// by which readers take the lock without a system call. Where there is none, readers take a kernel lock on
+/// the file.
 ///
 /// The path should be absolute. Two spellings of one path are two locks, which exclude each other all the
 /// same. docs/locking.md describes how the lock works and what it costs.
@@ -53,6 +59,7 @@ public:
     enum class MissingFile { IsAnError, IsCreated };
 
     class State;
+    class OtherHolders;
 
     FileLock(const FileLock& other) noexcept;
     FileLock& operator=(const FileLock& other) noexcept;
@@ -60,12 +67,41 @@ public:
 
     [[nodiscard]] const std::string& name() const noexcept;
 
+    /// Who holds the lock shared at this moment in this process, not counting the calling thread's latest
+    /// acquisition.
+    [[nodiscard]] OtherHolders otherHolders() const;
+
 private:
     friend class FileLockManager;
     friend class FileLockGuard;
+    friend class OtherHolders;
     FileLock(std::shared_ptr<State> state, MissingFile missing) noexcept;
     std::shared_ptr<State> state_; ///< never null: moving copies
     MissingFile missing_;
+};
+
+/// Threads of this process that held a lock shared at one moment. What they may still be using, because it
+/// was in force when they took the lock, can be given up when they have left: first put the new thing in its
+/// place, then ask for the other holders, and some time later whether they have left.
+///
+/// Any thread. The lock's handle, which it was made from, must outlive it.
+class KEEPSAFE_API FileLock::OtherHolders {
+public:
+    OtherHolders() noexcept; ///< nobody
+    OtherHolders(OtherHolders&&) noexcept;
+    OtherHolders& operator=(OtherHolders&&) noexcept;
+    ~OtherHolders();
+
+    /// Whether all of them have released the lock since. May say no when others have taken it meanwhile.
+    [[nodiscard]] bool haveLeft() const noexcept;
+
+private:
+    friend class FileLock;
+    explicit OtherHolders(const State& state);
+
+    const State* state_ = nullptr; ///< kept alive by the caller's handle
+    std::vector<std::uint64_t> bySlot_;
+    bool byKernelLock_ = false;
 };
 
 /// The process's table of locks: one kernel-level lock per name, shared by all threads. Any thread.
@@ -95,7 +131,8 @@ private:
 ///   is refused at once (`EC_exception` 20): it could never be granted.
 /// - A shared lock needs permission to read the file, an exclusive one to read and write it.
 /// - The lock is that of the file which the path leads to when it is taken. A file that is replaced meanwhile
-///   is noticed: at once when it was removed or renamed over, within 10 ms when it was renamed away.
+///   is noticed within 10 ms; without the folder for readers, and by writers, at once when it was removed or
+///   renamed over.
 /// - After fork the child holds nothing: a guard it inherited does nothing when destroyed.
 ///
 /// Throws `FileLockUnavailable` and `FileLockTimeout`, and `EC_exception` 20, with the reason in the log, for
@@ -111,10 +148,19 @@ public:
     FileLockGuard(const FileLockGuard&) = delete;
     FileLockGuard& operator=(const FileLockGuard&) = delete;
 
+    /// For a shared lock: tells one state of what the lock protects from another. Between two holds with the
+    /// same number, other than 0, no writer has held the lock. 0: not known, because the lock is held without
+    /// slots, or because it is time to look at the files themselves, which is so every 10 ms.
+    [[nodiscard]] std::uint64_t writes() const noexcept { return writes_; }
+
 private:
+    void takeSlowly(const FileLock& lock, int timeoutMs, const ACE_Time_Value& retryInterval);
+
     FileLock::State* state_; ///< kept alive by the caller's handle
-    int lockType_;
+    void* slot_ = nullptr;   ///< of a shared lock; null: held by the kernel lock
+    std::uint64_t writes_ = 0;
     unsigned long generation_; ///< the process generation (count of forks) in which the lock was taken
+    int lockType_;
 };
 
 #endif

@@ -1,0 +1,295 @@
+#include "SlotBarrier.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <mutex>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "Backoff.h"
+#include "ForkRegistry.h"
+#include "LockFile.h"
+
+namespace Tessara::Keepsafe::Platform::filelock {
+
+namespace {
+
+constexpr char NEW_PAGE[] = "control.new";
+constexpr mode_t PERMISSIONS = 07777;
+
+[[noreturn]] void fail(const std::string& what, int error)
+{
+    throw LockFileError(what + ": " + SystemErrorText(error).text());
+}
+
+/// Gives `made` the owner, group and permissions of the file that it stands beside, less what they would mean
+/// for another owner or group.
+bool takeAfter(int made, const std::string& model, mode_t mask) noexcept
+{
+    struct stat wanted {};
+    struct stat status {};
+    if (stat(model.c_str(), &wanted) != 0) {
+        return false;
+    }
+    constexpr auto AS_IT_IS = static_cast<uid_t>(-1);
+    if (fchown(made, wanted.st_uid, wanted.st_gid) != 0 && fchown(made, AS_IT_IS, wanted.st_gid) != 0) {
+        // Then without the group's permissions.
+    }
+    if (fstat(made, &status) != 0) {
+        return false;
+    }
+    mode_t mode = wanted.st_mode & mask;
+    if (status.st_gid != wanted.st_gid) {
+        mode &= ~(mode_t{S_IRWXG} | S_ISGID);
+    }
+    return fchmod(made, mode) == 0;
+}
+
+std::string parentOf(const std::string& path)
+{
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
+/// An even number that no process has seen before.
+std::uint64_t firstWrites() noexcept
+{
+    std::uint64_t random = 0;
+    while (getrandom(&random, sizeof random, 0) != sizeof random) {
+    }
+    return std::max<std::uint64_t>(random & ~std::uint64_t{1}, 2);
+}
+
+/// Whether a living process has the file mapped.
+bool isAlive(const System::Descriptor& file) noexcept
+{
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    lock.l_len = 1;
+    return fcntl(file.get(), F_OFD_GETLK, &lock) != 0 || lock.l_type != F_UNLCK;
+}
+
+/// Whether no slot of the file is raised. A file that is not whole counts as raised: what its process does is
+/// not known. The kernel reads from the very memory that the process has mapped.
+bool allLowered(const System::Descriptor& file)
+{
+    SlotFileHeader header;
+    if (pread(file.get(), &header, sizeof header, 0) != sizeof header || !header.isSound()) {
+        return false;
+    }
+    std::size_t left = std::min<std::size_t>(header.used.load(), SlotFile::SLOTS);
+    std::array<ReaderSlot, 32> slots;
+    for (off_t offset = sizeof header; left > 0; offset += sizeof slots) {
+        const std::size_t count = std::min(left, slots.size());
+        const std::size_t bytes = count * sizeof(ReaderSlot);
+        if (pread(file.get(), slots.data(), bytes, offset) != static_cast<ssize_t>(bytes) ||
+            std::any_of(slots.data(), slots.data() + count,
+                        [](const ReaderSlot& slot) { return ReaderSlot::isRaised(slot.word.load()); })) {
+            return false;
+        }
+        left -= count;
+    }
+    return true;
+}
+
+ControlPage* mapForWriting(const System::Descriptor& file) noexcept
+{
+    void* const address = mmap(nullptr, ControlPage::SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
+    if (address == MAP_FAILED) {
+        return nullptr;
+    }
+    madvise(address, ControlPage::SIZE, MADV_DONTFORK);
+    return static_cast<ControlPage*>(address);
+}
+
+void makeOdd(ControlPage& page) noexcept { page.writes.fetch_or(1); }
+
+void sleepFor(Clock::duration length) noexcept
+{
+    const Clock::time_point end = Clock::now() + length;
+    while (Clock::now() < end) {
+        sleepOnce(end - Clock::now());
+    }
+}
+
+} // namespace
+
+SlotBarrier::SlotBarrier(const std::string& lockPath, const LockSettings& settings)
+    : settings_(settings), lockPath_(lockPath), folderPath_(SlotFolder::pathFor(lockPath))
+{
+}
+
+SlotBarrier::~SlotBarrier() { lower(); }
+
+void SlotBarrier::raise()
+{
+    bool othersMayRelyOnAnotherPage = false;
+    {
+        const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
+        othersMayRelyOnAnotherPage = findOrMakePage() == Page::IsNew;
+    }
+    if (othersMayRelyOnAnotherPage) {
+        sleepFor(settings_.newPageWait);
+    }
+    if (page_ != nullptr) {
+        const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
+        inside_ = open(folderPath_).readers();
+    }
+}
+
+bool SlotBarrier::isClear()
+{
+    if (page_ == nullptr) {
+        return true;
+    }
+    const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
+    const SlotFolder folder = open(folderPath_);
+    inside_.erase(std::remove_if(inside_.begin(), inside_.end(),
+                                 [&](const std::string& reader) { return isOut(folder, reader); }),
+                  inside_.end());
+    return inside_.empty();
+}
+
+void SlotBarrier::lower() noexcept
+{
+    if (page_ != nullptr) {
+        page_->writes.store((page_->writes.load() | 1U) + 1);
+        munmap(page_, ControlPage::SIZE);
+        page_ = nullptr;
+    }
+}
+
+void SlotBarrier::forgetInChild() noexcept { page_ = nullptr; }
+
+SlotFolder SlotBarrier::open(const std::string& path)
+{
+    SlotFolder folder(path);
+    if (!folder.isOpen()) {
+        fail("cannot open " + path, folder.error());
+    }
+    return folder;
+}
+
+SlotBarrier::Page SlotBarrier::findOrMakePage()
+{
+    SlotFolder folder(folderPath_);
+    if (folder.error() == ENOENT) {
+        if (!makeFolder()) {
+            return Page::IsNew;
+        }
+        folder = open(folderPath_);
+    }
+    if (folder.error() == ENOTDIR || folder.error() == ELOOP) {
+        return Page::IsUnused; // nor do readers go there
+    }
+    if (!folder.isOpen()) {
+        fail("cannot open " + folderPath_, folder.error());
+    }
+    if (!folder.isCoherent()) {
+        return Page::IsUnused;
+    }
+    struct stat status {};
+    const System::Descriptor file = folder.openFile(SlotFolder::CONTROL, O_RDWR, status);
+    if (file.isOpen()) {
+        return usePage(folder, file, status);
+    }
+    const int error = errno;
+    if (error != ENOENT && error != ELOOP) {
+        fail("cannot write " + folderPath_ + '/' + SlotFolder::CONTROL, error);
+    }
+    // Without a page nobody has slots; with something else in its place nobody else can make one either.
+    static_cast<void>(makePage(folder));
+    return Page::IsNew;
+}
+
+SlotBarrier::Page SlotBarrier::usePage(const SlotFolder& folder, const System::Descriptor& file,
+                                       const struct stat& status)
+{
+    const bool isWhole = status.st_size >= static_cast<off_t>(ControlPage::SIZE);
+    page_ = isWhole ? mapForWriting(file) : nullptr;
+    if (isWhole && page_ == nullptr) {
+        fail("cannot map " + folderPath_ + '/' + SlotFolder::CONTROL, errno);
+    }
+    if (isWhole && page_->magic == ControlPage::MAGIC && page_->version != SLOT_FORMAT_VERSION) {
+        const std::uint32_t version = page_->version;
+        munmap(std::exchange(page_, nullptr), ControlPage::SIZE);
+        throw LockFileError(folderPath_ + '/' + SlotFolder::CONTROL + " is of version " +
+                            std::to_string(version));
+    }
+    if (isWhole) {
+        makeOdd(*page_);
+        if (page_->isSound() && status.st_size == static_cast<off_t>(ControlPage::SIZE)) {
+            return Page::IsKnown;
+        }
+        // Damaged; whoever still relies on it goes to the kernel lock from now on.
+        munmap(std::exchange(page_, nullptr), ControlPage::SIZE);
+    }
+    if (!makePage(folder)) {
+        fail("cannot replace the damaged " + folderPath_ + '/' + SlotFolder::CONTROL, errno);
+    }
+    return Page::IsNew;
+}
+
+/// Under another name first, so that nobody finds it half made.
+bool SlotBarrier::makePage(const SlotFolder& folder)
+{
+    unlinkat(folder.descriptor(), NEW_PAGE, 0);
+    const System::Descriptor file(
+        openat(folder.descriptor(), NEW_PAGE, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (!file.isOpen() || !takeAfter(file.get(), lockPath_, 0666) ||
+        fallocate(file.get(), 0, 0, ControlPage::SIZE) != 0) {
+        return false;
+    }
+    ControlPage* const page = mapForWriting(file);
+    if (page == nullptr) {
+        return false;
+    }
+    page->magic = ControlPage::MAGIC;
+    page->version = SLOT_FORMAT_VERSION;
+    page->writes.store(firstWrites() | 1U);
+    if (renameat(folder.descriptor(), NEW_PAGE, folder.descriptor(), SlotFolder::CONTROL) != 0) {
+        munmap(page, ControlPage::SIZE);
+        return false;
+    }
+    page_ = page;
+    return true;
+}
+
+/// Under another name first, so that it never stands there with other permissions than it should have.
+bool SlotBarrier::makeFolder() const
+{
+    const std::string unfinished = folderPath_ + ".new";
+    if (mkdir(unfinished.c_str(), 0700) != 0 && errno != EEXIST) {
+        return false;
+    }
+    const SlotFolder folder(unfinished);
+    return folder.isOpen() && takeAfter(folder.descriptor(), parentOf(lockPath_), PERMISSIONS) &&
+           rename(unfinished.c_str(), folderPath_.c_str()) == 0;
+}
+
+/// Whether the process of that file is not inside.
+bool SlotBarrier::isOut(const SlotFolder& folder, const std::string& reader) const
+{
+    struct stat status {};
+    const System::Descriptor file = folder.openFile(reader.c_str(), O_RDONLY, status);
+    if (!file.isOpen()) {
+        if (errno != ENOENT && errno != ELOOP) {
+            fail("cannot read " + folderPath_ + '/' + reader, errno);
+        }
+        return true; // its process has removed it, or it never was one
+    }
+    if (!isAlive(file)) {
+        unlinkat(folder.descriptor(), reader.c_str(), 0);
+        return true;
+    }
+    return allLowered(file);
+}
+
+} // namespace Tessara::Keepsafe::Platform::filelock

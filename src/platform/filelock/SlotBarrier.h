@@ -1,0 +1,62 @@
+#ifndef KEEPSAFE_SRC_PLATFORM_FILELOCK_SLOTBARRIER_H
+#define KEEPSAFE_SRC_PLATFORM_FILELOCK_SLOTBARRIER_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "LockSettings.h"
+#include "SlotFolder.h"
+#include "slot_files.h"
+
+namespace Tessara::Keepsafe::Platform::filelock {
+
+/// A writer's side of the slots: keeps readers from entering by them and tells when those inside have left.
+/// The writer holds the kernel lock exclusively all the while, so there is one barrier at a time for a lock
+/// file.
+///
+/// Where no reader can have slots (a file system that is not known), it does nothing. Where it cannot be
+/// sure (the page is there and may not be written), raising it fails.
+class SlotBarrier {
+public:
+    /// `lockPath` must outlive the object.
+    SlotBarrier(const std::string& lockPath, const LockSettings& settings);
+    ~SlotBarrier();
+    SlotBarrier(const SlotBarrier&) = delete;
+    SlotBarrier& operator=(const SlotBarrier&) = delete;
+
+    /// Sends newcomers to the kernel lock. Makes the control page when it is missing or damaged, and then
+    /// waits until no reader relies on another one. Throws `LockFileError`.
+    void raise();
+    /// Whether all readers have left that were inside when it was raised. Removes the files of processes that
+    /// have ended. Throws `LockFileError`.
+    [[nodiscard]] bool isClear();
+    /// Lets readers in again.
+    void lower() noexcept;
+
+    /// In a new child, which has not inherited the mapping. The caller holds the fork mutex.
+    void forgetInChild() noexcept;
+
+private:
+    /// What the page means for other processes: they know it, they may still rely on another one, or none of
+    /// them can use one.
+    enum class Page { IsKnown, IsNew, IsUnused };
+
+    [[nodiscard]] static SlotFolder open(const std::string& path);
+    [[nodiscard]] Page findOrMakePage();
+    [[nodiscard]] Page usePage(const SlotFolder& folder, const System::Descriptor& file,
+                               const struct stat& status);
+    [[nodiscard]] bool makePage(const SlotFolder& folder);
+    [[nodiscard]] bool makeFolder() const;
+    [[nodiscard]] bool isOut(const SlotFolder& folder, const std::string& reader) const;
+
+    const LockSettings& settings_;
+    const std::string& lockPath_;
+    const std::string folderPath_;
+    ControlPage* page_ = nullptr;     ///< mapped while it is raised
+    std::vector<std::string> inside_; ///< names of the files whose slots are still to be seen lowered
+};
+
+} // namespace Tessara::Keepsafe::Platform::filelock
+
+#endif

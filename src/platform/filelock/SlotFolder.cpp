@@ -1,0 +1,87 @@
+#include "SlotFolder.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <memory>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+#include "LockFile.h"
+
+namespace Tessara::Keepsafe::Platform::filelock {
+
+namespace {
+
+constexpr int FLAGS = O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+constexpr long XFS_MAGIC = 0x58465342; // in no header of the kernel's interface
+
+struct CloseDirectory {
+    void operator()(DIR* directory) const noexcept { closedir(directory); }
+};
+
+} // namespace
+
+SlotFolder::SlotFolder(const std::string& path) noexcept
+    : folder_(open(path.c_str(), O_RDONLY | O_DIRECTORY | FLAGS)), error_(folder_.isOpen() ? 0 : errno)
+{
+}
+
+bool SlotFolder::isCoherent() const noexcept
+{
+    // The file systems that keep one copy of a file's pages for the whole machine. On others - those over a
+    // network, and overlays, whose files change their identity when they are first written - nobody uses
+    // slots.
+    constexpr std::array<long, 6> KNOWN{EXT4_SUPER_MAGIC, XFS_MAGIC,   BTRFS_SUPER_MAGIC,
+                                        F2FS_SUPER_MAGIC, TMPFS_MAGIC, RAMFS_MAGIC};
+    struct statfs status {};
+    return fstatfs(descriptor(), &status) == 0 &&
+           std::find(KNOWN.begin(), KNOWN.end(), status.f_type) != KNOWN.end();
+}
+
+System::Descriptor SlotFolder::openFile(const char* name, int access, struct stat& status) const noexcept
+{
+    // Asked before opening, because the mere opening of a device can have effects.
+    if (fstatat(descriptor(), name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+        return {};
+    }
+    if (!S_ISREG(status.st_mode)) {
+        errno = ELOOP;
+        return {};
+    }
+    System::Descriptor file(openat(descriptor(), name, access | FLAGS));
+    if (file.isOpen() && (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))) {
+        errno = ELOOP;
+        return {};
+    }
+    return file;
+}
+
+std::vector<std::string> SlotFolder::readers() const
+{
+    // Opened once more: two readings through one open folder would share their position.
+    System::Descriptor copy(openat(descriptor(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const std::unique_ptr<DIR, CloseDirectory> directory(copy.isOpen() ? fdopendir(copy.get()) : nullptr);
+    if (!directory) {
+        throw LockFileError(std::string("cannot list the readers' slots: ") + SystemErrorText(errno).text());
+    }
+    copy.release();
+    std::vector<std::string> names;
+    errno = 0;
+    while (const dirent* entry = readdir(directory.get())) {
+        if (std::strncmp(entry->d_name, READER_PREFIX, sizeof READER_PREFIX - 1) == 0) {
+            names.emplace_back(entry->d_name);
+        }
+        errno = 0;
+    }
+    if (errno != 0) {
+        throw LockFileError(std::string("cannot list the readers' slots: ") + SystemErrorText(errno).text());
+    }
+    return names;
+}
+
+} // namespace Tessara::Keepsafe::Platform::filelock

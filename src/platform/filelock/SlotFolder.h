@@ -1,0 +1,62 @@
+#ifndef KEEPSAFE_SRC_PLATFORM_FILELOCK_SLOTFOLDER_H
+#define KEEPSAFE_SRC_PLATFORM_FILELOCK_SLOTFOLDER_H
+
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include <sys/stat.h>
+
+#include "Descriptor.h"
+
+namespace Tessara::Keepsafe::Platform::filelock {
+
+/// Which file a path stood for.
+struct FileIdentity {
+    FileIdentity() = default;
+    explicit FileIdentity(const struct stat& status) noexcept : device(status.st_dev), inode(status.st_ino) {}
+
+    friend bool operator==(const FileIdentity& left, const FileIdentity& right) noexcept
+    {
+        return left.device == right.device && left.inode == right.inode;
+    }
+
+    dev_t device = 0;
+    ino_t inode = 0;
+};
+
+/// The open folder `<lock file>.readers`. Never follows a symbolic link. Whoever uses one holds the fork
+/// mutex meanwhile, so that no child inherits descriptors.
+class SlotFolder {
+public:
+    static constexpr char SUFFIX[] = ".readers";
+    static constexpr char CONTROL[] = "control";
+    static constexpr char READER_PREFIX[] = "reader-";
+
+    [[nodiscard]] static std::string pathFor(const std::string& lockPath) { return lockPath + SUFFIX; }
+
+    /// Opens the folder. When it cannot, `isOpen` is false and `error` says why.
+    explicit SlotFolder(const std::string& path) noexcept;
+
+    [[nodiscard]] bool isOpen() const noexcept { return folder_.isOpen(); }
+    [[nodiscard]] int error() const noexcept { return error_; }
+    /// Whether it is on a file system on which all processes see the same memory through their mappings.
+    [[nodiscard]] bool isCoherent() const noexcept;
+    [[nodiscard]] int descriptor() const noexcept { return folder_.get(); }
+
+    /// Opens a regular file of the folder; `access` is O_RDONLY or O_RDWR. When it cannot, the result is not
+    /// open and `errno` says why, with ELOOP for anything that is not a regular file.
+    [[nodiscard]] System::Descriptor openFile(const char* name, int access,
+                                              struct stat& status) const noexcept;
+
+    /// The names of the readers' files at this moment. Throws `LockFileError` when the folder cannot be read.
+    [[nodiscard]] std::vector<std::string> readers() const;
+
+private:
+    System::Descriptor folder_;
+    int error_ = 0;
+};
+
+} // namespace Tessara::Keepsafe::Platform::filelock
+
+#endif

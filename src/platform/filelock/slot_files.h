@@ -1,0 +1,84 @@
+#ifndef KEEPSAFE_SRC_PLATFORM_FILELOCK_SLOT_FILES_H
+#define KEEPSAFE_SRC_PLATFORM_FILELOCK_SLOT_FILES_H
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+/// \file
+/// The shared memory through which readers take the shared lock without a system call: the files of the
+/// folder `<lock file>.readers`.
+///
+/// - `control`, made and written by writers alone: the count of writes. Readers map it read-only.
+/// - `reader-<process id>-<random>`, one for each process with readers, made and written by that process
+///   alone: a slot for each of its threads. The process holds a kernel lock on its file for as long as the
+///   file is mapped, so a file without that lock belongs to nobody.
+///
+/// INVARIANT: a reader raises its slot before it reads `writes`, and a writer makes `writes` odd before it
+/// reads the slots, all of them sequentially consistent. So one of the two sees the other.
+
+namespace Tessara::Keepsafe::Platform::filelock {
+
+/// Processors move memory between them by lines of this size.
+constexpr std::size_t CACHE_LINE = 64;
+
+constexpr std::uint32_t SLOT_FORMAT_VERSION = 1;
+
+/// File "control".
+struct alignas(CACHE_LINE) ControlPage {
+    static constexpr std::array<char, 8> MAGIC{'K', 'S', 'W', 'R', 'I', 'T', 'E', 'S'};
+    static constexpr std::size_t SIZE = 4096;
+
+    std::array<char, 8> magic;
+    std::uint32_t version;
+    std::uint32_t unused;
+    /// Even while nobody writes, odd from before a writer looks at the slots until after its last change.
+    /// Never 0, and never an even number that it was before.
+    alignas(CACHE_LINE) std::atomic<std::uint64_t> writes;
+
+    [[nodiscard]] bool isSound() const noexcept { return magic == MAGIC && version == SLOT_FORMAT_VERSION; }
+};
+
+/// Where one thread says that it holds the lock.
+struct alignas(CACHE_LINE) ReaderSlot {
+    static constexpr std::uint64_t DEPTH = 0xFFFFFFFF;                    ///< how many holds, nested ones
+    static constexpr std::uint64_t ACQUISITION = std::uint64_t{1} << 32U; ///< counts the outermost ones
+
+    /// Written by the one thread whose slot it is.
+    std::atomic<std::uint64_t> word;
+
+    [[nodiscard]] static bool isRaised(std::uint64_t word) noexcept { return (word & DEPTH) != 0; }
+};
+
+/// First line of a reader's file.
+struct alignas(CACHE_LINE) SlotFileHeader {
+    static constexpr std::array<char, 8> MAGIC{'K', 'S', 'R', 'E', 'A', 'D', 'E', 'R'};
+
+    std::array<char, 8> magic;
+    std::uint32_t version;
+    /// Slots from here on have never been raised.
+    std::atomic<std::uint32_t> used;
+    std::int32_t processId; ///< as its own process namespace has it; for messages
+
+    [[nodiscard]] bool isSound() const noexcept { return magic == MAGIC && version == SLOT_FORMAT_VERSION; }
+};
+
+/// File "reader-...".
+struct SlotFile {
+    static constexpr std::size_t SLOTS = 511;
+
+    SlotFileHeader header;
+    std::array<ReaderSlot, SLOTS> slots;
+};
+
+constexpr bool ADDRESS_FREE =
+    std::atomic<std::uint64_t>::is_always_lock_free && std::atomic<std::uint32_t>::is_always_lock_free;
+static_assert(ADDRESS_FREE, "the same memory is used by several processes");
+static_assert(sizeof(ControlPage) <= ControlPage::SIZE && offsetof(ControlPage, writes) == 64);
+static_assert(sizeof(ReaderSlot) == CACHE_LINE && sizeof(SlotFileHeader) == CACHE_LINE);
+static_assert(sizeof(SlotFile) == 32768);
+
+} // namespace Tessara::Keepsafe::Platform::filelock
+
+#endif
