@@ -35,57 +35,54 @@ std::size_t AccessCache::managedObjectCount() const noexcept { return objects_.v
 AccessCache::Reader AccessCache::lock() const
 {
     Reader reader(*this);
-    refresh();
+    refresh(*reader.guard_);
     reader.captureViews();
     return reader;
 }
 
+void AccessCache::refresh(const FileLockGuard& guard) const
+{
+    const std::uint64_t writes = guard.writes();
+    if (writes != 0 && writes == mappedAtWrites_.load(std::memory_order_acquire)) {
+        return;
+    }
+    refreshMaps();
+    if (writes != 0) {
+        mappedAtWrites_.store(writes, std::memory_order_release);
+    }
+}
+
 // How threads of one process share the mappings.
 //
-// A reader pins itself (readers_ + 1) before it looks at a mapping and unpins itself when it is done. A grown
-// file is mapped anew under remapMutex_; the mapping before is not released but retired, since other threads
-// may be in the middle of a walk through it. Whoever unpins last releases what was retired. That is safe
-// because a retired mapping was unpublished before the last reader left: a thread that pins itself later can
-// only find the new one. Pinning and the look at readers_ are sequentially consistent so that this order
-// holds for every thread.
+// A reader takes the lock before it looks at a mapping. A file that has another size is mapped again under
+// remapMutex_; the mapping before is not released but retired, since other threads may be in the middle of a
+// walk through it. It is released when all who held the lock when it was retired have left: whoever takes the
+// lock later can only find the new one, which was published before those holders were asked for.
 
-void AccessCache::refresh() const
+void AccessCache::refreshMaps() const
 {
     const auto grown = [](const detail::MemoryMap& map) { return map.current_size() != map.size(); };
     for (detail::MemoryMap* map : {&objectMap_, &nodeMap_, &segmentMap_}) {
         if (grown(*map)) {
             const std::lock_guard<std::mutex> guard(remapMutex_);
             map->refresh();
+            retiredUsers_ = fileLock_.otherHolders();
             hasRetired_.store(true);
         }
+    }
+    if (hasRetired_.load(std::memory_order_relaxed)) {
+        releaseRetired();
     }
 }
 
 void AccessCache::releaseRetired() const noexcept
 {
     const std::lock_guard<std::mutex> guard(remapMutex_);
-    if (readers_.load() == 0) {
+    if (retiredUsers_.haveLeft()) {
         for (detail::MemoryMap* map : {&objectMap_, &nodeMap_, &segmentMap_}) {
             map->releaseRetired();
         }
         hasRetired_.store(false);
-    }
-}
-
-AccessCache::ReaderPin::ReaderPin(const AccessCache& cache) noexcept : cache_(&cache)
-{
-    cache.readers_.fetch_add(1);
-}
-
-AccessCache::ReaderPin::ReaderPin(ReaderPin&& other) noexcept : cache_(other.cache_)
-{
-    other.cache_ = nullptr;
-}
-
-AccessCache::ReaderPin::~ReaderPin()
-{
-    if (cache_ != nullptr && cache_->readers_.fetch_sub(1) == 1 && cache_->hasRetired_.load()) {
-        cache_->releaseRetired();
     }
 }
 

@@ -84,7 +84,7 @@ void MemoryMap::map() { publish(mapCurrent()); }
 
 void MemoryMap::unmap()
 {
-    region_.store(&NOTHING, std::memory_order_release);
+    region_.store(&NOTHING);
     current_.reset();
 }
 
@@ -122,7 +122,7 @@ std::unique_ptr<MemoryMap::Mapping> MemoryMap::mapCurrent() const
 void MemoryMap::publish(std::unique_ptr<Mapping> mapping) noexcept
 {
     current_ = std::move(mapping);
-    region_.store(&current_->region, std::memory_order_release);
+    region_.store(&current_->region);
 }
 
 } // namespace Tessara::Keepsafe::Rbac::detail

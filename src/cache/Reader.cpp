@@ -7,6 +7,8 @@
 #include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/platform/status/status_codes.h>
 
+#include "recycled_storage.h"
+
 namespace Tessara::Keepsafe::Rbac {
 
 namespace {
@@ -40,9 +42,10 @@ inline const Record* findInTree(const detail::RecordView<Record>& records, NodeO
 
 AccessCache::Reader::Reader(const AccessCache& cache)
     : cache_(cache), fileLock_(cache.fileLock_),
-      guard_(boost::make_shared<FileLockGuard>(fileLock_, FileLock::SHARED, FileLock::WAIT_FOREVER,
-                                               FileLock::DEFAULT_INTERVAL)),
-      pin_(cache), metadata_(cache.metadata_.view())
+      guard_(boost::allocate_shared<FileLockGuard>(RecyclingAllocator<FileLockGuard>(), fileLock_,
+                                                   FileLock::SHARED, FileLock::WAIT_FOREVER,
+                                                   FileLock::DEFAULT_INTERVAL)),
+      metadata_(cache.metadata_.view())
 {
     if (metadata_.count() == 0) {
         throwDamaged(METADATA_FILE_NAME, 0, "header missing");

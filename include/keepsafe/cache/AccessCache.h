@@ -59,16 +59,16 @@ public:
     /// Records in the mapped "objects" file, the reserved first one included.
     [[nodiscard]] std::size_t managedObjectCount() const noexcept;
 
-    /// Takes the shared file lock, waiting for the writer as long as it takes, and maps anew what the writer
-    /// has grown. Throws `EC_exception` 12 when a write was interrupted, when the header is missing or when
-    /// the lock cannot be had, and `std::runtime_error` when a file cannot be mapped.
+    /// Takes the shared file lock, waiting for the writer as long as it takes, and maps again what the writer
+    /// has grown. Whether the files have grown is asked only when a writer has been at work since it was
+    /// asked last, where that is known (see `FileLockGuard::writes`). Throws `EC_exception` 12 when a write
+    /// was interrupted, when the header is missing or when the lock cannot be had, and `std::runtime_error`
+    /// when a file cannot be mapped.
     [[nodiscard]] Reader lock() const;
 
 private:
-    /// Counts the readers of this process, so that a mapping is released only when nobody reads through it.
-    class ReaderPin;
-
-    void refresh() const;
+    void refresh(const FileLockGuard& guard) const;
+    void refreshMaps() const;
     void releaseRetired() const noexcept;
 
     Manifest manifest_;
@@ -82,20 +82,11 @@ private:
     detail::ReadOnlyBlockAllocator<detail::BitsNode> nodes_;
     detail::ReadOnlyBlockAllocator<detail::SegmentNode> segments_;
     mutable std::mutex remapMutex_; ///< held while mappings are replaced or released
-    mutable std::atomic<unsigned> readers_{0};
     mutable std::atomic<bool> hasRetired_{false};
-};
-
-/// Keeps readers of one cache counted; see AccessCache.cpp for the order of events that makes it safe.
-class AccessCache::ReaderPin {
-public:
-    explicit ReaderPin(const AccessCache& cache) noexcept;
-    ReaderPin(ReaderPin&& other) noexcept;
-    ReaderPin& operator=(ReaderPin&&) = delete;
-    ~ReaderPin();
-
-private:
-    const AccessCache* cache_;
+    mutable FileLock::OtherHolders retiredUsers_; ///< who may use retired mappings; under the mutex
+    /// INVARIANT: while the lock is held on this state of the files, the mappings have the files' sizes. 0:
+    /// no state is known.
+    mutable std::atomic<std::uint64_t> mappedAtWrites_{0};
 };
 
 /// The locked view through which all questions are put to a cache. Made by `AccessCache::lock()`, held for
@@ -150,7 +141,6 @@ private:
     const AccessCache& cache_;
     const FileLock& fileLock_;
     boost::shared_ptr<FileLockGuard> guard_;
-    ReaderPin pin_;
     detail::RecordView<detail::MetadataHeader> metadata_;
     detail::RecordView<ManagedObject> objects_;
     detail::RecordView<detail::BitsNode> nodes_;

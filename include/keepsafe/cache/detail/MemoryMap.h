@@ -47,7 +47,7 @@ public:
 
     [[nodiscard]] const std::string& path() const noexcept { return path_; }
     /// The mapping of the moment: address and size always belong together.
-    [[nodiscard]] MappedRegion region() const noexcept { return *region_.load(std::memory_order_acquire); }
+    [[nodiscard]] MappedRegion region() const noexcept { return *region_.load(); }
     [[nodiscard]] const std::byte* address() const noexcept { return region().address; }
     /// The size that was mapped, in bytes.
     [[nodiscard]] std::size_t size() const noexcept { return region().size; }
@@ -61,7 +61,9 @@ private:
     std::string path_;
     int fd_ = -1;
     std::unique_ptr<Mapping> current_;
-    std::atomic<const MappedRegion*> region_; ///< INVARIANT: that of `current_`, for readers in other threads
+    /// INVARIANT: that of `current_`, for readers in other threads. Sequentially consistent: who may still
+    /// use the one before is asked after the new one is in place.
+    std::atomic<const MappedRegion*> region_;
     std::vector<std::unique_ptr<Mapping>> retired_;
 };
 
