@@ -14,7 +14,7 @@ using Tessara::Keepsafe::Platform::LOG_LEVEL_ERROR;
 using Tessara::Keepsafe::Platform::filelock::Clock;
 using Tessara::Keepsafe::Platform::filelock::ForkRegistry;
 using Tessara::Keepsafe::Platform::filelock::LockFileError;
-using Tessara::Keepsafe::Platform::filelock::ReaderSlot;
+using Tessara::Keepsafe::Platform::filelock::ReaderSlots;
 using Tessara::Keepsafe::Platform::filelock::SystemErrorText;
 using Tessara::Keepsafe::Platform::filelock::ThreadHolds;
 
@@ -107,7 +107,7 @@ FileLockGuard::~FileLockGuard()
         return; // inherited through a fork: the lock is the parent's
     }
     if (slot_ != nullptr) {
-        FileLock::State::unlockSlot(*static_cast<ReaderSlot*>(slot_));
+        FileLock::State::unlockSlot(*static_cast<ReaderSlots::Own*>(slot_));
         return;
     }
     const int error = lockType_ == FileLock::SHARED ? state_->unlockShared() : state_->unlockExclusive();

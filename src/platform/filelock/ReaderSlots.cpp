@@ -106,39 +106,40 @@ ReaderSlots::~ReaderSlots()
     const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
     discardFile();
     if (reserved_ != nullptr) {
+        busErrors_.forget();
         munmap(reserved_, sizeof(Region));
     }
 }
 
 bool ReaderSlots::isHeldByThisThread() const noexcept
 {
-    Region* const region = region_.load(std::memory_order_acquire);
     const std::uint32_t thread = ThreadIndex::ofThisThread();
-    return region != nullptr && thread != ThreadIndex::NONE &&
-           ReaderSlot::isRaised(region->file.slots[thread].word.load(std::memory_order_relaxed));
+    return region_.load(std::memory_order_acquire) != nullptr && thread != ThreadIndex::NONE &&
+           (*own_)[thread].depth > 0;
 }
 
 std::vector<std::uint64_t> ReaderSlots::heldByOthers() const
 {
     std::vector<std::uint64_t> words;
-    if (Region* const region = region_.load()) {
-        words.resize(std::min<std::size_t>(region->file.header.used.load(), SlotFile::SLOTS));
-        for (std::size_t i = 0; i < words.size(); ++i) {
-            const std::uint64_t word = region->file.slots[i].word.load();
-            const std::uint64_t latest = i == ThreadIndex::ofThisThread() ? 1 : 0;
-            words[i] = (word & ReaderSlot::DEPTH) > latest ? word : 0;
-        }
+    if (region_.load() == nullptr) {
+        return words;
+    }
+    words.resize(own_->size());
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        const std::uint64_t word = (*own_)[i].word.load();
+        words[i] = ReaderSlot::isRaised(word) ? word : 0;
+    }
+    const std::uint32_t thread = ThreadIndex::ofThisThread();
+    if (thread != ThreadIndex::NONE && (*own_)[thread].depth == 1) {
+        words[thread] = 0;
     }
     return words;
 }
 
 bool ReaderSlots::haveEnded(const std::vector<std::uint64_t>& words) const noexcept
 {
-    Region* const region = region_.load();
-    for (std::size_t i = 0; region != nullptr && i < words.size(); ++i) {
-        const std::uint64_t now = region->file.slots[i].word.load();
-        if (words[i] != 0 && ReaderSlot::isRaised(now) &&
-            now / ReaderSlot::ACQUISITION == words[i] / ReaderSlot::ACQUISITION) {
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        if (words[i] != 0 && (*own_)[i].word.load() == words[i]) {
             return false;
         }
     }
@@ -147,10 +148,9 @@ bool ReaderSlots::haveEnded(const std::vector<std::uint64_t>& words) const noexc
 
 void ReaderSlots::synchronizeWithWriter() noexcept
 {
-    if (Region* const region = region_.load(std::memory_order_acquire)) {
-        const auto used = std::min<std::size_t>(region->file.header.used.load(), SlotFile::SLOTS);
-        for (std::size_t i = 0; i < used; ++i) {
-            static_cast<void>(region->file.slots[i].word.load(std::memory_order_acquire));
+    if (region_.load() != nullptr) {
+        for (const Own& slot : *own_) {
+            static_cast<void>(slot.word.load(std::memory_order_acquire));
         }
     }
     epoch_.fetch_add(0, std::memory_order_acq_rel); // what readers load last
@@ -159,8 +159,15 @@ void ReaderSlots::synchronizeWithWriter() noexcept
 void ReaderSlots::forgetInChild() noexcept
 {
     // The mappings were not inherited, and their addresses may come to mean anything.
+    busErrors_.forget();
     reserved_ = nullptr;
     region_.store(nullptr, std::memory_order_relaxed);
+    if (own_) {
+        for (Own& slot : *own_) {
+            slot.word.store(0, std::memory_order_relaxed);
+            slot.depth = 0;
+        }
+    }
     epoch_.store(epoch_.load(std::memory_order_relaxed) | 1U, std::memory_order_relaxed);
     slotPath_.clear();
     look_.makeDue();
@@ -182,7 +189,7 @@ void ReaderSlots::lookAtFiles() noexcept
         if (filesAreCurrent()) {
             return;
         }
-        epoch_.store(epoch + 1);
+        epoch_.fetch_or(1);
         retry_.makeDue();
     }
     if (!settings_.slots) {
@@ -206,18 +213,16 @@ bool ReaderSlots::filesAreCurrent() const noexcept
 
 /// A thread that finds the epoch even raises its slot before it asks for the epoch again; so one that is not
 /// seen here will find it odd.
-bool ReaderSlots::anyRaised() const noexcept
+bool ReaderSlots::anyInside() const noexcept
 {
-    Region* const region = region_.load();
-    return region != nullptr &&
-           std::any_of(region->file.slots.begin(), region->file.slots.end(),
-                       [](const ReaderSlot& slot) { return ReaderSlot::isRaised(slot.word.load()); });
+    return own_ && std::any_of(own_->begin(), own_->end(),
+                               [](const Own& slot) { return ReaderSlot::isRaised(slot.word.load()); });
 }
 
 void ReaderSlots::renew()
 {
     struct stat status {};
-    if (!statusOf(controlPath_, status) || anyRaised() || !retry_.isDue(settings_.registrationRetry)) {
+    if (!statusOf(controlPath_, status) || anyInside() || !retry_.isDue(settings_.registrationRetry)) {
         return;
     }
     discardFile();
@@ -227,20 +232,28 @@ void ReaderSlots::renew()
         return;
     }
     region_.store(reserved_);
-    epoch_.store(epoch_.load() + 1);
+    epoch_.fetch_add(1);
     retry_.makeDue();
 }
 
-bool ReaderSlots::reserveRegion() noexcept
+bool ReaderSlots::reserveRegion()
 {
-    if (reserved_ == nullptr) {
-        void* const address =
-            mmap(nullptr, sizeof(Region), PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-        if (address == MAP_FAILED) {
-            return false;
-        }
-        reserved_ = static_cast<Region*>(address);
+    if (reserved_ != nullptr) {
+        return true;
     }
+    if (!own_) {
+        own_ = std::make_unique<OwnSlots>();
+    }
+    void* const address =
+        mmap(nullptr, sizeof(Region), PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (address == MAP_FAILED) {
+        return false;
+    }
+    reserved_ = static_cast<Region*>(address);
+    for (std::size_t i = 0; i < own_->size(); ++i) {
+        (*own_)[i].shared = &reserved_->file.slots[i];
+    }
+    busErrors_.guard(reserved_, sizeof(Region), &epoch_);
     return true;
 }
 

@@ -5,9 +5,11 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "BusErrorGuard.h"
 #include "CoarseClock.h"
 #include "LockSettings.h"
 #include "SlotFolder.h"
@@ -27,16 +29,26 @@ namespace Tessara::Keepsafe::Platform::filelock {
 /// they have been renewed. A reader has the lock only when the epoch is the same, and even, before it has
 /// raised its slot and after it has read `writes`: then it has raised the slot that writers look at.
 ///
-/// INVARIANT: mappings are renewed only while none of the slots is raised.
+/// INVARIANT: mappings are renewed only while no thread of the process is inside.
+///
+/// Files that are cut short under their mappings would end the process with SIGBUS: see BusErrorGuard.h. What
+/// is read then is 0, which is no valid count of writes.
 ///
 /// No descriptor stays open. The kernel lock on the process's file goes with the mapping, because it belongs
 /// to the open file, and a mapping keeps that; a host program that closes descriptors which are not its own
 /// takes nothing away.
 class ReaderSlots {
 public:
-    /// One acquisition. `slot` is null when it was none.
+    /// What a thread knows itself about its slot: memory of this process alone.
+    struct alignas(CACHE_LINE) Own {
+        std::atomic<std::uint64_t> word{0}; ///< as in the slot, which may be a moment behind
+        std::uint64_t depth = 0;            ///< acquisitions that last, nested ones included
+        ReaderSlot* shared = nullptr;
+    };
+
+    /// One acquisition. `slot` is null when there was none.
     struct Hold {
-        ReaderSlot* slot = nullptr;
+        Own* slot = nullptr;
         std::uint64_t writes = 0; ///< even; 0: unknown
     };
 
@@ -54,7 +66,7 @@ public:
         if (looks) {
             lookAtFiles();
         }
-        Hold hold = raise();
+        Hold hold = enter();
         if (looks) {
             hold.writes = 0; // so that whoever trusts in it looks at its own files, too
         }
@@ -62,11 +74,10 @@ public:
     }
 
     /// Gives one acquisition of the calling thread back.
-    static void leave(ReaderSlot& slot) noexcept
+    static void leave(Own& slot) noexcept
     {
-        const std::uint64_t word = slot.word.load(std::memory_order_relaxed);
-        if (ReaderSlot::isRaised(word)) {
-            slot.word.store(word - 1, std::memory_order_release);
+        if (--slot.depth == 0) {
+            lower(slot);
         }
     }
 
@@ -88,15 +99,17 @@ public:
     void forgetInChild() noexcept;
 
 private:
-    Hold raise() noexcept;
+    Hold enter() noexcept;
+    static void raise(Own& slot) noexcept;
+    static void lower(Own& slot) noexcept;
     static void use(SlotFileHeader& header, std::uint32_t thread) noexcept;
     void lookAtFiles() noexcept;
     [[nodiscard]] bool filesAreCurrent() const noexcept;
-    [[nodiscard]] bool anyRaised() const noexcept;
+    [[nodiscard]] bool anyInside() const noexcept;
     void renew();
     [[nodiscard]] bool mapControl(const SlotFolder& folder);
     [[nodiscard]] bool mapNewFile(const SlotFolder& folder);
-    [[nodiscard]] bool reserveRegion() noexcept;
+    [[nodiscard]] bool reserveRegion();
     void discardFile() noexcept;
 
     struct Region {
@@ -105,9 +118,12 @@ private:
         SlotFile file;
     };
 
+    using OwnSlots = std::array<Own, SlotFile::SLOTS>;
+
     // Read by every acquisition, and written hardly ever.
     std::atomic<std::uint64_t> epoch_{1};
     std::atomic<Region*> region_{nullptr}; ///< null until the first files are mapped
+    std::unique_ptr<OwnSlots> own_;        ///< made before the region, and kept
     OnceInAWhile look_;
     const LockSettings& settings_;
 
@@ -120,22 +136,22 @@ private:
     FileIdentity controlFile_;
     FileIdentity slotFile_;
     Region* reserved_ = nullptr;
+    BusErrorGuard busErrors_;
     OnceInAWhile retry_; ///< of what has failed and may go on failing
 };
 
-inline ReaderSlots::Hold ReaderSlots::raise() noexcept
+inline ReaderSlots::Hold ReaderSlots::enter() noexcept
 {
     Region* const region = region_.load(std::memory_order_acquire);
     const std::uint32_t thread = ThreadIndex::ofThisThread();
     if (region == nullptr || thread == ThreadIndex::NONE) {
         return {};
     }
-    ReaderSlot& slot = region->file.slots[thread];
-    const std::uint64_t before = slot.word.load(std::memory_order_relaxed);
+    Own& slot = (*own_)[thread];
     const std::uint64_t epoch = epoch_.load(std::memory_order_acquire);
-    if (ReaderSlot::isRaised(before)) {
-        slot.word.store(before + 1, std::memory_order_relaxed);
-        // No writer has been in since the slot was raised, only at the door.
+    if (slot.depth > 0) {
+        ++slot.depth;
+        // No writer has been in since the slot was raised, at most at the door.
         return {&slot, epoch % 2 == 0 ? region->control.writes.load() & ~std::uint64_t{1} : 0};
     }
     if (epoch % 2 != 0) {
@@ -144,13 +160,31 @@ inline ReaderSlots::Hold ReaderSlots::raise() noexcept
     if (region->file.header.used.load(std::memory_order_relaxed) <= thread) {
         use(region->file.header, thread);
     }
-    slot.word.exchange(before + ReaderSlot::ACQUISITION + 1);
+    raise(slot);
     const std::uint64_t writes = region->control.writes.load();
     if (writes % 2 == 0 && writes != 0 && epoch_.load() == epoch) {
+        slot.depth = 1;
         return {&slot, writes};
     }
-    slot.word.store(before + ReaderSlot::ACQUISITION, std::memory_order_release);
+    lower(slot);
     return {};
+}
+
+/// Sequentially consistent, and on this platform a full barrier: what is loaded afterwards is loaded after
+/// all processors can see the slot raised, and its copy.
+inline void ReaderSlots::raise(Own& slot) noexcept
+{
+    const std::uint64_t word =
+        slot.word.load(std::memory_order_relaxed) + ReaderSlot::ACQUISITION + ReaderSlot::RAISED;
+    slot.word.store(word, std::memory_order_relaxed);
+    slot.shared->word.exchange(word);
+}
+
+inline void ReaderSlots::lower(Own& slot) noexcept
+{
+    const std::uint64_t word = slot.word.load(std::memory_order_relaxed) - ReaderSlot::RAISED;
+    slot.shared->word.store(word, std::memory_order_release);
+    slot.word.store(word, std::memory_order_release);
 }
 
 } // namespace Tessara::Keepsafe::Platform::filelock

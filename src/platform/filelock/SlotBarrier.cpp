@@ -63,7 +63,7 @@ std::uint64_t firstWrites() noexcept
     std::uint64_t random = 0;
     while (getrandom(&random, sizeof random, 0) != sizeof random) {
     }
-    return std::max<std::uint64_t>(random & ~std::uint64_t{1}, 2);
+    return std::max<std::uint64_t>(random / 4 * 2, 2);
 }
 
 /// Whether a living process has the file mapped.
@@ -99,17 +99,17 @@ bool allLowered(const System::Descriptor& file)
     return true;
 }
 
-ControlPage* mapForWriting(const System::Descriptor& file) noexcept
+/// Makes the count odd: one more than it was, or, where a writer died with it odd, another odd number, by
+/// which that writer would notice that it was taken for dead. Returns it.
+std::uint64_t makeOdd(ControlPage& page) noexcept
 {
-    void* const address = mmap(nullptr, ControlPage::SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
-    if (address == MAP_FAILED) {
-        return nullptr;
-    }
-    madvise(address, ControlPage::SIZE, MADV_DONTFORK);
-    return static_cast<ControlPage*>(address);
+    std::uint64_t writes = page.writes.load();
+    std::uint64_t odd = 0;
+    do {
+        odd = writes + (writes % 2 == 0 ? 1 : 2);
+    } while (!page.writes.compare_exchange_weak(writes, odd));
+    return odd;
 }
-
-void makeOdd(ControlPage& page) noexcept { page.writes.fetch_or(1); }
 
 void sleepFor(Clock::duration length) noexcept
 {
@@ -160,13 +160,36 @@ bool SlotBarrier::isClear()
 void SlotBarrier::lower() noexcept
 {
     if (page_ != nullptr) {
-        page_->writes.store((page_->writes.load() | 1U) + 1);
-        munmap(page_, ControlPage::SIZE);
-        page_ = nullptr;
+        // Another number is that of another writer: this one has lost its lock.
+        page_->writes.compare_exchange_strong(odd_, odd_ + 1);
+        unmap();
     }
 }
 
-void SlotBarrier::forgetInChild() noexcept { page_ = nullptr; }
+bool SlotBarrier::map(const System::Descriptor& file) noexcept
+{
+    void* const address = mmap(nullptr, ControlPage::SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
+    if (address == MAP_FAILED) {
+        return false;
+    }
+    madvise(address, ControlPage::SIZE, MADV_DONTFORK);
+    page_ = static_cast<ControlPage*>(address);
+    busErrors_.guard(page_, ControlPage::SIZE, nullptr);
+    return true;
+}
+
+void SlotBarrier::unmap() noexcept
+{
+    busErrors_.forget();
+    munmap(page_, ControlPage::SIZE);
+    page_ = nullptr;
+}
+
+void SlotBarrier::forgetInChild() noexcept
+{
+    busErrors_.forget();
+    page_ = nullptr;
+}
 
 SlotFolder SlotBarrier::open(const std::string& path)
 {
@@ -213,23 +236,22 @@ SlotBarrier::Page SlotBarrier::usePage(const SlotFolder& folder, const System::D
                                        const struct stat& status)
 {
     const bool isWhole = status.st_size >= static_cast<off_t>(ControlPage::SIZE);
-    page_ = isWhole ? mapForWriting(file) : nullptr;
-    if (isWhole && page_ == nullptr) {
+    if (isWhole && !map(file)) {
         fail("cannot map " + folderPath_ + '/' + SlotFolder::CONTROL, errno);
     }
     if (isWhole && page_->magic == ControlPage::MAGIC && page_->version != SLOT_FORMAT_VERSION) {
         const std::uint32_t version = page_->version;
-        munmap(std::exchange(page_, nullptr), ControlPage::SIZE);
+        unmap();
         throw LockFileError(folderPath_ + '/' + SlotFolder::CONTROL + " is of version " +
                             std::to_string(version));
     }
     if (isWhole) {
-        makeOdd(*page_);
+        odd_ = makeOdd(*page_);
         if (page_->isSound() && status.st_size == static_cast<off_t>(ControlPage::SIZE)) {
             return Page::IsKnown;
         }
         // Damaged; whoever still relies on it goes to the kernel lock from now on.
-        munmap(std::exchange(page_, nullptr), ControlPage::SIZE);
+        unmap();
     }
     if (!makePage(folder)) {
         fail("cannot replace the damaged " + folderPath_ + '/' + SlotFolder::CONTROL, errno);
@@ -247,18 +269,17 @@ bool SlotBarrier::makePage(const SlotFolder& folder)
         fallocate(file.get(), 0, 0, ControlPage::SIZE) != 0) {
         return false;
     }
-    ControlPage* const page = mapForWriting(file);
-    if (page == nullptr) {
+    if (!map(file)) {
         return false;
     }
-    page->magic = ControlPage::MAGIC;
-    page->version = SLOT_FORMAT_VERSION;
-    page->writes.store(firstWrites() | 1U);
+    page_->magic = ControlPage::MAGIC;
+    page_->version = SLOT_FORMAT_VERSION;
+    odd_ = firstWrites() + 1;
+    page_->writes.store(odd_);
     if (renameat(folder.descriptor(), NEW_PAGE, folder.descriptor(), SlotFolder::CONTROL) != 0) {
-        munmap(page, ControlPage::SIZE);
+        unmap();
         return false;
     }
-    page_ = page;
     return true;
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "BusErrorGuard.h"
 #include "LockSettings.h"
 #include "SlotFolder.h"
 #include "slot_files.h"
@@ -46,6 +47,8 @@ private:
     [[nodiscard]] Page findOrMakePage();
     [[nodiscard]] Page usePage(const SlotFolder& folder, const System::Descriptor& file,
                                const struct stat& status);
+    [[nodiscard]] bool map(const System::Descriptor& file) noexcept;
+    void unmap() noexcept;
     [[nodiscard]] bool makePage(const SlotFolder& folder);
     [[nodiscard]] bool makeFolder() const;
     [[nodiscard]] bool isOut(const SlotFolder& folder, const std::string& reader) const;
@@ -53,7 +56,9 @@ private:
     const LockSettings& settings_;
     const std::string& lockPath_;
     const std::string folderPath_;
-    ControlPage* page_ = nullptr;     ///< mapped while it is raised
+    ControlPage* page_ = nullptr; ///< mapped while the barrier is raised
+    std::uint64_t odd_ = 0;       ///< what this writer made of `writes`
+    BusErrorGuard busErrors_;
     std::vector<std::string> inside_; ///< names of the files whose slots are still to be seen lowered
 };
 

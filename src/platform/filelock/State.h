@@ -50,10 +50,7 @@ public:
     /// Takes the shared lock by a slot, when that can be done at once.
     Hold tryShareBySlot() noexcept { return slots_.tryEnter(); }
     [[nodiscard]] bool isHeldBySlotOfThisThread() const noexcept { return slots_.isHeldByThisThread(); }
-    static void unlockSlot(Tessara::Keepsafe::Platform::filelock::ReaderSlot& slot) noexcept
-    {
-        ReaderSlots::leave(slot);
-    }
+    static void unlockSlot(ReaderSlots::Own& slot) noexcept { ReaderSlots::leave(slot); }
 
     /// `nested`: this thread holds the kernel lock already, so waiting for a writer would be waiting for
     /// itself. Throw `LockFileError` and `FileLockTimeout`.

@@ -40,15 +40,15 @@ struct alignas(CACHE_LINE) ControlPage {
     [[nodiscard]] bool isSound() const noexcept { return magic == MAGIC && version == SLOT_FORMAT_VERSION; }
 };
 
-/// Where one thread says that it holds the lock.
+/// Where one thread says that it holds the lock. Written by that thread and never read by it: whatever others
+/// write there, it does not come to believe that it has the lock.
 struct alignas(CACHE_LINE) ReaderSlot {
-    static constexpr std::uint64_t DEPTH = 0xFFFFFFFF;                    ///< how many holds, nested ones
-    static constexpr std::uint64_t ACQUISITION = std::uint64_t{1} << 32U; ///< counts the outermost ones
+    static constexpr std::uint64_t RAISED = 1;
+    static constexpr std::uint64_t ACQUISITION = 2; ///< above that bit the thread's acquisitions are counted
 
-    /// Written by the one thread whose slot it is.
     std::atomic<std::uint64_t> word;
 
-    [[nodiscard]] static bool isRaised(std::uint64_t word) noexcept { return (word & DEPTH) != 0; }
+    [[nodiscard]] static bool isRaised(std::uint64_t word) noexcept { return (word & RAISED) != 0; }
 };
 
 /// First line of a reader's file.
