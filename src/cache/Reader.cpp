@@ -1,6 +1,5 @@
+#include <memory>
 #include <utility>
-
-#include <boost/make_shared.hpp>
 
 #include <keepsafe/cache/AccessCache.h>
 #include <keepsafe/platform/log/logmsg.h>
@@ -42,9 +41,9 @@ inline const Record* findInTree(const detail::RecordView<Record>& records, NodeO
 
 AccessCache::Reader::Reader(const AccessCache& cache)
     : cache_(cache), fileLock_(cache.fileLock_),
-      guard_(boost::allocate_shared<FileLockGuard>(RecyclingAllocator<FileLockGuard>(), fileLock_,
-                                                   FileLock::SHARED, FileLock::WAIT_FOREVER,
-                                                   FileLock::DEFAULT_INTERVAL)),
+      guard_(std::allocate_shared<FileLockGuard>(RecyclingAllocator<FileLockGuard>(), fileLock_,
+                                                 FileLock::SHARED, FileLock::WAIT_FOREVER,
+                                                 FileLock::DEFAULT_INTERVAL)),
       metadata_(cache.metadata_.view())
 {
     if (metadata_.count() == 0) {

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -140,7 +141,7 @@ private:
 
     const AccessCache& cache_;
     const FileLock& fileLock_;
-    boost::shared_ptr<FileLockGuard> guard_;
+    std::shared_ptr<FileLockGuard> guard_;
     detail::RecordView<detail::MetadataHeader> metadata_;
     detail::RecordView<ManagedObject> objects_;
     detail::RecordView<detail::BitsNode> nodes_;
