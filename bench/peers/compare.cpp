@@ -36,12 +36,10 @@ public:
           published_(GeneratedCache(leaves, SEED).build()),
           questions_(published_.cache(), {settings.questions, settings.roles, settings.callers},
                      drawLeaf(leaves)),
-          lmdb_(folder_.path("lmdb"), leaves),
-          sqlite_(folder_.path("sqlite"), leaves), kinds_{
-                                                       hashTable(leaves), lmdb_.beginning(),
-                                                       lmdb_.renewing(),  sqlite_.kind(),
-                                                       libraryCheck(),    libraryLookup(published_.cache())}
+          lmdb_(folder_.path("lmdb"), leaves), sqlite_(folder_.path("sqlite"), leaves)
     {
+        kinds_ = {hashTable(leaves), lmdb_.beginning(), lmdb_.renewing(),
+                  sqlite_.kind(),    libraryCheck(),    libraryLookup(published_.cache())};
     }
 
     void run()
@@ -93,33 +91,44 @@ private:
         static_cast<void>(std::fflush(stdout));
     }
 
-    /// Both after all that is done only once: the difference between one pass and two.
     void count()
     {
-        const QuestionRange some{questions_.all().data(), std::min<std::size_t>(questions_.size(), 2000)};
-        Answers answers(some.count);
+        // Tracing makes a system call take many times as long as it does.
+        const QuestionRange some{questions_.all().data(), std::min<std::size_t>(questions_.size(), 10000)};
         for (const ContenderKind& kind : kinds_) {
-            const auto passes = [&](int number) {
-                return systemCallsOf([&] {
-                    const auto contender = kind.open();
-                    for (int pass = 0; pass < number; ++pass) {
-                        contender->answer(some, answers.data());
-                    }
-                });
-            };
-            Counted& counted = counted_[kind.name];
-            const auto one = passes(1);
-            const auto two = passes(2);
-            if (one && two) {
-                counted.systemCalls = static_cast<double>(*two - *one) / static_cast<double>(some.count);
-            }
-            const auto contender = kind.open();
-            contender->answer(some, answers.data());
-            const std::size_t before = allocations();
-            contender->answer(some, answers.data());
-            counted.allocations =
-                static_cast<double>(allocations() - before) / static_cast<double>(some.count);
+            counted_[kind.name] = {systemCallsPerCheck(kind, some), allocationsPerCheck(kind, some)};
         }
+    }
+
+    /// After all that is done only once: the difference between two passes and one.
+    static std::optional<double> systemCallsPerCheck(const ContenderKind& kind, QuestionRange questions)
+    {
+        const auto passes = [&](int number) {
+            return systemCallsOf([&] {
+                Answers answers(questions.count);
+                const auto contender = kind.open();
+                for (int pass = 0; pass < number; ++pass) {
+                    contender->answer(questions, answers.data());
+                }
+            });
+        };
+        const auto one = passes(1);
+        const auto two = passes(2);
+        if (!one || !two) {
+            return std::nullopt;
+        }
+        return static_cast<double>(*two - *one) / static_cast<double>(questions.count);
+    }
+
+    /// In a second pass.
+    static double allocationsPerCheck(const ContenderKind& kind, QuestionRange questions)
+    {
+        Answers answers(questions.count);
+        const auto contender = kind.open();
+        contender->answer(questions, answers.data());
+        const std::size_t before = allocations();
+        contender->answer(questions, answers.data());
+        return static_cast<double>(allocations() - before) / static_cast<double>(questions.count);
     }
 
     void measure()
@@ -160,23 +169,27 @@ private:
     {
         std::printf("  %-24s %9s %9s %9s %14s %13s\n", "ns per check", "median", "min", "max", "system calls",
                     "allocations");
-        const auto x = static_cast<double>(leaves_);
         for (const ContenderKind& kind : kinds_) {
             const Figures& figures = figures_[kind.name];
             const Counted& counted = counted_[kind.name];
             char calls[32] = "not counted";
             if (counted.systemCalls) {
-                static_cast<void>(std::snprintf(calls, sizeof calls, "%.3f", *counted.systemCalls));
+                static_cast<void>(std::snprintf(calls, sizeof calls, "%.4f", *counted.systemCalls));
             }
-            std::printf("  %-24s %9.1f %9.1f %9.1f %14s %13.3f\n", kind.name.c_str(), figures.median,
+            std::printf("  %-24s %9.1f %9.1f %9.1f %14s %13.4f\n", kind.name.c_str(), figures.median,
                         figures.min, figures.max, calls, counted.allocations);
-            report_.point("objects", kind.name, x, "ns", figures);
-            const std::string of = " of " + kind.name + " at " + std::to_string(leaves_);
-            if (counted.systemCalls) {
-                report_.value("system calls per check" + of, *counted.systemCalls, "");
-            }
-            report_.value("allocations per check" + of, counted.allocations, "");
+            note(kind.name, figures, counted);
         }
+    }
+
+    void note(const std::string& name, const Figures& figures, const Counted& counted)
+    {
+        const std::string of = " of " + name + " at " + std::to_string(leaves_);
+        report_.point("objects", name, static_cast<double>(leaves_), "ns", figures);
+        if (counted.systemCalls) {
+            report_.value("system calls per check" + of, *counted.systemCalls, "");
+        }
+        report_.value("allocations per check" + of, counted.allocations, "");
     }
 
     void judge()

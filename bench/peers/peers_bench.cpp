@@ -47,7 +47,7 @@ void addOptions(CLI::App& app, Options& options)
         ->check(CLI::Range(1, 1000))
         ->capture_default_str();
     app.add_option("--callers", settings.callers,
-                   "A checker of its own for every question (distinct), or 512 for all (shared)")
+                   "A checker of its own for every question (distinct, the default), or 512 for all (shared)")
         ->transform(CLI::CheckedTransformer(
             std::map<std::string, Callers>{{"distinct", Callers::Distinct}, {"shared", Callers::Shared}}));
     app.add_option("--rounds", settings.rounds, "Rounds; the median counts")

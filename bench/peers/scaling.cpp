@@ -34,6 +34,7 @@ public:
         const ContenderKind lookup = libraryLookup(cache);
         const ContenderKind check = libraryCheck();
         const Answers expected = answersOf(*lookup.open(), asked);
+        requireBoth(expected);
         requireSame(asked, LOOKUP, expected, CHECK, answersOf(*check.open(), asked));
         for (const ContenderKind& kind : {check, lookup}) {
             contenders_.push_back(kind.open());

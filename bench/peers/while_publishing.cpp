@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <memory>
@@ -55,7 +56,8 @@ public:
         pollfd told{boss.descriptor(), POLLIN, 0};
         auto due = Clock::now();
         for (unsigned change = 0;; ++change) {
-            due += BETWEEN_CHANGES;
+            // Changes that are late are not made up for in a burst.
+            due = std::max(due + BETWEEN_CHANGES, Clock::now());
             const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(due - Clock::now());
             if (::poll(&told, 1, std::max(0, static_cast<int>(left.count()))) != 0) {
                 break;
