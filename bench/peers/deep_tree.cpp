@@ -37,6 +37,7 @@ keepsafe_sandbox::CacheImage deepTree(unsigned depth)
     ImageBuilder builder;
     CacheObject root;
     root.ns = GeneratedCache::rootNamespace();
+    root.child = generated.area(0).child;
     builder.add(root);
     for (unsigned chain = 0; chain < CHAINS; ++chain) {
         ObjectNamespace above = root.ns;
