@@ -64,7 +64,8 @@ public:
     explicit Sqlite(const std::string& path)
         : connection_(connect("file:" + path + "?immutable=1", SQLITE_OPEN_READONLY))
     {
-        // Pages are taken from the map; those that are not have room in the connection's own memory.
+        // Pages are taken from the map, of which 2 GiB is the most; those beyond stay in the connection's
+        // memory.
         run(connection_.get(), "PRAGMA mmap_size = 2147418112; PRAGMA cache_size = -4000000; BEGIN");
         statement_ = prepare(connection_.get(), "SELECT record FROM object WHERE name = ?1");
     }

@@ -19,8 +19,9 @@ using keepsafe_sandbox::GeneratedCache;
 
 namespace {
 
-/// Enough for a median, and little enough that the questions of a whole line fit in memory together.
-constexpr std::size_t MOST_QUESTIONS = 50000;
+/// Little enough that a round with a thousand roles takes seconds and that the questions of a whole line fit
+/// in memory together.
+constexpr std::size_t MOST_QUESTIONS = 20000;
 
 /// A check and the lookup alone by something that varies, all of it in turns.
 class Line {
