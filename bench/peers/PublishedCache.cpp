@@ -1,0 +1,28 @@
+#include "peers/PublishedCache.h"
+
+#include <boost/make_shared.hpp>
+
+#include "cachewriter/PosixFileSystem.h"
+#include "cachewriter/publish_cache.h"
+#include "generate/GeneratedCache.h"
+
+namespace keepsafe_bench {
+
+using keepsafe_sandbox::GeneratedCache;
+using Tessara::Keepsafe::Rbac::AccessCache;
+using Tessara::Keepsafe::Rbac::Manifest;
+
+boost::shared_ptr<const AccessCache> openCache(const keepsafe_sandbox::CacheLocation& location)
+{
+    return boost::make_shared<const AccessCache>(Manifest("bench", location.accessCache()));
+}
+
+PublishedCache::PublishedCache(const keepsafe_sandbox::CacheImage& image) : location_(folder_.path(), "bench")
+{
+    keepsafe_sandbox::PosixFileSystem fileSystem;
+    keepsafe_sandbox::publishCache(fileSystem, location_, GeneratedCache::rootNamespace(), image,
+                                   GeneratedCache::operations(), keepsafe_sandbox::Renumber::Refuse);
+    cache_ = openCache(location_);
+}
+
+} // namespace keepsafe_bench

@@ -1,0 +1,39 @@
+#ifndef KEEPSAFE_BENCH_PEERS_PUBLISHEDCACHE_H
+#define KEEPSAFE_BENCH_PEERS_PUBLISHEDCACHE_H
+
+#include <string>
+
+#include <boost/shared_ptr.hpp>
+
+#include <keepsafe/cache/AccessCache.h>
+
+#include "cachewriter/CacheImage.h"
+#include "cachewriter/CacheLocation.h"
+#include "peers/PrivateFolder.h"
+
+namespace keepsafe_bench {
+
+/// Opens the cache that was published there.
+boost::shared_ptr<const Tessara::Keepsafe::Rbac::AccessCache>
+openCache(const keepsafe_sandbox::CacheLocation& location);
+
+/// A cache in a folder of its own, open.
+class PublishedCache {
+public:
+    explicit PublishedCache(const keepsafe_sandbox::CacheImage& image);
+
+    [[nodiscard]] const keepsafe_sandbox::CacheLocation& location() const noexcept { return location_; }
+    [[nodiscard]] const boost::shared_ptr<const Tessara::Keepsafe::Rbac::AccessCache>& cache() const noexcept
+    {
+        return cache_;
+    }
+
+private:
+    PrivateFolder folder_;
+    keepsafe_sandbox::CacheLocation location_;
+    boost::shared_ptr<const Tessara::Keepsafe::Rbac::AccessCache> cache_;
+};
+
+} // namespace keepsafe_bench
+
+#endif
