@@ -1,6 +1,5 @@
 #include <keepsafe/jwt/JWTUtil.h>
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <fstream>
@@ -11,6 +10,7 @@
 #include <keepsafe/platform/status/status_codes.h>
 
 #include "debug_messages.h"
+#include "token_parts.h"
 
 namespace Tessara::Keepsafe {
 
@@ -38,15 +38,13 @@ std::string readAll(std::filebuf& file)
 
 int JWTUtil::tokenizeJWT(const std::string& token, std::vector<std::string>& parts)
 {
-    if (std::count(token.begin(), token.end(), '.') != 2) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, "JWT::tokenizeJWT", "JWT Token is invalid");
+    TokenParts found;
+    if (!findParts(token, found)) {
         return Status::TOKEN_INVALID;
     }
-    const std::size_t first = token.find('.');
-    const std::size_t second = token.find('.', first + 1);
-    parts.push_back(token.substr(0, first));
-    parts.push_back(token.substr(first + 1, second - first - 1));
-    parts.push_back(token.substr(second + 1));
+    parts.emplace_back(found.header);
+    parts.emplace_back(found.payload);
+    parts.emplace_back(found.signature);
     const bool hasEmptyPart = parts[0].empty() || parts[1].empty() || parts[2].empty();
     return hasEmptyPart ? Status::TOKEN_INVALID : Status::SUCCESS;
 }
