@@ -76,6 +76,8 @@ bool verifySignedData(std::string_view data, const Signature& signature, EVP_PKE
     if (EVP_VerifyInit(context.get(), EVP_sha256()) != 1) {
         return refuse("Failed to initialize signature.");
     }
+    // The context is not used again, so that nothing needs to be finished on a copy of it.
+    EVP_MD_CTX_set_flags(context.get(), EVP_MD_CTX_FLAG_FINALISE);
     if (EVP_VerifyUpdate(context.get(), data.data(), data.size()) != 1) {
         return refuse("Failed to update signature.");
     }
