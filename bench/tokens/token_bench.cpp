@@ -110,7 +110,7 @@ void measureVerification(const Session& session, std::size_t count, int rounds)
     turns.run();
     std::printf("Verification with the host's key\n");
     printLine("key file, PEM, EVP_VerifyFinal", turns.result(floor));
-    printRatio("verifyJWTSignatureUsingHostPublicKey", turns.result(library), turns.result(floor), 1.1);
+    printRatio("verifyJWTSignatureUsingHostPublicKey", turns.result(library), turns.result(floor), 1.05);
 }
 
 void lookUp(DbConnectionManager& manager, const Session& session)
@@ -151,7 +151,8 @@ void measureLookup(DatabaseKind kind, const Session& session, std::size_t count,
     const double sum = turns.result(verification) + turns.result(query);
     printLine("bare verification", turns.result(verification));
     printLine("bare query on an open connection", turns.result(query));
-    printRatio("getRoleIds on a warm pool", turns.result(lookup), sum, 1.3);
+    printRatio("getRoleIds on a warm pool", turns.result(lookup), sum,
+               kind == DatabaseKind::Sqlite ? 1.15 : 1.3);
     std::printf("  lookups per second: one thread %.0f, eight threads %.0f = %.2f x\n",
                 1e9 / turns.result(lookup), 1e9 / turns.result(parallel),
                 turns.result(lookup) / turns.result(parallel));
