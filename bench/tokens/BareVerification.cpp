@@ -3,6 +3,7 @@
 
 #include "tokens/BareVerification.h"
 
+#include <array>
 #include <memory>
 #include <stdexcept>
 #include <utility>
@@ -34,11 +35,10 @@ BareVerification::BareVerification(std::string keyFile, const std::string& token
 std::string BareVerification::readKeyFile() const
 {
     const int file = open(keyFile_.c_str(), O_RDONLY | O_CLOEXEC);
-    std::string text(4096, '\0');
-    const ssize_t size = read(file, text.data(), text.size());
+    std::array<char, 4096> chunk;
+    const ssize_t size = read(file, chunk.data(), chunk.size());
     close(file);
-    text.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-    return text;
+    return {chunk.data(), size > 0 ? static_cast<std::size_t>(size) : 0};
 }
 
 bool BareVerification::once() const

@@ -3,15 +3,14 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
-#include <utility>
-#include <vector>
 
 #include <jansson.h>
 
 #include <keepsafe/jwt/JWTSSLApi.h>
-#include <keepsafe/jwt/JWTUtil.h>
 #include <keepsafe/platform/log/logmsg.h>
 #include <keepsafe/platform/status/status_codes.h>
+
+#include "token_parts.h"
 
 namespace Tessara::Keepsafe {
 
@@ -93,14 +92,14 @@ int JWT::createJWT(std::string token, JWT*& jwt)
 
 int JWT::init(const std::string& token)
 {
-    std::vector<std::string> parts;
-    const int split = JWTUtil::tokenizeJWT(token, parts);
+    TokenParts parts;
+    const int split = splitToken(token, parts);
     if (split != Status::SUCCESS) {
         return split;
     }
-    headerPart_ = std::move(parts[0]);
-    payloadPart_ = std::move(parts[1]);
-    signaturePart_ = std::move(parts[2]);
+    headerPart_ = parts.header;
+    payloadPart_ = parts.payload;
+    signaturePart_ = parts.signature;
 
     unsigned char* decoded = nullptr;
     int decodedLength = 0;

@@ -1,16 +1,19 @@
 #include <keepsafe/jwt/JWTUtil.h>
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <fstream>
 #include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <keepsafe/platform/config/installation.h>
 #include <keepsafe/platform/log/logmsg.h>
 #include <keepsafe/platform/status/status_codes.h>
 
 #include "debug_messages.h"
+#include "token_parts.h"
 
 namespace Tessara::Keepsafe {
 
@@ -20,6 +23,51 @@ namespace {
 constexpr char PUBLIC_KEY_FILE[] = "/var/global/tssec/jwtkeys/jwtPublicKey";
 
 constexpr char LOAD_KEY_TAG[] = "JWTSSLApi::loadJwtPublicKey";
+constexpr char OPENED[] = "successfully opened jwt public key file";
+constexpr char READ[] = "successfully read jwt public key file";
+
+/// A file that is open for reading, unless that failed.
+class OpenFile {
+public:
+    explicit OpenFile(const std::string& path) noexcept
+        : descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC))
+    {
+    }
+    ~OpenFile()
+    {
+        if (descriptor_ >= 0) {
+            ::close(descriptor_);
+        }
+    }
+    OpenFile(const OpenFile&) = delete;
+    OpenFile& operator=(const OpenFile&) = delete;
+
+    explicit operator bool() const noexcept { return descriptor_ >= 0; }
+    ssize_t read(char* buffer, std::size_t size) const noexcept { return ::read(descriptor_, buffer, size); }
+
+private:
+    int descriptor_;
+};
+
+/// Reads a whole file, or nothing when anything fails.
+bool readPlainly(const std::string& path, std::string& text)
+{
+    const OpenFile file(path);
+    if (!file) {
+        return false;
+    }
+    std::string content;
+    std::array<char, 4096> chunk;
+    ssize_t size = 0;
+    while ((size = file.read(chunk.data(), chunk.size())) > 0) {
+        content.append(chunk.data(), static_cast<std::size_t>(size));
+    }
+    if (size < 0) {
+        return false;
+    }
+    text = std::move(content);
+    return true;
+}
 
 /// All that is left to read. A file that cannot be read raises `std::ios::failure`.
 std::string readAll(std::filebuf& file)
@@ -34,42 +82,26 @@ std::string readAll(std::filebuf& file)
     return text;
 }
 
-} // namespace
-
-int JWTUtil::tokenizeJWT(const std::string& token, std::vector<std::string>& parts)
-{
-    if (std::count(token.begin(), token.end(), '.') != 2) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, "JWT::tokenizeJWT", "JWT Token is invalid");
-        return Status::TOKEN_INVALID;
-    }
-    const std::size_t first = token.find('.');
-    const std::size_t second = token.find('.', first + 1);
-    parts.push_back(token.substr(0, first));
-    parts.push_back(token.substr(first + 1, second - first - 1));
-    parts.push_back(token.substr(second + 1));
-    const bool hasEmptyPart = parts[0].empty() || parts[1].empty() || parts[2].empty();
-    return hasEmptyPart ? Status::TOKEN_INVALID : Status::SUCCESS;
-}
-
-int JWTUtil::loadJwtPublicKey(std::string& key)
+/// Reads the file as a stream, whose exceptions say what is wrong with it.
+int readAsStream(const std::string& path, std::string& key)
 {
     std::ifstream file;
     file.exceptions(std::ios::failbit | std::ios::badbit);
     file.rdbuf()->pubsetbuf(nullptr, 0); // read in chunks below: a buffer of its own would only be copied
     try {
-        file.open(Platform::installationRoot() + PUBLIC_KEY_FILE);
+        file.open(path);
     } catch (const std::ios::failure& failure) {
         logmsgf(Platform::LOG_LEVEL_ERROR, LOAD_KEY_TAG, "failed to open jwt public key file. Error = %s ",
                 failure.what());
         return Status::CACHE_UNUSABLE;
     }
-    debugMessage(LOAD_KEY_TAG, "successfully opened jwt public key file");
+    debugMessage(LOAD_KEY_TAG, OPENED);
 
     int status = Status::SUCCESS;
     std::string text;
     try {
         text = readAll(*file.rdbuf());
-        debugMessage(LOAD_KEY_TAG, "successfully read jwt public key file");
+        debugMessage(LOAD_KEY_TAG, READ);
     } catch (const std::ios::failure& failure) {
         logmsgf(Platform::LOG_LEVEL_ERROR, LOAD_KEY_TAG, "failed to read jwt public key file. Error = %s ",
                 failure.what());
@@ -77,6 +109,34 @@ int JWTUtil::loadJwtPublicKey(std::string& key)
     }
     key = std::move(text);
     return status;
+}
+
+} // namespace
+
+int JWTUtil::tokenizeJWT(const std::string& token, std::vector<std::string>& parts)
+{
+    TokenParts found;
+    if (!findParts(token, found)) {
+        return Status::TOKEN_INVALID;
+    }
+    parts.emplace_back(found.header);
+    parts.emplace_back(found.payload);
+    parts.emplace_back(found.signature);
+    const bool hasEmptyPart = parts[0].empty() || parts[1].empty() || parts[2].empty();
+    return hasEmptyPart ? Status::TOKEN_INVALID : Status::SUCCESS;
+}
+
+int JWTUtil::loadJwtPublicKey(std::string& key)
+{
+    const std::string path = Platform::installationRoot() + PUBLIC_KEY_FILE;
+    // A stream costs more than the system calls do that it makes. What they cannot read is left to it, for
+    // the words about it.
+    if (!readPlainly(path, key)) {
+        return readAsStream(path, key);
+    }
+    debugMessage(LOAD_KEY_TAG, OPENED);
+    debugMessage(LOAD_KEY_TAG, READ);
+    return Status::SUCCESS;
 }
 
 } // namespace Tessara::Keepsafe

@@ -1,6 +1,5 @@
 #include <keepsafe/jwt/JWTSSLApi.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <limits>
 #include <memory>
@@ -29,12 +28,32 @@ BioHandle base64Chain(BioHandle end)
     return filter;
 }
 
-/// The text with the alphabet of base64 and padded to a multiple of four. False when no base64url text has
-/// such a length.
-bool toBase64(std::string& text)
+char toBase64(char character) noexcept
 {
-    std::replace(text.begin(), text.end(), '_', '/');
-    std::replace(text.begin(), text.end(), '-', '+');
+    character = character == '_' ? '/' : character;
+    return character == '-' ? '+' : character;
+}
+
+/// Puts the alphabet of base64 in the place of base64url's. The loop of a fixed length becomes vector
+/// instructions; a branch for each character would often be predicted wrongly.
+void changeAlphabet(std::string& text)
+{
+    constexpr std::size_t BLOCK = 16;
+    std::size_t at = 0;
+    for (; text.size() - at >= BLOCK; at += BLOCK) {
+        char* const block = &text[at];
+        for (std::size_t i = 0; i < BLOCK; ++i) {
+            block[i] = toBase64(block[i]);
+        }
+    }
+    for (; at < text.size(); ++at) {
+        text[at] = toBase64(text[at]);
+    }
+}
+
+/// Pads base64 text to a multiple of four. False when no base64url text has such a length.
+bool pad(std::string& text)
+{
     switch (text.size() % 4) {
     case 0:
         return true;
@@ -96,8 +115,11 @@ int JWTSSLApi::B64DecodeURL(const std::string& in, unsigned char*& out, int& out
 {
     constexpr char TAG[] = "JWTSSLApi::B64DecodeURL";
     out = nullptr;
-    std::string text = in;
-    if (!toBase64(text)) {
+    std::string text;
+    text.reserve(in.size() + 2); // the padding
+    text = in;
+    changeAlphabet(text);
+    if (!pad(text)) {
         logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Base64 string is invalid");
         return Status::INVALID_ARGUMENT;
     }

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <memory>
-#include <vector>
+#include <string_view>
 
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
@@ -17,6 +17,7 @@
 
 #include "debug_messages.h"
 #include "openssl_handles.h"
+#include "token_parts.h"
 
 namespace Tessara::Keepsafe {
 
@@ -66,7 +67,7 @@ bool decodeSignature(const std::string& part, Signature& signature)
     return true;
 }
 
-bool verifySignedData(const std::string& data, const Signature& signature, EVP_PKEY* key)
+bool verifySignedData(std::string_view data, const Signature& signature, EVP_PKEY* key)
 {
     const DigestContextHandle context(EVP_MD_CTX_create());
     if (!context) {
@@ -75,6 +76,8 @@ bool verifySignedData(const std::string& data, const Signature& signature, EVP_P
     if (EVP_VerifyInit(context.get(), EVP_sha256()) != 1) {
         return refuse("Failed to initialize signature.");
     }
+    // The context is not used again, so that nothing needs to be finished on a copy of it.
+    EVP_MD_CTX_set_flags(context.get(), EVP_MD_CTX_FLAG_FINALISE);
     if (EVP_VerifyUpdate(context.get(), data.data(), data.size()) != 1) {
         return refuse("Failed to update signature.");
     }
@@ -116,12 +119,12 @@ bool JWTSSLApi::verifyJWTSignature(const std::string& token, const std::string& 
     if (publicKey.empty()) {
         return refuse("Invalid input. 'publickey' is NULL");
     }
-    std::vector<std::string> parts;
-    if (JWTUtil::tokenizeJWT(token, parts) != Status::SUCCESS) {
+    TokenParts parts;
+    if (splitToken(token, parts) != Status::SUCCESS) {
         return refuse("Invalid jwt token. Unable to tokenize jwt");
     }
     Signature signature{};
-    if (!decodeSignature(parts[2], signature)) {
+    if (!decodeSignature(std::string(parts.signature), signature)) {
         return refuse("Failed to decode Base64URL signature");
     }
     EVP_PKEY* made = nullptr;
@@ -130,7 +133,7 @@ bool JWTSSLApi::verifyJWTSignature(const std::string& token, const std::string& 
     }
     const KeyHandle key(made);
     debugMessage(VERIFY_TAG, "Extracted public key now verifying signature.");
-    if (!verifySignedData(parts[0] + "." + parts[1], signature, key.get())) {
+    if (!verifySignedData(parts.signedText, signature, key.get())) {
         return false;
     }
     debugMessage(VERIFY_TAG, "Verification successful");

@@ -160,6 +160,20 @@ TEST_F(Base64Test, UrlTextHasDashAndUnderscoreForPlusAndSlash)
     EXPECT_EQ(decoded(JWTSSLApi::B64DecodeURL, base64Url(allBytes())), allBytes());
 }
 
+TEST_F(Base64Test, UrlTextHasItsOwnCharactersAtAnyPlace)
+{
+    for (std::size_t length = 4; length <= 72; length += 4) {
+        for (std::size_t at = 0; at < length; ++at) {
+            std::string plain(length, 'x');
+            std::string url = plain;
+            plain[at] = at % 2 == 0 ? '+' : '/';
+            url[at] = at % 2 == 0 ? '-' : '_';
+            EXPECT_EQ(decoded(JWTSSLApi::B64DecodeURL, url), decoded(JWTSSLApi::B64Decode, plain))
+                << at << " of " << length;
+        }
+    }
+}
+
 TEST_F(Base64Test, UrlTextOfAnImpossibleLengthIs20)
 {
     for (const std::string text : {"Z", "Zm9vY", "Zm9vYmFyZ", "Zm9v="}) {

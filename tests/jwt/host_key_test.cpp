@@ -1,12 +1,17 @@
 #include <filesystem>
 #include <functional>
 #include <iostream>
+#include <iterator>
 #include <string>
+#include <thread>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <openssl/err.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <keepsafe/jwt/JWTSSLApi.h>
@@ -71,6 +76,52 @@ TEST_F(HostKeyTest, AFileOfAnyLengthIsReadToItsEnd)
         EXPECT_EQ(JWTUtil::loadJwtPublicKey(key), 0) << size;
         EXPECT_EQ(key, content) << size;
     }
+}
+
+/// Waits until what was written to a pipe has been read.
+void waitUntilEmpty(int pipe)
+{
+    int unread = 0;
+    while (ioctl(pipe, FIONREAD, &unread) == 0 && unread > 0) {
+        std::this_thread::yield();
+    }
+}
+
+TEST_F(HostKeyTest, AKeyThatComesInPiecesIsReadToItsEnd)
+{
+    const std::string content = hostSigner().publicKeyPem();
+    std::filesystem::remove(root_.keyFile());
+    ASSERT_EQ(mkfifo(root_.keyFile().c_str(), 0600), 0);
+    std::thread writer([&] {
+        const int pipe = open(root_.keyFile().c_str(), O_WRONLY);
+        for (const std::string& piece : {content.substr(0, 100), content.substr(100)}) {
+            EXPECT_EQ(write(pipe, piece.data(), piece.size()), static_cast<ssize_t>(piece.size()));
+            waitUntilEmpty(pipe);
+        }
+        close(pipe);
+    });
+    std::string key;
+    EXPECT_EQ(JWTUtil::loadJwtPublicKey(key), 0);
+    writer.join();
+    EXPECT_EQ(key, content);
+}
+
+std::size_t openDescriptors()
+{
+    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
+}
+
+TEST_F(HostKeyTest, NoDescriptorStaysOpen)
+{
+    const std::size_t before = openDescriptors();
+    std::string key;
+    EXPECT_EQ(JWTUtil::loadJwtPublicKey(key), 0);
+    std::filesystem::remove(root_.keyFile());
+    EXPECT_EQ(JWTUtil::loadJwtPublicKey(key), 12);
+    std::filesystem::create_directory(root_.keyFile());
+    EXPECT_EQ(JWTUtil::loadJwtPublicKey(key), 13);
+    EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(HostKeyTest, ATokenOfTheHostVerifies)
