@@ -101,7 +101,7 @@ void ReaderStep::takeFromOutside()
     if (mutexIsFree()) {
         look();
     }
-    if (!anyKernelWriter(state_)) {
+    if (!anyKernelWriter(state_) && !is(Variant::WaitsForEvenCount)) {
         to(ReaderAt::InsideByKernelLock, "takeKernelLock: tryShareData");
     }
 }

@@ -20,7 +20,6 @@ bool allReadersRest(const State& state)
 
 bool anyReader(const State& state) { return anySlotReader(state) || anyKernelReader(state); }
 
-/// By the writer that could have removed it: files of the dead have no kernel lock.
 bool filesOfDeadAreLeft(const Configuration& configuration, const State& state)
 {
     for (std::size_t i = 0; i < configuration.processes * FILES_PER_PROCESS; ++i) {
@@ -102,19 +101,22 @@ const char* Progress::brokenForReaders(const State& state)
 
 const char* Progress::brokenForWriters(const State& state)
 {
-    for (std::size_t i = 0; i < configuration_.writers; ++i) {
+    for (std::size_t i = 0; i < configuration_.writers && !anyKernelWriter(state); ++i) {
         const Actor who{Actor::Kind::Writer, i};
-        const WriterAt at = state.writers[i].at;
-        const auto isOut = [&](const State& reached) { return reached.writers[i].at == WriterAt::Outside; };
         const auto isIn = [&](const State& reached) {
-            return reached.writers[i].at == WriterAt::BeginsChange &&
-                   !filesOfDeadAreLeft(configuration_, reached);
+            return reached.writers[i].at == WriterAt::BeginsChange;
         };
-        if (at == WriterAt::Outside && !anyKernelWriter(state) && !reaches(state, who, isIn)) {
-            return "a writer cannot get in, or finds files of the dead, although nobody holds the lock";
+        const auto isInBesideFilesOfDead = [&](const State& reached) {
+            return isIn(reached) && filesOfDeadAreLeft(configuration_, reached);
+        };
+        if (state.writers[i].at != WriterAt::Outside) {
+            continue;
         }
-        if (at != WriterAt::Outside && at != WriterAt::Dead && !reaches(state, who, isOut)) {
-            return "a writer cannot get out";
+        if (!reaches(state, who, isIn)) {
+            return "a writer cannot get in although nobody holds the lock";
+        }
+        if (filesOfDeadAreLeft(configuration_, state) && reaches(state, who, isInBesideFilesOfDead)) {
+            return "a writer has left files of the dead";
         }
     }
     return nullptr;

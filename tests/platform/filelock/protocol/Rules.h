@@ -21,9 +21,8 @@ public:
     explicit Progress(const Configuration& configuration) : configuration_(configuration) {}
 
     /// - When no writer lives, each reader gets in by itself.
-    /// - When nobody reads or writes and all living readers rest, each living writer gets in by itself, and
-    ///   finds no file of a process that has died left.
-    /// - Wherever a writer has come to, it can get out by itself when all readers rest.
+    /// - When nobody holds the lock and all living readers rest, each living writer gets in by itself.
+    /// - By then it has removed the files of all processes that had died.
     const char* broken(const State& state);
 
 private:

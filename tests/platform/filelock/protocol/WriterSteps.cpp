@@ -225,14 +225,13 @@ void WriterStep::pass(WriterAt at, const char* what)
 void WriterStep::askIfAlive()
 {
     const File& file = state_.files[was().file];
-    const auto isRaised = [](std::uint8_t slot) { return slot != 0; };
-    if (is(Variant::PassesOverRaisedFiles) && std::any_of(file.raised.begin(), file.raised.end(), isRaised)) {
+    const bool anyRaised =
+        std::any_of(file.raised.begin(), file.raised.end(), [](std::uint8_t slot) { return slot != 0; });
+    if (is(Variant::PassesOverRaisedFiles) && anyRaised) {
         return pass(WriterAt::LooksAtFiles, "passes over a file with raised slots");
     }
-    if (file.isLocked == 0 && !is(Variant::TakesUnlockedForAlive)) {
-        return to(WriterAt::Removes, "isAlive: no");
-    }
-    to(WriterAt::ReadsSlots, "isAlive: yes");
+    const bool isAlive = file.isLocked != 0 || (is(Variant::TakesRaisedForAlive) && anyRaised);
+    to(isAlive ? WriterAt::ReadsSlots : WriterAt::Removes, isAlive ? "isAlive: yes" : "isAlive: no");
 }
 
 void WriterStep::remove()
