@@ -23,12 +23,17 @@ bool statusOf(const std::string& path, struct stat& status) noexcept
     return stat(path.c_str(), &status) == 0;
 }
 
-/// Whether the path still stands for that file, and the file has its size.
-bool isSame(const std::string& path, const FileIdentity& file, std::size_t size) noexcept
+/// Whether the path still stands for that file or folder. A link to it is not the same: writers follow none.
+bool isSame(const std::string& path, const FileIdentity& file, struct stat& status) noexcept
+{
+    return lstat(path.c_str(), &status) == 0 && FileIdentity(status) == file;
+}
+
+/// Whether the file has its size, too.
+bool isWhole(const std::string& path, const FileIdentity& file, std::size_t size) noexcept
 {
     struct stat status {};
-    return statusOf(path, status) && FileIdentity(status) == file &&
-           status.st_size == static_cast<off_t>(size);
+    return isSame(path, file, status) && status.st_size == static_cast<off_t>(size);
 }
 
 /// Whether this process may read the lock file, which is what a shared lock asks for.
@@ -204,10 +209,10 @@ void ReaderSlots::lookAtFiles() noexcept
 
 bool ReaderSlots::filesAreCurrent() const noexcept
 {
-    struct stat lockFile {};
-    return statusOf(lockPath_, lockFile) && FileIdentity(lockFile) == lockFile_ &&
-           isSame(controlPath_, controlFile_, ControlPage::SIZE) &&
-           isSame(slotPath_, slotFile_, sizeof(SlotFile)) && reserved_->control.isSound() &&
+    struct stat status {};
+    return statusOf(lockPath_, status) && FileIdentity(status) == lockFile_ &&
+           isSame(folderPath_, folder_, status) && isWhole(controlPath_, controlFile_, ControlPage::SIZE) &&
+           isWhole(slotPath_, slotFile_, sizeof(SlotFile)) && reserved_->control.isSound() &&
            reserved_->file.header.isSound();
 }
 
@@ -227,10 +232,11 @@ void ReaderSlots::renew()
     }
     discardFile();
     const SlotFolder folder(folderPath_);
-    if (!folder.isOpen() || !folder.isCoherent() || !mayRead(lockPath_, lockFile_) || !reserveRegion() ||
-        !mapControl(folder) || !mapNewFile(folder)) {
+    if (!folder.isOpen() || fstat(folder.descriptor(), &status) != 0 || !folder.isCoherent() ||
+        !mayRead(lockPath_, lockFile_) || !reserveRegion() || !mapControl(folder) || !mapNewFile(folder)) {
         return;
     }
+    folder_ = FileIdentity(status);
     region_.store(reserved_);
     epoch_.fetch_add(1);
     retry_.makeDue();

@@ -133,6 +133,7 @@ private:
     const std::string controlPath_;
     std::string slotPath_; ///< empty: this process has no file
     FileIdentity lockFile_;
+    FileIdentity folder_;
     FileIdentity controlFile_;
     FileIdentity slotFile_;
     Region* reserved_ = nullptr;
