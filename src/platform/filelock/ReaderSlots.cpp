@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "ForkRegistry.h"
+#include "reader_marks.h"
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
@@ -233,7 +234,11 @@ void ReaderSlots::renew()
     discardFile();
     const SlotFolder folder(folderPath_);
     if (!folder.isOpen() || fstat(folder.descriptor(), &status) != 0 || !folder.isCoherent() ||
-        !mayRead(lockPath_, lockFile_) || !reserveRegion() || !mapControl(folder) || !mapNewFile(folder)) {
+        !mayRead(lockPath_, lockFile_) || !reserveRegion()) {
+        return;
+    }
+    const System::Descriptor control = mapControl(folder);
+    if (!control.isOpen() || !mapNewFile(folder, control)) {
         return;
     }
     folder_ = FileIdentity(status);
@@ -263,23 +268,25 @@ bool ReaderSlots::reserveRegion()
     return true;
 }
 
-bool ReaderSlots::mapControl(const SlotFolder& folder)
+/// Returns the open file; not open when the page cannot be used.
+System::Descriptor ReaderSlots::mapControl(const SlotFolder& folder)
 {
     struct stat status {};
-    const System::Descriptor file = folder.openFile(SlotFolder::CONTROL, O_RDONLY, status);
+    System::Descriptor file = folder.openFile(SlotFolder::CONTROL, O_RDONLY, status);
     if (!file.isOpen() || status.st_size != static_cast<off_t>(ControlPage::SIZE) ||
-        !mapOver(&reserved_->control, ControlPage::SIZE, PROT_READ, file)) {
-        return false;
+        !mapOver(&reserved_->control, ControlPage::SIZE, PROT_READ, file) || !reserved_->control.isSound()) {
+        return {};
     }
     controlFile_ = FileIdentity(status);
-    return reserved_->control.isSound();
+    return file;
 }
 
-bool ReaderSlots::mapNewFile(const SlotFolder& folder)
+bool ReaderSlots::mapNewFile(const SlotFolder& folder, const System::Descriptor& control)
 {
     const System::Descriptor file = unnamedFile(folder);
     struct stat status {};
     if (!file.isOpen() || fstat(file.get(), &status) != 0 || !lockForLife(file) ||
+        !markReader(control, status.st_ino) ||
         !mapOver(&reserved_->file, sizeof(SlotFile), PROT_READ | PROT_WRITE, file)) {
         return false;
     }

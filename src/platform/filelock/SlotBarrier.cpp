@@ -12,9 +12,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "Backoff.h"
 #include "ForkRegistry.h"
 #include "LockFile.h"
+#include "reader_marks.h"
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
@@ -137,7 +137,6 @@ void SlotBarrier::raise()
     for (int replaced = 0; replaced < MOST_REPLACEMENTS; ++replaced) {
         lower();
         if (tryRaise()) {
-            raised_ = true;
             return;
         }
     }
@@ -162,7 +161,14 @@ void SlotBarrier::raiseEarly()
     }
     odd_ = makeOdd(*page_);
     pageFile_ = FileIdentity(status);
+    hasBeenRaised(folder);
+}
+
+void SlotBarrier::hasBeenRaised(const SlotFolder& folder)
+{
+    raisedAt_ = Clock::now();
     inside_ = folder.readers();
+    clear_ = false;
     raised_ = true;
 }
 
@@ -177,10 +183,14 @@ bool SlotBarrier::tryRaise()
     if (othersMayRelyOnAnotherPage) {
         sleepFor(settings_.newPageWait);
     }
-    return page_ == nullptr || listReaders();
+    if (page_ == nullptr) {
+        raised_ = true; // against nobody
+        return true;
+    }
+    return lookForReaders();
 }
 
-bool SlotBarrier::listReaders()
+bool SlotBarrier::lookForReaders()
 {
     const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
     const SlotFolder folder(folderPath_);
@@ -190,7 +200,7 @@ bool SlotBarrier::listReaders()
     if (!folder.isOpen()) {
         fail("cannot open " + folderPath_, folder.error());
     }
-    inside_ = folder.readers();
+    hasBeenRaised(folder);
     return true;
 }
 
@@ -205,7 +215,7 @@ bool SlotBarrier::isInForce() const noexcept
 
 bool SlotBarrier::isClear()
 {
-    if (page_ == nullptr || inside_.empty()) {
+    if (page_ == nullptr || clear_) {
         return true;
     }
     const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
@@ -216,10 +226,24 @@ bool SlotBarrier::isClear()
     if (!folder.isOpen()) {
         fail("cannot open " + folderPath_, folder.error());
     }
-    inside_.erase(std::remove_if(inside_.begin(), inside_.end(),
-                                 [&](const std::string& reader) { return isOut(folder, reader); }),
-                  inside_.end());
-    return inside_.empty();
+    inside_.erase(
+        std::remove_if(inside_.begin(), inside_.end(),
+                       [&](const SlotFolder::Reader& reader) { return isOut(folder, reader.name); }),
+        inside_.end());
+    clear_ = inside_.empty() && !anyMayBeInsideWithoutFile(folder);
+    return clear_;
+}
+
+/// Somebody has removed files of readers. Such a reader makes another one when it next looks at the path, and
+/// what it held before the barrier was raised, it holds for some moments only.
+bool SlotBarrier::anyMayBeInsideWithoutFile(const SlotFolder& folder) const
+{
+    if (Clock::now() - raisedAt_ >= settings_.newPageWait) {
+        return false;
+    }
+    struct stat status {};
+    const System::Descriptor control = folder.openFile(SlotFolder::CONTROL, O_RDONLY, status);
+    return control.isOpen() && hasUnlistedReader(control, folder.readers());
 }
 
 void SlotBarrier::lower() noexcept

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "Backoff.h"
 #include "BusErrorGuard.h"
 #include "LockSettings.h"
 #include "SlotFolder.h"
@@ -51,7 +52,8 @@ private:
     [[nodiscard]] bool tryRaise();
     [[nodiscard]] Page findOrMakePage();
     [[nodiscard]] bool openOrMakeFolder(SlotFolder& folder) const;
-    [[nodiscard]] bool listReaders();
+    [[nodiscard]] bool lookForReaders();
+    void hasBeenRaised(const SlotFolder& folder);
     [[nodiscard]] Page usePage(const SlotFolder& folder, const System::Descriptor& file,
                                const struct stat& status);
     [[nodiscard]] bool map(const System::Descriptor& file) noexcept;
@@ -59,16 +61,19 @@ private:
     [[nodiscard]] bool makePage(const SlotFolder& folder);
     [[nodiscard]] bool makeFolder() const;
     [[nodiscard]] bool isOut(const SlotFolder& folder, const std::string& reader) const;
+    [[nodiscard]] bool anyMayBeInsideWithoutFile(const SlotFolder& folder) const;
 
     const LockSettings& settings_;
     const std::string& lockPath_;
     const std::string folderPath_;
     bool raised_ = false;
+    bool clear_ = false; ///< all have left that were inside
+    Clock::time_point raisedAt_;
     ControlPage* page_ = nullptr; ///< mapped while the barrier is raised; null: readers have none
     FileIdentity pageFile_;
     std::uint64_t odd_ = 0; ///< what this writer made of `writes`
     BusErrorGuard busErrors_;
-    std::vector<std::string> inside_; ///< names of the files whose slots are still to be seen lowered
+    std::vector<SlotFolder::Reader> inside_; ///< the files whose slots are still to be seen lowered
 };
 
 } // namespace Tessara::Keepsafe::Platform::filelock
