@@ -156,6 +156,8 @@ LockFile::Outcome LockFile::askGate() noexcept
 
 LockFile::Outcome LockFile::unlockGate() noexcept { return request(descriptor_, F_OFD_SETLK, F_UNLCK, GATE); }
 
+LockFile::Outcome LockFile::unlockData() noexcept { return request(descriptor_, F_OFD_SETLK, F_UNLCK, DATA); }
+
 LockFile::Outcome LockFile::unlockAll() noexcept
 {
     // The whole file, from 0 without an end: nothing but these two bytes is ever locked through this open

@@ -62,6 +62,7 @@ public:
     /// Asks about the gate and holds nothing. `Busy` means that a writer keeps it shut.
     Outcome askGate() noexcept;
     Outcome unlockGate() noexcept;
+    Outcome unlockData() noexcept;
     /// Data and gate at once.
     Outcome unlockAll() noexcept;
 

@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "ForkRegistry.h"
+#include "reader_marks.h"
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
@@ -23,12 +24,17 @@ bool statusOf(const std::string& path, struct stat& status) noexcept
     return stat(path.c_str(), &status) == 0;
 }
 
-/// Whether the path still stands for that file, and the file has its size.
-bool isSame(const std::string& path, const FileIdentity& file, std::size_t size) noexcept
+/// Whether the path still stands for that file or folder. A link to it is not the same: writers follow none.
+bool isSame(const std::string& path, const FileIdentity& file, struct stat& status) noexcept
+{
+    return lstat(path.c_str(), &status) == 0 && FileIdentity(status) == file;
+}
+
+/// Whether the file has its size, too.
+bool isWhole(const std::string& path, const FileIdentity& file, std::size_t size) noexcept
 {
     struct stat status {};
-    return statusOf(path, status) && FileIdentity(status) == file &&
-           status.st_size == static_cast<off_t>(size);
+    return isSame(path, file, status) && status.st_size == static_cast<off_t>(size);
 }
 
 /// Whether this process may read the lock file, which is what a shared lock asks for.
@@ -204,10 +210,10 @@ void ReaderSlots::lookAtFiles() noexcept
 
 bool ReaderSlots::filesAreCurrent() const noexcept
 {
-    struct stat lockFile {};
-    return statusOf(lockPath_, lockFile) && FileIdentity(lockFile) == lockFile_ &&
-           isSame(controlPath_, controlFile_, ControlPage::SIZE) &&
-           isSame(slotPath_, slotFile_, sizeof(SlotFile)) && reserved_->control.isSound() &&
+    struct stat status {};
+    return statusOf(lockPath_, status) && FileIdentity(status) == lockFile_ &&
+           isSame(folderPath_, folder_, status) && isWhole(controlPath_, controlFile_, ControlPage::SIZE) &&
+           isWhole(slotPath_, slotFile_, sizeof(SlotFile)) && reserved_->control.isSound() &&
            reserved_->file.header.isSound();
 }
 
@@ -227,10 +233,15 @@ void ReaderSlots::renew()
     }
     discardFile();
     const SlotFolder folder(folderPath_);
-    if (!folder.isOpen() || !folder.isCoherent() || !mayRead(lockPath_, lockFile_) || !reserveRegion() ||
-        !mapControl(folder) || !mapNewFile(folder)) {
+    if (!folder.isOpen() || fstat(folder.descriptor(), &status) != 0 || !folder.isCoherent() ||
+        !mayRead(lockPath_, lockFile_) || !reserveRegion()) {
         return;
     }
+    const System::Descriptor control = mapControl(folder);
+    if (!control.isOpen() || !mapNewFile(folder, control)) {
+        return;
+    }
+    folder_ = FileIdentity(status);
     region_.store(reserved_);
     epoch_.fetch_add(1);
     retry_.makeDue();
@@ -257,23 +268,25 @@ bool ReaderSlots::reserveRegion()
     return true;
 }
 
-bool ReaderSlots::mapControl(const SlotFolder& folder)
+/// Returns the open file; not open when the page cannot be used.
+System::Descriptor ReaderSlots::mapControl(const SlotFolder& folder)
 {
     struct stat status {};
-    const System::Descriptor file = folder.openFile(SlotFolder::CONTROL, O_RDONLY, status);
+    System::Descriptor file = folder.openFile(SlotFolder::CONTROL, O_RDONLY, status);
     if (!file.isOpen() || status.st_size != static_cast<off_t>(ControlPage::SIZE) ||
-        !mapOver(&reserved_->control, ControlPage::SIZE, PROT_READ, file)) {
-        return false;
+        !mapOver(&reserved_->control, ControlPage::SIZE, PROT_READ, file) || !reserved_->control.isSound()) {
+        return {};
     }
     controlFile_ = FileIdentity(status);
-    return reserved_->control.isSound();
+    return file;
 }
 
-bool ReaderSlots::mapNewFile(const SlotFolder& folder)
+bool ReaderSlots::mapNewFile(const SlotFolder& folder, const System::Descriptor& control)
 {
     const System::Descriptor file = unnamedFile(folder);
     struct stat status {};
     if (!file.isOpen() || fstat(file.get(), &status) != 0 || !lockForLife(file) ||
+        !markReader(control, status.st_ino) ||
         !mapOver(&reserved_->file, sizeof(SlotFile), PROT_READ | PROT_WRITE, file)) {
         return false;
     }

@@ -107,8 +107,8 @@ private:
     [[nodiscard]] bool filesAreCurrent() const noexcept;
     [[nodiscard]] bool anyInside() const noexcept;
     void renew();
-    [[nodiscard]] bool mapControl(const SlotFolder& folder);
-    [[nodiscard]] bool mapNewFile(const SlotFolder& folder);
+    [[nodiscard]] System::Descriptor mapControl(const SlotFolder& folder);
+    [[nodiscard]] bool mapNewFile(const SlotFolder& folder, const System::Descriptor& control);
     [[nodiscard]] bool reserveRegion();
     void discardFile() noexcept;
 
@@ -133,6 +133,7 @@ private:
     const std::string controlPath_;
     std::string slotPath_; ///< empty: this process has no file
     FileIdentity lockFile_;
+    FileIdentity folder_;
     FileIdentity controlFile_;
     FileIdentity slotFile_;
     Region* reserved_ = nullptr;

@@ -12,9 +12,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "Backoff.h"
 #include "ForkRegistry.h"
 #include "LockFile.h"
+#include "reader_marks.h"
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
@@ -22,6 +22,10 @@ namespace {
 
 constexpr char NEW_PAGE[] = "control.new";
 constexpr mode_t PERMISSIONS = 07777;
+constexpr int MOST_REPLACEMENTS = 16;
+
+/// Whether a folder could not be opened because there is none, or something else in its place.
+bool isNoFolder(int error) noexcept { return error == ENOENT || error == ENOTDIR || error == ELOOP; }
 
 [[noreturn]] void fail(const std::string& what, int error)
 {
@@ -130,6 +134,47 @@ SlotBarrier::~SlotBarrier() { lower(); }
 
 void SlotBarrier::raise()
 {
+    for (int replaced = 0; replaced < MOST_REPLACEMENTS; ++replaced) {
+        lower();
+        if (tryRaise()) {
+            return;
+        }
+    }
+    throw LockFileError(folderPath_ + " is replaced again and again");
+}
+
+void SlotBarrier::raiseEarly()
+{
+    lower();
+    const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
+    const SlotFolder folder(folderPath_);
+    struct stat status {};
+    const System::Descriptor file = folder.isOpen() && folder.isCoherent()
+                                        ? folder.openFile(SlotFolder::CONTROL, O_RDWR, status)
+                                        : System::Descriptor();
+    if (!file.isOpen() || status.st_size != static_cast<off_t>(ControlPage::SIZE) || !map(file)) {
+        return;
+    }
+    if (!page_->isSound()) {
+        unmap();
+        return;
+    }
+    odd_ = makeOdd(*page_);
+    pageFile_ = FileIdentity(status);
+    hasBeenRaised(folder);
+}
+
+void SlotBarrier::hasBeenRaised(const SlotFolder& folder)
+{
+    raisedAt_ = Clock::now();
+    inside_ = folder.readers();
+    clear_ = false;
+    raised_ = true;
+}
+
+/// False: the folder has been removed or replaced meanwhile.
+bool SlotBarrier::tryRaise()
+{
     bool othersMayRelyOnAnotherPage = false;
     {
         const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
@@ -138,27 +183,72 @@ void SlotBarrier::raise()
     if (othersMayRelyOnAnotherPage) {
         sleepFor(settings_.newPageWait);
     }
-    if (page_ != nullptr) {
-        const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
-        inside_ = open(folderPath_).readers();
+    if (page_ == nullptr) {
+        raised_ = true; // against nobody
+        return true;
     }
+    return lookForReaders();
+}
+
+bool SlotBarrier::lookForReaders()
+{
+    const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
+    const SlotFolder folder(folderPath_);
+    if (isNoFolder(folder.error())) {
+        return false;
+    }
+    if (!folder.isOpen()) {
+        fail("cannot open " + folderPath_, folder.error());
+    }
+    hasBeenRaised(folder);
+    return true;
+}
+
+bool SlotBarrier::isInForce() const noexcept
+{
+    struct stat status {};
+    return raised_ &&
+           (page_ == nullptr || (page_->writes.load() == odd_ &&
+                                 stat((folderPath_ + '/' + SlotFolder::CONTROL).c_str(), &status) == 0 &&
+                                 FileIdentity(status) == pageFile_));
 }
 
 bool SlotBarrier::isClear()
 {
-    if (page_ == nullptr) {
+    if (page_ == nullptr || clear_) {
         return true;
     }
     const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
-    const SlotFolder folder = open(folderPath_);
-    inside_.erase(std::remove_if(inside_.begin(), inside_.end(),
-                                 [&](const std::string& reader) { return isOut(folder, reader); }),
-                  inside_.end());
-    return inside_.empty();
+    const SlotFolder folder(folderPath_);
+    if (isNoFolder(folder.error())) {
+        return true; // and not in force
+    }
+    if (!folder.isOpen()) {
+        fail("cannot open " + folderPath_, folder.error());
+    }
+    inside_.erase(
+        std::remove_if(inside_.begin(), inside_.end(),
+                       [&](const SlotFolder::Reader& reader) { return isOut(folder, reader.name); }),
+        inside_.end());
+    clear_ = inside_.empty() && !anyMayBeInsideWithoutFile(folder);
+    return clear_;
+}
+
+/// Somebody has removed files of readers. Such a reader makes another one when it next looks at the path, and
+/// what it held before the barrier was raised, it holds for some moments only.
+bool SlotBarrier::anyMayBeInsideWithoutFile(const SlotFolder& folder) const
+{
+    if (Clock::now() - raisedAt_ >= settings_.newPageWait) {
+        return false;
+    }
+    struct stat status {};
+    const System::Descriptor control = folder.openFile(SlotFolder::CONTROL, O_RDONLY, status);
+    return control.isOpen() && hasUnlistedReader(control, folder.readers());
 }
 
 void SlotBarrier::lower() noexcept
 {
+    raised_ = false;
     if (page_ != nullptr) {
         // Another number is that of another writer: this one has lost its lock.
         page_->writes.compare_exchange_strong(odd_, odd_ + 1);
@@ -188,32 +278,15 @@ void SlotBarrier::unmap() noexcept
 void SlotBarrier::forgetInChild() noexcept
 {
     busErrors_.forget();
+    raised_ = false;
     page_ = nullptr;
-}
-
-SlotFolder SlotBarrier::open(const std::string& path)
-{
-    SlotFolder folder(path);
-    if (!folder.isOpen()) {
-        fail("cannot open " + path, folder.error());
-    }
-    return folder;
 }
 
 SlotBarrier::Page SlotBarrier::findOrMakePage()
 {
     SlotFolder folder(folderPath_);
-    if (folder.error() == ENOENT) {
-        if (!makeFolder()) {
-            return Page::IsNew;
-        }
-        folder = open(folderPath_);
-    }
-    if (folder.error() == ENOTDIR || folder.error() == ELOOP) {
-        return Page::IsUnused; // nor do readers go there
-    }
-    if (!folder.isOpen()) {
-        fail("cannot open " + folderPath_, folder.error());
+    if (!folder.isOpen() && !openOrMakeFolder(folder)) {
+        return Page::IsNew; // there may have been one a moment ago
     }
     if (!folder.isCoherent()) {
         return Page::IsUnused;
@@ -232,6 +305,18 @@ SlotBarrier::Page SlotBarrier::findOrMakePage()
     return Page::IsNew;
 }
 
+/// False: there is none, and none can be made. Then readers do not go there either.
+bool SlotBarrier::openOrMakeFolder(SlotFolder& folder) const
+{
+    if (folder.error() == ENOENT && makeFolder()) {
+        folder = SlotFolder(folderPath_);
+    }
+    if (!folder.isOpen() && !isNoFolder(folder.error())) {
+        fail("cannot open " + folderPath_, folder.error());
+    }
+    return folder.isOpen();
+}
+
 SlotBarrier::Page SlotBarrier::usePage(const SlotFolder& folder, const System::Descriptor& file,
                                        const struct stat& status)
 {
@@ -248,6 +333,7 @@ SlotBarrier::Page SlotBarrier::usePage(const SlotFolder& folder, const System::D
     if (isWhole) {
         odd_ = makeOdd(*page_);
         if (page_->isSound() && status.st_size == static_cast<off_t>(ControlPage::SIZE)) {
+            pageFile_ = FileIdentity(status);
             return Page::IsKnown;
         }
         // Damaged; whoever still relies on it goes to the kernel lock from now on.
@@ -276,10 +362,13 @@ bool SlotBarrier::makePage(const SlotFolder& folder)
     page_->version = SLOT_FORMAT_VERSION;
     odd_ = firstWrites() + 1;
     page_->writes.store(odd_);
-    if (renameat(folder.descriptor(), NEW_PAGE, folder.descriptor(), SlotFolder::CONTROL) != 0) {
+    struct stat status {};
+    if (fstat(file.get(), &status) != 0 ||
+        renameat(folder.descriptor(), NEW_PAGE, folder.descriptor(), SlotFolder::CONTROL) != 0) {
         unmap();
         return false;
     }
+    pageFile_ = FileIdentity(status);
     return true;
 }
 

@@ -61,7 +61,7 @@ System::Descriptor SlotFolder::openFile(const char* name, int access, struct sta
     return file;
 }
 
-std::vector<std::string> SlotFolder::readers() const
+std::vector<SlotFolder::Reader> SlotFolder::readers() const
 {
     // Opened once more: two readings through one open folder would share their position.
     System::Descriptor copy(openat(descriptor(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -70,18 +70,18 @@ std::vector<std::string> SlotFolder::readers() const
         throw LockFileError(std::string("cannot list the readers' slots: ") + SystemErrorText(errno).text());
     }
     copy.release();
-    std::vector<std::string> names;
+    std::vector<Reader> readers;
     errno = 0;
     while (const dirent* entry = readdir(directory.get())) {
         if (std::strncmp(entry->d_name, READER_PREFIX, sizeof READER_PREFIX - 1) == 0) {
-            names.emplace_back(entry->d_name);
+            readers.push_back({entry->d_name, entry->d_ino});
         }
         errno = 0;
     }
     if (errno != 0) {
         throw LockFileError(std::string("cannot list the readers' slots: ") + SystemErrorText(errno).text());
     }
-    return names;
+    return readers;
 }
 
 } // namespace Tessara::Keepsafe::Platform::filelock

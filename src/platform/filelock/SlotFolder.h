@@ -49,8 +49,12 @@ public:
     [[nodiscard]] System::Descriptor openFile(const char* name, int access,
                                               struct stat& status) const noexcept;
 
-    /// The names of the readers' files at this moment. Throws `LockFileError` when the folder cannot be read.
-    [[nodiscard]] std::vector<std::string> readers() const;
+    struct Reader {
+        std::string name;
+        ino_t inode;
+    };
+    /// The readers' files at this moment. Throws `LockFileError` when the folder cannot be read.
+    [[nodiscard]] std::vector<Reader> readers() const;
 
 private:
     System::Descriptor folder_;

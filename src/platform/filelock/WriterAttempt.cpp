@@ -44,11 +44,7 @@ bool WriterAttempt::tryOnce(Backoff& backoff)
         const Clock::time_point now = Clock::now();
         reopenWhenReplaced(now);
         letReadersThroughWhenDue(now);
-        if (!dataLocked_ && (!tryGate(now, backoff) || !tryData(now, backoff))) {
-            return false;
-        }
-        slotsWereRaised_ = !barrier_.isClear();
-        if (slotsWereRaised_) {
+        if (!tryGate(now, backoff) || !tryBarrier(now, backoff)) {
             return false;
         }
         if (file_.isIntact() && file_.isCurrent(path_)) {
@@ -63,27 +59,34 @@ void WriterAttempt::openFile()
 {
     barrier_.lower();
     gateShut_ = false;
-    dataLocked_ = false;
     pathCheckedAt_ = Clock::now();
     file_.open(path_, LockFile::Access::ReadWrite, createIfMissing_);
 }
 
-bool WriterAttempt::tryData(Clock::time_point now, Backoff& backoff)
+/// Takes the data lock when no reader is inside by a slot. While some are, the barrier alone keeps newcomers
+/// from the slots and the data lock is left to the others: a writer that is stopped while it waits stops
+/// nobody.
+bool WriterAttempt::tryBarrier(Clock::time_point now, Backoff& backoff)
 {
-    // Where it is readers with slots who take long, the data lock is to be had at any time; taking it would
-    // keep all others out.
-    if (slotsWereRaised_ && now < openUntil_) {
+    // Where it is readers with slots who take long, the data lock is to be had at any time; raising the
+    // barrier would keep all others out.
+    const bool waitsForSlots = slotsWereRaised_ && (now < openUntil_ || !barrier_.isClear());
+    if (waitsForSlots || !succeeded(file_.tryLockData())) {
         return false;
     }
-    if (!succeeded(file_.tryLockData())) {
+    // Between two attempts another writer may have been in and have let the readers in again.
+    if (!barrier_.isInForce()) {
+        barrier_.raise();
+        if (!gateShut_) {
+            readersKeptOutSince_ = now;
+        }
+        backoff.restart(); // no newcomers: the readers are gone soon
+    }
+    slotsWereRaised_ = !barrier_.isClear();
+    if (slotsWereRaised_ || !barrier_.isInForce()) {
+        succeeded(file_.unlockData());
         return false;
     }
-    dataLocked_ = true;
-    if (!gateShut_) {
-        readersKeptOutSince_ = now;
-    }
-    barrier_.raise();
-    backoff.restart(); // no newcomers: the readers are gone soon
     return true;
 }
 
@@ -100,7 +103,8 @@ bool WriterAttempt::tryGate(Clock::time_point now, Backoff& backoff)
         }
         gateShut_ = true;
         readersKeptOutSince_ = now;
-        backoff.restart(); // with the gate shut the readers are gone soon
+        barrier_.raiseEarly(); // or readers with slots would go on and take the processors from those inside
+        backoff.restart();     // with the gate shut the readers are gone soon
         return true;
     }
     if (!otherWriterSeen_) {
@@ -121,13 +125,12 @@ void WriterAttempt::leaveReadersAGap()
 
 void WriterAttempt::letReadersThroughWhenDue(Clock::time_point now)
 {
-    if ((!gateShut_ && !dataLocked_) || now - readersKeptOutSince_ < settings_.gateShut) {
+    if ((!gateShut_ && !barrier_.isRaised()) || now - readersKeptOutSince_ < settings_.gateShut) {
         return;
     }
     barrier_.lower();
     succeeded(file_.unlockAll());
     gateShut_ = false;
-    dataLocked_ = false;
     openUntil_ = now + openSpan_;
     openSpan_ = std::min<Clock::duration>(openSpan_ * 2, settings_.gateOpenLongest);
 }

@@ -11,8 +11,9 @@
 namespace Tessara::Keepsafe::Platform::filelock {
 
 /// One writer's way to the exclusive lock: it shuts the gate, so that no new readers come, waits for the
-/// data lock, raises the barrier against readers with slots and waits until those inside have left. Whenever
-/// that takes too long, it gives everything back and lets the readers through for a while.
+/// data lock, and raises the barrier against readers with slots. While some of these are inside, it waits
+/// without the data lock. Whenever that takes too long, it gives everything back and lets the readers through
+/// for a while.
 class WriterAttempt {
 public:
     WriterAttempt(LockFile& file, SlotBarrier& barrier, const std::string& path, bool createIfMissing,
@@ -26,7 +27,7 @@ public:
 private:
     bool tryOnce(Backoff& backoff);
     void openFile();
-    bool tryData(Clock::time_point now, Backoff& backoff);
+    bool tryBarrier(Clock::time_point now, Backoff& backoff);
     bool tryGate(Clock::time_point now, Backoff& backoff);
     void letReadersThroughWhenDue(Clock::time_point now);
     void reopenWhenReplaced(Clock::time_point now);
@@ -38,10 +39,9 @@ private:
     const bool createIfMissing_;
     const LockSettings& settings_;
     bool gateShut_ = false;
-    bool dataLocked_ = false;
     bool slotsWereRaised_ = false; ///< what the last attempt failed for
     bool otherWriterSeen_ = false;
-    Clock::time_point readersKeptOutSince_; ///< by the gate or by the data lock
+    Clock::time_point readersKeptOutSince_; ///< by the gate or by the barrier
     Clock::time_point openUntil_;
     Clock::time_point refusedSince_;
     Clock::time_point pathCheckedAt_;

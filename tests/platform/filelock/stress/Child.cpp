@@ -77,13 +77,15 @@ bool Child::endsWell()
     return ended == std::exchange(pid_, -1) && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-void Child::kill() noexcept
+bool Child::kill() noexcept
 {
-    if (pid_ > 0) {
-        ::kill(pid_, SIGKILL);
-        waitpid(pid_, nullptr, 0);
-        pid_ = -1;
+    if (pid_ <= 0) {
+        return false;
     }
+    ::kill(pid_, SIGKILL);
+    int status = 0;
+    const pid_t ended = waitpid(pid_, &status, 0);
+    return ended == std::exchange(pid_, -1) && WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
 }
 
 } // namespace filelock_stress

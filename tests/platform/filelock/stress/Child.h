@@ -24,8 +24,8 @@ public:
     [[nodiscard]] bool waitUntilStopped();
     /// Whether it ended by itself with status 0.
     [[nodiscard]] bool endsWell();
-    /// Kills it without a chance to clean up.
-    void kill() noexcept;
+    /// Kills it without a chance to clean up. Returns whether it had still been running.
+    bool kill() noexcept;
 
 private:
     pid_t pid_ = -1;

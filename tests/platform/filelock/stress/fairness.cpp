@@ -2,7 +2,6 @@
 
 #include <vector>
 
-#include "Child.h"
 #include "measures.h"
 
 namespace filelock_stress {
@@ -15,15 +14,14 @@ using std::chrono::milliseconds;
 /// Longer than any bound: a writer that starves gives up, so that the run ends.
 constexpr int WRITER_TIMEOUT_MS = 2000;
 
-Waits writeForAWhile(const FileLock& lock, Clock::duration duration)
+Waits writeForAWhile(const ProcessLock& lock, Clock::duration duration)
 {
     Waits waits;
     const Clock::time_point end = Clock::now() + duration;
     while (Clock::now() < end) {
         waits.add(timed([&] {
             try {
-                const FileLockGuard guard(lock, FileLock::EXCLUSIVE, WRITER_TIMEOUT_MS,
-                                          FileLock::DEFAULT_INTERVAL);
+                const FileLockGuard guard = lock.exclude(WRITER_TIMEOUT_MS);
             } catch (const FileLockTimeout&) {
                 std::cout << "the writer gave up after " << WRITER_TIMEOUT_MS << " ms" << std::endl;
             }
@@ -38,22 +36,12 @@ Waits writeForAWhile(const FileLock& lock, Clock::duration duration)
 bool fairness(const Options& options)
 {
     const Shared<ReaderFigures> figures;
-    std::vector<Child> readers;
-    readers.reserve(static_cast<std::size_t>(options.processes));
-    for (int i = 0; i < options.processes; ++i) {
-        readers.emplace_back([&] {
-            const FileLock lock = makeLock(options);
-            onThreads(options.threads, [&] { readInALoop(lock, *figures); });
-        });
-    }
-    Waits waits = writeForAWhile(makeLock(options), options.duration);
+    std::vector<Child> readers = startReaders(options, *figures);
+    Waits waits = writeForAWhile(ProcessLock::ofWriter(options), options.duration);
     figures->stop = true;
-    bool well = true;
-    for (Child& reader : readers) {
-        well = reader.endsWell() && well;
-    }
+    bool well = endWell(readers);
     printFigure("writer holds", static_cast<std::int64_t>(waits.count()));
-    printFigure("reader holds", figures->holds);
+    well = figures->holds.printAndCheck(options) && well;
     printFigure("writer wait, median", waits.quantile(0.5));
     well = printBounded("writer wait, 99 %", waits.quantile(0.99), milliseconds(10)) && well;
     well = printBounded("writer wait, longest", waits.quantile(1), milliseconds(100)) && well;

@@ -3,13 +3,11 @@
 
 #include <csignal>
 #include <filesystem>
-#include <stdexcept>
 
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "Child.h"
 #include "measures.h"
 
 namespace filelock_stress {
@@ -20,7 +18,7 @@ struct ForkFigures {
     std::atomic<bool> stop;
     std::atomic<std::int64_t> children;
     std::atomic<std::int64_t> inheritedDescriptors;
-    std::atomic<std::int64_t> sharedByChildren;
+    HoldFigures childrensHolds;
 };
 
 std::int64_t descriptorsOf(const std::string& path)
@@ -34,31 +32,31 @@ std::int64_t descriptorsOf(const std::string& path)
 }
 
 /// What a child does: it looks at what it has inherited and then uses the lock itself.
-void examineChild(const FileLock& lock, ForkFigures& figures)
+void examineChild(const ProcessLock& lock, const std::string& path, ForkFigures& figures)
 {
-    figures.inheritedDescriptors += descriptorsOf(lock.name());
+    figures.inheritedDescriptors += descriptorsOf(path);
     {
-        const FileLockGuard guard(lock, FileLock::SHARED, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL);
-        ++figures.sharedByChildren;
+        const FileLockGuard guard = lock.share();
+        figures.childrensHolds.add(lock.isHeldBySlot());
     }
     ++figures.children;
 }
 
-void useLockInTurns(const FileLock& lock, const std::atomic<bool>& stop)
+[[noreturn]] void useLockInTurns(const ProcessLock& lock)
 {
-    for (unsigned turn = 0; !stop; ++turn) {
-        const int type = turn % 16 == 0 ? FileLock::EXCLUSIVE : FileLock::SHARED;
-        const FileLockGuard guard(lock, type, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL);
+    for (unsigned turn = 0;; ++turn) {
+        const FileLockGuard guard = turn % 16 == 0 ? lock.exclude() : lock.share();
     }
 }
 
 /// Forks children; every other one stays until the stress run's own process ends.
-[[noreturn]] void forkForever(const FileLock& lock, ForkFigures& figures, pid_t stressRun)
+[[noreturn]] void forkForever(const ProcessLock& lock, const Options& options, ForkFigures& figures,
+                              pid_t stressRun)
 {
     for (unsigned number = 0;; ++number) {
         const pid_t child = fork();
         if (child == 0) {
-            examineChild(lock, figures);
+            examineChild(lock, options.lockPath, figures);
             while (number % 8 == 0 && !figures.stop && kill(stressRun, 0) == 0) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(10));
             }
@@ -72,26 +70,20 @@ void useLockInTurns(const FileLock& lock, const std::atomic<bool>& stop)
 }
 
 /// One process with many threads; it is killed while children of it live.
-bool killForker(const Options& options, ForkFigures& figures)
+bool killForker(const Options& options, std::size_t number, ForkFigures& figures)
 {
     const pid_t stressRun = getpid();
     const std::int64_t before = figures.children;
     Child forker([&] {
-        const FileLock lock = makeLock(options);
-        std::atomic<bool> never{false};
-        std::thread forking([&] { forkForever(lock, figures, stressRun); });
-        onThreads(options.threads, [&] { useLockInTurns(lock, never); });
+        const ProcessLock lock = ProcessLock::ofBoth(options, number);
+        std::thread forking([&] { forkForever(lock, options, figures, stressRun); });
+        onThreads(options.threads, [&] { useLockInTurns(lock); });
     });
     while (figures.children < before + 50) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     forker.kill();
-    // In a process of its own, so that this one stays without locks.
-    Child successor([&] {
-        const FileLock lock = makeLock(options);
-        const FileLockGuard guard(lock, FileLock::EXCLUSIVE, 5000, FileLock::DEFAULT_INTERVAL);
-    });
-    return successor.endsWell();
+    return writeOnce(options);
 }
 
 } // namespace
@@ -100,19 +92,21 @@ bool forks(const Options& options)
 {
     prctl(PR_SET_CHILD_SUBREAPER, 1); // the children of killed processes come here
     const Shared<ForkFigures> figures;
-    std::int64_t killed = 0;
+    std::size_t killed = 0;
     bool well = true;
     for (const Clock::time_point end = Clock::now() + options.duration; well && Clock::now() < end;
          ++killed) {
-        well = killForker(options, *figures);
+        well = killForker(options, killed, *figures);
     }
     figures->stop = true;
     while (waitpid(-1, nullptr, 0) > 0) {
     }
-    printFigure("processes killed while their children lived", killed);
+    printFigure("processes killed while their children lived", static_cast<std::int64_t>(killed));
     printFigure("children", figures->children);
     printFigure("descriptors that children inherited", figures->inheritedDescriptors);
     std::cout << "lock free after each kill: " << (well ? "yes" : "NO") << std::endl;
+    well = figures->childrensHolds.printAndCheck(options) && well;
+    well = nothingIsLeftOver(options) && well;
     return well && figures->inheritedDescriptors == 0 && figures->children > 0;
 }
 

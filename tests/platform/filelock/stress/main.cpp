@@ -1,29 +1,22 @@
 // Stress runs of the file lock. See usage() below; ctest runs each of them for a few seconds.
 
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <iostream>
 #include <map>
-#include <mutex>
 #include <stdexcept>
+#include <string>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include "ForkRegistry.h"
-#include "State.h"
+#include "ProcessLock.h"
 #include "priority.h"
 #include "scenarios.h"
 
 namespace filelock_stress {
-
-FileLock makeLock(const Options& options)
-{
-    FileLock::State::LockSettings settings;
-    settings.gate = options.gate;
-    const std::lock_guard<std::mutex> noFork(Tessara::Keepsafe::Platform::filelock::ForkRegistry::mutex());
-    return FileLock::State::handle(FileLock::State::create(options.lockPath, settings),
-                                   FileLock::MissingFile::IsAnError);
-}
 
 namespace {
 
@@ -34,6 +27,9 @@ const std::map<std::string, std::function<bool(const Options&)>> SCENARIOS = {
     {"stopped-writer", stoppedWriter},
     {"kills", kills},
     {"forks", forks},
+    {"folder", folder},
+    {"crowd", crowd},
+    {"threads", threads},
 };
 
 constexpr int BOUND_EXCEEDED = 1;
@@ -42,7 +38,8 @@ constexpr int USAGE_ERROR = 2;
 int usage()
 {
     std::cerr << "usage: filelock_stress SCENARIO [--seconds N] [--processes N] [--threads N] [--writers N]\n"
-                 "                       [--hold-ms N] [--gate on|off] [--seed N]\n"
+                 "                       [--hold-ms N] [--gate on|off] [--slots on|off|mixed] [--seed N]\n"
+                 "                       [--kill-readers N] [--kill-writers N]\n"
                  "scenarios:";
     for (const auto& [name, scenario] : SCENARIOS) {
         std::cerr << ' ' << name;
@@ -62,12 +59,14 @@ int parseNumber(const std::string& text)
     return number;
 }
 
-bool parseGate(const std::string& text)
+template <typename Value>
+Value parseWord(const std::string& text, const std::map<std::string, Value>& words)
 {
-    if (text != "on" && text != "off") {
-        throw std::invalid_argument("neither on nor off: " + text);
+    const auto word = words.find(text);
+    if (word == words.end()) {
+        throw std::invalid_argument("unknown value: " + text);
     }
-    return text == "on";
+    return word->second;
 }
 
 void setOption(Options& options, const std::string& name, const std::string& value)
@@ -78,7 +77,17 @@ void setOption(Options& options, const std::string& name, const std::string& val
         {"--threads", [&] { options.threads = parseNumber(value); }},
         {"--writers", [&] { options.writers = parseNumber(value); }},
         {"--hold-ms", [&] { options.hold = std::chrono::milliseconds(parseNumber(value)); }},
-        {"--gate", [&] { options.gate = parseGate(value); }},
+        {"--gate",
+         [&] {
+             options.gate = parseWord<bool>(value, {{"on", true}, {"off", false}});
+         }},
+        {"--slots",
+         [&] {
+             options.slots =
+                 parseWord<Slots>(value, {{"on", Slots::On}, {"off", Slots::Off}, {"mixed", Slots::Mixed}});
+         }},
+        {"--kill-readers", [&] { options.killReaders = parseNumber(value); }},
+        {"--kill-writers", [&] { options.killWriters = parseNumber(value); }},
         {"--seed", [&] { options.seed = static_cast<unsigned>(parseNumber(value)); }},
     };
     const auto setter = setters.find(name);
@@ -88,25 +97,29 @@ void setOption(Options& options, const std::string& name, const std::string& val
     setter->second();
 }
 
-/// The lock file, for the time of the run.
+/// The lock file in a folder of its own, for the time of the run. Other users may read it and make nothing.
 class LockFileOfRun {
 public:
     LockFileOfRun()
     {
-        const int descriptor = mkstemp(path_.data());
-        if (descriptor < 0) {
-            throw std::runtime_error("cannot create " + path_);
+        if (mkdtemp(folder_.data()) == nullptr || chmod(folder_.c_str(), 0755) != 0) {
+            throw std::runtime_error("cannot create " + folder_);
         }
-        close(descriptor);
+        std::ofstream(path()).close();
+        chmod(path().c_str(), 0644);
     }
-    ~LockFileOfRun() { unlink(path_.c_str()); }
+    ~LockFileOfRun()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder_, ignored);
+    }
     LockFileOfRun(const LockFileOfRun&) = delete;
     LockFileOfRun& operator=(const LockFileOfRun&) = delete;
 
-    [[nodiscard]] const std::string& path() const { return path_; }
+    [[nodiscard]] std::string path() const { return folder_ + "/lock"; }
 
 private:
-    std::string path_ = "/tmp/filelock_stress_XXXXXX";
+    std::string folder_ = "/tmp/filelock_stress_XXXXXX";
 };
 
 } // namespace
@@ -128,7 +141,8 @@ int run(int argc, char** argv)
     comeBeforeOtherWork();
     const LockFileOfRun lockFile;
     options.lockPath = lockFile.path();
-    return SCENARIOS.at(argv[1])(options) ? EXIT_SUCCESS : BOUND_EXCEEDED;
+    const bool well = writeOnce(options) && SCENARIOS.at(argv[1])(options);
+    return well ? EXIT_SUCCESS : BOUND_EXCEEDED;
 }
 
 } // namespace filelock_stress

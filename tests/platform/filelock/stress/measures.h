@@ -12,9 +12,8 @@
 #include <thread>
 #include <vector>
 
-#include <keepsafe/platform/filelock/FileLock.h>
-
-#include "scenarios.h"
+#include "Child.h"
+#include "ProcessLock.h"
 
 namespace filelock_stress {
 
@@ -24,7 +23,7 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 /// What reader processes report, in shared memory.
 struct ReaderFigures {
     std::atomic<bool> stop;
-    std::atomic<std::int64_t> holds;
+    HoldFigures holds;
     std::atomic<std::int64_t> longestWaitNs;
 
     void addWait(Clock::duration wait) noexcept
@@ -50,16 +49,18 @@ Clock::duration timed(const Take& take)
 }
 
 /// Takes and releases the shared lock in a tight loop until told to stop.
-inline void readInALoop(const FileLock& lock, ReaderFigures& figures)
+inline void readInALoop(const ProcessLock& lock, ReaderFigures& figures)
 {
-    std::int64_t holds = 0;
+    std::int64_t bySlot = 0;
+    std::int64_t byKernelLock = 0;
     while (!figures.stop.load(std::memory_order_relaxed)) {
         const Clock::time_point start = Clock::now();
-        const FileLockGuard guard(lock, FileLock::SHARED, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL);
+        const FileLockGuard guard = lock.share();
         figures.addWait(Clock::now() - start);
-        ++holds;
+        ++(lock.isHeldBySlot() ? bySlot : byKernelLock);
     }
-    figures.holds += holds;
+    figures.holds.add(true, bySlot);
+    figures.holds.add(false, byKernelLock);
 }
 
 /// Runs the work on several threads of this process.
@@ -73,6 +74,29 @@ inline void onThreads(int count, const std::function<void()>& work)
     for (std::thread& thread : threads) {
         thread.join();
     }
+}
+
+/// Processes with some threads, each of which reads in a tight loop until told to stop.
+inline std::vector<Child> startReaders(const Options& options, ReaderFigures& figures)
+{
+    std::vector<Child> readers;
+    for (std::size_t number = 0; number < static_cast<std::size_t>(options.processes); ++number) {
+        readers.emplace_back([&, number] {
+            const ProcessLock lock = ProcessLock::ofReader(options, number);
+            onThreads(options.threads, [&] { readInALoop(lock, figures); });
+        });
+    }
+    return readers;
+}
+
+/// Whether all of them end by themselves, and well.
+inline bool endWell(std::vector<Child>& children)
+{
+    bool well = true;
+    for (Child& child : children) {
+        well = child.endsWell() && well;
+    }
+    return well;
 }
 
 /// Waits of one thread, in the order of their lengths once asked.

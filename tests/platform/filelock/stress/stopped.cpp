@@ -1,11 +1,11 @@
 // A process that is stopped while it has to do with the lock must not stop the others for long.
 
 #include <csignal>
+#include <stdexcept>
 #include <vector>
 
 #include <unistd.h>
 
-#include "Child.h"
 #include "measures.h"
 
 namespace filelock_stress {
@@ -20,26 +20,12 @@ struct WriterProgress {
     std::atomic<bool> done;
 };
 
-std::vector<Child> startReaders(const Options& options, ReaderFigures& figures)
-{
-    std::vector<Child> readers;
-    readers.reserve(static_cast<std::size_t>(options.processes));
-    for (int i = 0; i < options.processes; ++i) {
-        readers.emplace_back([&] {
-            const FileLock lock = makeLock(options);
-            onThreads(options.threads, [&] { readInALoop(lock, figures); });
-        });
-    }
-    return readers;
-}
-
 Child startWriter(const Options& options, WriterProgress& progress)
 {
     return Child([&] {
-        const FileLock lock = makeLock(options);
+        const ProcessLock lock = ProcessLock::ofWriter(options);
         progress.waiting = true;
-        const FileLockGuard guard(lock, FileLock::EXCLUSIVE, FileLock::WAIT_FOREVER,
-                                  FileLock::DEFAULT_INTERVAL);
+        const FileLockGuard guard = lock.exclude();
         progress.done = true;
     });
 }
@@ -51,23 +37,17 @@ void waitFor(const std::atomic<bool>& flag)
     }
 }
 
-/// A process that holds the shared lock and has stopped.
-Child startStoppedReader(const Options& options)
+/// A process that holds the shared lock, by a slot unless slots are off, and stops itself.
+Child startStoppingReader(const Options& options)
 {
     return Child([&] {
-        const FileLock lock = makeLock(options);
-        const FileLockGuard guard(lock, FileLock::SHARED, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL);
+        const ProcessLock lock = ProcessLock::ofReader(options, 0);
+        const FileLockGuard guard = lock.share();
+        if (lock.isHeldBySlot() == (options.slots == Slots::Off)) {
+            throw std::runtime_error("the reader holds the lock in the wrong way");
+        }
         kill(getpid(), SIGSTOP);
     });
-}
-
-bool endWell(std::vector<Child>& children)
-{
-    bool well = true;
-    for (Child& child : children) {
-        well = child.endsWell() && well;
-    }
-    return well;
 }
 
 } // namespace
@@ -76,7 +56,7 @@ bool stoppedReader(const Options& options)
 {
     const Shared<ReaderFigures> figures;
     const Shared<WriterProgress> progress;
-    Child stopped = startStoppedReader(options);
+    Child stopped = startStoppingReader(options);
     bool well = stopped.waitUntilStopped();
     std::vector<Child> readers = startReaders(options, *figures);
     Child writer = startWriter(options, *progress);
@@ -88,7 +68,7 @@ bool stoppedReader(const Options& options)
     });
     figures->stop = true;
     well = stopped.endsWell() && writer.endsWell() && endWell(readers) && well;
-    printFigure("reader holds", figures->holds);
+    well = figures->holds.printAndCheck(options) && well;
     well = printBounded("reader wait, longest", figures->longestWait(), milliseconds(150)) && well;
     return printBounded("writer wait after the reader went on", afterwards, seconds(2)) && well;
 }
@@ -97,7 +77,7 @@ bool stoppedWriter(const Options& options)
 {
     const Shared<ReaderFigures> figures;
     const Shared<WriterProgress> progress;
-    Child reader = startStoppedReader(options);
+    Child reader = startStoppingReader(options);
     bool well = reader.waitUntilStopped();
     Child writer = startWriter(options, *progress);
     waitFor(progress->waiting);
@@ -109,10 +89,11 @@ bool stoppedWriter(const Options& options)
     std::vector<Child> readers = startReaders(options, *figures);
     std::this_thread::sleep_for(options.duration);
     figures->stop = true;
-    well = endWell(readers) && figures->holds > 0 && well;
+    well = endWell(readers) && well;
     writer.signal(SIGCONT);
     well = writer.endsWell() && well;
-    printFigure("reader holds", figures->holds);
+    figures->holds.print();
+    well = figures->holds.byKernelLock > 0 && well; // the writer keeps them from the slots
     return printBounded("reader wait, longest", figures->longestWait(), milliseconds(250)) && well;
 }
 

@@ -1,0 +1,62 @@
+#include "reader_marks.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include <fcntl.h>
+
+namespace Tessara::Keepsafe::Platform::filelock {
+
+namespace {
+
+constexpr off_t LAST = std::numeric_limits<off_t>::max();
+
+off_t markOf(ino_t file) noexcept { return static_cast<off_t>(file) & LAST; }
+
+struct flock range(int type, off_t first, off_t last) noexcept
+{
+    struct flock lock {};
+    lock.l_type = static_cast<short>(type);
+    lock.l_whence = SEEK_SET;
+    lock.l_start = first;
+    lock.l_len = last == LAST ? 0 : last - first + 1;
+    return lock;
+}
+
+} // namespace
+
+bool markReader(const System::Descriptor& control, ino_t file) noexcept
+{
+    struct flock mark = range(F_RDLCK, markOf(file), markOf(file));
+    return fcntl(control.get(), F_OFD_SETLK, &mark) == 0;
+}
+
+bool hasUnlistedReader(const System::Descriptor& control, const std::vector<SlotFolder::Reader>& listed)
+{
+    // The system tells of one lock in a range, whichever it finds first; then the ranges on both sides of it
+    // are left to ask about.
+    std::vector<std::pair<off_t, off_t>> ranges{{0, LAST}};
+    while (!ranges.empty()) {
+        const auto [first, last] = ranges.back();
+        ranges.pop_back();
+        struct flock found = range(F_WRLCK, first, last);
+        if (fcntl(control.get(), F_OFD_GETLK, &found) != 0 || found.l_type == F_UNLCK) {
+            continue;
+        }
+        const off_t mark = found.l_start;
+        if (std::none_of(listed.begin(), listed.end(),
+                         [&](const SlotFolder::Reader& reader) { return markOf(reader.inode) == mark; })) {
+            return true;
+        }
+        if (mark > first) {
+            ranges.emplace_back(first, mark - 1);
+        }
+        if (mark < last) {
+            ranges.emplace_back(mark + 1, last);
+        }
+    }
+    return false;
+}
+
+} // namespace Tessara::Keepsafe::Platform::filelock

@@ -1,0 +1,85 @@
+#include "Document.h"
+
+#include "measures.h"
+
+namespace filelock_stress {
+
+namespace {
+
+constexpr auto relaxed = std::memory_order_relaxed;
+
+/// The next of a series of numbers that look random.
+std::uint64_t nextRandom(std::uint64_t& state) noexcept
+{
+    state += 0x9E3779B97F4A7C15U;
+    std::uint64_t mixed = state;
+    mixed = (mixed ^ (mixed >> 30U)) * 0xBF58476D1CE4E5B9U;
+    mixed = (mixed ^ (mixed >> 27U)) * 0x94D049BB133111EBU;
+    return mixed ^ (mixed >> 31U);
+}
+
+std::uint64_t addToCheckSum(std::uint64_t sum, std::uint64_t word) noexcept
+{
+    return (sum ^ word) * 0x100000001B3U;
+}
+
+/// 0 for a document that nobody has written yet, which is sound.
+std::uint64_t checkSumOf(const Document& document) noexcept
+{
+    std::uint64_t sum = document.generation.load(relaxed);
+    for (const auto& word : document.words) {
+        sum = addToCheckSum(sum, word.load(relaxed));
+    }
+    return sum;
+}
+
+} // namespace
+
+void writeNextGeneration(Document& document) noexcept
+{
+    document.writeInProgress.store(true, relaxed);
+    const std::uint64_t generation = document.generation.load(relaxed) + 1;
+    document.generation.store(generation, relaxed);
+    std::uint64_t random = generation;
+    std::uint64_t sum = generation;
+    for (auto& stored : document.words) {
+        const std::uint64_t word = nextRandom(random);
+        stored.store(word, relaxed);
+        sum = addToCheckSum(sum, word);
+    }
+    document.checkSum.store(sum, relaxed);
+    document.writeInProgress.store(false, relaxed);
+}
+
+void DocumentReader::read(const Document& document, ReadFigures& figures) noexcept
+{
+    const bool interrupted = document.writeInProgress.load(relaxed);
+    const std::uint64_t generation = document.generation.load(relaxed);
+    const std::uint64_t sum = checkSumOf(document);
+    if (interrupted) {
+        // Of a dead writer the data stay as they are; what changes is the work of one who is inside.
+        const bool still = document.writeInProgress.load(relaxed) && checkSumOf(document) == sum;
+        (still ? figures.interrupted : figures.torn).fetch_add(1, relaxed);
+        return;
+    }
+    if (sum != document.checkSum.load(relaxed)) {
+        figures.torn.fetch_add(1, relaxed);
+        return;
+    }
+    if (generation < lastGeneration_) {
+        figures.backward.fetch_add(1, relaxed);
+    }
+    lastGeneration_ = generation;
+    figures.complete.fetch_add(1, relaxed);
+}
+
+bool ReadFigures::printAndCheck() const
+{
+    printFigure("reads of a complete generation", complete);
+    printFigure("reads that found an interrupted write", interrupted);
+    printFigure("torn reads", torn);
+    printFigure("reads of an older generation than before", backward);
+    return complete > 0 && torn == 0 && backward == 0;
+}
+
+} // namespace filelock_stress
