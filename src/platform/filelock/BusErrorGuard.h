@@ -14,7 +14,7 @@ namespace Tessara::Keepsafe::Platform::filelock {
 /// the host program stays. It acts on addresses of guarded mappings alone. Any other SIGBUS ends the process
 /// as it would have without the handler.
 ///
-/// Guards are made and given up under the fork mutex.
+/// Guards are made under the fork mutex, and given up before their mapping.
 class BusErrorGuard {
 public:
     BusErrorGuard() = default;

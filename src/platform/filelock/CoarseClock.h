@@ -8,11 +8,18 @@
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
-/// Something that one thread of a process does at most once in a while, on a clock that costs a few
-/// nanoseconds and is a few milliseconds behind.
+/// A clock that costs a few nanoseconds and is a few milliseconds behind.
+inline std::int64_t coarseMilliseconds() noexcept
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+}
+
+/// Something that one thread of a process does at most once in a while. It is due from the beginning.
 class OnceInAWhile {
 public:
-    /// Whether the caller is the one to do it now. It is due from the beginning.
+    /// Whether the caller is the one to do it now.
     [[nodiscard]] bool isDue(std::chrono::milliseconds interval) noexcept
     {
         const std::int64_t now = coarseMilliseconds();
@@ -23,14 +30,24 @@ public:
     void makeDue() noexcept { nextMs_.store(0, std::memory_order_relaxed); }
 
 private:
-    static std::int64_t coarseMilliseconds() noexcept
-    {
-        timespec now{};
-        clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-        return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
-    }
-
     std::atomic<std::int64_t> nextMs_{0};
+};
+
+/// How old the result of a look is. It is as old as the beginning of the look, and counts only from its end:
+/// so whoever finds it fresh knows what was so at most that long ago.
+class Freshness {
+public:
+    [[nodiscard]] bool isStale(std::chrono::milliseconds age) const noexcept
+    {
+        return coarseMilliseconds() >= begunMs_.load(std::memory_order_acquire) + age.count();
+    }
+    void renew(std::int64_t begunMs) noexcept { begunMs_.store(begunMs, std::memory_order_release); }
+    void makeStale() noexcept { renew(LONG_AGO); }
+
+private:
+    static constexpr std::int64_t LONG_AGO = -1000000000;
+
+    std::atomic<std::int64_t> begunMs_{LONG_AGO};
 };
 
 } // namespace Tessara::Keepsafe::Platform::filelock

@@ -56,6 +56,16 @@ void ForkRegistry::remove(ForkAware& object) noexcept
     (object.previous_ != nullptr ? object.previous_->next_ : firstObject) = object.next_;
 }
 
+bool ForkRegistry::anyIsHeldBy(std::uint32_t thread) noexcept
+{
+    for (const ForkAware* object = firstObject; object != nullptr; object = object->next_) {
+        if (object->isHeldBy(thread)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 void ForkRegistry::beforeFork() noexcept { forkMutex.lock(); }
 
 void ForkRegistry::afterForkInParent() noexcept { forkMutex.unlock(); }

@@ -1,6 +1,7 @@
 #ifndef KEEPSAFE_SRC_PLATFORM_FILELOCK_FORKREGISTRY_H
 #define KEEPSAFE_SRC_PLATFORM_FILELOCK_FORKREGISTRY_H
 
+#include <cstdint>
 #include <mutex>
 
 namespace Tessara::Keepsafe::Platform::filelock {
@@ -15,6 +16,9 @@ public:
 
     /// Runs in a new child, in its only thread, with the fork mutex held.
     virtual void forgetInChild() noexcept = 0;
+    /// Whether the thread of that number (`ThreadIndex`) holds something by it. Asked with the fork mutex
+    /// held.
+    [[nodiscard]] virtual bool isHeldBy(std::uint32_t thread) const noexcept = 0;
 
 private:
     friend class ForkRegistry;
@@ -32,6 +36,9 @@ public:
     /// The caller holds the fork mutex.
     static void add(ForkAware& object);
     static void remove(ForkAware& object) noexcept;
+
+    /// Whether any of the objects is held by the thread of that number. The caller holds the fork mutex.
+    [[nodiscard]] static bool anyIsHeldBy(std::uint32_t thread) noexcept;
 
     /// Counts the forks that lie between this process and the first one that used locks.
     static unsigned long processGeneration() noexcept;

@@ -8,11 +8,11 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "ForkRegistry.h"
+#include "random_number.h"
 #include "reader_marks.h"
 
 namespace Tessara::Keepsafe::Platform::filelock {
@@ -37,11 +37,17 @@ bool isWhole(const std::string& path, const FileIdentity& file, std::size_t size
     return isSame(path, file, status) && status.st_size == static_cast<off_t>(size);
 }
 
+/// Whether it is a regular file with this one name: under another one, writers look for slots elsewhere.
+bool isSuitable(const struct stat& status) noexcept
+{
+    return S_ISREG(status.st_mode) && status.st_nlink == 1;
+}
+
 /// Whether this process may read the lock file, which is what a shared lock asks for.
 bool mayRead(const std::string& lockPath, FileIdentity& identity) noexcept
 {
     struct stat status {};
-    if (!statusOf(lockPath, status) || !S_ISREG(status.st_mode)) {
+    if (!statusOf(lockPath, status) || !isSuitable(status)) {
         return false;
     }
     const System::Descriptor file(open(lockPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
@@ -49,23 +55,26 @@ bool mayRead(const std::string& lockPath, FileIdentity& identity) noexcept
         return false;
     }
     identity = FileIdentity(status);
-    return S_ISREG(status.st_mode);
+    return isSuitable(status);
 }
 
-/// In this process alone: a child is to have slots of its own.
+/// In this process alone: a child is to have slots of its own. When it fails, there is memory that belongs to
+/// nobody else at these addresses: a thread may be about to use them.
 bool mapOver(void* address, std::size_t size, int protection, const System::Descriptor& file) noexcept
 {
-    return mmap(address, size, protection, MAP_SHARED | MAP_FIXED, file.get(), 0) == address &&
-           madvise(address, size, MADV_DONTFORK) == 0;
+    if (mmap(address, size, protection, MAP_SHARED | MAP_FIXED, file.get(), 0) == address) {
+        return madvise(address, size, MADV_DONTFORK) == 0;
+    }
+    static_cast<void>(
+        mmap(address, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0));
+    return false;
 }
 
-/// A file without a name, with room on the disk for all of it, so that no write to the mapping can fail.
-System::Descriptor unnamedFile(const SlotFolder& folder) noexcept
+/// Writers of whatever user must read it; who may come here at all is decided by the folder.
+System::Descriptor newSlotFile(const SlotFolder& folder) noexcept
 {
-    System::Descriptor file(openat(folder.descriptor(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
-    // Writers of whatever user must read it; who may come here at all is decided by the folder.
-    if (!file.isOpen() || fchmod(file.get(), 0644) != 0 ||
-        fallocate(file.get(), 0, 0, sizeof(SlotFile)) != 0) {
+    System::Descriptor file = folder.unnamedFile(sizeof(SlotFile));
+    if (file.isOpen() && fchmod(file.get(), 0644) != 0) {
         return {};
     }
     return file;
@@ -83,45 +92,35 @@ bool lockForLife(const System::Descriptor& file) noexcept
 
 std::string uniqueName()
 {
-    std::uint64_t random = 0;
-    while (getrandom(&random, sizeof random, 0) != sizeof random) {
-    }
     std::array<char, 64> name{};
-    std::snprintf(name.data(), name.size(), "%s%ld-%016lx", SlotFolder::READER_PREFIX,
-                  static_cast<long>(getpid()), random);
+    static_cast<void>(std::snprintf(name.data(), name.size(), "%s%ld-%016lx", SlotFolder::READER_PREFIX,
+                                    static_cast<long>(getpid()), randomNumber()));
     return name.data();
-}
-
-bool giveName(const System::Descriptor& file, const SlotFolder& folder, const std::string& name) noexcept
-{
-    std::array<char, 64> self{};
-    std::snprintf(self.data(), self.size(), "/proc/self/fd/%d", file.get());
-    return linkat(AT_FDCWD, self.data(), folder.descriptor(), name.c_str(), AT_SYMLINK_FOLLOW) == 0;
 }
 
 } // namespace
 
 ReaderSlots::ReaderSlots(const std::string& lockPath, const LockSettings& settings)
-    : settings_(settings), lockPath_(lockPath), folderPath_(SlotFolder::pathFor(lockPath)),
-      controlPath_(folderPath_ + '/' + SlotFolder::CONTROL)
+    : settings_(settings), lockPath_(lockPath)
 {
 }
 
-ReaderSlots::~ReaderSlots()
+void ReaderSlots::close() noexcept
 {
-    const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
     discardFile();
     if (reserved_ != nullptr) {
+        epoch_.fetch_or(1);
+        region_.store(nullptr);
         busErrors_.forget();
         munmap(reserved_, sizeof(Region));
+        reserved_ = nullptr;
     }
 }
 
-bool ReaderSlots::isHeldByThisThread() const noexcept
+bool ReaderSlots::isHeldBy(std::uint32_t thread) const noexcept
 {
-    const std::uint32_t thread = ThreadIndex::ofThisThread();
-    return region_.load(std::memory_order_acquire) != nullptr && thread != ThreadIndex::NONE &&
-           (*own_)[thread].depth > 0;
+    return region_.load(std::memory_order_acquire) != nullptr && thread < own_->size() &&
+           ReaderSlot::isRaised((*own_)[thread].word.load(std::memory_order_relaxed));
 }
 
 std::vector<std::uint64_t> ReaderSlots::heldByOthers() const
@@ -176,7 +175,7 @@ void ReaderSlots::forgetInChild() noexcept
     }
     epoch_.store(epoch_.load(std::memory_order_relaxed) | 1U, std::memory_order_relaxed);
     slotPath_.clear();
-    look_.makeDue();
+    look_.makeStale();
     retry_.makeDue();
 }
 
@@ -187,11 +186,36 @@ void ReaderSlots::use(SlotFileHeader& header, std::uint32_t thread) noexcept
     }
 }
 
-void ReaderSlots::lookAtFiles() noexcept
+ReaderSlots::Hold ReaderSlots::enterAfterLook(const Hold& hold) noexcept
 {
-    const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
-    const std::uint64_t epoch = epoch_.load();
-    if (epoch % 2 == 0) {
+    if (hold.slot != nullptr) {
+        leave(*hold.slot);
+    }
+    Hold again = lookAtFiles() ? enter() : Hold();
+    if (again.slot != nullptr && look_.isStale(settings_.pathCheckInterval)) {
+        leave(*again.slot);
+        again.slot = nullptr;
+    }
+    again.writes = 0; // so that whoever trusts in it looks at its own files, too
+    return again;
+}
+
+/// False: another thread looks at the files just now, or forks.
+bool ReaderSlots::lookAtFiles() noexcept
+{
+    const std::unique_lock<std::mutex> noFork(ForkRegistry::mutex(), std::try_to_lock);
+    if (!noFork.owns_lock()) {
+        return false;
+    }
+    const std::int64_t begunMs = coarseMilliseconds();
+    examineFiles();
+    look_.renew(begunMs);
+    return true;
+}
+
+void ReaderSlots::examineFiles() noexcept
+{
+    if (epoch_.load() % 2 == 0) {
         if (filesAreCurrent()) {
             return;
         }
@@ -211,7 +235,7 @@ void ReaderSlots::lookAtFiles() noexcept
 bool ReaderSlots::filesAreCurrent() const noexcept
 {
     struct stat status {};
-    return statusOf(lockPath_, status) && FileIdentity(status) == lockFile_ &&
+    return statusOf(lockPath_, status) && FileIdentity(status) == lockFile_ && isSuitable(status) &&
            isSame(folderPath_, folder_, status) && isWhole(controlPath_, controlFile_, ControlPage::SIZE) &&
            isWhole(slotPath_, slotFile_, sizeof(SlotFile)) && reserved_->control.isSound() &&
            reserved_->file.header.isSound();
@@ -228,6 +252,8 @@ bool ReaderSlots::anyInside() const noexcept
 void ReaderSlots::renew()
 {
     struct stat status {};
+    folderPath_ = SlotFolder::pathFor(lockPath_);
+    controlPath_ = folderPath_ + '/' + SlotFolder::CONTROL;
     if (!statusOf(controlPath_, status) || anyInside() || !retry_.isDue(settings_.registrationRetry)) {
         return;
     }
@@ -283,7 +309,7 @@ System::Descriptor ReaderSlots::mapControl(const SlotFolder& folder)
 
 bool ReaderSlots::mapNewFile(const SlotFolder& folder, const System::Descriptor& control)
 {
-    const System::Descriptor file = unnamedFile(folder);
+    const System::Descriptor file = newSlotFile(folder);
     struct stat status {};
     if (!file.isOpen() || fstat(file.get(), &status) != 0 || !lockForLife(file) ||
         !markReader(control, status.st_ino) ||
@@ -297,7 +323,7 @@ bool ReaderSlots::mapNewFile(const SlotFolder& folder, const System::Descriptor&
     // Last of all, so that writers find a whole file, and its process alive.
     const std::string name = uniqueName();
     slotPath_.reserve(folderPath_.size() + 1 + name.size());
-    if (!giveName(file, folder, name)) {
+    if (!folder.giveName(file, name.c_str())) {
         return false;
     }
     slotPath_.assign(folderPath_).append(1, '/').append(name);

@@ -54,23 +54,20 @@ public:
 
     /// `lockPath` must outlive the object.
     ReaderSlots(const std::string& lockPath, const LockSettings& settings);
-    /// Removes the process's file. Nobody holds the lock any more.
-    ~ReaderSlots();
+    ~ReaderSlots() = default;
     ReaderSlots(const ReaderSlots&) = delete;
     ReaderSlots& operator=(const ReaderSlots&) = delete;
+
+    /// Removes the process's file. Nobody holds the lock any more. The caller holds the fork mutex.
+    void close() noexcept;
 
     /// Takes the lock for the calling thread, or once more if it has it by its slot. Never waits.
     Hold tryEnter() noexcept
     {
-        const bool looks = look_.isDue(settings_.pathCheckInterval);
-        if (looks) {
-            lookAtFiles();
-        }
-        Hold hold = enter();
-        if (looks) {
-            hold.writes = 0; // so that whoever trusts in it looks at its own files, too
-        }
-        return hold;
+        const Hold hold = enter();
+        // Asked when the slot is raised already: however long the thread was stopped before, the files were
+        // the ones at their paths a short time before it raised the slot.
+        return look_.isStale(settings_.pathCheckInterval) ? enterAfterLook(hold) : hold;
     }
 
     /// Gives one acquisition of the calling thread back.
@@ -82,7 +79,9 @@ public:
     }
 
     /// Whether the calling thread holds the lock by its slot.
-    [[nodiscard]] bool isHeldByThisThread() const noexcept;
+    [[nodiscard]] bool isHeldByThisThread() const noexcept { return isHeldBy(ThreadIndex::ofThisThread()); }
+    /// The same for a thread's number. What it says of another thread may be over.
+    [[nodiscard]] bool isHeldBy(std::uint32_t thread) const noexcept;
 
     /// The acquisitions of this process's threads, as words of their slots; 0 for a slot that is not raised.
     /// The calling thread's latest one does not count.
@@ -100,10 +99,12 @@ public:
 
 private:
     Hold enter() noexcept;
+    Hold enterAfterLook(const Hold& hold) noexcept;
     static void raise(Own& slot) noexcept;
     static void lower(Own& slot) noexcept;
     static void use(SlotFileHeader& header, std::uint32_t thread) noexcept;
-    void lookAtFiles() noexcept;
+    [[nodiscard]] bool lookAtFiles() noexcept;
+    void examineFiles() noexcept;
     [[nodiscard]] bool filesAreCurrent() const noexcept;
     [[nodiscard]] bool anyInside() const noexcept;
     void renew();
@@ -124,13 +125,13 @@ private:
     std::atomic<std::uint64_t> epoch_{1};
     std::atomic<Region*> region_{nullptr}; ///< null until the first files are mapped
     std::unique_ptr<OwnSlots> own_;        ///< made before the region, and kept
-    OnceInAWhile look_;
+    Freshness look_;                       ///< what `lookAtFiles` has found
     const LockSettings& settings_;
 
     // Used under the fork mutex.
     const std::string& lockPath_;
-    const std::string folderPath_;
-    const std::string controlPath_;
+    std::string folderPath_;
+    std::string controlPath_;
     std::string slotPath_; ///< empty: this process has no file
     FileIdentity lockFile_;
     FileIdentity folder_;

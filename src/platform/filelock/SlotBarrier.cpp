@@ -4,25 +4,22 @@
 #include <array>
 #include <cerrno>
 #include <mutex>
-#include <utility>
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "ForkRegistry.h"
 #include "LockFile.h"
+#include "random_number.h"
 #include "reader_marks.h"
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
 namespace {
 
-constexpr char NEW_PAGE[] = "control.new";
 constexpr mode_t PERMISSIONS = 07777;
-constexpr int MOST_REPLACEMENTS = 16;
 
 /// Whether a folder could not be opened because there is none, or something else in its place.
 bool isNoFolder(int error) noexcept { return error == ENOENT || error == ENOTDIR || error == ELOOP; }
@@ -62,13 +59,7 @@ std::string parentOf(const std::string& path)
 }
 
 /// An even number that no process has seen before.
-std::uint64_t firstWrites() noexcept
-{
-    std::uint64_t random = 0;
-    while (getrandom(&random, sizeof random, 0) != sizeof random) {
-    }
-    return std::max<std::uint64_t>(random / 4 * 2, 2);
-}
+std::uint64_t firstWrites() noexcept { return std::max<std::uint64_t>(randomNumber() / 4 * 2, 2); }
 
 /// Whether a living process has the file mapped.
 bool isAlive(const System::Descriptor& file) noexcept
@@ -126,27 +117,33 @@ void sleepFor(Clock::duration length) noexcept
 } // namespace
 
 SlotBarrier::SlotBarrier(const std::string& lockPath, const LockSettings& settings)
-    : settings_(settings), lockPath_(lockPath), folderPath_(SlotFolder::pathFor(lockPath))
+    : settings_(settings), lockPath_(lockPath)
 {
 }
 
 SlotBarrier::~SlotBarrier() { lower(); }
 
-void SlotBarrier::raise()
+bool SlotBarrier::raise()
 {
-    for (int replaced = 0; replaced < MOST_REPLACEMENTS; ++replaced) {
-        lower();
-        if (tryRaise()) {
-            return;
-        }
+    lower();
+    Page page = findPage();
+    if (page == Page::Missing || lockFileHasOtherNames()) {
+        // Readers may rely on a page that has been removed, or on this one by another name of the lock file,
+        // until they look at the paths. Only then is there a new page: whoever finds one need not wait.
+        sleepFor(settings_.newPageWait);
     }
-    throw LockFileError(folderPath_ + " is replaced again and again");
+    if (page == Page::Missing && !makePage()) {
+        page = findPage(); // one that somebody else has made
+    }
+    isRaised_ = true;
+    return page == Page::OfNoUse || listReaders();
 }
 
 void SlotBarrier::raiseEarly()
 {
     lower();
     const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
+    folderPath_ = SlotFolder::pathFor(lockPath_);
     const SlotFolder folder(folderPath_);
     struct stat status {};
     const System::Descriptor file = folder.isOpen() && folder.isCoherent()
@@ -155,73 +152,36 @@ void SlotBarrier::raiseEarly()
     if (!file.isOpen() || status.st_size != static_cast<off_t>(ControlPage::SIZE) || !map(file)) {
         return;
     }
-    if (!page_->isSound()) {
+    std::uint64_t writes = page_->writes.load();
+    // An odd count is that of a writer that may be inside; without the lock nobody takes it away.
+    if (!page_->isSound() || writes % 2 != 0 || !page_->writes.compare_exchange_strong(writes, writes + 1)) {
         unmap();
         return;
     }
-    odd_ = makeOdd(*page_);
+    odd_ = writes + 1;
     pageFile_ = FileIdentity(status);
-    hasBeenRaised(folder);
-}
-
-void SlotBarrier::hasBeenRaised(const SlotFolder& folder)
-{
-    raisedAt_ = Clock::now();
-    inside_ = folder.readers();
-    clear_ = false;
-    raised_ = true;
-}
-
-/// False: the folder has been removed or replaced meanwhile.
-bool SlotBarrier::tryRaise()
-{
-    bool othersMayRelyOnAnotherPage = false;
-    {
-        const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
-        othersMayRelyOnAnotherPage = findOrMakePage() == Page::IsNew;
-    }
-    if (othersMayRelyOnAnotherPage) {
-        sleepFor(settings_.newPageWait);
-    }
-    if (page_ == nullptr) {
-        raised_ = true; // against nobody
-        return true;
-    }
-    return lookForReaders();
-}
-
-bool SlotBarrier::lookForReaders()
-{
-    const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
-    const SlotFolder folder(folderPath_);
-    if (isNoFolder(folder.error())) {
-        return false;
-    }
-    if (!folder.isOpen()) {
-        fail("cannot open " + folderPath_, folder.error());
-    }
-    hasBeenRaised(folder);
-    return true;
+    isRaised_ = true;
+    isConfirmed_ = true;
+    list(folder);
 }
 
 bool SlotBarrier::isInForce() const noexcept
 {
     struct stat status {};
-    return raised_ &&
-           (page_ == nullptr || (page_->writes.load() == odd_ &&
-                                 stat((folderPath_ + '/' + SlotFolder::CONTROL).c_str(), &status) == 0 &&
-                                 FileIdentity(status) == pageFile_));
+    return page_ != nullptr && page_->writes.load() == odd_ &&
+           stat((folderPath_ + '/' + SlotFolder::CONTROL).c_str(), &status) == 0 &&
+           FileIdentity(status) == pageFile_;
 }
 
 bool SlotBarrier::isClear()
 {
-    if (page_ == nullptr || clear_) {
+    if (isClear_) {
         return true;
     }
     const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
     const SlotFolder folder(folderPath_);
     if (isNoFolder(folder.error())) {
-        return true; // and not in force
+        return false; // nor is the barrier in force any more
     }
     if (!folder.isOpen()) {
         fail("cannot open " + folderPath_, folder.error());
@@ -230,8 +190,53 @@ bool SlotBarrier::isClear()
         std::remove_if(inside_.begin(), inside_.end(),
                        [&](const SlotFolder::Reader& reader) { return isOut(folder, reader.name); }),
         inside_.end());
-    clear_ = inside_.empty() && !anyMayBeInsideWithoutFile(folder);
-    return clear_;
+    isClear_ = inside_.empty() && !anyMayBeInsideWithoutFile(folder);
+    return isClear_;
+}
+
+void SlotBarrier::lower() noexcept
+{
+    if (page_ != nullptr) {
+        if (isConfirmed_) {
+            // Another number is that of another writer, who may be inside.
+            page_->writes.compare_exchange_strong(odd_, odd_ + 1);
+        }
+        unmap();
+    }
+    isRaised_ = false;
+    isConfirmed_ = false;
+    isClear_ = false;
+}
+
+void SlotBarrier::forgetInChild() noexcept
+{
+    busErrors_.forget();
+    page_ = nullptr;
+    isRaised_ = false;
+}
+
+/// Finds the folder at the path again, and what is in it. False: somebody has removed it just now.
+bool SlotBarrier::listReaders()
+{
+    const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
+    const SlotFolder folder(folderPath_);
+    if (folder.isOpen()) {
+        list(folder);
+        return true;
+    }
+    if (!isNoFolder(folder.error())) {
+        fail("cannot open " + folderPath_, folder.error());
+    }
+    // Without a page there are no slots where there is no folder.
+    isClear_ = page_ == nullptr;
+    return isClear_;
+}
+
+void SlotBarrier::list(const SlotFolder& folder)
+{
+    raisedAt_ = Clock::now();
+    inside_ = folder.readers();
+    isClear_ = false;
 }
 
 /// Somebody has removed files of readers. Such a reader makes another one when it next looks at the path, and
@@ -246,14 +251,10 @@ bool SlotBarrier::anyMayBeInsideWithoutFile(const SlotFolder& folder) const
     return control.isOpen() && hasUnlistedReader(control, folder.readers());
 }
 
-void SlotBarrier::lower() noexcept
+bool SlotBarrier::lockFileHasOtherNames() const noexcept
 {
-    raised_ = false;
-    if (page_ != nullptr) {
-        // Another number is that of another writer: this one has lost its lock.
-        page_->writes.compare_exchange_strong(odd_, odd_ + 1);
-        unmap();
-    }
+    struct stat status {};
+    return stat(lockPath_.c_str(), &status) == 0 && status.st_nlink > 1;
 }
 
 bool SlotBarrier::map(const System::Descriptor& file) noexcept
@@ -275,21 +276,20 @@ void SlotBarrier::unmap() noexcept
     page_ = nullptr;
 }
 
-void SlotBarrier::forgetInChild() noexcept
+SlotBarrier::Page SlotBarrier::findPage()
 {
-    busErrors_.forget();
-    raised_ = false;
-    page_ = nullptr;
-}
-
-SlotBarrier::Page SlotBarrier::findOrMakePage()
-{
-    SlotFolder folder(folderPath_);
-    if (!folder.isOpen() && !openOrMakeFolder(folder)) {
-        return Page::IsNew; // there may have been one a moment ago
+    const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
+    folderPath_ = SlotFolder::pathFor(lockPath_);
+    const SlotFolder folder(folderPath_);
+    if (isNoFolder(folder.error())) {
+        return Page::Missing;
+    }
+    if (!folder.isOpen()) {
+        fail("cannot open " + folderPath_, folder.error());
     }
     if (!folder.isCoherent()) {
-        return Page::IsUnused;
+        isClear_ = true;
+        return Page::OfNoUse;
     }
     struct stat status {};
     const System::Descriptor file = folder.openFile(SlotFolder::CONTROL, O_RDWR, status);
@@ -300,21 +300,10 @@ SlotBarrier::Page SlotBarrier::findOrMakePage()
     if (error != ENOENT && error != ELOOP) {
         fail("cannot write " + folderPath_ + '/' + SlotFolder::CONTROL, error);
     }
-    // Without a page nobody has slots; with something else in its place nobody else can make one either.
-    static_cast<void>(makePage(folder));
-    return Page::IsNew;
-}
-
-/// False: there is none, and none can be made. Then readers do not go there either.
-bool SlotBarrier::openOrMakeFolder(SlotFolder& folder) const
-{
-    if (folder.error() == ENOENT && makeFolder()) {
-        folder = SlotFolder(folderPath_);
+    if (error == ELOOP) {
+        unlinkat(folder.descriptor(), SlotFolder::CONTROL, 0); // something else, which nobody can use
     }
-    if (!folder.isOpen() && !isNoFolder(folder.error())) {
-        fail("cannot open " + folderPath_, folder.error());
-    }
-    return folder.isOpen();
+    return Page::Missing;
 }
 
 SlotBarrier::Page SlotBarrier::usePage(const SlotFolder& folder, const System::Descriptor& file,
@@ -334,41 +323,43 @@ SlotBarrier::Page SlotBarrier::usePage(const SlotFolder& folder, const System::D
         odd_ = makeOdd(*page_);
         if (page_->isSound() && status.st_size == static_cast<off_t>(ControlPage::SIZE)) {
             pageFile_ = FileIdentity(status);
-            return Page::IsKnown;
+            return Page::Raised;
         }
         // Damaged; whoever still relies on it goes to the kernel lock from now on.
         unmap();
     }
-    if (!makePage(folder)) {
-        fail("cannot replace the damaged " + folderPath_ + '/' + SlotFolder::CONTROL, errno);
+    if (unlinkat(folder.descriptor(), SlotFolder::CONTROL, 0) != 0 && errno != ENOENT) {
+        fail("cannot remove the damaged " + folderPath_ + '/' + SlotFolder::CONTROL, errno);
     }
-    return Page::IsNew;
+    return Page::Missing;
 }
 
-/// Under another name first, so that nobody finds it half made.
-bool SlotBarrier::makePage(const SlotFolder& folder)
+/// False: there can be none, or there is one already, which is not replaced.
+bool SlotBarrier::makePage()
 {
-    unlinkat(folder.descriptor(), NEW_PAGE, 0);
-    const System::Descriptor file(
-        openat(folder.descriptor(), NEW_PAGE, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (!file.isOpen() || !takeAfter(file.get(), lockPath_, 0666) ||
-        fallocate(file.get(), 0, 0, ControlPage::SIZE) != 0) {
+    const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
+    SlotFolder folder(folderPath_);
+    if (folder.error() == ENOENT && makeFolder()) {
+        folder = SlotFolder(folderPath_);
+    }
+    if (!folder.isOpen() || !folder.isCoherent()) {
         return false;
     }
-    if (!map(file)) {
+    const System::Descriptor file = folder.unnamedFile(ControlPage::SIZE);
+    struct stat status {};
+    if (!file.isOpen() || fstat(file.get(), &status) != 0 || !takeAfter(file.get(), lockPath_, 0666) ||
+        !map(file)) {
         return false;
     }
     page_->magic = ControlPage::MAGIC;
     page_->version = SLOT_FORMAT_VERSION;
     odd_ = firstWrites() + 1;
     page_->writes.store(odd_);
-    struct stat status {};
-    if (fstat(file.get(), &status) != 0 ||
-        renameat(folder.descriptor(), NEW_PAGE, folder.descriptor(), SlotFolder::CONTROL) != 0) {
+    pageFile_ = FileIdentity(status);
+    if (!folder.giveName(file, SlotFolder::CONTROL)) {
         unmap();
         return false;
     }
-    pageFile_ = FileIdentity(status);
     return true;
 }
 
@@ -380,7 +371,7 @@ bool SlotBarrier::makeFolder() const
         return false;
     }
     const SlotFolder folder(unfinished);
-    return folder.isOpen() && takeAfter(folder.descriptor(), parentOf(lockPath_), PERMISSIONS) &&
+    return folder.isOpen() && takeAfter(folder.descriptor(), parentOf(folderPath_), PERMISSIONS) &&
            rename(unfinished.c_str(), folderPath_.c_str()) == 0;
 }
 

@@ -27,52 +27,58 @@ public:
     SlotBarrier(const SlotBarrier&) = delete;
     SlotBarrier& operator=(const SlotBarrier&) = delete;
 
-    /// Sends newcomers to the kernel lock. Makes the control page when it is missing or damaged, and then
-    /// waits until no reader relies on another one. Under the kernel lock. Throws `LockFileError`.
-    void raise();
-    /// The same where there is a sound page, otherwise nothing. Needs no lock.
+    /// Sends newcomers to the kernel lock. Makes the control page when it is missing or damaged, after a wait
+    /// in which all readers notice. Under the exclusive kernel lock; it takes the count from a writer that
+    /// left it odd. False: somebody has removed the folder meanwhile, and it does not stand. Throws
+    /// `LockFileError`.
+    [[nodiscard]] bool raise();
+    /// The same when there is a sound page with an even count, otherwise nothing. Needs no lock: while a
+    /// writer is inside, the count is odd.
     void raiseEarly();
-    [[nodiscard]] bool isRaised() const noexcept { return raised_; }
-    /// Whether it is raised and nobody has lowered it or replaced the control page since.
+    [[nodiscard]] bool isRaised() const noexcept { return isRaised_; }
+    /// Whether it stands in the control page, and nobody has lowered it or replaced the page since.
     [[nodiscard]] bool isInForce() const noexcept;
     /// Whether all readers have left that were inside when it was raised. Removes the files of processes that
     /// have ended. Throws `LockFileError`.
     [[nodiscard]] bool isClear();
-    /// Lets readers in again.
+    /// After `raise`: the lock, as was seen since, really is this writer's. Without that another writer may
+    /// have been inside by the count that was replaced.
+    void confirm() noexcept { isConfirmed_ = true; }
+    /// Lets readers in again. A barrier that was not confirmed leaves the count odd for the next writer.
     void lower() noexcept;
 
     /// In a new child, which has not inherited the mapping. The caller holds the fork mutex.
     void forgetInChild() noexcept;
 
 private:
-    /// What the page means for other processes: they know it, they may still rely on another one, or none of
-    /// them can use one.
-    enum class Page { IsKnown, IsNew, IsUnused };
+    /// Missing: nobody can enter by a page that is to come, but perhaps by one that was here. OfNoUse: no
+    /// process can have slots here.
+    enum class Page { Raised, Missing, OfNoUse };
 
-    [[nodiscard]] bool tryRaise();
-    [[nodiscard]] Page findOrMakePage();
-    [[nodiscard]] bool openOrMakeFolder(SlotFolder& folder) const;
-    [[nodiscard]] bool lookForReaders();
-    void hasBeenRaised(const SlotFolder& folder);
+    [[nodiscard]] Page findPage();
     [[nodiscard]] Page usePage(const SlotFolder& folder, const System::Descriptor& file,
                                const struct stat& status);
+    [[nodiscard]] bool makePage();
+    [[nodiscard]] bool makeFolder() const;
     [[nodiscard]] bool map(const System::Descriptor& file) noexcept;
     void unmap() noexcept;
-    [[nodiscard]] bool makePage(const SlotFolder& folder);
-    [[nodiscard]] bool makeFolder() const;
+    [[nodiscard]] bool lockFileHasOtherNames() const noexcept;
+    [[nodiscard]] bool listReaders();
+    void list(const SlotFolder& folder);
     [[nodiscard]] bool isOut(const SlotFolder& folder, const std::string& reader) const;
     [[nodiscard]] bool anyMayBeInsideWithoutFile(const SlotFolder& folder) const;
 
     const LockSettings& settings_;
     const std::string& lockPath_;
-    const std::string folderPath_;
-    bool raised_ = false;
-    bool clear_ = false; ///< all have left that were inside
-    Clock::time_point raisedAt_;
-    ControlPage* page_ = nullptr; ///< mapped while the barrier is raised; null: readers have none
+    std::string folderPath_; ///< as it was when the barrier was raised
+    bool isRaised_ = false;
+    bool isConfirmed_ = false;    ///< the odd count was made in nobody's presence
+    bool isClear_ = false;        ///< all have left that were inside
+    ControlPage* page_ = nullptr; ///< mapped while the count in it is odd; null: there is none
     FileIdentity pageFile_;
-    std::uint64_t odd_ = 0; ///< what this writer made of `writes`
+    std::uint64_t odd_ = 0; ///< what this writer made of the count
     BusErrorGuard busErrors_;
+    Clock::time_point raisedAt_;
     std::vector<SlotFolder::Reader> inside_; ///< the files whose slots are still to be seen lowered
 };
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -19,6 +21,10 @@ namespace {
 
 constexpr int FLAGS = O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 constexpr long XFS_MAGIC = 0x58465342; // in no header of the kernel's interface
+
+struct FreeMemory {
+    void operator()(char* text) const noexcept { std::free(text); } // NOLINT(cppcoreguidelines-no-malloc)
+};
 
 struct CloseDirectory {
     void operator()(DIR* directory) const noexcept { closedir(directory); }
@@ -41,6 +47,34 @@ bool SlotFolder::isCoherent() const noexcept
     struct statfs status {};
     return fstatfs(descriptor(), &status) == 0 &&
            std::find(KNOWN.begin(), KNOWN.end(), status.f_type) != KNOWN.end();
+}
+
+std::string SlotFolder::pathFor(const std::string& lockPath)
+{
+    struct stat status {};
+    if (lstat(lockPath.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) {
+        const std::unique_ptr<char, FreeMemory> target(realpath(lockPath.c_str(), nullptr));
+        if (target) {
+            return target.get() + std::string(SUFFIX);
+        }
+    }
+    return lockPath + SUFFIX;
+}
+
+System::Descriptor SlotFolder::unnamedFile(std::size_t size) const noexcept
+{
+    System::Descriptor file(openat(descriptor(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+    if (file.isOpen() && fallocate(file.get(), 0, 0, static_cast<off_t>(size)) != 0) {
+        return {};
+    }
+    return file;
+}
+
+bool SlotFolder::giveName(const System::Descriptor& file, const char* name) const noexcept
+{
+    std::array<char, 64> self{};
+    static_cast<void>(std::snprintf(self.data(), self.size(), "/proc/self/fd/%d", file.get()));
+    return linkat(AT_FDCWD, self.data(), descriptor(), name, AT_SYMLINK_FOLLOW) == 0;
 }
 
 System::Descriptor SlotFolder::openFile(const char* name, int access, struct stat& status) const noexcept

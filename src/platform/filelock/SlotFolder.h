@@ -2,6 +2,7 @@
 #define KEEPSAFE_SRC_PLATFORM_FILELOCK_SLOTFOLDER_H
 
 #include <cerrno>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -33,7 +34,9 @@ public:
     static constexpr char CONTROL[] = "control";
     static constexpr char READER_PREFIX[] = "reader-";
 
-    [[nodiscard]] static std::string pathFor(const std::string& lockPath) { return lockPath + SUFFIX; }
+    /// Beside the file itself: where the lock file's name is a symbolic link, the folder is that of its
+    /// target.
+    [[nodiscard]] static std::string pathFor(const std::string& lockPath);
 
     /// Opens the folder. When it cannot, `isOpen` is false and `error` says why.
     explicit SlotFolder(const std::string& path) noexcept;
@@ -48,6 +51,12 @@ public:
     /// open and `errno` says why, with ELOOP for anything that is not a regular file.
     [[nodiscard]] System::Descriptor openFile(const char* name, int access,
                                               struct stat& status) const noexcept;
+
+    /// A new file of that size without a name, with room on the disk for all of it, so that no write to a
+    /// mapping of it can fail; not open when there cannot be one. `giveName` does not replace a file of that
+    /// name.
+    [[nodiscard]] System::Descriptor unnamedFile(std::size_t size) const noexcept;
+    [[nodiscard]] bool giveName(const System::Descriptor& file, const char* name) const noexcept;
 
     struct Reader {
         std::string name;

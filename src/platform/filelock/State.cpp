@@ -85,6 +85,7 @@ FileLock::State::~State()
     readers_.close();
     writer_.close();
     const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
+    slots_.close();
     ForkRegistry::remove(*this);
 }
 

@@ -66,6 +66,10 @@ public:
     [[nodiscard]] bool othersHoldKernelLock() const noexcept;
 
     void forgetInChild() noexcept override;
+    [[nodiscard]] bool isHeldBy(std::uint32_t thread) const noexcept override
+    {
+        return slots_.isHeldBy(thread);
+    }
 
 private:
     using Deadline = Tessara::Keepsafe::Platform::filelock::Deadline;

@@ -26,7 +26,10 @@ public:
         ended = true;
         if (ThreadIndex::number != ThreadIndex::NONE) {
             const std::lock_guard<std::mutex> guard(ForkRegistry::mutex());
-            taken.reset(ThreadIndex::number);
+            // A hold in an object that is destroyed later still needs the number. Then nobody else gets it.
+            if (!ForkRegistry::anyIsHeldBy(ThreadIndex::number)) {
+                taken.reset(ThreadIndex::number);
+            }
             ThreadIndex::number = ThreadIndex::NONE;
         }
     }

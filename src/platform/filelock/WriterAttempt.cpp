@@ -47,7 +47,7 @@ bool WriterAttempt::tryOnce(Backoff& backoff)
         if (!tryGate(now, backoff) || !tryBarrier(now, backoff)) {
             return false;
         }
-        if (file_.isIntact() && file_.isCurrent(path_)) {
+        if (hasCurrentFile()) {
             return true;
         }
         openFile();
@@ -68,27 +68,53 @@ void WriterAttempt::openFile()
 /// nobody.
 bool WriterAttempt::tryBarrier(Clock::time_point now, Backoff& backoff)
 {
-    // Where it is readers with slots who take long, the data lock is to be had at any time; raising the
+    // Where it is readers with slots who take long, the data lock is available at any time; raising the
     // barrier would keep all others out.
-    const bool waitsForSlots = slotsWereRaised_ && (now < openUntil_ || !barrier_.isClear());
+    const bool waitsForSlots =
+        slotsWereRaised_ && (now < openUntil_ || (barrier_.isInForce() && !barrier_.isClear()));
     if (waitsForSlots || !succeeded(file_.tryLockData())) {
         return false;
     }
-    // Between two attempts another writer may have been in and have let the readers in again.
-    if (!barrier_.isInForce()) {
-        barrier_.raise();
-        if (!gateShut_) {
-            readersKeptOutSince_ = now;
-        }
-        backoff.restart(); // no newcomers: the readers are gone soon
+    // Between two attempts another writer may have been inside and have let the readers in again.
+    if (!barrier_.isInForce() && !raiseBarrier(now, backoff)) {
+        return false;
     }
     slotsWereRaised_ = !barrier_.isClear();
-    if (slotsWereRaised_ || !barrier_.isInForce()) {
+    if (slotsWereRaised_) {
         succeeded(file_.unlockData());
         return false;
     }
     return true;
 }
+
+/// False: the lock turned out to be that of another file, or of none, or the barrier does not stand.
+bool WriterAttempt::raiseBarrier(Clock::time_point now, Backoff& backoff)
+{
+    if (!hasCurrentFile()) {
+        openFile();
+        return false;
+    }
+    const bool stands = barrier_.raise();
+    // Asked once more: had the lock been lost before the count was made odd, another writer might be inside
+    // by the count that was replaced.
+    if (!hasCurrentFile()) {
+        openFile();
+        return false;
+    }
+    barrier_.confirm();
+    if (!stands) {
+        succeeded(file_.unlockAll());
+        gateShut_ = false;
+        return false;
+    }
+    if (!gateShut_) {
+        readersKeptOutSince_ = now;
+    }
+    backoff.restart(); // no newcomers: the readers are gone soon
+    return true;
+}
+
+bool WriterAttempt::hasCurrentFile() const noexcept { return file_.isIntact() && file_.isCurrent(path_); }
 
 /// Whether the data lock may be tried now.
 bool WriterAttempt::tryGate(Clock::time_point now, Backoff& backoff)

@@ -28,6 +28,8 @@ private:
     bool tryOnce(Backoff& backoff);
     void openFile();
     bool tryBarrier(Clock::time_point now, Backoff& backoff);
+    bool raiseBarrier(Clock::time_point now, Backoff& backoff);
+    [[nodiscard]] bool hasCurrentFile() const noexcept;
     bool tryGate(Clock::time_point now, Backoff& backoff);
     void letReadersThroughWhenDue(Clock::time_point now);
     void reopenWhenReplaced(Clock::time_point now);

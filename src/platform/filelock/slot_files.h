@@ -74,6 +74,9 @@ struct SlotFile {
 
 constexpr bool ADDRESS_FREE =
     std::atomic<std::uint64_t>::is_always_lock_free && std::atomic<std::uint32_t>::is_always_lock_free;
+#ifndef __x86_64__
+#error "an atomic exchange is a full barrier for all other accesses on x86-64, and the slots rely on that"
+#endif
 static_assert(ADDRESS_FREE, "the same memory is used by several processes");
 static_assert(sizeof(ControlPage) <= ControlPage::SIZE && offsetof(ControlPage, writes) == 64);
 static_assert(sizeof(ReaderSlot) == CACHE_LINE && sizeof(SlotFileHeader) == CACHE_LINE);
