@@ -85,7 +85,7 @@ public:
         for (std::uint32_t count = below(5); count > 0; --count) {
             chosen.insert(anyOf(ROLES));
         }
-        // Now and then more roles than a checker holds in its first block.
+        // Now and then more roles than a checker holds in itself.
         for (std::uint32_t count = below(5) == 0 ? below(50) : 0; count > 0; --count) {
             chosen.insert(manyRoles(random_));
         }

@@ -1,6 +1,7 @@
 #ifndef KEEPSAFE_CACHE_DETAIL_ROLEIDS_H
 #define KEEPSAFE_CACHE_DETAIL_ROLEIDS_H
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -9,42 +10,30 @@
 
 namespace Tessara::Keepsafe::Rbac::detail {
 
-/// A set of role ids, laid out for searching: ascending, in blocks that are compared with a key at once. The
-/// first block lies in the object itself, so that the roles of nearly every caller are found together with
-/// what holds them. Immutable.
+/// A set of role ids, laid out for going through it again and again: ascending, one behind the other. Sets of
+/// usual size lie in the object itself, so that a caller's roles are found together with what holds them.
+/// Immutable.
 class RoleIds {
 public:
-    static constexpr std::size_t BLOCK = 16;
-
     explicit RoleIds(const std::set<int>& ids) : count_(ids.size())
     {
-        auto id = ids.begin();
-        for (std::size_t i = 0; i < BLOCK && id != ids.end(); ++i) {
-            first_[i] = *id++;
-        }
-        if (count_ > BLOCK) {
-            others_.reserve(BLOCK * (blocks() - 1));
-            others_.assign(id, ids.end());
-            others_.resize(BLOCK * (blocks() - 1)); // whole blocks
+        if (count_ <= few_.size()) {
+            std::copy(ids.begin(), ids.end(), few_.begin());
+        } else {
+            many_.assign(ids.begin(), ids.end());
         }
     }
 
-    [[nodiscard]] std::size_t blocks() const noexcept { return (count_ + BLOCK - 1) / BLOCK; }
-    /// `BLOCK` numbers, of which the first `sizeOf(number)` are ids.
-    [[nodiscard]] const std::int32_t* block(std::size_t number) const noexcept
+    [[nodiscard]] const std::int32_t* begin() const noexcept
     {
-        return number == 0 ? first_.data() : others_.data() + BLOCK * (number - 1);
+        return count_ <= few_.size() ? few_.data() : many_.data();
     }
-    [[nodiscard]] std::size_t sizeOf(std::size_t number) const noexcept
-    {
-        const std::size_t left = count_ - BLOCK * number;
-        return left < BLOCK ? left : BLOCK;
-    }
+    [[nodiscard]] const std::int32_t* end() const noexcept { return begin() + count_; }
 
 private:
     std::size_t count_;
-    std::array<std::int32_t, BLOCK> first_{};
-    std::vector<std::int32_t> others_;
+    std::array<std::int32_t, 16> few_{};
+    std::vector<std::int32_t> many_; ///< all of them when they are more than that
 };
 
 } // namespace Tessara::Keepsafe::Rbac::detail
