@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <stdexcept>
+#include <utility>
 
 #include <boost/make_shared.hpp>
 
@@ -47,21 +48,34 @@ Workload::~Workload()
     std::filesystem::remove_all(root_, ignored);
 }
 
+std::unique_ptr<Caller> Workload::drawCaller(RandomNumbers& random, std::size_t roles) const
+{
+    auto caller = std::make_unique<Caller>();
+    while (caller->roles.size() < roles) {
+        caller->roles.insert(GeneratedCache::FIRST_ROLE +
+                             static_cast<int>(random.below(GeneratedCache::ROLES)));
+    }
+    caller->operation = GeneratedCache::operationBit(random.below(GeneratedCache::OPERATIONS));
+    caller->checker = std::make_unique<DiskAccessChecker>(cache_, caller->roles, caller->operation, 0);
+    return caller;
+}
+
+ObjectNamespace Workload::drawObject(RandomNumbers& random, bool exists) const
+{
+    const std::uint64_t leaf = (exists ? 0 : leaves_) + random.next() % leaves_;
+    ObjectNamespace object = GeneratedCache::leafNamespace(leaf);
+    object.str();
+    return object;
+}
+
 std::vector<Question> Workload::questions(std::size_t count, std::size_t roles)
 {
     constexpr std::size_t CALLERS = 512;
     RandomNumbers random(SEED + roles);
     std::vector<const Caller*> callers;
     for (std::size_t i = 0; i < CALLERS; ++i) {
-        auto caller = std::make_unique<Caller>();
-        while (caller->roles.size() < roles) {
-            caller->roles.insert(GeneratedCache::FIRST_ROLE +
-                                 static_cast<int>(random.below(GeneratedCache::ROLES)));
-        }
-        caller->operation = GeneratedCache::operationBit(random.below(GeneratedCache::OPERATIONS));
-        caller->checker = std::make_unique<DiskAccessChecker>(cache_, caller->roles, caller->operation, 0);
-        callers.push_back(caller.get());
-        callers_.push_back(std::move(caller));
+        callers_.push_back(drawCaller(random, roles));
+        callers.push_back(callers_.back().get());
     }
     const auto reader = cache_->lock();
     std::vector<Question> result;
@@ -69,9 +83,7 @@ std::vector<Question> Workload::questions(std::size_t count, std::size_t roles)
     while (result.size() < count) {
         const bool exists = result.size() % 10 != 0;
         const bool wanted = result.size() % 2 == 0;
-        const std::uint64_t leaf = (exists ? 0 : leaves_) + random.next() % leaves_;
-        ObjectNamespace object = GeneratedCache::leafNamespace(leaf);
-        object.str();
+        ObjectNamespace object = drawObject(random, exists);
         // Most callers are denied most things: those who are allowed are searched for.
         const Caller* chosen = callers[random.below(CALLERS)];
         for (std::size_t tries = 0; tries < CALLERS && chosen->checker->checkAccess(reader, object) != wanted;
@@ -79,6 +91,32 @@ std::vector<Question> Workload::questions(std::size_t count, std::size_t roles)
             chosen = callers[random.below(CALLERS)];
         }
         result.push_back({chosen, std::move(object)});
+    }
+    return result;
+}
+
+std::vector<Question> Workload::questionsOfDistinctCallers(std::size_t count, std::size_t roles)
+{
+    constexpr std::size_t MOST_TRIES = 512;
+    RandomNumbers random(SEED + 7 * roles);
+    const auto reader = cache_->lock();
+    std::vector<Question> result;
+    result.reserve(count);
+    while (result.size() < count) {
+        const bool exists = result.size() % 10 != 0;
+        const bool wanted = result.size() % 2 == 0;
+        ObjectNamespace object = drawObject(random, exists);
+        // Those that were drawn in vain are gone before the next is made, and what is kept is made last: so
+        // callers lie one behind the other, as if nobody had searched.
+        RandomNumbers drawn = random;
+        for (std::size_t tries = 0; tries < MOST_TRIES; ++tries) {
+            drawn = random;
+            if (drawCaller(random, roles)->checker->checkAccess(reader, object) == wanted) {
+                break;
+            }
+        }
+        callers_.push_back(drawCaller(drawn, roles));
+        result.push_back({callers_.back().get(), std::move(object)});
     }
     return result;
 }

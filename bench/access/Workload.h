@@ -15,6 +15,7 @@
 #include <keepsafe/rbac/client/DiskAccessChecker.h>
 
 #include "generate/GeneratedCache.h"
+#include "generate/random_numbers.h"
 
 namespace keepsafe_bench {
 
@@ -49,12 +50,20 @@ public:
     /// Questions in random order: nine in ten about leaves of the cache, and half of all allowed as far as
     /// callers can be found. Each caller has `roles` roles.
     std::vector<Question> questions(std::size_t count, std::size_t roles);
+    /// The same kind of questions, each by a caller of its own, so that no question finds its checker and its
+    /// roles in the processor's caches.
+    std::vector<Question> questionsOfDistinctCallers(std::size_t count, std::size_t roles);
     /// The same questions, each about an object `depth` components below the one asked for.
     static std::vector<Question> deepened(const std::vector<Question>& questions, int depth);
     /// The same callers asking about leaves that do not exist.
     std::vector<Question> misses(const std::vector<Question>& questions) const;
 
 private:
+    [[nodiscard]] std::unique_ptr<Caller> drawCaller(keepsafe_sandbox::RandomNumbers& random,
+                                                     std::size_t roles) const;
+    [[nodiscard]] Tessara::Keepsafe::Rbac::ObjectNamespace drawObject(keepsafe_sandbox::RandomNumbers& random,
+                                                                      bool exists) const;
+
     keepsafe_sandbox::GeneratedCache generated_;
     std::uint64_t leaves_;
     std::filesystem::path root_;

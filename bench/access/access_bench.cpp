@@ -135,7 +135,7 @@ void measureCheck(const Workload& workload, const std::vector<Question>& questio
     printLine("check", turns.result(check), ratio(turns.result(check), sum, 1.25) + " the sum of both");
 }
 
-void measureLookups(const Workload& workload, const std::vector<Question>& questions,
+void measureLookups(Workload& workload, const std::vector<Question>& questions,
                     const std::vector<Question>& manyRoles, int rounds)
 {
     const UncheckedWalk unchecked(workload.directory());
@@ -154,6 +154,8 @@ void measureLookups(const Workload& workload, const std::vector<Question>& quest
     kinds.push_back({"miss", workload.misses(questions)});
     kinds.push_back({"deep name (20 components below)", Workload::deepened(questions, 20)});
     kinds.push_back({"many roles (64)", manyRoles});
+    kinds.push_back(
+        {"mixed, each by a caller of its own", workload.questionsOfDistinctCallers(questions.size(), 8)});
     TakingTurns turns(rounds);
     for (Kind& kind : kinds) {
         const auto& asked = kind.questions;
@@ -256,7 +258,7 @@ void measureOpening(const Workload& small, const Workload& large, const std::vec
     wait(&status);
 }
 
-void run(std::uint64_t leaves, std::size_t questionCount, int rounds)
+void run(std::uint64_t leaves, std::size_t questionCount, int rounds, bool onlyLookups)
 {
     std::printf("%llu leaves, seed %llu, %zu questions, callers with 8 roles, median of %d rounds\n",
                 static_cast<unsigned long long>(leaves), static_cast<unsigned long long>(Workload::SEED),
@@ -274,6 +276,10 @@ void run(std::uint64_t leaves, std::size_t questionCount, int rounds)
     }
     std::printf("allowed: %.1f %%\n",
                 100.0 * static_cast<double>(allowed) / static_cast<double>(questionCount));
+    if (onlyLookups) {
+        measureLookups(large, questions, manyRoles, rounds);
+        return;
+    }
     measureOpening(small, large, questions, rounds);
     measureCheck(large, questions, rounds);
     measureLookups(large, questions, manyRoles, rounds);
@@ -293,7 +299,9 @@ int main(int argc, char** argv)
     app.add_option("--questions", questions, "Different questions in a round")
         ->check(CLI::Range(100, 10000000));
     app.add_option("--rounds", rounds, "Rounds; the median counts")->check(CLI::Range(1, 1000));
+    bool onlyLookups = false;
+    app.add_flag("--only-lookups", onlyLookups, "Measure the lookups alone");
     CLI11_PARSE(app, argc, argv);
-    keepsafe_bench::run(leaves, questions, rounds);
+    keepsafe_bench::run(leaves, questions, rounds, onlyLookups);
     return 0;
 }

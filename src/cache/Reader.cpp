@@ -6,38 +6,10 @@
 #include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/platform/status/status_codes.h>
 
+#include "CacheWalk.h"
 #include "recycled_storage.h"
 
 namespace Tessara::Keepsafe::Rbac {
-
-namespace {
-
-/// Walks one search tree for `key`. Returns the record, null when the tree has none, and reports an offset
-/// outside the file or a walk longer than the file has records - which only a circle can be - to
-/// `damaged(offset, what)`, which does not return.
-template <typename Record, typename Damaged>
-inline const Record* findInTree(const detail::RecordView<Record>& records, NodeOffset root, std::int32_t key,
-                                const Damaged& damaged)
-{
-    std::size_t budget = records.count();
-    NodeOffset offset = root;
-    while (offset != 0) {
-        const Record* node = records.find(offset);
-        if (__builtin_expect(node == nullptr, 0)) {
-            damaged(offset, "offset outside the file");
-        }
-        if (node->key == key) {
-            return node;
-        }
-        if (__builtin_expect(budget-- == 0, 0)) {
-            damaged(offset, "tree without end");
-        }
-        offset = node->key > key ? node->left : node->right;
-    }
-    return nullptr;
-}
-
-} // namespace
 
 AccessCache::Reader::Reader(const AccessCache& cache)
     : cache_(cache), fileLock_(cache.fileLock_),
@@ -76,28 +48,19 @@ NodeOffset AccessCache::Reader::segmentRoot() const noexcept { return metadata_.
 
 const ManagedObject* AccessCache::Reader::lookup(const ObjectNamespace& ns) const
 {
-    NodeOffset root = segmentRoot();
-    auto [segment, end] = detail::namespaceSegments(ns);
-    while (root != 0) {
-        const detail::SegmentNode* node = findSegment(root, *segment);
-        if (node == nullptr) {
-            return nullptr;
-        }
-        if (++segment == end) {
-            return node->object == 0 ? nullptr : &getManagedObject(node->object);
-        }
-        root = node->nextLevel;
-    }
-    return nullptr;
+    return detail::CacheWalk(*this).lookup(ns.str());
+}
+
+void AccessCache::Reader::visitPath(const ObjectNamespace& ns,
+                                    void (*visit)(void*, const ManagedObject&, bool), void* visitor) const
+{
+    detail::CacheWalk(*this).visitPath(
+        ns.str(), [&](const ManagedObject& object, bool isNamed) { visit(visitor, object, isNamed); });
 }
 
 const ManagedObject& AccessCache::Reader::getManagedObject(NodeOffset offset) const
 {
-    const ManagedObject* object = objects_.find(offset);
-    if (object == nullptr) {
-        throwDamaged(OBJECT_FILE_NAME, offset, "offset outside the file");
-    }
-    return *object;
+    return detail::CacheWalk(*this).managedObject(offset);
 }
 
 bool AccessCache::Reader::getOperationBit(const ManagedObject& object, std::int32_t roleId,
@@ -129,26 +92,8 @@ bool AccessCache::Reader::getChildOperationBit(const ObjectNamespace& ns, std::i
 bool AccessCache::Reader::get_operation_bit(NodeOffset roleTree, std::int32_t roleId,
                                             const Operation& operation) const
 {
-    const detail::BitsNode* role = findBitsNode(roleTree, roleId);
-    if (role == nullptr) {
-        return false;
-    }
-    const detail::BitsNode* word = findBitsNode(role->value, operation.wordIndex());
-    return word != nullptr && (word->value & operation.bitMask()) != 0;
-}
-
-const detail::SegmentNode* AccessCache::Reader::findSegment(NodeOffset root, std::int32_t key) const
-{
-    return findInTree(segments_, root, key, [this](NodeOffset offset, const char* what) {
-        throwDamaged(SEGMENT_FILE_NAME, offset, what);
-    });
-}
-
-const detail::BitsNode* AccessCache::Reader::findBitsNode(NodeOffset root, std::int32_t key) const
-{
-    return findInTree(nodes_, root, key, [this](NodeOffset offset, const char* what) {
-        throwDamaged(NODE_FILE_NAME, offset, what);
-    });
+    const detail::CacheWalk walk(*this);
+    return walk.isGranted(walk.roleHolds(roleTree, roleId, operation));
 }
 
 void AccessCache::Reader::throwDamaged(const std::string& fileName, NodeOffset offset, const char* what) const

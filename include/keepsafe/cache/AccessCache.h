@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <type_traits>
 
 #include <boost/optional.hpp>
 #include <boost/shared_ptr.hpp>
@@ -22,6 +23,10 @@
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
 namespace Tessara::Keepsafe::Rbac {
+
+namespace detail {
+class CacheWalk;
+}
 
 /// An access cache: a directory that the access-control service writes and this class reads through
 /// read-only mappings. Opening costs the same for every size; what is never looked at is never read.
@@ -129,14 +134,15 @@ public:
 
 private:
     friend class AccessCache;
+    friend class detail::CacheWalk;
     explicit Reader(const AccessCache& cache);
 
     void captureViews();
     [[nodiscard]] NodeOffset segmentRoot() const noexcept;
-    [[nodiscard]] const detail::SegmentNode* findSegment(NodeOffset root, std::int32_t key) const;
+    void visitPath(const ObjectNamespace& ns, void (*visit)(void*, const ManagedObject&, bool),
+                   void* visitor) const;
     [[nodiscard]] bool get_operation_bit(NodeOffset roleTree, std::int32_t roleId,
                                          const Operation& operation) const;
-    [[nodiscard]] const detail::BitsNode* findBitsNode(NodeOffset root, std::int32_t key) const;
     [[noreturn]] void throwDamaged(const std::string& fileName, NodeOffset offset, const char* what) const;
 
     const AccessCache& cache_;
@@ -151,23 +157,13 @@ private:
 template <typename Visitor>
 void AccessCache::Reader::visitPath(const ObjectNamespace& ns, Visitor&& visit) const
 {
-    NodeOffset root = segmentRoot();
-    auto [segment, end] = detail::namespaceSegments(ns);
-    while (root != 0) {
-        const detail::SegmentNode* node = findSegment(root, *segment);
-        if (node == nullptr) {
-            return;
-        }
-        const bool endsComponent = segment.endsComponent();
-        const bool isNamed = ++segment == end;
-        if (endsComponent && node->object != 0) {
-            visit(getManagedObject(node->object), isNamed);
-        }
-        if (isNamed) {
-            return;
-        }
-        root = node->nextLevel;
-    }
+    using Plain = std::remove_reference_t<Visitor>;
+    visitPath(
+        ns,
+        [](void* visitor, const ManagedObject& object, bool isNamed) {
+            (*static_cast<Plain*>(visitor))(object, isNamed);
+        },
+        const_cast<void*>(static_cast<const void*>(std::addressof(visit))));
 }
 
 } // namespace Tessara::Keepsafe::Rbac

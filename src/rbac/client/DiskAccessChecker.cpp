@@ -1,74 +1,67 @@
 #include <keepsafe/rbac/client/DiskAccessChecker.h>
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <utility>
 
 #include <boost/assert.hpp>
 
+#include "CacheWalk.h"
+
 namespace Tessara::Keepsafe::Rbac {
 
 namespace {
 
-/// The managed objects that the walk down to an object has met and that may still decide, the deepest last.
-/// Room for the depth of any name in practice; deeper ones are folded into what the upper objects grant.
-class PathDecision {
+using detail::CacheWalk;
+using detail::RoleAnswer;
+using detail::RoleIds;
+
+/// The managed objects above an object that the walk down to it has met, the deepest last. Room for the depth
+/// of any name in practice; deeper ones are folded into what the upper objects grant.
+class Ancestors {
 public:
-    PathDecision(const AccessCache::Reader& reader, const std::set<int>& roleIds, const Operation& operation)
-        : reader_(reader), roleIds_(roleIds), operation_(operation)
+    Ancestors(const CacheWalk& walk, const RoleIds& roleIds, const Operation& operation)
+        : walk_(walk), roleIds_(roleIds), operation_(operation)
     {
     }
 
-    void addAncestor(const ManagedObject& object)
+    void add(const ManagedObject& object)
     {
-        if (object.inherit == 0) {
-            count_ = 0; // nothing above it counts
-            grantedAbove_ = false;
-        } else if (count_ == ancestors_.size()) {
+        if (__builtin_expect(count_ == met_.size(), 0)) {
             grantedAbove_ = childGranted();
             count_ = 0;
         }
-        ancestors_[count_++] = &object;
+        __builtin_prefetch(&object);
+        met_[count_++] = &object;
     }
 
-    /// Whether an ancestor grants the operation on its children, asked from the deepest upwards.
-    [[nodiscard]] bool childGranted() const
+    /// Whether an ancestor grants the operation on its children, asked from the deepest upwards as far as
+    /// grants reach down.
+    [[nodiscard]] RoleAnswer childGranted() const
     {
-        return std::any_of(ancestors_.rend() - static_cast<std::ptrdiff_t>(count_), ancestors_.rend(),
-                           [this](const ManagedObject* ancestor) {
-                               return anyRole([&](int role) {
-                                   return reader_.getChildOperationBit(*ancestor, role, operation_);
-                               });
-                           }) ||
-               grantedAbove_;
-    }
-
-    [[nodiscard]] bool ownGranted(const ManagedObject& object) const
-    {
-        return anyRole([&](int role) { return reader_.getOperationBit(object, role, operation_); });
+        for (std::size_t i = count_; i-- > 0;) {
+            const RoleAnswer answer = walk_.anyRoleHolds(met_[i]->childBits, roleIds_, operation_);
+            if (answer.kind != RoleAnswer::DENIED || met_[i]->inherit == 0) {
+                return answer;
+            }
+        }
+        return grantedAbove_;
     }
 
 private:
-    template <typename Holds>
-    [[nodiscard]] bool anyRole(const Holds& holds) const
-    {
-        return std::any_of(roleIds_.begin(), roleIds_.end(), holds);
-    }
-
-    const AccessCache::Reader& reader_;
-    const std::set<int>& roleIds_;
+    const CacheWalk& walk_;
+    const RoleIds& roleIds_;
     const Operation& operation_;
-    std::array<const ManagedObject*, 64> ancestors_;
+    std::array<const ManagedObject*, 64> met_;
     std::size_t count_ = 0;
-    bool grantedAbove_ = false;
+    RoleAnswer grantedAbove_ = RoleAnswer::denied();
 };
 
 } // namespace
 
 DiskAccessChecker::DiskAccessChecker(boost::shared_ptr<const AccessCache> accessCache,
                                      const std::set<int>& roleIds, const Operation& operation, int reserved)
-    : accessCache_(std::move(accessCache)), roleIds_(roleIds), operation_(operation), reserved_(reserved)
+    : accessCache_(std::move(accessCache)), reserved_(reserved), operation_(operation), roleIds_(roleIds)
 {
 }
 
@@ -80,24 +73,31 @@ bool DiskAccessChecker::checkAccess(const ObjectNamespace& object) const
 
 bool DiskAccessChecker::checkAccess(const AccessCache::Reader& reader, const ObjectNamespace& object) const
 {
-    PathDecision decision(reader, roleIds_, operation_);
+    // Where the roles are is known at once; they are needed when the walk down the name is over.
+    __builtin_prefetch(&operation_);
+    __builtin_prefetch(&operation_ + 16);
+    const CacheWalk walk(reader);
+    Ancestors ancestors(walk, roleIds_, operation_);
     const ManagedObject* named = nullptr;
-    reader.visitPath(object, [&](const ManagedObject& met, bool isNamed) {
+    walk.visitPath(object.str(), [&](const ManagedObject& met, bool isNamed) {
         if (isNamed) {
+            __builtin_prefetch(&met);
             named = &met;
         } else {
-            decision.addAncestor(met);
+            ancestors.add(met);
         }
     });
+    // The named object's record is on its way from memory; what its ancestors grant is found out meanwhile.
+    const RoleAnswer inherited = ancestors.childGranted();
     if (named != nullptr) {
-        if (decision.ownGranted(*named)) {
+        if (walk.isGranted(walk.anyRoleHolds(named->ownBits, roleIds_, operation_))) {
             return true;
         }
         if (named->inherit == 0) {
             return false;
         }
     }
-    return decision.childGranted();
+    return walk.isGranted(inherited);
 }
 
 } // namespace Tessara::Keepsafe::Rbac

@@ -1,7 +1,9 @@
 #include <keepsafe/rbac/client/DiskAccessChecker.h>
 
+#include <cstdint>
 #include <set>
 #include <string>
+#include <vector>
 
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
@@ -141,6 +143,53 @@ TEST_F(DiskAccessCheckerTest, NamesDeeperThanAnyListOfAncestorsAreDecidedTheSame
     model_.objects[ObjectNamespace("x", "x", "x", "x")].inherit = false;
     EXPECT_FALSE(allowed(deep));
     EXPECT_TRUE(allowed(ObjectNamespace("x", "x", "x")));
+}
+
+TEST_F(DiskAccessCheckerTest, AnAncestorThatDoesNotInheritCutsOffWhateverTheDepth)
+{
+    // With more ancestors above and below it than a check keeps in one list.
+    constexpr int DEPTH = 150;
+    std::vector<ObjectNamespace> names{ObjectNamespace("x")};
+    for (int i = 1; i < DEPTH; ++i) {
+        names.push_back(names.back() | "x");
+    }
+    for (int barrier = 1; barrier + 1 < DEPTH; ++barrier) {
+        for (const ObjectNamespace& name : names) {
+            model_.objects[name] = {true, NOTHING, NOTHING};
+        }
+        model_.objects[names[static_cast<std::size_t>(barrier)]].inherit = false;
+        model_.objects[names[static_cast<std::size_t>(barrier) - 1]].children = VIEW;
+        CacheWriter(model_, {}).write(dir_.path("cache"));
+        EXPECT_FALSE(checker({ROLE}).checkAccess(names.back())) << barrier;
+        EXPECT_FALSE(checker({ROLE}).checkAccess(names.back() | "y")) << barrier;
+        model_.objects[names[static_cast<std::size_t>(barrier)]].children = VIEW;
+        CacheWriter(model_, {}).write(dir_.path("cache"));
+        EXPECT_TRUE(checker({ROLE}).checkAccess(names.back())) << barrier;
+    }
+}
+
+TEST_F(DiskAccessCheckerTest, DamageAboveCountsOnlyWhenNothingBelowItHasDecided)
+{
+    CacheWriter writer;
+    const auto word = writer.add(keepsafe_test::bitsNode(0, std::uint32_t{1} << VIEW_BIT));
+    const auto granting = writer.add(keepsafe_test::bitsNode(ROLE, word));
+    constexpr std::uint32_t OUTSIDE = 24000;
+    const auto root = writer.add(keepsafe_test::managedObject(true, 0, OUTSIDE));
+    const auto closed = writer.add(keepsafe_test::managedObject(false, 0, 0));
+    const auto granted = writer.add(keepsafe_test::managedObject(true, granting, 0));
+    const auto open = writer.add(keepsafe_test::managedObject(true, 0, 0));
+    const auto c = writer.add(keepsafe_test::segmentNode(0x437C0000, 0, 0, open, 0));
+    const auto a = writer.add(keepsafe_test::segmentNode(0x417C0000, 0, 0, closed, 0));
+    const auto b = writer.add(keepsafe_test::segmentNode(0x427C0000, a, c, granted, 0));
+    writer.metadata.segmentRoot = writer.add(keepsafe_test::segmentNode(0x7C000000, 0, 0, root, b));
+    writer.write(dir_.path("cache"));
+    const DiskAccessChecker asked = checker({ROLE});
+    EXPECT_FALSE(asked.checkAccess(ObjectNamespace("A")));
+    EXPECT_TRUE(asked.checkAccess(ObjectNamespace("B")));
+    const CapturedLog log;
+    EXPECT_THROW((void)asked.checkAccess(ObjectNamespace("C")), EC_exception);
+    ASSERT_EQ(log.lines().size(), 1U);
+    EXPECT_EQ(log.lines()[0].text, "Cache | is damaged: nodes at offset 24000: offset outside the file");
 }
 
 TEST_F(DiskAccessCheckerTest, KeepsItsCacheAlive)

@@ -85,6 +85,10 @@ public:
         for (std::uint32_t count = below(5); count > 0; --count) {
             chosen.insert(anyOf(ROLES));
         }
+        // Now and then more roles than a checker holds in itself.
+        for (std::uint32_t count = below(5) == 0 ? below(50) : 0; count > 0; --count) {
+            chosen.insert(manyRoles(random_));
+        }
         return chosen;
     }
 
@@ -100,10 +104,15 @@ private:
                 chosen[anyOf(ROLES)].insert(anyOf(BITS));
             }
         }
+        // Now and then a role tree that is large.
+        for (std::uint32_t count = below(10) == 0 ? below(100) : 0; count > 0; --count) {
+            chosen[manyRoles(random_)].insert(anyOf(BITS));
+        }
         return chosen;
     }
 
     std::mt19937 random_;
+    std::uniform_int_distribution<std::int32_t> manyRoles{-100, 100};
 };
 
 constexpr int CACHES_PER_SEED = 50;

@@ -14,23 +14,35 @@ class RecordView {
 public:
     RecordView() = default;
     explicit RecordView(const MappedRegion& region) noexcept
-        : address_(region.address), wholeRecords_(region.size / sizeof(T))
+        : address_(region.address), end_(region.size - region.size % sizeof(T))
     {
     }
 
     /// The record that contains the byte at `offset`, or null when no whole record of the file does.
     [[nodiscard]] const T* find(NodeOffset offset) const noexcept
     {
-        const std::size_t index = offset / sizeof(T);
-        return index < wholeRecords_ ? reinterpret_cast<const T*>(address_) + index : nullptr;
+        const std::size_t begin = beginOfRecord(offset);
+        return __builtin_expect(begin < end_, 1) ? reinterpret_cast<const T*>(address_ + begin) : nullptr;
     }
 
     /// Number of whole records, the reserved first one included.
-    [[nodiscard]] std::size_t count() const noexcept { return wholeRecords_; }
+    [[nodiscard]] std::size_t count() const noexcept { return end_ / sizeof(T); }
 
 private:
+    [[nodiscard]] static std::size_t beginOfRecord(NodeOffset offset) noexcept
+    {
+        if constexpr ((sizeof(T) & (sizeof(T) - 1)) == 0) {
+            return offset & ~(sizeof(T) - 1);
+        } else {
+            // Offsets inside of records are legal and hardly ever seen. As a branch, the division tells only
+            // whether the address was right; the record is on its way meanwhile.
+            const NodeOffset inside = offset % sizeof(T);
+            return __builtin_expect(inside != 0, 0) ? offset - inside : offset;
+        }
+    }
+
     const std::byte* address_ = nullptr;
-    std::size_t wholeRecords_ = 0;
+    std::size_t end_ = 0; ///< of the whole records
 };
 
 /// The typed view of one record file: turns the mapping of the moment into a `RecordView`.

@@ -7,6 +7,7 @@
 
 #include <keepsafe/cache/AccessCache.h>
 #include <keepsafe/cache/Operation.h>
+#include <keepsafe/cache/detail/RoleIds.h>
 #include <keepsafe/platform/export/export.h>
 #include <keepsafe/rbac/client/AccessChecker.h>
 
@@ -36,9 +37,9 @@ public:
 
 private:
     boost::shared_ptr<const AccessCache> accessCache_;
-    std::set<int> roleIds_;
-    Operation operation_;
     [[maybe_unused]] int reserved_;
+    Operation operation_;
+    detail::RoleIds roleIds_;
 };
 
 } // namespace Tessara::Keepsafe::Rbac

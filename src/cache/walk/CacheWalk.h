@@ -1,0 +1,119 @@
+#ifndef KEEPSAFE_CACHE_WALK_CACHEWALK_H
+#define KEEPSAFE_CACHE_WALK_CACHEWALK_H
+
+#include <string>
+
+#include <keepsafe/cache/AccessCache.h>
+
+#include "SegmentCursor.h"
+#include "role_tree.h"
+#include "search_tree.h"
+
+namespace Tessara::Keepsafe::Rbac::detail {
+
+/// The walks through the files of a locked cache, for use inside the library: everything that is asked of a
+/// cache is built from these. All of it is inlined into the question that uses it. Valid while the reader is.
+class CacheWalk {
+public:
+    explicit CacheWalk(const AccessCache::Reader& reader) noexcept
+        : reader_(reader), objects_(reader.objects_), nodes_(reader.nodes_), segments_(reader.segments_)
+    {
+    }
+
+    /// The object whose name has this text form, or null. Throws when the trie is damaged.
+    [[nodiscard]] const ManagedObject* lookup(const std::string& text) const
+    {
+        const ManagedObject* found = nullptr;
+        walkTrie(text, [&](const SegmentNode& node, bool /*endsComponent*/, bool isNamed) {
+            if (isNamed && node.object != 0) {
+                found = &managedObject(node.object);
+            }
+        });
+        return found;
+    }
+
+    /// See `AccessCache::Reader::visitPath`; `text` is the name's text form. Throws when the trie is damaged.
+    template <typename Visitor>
+    void visitPath(const std::string& text, const Visitor& visit) const
+    {
+        walkTrie(text, [&](const SegmentNode& node, bool endsComponent, bool isNamed) {
+            if (endsComponent && node.object != 0) {
+                visit(managedObject(node.object), isNamed);
+            }
+        });
+    }
+
+    /// The record of "objects" that contains the byte at `offset`. Throws when none does.
+    [[nodiscard]] const ManagedObject& managedObject(NodeOffset offset) const
+    {
+        const ManagedObject* object = objects_.find(offset);
+        if (__builtin_expect(object == nullptr, 0)) {
+            reader_.throwDamaged(AccessCache::OBJECT_FILE_NAME, offset, Damage::OUTSIDE);
+        }
+        return *object;
+    }
+
+    /// Whether the role holds the operation in a role tree.
+    [[nodiscard]] RoleAnswer roleHolds(NodeOffset roleTree, std::int32_t roleId,
+                                       const Operation& operation) const
+    {
+        return detail::roleHolds(nodes_, roleTree, roleId, operation);
+    }
+
+    /// Whether any of the roles holds the operation in a role tree, `ownBits` or `childBits` of an object.
+    [[nodiscard]] RoleAnswer anyRoleHolds(NodeOffset roleTree, const RoleIds& roles,
+                                          const Operation& operation) const
+    {
+        return detail::anyRoleHolds(nodes_, roleTree, roles, operation);
+    }
+
+    /// The decision of an answer. Throws when that is damage.
+    [[nodiscard]] bool isGranted(const RoleAnswer& answer) const
+    {
+        if (__builtin_expect(answer.kind == RoleAnswer::DAMAGED, 0)) {
+            reader_.throwDamaged(AccessCache::NODE_FILE_NAME, answer.offset, answer.what);
+        }
+        return answer.kind == RoleAnswer::GRANTED;
+    }
+
+private:
+    [[nodiscard]] const SegmentNode* findSegment(NodeOffset level, std::int32_t key) const
+    {
+        return findInTree(segments_, level, key, [this](const Damage& where) -> const SegmentNode* {
+            reader_.throwDamaged(AccessCache::SEGMENT_FILE_NAME, where.offset, where.what);
+        });
+    }
+
+    /// Calls `meet(const SegmentNode& node, bool endsComponent, bool isLast)` for the node of each
+    /// segment of the text, as far as the trie has them.
+    template <typename Meet>
+    void walkTrie(const std::string& text, const Meet& meet) const
+    {
+        SegmentCursor segment(text);
+        NodeOffset level = reader_.segmentRoot();
+        while (level != 0) {
+            const SegmentNode* node = findSegment(level, segment.value());
+            if (node == nullptr) {
+                return;
+            }
+            // Segments without a choice follow each other in the file.
+            __builtin_prefetch(node + 2);
+            const bool endsComponent = segment.endsComponent();
+            segment.advance();
+            meet(*node, endsComponent, segment.atEnd());
+            if (segment.atEnd()) {
+                return;
+            }
+            level = node->nextLevel;
+        }
+    }
+
+    const AccessCache::Reader& reader_;
+    const RecordView<ManagedObject> objects_;
+    const RecordView<BitsNode> nodes_;
+    const RecordView<SegmentNode> segments_;
+};
+
+} // namespace Tessara::Keepsafe::Rbac::detail
+
+#endif

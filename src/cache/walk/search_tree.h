@@ -1,0 +1,48 @@
+#ifndef KEEPSAFE_CACHE_WALK_SEARCH_TREE_H
+#define KEEPSAFE_CACHE_WALK_SEARCH_TREE_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include <keepsafe/cache/detail/ReadOnlyBlockAllocator.h>
+#include <keepsafe/cache/detail/records.h>
+
+namespace Tessara::Keepsafe::Rbac::detail {
+
+/// A place in a record file that makes no sense. Answers carry it until it is certain that it counts: a
+/// question that is decided before it comes to the place has an answer.
+struct Damage {
+    static constexpr const char* OUTSIDE = "offset outside the file";
+    static constexpr const char* ENDLESS = "tree without end";
+
+    NodeOffset offset = 0;
+    const char* what = nullptr;
+};
+
+/// Walks one search tree for `key`. Returns the record, or null when the tree has none. An offset outside the
+/// file, and a walk longer than the file has records, which only a circle can be, are handed to
+/// `damaged(Damage)`, whose result is the result then.
+template <typename Record, typename Damaged>
+[[nodiscard]] inline const Record* findInTree(const RecordView<Record>& records, NodeOffset root,
+                                              std::int32_t key, const Damaged& damaged)
+{
+    std::size_t budget = records.count();
+    for (NodeOffset offset = root; offset != 0;) {
+        const Record* node = records.find(offset);
+        if (__builtin_expect(node == nullptr, 0)) {
+            return damaged(Damage{offset, Damage::OUTSIDE});
+        }
+        if (node->key == key) {
+            return node;
+        }
+        if (__builtin_expect(budget-- == 0, 0)) {
+            return damaged(Damage{offset, Damage::ENDLESS});
+        }
+        offset = node->key > key ? node->left : node->right;
+    }
+    return nullptr;
+}
+
+} // namespace Tessara::Keepsafe::Rbac::detail
+
+#endif
