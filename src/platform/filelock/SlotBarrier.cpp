@@ -23,6 +23,7 @@ namespace {
 constexpr char NEW_PAGE[] = "control.new";
 constexpr mode_t PERMISSIONS = 07777;
 constexpr int MOST_REPLACEMENTS = 16;
+constexpr std::chrono::microseconds PAUSE{500};
 
 /// Whether a folder could not be opened because there is none, or something else in its place.
 bool isNoFolder(int error) noexcept { return error == ENOENT || error == ENOTDIR || error == ELOOP; }
@@ -30,6 +31,13 @@ bool isNoFolder(int error) noexcept { return error == ENOENT || error == ENOTDIR
 [[noreturn]] void fail(const std::string& what, int error)
 {
     throw LockFileError(what + ": " + SystemErrorText(error).text());
+}
+
+/// Whether the path stands for that very file.
+bool isAt(const std::string& path, const FileIdentity& file) noexcept
+{
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 && FileIdentity(status) == file;
 }
 
 /// Gives `made` the owner, group and permissions of the file that it stands beside, less what they would mean
@@ -166,6 +174,10 @@ void SlotBarrier::raiseEarly()
 
 void SlotBarrier::hasBeenRaised(const SlotFolder& folder)
 {
+    struct stat status {};
+    if (fstat(folder.descriptor(), &status) == 0) {
+        folder_ = FileIdentity(status);
+    }
     raisedAt_ = Clock::now();
     inside_ = folder.readers();
     clear_ = false;
@@ -206,32 +218,40 @@ bool SlotBarrier::lookForReaders()
 
 bool SlotBarrier::isInForce() const noexcept
 {
-    struct stat status {};
-    return raised_ &&
-           (page_ == nullptr || (page_->writes.load() == odd_ &&
-                                 stat((folderPath_ + '/' + SlotFolder::CONTROL).c_str(), &status) == 0 &&
-                                 FileIdentity(status) == pageFile_));
+    // Readers follow no link to a folder or a page either.
+    return raised_ && (page_ == nullptr || (page_->writes.load() == odd_ && isAt(folderPath_, folder_) &&
+                                            isAt(folderPath_ + '/' + SlotFolder::CONTROL, pageFile_)));
 }
 
 bool SlotBarrier::isClear()
 {
-    if (page_ == nullptr || clear_) {
-        return true;
+    while (page_ != nullptr && !clear_) {
+        if (!listedReadersHaveLeft()) {
+            return false;
+        }
+        if (!clear_) {
+            sleepOnce(PAUSE); // some moments, and not a matter of the timeout
+        }
     }
+    return true;
+}
+
+bool SlotBarrier::listedReadersHaveLeft()
+{
     const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
     const SlotFolder folder(folderPath_);
-    if (isNoFolder(folder.error())) {
-        return true; // and not in force
+    if (!folder.isOpen() && !isNoFolder(folder.error())) {
+        fail("cannot open " + folderPath_, folder.error());
     }
     if (!folder.isOpen()) {
-        fail("cannot open " + folderPath_, folder.error());
+        inside_.clear(); // and the barrier is not in force
     }
     inside_.erase(
         std::remove_if(inside_.begin(), inside_.end(),
                        [&](const SlotFolder::Reader& reader) { return isOut(folder, reader.name); }),
         inside_.end());
-    clear_ = inside_.empty() && !anyMayBeInsideWithoutFile(folder);
-    return clear_;
+    clear_ = inside_.empty() && !(folder.isOpen() && anyMayBeInsideWithoutFile(folder));
+    return inside_.empty();
 }
 
 /// Somebody has removed files of readers. Such a reader makes another one when it next looks at the path, and

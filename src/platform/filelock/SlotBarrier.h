@@ -53,6 +53,7 @@ private:
     [[nodiscard]] Page findOrMakePage();
     [[nodiscard]] bool openOrMakeFolder(SlotFolder& folder) const;
     [[nodiscard]] bool lookForReaders();
+    [[nodiscard]] bool listedReadersHaveLeft();
     void hasBeenRaised(const SlotFolder& folder);
     [[nodiscard]] Page usePage(const SlotFolder& folder, const System::Descriptor& file,
                                const struct stat& status);
@@ -70,6 +71,7 @@ private:
     bool clear_ = false; ///< all have left that were inside
     Clock::time_point raisedAt_;
     ControlPage* page_ = nullptr; ///< mapped while the barrier is raised; null: readers have none
+    FileIdentity folder_;
     FileIdentity pageFile_;
     std::uint64_t odd_ = 0; ///< what this writer made of `writes`
     BusErrorGuard busErrors_;
