@@ -30,6 +30,16 @@ unsigned long ForkRegistry::processGeneration() noexcept
     return generation.load(std::memory_order_relaxed);
 }
 
+bool ForkRegistry::anyUsesThreadNumber(std::uint32_t number) noexcept
+{
+    for (const ForkAware* object = firstObject; object != nullptr; object = object->next_) {
+        if (object->usesThreadNumber(number)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 void ForkRegistry::add(ForkAware& object)
 {
     if (!handlersInstalled) {

@@ -1,6 +1,7 @@
 #ifndef KEEPSAFE_SRC_PLATFORM_FILELOCK_FORKREGISTRY_H
 #define KEEPSAFE_SRC_PLATFORM_FILELOCK_FORKREGISTRY_H
 
+#include <cstdint>
 #include <mutex>
 
 namespace Tessara::Keepsafe::Platform::filelock {
@@ -15,6 +16,9 @@ public:
 
     /// Runs in a new child, in its only thread, with the fork mutex held.
     virtual void forgetInChild() noexcept = 0;
+
+    /// Whether the calling thread uses what belongs to its number (ThreadIndex.h).
+    [[nodiscard]] virtual bool usesThreadNumber(std::uint32_t number) const noexcept = 0;
 
 private:
     friend class ForkRegistry;
@@ -35,6 +39,9 @@ public:
 
     /// Counts the forks that lie between this process and the first one that used locks.
     static unsigned long processGeneration() noexcept;
+
+    /// Whether any object in the list uses it. The caller holds the fork mutex.
+    static bool anyUsesThreadNumber(std::uint32_t number) noexcept;
 
 private:
     static void beforeFork() noexcept;

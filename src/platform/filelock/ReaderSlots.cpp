@@ -117,9 +117,8 @@ ReaderSlots::~ReaderSlots()
     }
 }
 
-bool ReaderSlots::isHeldByThisThread() const noexcept
+bool ReaderSlots::isHeldBy(std::uint32_t thread) const noexcept
 {
-    const std::uint32_t thread = ThreadIndex::ofThisThread();
     return region_.load(std::memory_order_acquire) != nullptr && thread != ThreadIndex::NONE &&
            (*own_)[thread].depth > 0;
 }

@@ -82,7 +82,9 @@ public:
     }
 
     /// Whether the calling thread holds the lock by its slot.
-    [[nodiscard]] bool isHeldByThisThread() const noexcept;
+    [[nodiscard]] bool isHeldByThisThread() const noexcept { return isHeldBy(ThreadIndex::ofThisThread()); }
+    /// The same for a caller that knows its number.
+    [[nodiscard]] bool isHeldBy(std::uint32_t thread) const noexcept;
 
     /// The acquisitions of this process's threads, as words of their slots; 0 for a slot that is not raised.
     /// The calling thread's latest one does not count.

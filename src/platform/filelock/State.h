@@ -66,6 +66,10 @@ public:
     [[nodiscard]] bool othersHoldKernelLock() const noexcept;
 
     void forgetInChild() noexcept override;
+    [[nodiscard]] bool usesThreadNumber(std::uint32_t number) const noexcept override
+    {
+        return slots_.isHeldBy(number);
+    }
 
 private:
     using Deadline = Tessara::Keepsafe::Platform::filelock::Deadline;

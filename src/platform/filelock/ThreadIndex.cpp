@@ -17,7 +17,9 @@ thread_local bool ended = false;
 
 __thread std::uint32_t ThreadIndex::number = NONE;
 
-/// Gives the thread's number back when the thread ends. Destructors that run after this one find `NONE`.
+/// Gives the thread's number back when the thread ends. Destructors that run after this one find `NONE`. A
+/// thread that still holds a lock by its slot, which an object destroyed later will release, keeps its
+/// number: another thread with it would share the slot.
 class ThreadIndexReturn {
 public:
     ThreadIndexReturn() = default;
@@ -26,8 +28,10 @@ public:
         ended = true;
         if (ThreadIndex::number != ThreadIndex::NONE) {
             const std::lock_guard<std::mutex> guard(ForkRegistry::mutex());
-            taken.reset(ThreadIndex::number);
-            ThreadIndex::number = ThreadIndex::NONE;
+            if (!ForkRegistry::anyUsesThreadNumber(ThreadIndex::number)) {
+                taken.reset(ThreadIndex::number);
+                ThreadIndex::number = ThreadIndex::NONE;
+            }
         }
     }
     ThreadIndexReturn(const ThreadIndexReturn&) = delete;
