@@ -68,9 +68,12 @@ void WriterAttempt::openFile()
 /// nobody.
 bool WriterAttempt::tryBarrier(Clock::time_point now, Backoff& backoff)
 {
+    if (barrier_.isRaised()) {
+        slotsWereRaised_ = !barrier_.isClear();
+    }
     // Where it is readers with slots who take long, the data lock is to be had at any time; raising the
     // barrier would keep all others out.
-    const bool waitsForSlots = slotsWereRaised_ && (now < openUntil_ || !barrier_.isClear());
+    const bool waitsForSlots = slotsWereRaised_ && (barrier_.isRaised() || now < openUntil_);
     if (waitsForSlots || !succeeded(file_.tryLockData())) {
         return false;
     }
