@@ -12,6 +12,7 @@
 
 #include <keepsafe/platform/status/EC_exception.h>
 
+#include "platform/filelock/slots_support.h"
 #include "support/CacheWriter.h"
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
@@ -214,6 +215,90 @@ TEST_F(AccessCacheTest, ThreadsMayAllFindAGrownFileAtOnce)
     }
     EXPECT_EQ(wrong, 0);
     EXPECT_TRUE(cache.lock().getOperationBit(ObjectNamespace("N1799"), 1, Operation{1799}));
+}
+
+/// Readers that take the lock by slots learn from it whether a writer has been there, and look at the files
+/// themselves every 10 ms.
+class SlotReadersTest : public AccessCacheTest {
+protected:
+    SlotReadersTest()
+    {
+        keepsafe_test::makeControlPage(lock_);
+        EXPECT_TRUE(keepsafe_test::getsSlot(lock_));
+    }
+    static bool has(const AccessCache& cache, int number)
+    {
+        return cache.lock().lookup(ObjectNamespace("N" + std::to_string(number))) != nullptr;
+    }
+    /// Whether it comes to have it after files were replaced without the lock. Until that is noticed, a walk
+    /// may meet new records beside old ones.
+    static bool comesToHave(const AccessCache& cache, int number)
+    {
+        const CapturedLog log;
+        return keepsafe_test::eventually([&] {
+            try {
+                return has(cache, number);
+            } catch (const EC_exception&) {
+                return false;
+            }
+        });
+    }
+
+    const FileLock lock_ = FileLockManager::instance().getLock(file("manifest.json"));
+};
+
+TEST_F(SlotReadersTest, NextLockAfterAWriterMapsWhatItHasGrown)
+{
+    const AccessCache cache(manifest());
+    for (int count = 2; count < 60; ++count) {
+        growInPlace(directory_, writerOf(count * 30));
+        ASSERT_TRUE(has(cache, count * 30 - 1));
+    }
+}
+
+TEST_F(SlotReadersTest, SoonNoticeWhatWasReplacedWithoutTheLock)
+{
+    const AccessCache cache(manifest());
+    ASSERT_TRUE(has(cache, 0));
+    write(2000);
+    EXPECT_TRUE(comesToHave(cache, 1999));
+}
+
+TEST_F(SlotReadersTest, HeldReaderStaysValidWhenOtherThreadsMapGrownFiles)
+{
+    const AccessCache cache(manifest());
+    const auto outer = cache.lock();
+    const auto nested = cache.lock();
+    const auto* object = outer.lookup(ObjectNamespace("N0"));
+    const auto* same = nested.lookup(ObjectNamespace("N0"));
+    for (int count = 100; count < 110; ++count) {
+        write(count); // a writer that ignores the lock: under the lock nothing grows while readers hold it
+        std::thread([&] { EXPECT_TRUE(comesToHave(cache, count - 1)); }).join();
+        EXPECT_EQ(object->inherit, 1);
+        EXPECT_EQ(same->inherit, 1);
+    }
+}
+
+TEST_F(SlotReadersTest, HeldReaderStaysValidWhenItsOwnThreadMapsGrownFiles)
+{
+    const AccessCache cache(manifest());
+    const auto outer = cache.lock();
+    const auto* object = outer.lookup(ObjectNamespace("N0"));
+    write(2000);
+    EXPECT_TRUE(comesToHave(cache, 1999));
+    EXPECT_EQ(object->inherit, 1);
+}
+
+TEST_F(SlotReadersTest, OneProcessReadsSeveralCaches)
+{
+    const std::string other = dir_.path("other");
+    writerOf(5).write(other, "|OTHER|");
+    const AccessCache first(manifest());
+    const AccessCache second(Manifest("other", other));
+    const auto held = first.lock();
+    growInPlace(other, writerOf(500));
+    EXPECT_TRUE(has(second, 499));
+    EXPECT_EQ(held.lookup(ObjectNamespace("N1")), nullptr);
 }
 
 } // namespace

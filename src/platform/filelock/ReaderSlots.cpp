@@ -19,6 +19,10 @@ namespace Tessara::Keepsafe::Platform::filelock {
 
 namespace {
 
+/// How long after the beginning of a look a thread may enter by it: clearly less than what a writer waits
+/// when it finds no control page, less the delay of the clock.
+constexpr std::chrono::milliseconds LONGEST_ENTRY{10};
+
 bool statusOf(const std::string& path, struct stat& status) noexcept
 {
     return stat(path.c_str(), &status) == 0;
@@ -103,6 +107,12 @@ std::string uniqueName()
 ReaderSlots::ReaderSlots(const std::string& lockPath, const LockSettings& settings)
     : settings_(settings), lockPath_(lockPath)
 {
+}
+
+ReaderSlots::~ReaderSlots()
+{
+    const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
+    close();
 }
 
 void ReaderSlots::close() noexcept
@@ -192,7 +202,7 @@ ReaderSlots::Hold ReaderSlots::enterAfterLook(const Hold& hold) noexcept
         leave(*hold.slot);
     }
     Hold again = lookAtFiles() ? enter() : Hold();
-    if (again.slot != nullptr && look_.isStale(settings_.pathCheckInterval)) {
+    if (again.slot != nullptr && look_.isStale(std::max(settings_.pathCheckInterval, LONGEST_ENTRY))) {
         leave(*again.slot);
         again.slot = nullptr;
     }

@@ -54,7 +54,7 @@ public:
 
     /// `lockPath` must outlive the object.
     ReaderSlots(const std::string& lockPath, const LockSettings& settings);
-    ~ReaderSlots() = default;
+    ~ReaderSlots();
     ReaderSlots(const ReaderSlots&) = delete;
     ReaderSlots& operator=(const ReaderSlots&) = delete;
 

@@ -20,9 +20,17 @@ namespace Tessara::Keepsafe::Platform::filelock {
 namespace {
 
 constexpr mode_t PERMISSIONS = 07777;
+constexpr std::chrono::microseconds PAUSE{500};
 
 /// Whether a folder could not be opened because there is none, or something else in its place.
 bool isNoFolder(int error) noexcept { return error == ENOENT || error == ENOTDIR || error == ELOOP; }
+
+/// Whether the path stands for that very file. Readers follow no link to a folder or a page either.
+bool isAt(const std::string& path, const FileIdentity& file) noexcept
+{
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 && FileIdentity(status) == file;
+}
 
 [[noreturn]] void fail(const std::string& what, int error)
 {
@@ -167,21 +175,30 @@ void SlotBarrier::raiseEarly()
 
 bool SlotBarrier::isInForce() const noexcept
 {
-    struct stat status {};
-    return page_ != nullptr && page_->writes.load() == odd_ &&
-           stat((folderPath_ + '/' + SlotFolder::CONTROL).c_str(), &status) == 0 &&
-           FileIdentity(status) == pageFile_;
+    return page_ != nullptr && page_->writes.load() == odd_ && isAt(folderPath_, folder_) &&
+           isAt(folderPath_ + '/' + SlotFolder::CONTROL, pageFile_);
 }
 
 bool SlotBarrier::isClear()
 {
-    if (isClear_) {
-        return true;
+    while (!isClear_) {
+        if (!listedReadersHaveLeft()) {
+            return false;
+        }
+        if (!isClear_) {
+            sleepOnce(PAUSE); // some moments, and not a matter of the timeout
+        }
     }
+    return true;
+}
+
+/// False also when the folder is no longer there: then the barrier is not in force either.
+bool SlotBarrier::listedReadersHaveLeft()
+{
     const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
     const SlotFolder folder(folderPath_);
     if (isNoFolder(folder.error())) {
-        return false; // nor is the barrier in force any more
+        return false;
     }
     if (!folder.isOpen()) {
         fail("cannot open " + folderPath_, folder.error());
@@ -191,7 +208,7 @@ bool SlotBarrier::isClear()
                        [&](const SlotFolder::Reader& reader) { return isOut(folder, reader.name); }),
         inside_.end());
     isClear_ = inside_.empty() && !anyMayBeInsideWithoutFile(folder);
-    return isClear_;
+    return inside_.empty();
 }
 
 void SlotBarrier::lower() noexcept
@@ -234,6 +251,10 @@ bool SlotBarrier::listReaders()
 
 void SlotBarrier::list(const SlotFolder& folder)
 {
+    struct stat status {};
+    if (fstat(folder.descriptor(), &status) == 0) {
+        folder_ = FileIdentity(status);
+    }
     raisedAt_ = Clock::now();
     inside_ = folder.readers();
     isClear_ = false;

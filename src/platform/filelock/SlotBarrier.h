@@ -65,6 +65,7 @@ private:
     [[nodiscard]] bool lockFileHasOtherNames() const noexcept;
     [[nodiscard]] bool listReaders();
     void list(const SlotFolder& folder);
+    [[nodiscard]] bool listedReadersHaveLeft();
     [[nodiscard]] bool isOut(const SlotFolder& folder, const std::string& reader) const;
     [[nodiscard]] bool anyMayBeInsideWithoutFile(const SlotFolder& folder) const;
 
@@ -75,6 +76,7 @@ private:
     bool isConfirmed_ = false;    ///< the odd count was made in nobody's presence
     bool isClear_ = false;        ///< all have left that were inside
     ControlPage* page_ = nullptr; ///< mapped while the count in it is odd; null: there is none
+    FileIdentity folder_;
     FileIdentity pageFile_;
     std::uint64_t odd_ = 0; ///< what this writer made of the count
     BusErrorGuard busErrors_;

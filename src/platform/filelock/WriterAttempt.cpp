@@ -68,10 +68,13 @@ void WriterAttempt::openFile()
 /// nobody.
 bool WriterAttempt::tryBarrier(Clock::time_point now, Backoff& backoff)
 {
+    const bool isInForce = barrier_.isInForce();
+    if (isInForce) {
+        slotsWereRaised_ = !barrier_.isClear();
+    }
     // Where it is readers with slots who take long, the data lock is available at any time; raising the
     // barrier would keep all others out.
-    const bool waitsForSlots =
-        slotsWereRaised_ && (now < openUntil_ || (barrier_.isInForce() && !barrier_.isClear()));
+    const bool waitsForSlots = slotsWereRaised_ && (isInForce || now < openUntil_);
     if (waitsForSlots || !succeeded(file_.tryLockData())) {
         return false;
     }

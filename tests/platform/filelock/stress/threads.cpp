@@ -16,6 +16,7 @@ constexpr int MORE_THAN_SLOTS = 600;
 
 struct ThreadFigures {
     std::atomic<bool> stop;
+    std::atomic<int> started;
     std::atomic<std::int64_t> withSlot;
     std::atomic<std::int64_t> withoutSlot;
     std::atomic<std::int64_t> starved; ///< threads that never had the lock
@@ -27,6 +28,7 @@ struct ThreadFigures {
 /// the lock would be all that there is to see.
 void readWithPauses(const ProcessLock& lock, const Document& document, ThreadFigures& figures)
 {
+    ++figures.started;
     DocumentReader reader;
     std::int64_t bySlot = 0;
     std::int64_t byKernelLock = 0;
@@ -73,11 +75,14 @@ bool threads(const Options& options)
 {
     const Shared<Document> document;
     const Shared<ThreadFigures> figures;
+    const int count = std::max(options.threads, MORE_THAN_SLOTS);
     Child readers([&] {
         const ProcessLock lock = ProcessLock::ofReader(options, 0);
-        onThreads(std::max(options.threads, MORE_THAN_SLOTS),
-                  [&] { readWithPauses(lock, *document, *figures); });
+        onThreads(count, [&] { readWithPauses(lock, *document, *figures); });
     });
+    while (figures->started < count) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     const std::int64_t generations = writeForAWhile(options, *document);
     figures->stop = true;
     bool well = readers.endsWell();

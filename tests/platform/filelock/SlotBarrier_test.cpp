@@ -1,0 +1,200 @@
+#include "SlotBarrier.h"
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "LockFile.h"
+#include "ReaderSlots.h"
+#include "support/TempDir.h"
+
+namespace Tessara::Keepsafe::Platform::filelock {
+namespace {
+
+namespace fs = std::filesystem;
+
+class SlotBarrierTest : public testing::Test {
+protected:
+    SlotBarrierTest()
+    {
+        keepsafe_test::writeFile(path, "");
+        settings.pathCheckInterval = std::chrono::milliseconds(0); // look each time
+        settings.registrationRetry = std::chrono::milliseconds(0);
+    }
+    static void raise(SlotBarrier& raised)
+    {
+        EXPECT_TRUE(raised.raise());
+        raised.confirm();
+    }
+    void makePage()
+    {
+        raise(barrier);
+        barrier.lower();
+    }
+    static bool canEnter(ReaderSlots& readers)
+    {
+        const ReaderSlots::Hold hold = readers.tryEnter();
+        if (hold.slot != nullptr) {
+            ReaderSlots::leave(*hold.slot);
+        }
+        return hold.slot != nullptr;
+    }
+
+    const keepsafe_test::TempDir directory;
+    const std::string path = directory.path("lock");
+    LockSettings settings;
+    SlotBarrier barrier{path, settings};
+};
+
+TEST_F(SlotBarrierTest, KeepsReadersOutWhileItIsRaised)
+{
+    makePage();
+    ReaderSlots readers(path, settings);
+    EXPECT_TRUE(canEnter(readers));
+    raise(barrier);
+    EXPECT_FALSE(canEnter(readers));
+    EXPECT_TRUE(barrier.isClear());
+    barrier.lower();
+    EXPECT_TRUE(canEnter(readers));
+}
+
+TEST_F(SlotBarrierTest, IsClearWhenThoseInsideHaveLeft)
+{
+    makePage();
+    ReaderSlots readers(path, settings);
+    const ReaderSlots::Hold hold = readers.tryEnter();
+    ASSERT_NE(hold.slot, nullptr);
+    raise(barrier);
+    EXPECT_FALSE(barrier.isClear());
+    ReaderSlots::leave(*hold.slot);
+    EXPECT_TRUE(barrier.isClear());
+}
+
+TEST_F(SlotBarrierTest, WaitsForReadersOnANewPageOnly)
+{
+    settings.newPageWait = std::chrono::milliseconds(30);
+    const auto timeOfRaise = [&] {
+        const auto start = Clock::now();
+        makePage();
+        return Clock::now() - start;
+    };
+    EXPECT_GE(timeOfRaise(), settings.newPageWait);
+    settings.newPageWait = std::chrono::hours(1); // would not end
+    timeOfRaise();
+}
+
+TEST_F(SlotBarrierTest, RaisedEarlyItMakesNothing)
+{
+    barrier.raiseEarly();
+    EXPECT_FALSE(barrier.isRaised());
+    EXPECT_FALSE(fs::exists(SlotFolder::pathFor(path)));
+}
+
+TEST_F(SlotBarrierTest, RaisedEarlyItKeepsReadersOutAndIsInForce)
+{
+    makePage();
+    ReaderSlots readers(path, settings);
+    ASSERT_TRUE(canEnter(readers));
+    barrier.raiseEarly();
+    EXPECT_TRUE(barrier.isInForce());
+    EXPECT_FALSE(canEnter(readers));
+}
+
+TEST_F(SlotBarrierTest, IsNotInForceAnyMoreWhenAnotherWriterHasBeenIn)
+{
+    makePage();
+    barrier.raiseEarly();
+    SlotBarrier other(path, settings);
+    raise(other);
+    EXPECT_FALSE(barrier.isInForce());
+    EXPECT_TRUE(other.isInForce());
+    other.lower();
+    EXPECT_FALSE(barrier.isInForce());
+}
+
+TEST_F(SlotBarrierTest, LoweringDoesNotUndoAnotherWritersRaising)
+{
+    makePage();
+    ReaderSlots readers(path, settings);
+    ASSERT_TRUE(canEnter(readers));
+    barrier.raiseEarly();
+    SlotBarrier other(path, settings);
+    raise(other);
+    barrier.lower();
+    EXPECT_FALSE(canEnter(readers));
+    other.lower();
+    EXPECT_TRUE(canEnter(readers));
+}
+
+TEST_F(SlotBarrierTest, RaisedEarlyItTakesNoCountFromAnotherWriter)
+{
+    makePage();
+    raise(barrier);
+    SlotBarrier other(path, settings);
+    other.raiseEarly();
+    EXPECT_FALSE(other.isRaised());
+    EXPECT_TRUE(barrier.isInForce());
+}
+
+TEST_F(SlotBarrierTest, LetsNobodyInAgainUnlessItWasConfirmed)
+{
+    makePage();
+    ReaderSlots readers(path, settings);
+    ASSERT_TRUE(canEnter(readers));
+    EXPECT_TRUE(barrier.raise());
+    barrier.lower();
+    EXPECT_FALSE(canEnter(readers)) << "another writer may have been inside";
+    makePage();
+    EXPECT_TRUE(canEnter(readers));
+}
+
+TEST_F(SlotBarrierTest, IsNotInForceAnyMoreWhenThePageOrTheFolderIsAnotherOne)
+{
+    const std::string folder = SlotFolder::pathFor(path);
+    for (const std::string& moved : {folder + '/' + SlotFolder::CONTROL, folder}) {
+        raise(barrier);
+        EXPECT_TRUE(barrier.isInForce());
+        fs::rename(moved, moved + ".away");
+        EXPECT_FALSE(barrier.isInForce());
+        fs::create_symlink(moved + ".away", moved);
+        EXPECT_FALSE(barrier.isInForce()) << "through a link";
+        fs::remove(moved);
+    }
+}
+
+TEST_F(SlotBarrierTest, WaitsForReadersWhoseFileWasRemoved)
+{
+    makePage();
+    ReaderSlots readers(path, settings);
+    const ReaderSlots::Hold hold = readers.tryEnter();
+    ASSERT_NE(hold.slot, nullptr);
+    for (const SlotFolder::Reader& reader : SlotFolder(SlotFolder::pathFor(path)).readers()) {
+        fs::remove(SlotFolder::pathFor(path) + '/' + reader.name);
+    }
+    settings.newPageWait = std::chrono::milliseconds(30);
+    const auto start = Clock::now();
+    raise(barrier);
+    EXPECT_TRUE(barrier.isClear());
+    EXPECT_GE(Clock::now() - start, settings.newPageWait);
+    ReaderSlots::leave(*hold.slot);
+}
+
+TEST_F(SlotBarrierTest, WriterThatDiesLeavesReadersOutUntilTheNextOneHasBeenIn)
+{
+    makePage();
+    std::optional<SlotBarrier> dying;
+    dying.emplace(path, settings);
+    raise(*dying);
+    dying->forgetInChild(); // as after its death: nobody lowers it
+    ReaderSlots readers(path, settings);
+    EXPECT_FALSE(canEnter(readers));
+    raise(barrier);
+    EXPECT_TRUE(barrier.isClear());
+    barrier.lower();
+    EXPECT_TRUE(canEnter(readers));
+}
+
+} // namespace
+} // namespace Tessara::Keepsafe::Platform::filelock

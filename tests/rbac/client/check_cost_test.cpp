@@ -1,0 +1,93 @@
+// What a check costs when no writer is at work: system calls and allocations, counted.
+
+#include <functional>
+
+#include <boost/make_shared.hpp>
+#include <gtest/gtest.h>
+
+#include <keepsafe/rbac/client/DiskAccessChecker.h>
+
+#include "platform/filelock/allocations.h"
+#include "platform/filelock/slots_support.h"
+#include "support/CacheWriter.h"
+#include "support/SystemCalls.h"
+#include "support/TempDir.h"
+
+namespace {
+
+using keepsafe_test::allocations;
+using keepsafe_test::fewestSystemCallsOf;
+using Tessara::Keepsafe::Rbac::AccessCache;
+using Tessara::Keepsafe::Rbac::DiskAccessChecker;
+using Tessara::Keepsafe::Rbac::Manifest;
+using Tessara::Keepsafe::Rbac::ObjectNamespace;
+using Tessara::Keepsafe::Rbac::Operation;
+
+class CheckCostTest : public testing::Test {
+protected:
+    CheckCostTest()
+    {
+        keepsafe_test::AccessModel model;
+        model.objects[ObjectNamespace("A", "B")].own[3] = {4};
+        keepsafe_test::CacheWriter(model, {}).write(directory_.path("cache"));
+        cache_ = boost::make_shared<const AccessCache>(Manifest("id", directory_.path("cache")));
+        object_.str();
+    }
+    /// Afterwards readers take the lock by slots.
+    void letAWriterCome() const { keepsafe_test::makeControlPage(lock_); }
+
+    [[nodiscard]] std::function<void()> checks(int count) const
+    {
+        return [this, count] {
+            const DiskAccessChecker checker(cache_, {3}, Operation{4}, 0);
+            for (int i = 0; i < count; ++i) {
+                if (!checker.checkAccess(object_)) {
+                    throw std::runtime_error("the check is denied");
+                }
+            }
+        };
+    }
+    /// So that the process has its file of slots, and the cache's sizes are known for the writes so far.
+    [[nodiscard]] std::function<void()> warmUp() const
+    {
+        return [this] {
+            keepsafe_test::getsSlot(lock_);
+            checks(100)();
+        };
+    }
+
+    const keepsafe_test::TempDir directory_;
+    const FileLock lock_ = FileLockManager::instance().getLock(directory_.path("cache/manifest.json"));
+    const ObjectNamespace object_{"A", "B"};
+    boost::shared_ptr<const AccessCache> cache_;
+};
+
+TEST_F(CheckCostTest, ChecksMakeNoSystemCall)
+{
+    letAWriterCome();
+    EXPECT_EQ(fewestSystemCallsOf(warmUp(), checks(2000)), 0);
+}
+
+TEST_F(CheckCostTest, CheckThatFindsNoControlPageAsksForTheSizesOfThreeFilesAndTakesTheKernelLock)
+{
+    constexpr int CHECKS = 1000;
+    constexpr long LOCK_LOOK_AND_UNLOCK = 3;
+    constexpr long SIZES = 3;
+    const long calls = fewestSystemCallsOf(checks(10), checks(CHECKS));
+    EXPECT_GE(calls, CHECKS * (LOCK_LOOK_AND_UNLOCK + SIZES));
+    EXPECT_LE(calls, CHECKS * (LOCK_LOOK_AND_UNLOCK + SIZES) * 11 / 10);
+}
+
+TEST_F(CheckCostTest, ChecksAllocateNothing)
+{
+    letAWriterCome();
+    warmUp()();
+    const DiskAccessChecker checker(cache_, {3}, Operation{4}, 0);
+    const std::size_t before = allocations();
+    for (int i = 0; i < 1000; ++i) {
+        ASSERT_TRUE(checker.checkAccess(object_));
+    }
+    EXPECT_EQ(allocations(), before);
+}
+
+} // namespace
