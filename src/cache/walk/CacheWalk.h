@@ -96,8 +96,6 @@ private:
             if (node == nullptr) {
                 return;
             }
-            // Segments without a choice follow each other in the file.
-            __builtin_prefetch(node + 2);
             const bool endsComponent = segment.endsComponent();
             segment.advance();
             meet(*node, endsComponent, segment.atEnd());

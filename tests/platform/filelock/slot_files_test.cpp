@@ -366,7 +366,7 @@ TEST_F(DamagedSlotFilesTest, PageThatWasRemovedIsMadeAnew)
 
 TEST_F(DamagedSlotFilesTest, PageThatWasCutShortIsReplacedAndKillsNobody)
 {
-    for (const std::uintmax_t size : {0, 100, 4095}) {
+    for (const unsigned size : {0U, 100U, 4095U}) {
         fs::resize_file(controlOf(path), size);
         expectRecovery();
     }

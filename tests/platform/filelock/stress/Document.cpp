@@ -1,5 +1,10 @@
 #include "Document.h"
 
+#include <cerrno>
+#include <csignal>
+
+#include <unistd.h>
+
 #include "measures.h"
 
 namespace filelock_stress {
@@ -33,10 +38,28 @@ std::uint64_t checkSumOf(const Document& document) noexcept
     return sum;
 }
 
+bool lives(pid_t process) noexcept { return kill(process, 0) == 0 || errno != ESRCH; }
+
+/// Of a document with a write in progress: whether its writer has died in it. One who lives goes on, perhaps
+/// only after a while on a busy machine, and one who was killed is gone soon.
+bool writerHasDied(const Document& document) noexcept
+{
+    const std::uint64_t generation = document.generation.load(relaxed);
+    const pid_t writer = document.writer.load(relaxed);
+    while (lives(writer)) {
+        std::this_thread::sleep_for(std::chrono::microseconds(50));
+        if (!document.writeInProgress.load(relaxed)) {
+            return false;
+        }
+    }
+    return document.writeInProgress.load(relaxed) && document.generation.load(relaxed) == generation;
+}
+
 } // namespace
 
 void writeNextGeneration(Document& document) noexcept
 {
+    document.writer.store(getpid(), relaxed);
     document.writeInProgress.store(true, relaxed);
     const std::uint64_t generation = document.generation.load(relaxed) + 1;
     document.generation.store(generation, relaxed);
@@ -53,15 +76,12 @@ void writeNextGeneration(Document& document) noexcept
 
 void DocumentReader::read(const Document& document, ReadFigures& figures) noexcept
 {
-    const bool interrupted = document.writeInProgress.load(relaxed);
-    const std::uint64_t generation = document.generation.load(relaxed);
-    const std::uint64_t sum = checkSumOf(document);
-    if (interrupted) {
-        // Of a dead writer the data stay as they are; what changes is the work of one who is inside.
-        const bool still = document.writeInProgress.load(relaxed) && checkSumOf(document) == sum;
-        (still ? figures.interrupted : figures.torn).fetch_add(1, relaxed);
+    if (document.writeInProgress.load(relaxed)) {
+        (writerHasDied(document) ? figures.interrupted : figures.torn).fetch_add(1, relaxed);
         return;
     }
+    const std::uint64_t generation = document.generation.load(relaxed);
+    const std::uint64_t sum = checkSumOf(document);
     if (sum != document.checkSum.load(relaxed)) {
         figures.torn.fetch_add(1, relaxed);
         return;

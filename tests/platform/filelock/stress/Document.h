@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <sys/types.h>
+
 namespace filelock_stress {
 
 /// The data under the lock, in shared memory: one generation of random words after the other, each with its
@@ -14,6 +16,7 @@ struct Document {
     static constexpr std::size_t WORDS = 4096;
 
     std::atomic<bool> writeInProgress;
+    std::atomic<pid_t> writer; ///< the last one
     std::atomic<std::uint64_t> generation;
     std::atomic<std::uint64_t> checkSum;
     std::array<std::atomic<std::uint64_t>, WORDS> words;
