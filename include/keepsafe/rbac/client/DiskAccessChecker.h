@@ -36,6 +36,8 @@ public:
     [[nodiscard]] bool checkAccess(const AccessCache::Reader& reader, const ObjectNamespace& object) const;
 
 private:
+    void fetchRoles() const noexcept;
+
     boost::shared_ptr<const AccessCache> accessCache_;
     [[maybe_unused]] int reserved_;
     Operation operation_;
