@@ -6,10 +6,10 @@ namespace keepsafe_test::protocol {
 
 namespace {
 
-Process registered() { return {1, 1, 0, 0, 0, 1, {}}; }
-Process newcomer() { return {1, 0, 0, NONE, NONE, 0, {}}; }
+Process registered() { return {1, 1, {}, {}, 0, 1, 0, 1, {}}; }
+Process newcomer() { return {1, 0, {}, {}, NONE, 0, NONE, 0, {}}; }
 
-Writer writerOutside() { return {WriterAt::Outside, 0, NONE, 0, NONE, 0}; }
+Writer writerOutside() { return {WriterAt::Outside, 0, 0, 0, 0, NONE, 0, NONE, 0}; }
 
 /// A process dies with all its threads: the system takes its kernel locks and what has no name, and its slots
 /// stay as they are.
@@ -60,15 +60,58 @@ void takeDeaths(const Configuration& configuration, const State& state, Steps& s
     }
 }
 
-void takeLosses(const State& state, Steps& steps)
+void takeLosses(const Configuration& configuration, const State& state, Steps& steps)
 {
-    for (std::size_t i = 0; i < state.writers.size(); ++i) {
-        if (state.lockMayBeLost != 0 && state.writers[i].hasKernelLock != 0) {
+    for (std::size_t i = 0; i < configuration.writers; ++i) {
+        if (state.lockMayBeLost != 0 && state.writers[i].at != WriterAt::Dead) {
             State next = state;
             next.lockMayBeLost = 0;
             next.writers[i].hasKernelLock = 0;
+            next.writers[i].lockIsLost = 1;
             steps.step({Actor::Kind::World},
-                       i == 0 ? "takes writer 0's kernel lock" : "takes writer 1's kernel lock", next);
+                       i == 0 ? "takes writer 0's lock file away" : "takes writer 1's lock file away", next);
+        }
+    }
+}
+
+void takeDamageToPage(const State& state, Steps& steps)
+{
+    if (state.pageMayBeRemoved != 0) {
+        State next = state;
+        next.pageMayBeRemoved = 0;
+        next.control = NONE;
+        steps.step({Actor::Kind::World}, "removes the control page", next);
+    }
+    if (state.pageMayBeDamaged != 0 && state.control == 0) {
+        State next = state;
+        next.pageMayBeDamaged = 0;
+        next.pages[0].isDamaged = 1;
+        steps.step({Actor::Kind::World}, "damages the control page", next);
+    }
+}
+
+void takeRemovalOfFile(const Configuration& configuration, const State& state, Steps& steps)
+{
+    for (std::size_t i = 0; i < configuration.processes * FILES_PER_PROCESS; ++i) {
+        if (state.fileMayBeRemoved != 0 && state.files[i].isLinked != 0) {
+            State next = state;
+            next.fileMayBeRemoved = 0;
+            next.files[i].isLinked = 0;
+            if (next.files[i].isLocked == 0) {
+                next.files[i] = {};
+            }
+            steps.step({Actor::Kind::World}, "removes a slot file", next);
+        }
+    }
+}
+
+void takeForeignRaising(const Configuration& configuration, const State& state, Steps& steps)
+{
+    for (std::size_t i = 0; i < configuration.processes * FILES_PER_PROCESS; ++i) {
+        if (configuration.slotsAreWritten && state.files[i].isLinked != 0 && state.files[i].raised[0] == 0) {
+            State next = state;
+            next.files[i].raised[0] = 1;
+            steps.step({Actor::Kind::World}, "raises a slot that is not its own", next);
         }
     }
 }
@@ -97,6 +140,7 @@ State initialState(const Configuration& configuration)
         const bool isNew = i + configuration.newcomers >= configuration.processes;
         state.processes[i] = isNew ? newcomer() : registered();
         if (!isNew) {
+            state.processes[i].mark = configuration.fileIsRemoved ? 1 : 0;
             state.files[fileOf(i, 0)] = {1, 1, {}};
         }
     }
@@ -104,11 +148,13 @@ State initialState(const Configuration& configuration)
         writer = writerOutside();
     }
     for (Page& page : state.pages) {
-        page = {0, NONE};
+        page = {0, NONE, 0};
     }
     state.pagesMade = 1;
     state.lockMayBeLost = configuration.lockIsLost ? 1 : 0;
     state.pageMayBeRemoved = configuration.pageIsRemoved ? 1 : 0;
+    state.pageMayBeDamaged = configuration.pageIsDamaged ? 1 : 0;
+    state.fileMayBeRemoved = configuration.fileIsRemoved ? 1 : 0;
     return state;
 }
 
@@ -147,22 +193,10 @@ void takeWorldSteps(const Configuration& configuration, const State& state, Step
     if (configuration.deaths) {
         takeDeaths(configuration, state, steps);
     }
-    takeLosses(state, steps);
-    if (state.pageMayBeRemoved != 0) {
-        State next = state;
-        next.pageMayBeRemoved = 0;
-        next.control = NONE;
-        steps.step({Actor::Kind::World}, "removes the control page", next);
-    }
-    if (configuration.slotsAreWritten) {
-        for (std::size_t i = 0; i < configuration.processes * FILES_PER_PROCESS; ++i) {
-            if (state.files[i].isLinked != 0 && state.files[i].raised[0] == 0) {
-                State next = state;
-                next.files[i].raised[0] = 1;
-                steps.step({Actor::Kind::World}, "raises a slot that is not its own", next);
-            }
-        }
-    }
+    takeLosses(configuration, state, steps);
+    takeDamageToPage(state, steps);
+    takeRemovalOfFile(configuration, state, steps);
+    takeForeignRaising(configuration, state, steps);
 }
 
 std::size_t threadsOf(const Configuration& configuration, std::size_t process)
@@ -173,6 +207,11 @@ std::size_t threadsOf(const Configuration& configuration, std::size_t process)
 bool isInside(const Thread& thread)
 {
     return thread.at == ReaderAt::InsideBySlot || thread.at == ReaderAt::InsideByKernelLock;
+}
+
+bool looksGrowOld(const Configuration& configuration)
+{
+    return configuration.pageIsRemoved || configuration.pageIsDamaged;
 }
 
 bool anyKernelReader(const State& state)

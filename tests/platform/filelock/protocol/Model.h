@@ -15,7 +15,12 @@
 /// Steps are sequentially consistent. That is what the code asks for wherever the order matters: each raising
 /// of a slot and each change of `writes` is a locked instruction.
 ///
-/// What is left out, because exclusion does not depend on it: the gate, waiting, times, and what a damaged
+/// Nothing is assumed about how long a step takes, and anybody may be stopped anywhere. Of all the times in
+/// the code two remain, each as one rule: a look at the paths that was begun before a writer's wait for
+/// readers is no longer fresh when the wait is over (`WriterStep::waitForReaders`), and a slot whose file
+/// somebody has removed is not raised for longer than such a wait (`WriterStep::askForMarks`).
+///
+/// What is left out, because exclusion does not depend on it: the gate, all other waiting, and what a damaged
 /// file contains. A reading of the folder is one step: what counts for each name is when it was passed, and
 /// no reader's file depends on another one's.
 
@@ -33,6 +38,9 @@ constexpr std::uint8_t NONE = 0xFF;
 enum class Variant : std::uint8_t {
     None,
     AsksWritesBeforeRaising,
+    AsksEpochBeforeFreshness,
+    AsksFreshnessBeforeRaising,
+    DatesLookByItsEnd,
     ListsBeforeCountIsOdd,
     PassesOverRaisedFiles,
     TakesRaisedForAlive,
@@ -46,9 +54,12 @@ enum class Variant : std::uint8_t {
     TakesNoKernelLock,
     TrustsSharedSlot,
     WaitsForEvenCount,
-    MayStall,
+    RaisesEarlyOverOdd,
+    TrustsRaisedBarrier,
     MakesPageBeforeWaiting,
+    ReplacesPage,
     LooksAtNothingWithoutPage,
+    IgnoresMarks,
 };
 
 /// Who takes part, and what may happen to them.
@@ -61,9 +72,13 @@ struct Configuration {
     std::size_t registrations = 1;   ///< of each process; a newcomer's first one included
     bool lockFileIsReplaced = false; ///< so that a process registers anew, as often as it may
     bool deaths = true;
+    bool writersRaiseEarly = true;
     bool pageIsRemoved = false; ///< once, by hand
+    bool pageIsDamaged = false; ///< the first one, once
     bool pageCannotBeMade = false;
-    bool lockIsLost = false;      ///< one writer's, once: by a host program that closes the descriptor
+    bool fileIsRemoved = false; ///< that of one process, once, by hand
+    /// One writer's, once: somebody replaces the lock file or closes the descriptor.
+    bool lockIsLost = false;
     bool slotsAreWritten = false; ///< other processes raise slots that are not theirs
     Variant variant = Variant::None;
 };
@@ -72,18 +87,22 @@ struct Configuration {
 enum class ReaderAt : std::uint8_t {
     Outside,
     // ReaderSlots::lookAtFiles, under the fork mutex
+    ExaminesFiles,
     ClosesDoor,
     AsksAnyInside,
     Discards,
     MapsControl,
     LocksFile,
+    MarksPage,
     MapsFile,
     GivesName,
     OpensDoor,
-    // ReaderSlots::enter
+    EndsLook,
+    // ReaderSlots::tryEnter
     RaisesOwnWord,
     RaisesSlot,
     ReadsWrites,
+    AsksFreshness,
     ReadsEpoch,
     InsideBySlot,
     LowersSlot,
@@ -94,18 +113,31 @@ enum class ReaderAt : std::uint8_t {
 
 /// How far a writer has come: what it does next.
 enum class WriterAt : std::uint8_t {
-    Outside,
-    OpensPage,
+    Outside, ///< without a barrier
+    // SlotBarrier::raiseEarly
+    RaisesEarly,
+    ListsEarly,
+    WaitsOutside, ///< with the barrier raised, and without the data lock
+    // WriterAttempt::tryBarrier and raiseBarrier, SlotBarrier::raise
+    AsksInForce,
+    ChecksLockFirst,
+    LowersFirst,
+    FindsPage,
+    MakesCountOdd,
+    RemovesPage,
     WaitsForReaders,
     MakesPage,
-    MakesCountOdd,
-    ConfirmsLock,
+    FindsPageAgain,
     ListsFolder,
+    ConfirmsLock,
+    // SlotBarrier::isClear
     LooksAtFiles,
     AsksIfAlive,
     Removes,
     ReadsSlots,
-    ChecksLockFile,
+    AsksForMarks,
+    // With the lock
+    ChecksLockLast,
     BeginsChange,
     EndsChange,
     Lowers,
@@ -117,14 +149,23 @@ struct Thread {
     ReaderAt at;
     std::uint8_t epochIsSame; ///< as when it began to enter
     std::uint8_t sawEven;
+    std::uint8_t sawFresh;
     std::uint8_t ownRaised; ///< its word in private memory
+};
+
+/// How old a look at the paths is: stale, or at least begun before the waits of these writers began.
+struct Look {
+    std::uint8_t isStale;
+    std::uint8_t oldFor; ///< a bit for each writer
 };
 
 struct Process {
     std::uint8_t isAlive;
     std::uint8_t epochIsEven;
-    std::uint8_t lookIsDue;
+    Look look;         ///< the last one that has ended
+    Look current;      ///< the one that goes on
     std::uint8_t page; ///< mapped
+    std::uint8_t mark; ///< on that page: one more than the file for which it stands; 0: none
     std::uint8_t file; ///< mapped, counted from its first one
     std::uint8_t filesMade;
     std::array<Thread, MOST_THREADS> threads;
@@ -138,7 +179,10 @@ struct File {
 
 struct Writer {
     WriterAt at;
-    std::uint8_t hasKernelLock;
+    std::uint8_t hasKernelLock; ///< on the file at the path
+    std::uint8_t hasLockedData; ///< as far as it knows
+    std::uint8_t lockIsLost;    ///< its open file is not the one at the path, or none any more
+    std::uint8_t isConfirmed;
     std::uint8_t page;   ///< mapped
     std::uint8_t listed; ///< a bit for each file that is still to be seen lowered
     std::uint8_t file;   ///< at which it looks
@@ -151,6 +195,7 @@ constexpr std::uint8_t EVERYBODY = 0xFE;
 struct Page {
     std::uint8_t isOdd;
     std::uint8_t owner;
+    std::uint8_t isDamaged;
 };
 
 struct State {
@@ -164,8 +209,10 @@ struct State {
     std::uint8_t kernelReaderIsDead;
     std::uint8_t lockMayBeLost;
     std::uint8_t pageMayBeRemoved;
+    std::uint8_t pageMayBeDamaged;
+    std::uint8_t fileMayBeRemoved;
 };
-static_assert(sizeof(State) == 3 * 14 + 6 * 4 + 2 * 6 + 3 * 2 + 6, "states are compared byte for byte");
+static_assert(sizeof(State) == 3 * 20 + 6 * 4 + 2 * 9 + 3 * 3 + 8, "states are compared byte for byte");
 
 /// Who moves.
 struct Actor {
@@ -207,6 +254,8 @@ constexpr std::size_t fileOf(std::size_t process, std::size_t file)
 }
 std::size_t threadsOf(const Configuration& configuration, std::size_t process);
 bool isInside(const Thread& thread);
+/// Whether readers must notice that a page is another one, and how old a look is makes a difference.
+bool looksGrowOld(const Configuration& configuration);
 bool anyKernelReader(const State& state);
 /// Whether a writer holds the kernel lock, as the others see it.
 bool anyKernelWriter(const State& state);

@@ -21,7 +21,8 @@ public:
 private:
     void takeFromOutside();
     void beginToEnter();
-    void look();
+    void beginLook();
+    void examine();
     void takeLookStep();
     void takeEnterStep();
 
@@ -32,6 +33,7 @@ private:
         if (at == ReaderAt::Outside || at == ReaderAt::InsideBySlot) {
             me().epochIsSame = 0;
             me().sawEven = 0;
+            me().sawFresh = 0;
         }
         steps_.step({Actor::Kind::Process, index_}, what, next_);
         next_ = state_;
@@ -42,12 +44,16 @@ private:
     void discard();
     void mapControl();
     void lockFile();
+    void markPage();
     void mapFile();
     void giveName();
     void openDoor();
+    void toEndOfLook(const char* what);
     void endLook(const char* what);
     void readWrites();
+    void askFreshness();
     void readEpoch();
+    void decide(const char* what, const Thread& thread);
 
     [[nodiscard]] bool is(Variant variant) const { return configuration_.variant == variant; }
     [[nodiscard]] bool mutexIsFree() const;
@@ -72,13 +78,14 @@ private:
 bool ReaderStep::mutexIsFree() const
 {
     return std::none_of(process().threads.begin(), process().threads.end(), [](const Thread& thread) {
-        return thread.at >= ReaderAt::ClosesDoor && thread.at <= ReaderAt::OpensDoor;
+        return thread.at >= ReaderAt::ExaminesFiles && thread.at <= ReaderAt::EndsLook;
     });
 }
 
 bool ReaderStep::filesAreCurrent() const
 {
-    return process().page == state_.control && mappedFile().isLinked != 0;
+    return process().page == state_.control && state_.pages[process().page].isDamaged == 0 &&
+           mappedFile().isLinked != 0;
 }
 
 void ReaderStep::take()
@@ -86,7 +93,7 @@ void ReaderStep::take()
     const ReaderAt at = process().threads[thread_].at;
     if (at == ReaderAt::Outside) {
         takeFromOutside();
-    } else if (at >= ReaderAt::ClosesDoor && at <= ReaderAt::OpensDoor) {
+    } else if (at >= ReaderAt::ExaminesFiles && at <= ReaderAt::EndsLook) {
         takeLookStep();
     } else {
         takeEnterStep();
@@ -95,11 +102,11 @@ void ReaderStep::take()
 
 void ReaderStep::takeFromOutside()
 {
-    if (process().lookIsDue == 0) {
+    if (!is(Variant::AsksFreshnessBeforeRaising) || process().look.isStale == 0) {
         beginToEnter();
     }
     if (mutexIsFree()) {
-        look();
+        beginLook();
     }
     if (!anyKernelWriter(state_) && !is(Variant::WaitsForEvenCount)) {
         to(ReaderAt::InsideByKernelLock, "takeKernelLock: tryShareData");
@@ -121,13 +128,27 @@ void ReaderStep::beginToEnter()
        "enter: epoch_.load");
 }
 
-void ReaderStep::look()
+/// A look is due at any time. Until it has ended, the one before is stale: that is why this one was begun.
+/// Where looks do not grow old, those that change nothing are left out, and examining is no step of its own.
+void ReaderStep::beginLook()
+{
+    if (!looksGrowOld(configuration_)) {
+        examine();
+        return;
+    }
+    process().look = {1, 0};
+    process().current = {};
+    to(ReaderAt::ExaminesFiles, "lookAtFiles: begins");
+}
+
+/// One step: what is found of each file was so at the beginning of the look or later.
+void ReaderStep::examine()
 {
     if (process().epochIsEven == 0) {
         if (mayRegister() && state_.control != NONE) {
-            to(ReaderAt::AsksAnyInside, "lookAtFiles: epoch is odd");
-        } else if (process().lookIsDue != 0) {
-            endLook("lookAtFiles: cannot register");
+            to(ReaderAt::AsksAnyInside, "examineFiles: epoch is odd");
+        } else if (looksGrowOld(configuration_)) {
+            toEndOfLook("examineFiles: cannot register");
         }
         return;
     }
@@ -135,20 +156,32 @@ void ReaderStep::look()
     if (!current || (configuration_.lockFileIsReplaced && mayRegister())) {
         to(ReaderAt::ClosesDoor, current ? "filesAreCurrent: another lock file" : "filesAreCurrent: no");
     }
-    if (current && process().lookIsDue != 0) {
-        endLook("filesAreCurrent: yes");
+    if (current && looksGrowOld(configuration_)) {
+        toEndOfLook("filesAreCurrent: yes");
     }
 }
 
+void ReaderStep::toEndOfLook(const char* what)
+{
+    if (looksGrowOld(configuration_)) {
+        return to(ReaderAt::EndsLook, what);
+    }
+    to(ReaderAt::Outside, what);
+}
+
+/// It counts from now on, and is as old as its beginning.
 void ReaderStep::endLook(const char* what)
 {
-    process().lookIsDue = 0;
+    process().look = is(Variant::DatesLookByItsEnd) ? Look{} : process().current;
+    process().current = {};
     to(ReaderAt::Outside, what);
 }
 
 void ReaderStep::takeLookStep()
 {
     switch (process().threads[thread_].at) {
+    case ReaderAt::ExaminesFiles:
+        return examine();
     case ReaderAt::ClosesDoor:
         return closeDoor();
     case ReaderAt::AsksAnyInside:
@@ -159,12 +192,16 @@ void ReaderStep::takeLookStep()
         return mapControl();
     case ReaderAt::LocksFile:
         return lockFile();
+    case ReaderAt::MarksPage:
+        return markPage();
     case ReaderAt::MapsFile:
         return mapFile();
     case ReaderAt::GivesName:
         return giveName();
-    default:
+    case ReaderAt::OpensDoor:
         return openDoor();
+    default:
+        return endLook("lookAtFiles: look_.renew");
     }
 }
 
@@ -174,7 +211,7 @@ void ReaderStep::closeDoor()
     for (Thread& thread : process().threads) {
         thread.epochIsSame = 0;
     }
-    to(ReaderAt::AsksAnyInside, "lookAtFiles: epoch_.fetch_or");
+    to(ReaderAt::AsksAnyInside, "examineFiles: epoch_.fetch_or");
 }
 
 void ReaderStep::askAnyInside()
@@ -182,10 +219,10 @@ void ReaderStep::askAnyInside()
     const bool any = std::any_of(process().threads.begin(), process().threads.end(),
                                  [](const Thread& thread) { return thread.ownRaised != 0; });
     if (any && !is(Variant::RenewsWhileInside)) {
-        return endLook("anyInside: yes");
+        return toEndOfLook("anyInside: yes");
     }
     if (!mayRegister() || state_.control == NONE) {
-        return endLook("renew: cannot register");
+        return toEndOfLook("renew: cannot register");
     }
     to(process().filesMade == 0 ? ReaderAt::MapsControl : ReaderAt::Discards, "anyInside: no");
 }
@@ -199,16 +236,23 @@ void ReaderStep::discard()
 void ReaderStep::mapControl()
 {
     if (state_.control == NONE) {
-        return endLook("mapControl: no page");
+        return toEndOfLook("mapControl: no page");
     }
     process().page = state_.control;
+    process().mark = 0;
     to(is(Variant::LinksBeforeLocking) ? ReaderAt::GivesName : ReaderAt::LocksFile, "mapControl: mapOver");
 }
 
 void ReaderStep::lockFile()
 {
     newFile().isLocked = 1;
-    to(ReaderAt::MapsFile, "mapNewFile: lockForLife");
+    to(configuration_.fileIsRemoved ? ReaderAt::MarksPage : ReaderAt::MapsFile, "mapNewFile: lockForLife");
+}
+
+void ReaderStep::markPage()
+{
+    process().mark = static_cast<std::uint8_t>(process().filesMade + 1);
+    to(ReaderAt::MapsFile, "mapNewFile: markReader");
 }
 
 /// The mapping before goes, and with it the kernel lock of its open file.
@@ -231,7 +275,7 @@ void ReaderStep::openDoor()
 {
     process().epochIsEven = 1;
     ++process().filesMade;
-    endLook("renew: epoch_.fetch_add");
+    toEndOfLook("renew: epoch_.fetch_add");
 }
 
 void ReaderStep::takeEnterStep()
@@ -246,6 +290,8 @@ void ReaderStep::takeEnterStep()
         return to(asksFirst ? ReaderAt::ReadsEpoch : ReaderAt::ReadsWrites, "raise: shared word exchange");
     case ReaderAt::ReadsWrites:
         return readWrites();
+    case ReaderAt::AsksFreshness:
+        return askFreshness();
     case ReaderAt::ReadsEpoch:
         return readEpoch();
     case ReaderAt::InsideBySlot:
@@ -264,18 +310,49 @@ void ReaderStep::takeEnterStep()
 void ReaderStep::readWrites()
 {
     me().sawEven = state_.pages[process().page].isOdd == 0 ? 1 : 0;
-    to(is(Variant::AsksWritesBeforeRaising) ? ReaderAt::RaisesOwnWord : ReaderAt::ReadsEpoch,
-       "enter: writes.load");
+    if (is(Variant::AsksWritesBeforeRaising)) {
+        return to(ReaderAt::RaisesOwnWord, "enter: writes.load");
+    }
+    const bool asksNow = looksGrowOld(configuration_) && !is(Variant::AsksFreshnessBeforeRaising) &&
+                         !is(Variant::AsksEpochBeforeFreshness);
+    to(asksNow ? ReaderAt::AsksFreshness : ReaderAt::ReadsEpoch, "enter: writes.load");
+}
+
+/// Whoever finds a look fresh that has closed the door finds the epoch odd afterwards.
+void ReaderStep::askFreshness()
+{
+    const bool fresh = process().look.isStale == 0;
+    me().sawFresh = fresh ? 1 : 0;
+    if (is(Variant::AsksEpochBeforeFreshness)) {
+        return decide("tryEnter: isStale", next_.processes[index_].threads[thread_]);
+    }
+    to(ReaderAt::ReadsEpoch, fresh ? "enter: isStale: no" : "enter: isStale: yes");
 }
 
 void ReaderStep::readEpoch()
 {
-    const Thread& thread = process().threads[thread_];
-    const bool same = thread.epochIsSame != 0 || is(Variant::KeepsFirstEpoch);
-    const bool enters = thread.sawEven != 0 && same;
+    Thread& thread = me();
+    thread.epochIsSame = thread.epochIsSame != 0 || is(Variant::KeepsFirstEpoch) ? 1 : 0;
+    if (is(Variant::AsksEpochBeforeFreshness) && thread.epochIsSame != 0 && thread.sawEven != 0) {
+        // Its answer is kept: the epoch may change before the thread goes on.
+        thread.sawFresh = 0;
+        thread.epochIsSame = 0;
+        return to(ReaderAt::AsksFreshness, "enter: the epoch is the same");
+    }
+    if (!looksGrowOld(configuration_) || is(Variant::AsksFreshnessBeforeRaising)) {
+        thread.sawFresh = 1;
+    }
+    decide("enter: epoch_.load", thread);
+}
+
+void ReaderStep::decide(const char* what, const Thread& thread)
+{
+    const bool sameEpoch = thread.epochIsSame != 0 || is(Variant::AsksEpochBeforeFreshness);
+    const bool enters = thread.sawEven != 0 && thread.sawFresh != 0 && sameEpoch;
     me().epochIsSame = 0;
     me().sawEven = 0;
-    to(enters ? ReaderAt::InsideBySlot : ReaderAt::LowersSlot, enters ? "enter: has it" : "enter: refused");
+    me().sawFresh = 0;
+    to(enters ? ReaderAt::InsideBySlot : ReaderAt::LowersSlot, enters ? what : "enter: refused");
 }
 
 } // namespace

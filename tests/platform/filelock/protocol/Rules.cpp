@@ -66,7 +66,7 @@ const char* brokenSafety(const Configuration& configuration, const State& state)
     if (writing && anyReader(state)) {
         return "somebody reads while a writer is inside";
     }
-    for (std::size_t i = 0; i < configuration.processes; ++i) {
+    for (std::size_t i = 0; i < configuration.processes && !configuration.fileIsRemoved; ++i) {
         const Process& process = state.processes[i];
         if (process.isAlive != 0 && process.epochIsEven != 0 &&
             state.files[fileOf(i, process.file)].isLinked == 0) {
@@ -109,13 +109,16 @@ const char* Progress::brokenForWriters(const State& state)
         const auto isInBesideFilesOfDead = [&](const State& reached) {
             return isIn(reached) && filesOfDeadAreLeft(configuration_, reached);
         };
-        if (state.writers[i].at != WriterAt::Outside) {
+        const bool isOutside = state.writers[i].at == WriterAt::Outside;
+        if (!isOutside && state.writers[i].at != WriterAt::WaitsOutside) {
             continue;
         }
         if (!reaches(state, who, isIn)) {
             return "a writer cannot get in although nobody holds the lock";
         }
-        if (filesOfDeadAreLeft(configuration_, state) && reaches(state, who, isInBesideFilesOfDead)) {
+        // One that waits has listed the files already; those that came later it has not seen.
+        if (isOutside && filesOfDeadAreLeft(configuration_, state) &&
+            reaches(state, who, isInBesideFilesOfDead)) {
             return "a writer has left files of the dead";
         }
     }
