@@ -37,7 +37,10 @@ const Range* rangeOf(std::uintptr_t address) noexcept
 bool replacePage(const Range& range, std::uintptr_t address) noexcept
 {
     if (std::atomic<std::uint64_t>* const epoch = range.epoch.load(std::memory_order_relaxed)) {
-        epoch->fetch_or(1);
+        // Odd, and another number than before.
+        std::uint64_t before = epoch->load();
+        while (!epoch->compare_exchange_weak(before, before + (before % 2 == 0 ? 1 : 2))) {
+        }
     }
     void* const page = reinterpret_cast<void*>(address / PAGE * PAGE);
     return mmap(page, PAGE, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) == page;

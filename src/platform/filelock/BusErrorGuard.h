@@ -23,8 +23,8 @@ public:
     ~BusErrorGuard() { forget(); }
 
     /// Guards the mapping of `size` bytes, whole pages, which this object guards until `forget`. When a page
-    /// is missing, `*epoch` is made odd before anything is read from its replacement. There is room for a
-    /// limited number of mappings in a process; beyond it nothing is guarded.
+    /// is missing, `*epoch` is made another odd number before anything is read from its replacement. There is
+    /// room for a limited number of mappings in a process; beyond it nothing is guarded.
     void guard(void* address, std::size_t size, std::atomic<std::uint64_t>* epoch) noexcept;
     void forget() noexcept;
 

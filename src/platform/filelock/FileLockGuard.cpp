@@ -78,9 +78,9 @@ FileLockGuard::FileLockGuard(const FileLock& lock, int lockType, int timeoutMs,
 void FileLockGuard::takeSlowly(const FileLock& lock, int timeoutMs, const ACE_Time_Value& retryInterval)
 {
     ThreadHolds& holds = ThreadHolds::ofThisThread();
-    const ThreadHolds::Kind held = holds.find(state_);
-    refuseUnlessPossible(lock, lockType_, timeoutMs,
-                         state_->isHeldBySlotOfThisThread() ? ThreadHolds::Kind::Shared : held);
+    const ThreadHolds::Kind held =
+        state_->isHeldBySlotOfThisThread() ? ThreadHolds::Kind::Shared : holds.find(state_);
+    refuseUnlessPossible(lock, lockType_, timeoutMs, held);
     const FileLock::State::Wait wait{timeoutMs, toDuration(retryInterval)};
     try {
         if (lockType_ == FileLock::EXCLUSIVE) {

@@ -198,11 +198,17 @@ void ReaderSlots::use(SlotFileHeader& header, std::uint32_t thread) noexcept
 
 ReaderSlots::Hold ReaderSlots::enterAfterLook(const Hold& hold) noexcept
 {
+    if (hold.slot != nullptr && hold.slot->depth > 1) {
+        static_cast<void>(lookAtFiles()); // it has the lock, whatever the look finds
+        return {hold.slot, 0};
+    }
     if (hold.slot != nullptr) {
         leave(*hold.slot);
     }
-    Hold again = lookAtFiles() ? enter() : Hold();
-    if (again.slot != nullptr && look_.isStale(std::max(settings_.pathCheckInterval, LONGEST_ENTRY))) {
+    bool lookIsDue = false;
+    Hold again =
+        lookAtFiles() ? enter(std::max(settings_.pathCheckInterval, LONGEST_ENTRY), lookIsDue) : Hold();
+    if (again.slot != nullptr && lookIsDue) {
         leave(*again.slot);
         again.slot = nullptr;
     }
@@ -268,19 +274,41 @@ void ReaderSlots::renew()
         return;
     }
     discardFile();
+    dropMappings();
+    std::uint64_t epoch = epoch_.load();
+    if (!mapFiles()) {
+        dropMappings(); // what a mapping keeps would tell writers of a reader that there is not
+        return;
+    }
+    region_.store(reserved_);
+    // It is another number when a page of these very mappings turned out to be missing.
+    if (epoch_.compare_exchange_strong(epoch, epoch + 1)) {
+        retry_.makeDue();
+    }
+}
+
+bool ReaderSlots::mapFiles()
+{
     const SlotFolder folder(folderPath_);
+    struct stat status {};
     if (!folder.isOpen() || fstat(folder.descriptor(), &status) != 0 || !folder.isCoherent() ||
         !mayRead(lockPath_, lockFile_) || !reserveRegion()) {
-        return;
-    }
-    const System::Descriptor control = mapControl(folder);
-    if (!control.isOpen() || !mapNewFile(folder, control)) {
-        return;
+        return false;
     }
     folder_ = FileIdentity(status);
-    region_.store(reserved_);
-    epoch_.fetch_add(1);
-    retry_.makeDue();
+    const System::Descriptor control = mapControl(folder);
+    return control.isOpen() && mapNewFile(folder, control);
+}
+
+/// Gives up what the mappings keep: the locks of the open files. A thread may be about to use the memory, so
+/// there is other memory in its place, of this process alone.
+void ReaderSlots::dropMappings() noexcept
+{
+    if (reserved_ != nullptr) {
+        static_cast<void>(mmap(reserved_, sizeof(Region), PROT_READ | PROT_WRITE,
+                               MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED | MAP_NORESERVE, -1, 0));
+        static_cast<void>(madvise(reserved_, sizeof(Region), MADV_DONTFORK));
+    }
 }
 
 bool ReaderSlots::reserveRegion()

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -64,10 +65,9 @@ public:
     /// Takes the lock for the calling thread, or once more if it has it by its slot. Never waits.
     Hold tryEnter() noexcept
     {
-        const Hold hold = enter();
-        // Asked when the slot is raised already: however long the thread was stopped before, the files were
-        // the ones at their paths a short time before it raised the slot.
-        return look_.isStale(settings_.pathCheckInterval) ? enterAfterLook(hold) : hold;
+        bool lookIsDue = false;
+        const Hold hold = enter(settings_.pathCheckInterval, lookIsDue);
+        return lookIsDue ? enterAfterLook(hold) : hold;
     }
 
     /// Gives one acquisition of the calling thread back.
@@ -98,7 +98,7 @@ public:
     void forgetInChild() noexcept;
 
 private:
-    Hold enter() noexcept;
+    Hold enter(std::chrono::milliseconds freshness, bool& lookIsDue) noexcept;
     Hold enterAfterLook(const Hold& hold) noexcept;
     static void raise(Own& slot) noexcept;
     static void lower(Own& slot) noexcept;
@@ -108,10 +108,12 @@ private:
     [[nodiscard]] bool filesAreCurrent() const noexcept;
     [[nodiscard]] bool anyInside() const noexcept;
     void renew();
+    [[nodiscard]] bool mapFiles();
     [[nodiscard]] System::Descriptor mapControl(const SlotFolder& folder);
     [[nodiscard]] bool mapNewFile(const SlotFolder& folder, const System::Descriptor& control);
     [[nodiscard]] bool reserveRegion();
     void discardFile() noexcept;
+    void dropMappings() noexcept;
 
     struct Region {
         ControlPage control;
@@ -142,21 +144,28 @@ private:
     OnceInAWhile retry_; ///< of what has failed and may go on failing
 };
 
-inline ReaderSlots::Hold ReaderSlots::enter() noexcept
+/// Whether a look at the files is due is asked after the slot is raised: however long the thread was stopped
+/// before, the files were those at their paths a short time before it raised the slot. And it is asked before
+/// the epoch is asked again: whoever finds a look fresh that has found other files finds the epoch changed,
+/// too.
+inline ReaderSlots::Hold ReaderSlots::enter(std::chrono::milliseconds freshness, bool& lookIsDue) noexcept
 {
     Region* const region = region_.load(std::memory_order_acquire);
     const std::uint32_t thread = ThreadIndex::ofThisThread();
+    const std::uint64_t epoch = epoch_.load(std::memory_order_acquire);
     if (region == nullptr || thread == ThreadIndex::NONE) {
+        lookIsDue = look_.isStale(freshness);
         return {};
     }
     Own& slot = (*own_)[thread];
-    const std::uint64_t epoch = epoch_.load(std::memory_order_acquire);
     if (slot.depth > 0) {
+        lookIsDue = look_.isStale(freshness);
         ++slot.depth;
         // No writer has been in since the slot was raised, at most at the door.
         return {&slot, epoch % 2 == 0 ? region->control.writes.load() & ~std::uint64_t{1} : 0};
     }
     if (epoch % 2 != 0) {
+        lookIsDue = look_.isStale(freshness);
         return {};
     }
     if (region->file.header.used.load(std::memory_order_relaxed) <= thread) {
@@ -164,6 +173,7 @@ inline ReaderSlots::Hold ReaderSlots::enter() noexcept
     }
     raise(slot);
     const std::uint64_t writes = region->control.writes.load();
+    lookIsDue = look_.isStale(freshness);
     if (writes % 2 == 0 && writes != 0 && epoch_.load() == epoch) {
         slot.depth = 1;
         return {&slot, writes};

@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "CoarseClock.h"
 #include "ForkRegistry.h"
 #include "LockFile.h"
 #include "random_number.h"
@@ -79,27 +80,30 @@ bool isAlive(const System::Descriptor& file) noexcept
     return fcntl(file.get(), F_OFD_GETLK, &lock) != 0 || lock.l_type != F_UNLCK;
 }
 
-/// Whether no slot of the file is raised. A file that is not whole counts as raised: what its process does is
-/// not known. The kernel reads from the very memory that the process has mapped.
-bool allLowered(const System::Descriptor& file)
+enum class Slots { Lowered, Raised, NotWhole };
+
+/// What the slots of a reader's file say. The kernel reads from the very memory that the process has mapped.
+Slots slotsOf(const System::Descriptor& file)
 {
     SlotFileHeader header;
     if (pread(file.get(), &header, sizeof header, 0) != sizeof header || !header.isSound()) {
-        return false;
+        return Slots::NotWhole;
     }
     std::size_t left = std::min<std::size_t>(header.used.load(), SlotFile::SLOTS);
     std::array<ReaderSlot, 32> slots;
     for (off_t offset = sizeof header; left > 0; offset += sizeof slots) {
         const std::size_t count = std::min(left, slots.size());
         const std::size_t bytes = count * sizeof(ReaderSlot);
-        if (pread(file.get(), slots.data(), bytes, offset) != static_cast<ssize_t>(bytes) ||
-            std::any_of(slots.data(), slots.data() + count,
+        if (pread(file.get(), slots.data(), bytes, offset) != static_cast<ssize_t>(bytes)) {
+            return Slots::NotWhole;
+        }
+        if (std::any_of(slots.data(), slots.data() + count,
                         [](const ReaderSlot& slot) { return ReaderSlot::isRaised(slot.word.load()); })) {
-            return false;
+            return Slots::Raised;
         }
         left -= count;
     }
-    return true;
+    return Slots::Lowered;
 }
 
 /// Makes the count odd: one more than it was, or, where a writer died with it odd, another odd number, by
@@ -114,11 +118,12 @@ std::uint64_t makeOdd(ControlPage& page) noexcept
     return odd;
 }
 
-void sleepFor(Clock::duration length) noexcept
+/// By the clock by which readers tell how old a look is.
+void waitFor(std::chrono::milliseconds length) noexcept
 {
-    const Clock::time_point end = Clock::now() + length;
-    while (Clock::now() < end) {
-        sleepOnce(end - Clock::now());
+    const std::int64_t end = coarseMilliseconds() + length.count();
+    for (std::int64_t now = coarseMilliseconds(); now < end; now = coarseMilliseconds()) {
+        sleepOnce(std::chrono::milliseconds(end - now));
     }
 }
 
@@ -138,18 +143,21 @@ bool SlotBarrier::raise()
     if (page == Page::Missing || lockFileHasOtherNames()) {
         // Readers may rely on a page that has been removed, or on this one by another name of the lock file,
         // until they look at the paths. Only then is there a new page: whoever finds one need not wait.
-        sleepFor(settings_.newPageWait);
+        waitFor(settings_.newPageWait);
     }
     if (page == Page::Missing && !makePage()) {
         page = findPage(); // one that somebody else has made
     }
     isRaised_ = true;
-    return page == Page::OfNoUse || listReaders();
+    return page == Page::OfNoUse || (listReaders() && (page_ == nullptr || isInForce()));
 }
 
 void SlotBarrier::raiseEarly()
 {
     lower();
+    if (lockFileHasOtherNames()) {
+        return; // that takes a wait
+    }
     const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
     folderPath_ = SlotFolder::pathFor(lockPath_);
     const SlotFolder folder(folderPath_);
@@ -255,7 +263,7 @@ void SlotBarrier::list(const SlotFolder& folder)
     if (fstat(folder.descriptor(), &status) == 0) {
         folder_ = FileIdentity(status);
     }
-    raisedAt_ = Clock::now();
+    raisedAtMs_ = coarseMilliseconds();
     inside_ = folder.readers();
     isClear_ = false;
 }
@@ -264,12 +272,18 @@ void SlotBarrier::list(const SlotFolder& folder)
 /// what it held before the barrier was raised, it holds for some moments only.
 bool SlotBarrier::anyMayBeInsideWithoutFile(const SlotFolder& folder) const
 {
-    if (Clock::now() - raisedAt_ >= settings_.newPageWait) {
+    if (hasWaitedForOthersToLook()) {
         return false;
     }
     struct stat status {};
     const System::Descriptor control = folder.openFile(SlotFolder::CONTROL, O_RDONLY, status);
     return control.isOpen() && hasUnlistedReader(control, folder.readers());
+}
+
+/// Since it was raised, every reader that has not been stopped has looked at the paths.
+bool SlotBarrier::hasWaitedForOthersToLook() const noexcept
+{
+    return coarseMilliseconds() - raisedAtMs_ >= settings_.newPageWait.count();
 }
 
 bool SlotBarrier::lockFileHasOtherNames() const noexcept
@@ -411,7 +425,9 @@ bool SlotBarrier::isOut(const SlotFolder& folder, const std::string& reader) con
         unlinkat(folder.descriptor(), reader.c_str(), 0);
         return true;
     }
-    return allLowered(file);
+    const Slots slots = slotsOf(file);
+    // Somebody has cut the file short or written over it: its process makes another one when it next looks.
+    return slots == Slots::Lowered || (slots == Slots::NotWhole && hasWaitedForOthersToLook());
 }
 
 } // namespace Tessara::Keepsafe::Platform::filelock

@@ -63,6 +63,7 @@ private:
     [[nodiscard]] bool map(const System::Descriptor& file) noexcept;
     void unmap() noexcept;
     [[nodiscard]] bool lockFileHasOtherNames() const noexcept;
+    [[nodiscard]] bool hasWaitedForOthersToLook() const noexcept;
     [[nodiscard]] bool listReaders();
     void list(const SlotFolder& folder);
     [[nodiscard]] bool listedReadersHaveLeft();
@@ -80,7 +81,7 @@ private:
     FileIdentity pageFile_;
     std::uint64_t odd_ = 0; ///< what this writer made of the count
     BusErrorGuard busErrors_;
-    Clock::time_point raisedAt_;
+    std::int64_t raisedAtMs_ = 0;            ///< by the coarse clock
     std::vector<SlotFolder::Reader> inside_; ///< the files whose slots are still to be seen lowered
 };
 

@@ -52,7 +52,7 @@ public:
     [[nodiscard]] bool isHeldBySlotOfThisThread() const noexcept { return slots_.isHeldByThisThread(); }
     static void unlockSlot(ReaderSlots::Own& slot) noexcept { ReaderSlots::leave(slot); }
 
-    /// `nested`: this thread holds the kernel lock already, so waiting for a writer would be waiting for
+    /// `nested`: this thread holds the lock already, so waiting for a writer would be waiting for
     /// itself. Throw `LockFileError` and `FileLockTimeout`.
     Hold lockShared(MissingFile missing, const Wait& wait, bool nested);
     void lockExclusive(MissingFile missing, const Wait& wait);

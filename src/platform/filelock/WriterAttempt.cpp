@@ -131,7 +131,9 @@ bool WriterAttempt::tryGate(Clock::time_point now, Backoff& backoff)
             return false;
         }
         gateShut_ = true;
-        readersKeptOutSince_ = now;
+        if (!barrier_.isRaised()) {
+            readersKeptOutSince_ = now;
+        }
         barrier_.raiseEarly(); // or readers with slots would go on and take the processors from those inside
         backoff.restart();     // with the gate shut the readers are gone soon
         return true;

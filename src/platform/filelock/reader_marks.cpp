@@ -45,6 +45,9 @@ bool hasUnlistedReader(const System::Descriptor& control, const std::vector<Slot
             continue;
         }
         const off_t mark = found.l_start;
+        if (found.l_len != 1 && mark != LAST) {
+            return true; // no mark, and marks may lie under it
+        }
         if (std::none_of(listed.begin(), listed.end(),
                          [&](const SlotFolder::Reader& reader) { return markOf(reader.inode) == mark; })) {
             return true;

@@ -58,6 +58,18 @@ TEST_F(ReaderMarksTest, ReaderIsUnlistedUnlessItsFileIsListed)
     }
 }
 
+TEST_F(ReaderMarksTest, LongerLockOfSomebodyElseCountsAsUnlisted)
+{
+    readers.push_back(open());
+    struct flock longer {};
+    longer.l_type = F_RDLCK;
+    longer.l_whence = SEEK_SET;
+    longer.l_start = 5;
+    longer.l_len = 2;
+    ASSERT_EQ(fcntl(readers.back().get(), F_OFD_SETLK, &longer), 0);
+    EXPECT_TRUE(isAnyUnlisted({5, 6}));
+}
+
 TEST_F(ReaderMarksTest, OneOfManyIsFound)
 {
     std::vector<ino_t> files;
