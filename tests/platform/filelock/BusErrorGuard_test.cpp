@@ -43,19 +43,15 @@ private:
     void* memory_;
 };
 
-/// Each in a process of its own, which keeps its handler and may die.
+/// Each in a process of its own, which may die.
 ProcessEnd inAnotherProcess(const std::function<bool()>& statement)
 {
     return Process::fork([&] { return statement() ? 0 : 1; }).wait();
 }
 
-/// As in a program without a handler: a sanitizer has one of its own.
-void haveNoHandler() { signal(SIGBUS, SIG_DFL); }
-
 TEST(BusErrorGuardTest, CutFileReadsAsZerosAndMakesTheEpochAnotherOddNumber)
 {
     const ProcessEnd end = inAnotherProcess([] {
-        haveNoHandler();
         const CutFile file;
         std::atomic<std::uint64_t> epoch{6};
         BusErrorGuard guard;
@@ -74,7 +70,6 @@ TEST(BusErrorGuardTest, CutFileReadsAsZerosAndMakesTheEpochAnotherOddNumber)
 TEST(BusErrorGuardTest, BusErrorElsewhereEndsTheProcessAsEver)
 {
     const ProcessEnd end = inAnotherProcess([] {
-        haveNoHandler();
         const CutFile guarded;
         const CutFile other;
         BusErrorGuard guard;
@@ -88,7 +83,6 @@ TEST(BusErrorGuardTest, BusErrorElsewhereEndsTheProcessAsEver)
 TEST(BusErrorGuardTest, BusErrorInAMappingThatIsNotGuardedAnyMoreEndsTheProcess)
 {
     const ProcessEnd end = inAnotherProcess([] {
-        haveNoHandler();
         const CutFile file;
         BusErrorGuard guard;
         guard.guard(file.memory(), 2 * PAGE, nullptr);
@@ -102,7 +96,6 @@ TEST(BusErrorGuardTest, BusErrorInAMappingThatIsNotGuardedAnyMoreEndsTheProcess)
 TEST(BusErrorGuardTest, SignalThatSomebodySendsEndsTheProcessAsEver)
 {
     const ProcessEnd end = inAnotherProcess([] {
-        haveNoHandler();
         const CutFile file;
         BusErrorGuard guard;
         guard.guard(file.memory(), 2 * PAGE, nullptr);
@@ -130,7 +123,6 @@ TEST(BusErrorGuardTest, HandlerOfTheHostProgramStays)
 TEST(BusErrorGuardTest, PlacesAreUsedAgain)
 {
     const ProcessEnd end = inAnotherProcess([] {
-        haveNoHandler();
         const CutFile file;
         for (int i = 0; i < 10000; ++i) {
             BusErrorGuard guard;

@@ -17,6 +17,7 @@ constexpr int MORE_THAN_SLOTS = 600;
 struct ThreadFigures {
     std::atomic<bool> stop;
     std::atomic<int> started;
+    std::atomic<int> finished;
     std::atomic<std::int64_t> withSlot;
     std::atomic<std::int64_t> withoutSlot;
     std::atomic<std::int64_t> starved; ///< threads that never had the lock
@@ -44,6 +45,10 @@ void readWithPauses(const ProcessLock& lock, const Document& document, ThreadFig
     figures.holds.add(false, byKernelLock);
     ++(bySlot > 0 ? figures.withSlot : figures.withoutSlot);
     figures.starved += bySlot + byKernelLock == 0 ? 1 : 0;
+    // A thread that ends leaves its slot to another one.
+    for (++figures.finished; figures.finished < figures.started;) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
 }
 
 std::int64_t writeForAWhile(const Options& options, Document& document)
