@@ -51,6 +51,9 @@ BareFiles::BareFiles(const std::filesystem::path& from, const std::filesystem::p
 {
     std::filesystem::create_directories(to);
     for (const auto& entry : std::filesystem::directory_iterator(from)) {
+        if (!entry.is_regular_file()) {
+            continue; // the lock's folder for readers
+        }
         const std::filesystem::path copy = to / entry.path().filename();
         std::filesystem::copy_file(entry.path(), copy);
         const int descriptor = ::open(copy.c_str(), O_RDWR | O_CLOEXEC);

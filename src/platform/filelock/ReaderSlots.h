@@ -174,7 +174,8 @@ inline ReaderSlots::Hold ReaderSlots::enter(std::chrono::milliseconds freshness,
     raise(slot);
     const std::uint64_t writes = region->control.writes.load();
     lookIsDue = look_.isStale(freshness);
-    if (writes % 2 == 0 && writes != 0 && epoch_.load() == epoch) {
+    // A page that somebody writes over just now says nothing.
+    if (writes % 2 == 0 && writes != 0 && region->control.isSound() && epoch_.load() == epoch) {
         slot.depth = 1;
         return {&slot, writes};
     }
