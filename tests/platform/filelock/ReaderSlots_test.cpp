@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "SlotBarrier.h"
+#include "enter_soon.h"
 #include "support/TempDir.h"
 
 namespace Tessara::Keepsafe::Platform::filelock {
@@ -37,7 +38,7 @@ TEST_F(ReaderSlotsTest, FirstUseMakesTheFileAndTheEndRemovesIt)
     {
         ReaderSlots readers(path, settings);
         EXPECT_EQ(files(), 0U);
-        const Hold hold = readers.tryEnter();
+        const Hold hold = enterSoon(readers);
         ASSERT_NE(hold.slot, nullptr);
         EXPECT_EQ(files(), 1U);
         ReaderSlots::leave(*hold.slot);
@@ -49,7 +50,7 @@ TEST_F(ReaderSlotsTest, FileStaysWhereAnotherOneHasTakenItsName)
 {
     {
         ReaderSlots readers(path, settings);
-        ReaderSlots::leave(*readers.tryEnter().slot);
+        ReaderSlots::leave(*enterSoon(readers).slot);
         const std::string file =
             SlotFolder::pathFor(path) + '/' + SlotFolder(SlotFolder::pathFor(path)).readers().front().name;
         fs::remove(file);
@@ -81,7 +82,7 @@ TEST_F(ReaderSlotsTest, HoldAtALookTellsNoWritesAndTheNextOneDoes)
     settings.pathCheckInterval = std::chrono::hours(1);
     ReaderSlots readers(path, settings);
     for (const bool looks : {true, false}) {
-        const Hold hold = readers.tryEnter();
+        const Hold hold = enterSoon(readers);
         EXPECT_EQ(hold.writes == 0, looks);
         ReaderSlots::leave(*hold.slot);
     }
@@ -90,8 +91,8 @@ TEST_F(ReaderSlotsTest, HoldAtALookTellsNoWritesAndTheNextOneDoes)
 TEST_F(ReaderSlotsTest, ThreadHoldsUntilItsLastLeave)
 {
     ReaderSlots readers(path, settings);
-    const Hold outer = readers.tryEnter();
-    const Hold inner = readers.tryEnter();
+    const Hold outer = enterSoon(readers);
+    const Hold inner = enterSoon(readers);
     EXPECT_EQ(inner.slot, outer.slot);
     ReaderSlots::leave(*inner.slot);
     EXPECT_TRUE(readers.isHeldByThisThread());
@@ -104,7 +105,7 @@ TEST_F(ReaderSlotsTest, FilesAreNotRenewedWhileAThreadIsInside)
 {
     settings.pathCheckInterval = std::chrono::milliseconds(0);
     ReaderSlots readers(path, settings);
-    const Hold outer = readers.tryEnter();
+    const Hold outer = enterSoon(readers);
     ASSERT_NE(outer.slot, nullptr);
     for (const SlotFolder::Reader& reader : SlotFolder(SlotFolder::pathFor(path)).readers()) {
         fs::remove(SlotFolder::pathFor(path) + '/' + reader.name);
@@ -115,7 +116,7 @@ TEST_F(ReaderSlotsTest, FilesAreNotRenewedWhileAThreadIsInside)
     EXPECT_EQ(nested.writes, 0U);
     ReaderSlots::leave(*nested.slot);
     ReaderSlots::leave(*outer.slot);
-    const Hold again = readers.tryEnter();
+    const Hold again = enterSoon(readers);
     ASSERT_NE(again.slot, nullptr);
     EXPECT_EQ(files(), 1U);
     ReaderSlots::leave(*again.slot);
@@ -125,11 +126,11 @@ TEST_F(ReaderSlotsTest, ReplacedLockFileIsNoticedAtALook)
 {
     settings.pathCheckInterval = std::chrono::milliseconds(0);
     ReaderSlots readers(path, settings);
-    ReaderSlots::leave(*readers.tryEnter().slot);
+    ReaderSlots::leave(*enterSoon(readers).slot);
     const std::string before = SlotFolder(SlotFolder::pathFor(path)).readers().front().name;
     keepsafe_test::writeFile(path + ".new", "");
     fs::rename(path + ".new", path);
-    ReaderSlots::leave(*readers.tryEnter().slot);
+    ReaderSlots::leave(*enterSoon(readers).slot);
     ASSERT_EQ(files(), 1U);
     EXPECT_NE(SlotFolder(SlotFolder::pathFor(path)).readers().front().name, before);
 }
