@@ -34,7 +34,7 @@ const Range* rangeOf(std::uintptr_t address) noexcept
     return nullptr;
 }
 
-bool replacePage(const Range& range, std::uintptr_t address) noexcept
+bool replacePage(const Range& range, void* address) noexcept
 {
     if (std::atomic<std::uint64_t>* const epoch = range.epoch.load(std::memory_order_relaxed)) {
         // Odd, and another number than before.
@@ -42,7 +42,7 @@ bool replacePage(const Range& range, std::uintptr_t address) noexcept
         while (!epoch->compare_exchange_weak(before, before + (before % 2 == 0 ? 1 : 2))) {
         }
     }
-    void* const page = reinterpret_cast<void*>(address / PAGE * PAGE);
+    void* const page = static_cast<char*>(address) - reinterpret_cast<std::uintptr_t>(address) % PAGE;
     return mmap(page, PAGE, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) == page;
 }
 
@@ -51,14 +51,14 @@ void onBusError(int signal, siginfo_t* info, void* /*context*/)
     const int error = errno;
     const auto address = reinterpret_cast<std::uintptr_t>(info->si_addr);
     const Range* const range = info->si_code == BUS_ADRERR ? rangeOf(address) : nullptr;
-    if (range == nullptr || !replacePage(*range, address)) {
+    if (range == nullptr || !replacePage(*range, info->si_addr)) {
         // As without this handler: the access is repeated and ends the process. A signal that somebody sent
         // has to be sent again.
         struct sigaction byDefault {};
         byDefault.sa_handler = SIG_DFL;
         sigaction(signal, &byDefault, nullptr);
         if (info->si_code <= 0) {
-            raise(signal);
+            static_cast<void>(raise(signal));
         }
     }
     errno = error;
