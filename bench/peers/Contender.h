@@ -35,8 +35,8 @@ public:
     virtual void answer(QuestionRange questions, char* answers) = 0;
 };
 
-/// A contender by its name. `open` makes it ready in the calling process: it may be called anew after a fork,
-/// which not every store survives.
+/// A contender by its name. `open` makes it ready in the calling process: it may be called again after a
+/// fork, which not every store survives.
 struct ContenderKind {
     std::string name;
     std::function<std::unique_ptr<Contender>()> open;

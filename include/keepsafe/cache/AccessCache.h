@@ -68,8 +68,8 @@ public:
     /// Takes the shared file lock, waiting for the writer as long as it takes, and maps again what the writer
     /// has grown. Whether the files have grown is asked only when a writer has been at work since it was
     /// asked last, where that is known (see `FileLockGuard::writes`). Throws `EC_exception` 12 when a write
-    /// was interrupted, when the header is missing or when the lock cannot be had, and `std::runtime_error`
-    /// when a file cannot be mapped.
+    /// was interrupted, when the header is missing or when the lock cannot be acquired, and
+    /// `std::runtime_error` when a file cannot be mapped.
     [[nodiscard]] Reader lock() const;
 
 private:

@@ -19,28 +19,6 @@ constexpr off_t GATE = off_t{1} << 62U;
 constexpr off_t DATA = GATE + 1;
 static_assert(sizeof(off_t) == 8, "the lock bytes lie beyond what a 32-bit offset reaches");
 
-/// One lock request over `length` bytes, repeated while signals interrupt it.
-LockFile::Outcome request(int descriptor, int command, int type, off_t start, off_t length = 1,
-                          struct flock* answer = nullptr) noexcept
-{
-    struct flock lock {};
-    lock.l_type = static_cast<short>(type);
-    lock.l_whence = SEEK_SET;
-    lock.l_start = start;
-    lock.l_len = length;
-    int result = 0;
-    do {
-        result = fcntl(descriptor, command, &lock);
-    } while (result != 0 && errno == EINTR);
-    if (answer != nullptr) {
-        *answer = lock;
-    }
-    if (result == 0) {
-        return LockFile::Outcome::Done;
-    }
-    return errno == EAGAIN || errno == EACCES ? LockFile::Outcome::Busy : LockFile::Outcome::Failed;
-}
-
 [[noreturn]] void failToOpen(int error) { throw LockFileError(SystemErrorText(error).text()); }
 
 void requireRegular(mode_t mode)
@@ -88,6 +66,27 @@ int openDescriptor(const std::string& path, LockFile::Access access, bool create
 
 LockFileError::~LockFileError() = default;
 
+LockFile::Outcome requestLock(int descriptor, int command, int type, off_t start, off_t length,
+                              struct flock* answer) noexcept
+{
+    struct flock lock {};
+    lock.l_type = static_cast<short>(type);
+    lock.l_whence = SEEK_SET;
+    lock.l_start = start;
+    lock.l_len = length;
+    int result = 0;
+    do {
+        result = fcntl(descriptor, command, &lock);
+    } while (result != 0 && errno == EINTR);
+    if (answer != nullptr) {
+        *answer = lock;
+    }
+    if (result == 0) {
+        return LockFile::Outcome::Done;
+    }
+    return errno == EAGAIN || errno == EACCES ? LockFile::Outcome::Busy : LockFile::Outcome::Failed;
+}
+
 SystemErrorText::SystemErrorText(int error) noexcept
     : text_(strerror_r(error, buffer_.data(), buffer_.size()))
 {
@@ -134,36 +133,42 @@ void LockFile::closeUnderForkMutex() noexcept
 
 LockFile::Outcome LockFile::tryShareData() noexcept
 {
-    return request(descriptor_, F_OFD_SETLK, F_RDLCK, DATA);
+    return requestLock(descriptor_, F_OFD_SETLK, F_RDLCK, DATA);
 }
 
 LockFile::Outcome LockFile::tryLockData() noexcept
 {
-    return request(descriptor_, F_OFD_SETLK, F_WRLCK, DATA);
+    return requestLock(descriptor_, F_OFD_SETLK, F_WRLCK, DATA);
 }
 
 LockFile::Outcome LockFile::tryLockGate() noexcept
 {
-    return request(descriptor_, F_OFD_SETLK, F_WRLCK, GATE);
+    return requestLock(descriptor_, F_OFD_SETLK, F_WRLCK, GATE);
 }
 
 LockFile::Outcome LockFile::askGate() noexcept
 {
     struct flock answer {};
-    const Outcome outcome = request(descriptor_, F_OFD_GETLK, F_RDLCK, GATE, 1, &answer);
+    const Outcome outcome = requestLock(descriptor_, F_OFD_GETLK, F_RDLCK, GATE, 1, &answer);
     return outcome == Outcome::Done && answer.l_type != F_UNLCK ? Outcome::Busy : outcome;
 }
 
-LockFile::Outcome LockFile::unlockGate() noexcept { return request(descriptor_, F_OFD_SETLK, F_UNLCK, GATE); }
+LockFile::Outcome LockFile::unlockGate() noexcept
+{
+    return requestLock(descriptor_, F_OFD_SETLK, F_UNLCK, GATE);
+}
 
-LockFile::Outcome LockFile::unlockData() noexcept { return request(descriptor_, F_OFD_SETLK, F_UNLCK, DATA); }
+LockFile::Outcome LockFile::unlockData() noexcept
+{
+    return requestLock(descriptor_, F_OFD_SETLK, F_UNLCK, DATA);
+}
 
 LockFile::Outcome LockFile::unlockAll() noexcept
 {
     // The whole file, from 0 without an end: nothing but these two bytes is ever locked through this open
     // file, and the kernel answers this one request without the spare lock records that it allocates for any
     // other range.
-    return request(descriptor_, F_OFD_SETLK, F_UNLCK, 0, 0);
+    return requestLock(descriptor_, F_OFD_SETLK, F_UNLCK, 0, 0);
 }
 
 bool LockFile::isIntact() const noexcept

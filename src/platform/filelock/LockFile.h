@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 
+#include <fcntl.h>
 #include <sys/types.h>
 
 namespace Tessara::Keepsafe::Platform::filelock {
@@ -79,6 +80,12 @@ private:
     dev_t device_ = 0;
     ino_t inode_ = 0;
 };
+
+/// One request for an open-file-description lock on `length` bytes, 0 meaning up to the end, repeated while
+/// signals interrupt it. It does not wait; `Failed` leaves the reason in `errno`. `command` is F_OFD_SETLK or
+/// F_OFD_GETLK, whose answer goes to `answer`.
+LockFile::Outcome requestLock(int descriptor, int command, int type, off_t start, off_t length = 1,
+                              struct flock* answer = nullptr) noexcept;
 
 } // namespace Tessara::Keepsafe::Platform::filelock
 

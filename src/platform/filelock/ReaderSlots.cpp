@@ -13,6 +13,7 @@
 
 #include "ForkRegistry.h"
 #include "random_number.h"
+#include "reader_files.h"
 #include "reader_marks.h"
 
 namespace Tessara::Keepsafe::Platform::filelock {
@@ -28,17 +29,11 @@ bool statusOf(const std::string& path, struct stat& status) noexcept
     return stat(path.c_str(), &status) == 0;
 }
 
-/// Whether the path still stands for that file or folder. A link to it is not the same: writers follow none.
-bool isSame(const std::string& path, const FileIdentity& file, struct stat& status) noexcept
-{
-    return lstat(path.c_str(), &status) == 0 && FileIdentity(status) == file;
-}
-
-/// Whether the file has its size, too.
+/// Whether the path still stands for that file, and the file has its size.
 bool isWhole(const std::string& path, const FileIdentity& file, std::size_t size) noexcept
 {
     struct stat status {};
-    return isSame(path, file, status) && status.st_size == static_cast<off_t>(size);
+    return isAt(path, file, status) && status.st_size == static_cast<off_t>(size);
 }
 
 /// Whether it is a regular file with this one name: under another one, writers look for slots elsewhere.
@@ -62,16 +57,11 @@ bool mayRead(const std::string& lockPath, FileIdentity& identity) noexcept
     return isSuitable(status);
 }
 
-/// In this process alone: a child is to have slots of its own. When it fails, there is memory that belongs to
-/// nobody else at these addresses: a thread may be about to use them.
+/// In this process alone: a child is to have slots of its own.
 bool mapOver(void* address, std::size_t size, int protection, const System::Descriptor& file) noexcept
 {
-    if (mmap(address, size, protection, MAP_SHARED | MAP_FIXED, file.get(), 0) == address) {
-        return madvise(address, size, MADV_DONTFORK) == 0;
-    }
-    static_cast<void>(
-        mmap(address, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0));
-    return false;
+    return mmap(address, size, protection, MAP_SHARED | MAP_FIXED, file.get(), 0) == address &&
+           madvise(address, size, MADV_DONTFORK) == 0;
 }
 
 /// Writers of whatever user must read it; who may come here at all is decided by the folder.
@@ -82,16 +72,6 @@ System::Descriptor newSlotFile(const SlotFolder& folder) noexcept
         return {};
     }
     return file;
-}
-
-/// Held until the last mapping of the open file goes, when the process has closed its descriptor.
-bool lockForLife(const System::Descriptor& file) noexcept
-{
-    struct flock lock {};
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    lock.l_len = 1;
-    return fcntl(file.get(), F_OFD_SETLK, &lock) == 0;
 }
 
 std::string uniqueName()
@@ -252,7 +232,7 @@ bool ReaderSlots::filesAreCurrent() const noexcept
 {
     struct stat status {};
     return statusOf(lockPath_, status) && FileIdentity(status) == lockFile_ && isSuitable(status) &&
-           isSame(folderPath_, folder_, status) && isWhole(controlPath_, controlFile_, ControlPage::SIZE) &&
+           isAt(folderPath_, folder_) && isWhole(controlPath_, controlFile_, ControlPage::SIZE) &&
            isWhole(slotPath_, slotFile_, sizeof(SlotFile)) && reserved_->control.isSound() &&
            reserved_->file.header.isSound();
 }
@@ -277,7 +257,9 @@ void ReaderSlots::renew()
     dropMappings();
     std::uint64_t epoch = epoch_.load();
     if (!mapFiles()) {
-        dropMappings(); // what a mapping keeps would tell writers of a reader that there is not
+        // What a mapping keeps would tell writers of a reader that does not exist, and one that failed may
+        // have left a hole.
+        dropMappings();
         return;
     }
     region_.store(reserved_);

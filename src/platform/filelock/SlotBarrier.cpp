@@ -1,7 +1,6 @@
 #include "SlotBarrier.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <mutex>
 
@@ -14,6 +13,7 @@
 #include "ForkRegistry.h"
 #include "LockFile.h"
 #include "random_number.h"
+#include "reader_files.h"
 #include "reader_marks.h"
 
 namespace Tessara::Keepsafe::Platform::filelock {
@@ -25,13 +25,6 @@ constexpr std::chrono::microseconds PAUSE{500};
 
 /// Whether a folder could not be opened because there is none, or something else in its place.
 bool isNoFolder(int error) noexcept { return error == ENOENT || error == ENOTDIR || error == ELOOP; }
-
-/// Whether the path stands for that very file. Readers follow no link to a folder or a page either.
-bool isAt(const std::string& path, const FileIdentity& file) noexcept
-{
-    struct stat status {};
-    return lstat(path.c_str(), &status) == 0 && FileIdentity(status) == file;
-}
 
 [[noreturn]] void fail(const std::string& what, int error)
 {
@@ -69,42 +62,6 @@ std::string parentOf(const std::string& path)
 
 /// An even number that no process has seen before.
 std::uint64_t firstWrites() noexcept { return std::max<std::uint64_t>(randomNumber() / 4 * 2, 2); }
-
-/// Whether a living process has the file mapped.
-bool isAlive(const System::Descriptor& file) noexcept
-{
-    struct flock lock {};
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    lock.l_len = 1;
-    return fcntl(file.get(), F_OFD_GETLK, &lock) != 0 || lock.l_type != F_UNLCK;
-}
-
-enum class Slots { Lowered, Raised, NotWhole };
-
-/// What the slots of a reader's file say. The kernel reads from the very memory that the process has mapped.
-Slots slotsOf(const System::Descriptor& file)
-{
-    SlotFileHeader header;
-    if (pread(file.get(), &header, sizeof header, 0) != sizeof header || !header.isSound()) {
-        return Slots::NotWhole;
-    }
-    std::size_t left = std::min<std::size_t>(header.used.load(), SlotFile::SLOTS);
-    std::array<ReaderSlot, 32> slots;
-    for (off_t offset = sizeof header; left > 0; offset += sizeof slots) {
-        const std::size_t count = std::min(left, slots.size());
-        const std::size_t bytes = count * sizeof(ReaderSlot);
-        if (pread(file.get(), slots.data(), bytes, offset) != static_cast<ssize_t>(bytes)) {
-            return Slots::NotWhole;
-        }
-        if (std::any_of(slots.data(), slots.data() + count,
-                        [](const ReaderSlot& slot) { return ReaderSlot::isRaised(slot.word.load()); })) {
-            return Slots::Raised;
-        }
-        left -= count;
-    }
-    return Slots::Lowered;
-}
 
 /// Makes the count odd: one more than it was, or, where a writer died with it odd, another odd number, by
 /// which that writer would notice that it was taken for dead. Returns it.

@@ -26,6 +26,19 @@ struct FileIdentity {
     ino_t inode = 0;
 };
 
+/// Whether the path stands for that very file or folder, with its `status`. A link to it is not the same:
+/// neither readers nor writers follow one.
+[[nodiscard]] inline bool isAt(const std::string& path, const FileIdentity& file,
+                               struct stat& status) noexcept
+{
+    return lstat(path.c_str(), &status) == 0 && FileIdentity(status) == file;
+}
+[[nodiscard]] inline bool isAt(const std::string& path, const FileIdentity& file) noexcept
+{
+    struct stat status {};
+    return isAt(path, file, status);
+}
+
 /// The open folder `<lock file>.readers`. Never follows a symbolic link. Whoever uses one holds the fork
 /// mutex meanwhile, so that no child inherits descriptors.
 class SlotFolder {

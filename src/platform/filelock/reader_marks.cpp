@@ -6,6 +6,8 @@
 
 #include <fcntl.h>
 
+#include "LockFile.h"
+
 namespace Tessara::Keepsafe::Platform::filelock {
 
 namespace {
@@ -14,22 +16,15 @@ constexpr off_t LAST = std::numeric_limits<off_t>::max();
 
 off_t markOf(ino_t file) noexcept { return static_cast<off_t>(file) & LAST; }
 
-struct flock range(int type, off_t first, off_t last) noexcept
-{
-    struct flock lock {};
-    lock.l_type = static_cast<short>(type);
-    lock.l_whence = SEEK_SET;
-    lock.l_start = first;
-    lock.l_len = last == LAST ? 0 : last - first + 1;
-    return lock;
-}
+off_t lengthOf(off_t first, off_t last) noexcept { return last == LAST ? 0 : last - first + 1; }
 
 } // namespace
 
 bool markReader(const System::Descriptor& control, ino_t file) noexcept
 {
-    struct flock mark = range(F_RDLCK, markOf(file), markOf(file));
-    return fcntl(control.get(), F_OFD_SETLK, &mark) == 0;
+    const off_t mark = markOf(file);
+    return requestLock(control.get(), F_OFD_SETLK, F_RDLCK, mark, lengthOf(mark, mark)) ==
+           LockFile::Outcome::Done;
 }
 
 bool hasUnlistedReader(const System::Descriptor& control, const std::vector<SlotFolder::Reader>& listed)
@@ -40,8 +35,10 @@ bool hasUnlistedReader(const System::Descriptor& control, const std::vector<Slot
     while (!ranges.empty()) {
         const auto [first, last] = ranges.back();
         ranges.pop_back();
-        struct flock found = range(F_WRLCK, first, last);
-        if (fcntl(control.get(), F_OFD_GETLK, &found) != 0 || found.l_type == F_UNLCK) {
+        struct flock found {};
+        if (requestLock(control.get(), F_OFD_GETLK, F_WRLCK, first, lengthOf(first, last), &found) !=
+                LockFile::Outcome::Done ||
+            found.l_type == F_UNLCK) {
             continue;
         }
         const off_t mark = found.l_start;

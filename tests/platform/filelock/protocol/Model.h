@@ -70,7 +70,7 @@ struct Configuration {
     std::size_t writers = 2;
     bool readerWithoutSlots = false;
     std::size_t registrations = 1;   ///< of each process; a newcomer's first one included
-    bool lockFileIsReplaced = false; ///< so that a process registers anew, as often as it may
+    bool lockFileIsReplaced = false; ///< so that a process registers again, as often as it may
     bool deaths = true;
     bool writersRaiseEarly = true;
     bool pageIsRemoved = false; ///< once, by hand
@@ -228,7 +228,7 @@ struct Actor {
 
 std::string toText(const Actor& actor);
 
-/// Where steps go: `step` is told each state that follows.
+/// Where steps go: `step` is called with each state that follows.
 class Steps {
 public:
     virtual ~Steps() = default;
