@@ -248,13 +248,15 @@ bool ReaderSlots::anyInside() const noexcept
 void ReaderSlots::renew()
 {
     struct stat status {};
-    folderPath_ = SlotFolder::pathFor(lockPath_);
-    controlPath_ = folderPath_ + '/' + SlotFolder::CONTROL;
+    if (findFolder_.isDue(settings_.registrationRetry)) {
+        findFolder(); // the name of the lock file may be a link, and lead elsewhere now
+    }
     if (!statusOf(controlPath_, status) || anyInside() || !retry_.isDue(settings_.registrationRetry)) {
         return;
     }
     discardFile();
     dropMappings();
+    findFolder();
     std::uint64_t epoch = epoch_.load();
     if (!mapFiles()) {
         // What a mapping keeps would tell writers of a reader that does not exist, and one that failed may
@@ -267,6 +269,12 @@ void ReaderSlots::renew()
     if (epoch_.compare_exchange_strong(epoch, epoch + 1)) {
         retry_.makeDue();
     }
+}
+
+void ReaderSlots::findFolder()
+{
+    folderPath_ = SlotFolder::pathFor(lockPath_);
+    controlPath_ = folderPath_ + '/' + SlotFolder::CONTROL;
 }
 
 bool ReaderSlots::mapFiles()

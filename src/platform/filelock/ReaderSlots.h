@@ -108,6 +108,7 @@ private:
     [[nodiscard]] bool filesAreCurrent() const noexcept;
     [[nodiscard]] bool anyInside() const noexcept;
     void renew();
+    void findFolder();
     [[nodiscard]] bool mapFiles();
     [[nodiscard]] System::Descriptor mapControl(const SlotFolder& folder);
     [[nodiscard]] bool mapNewFile(const SlotFolder& folder, const System::Descriptor& control);
@@ -141,6 +142,7 @@ private:
     FileIdentity slotFile_;
     Region* reserved_ = nullptr;
     BusErrorGuard busErrors_;
+    OnceInAWhile findFolder_;
     OnceInAWhile retry_; ///< of what has failed and may go on failing
 };
 
