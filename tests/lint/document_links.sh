@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# document_links.sh SOURCE: every relative link of README, CONTRIBUTING, CHANGELOG and docs/ leads to a file or
-# folder of the tree.
+# document_links.sh SOURCE: every relative link of the documents in the root folder and under docs/ leads to a
+# file or folder of the tree.
 set -euo pipefail
 cd "$1"
 
 broken=0 links=0
-for document in *.md docs/*.md; do
+for document in *.md docs/*.md docs/*/*.md; do
   while IFS= read -r target; do
     case $target in
       http://* | https://* | mailto:* | '#'*) continue ;;
