@@ -22,9 +22,10 @@ pid_t startStoppedBefore(const std::function<void()>& prepare, const std::functi
     if (child == 0) {
         prepare();
         ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-        kill(getpid(), SIGSTOP);
+        // Past the C library: a sanitizer's kill and _exit make further calls.
+        syscall(SYS_kill, getpid(), SIGSTOP);
         work();
-        syscall(SYS_exit_group, 0); // a sanitizer's _exit makes calls of its own
+        syscall(SYS_exit_group, 0);
     }
     return child;
 }
