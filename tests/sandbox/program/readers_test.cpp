@@ -147,7 +147,7 @@ TEST_F(ReadersTest, SeeOneWholePolicyOrTheOtherWhileThePoliciesAreCompiled)
 {
     ASSERT_EQ(compile("first.json"), 0);
     startReaders();
-    for (int round = 0; round < 10; ++round) {
+    for (int round = 0; round < 5; ++round) {
         ASSERT_EQ(compile("second.json"), 0);
         ASSERT_EQ(compile("first.json"), 0);
     }
