@@ -10,11 +10,11 @@
 #include <jansson.h>
 
 #include "accesscontrol/Refusal.h"
-#include "service/Filter.h"
-#include "service/RequestTarget.h"
-#include "service/error_documents.h"
-#include "service/request_documents.h"
-#include "service/response_documents.h"
+#include "resources/Filter.h"
+#include "resources/RequestTarget.h"
+#include "resources/error_documents.h"
+#include "resources/request_documents.h"
+#include "resources/response_documents.h"
 #include "json/JsonHandle.h"
 
 #include "require.h"

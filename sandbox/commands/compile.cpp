@@ -7,9 +7,9 @@
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "commands/published_line.h"
-#include "policy/Element.h"
 #include "policy/policy_image.h"
 #include "policy/policy_reader.h"
+#include "json/Element.h"
 
 namespace keepsafe_sandbox {
 

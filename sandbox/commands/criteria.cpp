@@ -5,8 +5,8 @@
 #include "criteria/CriteriaStore.h"
 #include "database/Database.h"
 #include "input/read_input.h"
-#include "policy/Element.h"
 #include "root/configuration.h"
+#include "json/Element.h"
 
 namespace keepsafe_sandbox {
 

@@ -2,11 +2,11 @@
 #include <memory>
 
 #include "accesscontrol/AccessControl.h"
-#include "accesscontrol/import_policy.h"
 #include "cachewriter/PosixFileSystem.h"
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "commands/published_line.h"
+#include "policy/import_policy.h"
 #include "policy/policy_reader.h"
 #include "root/ServiceLock.h"
 #include "root/configuration.h"

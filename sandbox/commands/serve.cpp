@@ -16,10 +16,10 @@
 #include "commands/commands.h"
 #include "database/schema.h"
 #include "errors/InputError.h"
+#include "resources/Router.h"
 #include "root/ServiceLock.h"
 #include "root/configuration.h"
-#include "service/HttpsListener.h"
-#include "service/Router.h"
+#include "server/HttpsListener.h"
 
 namespace keepsafe_sandbox {
 

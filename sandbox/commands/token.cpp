@@ -5,12 +5,12 @@
 #include "commands/commands.h"
 #include "database/Database.h"
 #include "input/read_input.h"
-#include "policy/Element.h"
 #include "root/configuration.h"
 #include "root/signing_keys.h"
 #include "tokens/TokenIssuer.h"
 #include "tokens/stored_token.h"
 #include "tokens/token_options.h"
+#include "json/Element.h"
 
 namespace keepsafe_sandbox {
 

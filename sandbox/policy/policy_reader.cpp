@@ -7,7 +7,7 @@
 
 #include "cachewriter/FileSystem.h"
 #include "cachewriter/errors.h"
-#include "policy/Element.h"
+#include "json/Element.h"
 #include "json/JsonHandle.h"
 
 namespace keepsafe_sandbox {

@@ -6,7 +6,7 @@
 #include <openssl/rand.h>
 
 #include "errors/InputError.h"
-#include "tokens/openssl_error.h"
+#include "openssl/openssl_error.h"
 #include "json/JsonHandle.h"
 
 namespace keepsafe_sandbox {

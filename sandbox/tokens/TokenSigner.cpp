@@ -9,8 +9,8 @@
 #include <openssl/rsa.h>
 
 #include "errors/InputError.h"
-#include "tokens/openssl_error.h"
-#include "tokens/openssl_handles.h"
+#include "openssl/openssl_error.h"
+#include "openssl/openssl_handles.h"
 
 namespace keepsafe_sandbox {
 

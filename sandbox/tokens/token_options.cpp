@@ -5,7 +5,7 @@
 #include <cstddef>
 
 #include "errors/InputError.h"
-#include "policy/Element.h"
+#include "json/Element.h"
 
 namespace keepsafe_sandbox {
 

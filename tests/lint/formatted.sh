@@ -3,5 +3,5 @@
 set -euo pipefail
 cd "$1"
 
-find bench examples fuzz include sandbox src tests tools -regex '.*\.\(cpp\|h\|c\)' -print0 |
+find bench examples fuzz include sandbox service src tests tools -regex '.*\.\(cpp\|h\|c\)' -print0 |
   xargs -0 "$2" --dry-run -Werror

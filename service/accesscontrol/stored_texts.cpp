@@ -1,0 +1,99 @@
+#include "accesscontrol/stored_texts.h"
+
+#include <charconv>
+
+#include <boost/lexical_cast.hpp>
+
+#include "json/Element.h"
+
+namespace keepsafe_sandbox {
+
+namespace Rbac = Tessara::Keepsafe::Rbac;
+
+namespace {
+
+[[noreturn]] void refuse(const std::string& text, const char* what)
+{
+    throw BadStoredText(quoted(text) + " is no " + what);
+}
+
+} // namespace
+
+std::int32_t storedNumber(const std::string& text)
+{
+    std::int32_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [last, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || last != end) {
+        refuse(text, "number of 32 bits");
+    }
+    return number;
+}
+
+bool storedFlag(const std::string& text)
+{
+    if (text != "0" && text != "1") {
+        refuse(text, "0 or 1");
+    }
+    return text == "1";
+}
+
+std::vector<std::int32_t> storedNumbers(const std::string& text)
+{
+    std::vector<std::int32_t> numbers;
+    const char* const end = text.data() + text.size();
+    for (const char* at = text.data(); at != end;) {
+        std::int32_t number = 0;
+        const auto [last, error] = std::from_chars(at, end, number);
+        if (error != std::errc() || (last != end && (*last != ' ' || last + 1 == end))) {
+            refuse(text, "list of numbers");
+        }
+        numbers.push_back(number);
+        at = last == end ? end : last + 1;
+    }
+    return numbers;
+}
+
+Rbac::ManagedObjectState storedState(const std::string& text)
+{
+    if (text != Rbac::READY_STR && text != Rbac::PENDING_STR) {
+        refuse(text, "state of an object");
+    }
+    return text == Rbac::READY_STR ? Rbac::READY : Rbac::PENDING;
+}
+
+Rbac::Propagation storedPropagation(const std::string& text)
+{
+    Rbac::Propagation propagation;
+    if (!boost::conversion::try_lexical_convert(text, propagation)) {
+        refuse(text, "propagation");
+    }
+    return propagation;
+}
+
+Rbac::ObjectNamespace storedNamespace(const std::string& text)
+{
+    Rbac::ObjectNamespace ns;
+    if (!parseNamespace(text, ns) || ns.str() != text) {
+        refuse(text, "namespace in its text form");
+    }
+    return ns;
+}
+
+std::string textOf(const std::vector<std::int32_t>& numbers)
+{
+    std::string text;
+    for (const std::int32_t number : numbers) {
+        text += (text.empty() ? "" : " ") + std::to_string(number);
+    }
+    return text;
+}
+
+std::string textOf(Rbac::ManagedObjectState state)
+{
+    return state == Rbac::READY ? Rbac::READY_STR : Rbac::PENDING_STR;
+}
+
+std::string textOf(Rbac::Propagation propagation) { return boost::lexical_cast<std::string>(propagation); }
+
+} // namespace keepsafe_sandbox

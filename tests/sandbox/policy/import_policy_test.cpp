@@ -1,0 +1,168 @@
+#include <algorithm>
+
+#include "cachewriter/errors.h"
+#include "policy/import_policy.h"
+#include "policy/policy_reader.h"
+#include "service/accesscontrol/ServiceTest.h"
+
+namespace {
+
+using namespace keepsafe_test;
+using keepsafe_sandbox::DatabaseError;
+using keepsafe_sandbox::importPolicy;
+using keepsafe_sandbox::InputError;
+using keepsafe_sandbox::readPolicy;
+using keepsafe_sandbox::Renumber;
+using keepsafe_sandbox::Replace;
+using keepsafe_sandbox::Store;
+
+constexpr char POLICY[] = R"({
+  "operations": {"|OPERATIONS|VIEW|": 3, "|OPERATIONS|RESTORE|": 70},
+  "roles": [{"id": 0, "name": "everything"}, {"id": 40, "name": "auditor"}, {"id": 17, "name": "it's \u20ac"}],
+  "objects": [{"namespace": "|"}, {"namespace": "|A|", "inherit": false}],
+  "accessDefinitions": [
+    {"object": "|A|", "role": 17, "propagation": "CHILDREN",
+     "operations": ["|OPERATIONS|RESTORE|", "|OPERATIONS|VIEW|", "|OPERATIONS|RESTORE|"]},
+    {"object": "|", "role": 40, "propagation": "OBJECT_AND_CHILDREN", "operations": ["|OPERATIONS|VIEW|"]},
+    {"object": "|A|", "role": 40, "propagation": "OBJECT", "operations": []}]})";
+
+class ImportPolicy : public ServiceTest {
+protected:
+    std::uint64_t import(const std::string& policy, Replace replace = Replace::Allow,
+                         Renumber renumber = Renumber::Allow)
+    {
+        service_.reset();
+        return importPolicy(database_, fileSystem_, location_, readPolicy(policy, ObjectNamespace()), replace,
+                            renumber);
+    }
+
+    std::string refused(const std::string& policy, Replace replace = Replace::Allow,
+                        Renumber renumber = Renumber::Allow)
+    {
+        try {
+            import(policy, replace, renumber);
+        } catch (const InputError& error) {
+            return error.what();
+        }
+        return "no error";
+    }
+
+    static std::string withRoles(const std::string& roles)
+    {
+        return R"({"operations": {}, "objects": [], "accessDefinitions": [], "roles": [)" + roles + "]}";
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Databases, ImportPolicy, allDatabases(), kindName);
+
+TEST_P(ImportPolicy, PutsThePolicyInThePlaceOfEverything)
+{
+    addObjects("|old|");
+    grant("|old|", VIEW);
+    import(POLICY);
+    EXPECT_FALSE(isAllowed("|old|", VIEW));
+    restart();
+
+    EXPECT_EQ(everything(namespaces("|old| | |A|")),
+              (Texts{"0 Administrator Allowed every operation on every object, whatever the access "
+                     "definitions say",
+                     "17 it's € ", "40 auditor ", "|  READY", "3", "40 OBJECT_AND_CHILDREN |OPERATIONS|VIEW|",
+                     "|A|  READY alone", "2", "4", "17 CHILDREN |OPERATIONS|RESTORE| |OPERATIONS|VIEW|",
+                     "40 OBJECT"}));
+    EXPECT_EQ(service_->operations(), (std::vector<ObjectNamespace>{RESTORE, VIEW}));
+}
+
+TEST_P(ImportPolicy, PublishesWhatTheServiceAnswersLaterToo)
+{
+    import(POLICY);
+    for (int start = 0; start < 2; ++start) {
+        EXPECT_TRUE(isAllowed("|A|B|", RESTORE, 17));
+        EXPECT_FALSE(isAllowed("|A|", RESTORE, 17));
+        EXPECT_TRUE(isAllowed("|C|", VIEW, 40));
+        EXPECT_FALSE(isAllowed("|A|", VIEW, 40)) << "does not inherit";
+        restart();
+    }
+}
+
+TEST_P(ImportPolicy, NeverLetsIdsComeAgain)
+{
+    import(POLICY);
+    restart();
+    EXPECT_EQ(service_->createRole("new", "").id, 41);
+    EXPECT_EQ(service_->addAccessDefinition(ns("|A|"), {17, Propagation::OBJECT, {VIEW}}).id, "4");
+    import(withRoles(""));
+    restart();
+    EXPECT_EQ(service_->createRole("new", "").id, 42);
+}
+
+TEST_P(ImportPolicy, RefusesToReplaceUnlessItIsToldTo)
+{
+    addObjects("|A| |B|");
+    grant("|A|", VIEW);
+    EXPECT_EQ(refused(POLICY, Replace::Refuse),
+              "there are 2 objects, 1 access definitions, 1 roles and 3 operations already: with --replace, "
+              "the policy takes their place");
+    restart();
+    EXPECT_EQ(definitionsOf("|A|").size(), 1U);
+}
+
+TEST_P(ImportPolicy, NeedsNoReplacementWhereThereIsRole0Alone)
+{
+    service_.reset();
+    private_.run("DELETE FROM AUTH_MAIN.ACTL_Role WHERE RoleID <> 0");
+    private_.run("DELETE FROM AUTH_MAIN.ACTL_Operation");
+    EXPECT_EQ(refused(POLICY, Replace::Refuse), "no error");
+    EXPECT_NE(refused(POLICY, Replace::Refuse), "no error");
+}
+
+TEST_P(ImportPolicy, RefusesBitsThatContradictThePublishedOnesAndStoresNothing)
+{
+    addObjects("|A|");
+    EXPECT_EQ(refused(POLICY, Replace::Allow, Renumber::Refuse),
+              "operation |OPERATIONS|RESTORE|: bit 70 is asked for, but it is published with bit 6");
+    restart();
+    EXPECT_EQ(stateOf("|A|"), "READY");
+    EXPECT_EQ(service_->operations().size(), 3U);
+}
+
+TEST_P(ImportPolicy, RefusesRolesThatTheServiceCannotKeep)
+{
+    EXPECT_EQ(refused(withRoles(R"({"id": 1, "name": "a"}, {"id": -2, "name": "b"})")),
+              "roles[1].id: the service's roles have no negative ids, as -2");
+    EXPECT_EQ(refused(withRoles(R"({"id": 1, "name": "a"}, {"id": 2, "name": "a"})")),
+              "roles[1].name: another role has the name \"a\"");
+    EXPECT_EQ(refused(withRoles(R"({"id": 1, "name": "Administrator"})")),
+              "roles[0].name: another role has the name \"Administrator\"");
+    EXPECT_EQ(refused(withRoles(R"({"id": 1, "name": ""})")), "roles[0].name: the role's name is empty");
+    EXPECT_EQ(refused(withRoles(R"({"id": 1, "name": ")" + std::string(257, 'x') + "\"}")),
+              "roles[0].name: the role's name has 257 bytes, and at most 256 are allowed");
+    restart();
+    EXPECT_EQ(service_->roles().size(), 2U);
+}
+
+TEST_P(ImportPolicy, RefusesANameThatIsTooLong)
+{
+    const std::string name = "|" + std::string(4095, 'x') + "|";
+    EXPECT_EQ(
+        refused(R"({"operations": {}, "roles": [], "accessDefinitions": [], "objects": [{"namespace": ")" +
+                name + "\"}]}"),
+        "objects[0].namespace: the object's name " + name.substr(0, 64) +
+            "... has 4097 bytes, and at most 4096 are allowed");
+}
+
+TEST_P(ImportPolicy, ThatTheDatabaseDoesNotTakeChangesNothing)
+{
+    addObjects("|old|");
+    grant("|old|", VIEW);
+    private_.run("ALTER TABLE AUTH_MAIN.ACTL_NextID RENAME COLUMN NextID TO Other");
+    private_.run("ALTER TABLE AUTH_MAIN.ACTL_NextID ADD COLUMN NextID INTEGER");
+    private_.run("UPDATE AUTH_MAIN.ACTL_NextID SET NextID = Other");
+    // Rows of the counters can be read but, as Other has no value, not be added.
+    private_.run("DELETE FROM AUTH_MAIN.ACTL_NextID");
+    EXPECT_THROW(import(POLICY), DatabaseError);
+    restart();
+    EXPECT_EQ(definitionsOf("|old|").size(), 1U);
+    EXPECT_TRUE(isAllowed("|old|", VIEW));
+}
+
+} // namespace

@@ -1,0 +1,165 @@
+#include "service/accesscontrol/ServiceTest.h"
+
+#include <sstream>
+
+#include <boost/lexical_cast.hpp>
+#include <boost/make_shared.hpp>
+
+#include <keepsafe/cache/AccessCache.h>
+#include <keepsafe/platform/config/installation.h>
+#include <keepsafe/rbac/client/DiskAccessControlClient.h>
+
+#include "database/schema.h"
+
+namespace keepsafe_test {
+
+using keepsafe_sandbox::Content;
+using Tessara::Keepsafe::Rbac::AccessCache;
+using Tessara::Keepsafe::Rbac::AccessChecker;
+using Tessara::Keepsafe::Rbac::DiskAccessControlClient;
+using Tessara::Keepsafe::Rbac::Manifest;
+using Tessara::Keepsafe::Rbac::OperationCache;
+
+ObjectNamespace ns(const std::string& text) { return boost::lexical_cast<ObjectNamespace>(text); }
+
+std::vector<ObjectNamespace> namespaces(const std::string& texts)
+{
+    std::vector<ObjectNamespace> result;
+    std::istringstream words(texts);
+    for (std::string word; words >> word;) {
+        result.push_back(ns(word));
+    }
+    return result;
+}
+
+Tessara::Dal::DbConnectionSettings unsyncedSettings(const PrivateDatabase& database)
+{
+    auto settings = database.settings();
+    if (database.kind() == DatabaseKind::Sqlite) {
+        settings.onConnect.emplace_back("PRAGMA AUTH_MAIN.synchronous = OFF");
+    }
+    return settings;
+}
+
+ServiceTest::ServiceTest()
+{
+    ensureSchema(database_, keepsafe_sandbox::SchemaOrigin::Attached);
+    keepsafe_sandbox::Store store(database_);
+    Content content = store.load();
+    content.roles.push_back({ROLE, "operator", "", false});
+    content.next.role = ROLE + 1;
+    content.operations = {{VIEW, 0}, {RESTORE, 6}, {AUDIT, 40}};
+    store.replace(content);
+    restart();
+}
+
+ServiceTest::~ServiceTest() = default;
+
+void ServiceTest::restart()
+{
+    service_.reset();
+    service_ = std::make_unique<AccessControl>(database_, fileSystem_, location_);
+}
+
+ServiceTest::Refused ServiceTest::refusal(const std::function<void()>& call)
+{
+    try {
+        call();
+    } catch (const Refusal& refusal) {
+        return {refusal.kind(), refusal.what(), refusal.details()};
+    }
+    ADD_FAILURE() << "it was not refused";
+    return {};
+}
+
+void ServiceTest::addObjects(const std::string& names)
+{
+    for (const ObjectNamespace& name : namespaces(names)) {
+        Registration registration;
+        registration.ns = name;
+        service_->registerObjects({registration});
+        service_->updateStates({{name, READY}});
+    }
+}
+
+void ServiceTest::grant(const std::string& object, const ObjectNamespace& operation, Propagation propagation,
+                        int role)
+{
+    service_->addAccessDefinition(ns(object), {role, propagation, {operation}});
+}
+
+void ServiceTest::setState(const std::string& object, ManagedObjectState state)
+{
+    service_->updateStates({{ns(object), state}});
+}
+
+Registration ServiceTest::registration(const std::string& object, const std::string& children,
+                                       bool ignoreAlreadyRegistered)
+{
+    Registration result;
+    result.ns = ns(object);
+    result.children = namespaces(children);
+    result.ignoreAlreadyRegistered = ignoreAlreadyRegistered;
+    return result;
+}
+
+bool ServiceTest::isAllowed(const std::string& object, const ObjectNamespace& operation, int role)
+{
+    OperationCache operations;
+    const auto cache = boost::make_shared<AccessCache>(
+        Manifest(keepsafe_sandbox::SERVICE_CACHE_ID,
+                 keepsafe_sandbox::CacheLocation(Tessara::Keepsafe::Platform::installationRoot(),
+                                                 keepsafe_sandbox::SERVICE_CACHE_ID)
+                     .accessCache()));
+    DiskAccessControlClient client(ObjectNamespace(), cache, operations);
+    boost::shared_ptr<const AccessChecker> checker;
+    EXPECT_EQ(client.createAccessChecker(std::set<int>{role}, operation, 0, checker), 0);
+    return checker->checkAccess(ns(object));
+}
+
+std::string ServiceTest::stateOf(const std::string& object) const
+{
+    try {
+        return service_->object(ns(object)).state == READY ? "READY" : "PENDING";
+    } catch (const Refusal&) {
+        return "none";
+    }
+}
+
+Texts ServiceTest::definitionsOf(const std::string& object) const
+{
+    Texts texts;
+    for (const auto& definition : service_->accessDefinitions(ns(object))) {
+        std::ostringstream text;
+        text << definition.grant.roleId << ' ' << definition.grant.propagation;
+        for (const ObjectNamespace& operation : definition.grant.operations) {
+            text << ' ' << operation;
+        }
+        texts.push_back(text.str());
+    }
+    return texts;
+}
+
+Texts ServiceTest::everything(const std::vector<ObjectNamespace>& objects) const
+{
+    Texts texts;
+    for (const auto& role : service_->roles()) {
+        texts.push_back(std::to_string(role.id) + ' ' + role.name + ' ' + role.description);
+    }
+    for (const ObjectNamespace& name : objects) {
+        if (stateOf(name.str()) == "none") {
+            continue;
+        }
+        const auto object = service_->object(name);
+        texts.push_back(name.str() + ' ' + object.type + ' ' + stateOf(name.str()) +
+                        (object.inherit ? "" : " alone"));
+        for (const auto& definition : service_->accessDefinitions(name)) {
+            texts.push_back(definition.id);
+        }
+        const Texts definitions = definitionsOf(name.str());
+        texts.insert(texts.end(), definitions.begin(), definitions.end());
+    }
+    return texts;
+}
+
+} // namespace keepsafe_test

@@ -1,0 +1,97 @@
+#ifndef KEEPSAFE_TESTS_SANDBOX_ACCESSCONTROL_SERVICETEST_H
+#define KEEPSAFE_TESTS_SANDBOX_ACCESSCONTROL_SERVICETEST_H
+
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <keepsafe/cache/OperationCache.h>
+
+#include "accesscontrol/AccessControl.h"
+#include "accesscontrol/Store.h"
+#include "service/support/InterruptedFileSystem.h"
+#include "support/CapturedLog.h"
+#include "support/PrivateDatabase.h"
+#include "support/TempDir.h"
+
+namespace keepsafe_test {
+
+using ObjectNamespace = Tessara::Keepsafe::Rbac::ObjectNamespace;
+using Propagation = Tessara::Keepsafe::Rbac::Propagation;
+using keepsafe_sandbox::AccessControl;
+using keepsafe_sandbox::Grant;
+using keepsafe_sandbox::Refusal;
+using keepsafe_sandbox::Registration;
+using Tessara::Keepsafe::Rbac::DELETED;
+using Tessara::Keepsafe::Rbac::ManagedObjectState;
+using Tessara::Keepsafe::Rbac::PENDING;
+using Tessara::Keepsafe::Rbac::READY;
+using Texts = std::vector<std::string>;
+
+const ObjectNamespace VIEW("OPERATIONS", "VIEW");
+const ObjectNamespace RESTORE("OPERATIONS", "RESTORE");
+const ObjectNamespace AUDIT("OPERATIONS", "AUDIT"); ///< its bit is in another word
+
+/// A namespace from its text form.
+ObjectNamespace ns(const std::string& text);
+/// Several, separated by blanks.
+std::vector<ObjectNamespace> namespaces(const std::string& texts);
+
+/// How to connect to a database that need not survive a crash of the machine: tests are quicker.
+Tessara::Dal::DbConnectionSettings unsyncedSettings(const PrivateDatabase& database);
+
+/// The service on a private database that knows role 0, role 7, and three operations, in a private root.
+class ServiceTest : public testing::TestWithParam<DatabaseKind> {
+protected:
+    ServiceTest();
+    ~ServiceTest() override;
+
+    /// Starts the service anew, on what the database holds.
+    void restart();
+
+    /// How a call is refused: its kind, message and details. Fails the test when it is not.
+    struct Refused {
+        Refusal::Kind kind = Refusal::Malformed;
+        std::string message;
+        Texts details;
+    };
+    static Refused refusal(const std::function<void()>& call);
+
+    /// Registers objects and makes them ready.
+    void addObjects(const std::string& names);
+    void grant(const std::string& object, const ObjectNamespace& operation,
+               Propagation propagation = Propagation::OBJECT, int role = ROLE);
+    void setState(const std::string& object, ManagedObjectState state);
+    static Registration registration(const std::string& object, const std::string& children = "",
+                                     bool ignoreAlreadyRegistered = false);
+
+    /// What the library answers from the published cache, opened anew.
+    [[nodiscard]] static bool isAllowed(const std::string& object, const ObjectNamespace& operation,
+                                        int role = ROLE);
+
+    /// "READY", "PENDING", or "none".
+    [[nodiscard]] std::string stateOf(const std::string& object) const;
+    /// "7 OBJECT |A| |B|" and so on for each access definition, without its id.
+    [[nodiscard]] Texts definitionsOf(const std::string& object) const;
+    /// Everything that the service answers, to be compared.
+    [[nodiscard]] Texts everything(const std::vector<ObjectNamespace>& objects) const;
+
+    static constexpr int ROLE = 7;
+
+    TempRoot root_;
+    CapturedLog log_;
+    PrivateDatabase private_{GetParam()};
+    keepsafe_sandbox::Database database_{unsyncedSettings(private_)};
+    UnsyncedFileSystem fileSystem_;
+    keepsafe_sandbox::CacheLocation location_{root_.path(), keepsafe_sandbox::SERVICE_CACHE_ID};
+    std::unique_ptr<AccessControl> service_;
+};
+
+} // namespace keepsafe_test
+
+#endif

@@ -1,0 +1,237 @@
+#include "cachewriter/CachePublisher.h"
+
+#include <csignal>
+#include <filesystem>
+#include <map>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <keepsafe/cache/AccessCache.h>
+#include <keepsafe/cache/Manifest.h>
+
+#include "cachewriter/PosixFileSystem.h"
+#include "cachewriter/errors.h"
+#include "service/support/Generations.h"
+#include "support/CapturedLog.h"
+#include "support/Process.h"
+#include "support/TempDir.h"
+
+namespace {
+
+using keepsafe_sandbox::CachePublisher;
+using keepsafe_sandbox::PosixFileSystem;
+using keepsafe_sandbox::PublishError;
+using keepsafe_test::CapturedLog;
+using keepsafe_test::findingIn;
+using keepsafe_test::findingOf;
+using keepsafe_test::imageOfGeneration;
+using keepsafe_test::Process;
+using keepsafe_test::readFile;
+using keepsafe_test::TempDir;
+using keepsafe_test::writeFile;
+using Tessara::Keepsafe::Rbac::AccessCache;
+using Tessara::Keepsafe::Rbac::Manifest;
+using Tessara::Keepsafe::Rbac::ObjectNamespace;
+namespace fs = std::filesystem;
+
+const std::string FILES[] = {"manifest.json", "metadata", "objects", "nodes", "segments", "counts"};
+
+class CachePublisherTest : public testing::Test {
+protected:
+    std::uint64_t publish(unsigned generation)
+    {
+        PosixFileSystem fileSystem;
+        return CachePublisher(fileSystem)
+            .publish(directory(), ObjectNamespace("VAULT"), imageOfGeneration(generation));
+    }
+
+    std::string errorOf(unsigned generation)
+    {
+        try {
+            publish(generation);
+            return "no error";
+        } catch (const PublishError& error) {
+            return error.what();
+        }
+    }
+
+    [[nodiscard]] std::string directory() const { return dir_.path("caches/vault"); }
+    [[nodiscard]] std::string file(const std::string& name) const { return directory() + "/" + name; }
+
+    TempDir dir_;
+    CapturedLog log_;
+};
+
+TEST_F(CachePublisherTest, MakesACacheThatTheLibraryReads)
+{
+    EXPECT_EQ(publish(1), 1U);
+
+    EXPECT_EQ(findingIn(directory()), "generation 1");
+    EXPECT_EQ(Manifest("id", directory()).ns, ObjectNamespace("VAULT"));
+}
+
+TEST_F(CachePublisherTest, CountsTheGenerations)
+{
+    publish(1);
+    publish(1);
+
+    EXPECT_EQ(publish(2), 3U);
+}
+
+TEST_F(CachePublisherTest, ReplacesTheContentForReadersThatHaveTheCacheOpen)
+{
+    publish(2);
+    const AccessCache cache(Manifest("id", directory()));
+    for (const unsigned generation : {3U, 1U, 4U, 2U}) {
+        publish(generation);
+        EXPECT_EQ(findingOf(cache), "generation " + std::to_string(generation));
+    }
+}
+
+TEST_F(CachePublisherTest, KeepsEveryFileInItsPlaceAndNeverShrinksOne)
+{
+    publish(2);
+    std::map<std::string, ino_t> inodes;
+    std::map<std::string, std::uintmax_t> sizes;
+    const auto inodeOf = [this](const std::string& name) {
+        struct stat status = {};
+        EXPECT_EQ(::stat(file(name).c_str(), &status), 0);
+        return status.st_ino;
+    };
+    for (const std::string& name : FILES) {
+        inodes[name] = inodeOf(name);
+        sizes[name] = fs::file_size(file(name));
+    }
+
+    for (const unsigned generation : {1U, 4U, 3U}) {
+        publish(generation);
+        for (const std::string& name : FILES) {
+            EXPECT_EQ(inodeOf(name), inodes[name]) << name;
+            EXPECT_GE(fs::file_size(file(name)), sizes[name]) << name;
+            sizes[name] = fs::file_size(file(name));
+        }
+    }
+    EXPECT_EQ(sizes["objects"], 16U * (1 + 160)) << "what generation 4 needed";
+    EXPECT_EQ(sizes["metadata"], 64U);
+}
+
+TEST_F(CachePublisherTest, SetsTheFlagWhileItWritesAndClearsItAfterwards)
+{
+    publish(1);
+    PosixFileSystem fileSystem;
+    std::string metadataMeanwhile;
+    CachePublisher(fileSystem).publish(directory(), ObjectNamespace("VAULT"), imageOfGeneration(2), [&] {
+        metadataMeanwhile = readFile(file("metadata"));
+    });
+
+    EXPECT_EQ(metadataMeanwhile.at(20), 1);
+    EXPECT_EQ(readFile(file("metadata")).at(20), 0);
+}
+
+TEST_F(CachePublisherTest, RepairsWhatAKilledWriterLeft)
+{
+    publish(1);
+    std::string metadata = readFile(file("metadata"));
+    metadata[20] = 1;
+    writeFile(file("metadata"), metadata);
+    writeFile(file("segments"), "half a rec");
+    ASSERT_EQ(findingIn(directory()), "refused");
+
+    publish(2);
+
+    EXPECT_EQ(findingIn(directory()), "generation 2");
+}
+
+TEST_F(CachePublisherTest, KeepsTheGenerationBeforeWhenSpaceRunsOut)
+{
+    publish(1);
+    const rlim_t limit = fs::file_size(file("objects")) + 100;
+    Process writer = Process::fork([&] {
+        static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+        const rlimit size = {limit, limit};
+        ::setrlimit(RLIMIT_FSIZE, &size);
+        return errorOf(4) == "cannot grow " + file("objects") + ": File too large" ? 0 : 1;
+    });
+
+    EXPECT_EQ(writer.wait().exitStatus, 0);
+    EXPECT_EQ(findingIn(directory()), "generation 1");
+}
+
+TEST_F(CachePublisherTest, SaysThatReadersRefuseTheCacheWhenAWriteHasFailedMidway)
+{
+    publish(1);
+    PosixFileSystem fileSystem;
+    const auto fail = [] { throw PublishError("cannot rename it"); };
+
+    EXPECT_THROW(
+        {
+            try {
+                CachePublisher(fileSystem)
+                    .publish(directory(), ObjectNamespace("VAULT"), imageOfGeneration(2), fail);
+            } catch (const PublishError& error) {
+                EXPECT_EQ(error.what(),
+                          "cannot rename it; until it is published again, readers refuse " + directory());
+                throw;
+            }
+        },
+        PublishError);
+    EXPECT_EQ(findingIn(directory()), "refused");
+}
+
+TEST_F(CachePublisherTest, RefusesWhatIsNoRegularFile)
+{
+    for (const std::string& name : FILES) {
+        fs::remove_all(directory());
+        fs::create_directories(file(name));
+        EXPECT_EQ(errorOf(1), "cannot open " + file(name) + ": Is a directory");
+    }
+    fs::remove_all(directory());
+    fs::create_directories(directory());
+    ASSERT_EQ(::mkfifo(file("nodes").c_str(), 0600), 0);
+    EXPECT_EQ(errorOf(1), "cannot open " + file("nodes") + ": it is not a regular file");
+}
+
+TEST_F(CachePublisherTest, RefusesAFileInTheDirectorysPlace)
+{
+    writeFile(directory(), "");
+
+    EXPECT_EQ(errorOf(1), "cannot create the directory " + directory() + ": Not a directory");
+}
+
+TEST_F(CachePublisherTest, RefusesTheCacheOfAnotherProgramAndLeavesItAsItIs)
+{
+    publish(1);
+    const std::string foreign = std::string(20, '\7') + std::string(44, '\0');
+    writeFile(file("metadata"), foreign);
+    const std::string segments = readFile(file("segments"));
+
+    EXPECT_EQ(errorOf(2), file("metadata") + " was written by another program and is left as it is");
+    EXPECT_EQ(readFile(file("metadata")), foreign);
+    EXPECT_EQ(readFile(file("segments")), segments);
+}
+
+TEST_F(CachePublisherTest, SaysSoWhenItMayNotWrite)
+{
+    publish(1);
+    ::chmod(dir_.path().c_str(), 0755);
+    for (const std::string& name : FILES) {
+        ::chmod(file(name).c_str(), 0444);
+    }
+    Process writer = Process::fork([&] {
+        // Permissions do not bind root.
+        if (::geteuid() == 0 && ::setuid(65534) != 0) {
+            return 2;
+        }
+        return errorOf(2) == "cannot open " + file("manifest.json") + ": Permission denied" ? 0 : 1;
+    });
+
+    EXPECT_EQ(writer.wait().exitStatus, 0);
+    EXPECT_EQ(findingIn(directory()), "generation 1");
+}
+
+} // namespace

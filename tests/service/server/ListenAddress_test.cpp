@@ -1,0 +1,37 @@
+#include "server/ListenAddress.h"
+
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "errors/InputError.h"
+
+namespace {
+
+using keepsafe_sandbox::InputError;
+using keepsafe_sandbox::ListenAddress;
+
+TEST(ListenAddress, HasAHostAndAPort)
+{
+    for (const char* text : {"127.0.0.1:1556", "master.example:65535", "[::1]:1"}) {
+        EXPECT_EQ(ListenAddress::parse(text).text(), text);
+    }
+    EXPECT_EQ(ListenAddress::parse("[::1]:1556").host, "::1");
+}
+
+TEST(ListenAddress, ThatIsNoneIsRefusedWithAnExample)
+{
+    for (const char* text : {"", "127.0.0.1", "127.0.0.1:", ":1556", "127.0.0.1:0", "127.0.0.1:65536", "a:-1",
+                             "a:1b", "::1:1556", "[]:1556", "[::1]", "[::1:1556", "a:99999999999999999999"}) {
+        try {
+            (void)ListenAddress::parse(text);
+            ADD_FAILURE() << text << " is accepted";
+        } catch (const InputError& error) {
+            EXPECT_THAT(error.what(), testing::EndsWith("wanted is ADDRESS:PORT, as in 127.0.0.1:1556 or "
+                                                        "[::1]:1556"));
+        }
+    }
+}
+
+} // namespace
