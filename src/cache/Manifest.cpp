@@ -3,10 +3,9 @@
 #include <boost/lexical_cast.hpp>
 
 #include <keepsafe/cache/AccessCache.h>
-#include <keepsafe/platform/log/logmsg.h>
-#include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/platform/status/status_codes.h>
 
+#include "fail.h"
 #include "json_file.h"
 
 namespace Tessara::Keepsafe::Rbac {
@@ -21,24 +20,24 @@ std::string readNamespaceText(const std::string& path)
     json_error_t error;
     const JsonHandle root = loadJsonFile(path, error);
     if (!root) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Error loading %s at position %d: %s", path.c_str(),
-                error.position, error.text);
-        throw EC_exception(Status::CACHE_UNUSABLE);
+        diagnostics::fail(Status::CACHE_UNUSABLE, TAG,
+                          "Error loading " + path + " at position " + std::to_string(error.position) + ": " +
+                              error.text);
     }
     const char* text = nullptr;
     if (json_unpack_ex(root.get(), &error, 0, "{s:s}", "namespace", &text) != 0) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Error loading %s: %s", path.c_str(), error.text);
-        throw EC_exception(Status::CACHE_UNUSABLE);
+        diagnostics::fail(Status::CACHE_UNUSABLE, TAG, "Error loading " + path + ": " + error.text);
     }
     return text;
 }
 
-ObjectNamespace parseNamespace(const std::string& text)
+ObjectNamespace readNamespace(const std::string& path)
 {
+    const std::string text = readNamespaceText(path);
     try {
         return boost::lexical_cast<ObjectNamespace>(text);
     } catch (const boost::bad_lexical_cast&) {
-        throw EC_exception(Status::MALFORMED_DOCUMENT);
+        throw ExplainedFailure(Status::MALFORMED_DOCUMENT, path + ": \"" + text + "\" is not a namespace");
     }
 }
 
@@ -48,7 +47,7 @@ Manifest::Manifest(const std::string& accessCacheId, const std::string& cacheDir
     : cacheId(accessCacheId), directory(cacheDirectory),
       manifestFileName(cacheDirectory + '/' + AccessCache::MANIFEST_FILE_NAME)
 {
-    ns = parseNamespace(readNamespaceText(manifestFileName));
+    ns = readNamespace(manifestFileName);
 }
 
 } // namespace Tessara::Keepsafe::Rbac

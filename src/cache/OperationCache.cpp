@@ -12,6 +12,7 @@
 #include <keepsafe/platform/log/logmsg.h>
 #include <keepsafe/platform/status/status_codes.h>
 
+#include "fail.h"
 #include "json_file.h"
 #include "require.h"
 
@@ -22,10 +23,10 @@ namespace {
 /// Guards the maps of all operation caches of the process. Lock order: this mutex, then the file lock.
 ACE_RW_Thread_Mutex operationsMutex;
 
-[[noreturn]] void throwUnreadable(const char* reason)
+[[noreturn]] void throwUnreadable(const std::string& reason)
 {
-    logmsgf(Platform::LOG_LEVEL_ERROR, "OperationCache::load", "Error loading operation cache: %s", reason);
-    throw EC_exception(Status::FILE_UNREADABLE);
+    diagnostics::fail(Status::FILE_UNREADABLE, "OperationCache::load",
+                      "Error loading operation cache: " + reason);
 }
 
 /// The shared file lock that keeps the writer out.

@@ -2,14 +2,19 @@
 #include <utility>
 
 #include <keepsafe/cache/AccessCache.h>
-#include <keepsafe/platform/log/logmsg.h>
-#include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/platform/status/status_codes.h>
 
 #include "CacheWalk.h"
+#include "fail.h"
 #include "recycled_storage.h"
 
 namespace Tessara::Keepsafe::Rbac {
+
+namespace {
+
+constexpr char TAG[] = "AccessCache::Reader";
+
+} // namespace
 
 AccessCache::Reader::Reader(const AccessCache& cache)
     : cache_(cache), fileLock_(cache.fileLock_),
@@ -22,10 +27,9 @@ AccessCache::Reader::Reader(const AccessCache& cache)
         throwDamaged(METADATA_FILE_NAME, 0, "header missing");
     }
     if (writing_in_progress()) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, "AccessCache::Reader",
-                "A previous write on cache %s was interrupted. Assuming invalid.",
-                cache_.manifest_.ns.str().c_str());
-        throw EC_exception(Status::CACHE_UNUSABLE);
+        diagnostics::fail(Status::CACHE_UNUSABLE, TAG,
+                          "A previous write on cache " + cache_.manifest_.ns.str() +
+                              " was interrupted. Assuming invalid.");
     }
 }
 
@@ -98,9 +102,9 @@ bool AccessCache::Reader::get_operation_bit(NodeOffset roleTree, std::int32_t ro
 
 void AccessCache::Reader::throwDamaged(const std::string& fileName, NodeOffset offset, const char* what) const
 {
-    logmsgf(Platform::LOG_LEVEL_ERROR, "AccessCache::Reader", "Cache %s is damaged: %s at offset %u: %s",
-            cache_.manifest_.ns.str().c_str(), fileName.c_str(), offset, what);
-    throw EC_exception(Status::CACHE_UNUSABLE);
+    diagnostics::fail(Status::CACHE_UNUSABLE, TAG,
+                      "Cache " + cache_.manifest_.ns.str() + " is damaged: " + fileName + " at offset " +
+                          std::to_string(offset) + ": " + what);
 }
 
 } // namespace Tessara::Keepsafe::Rbac

@@ -96,9 +96,9 @@ std::string readAll(const std::string& path, int descriptor)
 
 ConfigError::~ConfigError() = default;
 
-namespace detail {
-
 std::string configPath() { return installationRoot() + "/etc/keepsafe.toml"; }
+
+namespace detail {
 
 Config loadConfigFrom(const std::string& path)
 {
@@ -117,7 +117,7 @@ Config loadConfigFrom(const std::string& path)
 
 } // namespace detail
 
-Config loadConfig() { return detail::loadConfigFrom(detail::configPath()); }
+Config loadConfig() { return detail::loadConfigFrom(configPath()); }
 
 void applyLogConfig(const Config& config, const std::string& program)
 {

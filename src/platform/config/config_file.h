@@ -7,9 +7,6 @@
 
 namespace Tessara::Keepsafe::Platform::detail {
 
-/// The configuration's place under the current installation root.
-std::string configPath();
-
 /// `loadConfig` with the path given.
 Config loadConfigFrom(const std::string& path);
 

@@ -120,7 +120,7 @@ SnapshotPtr read(const std::string& path, const Identity& identity)
 /// The configuration as the file stands now. A failure to read it is logged under `tag` once per state.
 SnapshotPtr currentSnapshot(const char* tag)
 {
-    const std::string path = detail::configPath();
+    const std::string path = configPath();
     // The query comes before the reading: a change between the two is found by the next call.
     const Identity identity = identify(path);
     SnapshotPtr snapshot = latestSnapshot();

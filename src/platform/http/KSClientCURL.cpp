@@ -20,14 +20,14 @@ namespace http = Platform::http;
 
 namespace {
 
-/// Null, with `status` set, when there is none.
-std::unique_ptr<http::Handle> handleFor(http::ConnectionKey key, int& status)
+/// Null, with `status` and `reason` set, when there is none.
+std::unique_ptr<http::Handle> handleFor(http::ConnectionKey key, int& status, std::string& reason)
 {
     std::unique_ptr<http::Handle> handle = http::HandlePool::lend(key);
     if (handle) {
         return handle;
     }
-    status = http::checkReadable(key.files);
+    status = http::checkReadable(key.files, reason);
     if (status != CURLE_OK) {
         return nullptr;
     }
@@ -38,39 +38,60 @@ std::unique_ptr<http::Handle> handleFor(http::ConnectionKey key, int& status)
     return handle;
 }
 
-void logFailure(int status, const char* method, const http::ConnectionKey& key, const std::string& reason)
+/// Null, with `reason` set, when the configuration cannot be used, which is then logged.
+std::shared_ptr<const Platform::Config> readConfig(std::string& reason)
 {
-    // Files that are there and cannot be used are for the operator to mend, as missing ones are.
-    if (status == CURLE_SSL_CERTPROBLEM) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, http::TAG,
-                "cannot use the certificate \"%s\" with the private key \"%s\": %s",
-                key.files.certificate.path.c_str(), key.files.key.c_str(), reason.c_str());
-    } else if (status == CURLE_SSL_CACERT_BADFILE) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, http::TAG, "cannot use the CA certificates \"%s\": %s",
-                key.files.ca.path.c_str(), reason.c_str());
-    } else {
-        logmsgf(Platform::LOG_LEVEL_NOTABLE, http::TAG, "%s %s failed with status %d: %s", method,
-                key.serverUrl.c_str(), status, reason.c_str());
+    try {
+        return Platform::currentConfig(http::TAG);
+    } catch (const Platform::ConfigError& error) {
+        reason = error.what();
+        return nullptr;
     }
 }
 
-int send(http::ConnectionKey key, bool authenticateHost, const http::Request& request,
-         http::Response& response)
+/// The failure of a transfer as it is logged.
+std::string describe(int status, const char* method, const http::ConnectionKey& key,
+                     const std::string& reason)
 {
-    const std::shared_ptr<const Platform::Config> config = Platform::currentConfig(http::TAG);
-    int status = http::findTlsFiles(*config, authenticateHost, key.files);
+    if (status == CURLE_SSL_CERTPROBLEM) {
+        return "cannot use the certificate \"" + key.files.certificate.path + "\" with the private key \"" +
+               key.files.key + "\": " + reason;
+    }
+    if (status == CURLE_SSL_CACERT_BADFILE) {
+        return "cannot use the CA certificates \"" + key.files.ca.path + "\": " + reason;
+    }
+    return std::string(method) + ' ' + key.serverUrl + " failed with status " + std::to_string(status) +
+           ": " + reason;
+}
+
+void logFailure(int status, const std::string& text)
+{
+    // Files that are there and cannot be used are for the operator to mend, as missing ones are.
+    const bool isForTheOperator = status == CURLE_SSL_CERTPROBLEM || status == CURLE_SSL_CACERT_BADFILE;
+    logmsgf(isForTheOperator ? Platform::LOG_LEVEL_ERROR : Platform::LOG_LEVEL_NOTABLE, http::TAG, "%s",
+            text.c_str());
+}
+
+int send(http::ConnectionKey key, bool authenticateHost, const http::Request& request,
+         http::Response& response, std::string& reason)
+{
+    const std::shared_ptr<const Platform::Config> config = readConfig(reason);
+    if (!config) {
+        return CURLE_FAILED_INIT;
+    }
+    int status = http::findTlsFiles(*config, authenticateHost, key.files, reason);
     if (status != CURLE_OK) {
         return status;
     }
-    std::unique_ptr<http::Handle> handle = handleFor(std::move(key), status);
+    std::unique_ptr<http::Handle> handle = handleFor(std::move(key), status, reason);
     if (!handle) {
         return status;
     }
-    std::string reason;
     status = http::transfer(*handle, *config, request, response, reason);
     if (status != CURLE_OK) {
         // The handle ends here: what it would keep is in an unknown state.
-        logFailure(status, request.method, handle->key(), reason);
+        reason = describe(status, request.method, handle->key(), reason);
+        logFailure(status, reason);
         return status;
     }
     http::HandlePool::giveBack(std::move(handle));
@@ -82,6 +103,7 @@ constexpr bool NEVER_ABORTED = false;
 } // namespace
 
 KSClientCURL_Base::~KSClientCURL_Base() = default;
+std::string KSClientCURL_Base::failureReason() const { return {}; }
 KSClientCURL_BaseFactory::~KSClientCURL_BaseFactory() = default;
 
 KSClientCURL::KSClientCURL(const std::string& host, int port, cert_type certificate, int /*sessionType*/,
@@ -120,6 +142,7 @@ int KSClientCURL::request(const char* method, const std::string& path, const std
 {
     httpStatus_ = 0;
     responseBody_.clear();
+    failureReason_.clear();
     if (!verifyServer_) {
         return CURLE_PEER_FAILED_VERIFICATION;
     }
@@ -130,7 +153,8 @@ int KSClientCURL::request(const char* method, const std::string& path, const std
             return CURLE_URL_MALFORMAT;
         }
         http::Response response;
-        const int status = send(std::move(key), certificate_ != CERT_TYPE_NONE, request, response);
+        const int status =
+            send(std::move(key), certificate_ != CERT_TYPE_NONE, request, response, failureReason_);
         if (status == CURLE_OK) {
             httpStatus_ = response.status;
             responseBody_ = std::move(response.body);
@@ -139,7 +163,6 @@ int KSClientCURL::request(const char* method, const std::string& path, const std
     } catch (const std::bad_alloc&) {
         return CURLE_OUT_OF_MEMORY;
     } catch (const std::exception&) {
-        // A configuration that cannot be used, which has been logged.
         return CURLE_FAILED_INIT;
     }
 }

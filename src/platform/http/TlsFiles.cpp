@@ -25,85 +25,92 @@ constexpr Kind CERTIFICATE{"certificate", "tls.certificate", CURLE_SSL_CERTPROBL
 constexpr Kind KEY{"private key", "tls.key", CURLE_SSL_CERTPROBLEM};
 constexpr Kind CA{"CA certificates", "tls.ca", CURLE_SSL_CACERT_BADFILE};
 
-int failToRead(const Kind& kind, const std::string& path, const std::string& reason)
+int fail(const Kind& kind, const std::string& text, std::string& reason)
 {
-    logmsgf(LOG_LEVEL_ERROR, TAG, "cannot read the %s \"%s\": %s", kind.name, path.c_str(), reason.c_str());
+    logmsgf(LOG_LEVEL_ERROR, TAG, "%s", text.c_str());
+    reason = text;
     return kind.status;
 }
 
-int failToRead(const Kind& kind, const std::string& path, int errorNumber)
+int failToRead(const Kind& kind, const std::string& path, const std::string& cause, std::string& reason)
 {
-    return failToRead(kind, path, std::generic_category().message(errorNumber));
+    return fail(kind, std::string("cannot read the ") + kind.name + " \"" + path + "\": " + cause, reason);
 }
 
-int requireConfigured(const Kind& kind, const std::string& path)
+int failToRead(const Kind& kind, const std::string& path, int errorNumber, std::string& reason)
 {
-    if (path.empty()) {
-        logmsgf(LOG_LEVEL_ERROR, TAG, "no %s: \"%s\" is not configured", kind.name, kind.setting);
-        return kind.status;
+    return failToRead(kind, path, std::generic_category().message(errorNumber), reason);
+}
+
+int requireConfigured(const Kind& kind, const std::string& path, std::string& reason)
+{
+    if (!path.empty()) {
+        return CURLE_OK;
     }
-    return CURLE_OK;
+    fail(kind, std::string("no ") + kind.name + ": \"" + kind.setting + "\" is not configured", reason);
+    reason += " in " + configPath();
+    return kind.status;
 }
 
-int requireRegular(const Kind& kind, const std::string& path, const struct stat& status)
+int requireRegular(const Kind& kind, const std::string& path, const struct stat& status, std::string& reason)
 {
-    return S_ISREG(status.st_mode) ? CURLE_OK : failToRead(kind, path, "not a regular file");
+    return S_ISREG(status.st_mode) ? CURLE_OK : failToRead(kind, path, "not a regular file", reason);
 }
 
-int find(const Kind& kind, const std::string& path, TlsFile& file)
+int find(const Kind& kind, const std::string& path, TlsFile& file, std::string& reason)
 {
-    if (requireConfigured(kind, path) != CURLE_OK) {
+    if (requireConfigured(kind, path, reason) != CURLE_OK) {
         return kind.status;
     }
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) {
-        return failToRead(kind, path, errno);
+        return failToRead(kind, path, errno, reason);
     }
     file = {path, System::FileState(status)};
-    return requireRegular(kind, path, status);
+    return requireRegular(kind, path, status, reason);
 }
 
-int findHost(const Config& config, TlsFiles& files)
+int findHost(const Config& config, TlsFiles& files, std::string& reason)
 {
-    int status = find(CERTIFICATE, config.tlsCertificate, files.certificate);
+    int status = find(CERTIFICATE, config.tlsCertificate, files.certificate, reason);
     if (status == CURLE_OK) {
-        status = requireConfigured(KEY, config.tlsKey);
+        status = requireConfigured(KEY, config.tlsKey, reason);
         files.key = config.tlsKey;
     }
     return status;
 }
 
-int open(const Kind& kind, const std::string& path)
+int open(const Kind& kind, const std::string& path, std::string& reason)
 {
     if (path.empty()) {
         return CURLE_OK;
     }
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (descriptor < 0) {
-        return failToRead(kind, path, errno);
+        return failToRead(kind, path, errno, reason);
     }
     struct stat status {};
     const int error = ::fstat(descriptor, &status) == 0 ? 0 : errno;
     ::close(descriptor);
-    return error == 0 ? requireRegular(kind, path, status) : failToRead(kind, path, error);
+    return error == 0 ? requireRegular(kind, path, status, reason) : failToRead(kind, path, error, reason);
 }
 
 } // namespace
 
-int findTlsFiles(const Config& config, bool authenticateHost, TlsFiles& files)
+int findTlsFiles(const Config& config, bool authenticateHost, TlsFiles& files, std::string& reason)
 {
     files = {};
-    const int status = authenticateHost ? findHost(config, files) : CURLE_OK;
-    return status == CURLE_OK ? find(CA, config.tlsCa, files.ca) : status;
+    const int status = authenticateHost ? findHost(config, files, reason) : CURLE_OK;
+    return status == CURLE_OK ? find(CA, config.tlsCa, files.ca, reason) : status;
 }
 
-int checkReadable(const TlsFiles& files)
+int checkReadable(const TlsFiles& files, std::string& reason)
 {
-    int status = open(CERTIFICATE, files.certificate.path);
+    int status = open(CERTIFICATE, files.certificate.path, reason);
     if (status == CURLE_OK) {
-        status = open(KEY, files.key);
+        status = open(KEY, files.key, reason);
     }
-    return status == CURLE_OK ? open(CA, files.ca.path) : status;
+    return status == CURLE_OK ? open(CA, files.ca.path, reason) : status;
 }
 
 } // namespace Tessara::Keepsafe::Platform::http

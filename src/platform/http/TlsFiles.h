@@ -36,11 +36,11 @@ struct TlsFiles {
 
 /// Finds the configured files; certificate and key only when the host authenticates itself. Returns 0, or
 /// libcurl's status for such a file when one is not configured, or is not there, which is then logged;
-/// whether the key is there, `checkReadable` finds out.
-int findTlsFiles(const Config& config, bool authenticateHost, TlsFiles& files);
+/// whether the key is there, `checkReadable` finds out. `reason` is the failure in words.
+int findTlsFiles(const Config& config, bool authenticateHost, TlsFiles& files, std::string& reason);
 
 /// Returns 0, or libcurl's status for the first of the files that cannot be read, which is then logged.
-int checkReadable(const TlsFiles& files);
+int checkReadable(const TlsFiles& files, std::string& reason);
 
 } // namespace Tessara::Keepsafe::Platform::http
 

@@ -1,19 +1,13 @@
 #include <keepsafe/platform/http/extract_error.h>
 
-#include <limits>
-#include <memory>
-
-#include <jansson.h>
-
 #include <keepsafe/platform/status/status_codes.h>
+#include <limits>
+
+#include "JsonHandle.h"
 
 namespace {
 
 namespace Status = Tessara::Keepsafe::Status;
-
-struct Release {
-    void operator()(json_t* value) const noexcept { json_decref(value); }
-};
 
 bool isErrorCode(const json_t* value)
 {
@@ -26,7 +20,7 @@ bool isErrorCode(const json_t* value)
 
 int extractErrorFromJSON(const std::string& body, int& errorCode, std::string& errorMessage)
 {
-    const std::unique_ptr<json_t, Release> document(json_loadb(body.data(), body.size(), 0, nullptr));
+    const Tessara::Keepsafe::JsonHandle document(json_loadb(body.data(), body.size(), 0, nullptr));
     const json_t* const code = json_object_get(document.get(), "errorCode");
     const json_t* const message = json_object_get(document.get(), "errorMessage");
     if (!isErrorCode(code) || !json_is_string(message)) {

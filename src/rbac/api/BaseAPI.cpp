@@ -1,39 +1,26 @@
 #include <keepsafe/rbac/api/BaseAPI.h>
 
-#include <array>
 #include <utility>
 
 #include <boost/make_shared.hpp>
 
-#include <keepsafe/platform/config/config.h>
-#include <keepsafe/platform/log/logmsg.h>
-#include <keepsafe/platform/status/EC_exception.h>
-#include <keepsafe/platform/status/status_codes.h>
+#include "exchange.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
 namespace {
 
-std::string masterServer()
-{
-    std::array<char, 257> name{};
-    const int status = db_getservernameEx(name.data(), name.size());
-    if (status != Status::SUCCESS) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, "get_master", "Couldn't get master server: %d", status);
-        throw EC_exception(status);
-    }
-    return name.data();
-}
+constexpr char TAG[] = "get_master";
 
 } // namespace
 
 BaseAPI::BaseAPI()
-    : masterServer_(masterServer()), factory_(boost::make_shared<KSClientCURLFactory>(CERT_TYPE_HOST))
+    : masterServer_(masterServer(TAG)), factory_(boost::make_shared<KSClientCURLFactory>(CERT_TYPE_HOST))
 {
 }
 
 BaseAPI::BaseAPI(boost::shared_ptr<KSClientCURL_BaseFactory> factory)
-    : masterServer_(masterServer()), factory_(std::move(factory))
+    : masterServer_(masterServer(TAG)), factory_(std::move(factory))
 {
 }
 

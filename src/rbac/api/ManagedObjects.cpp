@@ -8,7 +8,7 @@
 #include <keepsafe/rbac/api/Rbac2Json.h>
 
 #include "document.h"
-#include "exchange.h"
+#include "requests.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -40,8 +40,8 @@ ManagedObjectState toState(const char* name)
     if (std::strcmp(name, PENDING_STR) == 0) {
         return PENDING;
     }
-    logmsgf(Platform::LOG_LEVEL_ERROR, OBJECT_TAG, "Unexpected object state: %s", name);
-    throw EC_exception(Status::UNEXPECTED_RESPONSE);
+    diagnostics::fail(Status::UNEXPECTED_RESPONSE, OBJECT_TAG,
+                      std::string("Unexpected object state: ") + name);
 }
 
 /// Borrowed texts of an access definition's resource.
@@ -72,22 +72,15 @@ DefinitionTexts unpackDefinition(const json_t* resource)
     return texts;
 }
 
-ObjectNamespace toOperation(json_t* element, int index)
+ObjectNamespace toOperation(json_t* element, const std::string& index)
 {
     const char* id = nullptr;
     const char* type = nullptr;
     json_error_t error;
     if (json_unpack_ex(element, &error, 0, "{s:s, s:s}", "id", &id, "type", &type) != 0) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, DEFINITION_TAG,
-                "Error parsing operation relationship %d at position %d: %s", index, error.position,
-                error.text);
-        throw EC_exception(Status::MALFORMED_DOCUMENT);
+        rejectForm(error, DEFINITION_TAG, "Error parsing operation relationship " + index);
     }
-    if (std::strcmp(type, OPERATION_TYPE) != 0) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, DEFINITION_TAG, "Invalid operation %d relationship type: %s",
-                index, type);
-        throw EC_exception(Status::UNEXPECTED_RESPONSE);
-    }
+    requireType(type, OPERATION_TYPE, DEFINITION_TAG, "Invalid operation " + index + " relationship type");
     return boost::lexical_cast<ObjectNamespace>(id);
 }
 
@@ -122,7 +115,7 @@ AccessDefinition::AccessDefinition(const json_t* resource)
     requireType(texts.roleType, ROLE_TYPE, DEFINITION_TAG, "Invalid role relationship type");
     roleId = boost::lexical_cast<int>(texts.roleId);
     for (std::size_t index = 0; index < json_array_size(texts.operations); ++index) {
-        operations.push_back(toOperation(json_array_get(texts.operations, index), static_cast<int>(index)));
+        operations.push_back(toOperation(json_array_get(texts.operations, index), std::to_string(index)));
     }
     requireType(texts.objectType, OBJECT_TYPE, DEFINITION_TAG, "Invalid object relationship type");
     managedObject = boost::lexical_cast<ObjectNamespace>(texts.objectId);

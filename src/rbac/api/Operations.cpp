@@ -5,7 +5,7 @@
 #include <boost/lexical_cast.hpp>
 
 #include "document.h"
-#include "exchange.h"
+#include "requests.h"
 
 namespace Tessara::Keepsafe::Rbac {
 

@@ -2,9 +2,11 @@
 
 #include <cstddef>
 
+#include <keepsafe/platform/http/service_failures.h>
 #include <keepsafe/platform/uri/percent_encode.h>
 
 #include "document.h"
+#include "requests.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -50,26 +52,30 @@ std::string encode_uri_part(const std::string& text)
     std::string encoded;
     const int status = percentEncodeUriPart(text, encoded);
     if (status != Status::SUCCESS) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, "rbac2_encode_uri_part", "Failed to encode. str=%s, status=%d",
-                text.c_str(), status);
-        throw EC_exception(status);
+        diagnostics::fail(status, "rbac2_encode_uri_part",
+                          "Failed to encode. str=" + text + ", status=" + std::to_string(status));
     }
     return encoded;
 }
 
-void throw_on_http_error(int expected, int actual, const std::string& body, const char* tag)
+int logRefusal(long httpStatus, const std::string& body, const char* tag)
 {
-    if (actual == expected) {
-        return;
-    }
+    const auto actual = static_cast<int>(httpStatus);
     const boost::shared_ptr<json_t> document = tryLoad(body);
     ServerError error;
     if (!unpack(document.get(), error)) {
         logmsgf(Platform::LOG_LEVEL_ERROR, tag, "Unexpected HTTP status: %d", actual);
-        throw EC_exception(Status::CONVERSION_FAILED);
+        return Status::CONVERSION_FAILED;
     }
     logmsgf(Platform::LOG_LEVEL_ERROR, tag, "Unexpected HTTP status: %d: %s", actual, textOf(error).c_str());
-    throw EC_exception(error.code);
+    return error.code;
+}
+
+void throw_on_http_error(int expected, int actual, const std::string& body, const char* tag)
+{
+    if (actual != expected) {
+        throw ServiceRefusal(logRefusal(actual, body, tag), actual, body);
+    }
 }
 
 } // namespace Tessara::Keepsafe::Rbac

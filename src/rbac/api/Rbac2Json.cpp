@@ -8,8 +8,9 @@
 #include <jansson.h>
 
 #include <keepsafe/platform/log/logmsg.h>
-#include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/platform/status/status_codes.h>
+
+#include "fail.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -49,8 +50,8 @@ boost::shared_ptr<json_t> json_loads_shared(const std::string& text)
     json_error_t error;
     json_t* const document = json_loads(text.c_str(), 0, &error);
     if (document == nullptr) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, "json_loads_shared", "Error parsing JSON: %s", error.text);
-        throw EC_exception(Status::MALFORMED_DOCUMENT);
+        diagnostics::fail(Status::MALFORMED_DOCUMENT, "json_loads_shared",
+                          std::string("Error parsing JSON: ") + error.text);
     }
     return own(document);
 }

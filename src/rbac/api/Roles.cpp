@@ -8,7 +8,7 @@
 #include <keepsafe/rbac/api/Rbac2Json.h>
 
 #include "document.h"
-#include "exchange.h"
+#include "requests.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -45,17 +45,15 @@ std::string requestDocument(const std::string& name, const std::string& descript
 
 int toRoleId(const char* text)
 {
+    const std::string invalid = std::string("Invalid role ID in response: ") + text;
     int id = 0;
     try {
         id = boost::lexical_cast<int>(text);
     } catch (const boost::bad_lexical_cast& error) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, RECORD_TAG, "Invalid role ID in response: %s (%s)", text,
-                error.what());
-        throw EC_exception(Status::UNEXPECTED_RESPONSE);
+        diagnostics::fail(Status::UNEXPECTED_RESPONSE, RECORD_TAG, invalid + " (" + error.what() + ')');
     }
     if (id < 0) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, RECORD_TAG, "Invalid role ID in response: %s", text);
-        throw EC_exception(Status::UNEXPECTED_RESPONSE);
+        diagnostics::fail(Status::UNEXPECTED_RESPONSE, RECORD_TAG, invalid);
     }
     return id;
 }

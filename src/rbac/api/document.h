@@ -7,9 +7,9 @@
 #include <boost/shared_ptr.hpp>
 #include <jansson.h>
 
-#include <keepsafe/platform/log/logmsg.h>
-#include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/platform/status/status_codes.h>
+
+#include "fail.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -24,8 +24,7 @@ inline json_t* requireData(const boost::shared_ptr<json_t>& document, const char
 {
     json_t* const data = json_object_get(document.get(), "data");
     if (data == nullptr) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, tag, "Error getting 'data' field from JSON response");
-        throw EC_exception(Status::MALFORMED_DOCUMENT);
+        diagnostics::fail(Status::MALFORMED_DOCUMENT, tag, "Error getting 'data' field from JSON response");
     }
     return data;
 }
@@ -33,20 +32,19 @@ inline json_t* requireData(const boost::shared_ptr<json_t>& document, const char
 /// Throws `EC_exception` 9103 with a line in the log unless the type is the wanted one. `message` is what the
 /// line says before the type.
 inline void requireType(const char* type, const char* wanted, const char* tag,
-                        const char* message = "Unexpected response type")
+                        const std::string& message = "Unexpected response type")
 {
     if (std::strcmp(type, wanted) != 0) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, tag, "%s: %s", message, type);
-        throw EC_exception(Status::UNEXPECTED_RESPONSE);
+        diagnostics::fail(Status::UNEXPECTED_RESPONSE, tag, message + ": " + type);
     }
 }
 
 /// A resource that has not the form it should have.
 [[noreturn]] inline void rejectForm(const json_error_t& error, const char* tag,
-                                    const char* message = "Error parsing JSON response")
+                                    const std::string& message = "Error parsing JSON response")
 {
-    logmsgf(Platform::LOG_LEVEL_ERROR, tag, "%s at position %d: %s", message, error.position, error.text);
-    throw EC_exception(Status::MALFORMED_DOCUMENT);
+    diagnostics::fail(Status::MALFORMED_DOCUMENT, tag,
+                      message + " at position " + std::to_string(error.position) + ": " + error.text);
 }
 
 } // namespace Tessara::Keepsafe::Rbac

@@ -1,22 +1,20 @@
-#include <keepsafe/rbac/client/AccessControlClient.h>
+#include "client_factory.h"
 
-#include <array>
 #include <cstring>
 
 #include <boost/lexical_cast.hpp>
 #include <boost/make_shared.hpp>
-#include <jansson.h>
+#include <boost/scoped_ptr.hpp>
 
 #include <keepsafe/cache/AccessCache.h>
 #include <keepsafe/cache/OperationCache.h>
-#include <keepsafe/platform/config/config.h>
-#include <keepsafe/platform/http/KSClientCURL.h>
-#include <keepsafe/platform/log/logmsg.h>
-#include <keepsafe/platform/status/EC_exception.h>
-#include <keepsafe/platform/status/status_codes.h>
 #include <keepsafe/platform/uri/percent_encode.h>
 #include <keepsafe/rbac/client/DiskAccessControlClient.h>
 #include <keepsafe/rbac/client/StubAccessControlClient.h>
+
+#include "JsonHandle.h"
+#include "exchange.h"
+#include "fail.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -27,7 +25,6 @@ constexpr char TAG[] = "AccessControlClient::create";
 constexpr char RESPONSE_TAG[] = "process_access_cace_response";
 
 constexpr int ENFORCEMENT_FEATURE = 1;
-constexpr long HTTP_OK = 200;
 constexpr char RESOURCE[] = "/keepsafe/access-control/access-caches/";
 
 /// Which operations stand at which bits, for every disk client of the process.
@@ -40,61 +37,80 @@ void logEnforcement(const char* generation)
     logmsgvf(VERBOSITY, CATEGORY, TAG, "%s enforcement.", generation);
 }
 
-[[noreturn]] void reject() { throw EC_exception(Status::MALFORMED_DOCUMENT); }
-
-/// Asks the master server which cache covers the namespace. Returns 0 with the response, or a status.
-int requestCache(const std::string& path, std::string& response)
-{
-    std::array<char, 257> server{};
-    const int lookup = db_getservernameEx(server.data(), server.size());
-    if (lookup != Status::SUCCESS) {
-        return lookup;
+struct RequestLog {
+    void transferFailed(int status) const
+    {
+        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Curl error requesting access cache: %d", status);
     }
-    constexpr int SESSION_TYPE = 1;
-    constexpr bool NOT_ABORTED = false;
-    KSClientCURL curl(server.data(), MASTER_SERVER_PORT, CERT_TYPE_HOST, SESSION_TYPE, nullptr, "", "", "",
-                      true, false, false, false, NOT_ABORTED, 0);
-    const int transfer = curl.Get(path);
-    if (transfer != Status::SUCCESS) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Curl error requesting access cache: %d", transfer);
-        return transfer;
+    void answered(long httpStatus) const
+    {
+        logmsgf(Platform::LOG_LEVEL_INFORMATION, TAG, "Request for %s; http status %ld", path.c_str(),
+                httpStatus);
     }
-    logmsgf(Platform::LOG_LEVEL_INFORMATION, TAG, "Request for %s; http status %ld", path.c_str(),
-            curl.httpStatus());
-    if (curl.httpStatus() != HTTP_OK) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Get access-cache return HTTP status %ld", curl.httpStatus());
+    [[nodiscard]] int refused(long httpStatus, const std::string& /*body*/) const
+    {
+        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Get access-cache return HTTP status %ld", httpStatus);
         return Status::CONVERSION_FAILED;
     }
-    response = curl.responseBody();
-    return Status::SUCCESS;
+
+    const std::string& path;
+};
+
+/// The namespace's text form.
+std::string textOf(const ObjectNamespace& objectNamespace)
+{
+    std::string text;
+    if (!boost::conversion::try_lexical_convert(objectNamespace, text)) {
+        throw ExplainedFailure(Status::CONVERSION_FAILED, "the namespace has no text form");
+    }
+    return text;
+}
+
+/// Asks the master server which cache covers the namespace.
+std::string requestCache(const std::string& objectNamespace, KSClientCURL_BaseFactory& httpClients)
+{
+    logmsgf(Platform::LOG_LEVEL_INFORMATION, TAG, "Requesting cache for %s", objectNamespace.c_str());
+    std::string path;
+    const int encoding = percentEncodeUriPart(objectNamespace, path);
+    if (encoding != Status::SUCCESS) {
+        throw ExplainedFailure(encoding, "the namespace cannot be encoded");
+    }
+    path.insert(0, RESOURCE);
+    const boost::scoped_ptr<KSClientCURL_Base> curl(
+        httpClients.create(masterServer(), MASTER_SERVER_PORT, CLIENT_KIND_REST));
+    if (!curl) {
+        throw ExplainedFailure(Status::CONVERSION_FAILED, "there is no HTTP client");
+    }
+    constexpr long OK = 200;
+    return exchange(
+        *curl, OK, [&path](KSClientCURL_Base& client) { return client.Get(path); }, RequestLog{path});
+}
+
+[[noreturn]] void reject(const std::string& text)
+{
+    diagnostics::fail(Status::MALFORMED_DOCUMENT, RESPONSE_TAG, text);
 }
 
 /// The id of the access cache that the response names.
 std::string readCacheId(const std::string& response)
 {
     json_error_t error;
-    const boost::shared_ptr<json_t> document(json_loads(response.c_str(), 0, &error), json_decref);
+    const JsonHandle document(json_loads(response.c_str(), 0, &error));
     if (!document) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, RESPONSE_TAG, "Error parsing response at position %d: %s",
-                error.position, error.text);
-        reject();
+        reject("Error parsing response at position " + std::to_string(error.position) + ": " + error.text);
     }
     const char* type = nullptr;
     const char* id = nullptr;
     if (json_unpack_ex(document.get(), &error, 0, "{s: {s:s, s:s, *}, *}", "data", "type", &type, "id",
                        &id) != 0) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, RESPONSE_TAG, "Error parsing response: %s", error.text);
-        reject();
+        reject(std::string("Error parsing response: ") + error.text);
     }
     constexpr char WANTED[] = "accessCache";
     if (std::strcmp(type, WANTED) != 0) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, RESPONSE_TAG, "Unexpected response type. Got %s; expected %s",
-                type, WANTED);
-        reject();
+        reject(std::string("Unexpected response type. Got ") + type + "; expected " + WANTED);
     }
     if (std::strpbrk(id, "/\\") != nullptr) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, RESPONSE_TAG, "Unexpected access-cache ID format: %s", id);
-        reject();
+        reject(std::string("Unexpected access-cache ID format: ") + id);
     }
     return id;
 }
@@ -113,9 +129,10 @@ boost::shared_ptr<AccessControlClient> openCache(const ObjectNamespace& objectNa
 
 } // namespace
 
-int AccessControlClient::create(const ObjectNamespace& objectNamespace,
-                                boost::shared_ptr<AccessControlClient>& client)
+int createClient(const ObjectNamespace& objectNamespace, KSClientCURL_BaseFactory& httpClients,
+                 boost::shared_ptr<AccessControlClient>& client, std::exception_ptr& cause)
 {
+    cause = nullptr;
     if (IsFeatureEnabled_c(ENFORCEMENT_FEATURE) == 0) {
         logEnforcement("Gen1");
         client = boost::make_shared<StubAccessControlClient>();
@@ -123,28 +140,39 @@ int AccessControlClient::create(const ObjectNamespace& objectNamespace,
     }
     logEnforcement("Gen2");
     std::string text;
-    if (!boost::conversion::try_lexical_convert(objectNamespace, text)) {
-        return Status::CONVERSION_FAILED;
-    }
-    logmsgf(Platform::LOG_LEVEL_INFORMATION, TAG, "Requesting cache for %s", text.c_str());
-    std::string encoded;
-    const int encoding = percentEncodeUriPart(text, encoded);
-    if (encoding != Status::SUCCESS) {
-        return encoding;
-    }
     std::string response;
-    const int request = requestCache(RESOURCE + encoded, response);
-    if (request != Status::SUCCESS) {
-        return request;
+    try {
+        text = textOf(objectNamespace);
+        response = requestCache(text, httpClients);
+    } catch (const ExplainedFailure& failure) {
+        // Nothing else is caught here: what an HTTP client throws is the caller's to know.
+        cause = std::current_exception();
+        return failure.status();
     }
     try {
         client = openCache(objectNamespace, text, readCacheId(response));
         return Status::SUCCESS;
     } catch (const EC_exception& failure) {
+        cause = std::current_exception();
         return failure.status();
     } catch (...) {
+        cause = std::current_exception();
         return Status::CONVERSION_FAILED;
     }
+}
+
+int AccessControlClient::create(const ObjectNamespace& objectNamespace,
+                                boost::shared_ptr<AccessControlClient>& client)
+{
+    std::exception_ptr cause;
+    return create(objectNamespace, client, cause);
+}
+
+int AccessControlClient::create(const ObjectNamespace& objectNamespace,
+                                boost::shared_ptr<AccessControlClient>& client, std::exception_ptr& cause)
+{
+    KSClientCURLFactory httpClients(CERT_TYPE_HOST);
+    return createClient(objectNamespace, httpClients, client, cause);
 }
 
 } // namespace Tessara::Keepsafe::Rbac

@@ -1,33 +1,18 @@
 #include <keepsafe/rbac/registration/DefaultObjectRegistrationService.h>
 
-#include <array>
-
 #include <boost/make_shared.hpp>
 
-#include <keepsafe/platform/config/config.h>
-#include <keepsafe/platform/log/logmsg.h>
-#include <keepsafe/platform/status/EC_exception.h>
-#include <keepsafe/platform/status/status_codes.h>
 #include <keepsafe/rbac/api/Rbac2Json.h>
 
+#include "exchange.h"
+#include "fail.h"
 #include "wire_text.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
 namespace {
 
-std::string masterServer()
-{
-    std::array<char, 257> name{};
-    const int status = db_getservernameEx(name.data(), name.size());
-    if (status != Status::SUCCESS) {
-        logmsgf(Platform::LOG_LEVEL_ERROR,
-                "DefaultObjectRegistrationService::DefaultObjectRegistrationService",
-                "Couldn't get master server: %d", status);
-        throw EC_exception(status);
-    }
-    return name.data();
-}
+constexpr char CONSTRUCTOR_TAG[] = "DefaultObjectRegistrationService::DefaultObjectRegistrationService";
 
 } // namespace
 
@@ -54,7 +39,7 @@ DefaultObjectRegistrationService::DefaultObjectRegistrationService()
 
 DefaultObjectRegistrationService::DefaultObjectRegistrationService(
     int port, boost::shared_ptr<KSClientCURL_BaseFactory> factory)
-    : port_(port), masterServer_(masterServer()), factory_(std::move(factory))
+    : port_(port), masterServer_(masterServer(CONSTRUCTOR_TAG)), factory_(std::move(factory))
 {
 }
 
@@ -97,9 +82,8 @@ void DefaultObjectRegistrationService::changeObjectState(const ObjectNamespace& 
     case DELETED:
         return bulkUpdateObjectState({}, {}, {objectNamespace});
     }
-    logmsgf(Platform::LOG_LEVEL_ERROR, "DefaultObjectRegistrationService::changeObjectState",
-            "Unknown object state, %d", static_cast<int>(state));
-    throw EC_exception(Status::INVALID_ARGUMENT);
+    diagnostics::fail(Status::INVALID_ARGUMENT, "DefaultObjectRegistrationService::changeObjectState",
+                      "Unknown object state, " + std::to_string(static_cast<int>(state)));
 }
 
 void DefaultObjectRegistrationService::deleteObject(const ObjectNamespace& objectNamespace) const

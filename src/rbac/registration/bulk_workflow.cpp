@@ -30,29 +30,26 @@ const char* missingArgument(const Service::DataList& data, bool hasCallback) noe
 }
 
 int registerPending(const Service& service, const Service::DataList& data,
-                    Service::RegisteredObjects& registered) noexcept
+                    Service::RegisteredObjects& registered, std::exception_ptr& cause) noexcept
 {
+    constexpr FailureTexts TEXTS{"Registration failed", nullptr,
+                                 ", status=", " with exception: ", " with unknown exception."};
     logmsgf(Platform::LOG_LEVEL_INFORMATION, TAG, "Registering %lu objects", data.size());
-    try {
+    return attempt(TAG, TEXTS, STATUS_OF_EXCEPTION, cause, [&] {
         registered = service.bulkRegisterObjectsWithStatePending(data);
         return Status::SUCCESS;
-    } catch (const EC_exception& failure) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Registration failed, status=%d", failureStatus(failure));
-        return failureStatus(failure);
-    } catch (const std::exception& failure) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Registration failed with exception: %s", failure.what());
-    } catch (...) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Registration failed with unknown exception.");
-    }
-    return Status::CONVERSION_FAILED;
+    });
 }
 
 /// Commits the objects whose work succeeded and rolls back the others, in one request. Returns `result` when
 /// that succeeds.
 int updateStates(const Service& service, const std::set<ObjectNamespace>& successful,
-                 Service::RegisteredObjects& registered, int result) noexcept
+                 Service::RegisteredObjects& registered, int result, std::exception_ptr& cause) noexcept
 {
-    try {
+    constexpr FailureTexts TEXTS{"State update failed", nullptr,
+                                 ", status=", " with exception: ", " with unknown exception."};
+    // STATE_UPDATE_FAILED whatever the callback came to.
+    return attempt(TAG, TEXTS, Status::STATE_UPDATE_FAILED, cause, [&] {
         std::list<ObjectNamespace> ready;
         std::list<ObjectNamespace> deleted;
         // Both are in the order of names.
@@ -68,14 +65,7 @@ int updateStates(const Service& service, const std::set<ObjectNamespace>& succes
         service.bulkUpdateObjectState(ready, {}, deleted);
         logmsgf(Platform::LOG_LEVEL_DEBUG, TAG, "Successfully updated object states.");
         return result;
-    } catch (const EC_exception& failure) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "State update failed, status=%d", failure.status());
-    } catch (const std::exception& failure) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "State update failed with exception: %s", failure.what());
-    } catch (...) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "State update failed with unknown exception.");
-    }
-    return Status::STATE_UPDATE_FAILED; // whatever the callback came to
+    });
 }
 
 /// The result that the callback's set stands for.
@@ -96,25 +86,34 @@ int compare(std::size_t successful, std::size_t all) noexcept
 int DefaultObjectRegistrationService::bulkRegisterObjects(
     const DataList& data, const boost::shared_ptr<BulkObjectRegistrationCallback>& callback)
 {
+    std::exception_ptr ignored;
+    return bulkRegisterObjects(data, callback, ignored);
+}
+
+int DefaultObjectRegistrationService::bulkRegisterObjects(
+    const DataList& data, const boost::shared_ptr<BulkObjectRegistrationCallback>& callback,
+    std::exception_ptr& cause)
+{
+    cause = nullptr;
     if (const char* const missing = missingArgument(data, callback != nullptr)) {
         logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "%s", missing);
         return Status::INVALID_ARGUMENT;
     }
     RegisteredObjects registered;
-    const int registration = registerPending(*this, data, registered);
+    const int registration = registerPending(*this, data, registered, cause);
     if (registration != Status::SUCCESS) {
         return notifyFailure(TAG, *callback, registration);
     }
     logmsgf(Platform::LOG_LEVEL_DEBUG, TAG, "Successfully registered the objects in PENDING state.");
     std::set<ObjectNamespace> successful;
-    const int work = callbackStatus(TAG, [&] {
+    const int work = callbackStatus(TAG, cause, [&] {
         (void)callback->invoke(successful);
         return Status::SUCCESS;
     });
     if (work != Status::SUCCESS) {
         successful.clear();
     }
-    return updateStates(*this, successful, registered, compare(successful.size(), data.size()));
+    return updateStates(*this, successful, registered, compare(successful.size(), data.size()), cause);
 }
 
 } // namespace Tessara::Keepsafe::Rbac

@@ -6,10 +6,10 @@
 
 #include <boost/lexical_cast.hpp>
 
-#include <keepsafe/platform/log/logmsg.h>
-#include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/platform/status/status_codes.h>
 #include <keepsafe/rbac/registration/ObjectRegistrationData.h>
+
+#include "fail.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -22,9 +22,8 @@ inline bool isComplete(const boost::shared_ptr<ObjectRegistrationData>& data) no
 inline void requireComplete(const boost::shared_ptr<ObjectRegistrationData>& data)
 {
     if (!isComplete(data)) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, "DefaultObjectRegistrationService::buildRegistrationJSON",
-                "ObjectRegistrationData and AccessControlAttributes are required");
-        throw EC_exception(Status::INVALID_ARGUMENT);
+        diagnostics::fail(Status::INVALID_ARGUMENT, "DefaultObjectRegistrationService::buildRegistrationJSON",
+                          "ObjectRegistrationData and AccessControlAttributes are required");
     }
 }
 

@@ -9,12 +9,11 @@
 #include <boost/lexical_cast.hpp>
 #include <jansson.h>
 
-#include <keepsafe/platform/log/logmsg.h>
-#include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/platform/status/status_codes.h>
 #include <keepsafe/rbac/api/Rbac2Json.h>
 
 #include "NamespaceReader.h"
+#include "fail.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -27,15 +26,9 @@ constexpr char BULK_TAG[] = "DefaultObjectRegistrationService::extractBulkRegist
 
 [[noreturn]] void rejectForm(const json_error_t& error, const char* tag)
 {
-    logmsgf(Platform::LOG_LEVEL_ERROR, tag, "Error parsing JSON response at position %d: %s", error.position,
-            error.text);
-    throw EC_exception(Status::UNEXPECTED_RESPONSE);
-}
-
-[[noreturn]] void reject(const char* reason, const char* tag)
-{
-    logmsgf(Platform::LOG_LEVEL_ERROR, tag, "%s", reason);
-    throw EC_exception(Status::UNEXPECTED_RESPONSE);
+    diagnostics::fail(Status::UNEXPECTED_RESPONSE, tag,
+                      "Error parsing JSON response at position " + std::to_string(error.position) + ": " +
+                          error.text);
 }
 
 enum class Form { RIGHT, WRONG, NO_ARRAY };
@@ -107,7 +100,8 @@ DefaultObjectRegistrationService::extractRegisteredNamespaces(const json_t* reco
     case Form::RIGHT:
         return registered;
     case Form::NO_ARRAY:
-        reject("Invalid registration response. data is not an array", TAG);
+        diagnostics::fail(Status::UNEXPECTED_RESPONSE, TAG,
+                          "Invalid registration response. data is not an array");
     default:
         rejectForm(error, TAG);
     }
@@ -137,7 +131,8 @@ DefaultObjectRegistrationService::extractBulkRegisteredNamespaces(const std::str
         rejectForm(error, BULK_TAG);
     }
     if (!json_is_array(records)) {
-        reject("Invalid bulk registration response. data is not an array", BULK_TAG);
+        diagnostics::fail(Status::UNEXPECTED_RESPONSE, BULK_TAG,
+                          "Invalid bulk registration response. data is not an array");
     }
     RegisteredObjects registered;
     for (std::size_t index = 0; index < json_array_size(records); ++index) {

@@ -5,9 +5,9 @@
 #include <boost/scoped_ptr.hpp>
 
 #include <keepsafe/platform/http/extract_error.h>
-#include <keepsafe/platform/log/logmsg.h>
-#include <keepsafe/platform/status/EC_exception.h>
-#include <keepsafe/platform/status/status_codes.h>
+
+#include "exchange.h"
+#include "fail.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -15,63 +15,68 @@ namespace {
 
 constexpr char TAG[] = "DefaultObjectRegistrationService::sendHttpRequest";
 
-constexpr long CREATED = 201;
-constexpr long NO_CONTENT = 204;
+/// What the log says of a type of request, and the HTTP status of its success.
+struct Kind {
+    const char* name;
+    long success;
+};
 
-/// Sends the request; throws when the transfer fails. Returns whether the server gave the expected answer.
-bool send(KSClientCURL_Base& client, HttpRequestType type, const std::string& url, const std::string& body)
+Kind kindOf(HttpRequestType type)
 {
-    int transfer = Status::SUCCESS;
+    constexpr long CREATED = 201;
+    constexpr long NO_CONTENT = 204;
     switch (type) {
     case HTTP_REQUEST_POST:
-        transfer = client.Post(url, body);
-        if (transfer == Status::SUCCESS) {
-            return client.httpStatus() == CREATED;
-        }
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG,
-                "Failed to send the POST object register request(%s). CURL request failed. error  = %d",
-                url.c_str(), transfer);
-        break;
+        return {"POST object register", CREATED};
     case HTTP_REQUEST_PATCH:
-        transfer = client.Patch(url, body);
-        if (transfer == Status::SUCCESS) {
-            return client.httpStatus() == NO_CONTENT;
-        }
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG,
-                "Failed to send the PATCH object unregister request(%s). CURL request failed. error  = %d",
-                url.c_str(), transfer);
-        break;
+        return {"PATCH object unregister", NO_CONTENT};
     case HTTP_REQUEST_DELETE:
-        transfer = client.Delete(url);
-        if (transfer == Status::SUCCESS) {
-            return client.httpStatus() == NO_CONTENT;
-        }
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG,
-                "Failed to send the DELETE object request(%s). CURL request failed. error  = %d", url.c_str(),
-                transfer);
-        break;
-    default:
-        return false;
+        return {"DELETE object", NO_CONTENT};
     }
-    throw EC_exception(transfer);
+    constexpr long NEVER = -1;
+    return {"", NEVER};
 }
 
-/// Throws what the server says about its refusal.
-[[noreturn]] void rejectAnswer(const KSClientCURL_Base& client)
+int send(KSClientCURL_Base& client, HttpRequestType type, const std::string& url, const std::string& body)
 {
-    int errorCode = Status::UNEXPECTED_RESPONSE;
-    std::string errorMessage;
-    const int parsing = extractErrorFromJSON(client.responseBody(), errorCode, errorMessage);
-    if (parsing != Status::SUCCESS) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG,
-                "Failed to parse error from JSON response. HTTP response code = %ld. parse error = %d",
-                client.httpStatus(), parsing);
-        throw EC_exception(Status::UNEXPECTED_RESPONSE);
+    switch (type) {
+    case HTTP_REQUEST_POST:
+        return client.Post(url, body);
+    case HTTP_REQUEST_PATCH:
+        return client.Patch(url, body);
+    case HTTP_REQUEST_DELETE:
+        return client.Delete(url);
     }
-    logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Failed to register object. HTTP response code = %ld. error = %d",
-            client.httpStatus(), errorCode);
-    throw EC_exception(errorCode);
+    return Status::SUCCESS;
 }
+
+struct RequestLog {
+    void transferFailed(int status) const
+    {
+        logmsgf(Platform::LOG_LEVEL_ERROR, TAG,
+                "Failed to send the %s request(%s). CURL request failed. error  = %d", kind, url.c_str(),
+                status);
+    }
+    void answered(long /*httpStatus*/) const {}
+    [[nodiscard]] int refused(long httpStatus, const std::string& body) const
+    {
+        int errorCode = Status::UNEXPECTED_RESPONSE;
+        std::string errorMessage;
+        const int parsing = extractErrorFromJSON(body, errorCode, errorMessage);
+        if (parsing == Status::SUCCESS) {
+            logmsgf(Platform::LOG_LEVEL_ERROR, TAG,
+                    "Failed to register object. HTTP response code = %ld. error = %d", httpStatus, errorCode);
+        } else {
+            logmsgf(Platform::LOG_LEVEL_ERROR, TAG,
+                    "Failed to parse error from JSON response. HTTP response code = %ld. parse error = %d",
+                    httpStatus, parsing);
+        }
+        return errorCode;
+    }
+
+    const char* kind;
+    const std::string& url;
+};
 
 } // namespace
 
@@ -83,17 +88,16 @@ void DefaultObjectRegistrationService::sendHttpRequest(HttpRequestType type, con
     const boost::scoped_ptr<KSClientCURL_Base> client(
         factory_ ? factory_->create(masterServer_, port_, CLIENT_KIND_REST) : nullptr);
     if (!client) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "There is no HTTP client for %s", masterServer_.c_str());
-        throw EC_exception(Status::CONVERSION_FAILED);
+        diagnostics::fail(Status::CONVERSION_FAILED, TAG, "There is no HTTP client for " + masterServer_);
     }
     client->setApiVersion(MAX_VERSION);
     logmsgf(Platform::LOG_LEVEL_INFORMATION, TAG, "Send request type %d to URL %s", static_cast<int>(type),
             url.c_str());
     logmsgvf(PAYLOAD_VERBOSITY, PAYLOAD_CATEGORY, TAG, "Request payload: %s", body.c_str());
-    if (!send(*client, type, url, body)) {
-        rejectAnswer(*client);
-    }
-    response = client->responseBody();
+    const Kind kind = kindOf(type);
+    response = exchange(
+        *client, kind.success, [&](KSClientCURL_Base& curl) { return send(curl, type, url, body); },
+        RequestLog{kind.name, url});
 }
 
 void DefaultObjectRegistrationService::sendHttpRequest(HttpRequestType type, const std::string& url,

@@ -15,121 +15,87 @@ constexpr char REGISTER_TAG[] = "DefaultObjectRegistrationService::registerObjec
 constexpr char UNREGISTER_TAG[] = "DefaultObjectRegistrationService::unregisterObject";
 
 int registerPending(const Service& service, const boost::shared_ptr<ObjectRegistrationData>& data,
-                    Service::RegisteredObject& registered) noexcept
+                    Service::RegisteredObject& registered, std::exception_ptr& cause) noexcept
 {
-    try {
+    constexpr FailureTexts TEXTS{"Registration", nullptr,
+                                 " failed, status=", " threw exception: ", " threw unknown exception."};
+    return attempt(REGISTER_TAG, TEXTS, STATUS_OF_EXCEPTION, cause, [&] {
         registered = service.registerObjectWithStatePending(data);
         return Status::SUCCESS;
-    } catch (const EC_exception& failure) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, REGISTER_TAG, "Registration failed, status=%d",
-                failureStatus(failure));
-        return failureStatus(failure);
-    } catch (const std::exception& failure) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, REGISTER_TAG, "Registration threw exception: %s", failure.what());
-    } catch (...) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, REGISTER_TAG, "Registration threw unknown exception.");
-    }
-    return Status::CONVERSION_FAILED;
+    });
 }
 
-int commit(const Service& service, const Service::RegisteredObject& registered) noexcept
+int commit(const Service& service, const Service::RegisteredObject& registered,
+           std::exception_ptr& cause) noexcept
 {
     const char* const name = logForm(registered.first);
+    const FailureTexts texts{"Failed to commit", name, nullptr,
+                             ". exception: ", ". Unknown exception thrown."};
     logmsgf(Platform::LOG_LEVEL_DEBUG, REGISTER_TAG, "Callback success. Committing the object.");
-    try {
+    return attempt(REGISTER_TAG, texts, Status::COMMIT_FAILED, cause, [&] {
         service.bulkUpdateObjectState(registered.second, {}, {});
         logmsgf(Platform::LOG_LEVEL_INFORMATION, REGISTER_TAG, "Object successfully registered [%s]", name);
         return Status::SUCCESS;
-    } catch (const std::exception& failure) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, REGISTER_TAG, "Failed to commit [%s]. exception: %s", name,
-                failure.what());
-    } catch (...) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, REGISTER_TAG, "Failed to commit [%s]. Unknown exception thrown.",
-                name);
-    }
-    return Status::COMMIT_FAILED;
+    });
 }
 
-int rollBack(const Service& service, const Service::RegisteredObject& registered, int status) noexcept
+int rollBack(const Service& service, const Service::RegisteredObject& registered, int status,
+             std::exception_ptr& cause) noexcept
 {
     const char* const name = logForm(registered.first);
+    const FailureTexts texts{"Failed to rollback", name, nullptr,
+                             ". exception: ", ". Unknown exception thrown."};
     logmsgf(Platform::LOG_LEVEL_DEBUG, REGISTER_TAG,
             "Callback failed. Rolling back the object. callbackStatus=%d", status);
-    try {
+    return attempt(REGISTER_TAG, texts, Status::ROLLBACK_FAILED, cause, [&] {
         service.bulkUpdateObjectState({}, {}, registered.second);
         // An error although it succeeded: it is how this registration ends.
         logmsgf(Platform::LOG_LEVEL_ERROR, REGISTER_TAG, "Object successfully rolled back [%s]", name);
         return Status::REGISTRATION_ROLLED_BACK;
-    } catch (const std::exception& failure) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, REGISTER_TAG, "Failed to rollback [%s]. exception: %s", name,
-                failure.what());
-    } catch (...) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, REGISTER_TAG, "Failed to rollback [%s]. Unknown exception thrown.",
-                name);
-    }
-    return Status::ROLLBACK_FAILED;
+    });
 }
 
-int makePending(const Service& service, const ObjectNamespace& object) noexcept
+/// How the steps of an unregistration fail.
+FailureTexts unregisterTexts(const char* what, const char* object = nullptr) noexcept
+{
+    return {what, object, ", status=", ". Exception: ", ". Unknown exception occurred."};
+}
+
+int makePending(const Service& service, const ObjectNamespace& object, std::exception_ptr& cause) noexcept
 {
     logmsgf(Platform::LOG_LEVEL_INFORMATION, UNREGISTER_TAG, "Unregistering %s", logForm(object));
-    try {
-        service.changeObjectState(object, PENDING);
-        logmsgf(Platform::LOG_LEVEL_INFORMATION, UNREGISTER_TAG, "Updated [%s] state to PENDING",
-                logForm(object));
-        return Status::SUCCESS;
-    } catch (const EC_exception& failure) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, UNREGISTER_TAG, "Failed to update object to pending, status=%d",
-                failureStatus(failure));
-        return failureStatus(failure);
-    } catch (const std::exception& failure) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, UNREGISTER_TAG,
-                "Failed to update object to pending. Exception: %s", failure.what());
-    } catch (...) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, UNREGISTER_TAG,
-                "Failed to update object to pending. Unknown exception occurred.");
-    }
-    return Status::CONVERSION_FAILED;
+    return attempt(UNREGISTER_TAG, unregisterTexts("Failed to update object to pending"), STATUS_OF_EXCEPTION,
+                   cause, [&] {
+                       service.changeObjectState(object, PENDING);
+                       logmsgf(Platform::LOG_LEVEL_INFORMATION, UNREGISTER_TAG,
+                               "Updated [%s] state to PENDING", logForm(object));
+                       return Status::SUCCESS;
+                   });
 }
 
-int commitDeletion(const Service& service, const ObjectNamespace& object) noexcept
+int commitDeletion(const Service& service, const ObjectNamespace& object, std::exception_ptr& cause) noexcept
 {
     const char* const name = logForm(object);
     logmsgf(Platform::LOG_LEVEL_INFORMATION, UNREGISTER_TAG, "Callback success. Deleting object");
-    try {
-        service.deleteObject(object);
-        logmsgf(Platform::LOG_LEVEL_INFORMATION, UNREGISTER_TAG, "[%s] unregistered successfully.", name);
-        return Status::SUCCESS;
-    } catch (const EC_exception& failure) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, UNREGISTER_TAG, "Failed to delete [%s], status=%d", name,
-                failure.status());
-    } catch (const std::exception& failure) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, UNREGISTER_TAG, "Failed to delete [%s]. Exception: %s", name,
-                failure.what());
-    } catch (...) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, UNREGISTER_TAG,
-                "Failed to delete [%s]. Unknown exception occurred.", name);
-    }
-    return Status::COMMIT_FAILED;
+    return attempt(
+        UNREGISTER_TAG, unregisterTexts("Failed to delete", name), Status::COMMIT_FAILED, cause, [&] {
+            service.deleteObject(object);
+            logmsgf(Platform::LOG_LEVEL_INFORMATION, UNREGISTER_TAG, "[%s] unregistered successfully.", name);
+            return Status::SUCCESS;
+        });
 }
 
-int restore(const Service& service, const ObjectNamespace& object, int status) noexcept
+int restore(const Service& service, const ObjectNamespace& object, int status,
+            std::exception_ptr& cause) noexcept
 {
     logmsgf(Platform::LOG_LEVEL_ERROR, UNREGISTER_TAG,
             "Callback failed, status=%d. Rolling back unregistration for [%s]", status, logForm(object));
-    try {
-        service.changeObjectState(object, READY);
-        logmsgf(Platform::LOG_LEVEL_INFORMATION, UNREGISTER_TAG, "Rollback successful.");
-        return Status::UNREGISTRATION_ROLLED_BACK;
-    } catch (const EC_exception& failure) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, UNREGISTER_TAG, "Failed to rollback, status=%d", failure.status());
-    } catch (const std::exception& failure) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, UNREGISTER_TAG, "Failed to rollback. Exception: %s",
-                failure.what());
-    } catch (...) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, UNREGISTER_TAG, "Failed to rollback. Unknown exception occurred.");
-    }
-    return Status::ROLLBACK_FAILED;
+    return attempt(UNREGISTER_TAG, unregisterTexts("Failed to rollback"), Status::ROLLBACK_FAILED, cause,
+                   [&] {
+                       service.changeObjectState(object, READY);
+                       logmsgf(Platform::LOG_LEVEL_INFORMATION, UNREGISTER_TAG, "Rollback successful.");
+                       return Status::UNREGISTRATION_ROLLED_BACK;
+                   });
 }
 
 int missing(const char* tag, const char* what) noexcept
@@ -144,6 +110,15 @@ int DefaultObjectRegistrationService::registerObject(
     const boost::shared_ptr<ObjectRegistrationData>& data,
     const boost::shared_ptr<ObjectRegistrationCallback>& callback)
 {
+    std::exception_ptr ignored;
+    return registerObject(data, callback, ignored);
+}
+
+int DefaultObjectRegistrationService::registerObject(
+    const boost::shared_ptr<ObjectRegistrationData>& data,
+    const boost::shared_ptr<ObjectRegistrationCallback>& callback, std::exception_ptr& cause)
+{
+    cause = nullptr;
     if (!isComplete(data)) {
         return missing(REGISTER_TAG, "ObjectRegistrationData and AccessControlAttributes are required");
     }
@@ -151,30 +126,40 @@ int DefaultObjectRegistrationService::registerObject(
         return missing(REGISTER_TAG, "ObjectRegistrationCallback is required");
     }
     RegisteredObject registered;
-    const int registration = registerPending(*this, data, registered);
+    const int registration = registerPending(*this, data, registered, cause);
     if (registration != Status::SUCCESS) {
         return notifyFailure(REGISTER_TAG, *callback, registration);
     }
-    const int status = callbackStatus(REGISTER_TAG, [&] { return callback->invoke(); });
-    return status == Status::SUCCESS ? commit(*this, registered) : rollBack(*this, registered, status);
+    const int status = callbackStatus(REGISTER_TAG, cause, [&] { return callback->invoke(); });
+    return status == Status::SUCCESS ? commit(*this, registered, cause)
+                                     : rollBack(*this, registered, status, cause);
 }
 
 int DefaultObjectRegistrationService::unregisterObject(
     const ObjectNamespace& objectNamespace, const boost::shared_ptr<ObjectUnregistrationCallback>& callback)
 {
+    std::exception_ptr ignored;
+    return unregisterObject(objectNamespace, callback, ignored);
+}
+
+int DefaultObjectRegistrationService::unregisterObject(
+    const ObjectNamespace& objectNamespace, const boost::shared_ptr<ObjectUnregistrationCallback>& callback,
+    std::exception_ptr& cause)
+{
+    cause = nullptr;
     if (!callback) {
         return missing(UNREGISTER_TAG, "ObjectUnregistrationCallback is required");
     }
     if (objectNamespace.is_root()) {
         return missing(UNREGISTER_TAG, "object Namespace is required");
     }
-    const int update = makePending(*this, objectNamespace);
+    const int update = makePending(*this, objectNamespace, cause);
     if (update != Status::SUCCESS) {
         return notifyFailure(UNREGISTER_TAG, *callback, update);
     }
-    const int status = callbackStatus(UNREGISTER_TAG, [&] { return callback->invoke(); });
-    return status == Status::SUCCESS ? commitDeletion(*this, objectNamespace)
-                                     : restore(*this, objectNamespace, status);
+    const int status = callbackStatus(UNREGISTER_TAG, cause, [&] { return callback->invoke(); });
+    return status == Status::SUCCESS ? commitDeletion(*this, objectNamespace, cause)
+                                     : restore(*this, objectNamespace, status, cause);
 }
 
 } // namespace Tessara::Keepsafe::Rbac

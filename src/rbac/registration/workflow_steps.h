@@ -2,6 +2,7 @@
 #define KEEPSAFE_RBAC_REGISTRATION_WORKFLOW_STEPS_H
 
 #include <exception>
+#include <string>
 
 #include <keepsafe/platform/log/logmsg.h>
 #include <keepsafe/platform/status/EC_exception.h>
@@ -24,42 +25,73 @@ inline const char* logForm(const ObjectNamespace& objectNamespace) noexcept
     }
 }
 
-/// The status of a failure, which is not 0 even if the exception says so.
-inline int failureStatus(const EC_exception& failure) noexcept
+/// What the log says when a step fails: "WHAT [OBJECT]", and then how.
+struct FailureTexts {
+    const char* what;
+    const char* object; ///< null: not named
+    const char* status; ///< before the status of an `EC_exception`; null: that is an exception like any other
+    const char* exception; ///< before the text of another exception
+    const char* unknown;
+};
+
+/// For `attempt`: the status is the one that an `EC_exception` carries, or 114 where it carries 0 or the
+/// exception is another.
+constexpr int STATUS_OF_EXCEPTION = Status::SUCCESS;
+
+/// Runs a step, which returns its status. An exception is logged as an error and kept in `cause`, and the
+/// status is `otherwise`.
+template <typename Work>
+int attempt(const char* tag, const FailureTexts& texts, int otherwise, std::exception_ptr& cause,
+            const Work& work) noexcept
 {
-    return failure.status() == Status::SUCCESS ? Status::CONVERSION_FAILED : failure.status();
+    const auto log = [&](const char* how, const char* detail) {
+        const bool isNamed = texts.object != nullptr;
+        logmsgf(Platform::LOG_LEVEL_ERROR, tag, "%s%s%s%s%s%s", texts.what, isNamed ? " [" : "",
+                isNamed ? texts.object : "", isNamed ? "]" : "", how, detail);
+    };
+    int status = otherwise == STATUS_OF_EXCEPTION ? Status::CONVERSION_FAILED : otherwise;
+    try {
+        return work();
+    } catch (const EC_exception& failure) {
+        cause = std::current_exception();
+        if (otherwise == STATUS_OF_EXCEPTION && failure.status() != Status::SUCCESS) {
+            status = failure.status();
+        }
+        if (texts.status == nullptr) {
+            log(texts.exception, failure.what());
+        } else {
+            const int shown = otherwise == STATUS_OF_EXCEPTION ? status : failure.status();
+            log(texts.status, std::to_string(shown).c_str()); // short enough to need no memory
+        }
+    } catch (const std::exception& failure) {
+        cause = std::current_exception();
+        log(texts.exception, failure.what());
+    } catch (...) {
+        cause = std::current_exception();
+        log(texts.unknown, "");
+    }
+    return status;
 }
 
-/// Runs a callback's `invoke`. Returns its status; an exception is a failure.
+/// Runs a callback's `invoke`, which returns its status; an exception is a failure.
 template <typename Invoke>
-int callbackStatus(const char* tag, const Invoke& invoke) noexcept
+int callbackStatus(const char* tag, std::exception_ptr& cause, const Invoke& invoke) noexcept
 {
-    try {
-        return invoke();
-    } catch (const EC_exception& failure) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, tag, "Callback threw exception, status=%d",
-                failureStatus(failure));
-        return failureStatus(failure);
-    } catch (const std::exception& failure) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, tag, "Callback threw exception: %s", failure.what());
-    } catch (...) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, tag, "Callback threw unknown exception.");
-    }
-    return Status::CONVERSION_FAILED;
+    return attempt(tag,
+                   {"Callback threw", nullptr, " exception, status=", " exception: ", " unknown exception."},
+                   STATUS_OF_EXCEPTION, cause, invoke);
 }
 
 /// Tells a callback that the first phase failed. Returns the status.
 template <typename Callback>
 int notifyFailure(const char* tag, Callback& callback, int status) noexcept
 {
-    try {
-        callback.notifyFailure(status);
-    } catch (const std::exception& failure) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, tag, "notifyFailure threw exception: %s", failure.what());
-    } catch (...) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, tag, "notifyFailure threw unknown exception.");
-    }
-    return status;
+    std::exception_ptr ignored;
+    return attempt(tag, {"notifyFailure threw", nullptr, nullptr, " exception: ", " unknown exception."},
+                   status, ignored, [&] {
+                       callback.notifyFailure(status);
+                       return status;
+                   });
 }
 
 } // namespace Tessara::Keepsafe::Rbac

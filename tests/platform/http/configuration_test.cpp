@@ -31,13 +31,16 @@ protected:
     std::string failure(int expectedStatus, cert_type certificate = CERT_TYPE_HOST)
     {
         const CapturedLog log;
-        EXPECT_EQ(clientOf(server.port(), "127.0.0.1", certificate).Get("path"), expectedStatus);
+        KSClientCURL client = clientOf(server.port(), "127.0.0.1", certificate);
+        EXPECT_EQ(client.Get("path"), expectedStatus);
+        reason = client.failureReason();
         EXPECT_EQ(server.handshakes(), 0U);
         if (log.lines().size() != 1 || log.lines()[0].level != 16 ||
             log.lines()[0].tag != "KSClientCURL::request") {
             ADD_FAILURE() << testing::PrintToString(log.lines());
             return {};
         }
+        EXPECT_EQ(reason.rfind(log.lines()[0].text, 0), 0U) << reason;
         return log.lines()[0].text;
     }
 
@@ -50,6 +53,7 @@ protected:
     }
 
     HttpsServer server{serverSettings()};
+    std::string reason;
 };
 
 TEST_F(TlsFiles, ThatAreNotConfiguredAreNamed)
@@ -57,6 +61,7 @@ TEST_F(TlsFiles, ThatAreNotConfiguredAreNamed)
     const std::string file = root.path("etc/keepsafe.toml");
     writeFile(file, "");
     EXPECT_EQ(failure(CURLE_SSL_CERTPROBLEM), "no certificate: \"tls.certificate\" is not configured");
+    EXPECT_EQ(reason, "no certificate: \"tls.certificate\" is not configured in " + file);
     EXPECT_EQ(failure(CURLE_SSL_CACERT_BADFILE, CERT_TYPE_NONE),
               "no CA certificates: \"tls.ca\" is not configured");
     writeFile(file, "[tls]\ncertificate = \"" + hostFiles.certificate + "\"\n");
@@ -186,11 +191,14 @@ TEST_F(TlsFiles, OfAConfigurationInErrorAreNotUsed)
 {
     const std::string file = root.path("etc/keepsafe.toml");
     writeFile(file, "[tls]\ncertificates = 1\n");
+    const std::string why = file + ":2:1: unknown key \"tls.certificates\"";
     const CapturedLog log;
-    EXPECT_EQ(statusOfGet(server), CURLE_FAILED_INIT);
-    EXPECT_EQ(statusOfGet(server), CURLE_FAILED_INIT);
-    EXPECT_THAT(log.lines(), ElementsAre(LogLine{16, "KSClientCURL::request",
-                                                 file + ":2:1: unknown key \"tls.certificates\""}));
+    for (int round = 0; round < 2; ++round) {
+        KSClientCURL client = clientOf(server);
+        EXPECT_EQ(client.Get("path"), CURLE_FAILED_INIT);
+        EXPECT_EQ(client.failureReason(), why);
+    }
+    EXPECT_THAT(log.lines(), ElementsAre(LogLine{16, "KSClientCURL::request", why}));
     EXPECT_EQ(server.connections(), 0U);
 }
 

@@ -250,7 +250,8 @@ TEST_F(Faults, WithoutAServerAreLoggedWithTheirReason)
 {
     const ClosedPort port;
     const CapturedLog log;
-    EXPECT_EQ(clientOf(port.number()).Get("path"), CURLE_COULDNT_CONNECT);
+    KSClientCURL refused = clientOf(port.number());
+    EXPECT_EQ(refused.Get("path"), CURLE_COULDNT_CONNECT);
     ASSERT_EQ(log.lines().size(), 1U);
     EXPECT_EQ(log.lines()[0].level, 8);
     EXPECT_EQ(log.lines()[0].tag, "KSClientCURL::request");
@@ -258,6 +259,17 @@ TEST_F(Faults, WithoutAServerAreLoggedWithTheirReason)
                 testing::MatchesRegex("GET https://127.0.0.1:" + std::to_string(port.number()) +
                                       "/ failed with status 7: Failed to connect to 127.0.0.1 port [0-9]+ "
                                       "after [0-9]+ ms: Couldn't connect to server"));
+    EXPECT_EQ(refused.failureReason(), log.lines()[0].text);
+}
+
+TEST_F(Faults, AreForgottenByTheNextRequest)
+{
+    server.playNext(bytesThenClose(""));
+    server.playNext(answer(200, "{}"));
+    EXPECT_EQ(statusOfGet(), CURLE_GOT_NOTHING);
+    EXPECT_NE(client.failureReason(), "");
+    EXPECT_EQ(statusOfGet(), CURLE_OK);
+    EXPECT_EQ(client.failureReason(), "");
 }
 
 TEST_F(Faults, OfANameThatDoesNotExistAreResolverErrors)

@@ -1,11 +1,15 @@
 #include <keepsafe/rbac/api/BaseAPI.h>
 
+#include <keepsafe/platform/status/ExplainedFailure.h>
+
 #include "rbac/api/ScriptedService.h"
 
 namespace {
 
 using keepsafe_test::LogLine;
+using keepsafe_test::thrownBy;
 using keepsafe_test::thrownStatus;
+using Tessara::Keepsafe::ExplainedFailure;
 using Tessara::Keepsafe::Rbac::BaseAPI;
 using testing::ElementsAre;
 
@@ -32,6 +36,16 @@ TEST_F(BaseApiTest, WithoutAFactoryUsesTheProductsClients)
     const BaseAPI real;
     const std::unique_ptr<KSClientCURL_Base> client(real.new_curl());
     EXPECT_NE(dynamic_cast<KSClientCURL*>(client.get()), nullptr);
+}
+
+TEST_F(BaseApiTest, SaysWhyThereIsNoMasterServer)
+{
+    const std::string file = root_.path("etc/keepsafe.toml");
+    const auto reason = [this] { return thrownBy<ExplainedFailure>([this] { BaseAPI{service_}; }).reason(); };
+    keepsafe_test::writeFile(file, "");
+    EXPECT_EQ(reason(), "no master server: \"master_server\" is not configured in " + file);
+    keepsafe_test::writeFile(file, "[none]\n");
+    EXPECT_EQ(reason(), file + ":1:2: unknown key \"none\"");
 }
 
 TEST_F(BaseApiTest, WithoutAMasterServerCannotBeMade)

@@ -1,5 +1,6 @@
 #include <keepsafe/rbac/api/Rbac2Curl.h>
 
+#include <keepsafe/platform/http/service_failures.h>
 #include <keepsafe/platform/status/status_codes.h>
 
 #include "rbac/api/ScriptedService.h"
@@ -8,7 +9,9 @@ namespace {
 
 using keepsafe_test::CapturedLog;
 using keepsafe_test::LogLine;
+using keepsafe_test::thrownBy;
 using keepsafe_test::thrownStatus;
+using Tessara::Keepsafe::ServiceRefusal;
 using Tessara::Keepsafe::Rbac::encode_uri_part;
 using Tessara::Keepsafe::Rbac::throw_on_http_error;
 using testing::ElementsAre;
@@ -64,14 +67,14 @@ TEST_F(HttpErrorTest, AnErrorDocumentGivesItsCodeAndItsTextsGoToTheLog)
     EXPECT_EQ(line(), "Unexpected HTTP status: 400: bad (a; b)");
 }
 
-TEST_F(HttpErrorTest, TheServersTextReachesTheLogOnly)
+TEST_F(HttpErrorTest, TheServersTextIsInTheRefusalAndNotInTheTextOfTheStatus)
 {
-    try {
+    const auto refusal = thrownBy<ServiceRefusal>([] {
         throw_on_http_error(200, 400, R"({"errorCode":7610,"errorMessage":"bad"})", "Tag::operation");
-        FAIL() << "nothing was thrown";
-    } catch (const EC_exception& failure) {
-        EXPECT_EQ(failure.what(), getECmsg(7610));
-    }
+    });
+    EXPECT_EQ(refusal.what(), getECmsg(7610));
+    EXPECT_EQ(refusal.httpStatus(), 400);
+    EXPECT_EQ(refusal.message(), "bad");
 }
 
 TEST_F(HttpErrorTest, DetailsMayBeAbsentOrEmptyOrNoArray)

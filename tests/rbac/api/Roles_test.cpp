@@ -2,13 +2,19 @@
 
 #include <stdexcept>
 
+#include <keepsafe/platform/http/service_failures.h>
+
 #include "rbac/api/ScriptedService.h"
 
 namespace {
 
 using keepsafe_test::LogLine;
 using keepsafe_test::Request;
+using keepsafe_test::thrownBy;
 using keepsafe_test::thrownStatus;
+using Tessara::Keepsafe::ExplainedFailure;
+using Tessara::Keepsafe::ServiceRefusal;
+using Tessara::Keepsafe::TransferFailure;
 using Tessara::Keepsafe::Rbac::Role;
 using Tessara::Keepsafe::Rbac::RoleAPI;
 using testing::ElementsAre;
@@ -263,6 +269,17 @@ TEST_F(RoleApiTest, AFailedTransferIsItsStatusAndNotLogged)
     service_->responses.push_back({7, 0, ""});
     EXPECT_EQ(thrownStatus([this] { (void)api().get_role(17); }), 7);
     EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_F(RoleApiTest, AFailureTellsItsCause)
+{
+    const auto call = [this] { (void)api().get_role(17); };
+    service_->responses.push_back({7, 0, "", nullptr, "GET failed"});
+    EXPECT_EQ(thrownBy<TransferFailure>(call).reason(), "GET failed");
+    respond(404, R"({"errorCode":8047,"errorMessage":"no such role"})");
+    EXPECT_EQ(thrownBy<ServiceRefusal>(call).reason(), "HTTP status 404: no such role");
+    respond(200, R"({"data":{"type":"x","id":"1","attributes":{"name":"n"}}})");
+    EXPECT_EQ(thrownBy<ExplainedFailure>(call).reason(), "Unexpected response type: x");
 }
 
 TEST_F(RoleApiTest, AnErrorOfTheServiceIsItsCode)

@@ -15,10 +15,10 @@
 #include <gtest/gtest.h>
 
 #include <keepsafe/platform/http/KSClientCURL.h>
-#include <keepsafe/platform/status/EC_exception.h>
 
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace keepsafe_test {
 
@@ -42,6 +42,7 @@ struct Response {
     long httpStatus = 0;
     std::string body;
     std::exception_ptr thrown = nullptr; ///< instead of a response
+    std::string failureReason = {};
 };
 
 /// HTTP clients that send nothing: they record requests and play responses back, in order.
@@ -83,6 +84,7 @@ private:
         void setApiVersion(int version) override { service_.apiVersions.push_back(version); }
         [[nodiscard]] long httpStatus() const override { return response_.httpStatus; }
         [[nodiscard]] const std::string& responseBody() const override { return response_.body; }
+        [[nodiscard]] std::string failureReason() const override { return response_.failureReason; }
 
     private:
         int play(const Request& request)
@@ -130,18 +132,6 @@ protected:
         return *madeApi_;
     }
 };
-
-/// The status of the `EC_exception` that `work` throws; 0 when it throws none.
-template <typename Work>
-int thrownStatus(const Work& work)
-{
-    try {
-        work();
-    } catch (const EC_exception& failure) {
-        return failure.status();
-    }
-    return 0;
-}
 
 } // namespace keepsafe_test
 

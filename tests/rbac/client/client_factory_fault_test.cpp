@@ -1,25 +1,24 @@
 /// Failures below AccessControlClient::create that a server cannot provoke. This program is built with the
 /// source of the factory, and has functions that fail in the place of the libraries'.
 
-#include <keepsafe/rbac/client/AccessControlClient.h>
-
+#include <exception>
 #include <functional>
 #include <ostream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include <boost/make_shared.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <keepsafe/cache/AccessCache.h>
-#include <keepsafe/platform/http/KSClientCURL.h>
-#include <keepsafe/platform/status/EC_exception.h>
+#include <keepsafe/platform/http/service_failures.h>
 #include <keepsafe/platform/uri/percent_encode.h>
 #include <keepsafe/rbac/client/StubAccessControlClient.h>
 
-#include "support/CapturedLog.h"
-#include "support/TempDir.h"
+#include "client_factory.h"
+#include "rbac/api/ScriptedService.h"
 
 namespace {
 
@@ -27,7 +26,6 @@ namespace {
 struct Behaviour {
     bool convertsNamespaces = true;
     int encoding = 0;
-    std::function<int()> onGet = [] { return 0; };
     std::function<void()> onOpening = [] {};
 };
 Behaviour behaviour;
@@ -58,21 +56,22 @@ int percentEncodeUriPart(const std::string& in, std::string& out)
     return behaviour.encoding;
 }
 
-int KSClientCURL::Get(const std::string& /*path*/)
-{
-    httpStatus_ = 200;
-    responseBody_ = R"({"data":{"type":"accessCache","id":"x"}})";
-    return behaviour.onGet();
-}
-
 namespace {
 
 using keepsafe_test::CapturedLog;
 using keepsafe_test::LogLine;
+using keepsafe_test::Request;
+using keepsafe_test::ScriptedService;
+using keepsafe_test::thrownBy;
+using Tessara::Keepsafe::ExplainedFailure;
+using Tessara::Keepsafe::ServiceRefusal;
+using Tessara::Keepsafe::TransferFailure;
 using Tessara::Keepsafe::Rbac::AccessControlClient;
+using Tessara::Keepsafe::Rbac::createClient;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::StubAccessControlClient;
 using testing::ElementsAre;
+using testing::Pair;
 
 constexpr char TAG[] = "AccessControlClient::create";
 
@@ -86,11 +85,23 @@ protected:
     }
     ~ClientFactoryFault() override { EXPECT_EQ(client_, before_); }
 
-    int create() { return AccessControlClient::create(ObjectNamespace("A"), client_); }
+    int create() { return createClient(ObjectNamespace("A"), *service_, client_, cause_); }
+
+    /// The status, and what the cause says.
+    std::pair<int, std::string> explain()
+    {
+        const int status = create();
+        return {status, thrownBy<ExplainedFailure>([this] { std::rethrow_exception(cause_); }).reason()};
+    }
+
+    void respond(const keepsafe_test::Response& response) { service_->responses.push_back(response); }
+    void respondWithCache() { respond({0, 200, R"({"data":{"type":"accessCache","id":"x"}})"}); }
 
     keepsafe_test::TempRoot root_;
     const boost::shared_ptr<AccessControlClient> before_ = boost::make_shared<StubAccessControlClient>();
     boost::shared_ptr<AccessControlClient> client_ = before_;
+    std::exception_ptr cause_;
+    const boost::shared_ptr<ScriptedService> service_ = boost::make_shared<ScriptedService>();
     CapturedLog log_{4};
     const LogLine enforced_{4, TAG, "Gen2 enforcement."};
     const LogLine requesting_{4, TAG, "Requesting cache for |A|"};
@@ -101,36 +112,77 @@ protected:
 TEST_F(ClientFactoryFault, ANamespaceWithoutATextFormIs114)
 {
     behaviour.convertsNamespaces = false;
-    EXPECT_EQ(create(), 114);
+    EXPECT_THAT(explain(), Pair(114, "the namespace has no text form"));
     EXPECT_THAT(log_.lines(), ElementsAre(enforced_));
 }
 
 TEST_F(ClientFactoryFault, ATextThatCannotBeEncodedIsTheEncodersStatus)
 {
     behaviour.encoding = 4711;
-    EXPECT_EQ(create(), 4711);
+    EXPECT_THAT(explain(), Pair(4711, "the namespace cannot be encoded"));
     EXPECT_THAT(log_.lines(), ElementsAre(enforced_, requesting_));
 }
 
 TEST_F(ClientFactoryFault, WhateverTheRequestThrowsPasses)
 {
-    behaviour.onGet = []() -> int { throw EC_exception(31); };
+    respond({0, 0, "", std::make_exception_ptr(EC_exception(31))});
     EXPECT_THROW(create(), EC_exception);
-    behaviour.onGet = []() -> int { throw 7; };
+    respond({0, 0, "", std::make_exception_ptr(7)});
     EXPECT_THROW(create(), int);
+    EXPECT_EQ(service_->living, 0) << "the HTTP client is released before";
     EXPECT_THAT(log_.lines(), ElementsAre(enforced_, requesting_, enforced_, requesting_));
 }
 
 TEST_F(ClientFactoryFault, WhateverIsThrownWhileTheCacheIsOpenedIsAStatus)
 {
     behaviour.onOpening = [] { throw EC_exception(31); };
+    respondWithCache();
     EXPECT_EQ(create(), 31);
     behaviour.onOpening = [] { throw std::runtime_error("why"); };
+    respondWithCache();
     EXPECT_EQ(create(), 114);
     behaviour.onOpening = [] { throw 7; };
+    respondWithCache();
     EXPECT_EQ(create(), 114);
+    EXPECT_THROW(std::rethrow_exception(cause_), int) << "the last of them";
     EXPECT_THAT(log_.lines(), ElementsAre(enforced_, requesting_, answered_, enforced_, requesting_,
                                           answered_, enforced_, requesting_, answered_));
+}
+
+TEST_F(ClientFactoryFault, TheCauseOfAFailedTransferSaysWhy)
+{
+    respond({7, 0, "", nullptr, "GET failed"});
+    EXPECT_THAT(explain(), Pair(7, "GET failed"));
+    EXPECT_THROW(std::rethrow_exception(cause_), TransferFailure);
+    EXPECT_THAT(service_->created, ElementsAre("master.example:1556 kind 1"));
+    EXPECT_THAT(service_->requests,
+                ElementsAre(Request{"GET", "/keepsafe/access-control/access-caches/|A|", ""}));
+}
+
+TEST_F(ClientFactoryFault, TheCauseOfARefusalIsWhatTheServerSays)
+{
+    respond({0, 404, R"({"errorCode":20,"errorMessage":"no cache"})"});
+    EXPECT_THAT(explain(), Pair(114, "HTTP status 404: no cache"));
+    EXPECT_THROW(std::rethrow_exception(cause_), ServiceRefusal);
+}
+
+TEST_F(ClientFactoryFault, TheCauseOfAMalformedAnswerSaysWhatIsWrong)
+{
+    respond({0, 200, R"({"data":{"type":"role","id":"x"}})"});
+    EXPECT_THAT(explain(), Pair(7610, "Unexpected response type. Got role; expected accessCache"));
+}
+
+TEST_F(ClientFactoryFault, WithoutAnHttpClientIs114)
+{
+    service_->onCreate = [] { return nullptr; };
+    EXPECT_THAT(explain(), Pair(114, "there is no HTTP client"));
+}
+
+TEST_F(ClientFactoryFault, WithoutAMasterServerTheCauseNamesTheSetting)
+{
+    const std::string file = root_.path("etc/keepsafe.toml");
+    keepsafe_test::writeFile(file, "[features]\nenabled = [1]\n");
+    EXPECT_THAT(explain(), Pair(114, "no master server: \"master_server\" is not configured in " + file));
 }
 
 } // namespace

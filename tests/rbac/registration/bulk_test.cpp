@@ -1,5 +1,7 @@
 /// Registering many objects: every way through the workflow.
 
+#include <keepsafe/platform/http/service_failures.h>
+
 #include "Fault.h"
 #include "RegistrationTest.h"
 
@@ -14,6 +16,9 @@ using keepsafe_test::Fault;
 using keepsafe_test::LogLine;
 using keepsafe_test::ObjectRegistrationData;
 using keepsafe_test::RegistrationTest;
+using keepsafe_test::thrownBy;
+using Tessara::Keepsafe::ServiceRefusal;
+using Tessara::Keepsafe::TransferFailure;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -302,6 +307,18 @@ TEST_F(BulkTest, AnExceptionOfNotifyFailureIsLoggedAndChangesNothing)
     EXPECT_EQ(registerAll(), 5930);
     EXPECT_THAT(lines(), ElementsAre(begun_, line(16, "Registration failed, status=5930"),
                                      line(16, "notifyFailure threw unknown exception.")));
+}
+
+TEST_F(BulkTest, TellsTheExceptionBehindItsStatus)
+{
+    std::exception_ptr cause;
+    respond(409, R"({"errorCode":5930,"errorMessage":"refused"})");
+    EXPECT_EQ(service().bulkRegisterObjects(data_, callback_, cause), 5930);
+    EXPECT_EQ(thrownBy<ServiceRefusal>([&] { std::rethrow_exception(cause); }).message(), "refused");
+    respondPending();
+    scripted_->responses.push_back({7, 0, "", nullptr, "POST failed"});
+    EXPECT_EQ(service().bulkRegisterObjects(data_, callback_, cause), 8030);
+    EXPECT_EQ(thrownBy<TransferFailure>([&] { std::rethrow_exception(cause); }).reason(), "POST failed");
 }
 
 /// Each way in which a request fails, in each place.

@@ -1,5 +1,6 @@
 /// Registering one object: every way through the workflow.
 
+#include <keepsafe/platform/http/service_failures.h>
 #include <keepsafe/platform/status/status_codes.h>
 
 #include "Fault.h"
@@ -14,7 +15,10 @@ using keepsafe_test::Fault;
 using keepsafe_test::LogLine;
 using keepsafe_test::ObjectRegistrationData;
 using keepsafe_test::RegistrationTest;
+using keepsafe_test::thrownBy;
 using keepsafe_test::WorkCallback;
+using Tessara::Keepsafe::ServiceRefusal;
+using Tessara::Keepsafe::TransferFailure;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::ObjectRegistrationCallback;
 using testing::ElementsAre;
@@ -181,6 +185,41 @@ TEST_F(RegisterTest, TheCallbackMayUseTheService)
     };
     EXPECT_EQ(registerIt(), 0);
     EXPECT_EQ(scripted_->requests.size(), 3U);
+}
+
+TEST_F(RegisterTest, TellsTheExceptionBehindItsStatus)
+{
+    std::exception_ptr cause;
+    const auto rethrow = [&] {
+        if (cause) {
+            std::rethrow_exception(cause);
+        }
+    };
+    respond(409, R"({"errorCode":5930,"errorMessage":"is there"})");
+    EXPECT_EQ(service().registerObject(data_, callback_, cause), 5930);
+    EXPECT_EQ(thrownBy<ServiceRefusal>(rethrow).message(), "is there");
+
+    respondPending();
+    scripted_->responses.push_back({7, 0, "", nullptr, "POST failed"});
+    EXPECT_EQ(service().registerObject(data_, callback_, cause), 8024);
+    EXPECT_EQ(thrownBy<TransferFailure>(rethrow).reason(), "POST failed");
+
+    callback_->work = []() -> int { throw std::runtime_error("the callback's"); };
+    respondPending();
+    respond(201, "");
+    EXPECT_EQ(service().registerObject(data_, callback_, cause), 8022);
+    EXPECT_STREQ(thrownBy<std::runtime_error>(rethrow).what(), "the callback's");
+
+    respondPending();
+    respond(500, "");
+    EXPECT_EQ(service().registerObject(data_, callback_, cause), 8025);
+    EXPECT_EQ(thrownBy<ServiceRefusal>(rethrow).httpStatus(), 500);
+
+    callback_->work = [] { return 1; };
+    respondPending();
+    respond(201, "");
+    EXPECT_EQ(service().registerObject(data_, callback_, cause), 8022);
+    EXPECT_EQ(cause, nullptr) << "nothing was thrown";
 }
 
 /// Each way in which a request fails, in each place.

@@ -1,5 +1,7 @@
 /// Unregistering an object: every way through the workflow.
 
+#include <keepsafe/platform/http/service_failures.h>
+
 #include "Fault.h"
 #include "RegistrationTest.h"
 
@@ -10,7 +12,10 @@ using keepsafe_test::callbackFaults;
 using keepsafe_test::Fault;
 using keepsafe_test::LogLine;
 using keepsafe_test::RegistrationTest;
+using keepsafe_test::thrownBy;
 using keepsafe_test::WorkCallback;
+using Tessara::Keepsafe::ServiceRefusal;
+using Tessara::Keepsafe::TransferFailure;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::ObjectUnregistrationCallback;
 using testing::ElementsAre;
@@ -115,6 +120,18 @@ TEST_F(UnregisterTest, AnExceptionOfNotifyFailureIsLoggedAndChangesNothing)
     EXPECT_EQ(unregister(), 5931);
     EXPECT_THAT(lines(), ElementsAre(begun_, line(16, "Failed to update object to pending, status=5931"),
                                      line(16, "notifyFailure threw exception: why")));
+}
+
+TEST_F(UnregisterTest, TellsTheExceptionBehindItsStatus)
+{
+    std::exception_ptr cause;
+    respond(409, R"({"errorCode":5930,"errorMessage":"refused"})");
+    EXPECT_EQ(service().unregisterObject(ObjectNamespace("A", "b c"), callback_, cause), 5930);
+    EXPECT_EQ(thrownBy<ServiceRefusal>([&] { std::rethrow_exception(cause); }).message(), "refused");
+    respond(201, "");
+    scripted_->responses.push_back({7, 0, "", nullptr, "POST failed"});
+    EXPECT_EQ(service().unregisterObject(ObjectNamespace("A", "b c"), callback_, cause), 8024);
+    EXPECT_EQ(thrownBy<TransferFailure>([&] { std::rethrow_exception(cause); }).reason(), "POST failed");
 }
 
 /// Each way in which a request fails, in each place.

@@ -52,7 +52,10 @@ struct Config {
     int httpResponseLimitBytes = 64 * 1024 * 1024;
 };
 
-/// Reads the file anew. Throws `ConfigError` when it exists but cannot be read or is malformed: not TOML, a
+/// The file's path under the current installation root.
+KEEPSAFE_API std::string configPath();
+
+/// Reads the file again. Throws `ConfigError` when it exists but cannot be read or is malformed: not TOML, a
 /// value of the wrong type or out of range, a key that is not known.
 KEEPSAFE_API Config loadConfig();
 

@@ -57,6 +57,10 @@ public:
 
     [[nodiscard]] virtual long httpStatus() const = 0;
     [[nodiscard]] virtual const std::string& responseBody() const = 0;
+
+    /// Why the last request failed, in words; empty when it succeeded or nothing more than its transfer
+    /// status is known.
+    [[nodiscard]] virtual std::string failureReason() const;
 };
 
 /// What makes clients. Any thread.
@@ -101,6 +105,7 @@ public:
     void setApiVersion(int version) override;
     [[nodiscard]] long httpStatus() const override { return httpStatus_; }
     [[nodiscard]] const std::string& responseBody() const override { return responseBody_; }
+    [[nodiscard]] std::string failureReason() const override { return failureReason_; }
 
 private:
     [[nodiscard]] int request(const char* method, const std::string& path, const std::string* body);
@@ -113,6 +118,7 @@ private:
     int apiVersion_ = 0;
     long httpStatus_ = 0;
     std::string responseBody_;
+    std::string failureReason_;
 };
 
 /// Makes `KSClientCURL`s that authenticate with one kind of certificate.

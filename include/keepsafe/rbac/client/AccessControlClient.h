@@ -1,6 +1,7 @@
 #ifndef KEEPSAFE_RBAC_CLIENT_ACCESSCONTROLCLIENT_H
 #define KEEPSAFE_RBAC_CLIENT_ACCESSCONTROLCLIENT_H
 
+#include <exception>
 #include <set>
 #include <string>
 
@@ -40,6 +41,13 @@ public:
     /// each call asks the server.
     [[nodiscard]] static int create(const ObjectNamespace& objectNamespace,
                                     boost::shared_ptr<AccessControlClient>& client);
+
+    /// The same. `cause` is the exception behind a status other than 0, and null with 0: `ServiceRefusal`
+    /// when the server refuses, `TransferFailure` when it cannot be asked, `ExplainedFailure` with what is
+    /// wrong in most other cases.
+    [[nodiscard]] static int create(const ObjectNamespace& objectNamespace,
+                                    boost::shared_ptr<AccessControlClient>& client,
+                                    std::exception_ptr& cause);
 
     /// A checker for the caller whose session token is given; its roles are looked up in the database.
     [[nodiscard]] virtual int createAccessChecker(Tessara::Dal::DbConnectionManager* dbConnectionManager,

@@ -1,6 +1,7 @@
 #ifndef KEEPSAFE_RBAC_REGISTRATION_DEFAULTOBJECTREGISTRATIONSERVICE_H
 #define KEEPSAFE_RBAC_REGISTRATION_DEFAULTOBJECTREGISTRATIONSERVICE_H
 
+#include <exception>
 #include <list>
 #include <map>
 #include <string>
@@ -65,6 +66,19 @@ public:
     [[nodiscard]] int
     unregisterObject(const ObjectNamespace& objectNamespace,
                      const boost::shared_ptr<ObjectUnregistrationCallback>& callback) override;
+
+    /// The same. `cause` is the exception that led to a status other than 0: `ServiceRefusal` or
+    /// `TransferFailure` of the request that failed, or what the callback threw; when a request fails after
+    /// that, the request's. Null where there was no exception.
+    [[nodiscard]] int registerObject(const boost::shared_ptr<ObjectRegistrationData>& data,
+                                     const boost::shared_ptr<ObjectRegistrationCallback>& callback,
+                                     std::exception_ptr& cause);
+    [[nodiscard]] int bulkRegisterObjects(const DataList& data,
+                                          const boost::shared_ptr<BulkObjectRegistrationCallback>& callback,
+                                          std::exception_ptr& cause);
+    [[nodiscard]] int unregisterObject(const ObjectNamespace& objectNamespace,
+                                       const boost::shared_ptr<ObjectUnregistrationCallback>& callback,
+                                       std::exception_ptr& cause);
 
     /// The first phase alone.
     RegisteredObject

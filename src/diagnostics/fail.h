@@ -1,0 +1,20 @@
+#ifndef KEEPSAFE_DIAGNOSTICS_FAIL_H
+#define KEEPSAFE_DIAGNOSTICS_FAIL_H
+
+#include <string>
+
+#include <keepsafe/platform/log/logmsg.h>
+#include <keepsafe/platform/status/ExplainedFailure.h>
+
+namespace Tessara::Keepsafe::diagnostics {
+
+/// Logs an error and throws it, with the text of the log line as its reason.
+[[noreturn]] inline void fail(int status, const char* tag, const std::string& text)
+{
+    logmsgf(Platform::LOG_LEVEL_ERROR, tag, "%s", text.c_str());
+    throw ExplainedFailure(status, text);
+}
+
+} // namespace Tessara::Keepsafe::diagnostics
+
+#endif
