@@ -5,7 +5,6 @@
 #include <new>
 #include <stdexcept>
 #include <string>
-#include <variant>
 
 #include <keepsafe/platform/config/config.h>
 #include <keepsafe/platform/config/installation.h>
@@ -14,7 +13,6 @@
 
 #include "cli/command_line.h"
 #include "commands/commands.h"
-#include "commands/service_commands.h"
 #include "log/library_logger.h"
 
 namespace ksrbac {
@@ -47,51 +45,16 @@ void configure(const GlobalOptions& options)
     setLibraryLogger(Platform::logThreshold());
 }
 
-/// One overload per command.
-struct Runner {
-    bool json;
-    Console& console;
-
-    ExitStatus operator()(const ProgramText& text) const
-    {
-        console.print(text.text);
-        return ExitStatus::Good;
-    }
-    ExitStatus operator()(const CheckOptions& options) const { return runCheck(options, json, console); }
-    ExitStatus operator()(const CacheInfoOptions& options) const
-    {
-        return runCacheInfo(options, json, console);
-    }
-    ExitStatus operator()(const CacheVerifyOptions& options) const
-    {
-        return runCacheVerify(options, json, console);
-    }
-    ExitStatus operator()(const OperationsOptions& /*options*/) const { return runOperations(json, console); }
-    ExitStatus operator()(const TokenVerifyOptions& options) const
-    {
-        return runTokenVerify(options, json, console);
-    }
-    ExitStatus operator()(const TokenShowOptions& options) const
-    {
-        return runTokenShow(options, json, console);
-    }
-    ExitStatus operator()(const TokenRolesOptions& options) const
-    {
-        return runTokenRoles(options, json, console);
-    }
-    ExitStatus operator()(const ServiceCommand& command) const
-    {
-        return runServiceCommand(command, json, console);
-    }
-};
-
 ExitStatus run(const std::vector<std::string>& arguments, Console& console)
 {
-    const Invocation invocation = parseCommandLine(arguments);
-    if (!std::holds_alternative<ProgramText>(invocation.command)) {
+    const Invocation invocation = parseCommandLine(arguments, commandTable());
+    ExitStatus status = ExitStatus::Good;
+    if (invocation.programText.empty()) {
         configure(invocation.global);
+        status = invocation.action.run(invocation.global.json, console);
+    } else {
+        console.print(invocation.programText);
     }
-    const ExitStatus status = std::visit(Runner{invocation.global.json, console}, invocation.command);
     console.flush();
     return status;
 }

@@ -217,53 +217,6 @@ TEST_F(Configuration, AnEmptyRootIsAUsageError)
 
 class Help : public KsrbacTest {};
 
-TEST_F(Help, OfEveryCommandHasAnExample)
-{
-    for (const std::vector<std::string>& command :
-         std::vector<std::vector<std::string>>{{},
-                                               {"check"},
-                                               {"cache"},
-                                               {"cache", "info"},
-                                               {"cache", "verify"},
-                                               {"operations"},
-                                               {"token"},
-                                               {"token", "verify"},
-                                               {"token", "show"},
-                                               {"token", "roles"},
-                                               {"role"},
-                                               {"role", "list"},
-                                               {"role", "get"},
-                                               {"role", "create"},
-                                               {"role", "update"},
-                                               {"role", "delete"},
-                                               {"object"},
-                                               {"object", "get"},
-                                               {"object", "set-inherit"},
-                                               {"object", "register"},
-                                               {"object", "unregister"},
-                                               {"access"},
-                                               {"access", "list"},
-                                               {"access", "add"},
-                                               {"access", "delete"},
-                                               {"operation"},
-                                               {"operation", "list"}}) {
-        std::string name = "ksrbac";
-        std::vector<std::string> arguments{KSRBAC_BINARY};
-        for (const std::string& word : command) {
-            name += ' ' + word;
-            arguments.push_back(word);
-        }
-        arguments.emplace_back("--help");
-        const auto result = runProgram(arguments);
-        EXPECT_EQ(result.output.rfind("Usage: " + name + " [OPTION]...", 0), 0) << result.output;
-        const std::size_t example = result.output.find("\nExample");
-        ASSERT_NE(example, std::string::npos) << name;
-        EXPECT_NE(result.output.find("\n  " + name, example), std::string::npos) << name;
-        EXPECT_EQ(result.errors, "");
-        EXPECT_EQ(result.exitStatus, 0);
-    }
-}
-
 TEST_F(Help, NeedsNoSoundConfiguration)
 {
     writeFile(root_.path("etc/keepsafe.toml"), "broken");

@@ -5,17 +5,19 @@
 
 #include <gtest/gtest.h>
 
+#include "StringSink.h"
 #include "cli/cache_location.h"
 #include "cli/command_line.h"
 #include "cli/role_ids.h"
+#include "commands/commands.h"
 #include "exit_status.h"
 #include "support/TempDir.h"
 
 namespace {
 
 using ksrbac::InputError;
+using ksrbac::Invocation;
 using ksrbac::locateCache;
-using ksrbac::parseCommandLine;
 using ksrbac::parseRoleIds;
 
 std::string messageOf(const std::function<void()>& call)
@@ -83,112 +85,105 @@ TEST(CacheLocation, AnIdThatCannotNameADirectoryIsRefused)
               R"(".." is not the id of an access cache; a directory needs a slash, as in ./NAME)");
 }
 
-const ksrbac::CheckOptions& checkOptions(const ksrbac::Invocation& invocation)
+Invocation parse(const std::vector<std::string>& arguments)
 {
-    return std::get<ksrbac::CheckOptions>(invocation.command);
+    return ksrbac::parseCommandLine(arguments, ksrbac::commandTable());
+}
+
+/// What is wrong with the input of the command, which nothing is configured for.
+std::string complaintOf(const std::vector<std::string>& arguments)
+{
+    return messageOf([&] {
+        keepsafe_test::StringSink sink;
+        ksrbac::Console console(sink, sink);
+        const Invocation invocation = parse(arguments);
+        (void)invocation.action.run(invocation.global.json, console);
+    });
 }
 
 TEST(CommandLine, GlobalOptionsAreTakenBeforeAndAfterTheCommand)
 {
     for (const auto& arguments :
-         {std::vector<std::string>{"--root", "/r", "--json", "--log-level", "4", "cache", "info", "main"},
-          {"cache", "--root=/r", "info", "--json", "main", "--log-level=4"},
-          {"cache", "info", "main", "--root", "/r", "--json", "--log-level", "4"}}) {
-        const auto invocation = parseCommandLine(arguments);
+         {std::vector<std::string>{"--root", "/r", "--json", "--log-level", "4", "cache", "info", ".."},
+          {"cache", "--root=/r", "info", "--json", "..", "--log-level=4"},
+          {"cache", "info", "..", "--root", "/r", "--json", "--log-level", "4"}}) {
+        const Invocation invocation = parse(arguments);
         EXPECT_EQ(invocation.global.root, "/r");
         EXPECT_TRUE(invocation.global.json);
         EXPECT_EQ(invocation.global.logLevel, 4);
-        EXPECT_EQ(std::get<ksrbac::CacheInfoOptions>(invocation.command).cache, "main");
+        EXPECT_EQ(complaintOf(arguments).substr(0, 10), "\"..\" is no");
     }
 }
 
 TEST(CommandLine, WithoutGlobalOptionsNothingIsDecidedForThem)
 {
-    const auto invocation = parseCommandLine({"operations"});
+    const Invocation invocation = parse({"operations"});
     EXPECT_FALSE(invocation.global.root.has_value());
     EXPECT_FALSE(invocation.global.logLevel.has_value());
     EXPECT_FALSE(invocation.global.json);
-    EXPECT_TRUE(std::holds_alternative<ksrbac::OperationsOptions>(invocation.command));
-}
-
-TEST(CommandLine, RolesAndASessionTokenStayApart)
-{
-    const auto roles = parseCommandLine({"check", "--cache=c", "--operation=|O|", "--roles=", "|A|"});
-    EXPECT_FALSE(checkOptions(roles).sessionTokenFile.has_value());
-    const auto token =
-        parseCommandLine({"check", "--cache=c", "--operation=|O|", "--session-token-file", "-", "|A|"});
-    EXPECT_EQ(checkOptions(token).sessionTokenFile, "-");
-    EXPECT_FALSE(checkOptions(token).roles.has_value());
+    EXPECT_EQ(invocation.programText, "");
 }
 
 TEST(CommandLine, TokensAreNamedByTheFileThatHoldsThem)
 {
-    using ksrbac::TokenRolesOptions;
-    using ksrbac::TokenShowOptions;
-    using ksrbac::TokenVerifyOptions;
-    EXPECT_EQ(std::get<TokenVerifyOptions>(parseCommandLine({"token", "verify", "f"}).command).tokenFile,
-              "f");
-    EXPECT_EQ(std::get<TokenShowOptions>(parseCommandLine({"token", "show", "-"}).command).tokenFile, "-");
-    EXPECT_EQ(std::get<TokenRolesOptions>(parseCommandLine({"token", "roles", "f"}).command).tokenFile, "f");
-}
-
-TEST(CommandLine, AnEmptyRoleListDoesNotSwallowTheNextArgument)
-{
-    const auto invocation = parseCommandLine({"check", "--cache=c", "--operation=|O|", "--roles=", "|A|"});
-    EXPECT_EQ(checkOptions(invocation).roles, "");
-    EXPECT_EQ(checkOptions(invocation).objects, std::vector<std::string>{"|A|"});
+    for (const std::vector<std::string>& command :
+         std::vector<std::vector<std::string>>{{"token", "verify"},
+                                               {"token", "show"},
+                                               {"token", "roles"},
+                                               {"check", "--operation=|O|", "|A|", "--session-token-file"}}) {
+        std::vector<std::string> arguments = command;
+        arguments.emplace_back("/none/token");
+        EXPECT_EQ(complaintOf(arguments), "cannot read /none/token: No such file or directory");
+    }
 }
 
 TEST(CommandLine, NegativeRolesAreGivenWithAnEqualsSign)
 {
-    const auto invocation =
-        parseCommandLine({"check", "--cache=c", "--operation=|O|", "--roles=-5,3", "|A|"});
-    EXPECT_EQ(checkOptions(invocation).roles, "-5,3");
+    EXPECT_EQ(complaintOf({"check", "--operation=O", "--roles=-5,3", "|A|"}),
+              "--operation: not a namespace: \"O\"");
+    EXPECT_EQ(complaintOf({"check", "--operation=O", "--roles=-5,x", "|A|"}),
+              "--roles: item 2, \"x\", is not a role id");
+}
+
+/// Decides with enforcement off, so that everything that is a namespace is allowed.
+keepsafe_test::ProgramRun checkWith(std::vector<std::string> arguments)
+{
+    const keepsafe_test::TempRoot root;
+    arguments.insert(arguments.begin(), {"--root", root.path(), "check", "--operation=|O|"});
+    return keepsafe_test::runProgram(arguments);
+}
+
+TEST(CommandLine, AnEmptyRoleListDoesNotSwallowTheNextArgument)
+{
+    EXPECT_EQ(checkWith({"--roles=", "|A|"}).results, "allow\t|A|\n");
 }
 
 TEST(CommandLine, ObjectsKeepTheirOrderAndMayFollowADoubleDash)
 {
-    const auto invocation = parseCommandLine(
-        {"check", "--cache", "c", "|B|", "--operation", "|O|", "|A|", "--roles", "1", "--", "--json=", "-x"});
-    EXPECT_EQ(checkOptions(invocation).objects, (std::vector<std::string>{"|B|", "|A|", "--json=", "-x"}));
-    EXPECT_FALSE(invocation.global.json);
+    const auto result = checkWith({"|B|", "|A|", "--roles", "1", "--", "--json=", "|C|", "-x"});
+    EXPECT_EQ(result.results, "allow\t|B|\nallow\t|A|\nallow\t|C|\n");
+    EXPECT_NE(result.messages.find("\nOBJECT 3: not an object namespace: \"--json=\"\n"
+                                   "OBJECT 5: not an object namespace: \"-x\"\n"),
+              std::string::npos)
+        << result.messages;
 }
 
 TEST(CommandLine, ADoubleDashEndsTheOptionsOfOtherCommandsToo)
 {
-    const auto invocation = parseCommandLine({"cache", "info", "--", "-x"});
-    EXPECT_EQ(std::get<ksrbac::CacheInfoOptions>(invocation.command).cache, "-x");
-}
-
-TEST(CommandLine, WhatFollowsADoubleDashBelongsToTheProgramOfExec)
-{
-    const auto invocation =
-        parseCommandLine({"object", "register", "|A|", "--type=x", "--child=|b|", "--child", "|c|", "--exec",
-                          "run", "--json", "--", "--json", "-x", "--", "y"});
-    const auto& options =
-        std::get<ksrbac::ObjectRegisterOptions>(std::get<ksrbac::ServiceCommand>(invocation.command));
-    EXPECT_EQ(options.object, "|A|");
-    EXPECT_EQ(options.children, (std::vector<std::string>{"|b|", "|c|"}));
-    EXPECT_EQ(options.exec.program, "run");
-    EXPECT_EQ(options.exec.arguments, (std::vector<std::string>{"--json", "-x", "--", "y"}));
-    EXPECT_TRUE(invocation.global.json);
+    EXPECT_EQ(complaintOf({"cache", "info", "--", "-x\\"}),
+              R"("-x\\" is not the id of an access cache; a directory needs a slash, as in ./NAME)");
 }
 
 TEST(CommandLine, ARepeatedOptionTakesOneValueEachTime)
 {
-    const auto invocation = parseCommandLine(
-        {"object", "register", "--type=x", "--grant", "17:|O|", "--child", "|b|", "|A|", "--grant=3:|O|"});
-    const auto& options =
-        std::get<ksrbac::ObjectRegisterOptions>(std::get<ksrbac::ServiceCommand>(invocation.command));
-    EXPECT_EQ(options.object, "|A|");
-    EXPECT_EQ(options.children, std::vector<std::string>{"|b|"});
-    EXPECT_EQ(options.grants, (std::vector<std::string>{"17:|O|", "3:|O|"}));
+    EXPECT_EQ(complaintOf({"object", "register", "--type=x", "--grant", "17:|O|", "--child", "|b|", "A"}),
+              "NS: not a namespace: \"A\"");
 }
 
 TEST(CommandLine, UsageErrorsNameWhatIsWrong)
 {
     const auto message = [](const std::vector<std::string>& arguments) {
-        const std::string text = messageOf([&] { parseCommandLine(arguments); });
+        const std::string text = messageOf([&] { parse(arguments); });
         return text.substr(0, text.find('\n'));
     };
     EXPECT_EQ(message({}), "A subcommand is required");
@@ -209,7 +204,7 @@ TEST(CommandLine, UsageErrorsNameWhatIsWrong)
 TEST(CommandLine, HelpIsThatOfTheCommandNamed)
 {
     const auto help = [](const std::vector<std::string>& arguments) {
-        const std::string text = std::get<ksrbac::ProgramText>(parseCommandLine(arguments).command).text;
+        const std::string text = parse(arguments).programText;
         return text.substr(0, text.find('\n'));
     };
     EXPECT_EQ(help({"--help"}), "Usage: ksrbac [OPTION]... COMMAND");

@@ -86,10 +86,11 @@ TEST_F(RegisterCommand, RunsTheProgramBetweenThePhases)
 {
     server_.playNext(answer(201, record("|A|")));
     const std::string file = root_.path("out");
-    EXPECT_EQ(
-        run(registerWith({"--exec", "sh", "--", "-c", "echo $KSRBAC_OBJECT $1 > $0", file, "--json"})).status,
-        ExitStatus::Good);
-    EXPECT_EQ(readFile(file), "|A| --json\n");
+    EXPECT_EQ(run(registerWith({"--exec", "sh", "--json", "--", "-c", "echo $KSRBAC_OBJECT $@ > $0", file,
+                                "--json", "-x", "--", "y"}))
+                  .status,
+              ExitStatus::Good);
+    EXPECT_EQ(readFile(file), "|A| --json -x -- y\n");
     EXPECT_EQ(requests().back(), update("|A|", "READY"));
 }
 

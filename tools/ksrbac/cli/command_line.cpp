@@ -46,48 +46,21 @@ Invocation parseWith(OptionTree& tree, Arguments arguments)
     arguments = withEmptyValues(arguments);
     std::reverse(arguments.begin(), arguments.end());
     tree.app().parse(std::move(arguments));
-    return tree.invocation();
+    return {tree.globalOptions(), tree.action(), ""};
 }
-
-/// Where the arguments behind `--` belong, or null when they are for the parser: those of `check` are
-/// objects, which the parser would end at `--` once it has seen one of them, and those of --exec its
-/// program's.
-struct BehindDashes {
-    std::vector<std::string>* operator()(CheckOptions& options) const { return &options.objects; }
-    std::vector<std::string>* operator()(ServiceCommand& command) const { return std::visit(*this, command); }
-    std::vector<std::string>* operator()(ObjectRegisterOptions& options) const
-    {
-        return ofExec(options.exec);
-    }
-    std::vector<std::string>* operator()(ObjectUnregisterOptions& options) const
-    {
-        return ofExec(options.exec);
-    }
-    template <typename Options>
-    std::vector<std::string>* operator()(Options& /*options*/) const
-    {
-        return nullptr;
-    }
-
-private:
-    static std::vector<std::string>* ofExec(ExecOptions& exec)
-    {
-        return exec.program ? &exec.arguments : nullptr;
-    }
-};
 
 /// Nothing when the arguments have no `--`, when what follows it is for the parser, or when they are not
 /// right without that.
-std::optional<Invocation> parseWithoutTail(const Arguments& arguments)
+std::optional<Invocation> parseWithoutTail(const Arguments& arguments, const CommandTable& commands)
 {
     const auto dashes = std::find(arguments.begin(), arguments.end(), "--");
     if (dashes == arguments.end()) {
         return std::nullopt;
     }
     try {
-        OptionTree tree;
+        OptionTree tree(commands);
         Invocation invocation = parseWith(tree, Arguments(arguments.begin(), dashes));
-        std::vector<std::string>* tail = std::visit(BehindDashes{}, invocation.command);
+        Arguments* tail = invocation.action.tail ? invocation.action.tail() : nullptr;
         if (tail == nullptr) {
             return std::nullopt;
         }
@@ -100,18 +73,18 @@ std::optional<Invocation> parseWithoutTail(const Arguments& arguments)
 
 } // namespace
 
-Invocation parseCommandLine(const Arguments& arguments)
+Invocation parseCommandLine(const Arguments& arguments, const CommandTable& commands)
 {
-    if (auto invocation = parseWithoutTail(arguments)) {
+    if (auto invocation = parseWithoutTail(arguments, commands)) {
         return *invocation;
     }
-    OptionTree tree;
+    OptionTree tree(commands);
     try {
         return parseWith(tree, arguments);
     } catch (const CLI::CallForHelp&) {
-        return {{}, ProgramText{namedCommand(tree.app()).help()}};
+        return {{}, {}, namedCommand(tree.app()).help()};
     } catch (const CLI::CallForVersion& version) {
-        return {{}, ProgramText{std::string(version.what()) + '\n'}};
+        return {{}, {}, std::string(version.what()) + '\n'};
     } catch (const CLI::ParseError& error) {
         throw InputError(std::string(error.what()) + "\nRun 'ksrbac --help' for how it is used.");
     }

@@ -1,7 +1,9 @@
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "cli/cache_location.h"
+#include "cli/options.h"
 #include "commands/commands.h"
 #include "commands/share_text.h"
 #include "output/Json.h"
@@ -12,6 +14,22 @@
 namespace ksrbac {
 
 namespace {
+
+constexpr char DESCRIPTION[] =
+    R"(Show what an access cache holds.
+
+Shows its namespace, counts, file sizes and depths, and the fragmentation: the
+share of records that nothing refers to, left over from earlier writes or set
+aside for later ones.
+
+Holds the cache's shared file lock while it walks the whole cache: readers are
+not kept waiting, a writer is.
+
+Exit status: 0 shown, damaged or not, 2 usage error or a cache that cannot be
+read, 4 standard output could not be written.)";
+
+constexpr char EXAMPLE[] = R"(Example:
+  ksrbac cache info main)";
 
 using Align = TextTable::Align;
 
@@ -81,12 +99,10 @@ std::string json(const CacheReport& report, const FaultList& faults)
     return object.add("faultCount", std::uint64_t{faults.count()}).text() + '\n';
 }
 
-} // namespace
-
-ExitStatus runCacheInfo(const CacheInfoOptions& options, bool asJson, Console& console)
+ExitStatus run(const std::string& cache, bool asJson, Console& console)
 {
     FaultList faults(0);
-    const CacheReport report = examineCache(locateCache(options.cache).directory, faults);
+    const CacheReport report = examineCache(locateCache(cache).directory, faults);
     if (asJson) {
         console.print(json(report, faults));
         return ExitStatus::Good;
@@ -96,6 +112,16 @@ ExitStatus runCacheInfo(const CacheInfoOptions& options, bool asJson, Console& c
         console.print('\n' + filesText(report));
     }
     return ExitStatus::Good;
+}
+
+} // namespace
+
+Action addCacheInfo(CLI::App& command)
+{
+    const auto cache = std::make_shared<std::string>();
+    describe(command, DESCRIPTION, EXAMPLE);
+    addCache(command, *cache);
+    return {[cache](bool json, Console& console) { return run(*cache, json, console); }};
 }
 
 } // namespace ksrbac

@@ -1,13 +1,17 @@
 #include <cstddef>
+#include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include <keepsafe/cache/OperationCache.h>
 #include <keepsafe/rbac/client/AccessControlClient.h>
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
 #include "cli/arguments.h"
+#include "cli/options.h"
 #include "cli/role_ids.h"
 #include "commands/Decider.h"
 #include "commands/clients.h"
@@ -25,7 +29,62 @@ namespace Rbac = Tessara::Keepsafe::Rbac;
 
 namespace {
 
-void requireConsistent(const CheckOptions& options)
+constexpr char DESCRIPTION[] =
+    R"(Decide whether roles may perform an operation on objects.
+
+Whose roles: those of --roles, or those of the owner of a session token, which
+--session-token-file reads from a file or from standard input. The token is
+verified and its roles are looked up in the database as in every process of the
+product; a token that is not valid, has expired or is not known to the database
+ends the command with 3. Exactly one of the two options is needed.
+
+Who decides: with --cache that access cache, whether or not enforcement is
+switched on. Without it the answer is that of a process of the product: where
+enforcement (feature 1 of the configuration) is on, the access-control service
+is asked once which access cache serves the namespace of --for, and that cache
+decides; where it is off, everything is allowed, neither roles nor tokens are
+looked at, and a note on standard error says so.
+
+Prints one line per object, in order: "allow" or "deny", a tab, and the object
+as it was given. With --json it prints {"object":...,"operation":...,
+"allowed":...} with the object in its canonical text form. Objects given as
+arguments come first, then those of --objects-from.
+
+An object is allowed when one of the roles holds the operation on it. Operations
+come from the installation's operation cache; one that it does not know is
+denied everywhere. Role 0 is allowed everything, and no role nothing.
+
+A line of the file is one object to the last byte: white space around it, a
+carriage return or nothing at all on a line make it malformed. Malformed objects
+are told on standard error with their line number, and the others are still
+answered.
+
+Exit status: 0 all allowed, 1 some denied, 2 usage error, or an input that is
+malformed or cannot be read, 3 the library reported a status or failed: it is
+told on standard error, and objects that got no line were not decided, 4
+standard output could not be written.)";
+
+constexpr char EXAMPLE[] = R"(Examples:
+  ksrbac check --cache main --operation '|OPERATIONS|VIEW|' --roles 17,3 \
+    '|KEEPSAFE|PROTECTION|'
+  ksrbac check --cache ./cache --operation '|OPERATIONS|VIEW|' --roles=-5,3 \
+    --objects-from objects.txt
+  ksrbac check --operation '|OPERATIONS|VIEW|' --session-token-file token \
+    '|KEEPSAFE|PROTECTION|'
+  ksrbac check --for '|STORAGE|' --operation '|OPERATIONS|VIEW|' --roles 17 \
+    '|STORAGE|disk-01|')";
+
+struct Options {
+    std::optional<std::string> cache;     ///< nothing: the service is asked
+    std::optional<std::string> coveredBy; ///< the namespace that the service is asked about
+    std::string operation;
+    std::optional<std::string> roles;
+    std::optional<std::string> sessionTokenFile;
+    std::optional<std::string> objectsFrom;
+    std::vector<std::string> objects;
+};
+
+void requireConsistent(const Options& options)
 {
     if (options.objects.empty() && !options.objectsFrom) {
         throw InputError("check: give objects as arguments or with --objects-from");
@@ -44,7 +103,7 @@ void requireConsistent(const CheckOptions& options)
 /// Who asks: role ids, or a session token.
 using Caller = std::variant<std::set<int>, std::string>;
 
-Caller readCaller(const CheckOptions& options)
+Caller readCaller(const Options& options)
 {
     if (options.roles) {
         return parseRoleIds(*options.roles);
@@ -64,7 +123,7 @@ struct CheckerMaker {
     }
 };
 
-boost::shared_ptr<Rbac::AccessControlClient> makeClient(const CheckOptions& options,
+boost::shared_ptr<Rbac::AccessControlClient> makeClient(const Options& options,
                                                         Rbac::OperationCache& operations)
 {
     if (options.cache) {
@@ -85,7 +144,7 @@ void noteUnknown(Rbac::OperationCache& operations, const Rbac::ObjectNamespace& 
     }
 }
 
-void decideAll(const CheckOptions& options, Decider& decider, Console& console)
+void decideAll(const Options& options, Decider& decider, Console& console)
 {
     std::size_t position = 0;
     for (const std::string& object : options.objects) {
@@ -105,9 +164,7 @@ void decideAll(const CheckOptions& options, Decider& decider, Console& console)
     }
 }
 
-} // namespace
-
-ExitStatus runCheck(const CheckOptions& options, bool json, Console& console)
+ExitStatus run(const Options& options, bool json, Console& console)
 {
     requireConsistent(options);
     const Caller caller = readCaller(options);
@@ -125,6 +182,29 @@ ExitStatus runCheck(const CheckOptions& options, bool json, Console& console)
     Decider decider(*checker, operation, json, console);
     decideAll(options, decider, console);
     return decider.status();
+}
+
+} // namespace
+
+Action addCheck(CLI::App& command)
+{
+    const auto options = std::make_shared<Options>();
+    describe(command, DESCRIPTION, EXAMPLE);
+    addOptional(command, "--cache", options->cache, value_name::CACHE,
+                "Cache: a directory if it has a slash, else an id");
+    addOptional(command, "--for", options->coveredBy, "NS",
+                "Namespace whose access cache is asked for in place\nof |, without --cache");
+    addRequired(command, "--operation", options->operation, "NS", "Namespace of the operation");
+    addOptional(command, "--roles", options->roles, "IDS",
+                "Role ids, as in 17,3; --roles=-5,3 for negative\nones, --roles= for none");
+    addOptional(command, "--session-token-file", options->sessionTokenFile, value_name::FILE_OR_STDIN,
+                "Ask for the roles of the session token in a\nfile; - is standard input");
+    addOptional(command, "--objects-from", options->objectsFrom, value_name::FILE_OR_STDIN,
+                "Read objects by line; - is standard input");
+    addRest(command, "OBJECT", options->objects, "NS", "Namespaces of objects");
+    // The parser would end the objects at "--" once it has seen one of them.
+    return {[options](bool json, Console& console) { return run(*options, json, console); },
+            [options] { return &options->objects; }};
 }
 
 } // namespace ksrbac

@@ -1,23 +1,35 @@
 #ifndef KSRBAC_COMMANDS_COMMANDS_H
 #define KSRBAC_COMMANDS_COMMANDS_H
 
-#include "cli/command_line.h"
-#include "exit_status.h"
-#include "io/Console.h"
-
-/// \file
-/// The commands. Each prints its results to the console and returns what the process shall tell its caller.
-/// Exceptions of the library, `InputError` and `OutputError` pass through.
+#include "cli/Command.h"
 
 namespace ksrbac {
 
-ExitStatus runCheck(const CheckOptions& options, bool json, Console& console);
-ExitStatus runCacheInfo(const CacheInfoOptions& options, bool json, Console& console);
-ExitStatus runCacheVerify(const CacheVerifyOptions& options, bool json, Console& console);
-ExitStatus runOperations(bool json, Console& console);
-ExitStatus runTokenVerify(const TokenVerifyOptions& options, bool json, Console& console);
-ExitStatus runTokenShow(const TokenShowOptions& options, bool json, Console& console);
-ExitStatus runTokenRoles(const TokenRolesOptions& options, bool json, Console& console);
+/// The commands of the program: parser, help, manual page, shell completion and their tests come from this
+/// table.
+const CommandTable& commandTable();
+
+// Each is the `add` of its row and stands in a file of the command's name.
+Action addCheck(CLI::App& command);
+Action addCacheInfo(CLI::App& command);
+Action addCacheVerify(CLI::App& command);
+Action addOperations(CLI::App& command);
+Action addTokenVerify(CLI::App& command);
+Action addTokenShow(CLI::App& command);
+Action addTokenRoles(CLI::App& command);
+Action addRoleList(CLI::App& command);
+Action addRoleGet(CLI::App& command);
+Action addRoleCreate(CLI::App& command);
+Action addRoleUpdate(CLI::App& command);
+Action addRoleDelete(CLI::App& command);
+Action addObjectGet(CLI::App& command);
+Action addObjectSetInherit(CLI::App& command);
+Action addObjectRegister(CLI::App& command);
+Action addObjectUnregister(CLI::App& command);
+Action addAccessList(CLI::App& command);
+Action addAccessAdd(CLI::App& command);
+Action addAccessDelete(CLI::App& command);
+Action addOperationList(CLI::App& command);
 
 } // namespace ksrbac
 

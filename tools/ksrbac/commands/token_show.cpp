@@ -9,6 +9,7 @@
 #include <keepsafe/jwt/JWTUtil.h>
 #include <keepsafe/platform/status/status_codes.h>
 
+#include "cli/options.h"
 #include "commands/commands.h"
 #include "io/token_file.h"
 #include "log/SilencedLog.h"
@@ -27,6 +28,21 @@ using Tessara::Keepsafe::JWTUtil;
 namespace Status = Tessara::Keepsafe::Status;
 
 namespace {
+
+constexpr char DESCRIPTION[] =
+    R"(Show what a token says, whether it is valid or not.
+
+Prints whether the host's public key verifies the signature, the expiry, the
+header, and every claim with times in UTC. Without a key it says that the
+signature was not verified. Anybody can write a token that says anything:
+believe claims only when the signature is verified. The signature itself is not
+shown, so that the output cannot be used as a token.
+
+Exit status: 0 shown, valid or not, 2 usage error, a file that cannot be read or
+that holds no token, 4 standard output could not be written.)";
+
+constexpr char EXAMPLE[] = R"(Example:
+  ksrbac token show --json token)";
 
 /// What is said of the signature: a word for programs, and a sentence for people.
 struct SignatureState {
@@ -145,14 +161,22 @@ void printJson(const ShownToken& token, Console& console)
     console.print(line.text() + '\n');
 }
 
-} // namespace
-
-ExitStatus runTokenShow(const TokenShowOptions& options, bool json, Console& console)
+ExitStatus run(const std::string& tokenFile, bool json, Console& console)
 {
-    const ShownToken token = takeApart(readToken(options.tokenFile));
+    const ShownToken token = takeApart(readToken(tokenFile));
     const SilencedLog silence;
     (json ? printJson : printText)(token, console);
     return ExitStatus::Good;
+}
+
+} // namespace
+
+Action addTokenShow(CLI::App& command)
+{
+    const auto tokenFile = std::make_shared<std::string>();
+    describe(command, DESCRIPTION, EXAMPLE);
+    addTokenFile(command, *tokenFile);
+    return {[tokenFile](bool json, Console& console) { return run(*tokenFile, json, console); }};
 }
 
 } // namespace ksrbac

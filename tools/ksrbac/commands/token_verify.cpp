@@ -1,8 +1,10 @@
 #include <algorithm>
+#include <memory>
 #include <string>
 
 #include <keepsafe/platform/status/EC_exception.h>
 
+#include "cli/options.h"
 #include "commands/commands.h"
 #include "io/token_file.h"
 #include "output/Json.h"
@@ -12,6 +14,24 @@
 namespace ksrbac {
 
 namespace {
+
+constexpr char DESCRIPTION[] =
+    R"(Tell whether a session token is valid, and if not, why.
+
+Checks, in this order, the token's form (three parts in base64url), its
+signature with the host's public key, its payload (a JSON object) and its expiry
+("exp", milliseconds since 1970), and prints each with what came of it. Whether
+the database knows the token is not asked: see 'ksrbac token roles'.
+
+The header is not looked at: the signature must be RS256 whatever it says.
+
+Exit status: 0 valid, 1 not valid, 2 usage error or a file that cannot be read,
+3 the host's public key cannot be used, so that nothing is known about the
+signature, 4 standard output could not be written.)";
+
+constexpr char EXAMPLE[] = R"(Examples:
+  ksrbac token verify token
+  ksrbac token verify - < token)";
 
 const char* outcomeText(TokenCheck::Outcome outcome)
 {
@@ -58,11 +78,9 @@ void printJson(const TokenVerdict& verdict, Console& console)
     console.print(line.text() + '\n');
 }
 
-} // namespace
-
-ExitStatus runTokenVerify(const TokenVerifyOptions& options, bool json, Console& console)
+ExitStatus run(const std::string& tokenFile, bool json, Console& console)
 {
-    const TokenVerdict verdict = judgeToken(readToken(options.tokenFile));
+    const TokenVerdict verdict = judgeToken(readToken(tokenFile));
     if (verdict.keyStatus != 0) {
         throw EC_exception(verdict.keyStatus);
     }
@@ -71,6 +89,16 @@ ExitStatus runTokenVerify(const TokenVerifyOptions& options, bool json, Console&
     }
     (json ? printJson : printText)(verdict, console);
     return verdict.isValid ? ExitStatus::Good : ExitStatus::Negative;
+}
+
+} // namespace
+
+Action addTokenVerify(CLI::App& command)
+{
+    const auto tokenFile = std::make_shared<std::string>();
+    describe(command, DESCRIPTION, EXAMPLE);
+    addTokenFile(command, *tokenFile);
+    return {[tokenFile](bool json, Console& console) { return run(*tokenFile, json, console); }};
 }
 
 } // namespace ksrbac

@@ -5,6 +5,7 @@
 
 #include "cli/help_formatter.h"
 #include "cli/option_tree.h"
+#include "commands/commands.h"
 
 namespace ksrbac {
 
@@ -155,7 +156,7 @@ std::string declare(const std::string& name, const std::string& entries)
 
 std::string bashCompletion()
 {
-    OptionTree tree;
+    OptionTree tree(commandTable());
     Tables tables;
     addCommand(tree.app(), tables);
     return "# bash completion for ksrbac, generated from its option tree\n" +

@@ -4,6 +4,7 @@
 
 #include "cli/help_formatter.h"
 #include "cli/option_tree.h"
+#include "commands/commands.h"
 
 namespace ksrbac {
 
@@ -47,7 +48,7 @@ void addCommands(const CLI::App& app, std::string& out)
 
 std::string manualSections()
 {
-    OptionTree tree;
+    OptionTree tree(commandTable());
     std::string out =
         "[NAME]\nksrbac \\- ask for access decisions, and manage roles, objects and grants\n\n[COMMANDS]\n";
     addCommands(tree.app(), out);

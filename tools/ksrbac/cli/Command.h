@@ -1,0 +1,42 @@
+#ifndef KSRBAC_CLI_COMMAND_H
+#define KSRBAC_CLI_COMMAND_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "exit_status.h"
+#include "io/Console.h"
+
+namespace CLI {
+class App;
+}
+
+namespace ksrbac {
+
+/// What a command does once its arguments are read. Owns the options that they are read into.
+struct Action {
+    /// Prints the results and returns the exit status. Exceptions of the library, `InputError` and
+    /// `OutputError` pass through.
+    std::function<ExitStatus(bool json, Console& console)> run;
+    /// Where the arguments behind `--` belong, asked after those before it were read. Null, or returning
+    /// null: they are for the parser.
+    std::function<std::vector<std::string>*()> tail = nullptr;
+};
+
+/// A command, or a group of commands.
+struct CommandRow {
+    /// As it is called: "cache" is the group of "cache info" and comes before it.
+    const char* name;
+    /// Describes the command and adds its options. Null for a group.
+    Action (*add)(CLI::App& command);
+    const char* groupDescription = nullptr;
+    const char* groupExample = nullptr;
+};
+
+/// All commands, in the order of the help.
+using CommandTable = std::vector<CommandRow>;
+
+} // namespace ksrbac
+
+#endif

@@ -1,0 +1,65 @@
+#ifndef KSRBAC_CLI_OPTIONS_H
+#define KSRBAC_CLI_OPTIONS_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+/// \file
+/// The description of a command and its options. A name without dashes is that of an argument, which is known
+/// by its place. `valueName` is the value's name in the help. Values must live until the command line was
+/// parsed.
+
+namespace ksrbac {
+
+/// Value names that the shell completion knows how to complete.
+namespace value_name {
+inline constexpr char CACHE[] = "ID_OR_DIR";
+inline constexpr char DIRECTORY[] = "DIR";
+inline constexpr char FILE_OR_STDIN[] = "FILE|-";
+inline constexpr char PROGRAM[] = "CMD";
+inline constexpr char PROPAGATION[] = "PROPAGATION";
+inline constexpr char SWITCH[] = "on|off";
+} // namespace value_name
+
+/// The first line of the description stands for the command in lists of commands.
+void describe(CLI::App& command, const std::string& description, const std::string& example);
+
+void addRequired(CLI::App& command, const char* name, std::string& value, const char* valueName,
+                 const std::string& description);
+void addOptional(CLI::App& command, const char* name, std::string& value, const char* valueName,
+                 const std::string& description);
+void addOptional(CLI::App& command, const char* name, std::optional<std::string>& value,
+                 const char* valueName, const std::string& description);
+/// A decimal number without a sign.
+void addOptional(CLI::App& command, const char* name, std::size_t& value, const char* valueName,
+                 const std::string& description);
+void addFlag(CLI::App& command, const char* name, bool& value, const std::string& description);
+/// An argument that takes all that are left.
+void addRest(CLI::App& command, const char* name, std::vector<std::string>& values, const char* valueName,
+             const std::string& description);
+/// An option that may be given several times, with one value each.
+void addRepeated(CLI::App& command, const char* name, std::vector<std::string>& values, const char* valueName,
+                 const std::string& description);
+
+// What several commands have.
+
+/// CACHE, a directory or an id.
+void addCache(CLI::App& command, std::string& cache);
+/// FILE, which holds a session token: never an argument itself, which other users could read.
+void addTokenFile(CLI::App& command, std::string& tokenFile);
+/// NS, a managed object.
+void addObject(CLI::App& command, std::string& object);
+/// ID, a role.
+void addRole(CLI::App& command, std::string& id);
+/// --filter EXPR. `what` is what the service lists.
+void addFilter(CLI::App& command, const std::string& what, std::string& filter);
+
+} // namespace ksrbac
+
+#endif

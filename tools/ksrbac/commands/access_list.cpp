@@ -1,0 +1,49 @@
+#include <memory>
+#include <string>
+
+#include "cli/arguments.h"
+#include "cli/options.h"
+#include "commands/access_definitions.h"
+#include "commands/commands.h"
+#include "service/ask_service.h"
+
+namespace ksrbac {
+
+namespace Rbac = Tessara::Keepsafe::Rbac;
+
+namespace {
+
+constexpr char DESCRIPTION[] =
+    R"(List the access definitions of a managed object.
+
+Those on the object itself; grants that reach it from above are on the objects
+above. Prints a table, or with --json one object per line: {"id":...,
+"object":...,"roleId":...,"propagation":...,"operations":[...]}.
+
+Exit status: 0 listed, 2 usage error, 3 the service could not be asked or
+refused: its message is told, 4 standard output could not be written.)";
+
+constexpr char EXAMPLE[] = R"(Example:
+  ksrbac access list --json '|KEEPSAFE|ASSETS|')";
+
+ExitStatus run(const std::string& text, bool json, Console& console)
+{
+    const Rbac::ObjectNamespace object = parseNamespace("NS", text);
+    printAccessDefinitions(
+        askService("access list " + object.str(),
+                   [&] { return Rbac::ManagedObjectAPI().get_access_definitions(object); }),
+        json, console);
+    return ExitStatus::Good;
+}
+
+} // namespace
+
+Action addAccessList(CLI::App& command)
+{
+    const auto object = std::make_shared<std::string>();
+    describe(command, DESCRIPTION, EXAMPLE);
+    addObject(command, *object);
+    return {[object](bool json, Console& console) { return run(*object, json, console); }};
+}
+
+} // namespace ksrbac

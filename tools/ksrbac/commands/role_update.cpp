@@ -1,0 +1,81 @@
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <keepsafe/rbac/api/Roles.h>
+
+#include "cli/arguments.h"
+#include "cli/options.h"
+#include "commands/commands.h"
+#include "commands/roles.h"
+#include "service/ask_service.h"
+
+namespace ksrbac {
+
+namespace Rbac = Tessara::Keepsafe::Rbac;
+
+namespace {
+
+constexpr char DESCRIPTION[] =
+    R"(Change the name or the description of a role.
+
+Reads the role and sends it back changed; what is not given stays as it is. A
+change that somebody else makes between the two requests is lost. A name has at
+most 256 bytes, a description at most 256; an empty description takes the role's
+description away. Prints nothing.
+
+Exit status: 0 changed, 2 usage error, 3 the service could not be asked or
+refused: its message is told; when the connection broke after the change was
+sent, it may have been made.)";
+
+constexpr char EXAMPLE[] = R"(Examples:
+  ksrbac role update 17 --name 'Restore operators'
+  ksrbac role update 17 --description='')";
+
+constexpr std::size_t LONGEST_NAME = 256; // more than for a new one, as the service has it
+
+struct Options {
+    std::string role;
+    std::optional<std::string> name;
+    std::optional<std::string> description; ///< empty: the role shall have none
+};
+
+ExitStatus run(const Options& options)
+{
+    const int id = parseServiceRoleId("ID", options.role);
+    if (!options.name && !options.description) {
+        throw InputError("role update: give --name, --description or both");
+    }
+    if (options.name) {
+        requireRoleName("--name", *options.name, LONGEST_NAME);
+    }
+    if (options.description) {
+        requireRoleDescription(*options.description);
+    }
+    askService("role update " + std::to_string(id), [&] {
+        const Rbac::RoleAPI roles;
+        Rbac::Role role = roles.get_role(id);
+        // The library would send the change to the link that is there, wherever that leads.
+        if (role.href.empty()) {
+            throw ServiceError("the service gave no link to the role, so that it cannot be changed");
+        }
+        role.name = options.name.value_or(role.name);
+        role.description = options.description.value_or(role.description);
+        roles.update_role(role);
+    });
+    return ExitStatus::Good;
+}
+
+} // namespace
+
+Action addRoleUpdate(CLI::App& command)
+{
+    const auto options = std::make_shared<Options>();
+    describe(command, DESCRIPTION, EXAMPLE);
+    addRole(command, options->role);
+    addOptional(command, "--name", options->name, "NAME", "The new name");
+    addOptional(command, "--description", options->description, "TEXT", "The new description");
+    return {[options](bool /*json*/, Console& /*console*/) { return run(*options); }};
+}
+
+} // namespace ksrbac

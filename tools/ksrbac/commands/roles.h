@@ -1,0 +1,28 @@
+#ifndef KSRBAC_COMMANDS_ROLES_H
+#define KSRBAC_COMMANDS_ROLES_H
+
+#include <cstddef>
+#include <list>
+#include <string>
+
+#include <keepsafe/rbac/api/Roles.h>
+
+#include "io/Console.h"
+
+/// \file
+/// What the commands for roles share.
+
+namespace ksrbac {
+
+void printRoles(const std::list<Tessara::Keepsafe::Rbac::Role>& roles, bool json, Console& console);
+
+/// The text when the service would take it as a role's name. `name` is the argument's, for the `InputError`
+/// thrown otherwise.
+std::string requireRoleName(const std::string& name, const std::string& text, std::size_t longest);
+
+/// The same of the text of --description.
+std::string requireRoleDescription(const std::string& text);
+
+} // namespace ksrbac
+
+#endif
