@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "peers/Questions.h"
+#include "questions/Questions.h"
 
 namespace keepsafe_bench {
 

@@ -9,7 +9,7 @@
 
 #include "cachewriter/Grants.h"
 #include "generate/GeneratedCache.h"
-#include "peers/Questions.h"
+#include "questions/Questions.h"
 
 namespace keepsafe_bench {
 

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <stdexcept>
 
-#include "Measure.h"
+#include "Turns.h"
 
 namespace keepsafe_bench {
 

@@ -7,18 +7,17 @@
 #include <string>
 #include <vector>
 
-#include "Measure.h"
+#include "Turns.h"
 #include "generate/GeneratedCache.h"
 #include "peers/Crew.h"
 #include "peers/HashTable.h"
 #include "peers/Library.h"
 #include "peers/Lmdb.h"
-#include "peers/PublishedCache.h"
 #include "peers/Sqlite.h"
-#include "peers/Turns.h"
 #include "peers/asking.h"
 #include "peers/costs.h"
-#include "peers/modes.h"
+#include "questions/PublishedCache.h"
+#include "workloads.h"
 
 namespace keepsafe_bench {
 
@@ -95,7 +94,8 @@ private:
     void count()
     {
         // Tracing makes a system call take many times as long as it does.
-        const QuestionRange some{questions_.all().data(), std::min<std::size_t>(questions_.size(), COUNTED_QUESTIONS)};
+        const QuestionRange some{questions_.all().data(),
+                                 std::min<std::size_t>(questions_.size(), COUNTED_QUESTIONS)};
         for (const ContenderKind& kind : kinds_) {
             counted_[kind.name] = {systemCallsPerCheck(kind, some), allocationsPerCheck(kind, some)};
         }
@@ -185,29 +185,15 @@ private:
 
     void print()
     {
-        std::printf("  %-24s %9s %9s %9s %14s %13s\n", "ns per check", "median", "min", "max", "system calls",
-                    "allocations");
         for (const ContenderKind& kind : kinds_) {
-            const Figures& figures = figures_[kind.name];
-            const Counted& counted = counted_[kind.name];
-            char calls[32] = "not counted";
-            if (counted.systemCalls) {
-                static_cast<void>(std::snprintf(calls, sizeof calls, "%.4f", *counted.systemCalls));
+            const std::string of = " of " + kind.name + " at " + std::to_string(leaves_);
+            report_.point("objects", kind.name, static_cast<double>(leaves_), "ns", figures_[kind.name]);
+            if (const auto& calls = counted_[kind.name].systemCalls) {
+                report_.value("  system calls" + of, *calls, "per check");
             }
-            std::printf("  %-24s %9.1f %9.1f %9.1f %14s %13.4f\n", kind.name.c_str(), figures.median,
-                        figures.min, figures.max, calls, counted.allocations);
-            note(kind.name, figures, counted);
+            report_.value("  allocations" + of, counted_[kind.name].allocations, "per check");
         }
-    }
-
-    void note(const std::string& name, const Figures& figures, const Counted& counted)
-    {
-        const std::string of = " of " + name + " at " + std::to_string(leaves_);
-        report_.point("objects", name, static_cast<double>(leaves_), "ns", figures);
-        if (counted.systemCalls) {
-            report_.value("system calls per check" + of, *counted.systemCalls, "");
-        }
-        report_.value("allocations per check" + of, counted.allocations, "");
+        report_.point("opening", "cache", static_cast<double>(leaves_), "ns", figures_[OPENING]);
     }
 
     void judge()
@@ -229,15 +215,14 @@ private:
         report_.goal("two processes against one" + at,
                      ratio(nameOf(Worker::Kind::Process, 1), nameOf(Worker::Kind::Process, 2)), atLeast, 1.9,
                      "");
-        report_.point("opening", "cache", static_cast<double>(leaves_), "ns", figures_[OPENING]);
         report_.goal("opening a cache" + at, figures_[OPENING].median / 1e6, atMost, 1, "ms");
         if (const auto& calls = counted_[CHECK].systemCalls) {
             // None, except for a look at the paths and the files' sizes in every 10 ms: one may fall into the
             // short pass that is counted.
             constexpr double CALLS_OF_A_LOOK = 7;
             const double looks = figures_[CHECK].median * COUNTED_QUESTIONS / 10e6 + 1;
-            report_.goal("system calls per check" + at, *calls, atMost, CALLS_OF_A_LOOK * looks / COUNTED_QUESTIONS,
-                         "");
+            report_.goal("system calls per check" + at, *calls, atMost,
+                         CALLS_OF_A_LOOK * looks / COUNTED_QUESTIONS, "");
         }
         report_.goal("allocations per check" + at, counted_[CHECK].allocations, atMost, 0, "");
     }
@@ -249,7 +234,7 @@ private:
     Report& report_;
     PublishedCache published_;
     Questions questions_;
-    PrivateFolder folder_;
+    keepsafe_test::TempDir folder_;
     LmdbDatabase lmdb_;
     SqliteDatabase sqlite_;
     std::vector<ContenderKind> kinds_;
@@ -260,7 +245,7 @@ private:
 
 } // namespace
 
-void compareContenders(const Settings& settings, Report& report)
+void measurePeers(const Settings& settings, Report& report)
 {
     for (const std::uint64_t leaves : settings.objects) {
         Comparison(leaves, settings, report).run();

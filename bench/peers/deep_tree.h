@@ -2,7 +2,7 @@
 #define KEEPSAFE_BENCH_PEERS_DEEP_TREE_H
 
 #include "cachewriter/CacheImage.h"
-#include "peers/Questions.h"
+#include "questions/Questions.h"
 
 namespace keepsafe_bench {
 

@@ -1,7 +1,7 @@
 #include "peers/object_tree.h"
 
 #include "generate/GeneratedCache.h"
-#include "peers/Questions.h"
+#include "questions/Questions.h"
 
 namespace keepsafe_bench {
 

@@ -1,17 +1,16 @@
 #include <algorithm>
-#include <cstdio>
 #include <deque>
 #include <memory>
 #include <string>
 
+#include "Turns.h"
 #include "generate/GeneratedCache.h"
 #include "peers/Crew.h"
 #include "peers/Library.h"
-#include "peers/PublishedCache.h"
-#include "peers/Turns.h"
 #include "peers/asking.h"
 #include "peers/deep_tree.h"
-#include "peers/modes.h"
+#include "questions/PublishedCache.h"
+#include "workloads.h"
 
 namespace keepsafe_bench {
 
@@ -46,14 +45,9 @@ public:
     void run(Report& report)
     {
         turns_.run();
-        std::printf("\n%-12s %-12s %9s %9s %9s   ns\n", panel_.c_str(), "", "median", "min", "max");
         for (const Entry& entry : entries_) {
-            const Figures figures = turns_.figures(entry.number);
-            std::printf("%12u %-12s %9.1f %9.1f %9.1f\n", entry.x, entry.name.c_str(), figures.median,
-                        figures.min, figures.max);
-            report.point(panel_, entry.name, entry.x, "ns", figures);
+            report.point(panel_, entry.name, entry.x, "ns", turns_.figures(entry.number));
         }
-        static_cast<void>(std::fflush(stdout));
     }
 
 private:
@@ -128,12 +122,8 @@ void scaleWorkers(const PublishedCache& published, const Settings& settings, Rep
         }
     }
     turns.run();
-    std::printf("\n%-12s %-12s %11s %11s %11s   checks per second\n", "workers", "", "median", "min", "max");
     for (const Entry& entry : entries) {
-        const Figures figures = turns.figures(entry.number);
-        std::printf("%12u %-12s %11.0f %11.0f %11.0f\n", entry.size, entry.series, figures.median,
-                    figures.min, figures.max);
-        report.point("workers", entry.series, entry.size, "checks/s", figures);
+        report.point("workers", entry.series, entry.size, "checks/s", turns.figures(entry.number));
     }
 }
 

@@ -7,16 +7,16 @@
 
 #include <poll.h>
 
-#include "Measure.h"
+#include "Turns.h"
 #include "cachewriter/LiveCache.h"
 #include "cachewriter/PosixFileSystem.h"
 #include "generate/GeneratedCache.h"
 #include "peers/Crew.h"
 #include "peers/Library.h"
-#include "peers/PublishedCache.h"
 #include "peers/asking.h"
-#include "peers/modes.h"
 #include "peers/object_tree.h"
+#include "questions/PublishedCache.h"
+#include "workloads.h"
 
 namespace keepsafe_bench {
 
@@ -82,7 +82,7 @@ private:
         cache_.publish(GeneratedCache::operations());
     }
 
-    PrivateFolder folder_;
+    keepsafe_test::TempDir folder_;
     keepsafe_sandbox::PosixFileSystem fileSystem_;
     keepsafe_sandbox::CacheLocation location_;
     std::uint64_t leaves_;
@@ -198,7 +198,6 @@ void measureWhilePublishing(const Settings& settings, Report& report)
     const std::chrono::duration<double> taken = Clock::now() - start;
     report.latencies("publishing one change", publications);
     const double rate = static_cast<double>(publications.total()) / taken.count();
-    std::printf("  %.1f changes published per second\n", rate);
     report.value("publications per second", rate, "1/s");
     judge(measured, report);
 }

@@ -12,13 +12,13 @@
 
 #include <keepsafe/platform/filelock/FileLock.h>
 
-#include "Measure.h"
+#include "Turns.h"
 #include "generate/GeneratedCache.h"
 #include "peers/Crew.h"
 #include "peers/Library.h"
-#include "peers/PublishedCache.h"
 #include "peers/asking.h"
-#include "peers/modes.h"
+#include "questions/PublishedCache.h"
+#include "workloads.h"
 
 namespace keepsafe_bench {
 
@@ -74,7 +74,6 @@ void judge(const LatencyHistogram& waits, double checksPerSecond, Report& report
 {
     Report::latencyHeader("Writer beside 8 threads that check");
     report.latencies("wait for the exclusive lock", waits);
-    std::printf("  %.0f checks per second meanwhile\n", checksPerSecond);
     report.value("checks per second beside the writer", checksPerSecond, "1/s");
     report.goal("99 % of a writer's waits", static_cast<double>(waits.percentile(0.99)) / 1e6,
                 Report::Bound::AtMost, GOAL_MILLISECONDS, "ms");

@@ -1,11 +1,11 @@
-#include "livecache/MeasuredFileSystem.h"
+#include "change/MeasuredFileSystem.h"
 
 #include <stdexcept>
 
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "Measure.h"
+#include "Turns.h"
 
 namespace keepsafe_bench {
 

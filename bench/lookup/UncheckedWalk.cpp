@@ -1,4 +1,4 @@
-#include "access/UncheckedWalk.h"
+#include "lookup/UncheckedWalk.h"
 
 #include <array>
 
@@ -47,7 +47,7 @@ __attribute__((noinline)) const UncheckedWalk::BitsNode* UncheckedWalk::findBits
     return nullptr;
 }
 
-bool UncheckedWalk::anyRole(NodeOffset roleTree, const Caller& caller) const
+bool UncheckedWalk::anyRole(NodeOffset roleTree, const PeerCaller& caller) const
 {
     for (const int role : caller.roles) {
         if (const BitsNode* roleNode = findBitsNode(roleTree, role)) {
@@ -60,7 +60,7 @@ bool UncheckedWalk::anyRole(NodeOffset roleTree, const Caller& caller) const
     return false;
 }
 
-bool UncheckedWalk::decide(const Question& question) const
+bool UncheckedWalk::decide(const PeerQuestion& question) const
 {
     std::array<const ManagedObject*, 64> ancestors;
     std::size_t count = 0;

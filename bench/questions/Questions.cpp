@@ -1,4 +1,4 @@
-#include "peers/Questions.h"
+#include "questions/Questions.h"
 
 #include <algorithm>
 #include <set>

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_BENCH_PEERS_MACHINE_H
-#define KEEPSAFE_BENCH_PEERS_MACHINE_H
+#ifndef KEEPSAFE_BENCH_MACHINE_H
+#define KEEPSAFE_BENCH_MACHINE_H
 
 #include <map>
 #include <string>

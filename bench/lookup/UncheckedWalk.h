@@ -1,12 +1,12 @@
-#ifndef KEEPSAFE_BENCH_ACCESS_UNCHECKEDWALK_H
-#define KEEPSAFE_BENCH_ACCESS_UNCHECKEDWALK_H
+#ifndef KEEPSAFE_BENCH_LOOKUP_UNCHECKEDWALK_H
+#define KEEPSAFE_BENCH_LOOKUP_UNCHECKEDWALK_H
 
 #include <string>
 
 #include <keepsafe/cache/detail/MemoryMap.h>
 #include <keepsafe/cache/detail/records.h>
 
-#include "access/Workload.h"
+#include "questions/Questions.h"
 
 namespace keepsafe_bench {
 
@@ -16,7 +16,7 @@ class UncheckedWalk {
 public:
     explicit UncheckedWalk(const std::string& directory);
 
-    [[nodiscard]] bool decide(const Question& question) const;
+    [[nodiscard]] bool decide(const PeerQuestion& question) const;
 
 private:
     using NodeOffset = Tessara::Keepsafe::Rbac::NodeOffset;
@@ -26,7 +26,7 @@ private:
 
     [[nodiscard]] const SegmentNode* findSegment(NodeOffset root, std::int32_t key) const;
     [[nodiscard]] const BitsNode* findBitsNode(NodeOffset root, std::int32_t key) const;
-    [[nodiscard]] bool anyRole(NodeOffset roleTree, const Caller& caller) const;
+    [[nodiscard]] bool anyRole(NodeOffset roleTree, const PeerCaller& caller) const;
 
     Tessara::Keepsafe::Rbac::detail::MemoryMap metadata_;
     Tessara::Keepsafe::Rbac::detail::MemoryMap objects_;

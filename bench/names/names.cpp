@@ -2,17 +2,21 @@
 // read from the same kind of stream and printed into a string, without the class around it.
 
 #include <cstdio>
+#include <functional>
 #include <istream>
 #include <list>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include <benchmark/benchmark.h>
 #include <boost/lexical_cast.hpp>
 
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
+#include "workloads.h"
+
+namespace keepsafe_bench {
 namespace {
 
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -116,71 +120,77 @@ std::string printByHand(const std::list<std::string>& components)
     return text;
 }
 
-void parseHandWritten(benchmark::State& state)
+template <typename Parse>
+std::function<void()> parsing(Parse parse)
 {
-    std::size_t i = 0;
-    std::istringstream stream;
-    for (auto _ : state) {
-        stream.clear();
-        stream.str(texts()[i++ % 1000]);
-        std::list<std::string> components;
-        benchmark::DoNotOptimize(parseByHand(stream, components));
-    }
+    return [parse] {
+        std::istringstream stream;
+        for (const std::string& text : texts()) {
+            stream.clear();
+            stream.str(text);
+            require(parse(stream), "the name can be parsed");
+        }
+    };
 }
-BENCHMARK(parseHandWritten);
 
-void parseNamespace(benchmark::State& state)
+/// Printing computes the text once per object, so each round prints copies that have none yet.
+template <typename Name, typename Print>
+std::function<void()> printing(std::vector<Name> names, Print print)
 {
-    std::size_t i = 0;
-    std::istringstream stream;
-    for (auto _ : state) {
-        stream.clear();
-        stream.str(texts()[i++ % 1000]);
-        ObjectNamespace ns;
-        benchmark::DoNotOptimize(static_cast<bool>(stream >> ns));
-    }
+    return [names = std::move(names), print] {
+        for (const Name& name : names) {
+            const Name copy = name;
+            require(!print(copy).empty(), "the name can be printed");
+        }
+    };
 }
-BENCHMARK(parseNamespace);
 
-void parseNamespaceByLexicalCast(benchmark::State& state)
+std::vector<std::list<std::string>> componentsByHand()
 {
-    std::size_t i = 0;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(boost::lexical_cast<ObjectNamespace>(texts()[i++ % 1000]));
+    std::vector<std::list<std::string>> names;
+    for (const std::string& text : texts()) {
+        std::istringstream stream(text);
+        parseByHand(stream, names.emplace_back());
     }
+    return names;
 }
-BENCHMARK(parseNamespaceByLexicalCast);
 
-void printHandWritten(benchmark::State& state)
-{
-    std::vector<std::list<std::string>> names(1000);
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        std::istringstream stream(texts()[i]);
-        parseByHand(stream, names[i]);
-    }
-    std::size_t i = 0;
-    for (auto _ : state) {
-        const std::list<std::string> copy = names[i++ % 1000];
-        benchmark::DoNotOptimize(printByHand(copy));
-    }
-}
-BENCHMARK(printHandWritten);
-
-void printNamespace(benchmark::State& state)
+std::vector<ObjectNamespace> namespaces()
 {
     std::vector<ObjectNamespace> names;
     for (const std::string& text : texts()) {
         names.push_back(boost::lexical_cast<ObjectNamespace>(text));
     }
-    std::size_t i = 0;
-    for (auto _ : state) {
-        const ObjectNamespace copy =
-            names[i++ % 1000]; // the text is computed once per object: take a fresh one
-        benchmark::DoNotOptimize(copy.str().data());
-    }
+    return names;
 }
-BENCHMARK(printNamespace);
 
 } // namespace
 
-BENCHMARK_MAIN();
+void measureNames(const Settings& settings, Report& report)
+{
+    const std::size_t count = texts().size();
+    Turns turns(settings.rounds * 30);
+    const auto parseFloor = turns.add(count, parsing([](std::istream& stream) {
+                                          std::list<std::string> components;
+                                          return parseByHand(stream, components);
+                                      }));
+    const auto parse = turns.add(count, parsing([](std::istream& stream) {
+                                     ObjectNamespace ns;
+                                     return static_cast<bool>(stream >> ns);
+                                 }));
+    const auto cast = turns.add(count, [] {
+        for (const std::string& text : texts()) {
+            require(!boost::lexical_cast<ObjectNamespace>(text).is_root(), "the name can be parsed");
+        }
+    });
+    const auto printFloor = turns.add(count, printing(componentsByHand(), printByHand));
+    const auto print =
+        turns.add(count, printing(namespaces(),
+                                  [](const ObjectNamespace& ns) -> const std::string& { return ns.str(); }));
+    turns.run();
+    report.line("names/parse from a stream", turns.figures(parse), turns.figures(parseFloor));
+    report.line("names/parse by lexical_cast", turns.figures(cast));
+    report.line("names/text form", turns.figures(print), turns.figures(printFloor));
+}
+
+} // namespace keepsafe_bench

@@ -1,5 +1,6 @@
-#include "peers/machine.h"
+#include "machine.h"
 
+#include <cstdio>
 #include <ctime>
 #include <fstream>
 #include <thread>
@@ -49,6 +50,20 @@ std::string date()
     return text;
 }
 
+/// Of the sources that the program was built from; they may have changed since.
+std::string commit()
+{
+    std::string text;
+    if (FILE* const output =
+            ::popen("git -C '" KEEPSAFE_SOURCE_DIR "' describe --always --dirty 2> /dev/null", "r")) {
+        for (int character = 0; (character = std::fgetc(output)) > ' ';) {
+            text += static_cast<char>(character);
+        }
+        ::pclose(output);
+    }
+    return text.empty() ? "unknown" : text;
+}
+
 std::string compiler()
 {
 #ifdef __clang__
@@ -67,6 +82,7 @@ std::map<std::string, std::string> describeMachine()
             {"memory", memory()},
             {"system", operatingSystem()},
             {"date", date()},
+            {"commit", commit()},
             {"compiler", compiler()},
 #ifdef __OPTIMIZE__
             {"optimised", "yes"},

@@ -1,18 +1,12 @@
-// What a request to the master server costs on a connection that is kept, beside bare libcurl with a reused
-// handle, and what creating a client for a large access cache costs. The server is one thread of this
-// process, and both stay on one processor: with two, the time in which an idle processor of a virtual machine
-// wakes up decides, which is the same for all kinds of request and differs threefold from run to run.
-// `rest_bench --help` lists the options.
+// Requests to the master server on a kept connection, beside bare libcurl with a reused handle, and what it
+// costs to create a client. The server is one thread of this process, and both stay on one processor: with
+// two, the time that an idle processor of a virtual machine takes to wake up dominates, which is the same for
+// all kinds of request and differs threefold from run to run.
 
-#include <cstdio>
-#include <exception>
 #include <filesystem>
-#include <functional>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
-#include <CLI/CLI.hpp>
 #include <boost/shared_ptr.hpp>
 #include <curl/curl.h>
 #include <sched.h>
@@ -21,12 +15,13 @@
 #include <keepsafe/rbac/api/Roles.h>
 #include <keepsafe/rbac/client/AccessControlClient.h>
 
-#include "Measure.h"
-#include "access/Workload.h"
+#include "generate/GeneratedCache.h"
+#include "questions/PublishedCache.h"
 #include "support/Certificates.h"
 #include "support/HttpsServer.h"
 #include "support/TempDir.h"
 #include "support/own_address.h"
+#include "workloads.h"
 
 namespace keepsafe_bench {
 namespace {
@@ -38,22 +33,6 @@ using Tessara::Keepsafe::Rbac::RoleAPI;
 
 const std::string ADDRESS = keepsafe_test::ownAddress();
 constexpr unsigned short PORT = 1556;
-
-void require(bool holds, const char* what)
-{
-    if (!holds) {
-        throw std::runtime_error(std::string("it does not hold that ") + what);
-    }
-}
-
-std::function<void()> times(std::size_t count, const std::function<void()>& work)
-{
-    return [count, work] {
-        for (std::size_t i = 0; i < count; ++i) {
-            work();
-        }
-    };
-}
 
 /// An installation root and the master server that it names.
 class Installation {
@@ -145,7 +124,7 @@ private:
     std::string body_;
 };
 
-void measureRequests(Installation& installation, std::size_t count, int rounds)
+void measureGet(Installation& installation, const Settings& settings, Report& report)
 {
     installation.server().playAlways(keepsafe_test::answer(
         200, R"({"data":{"type":"accessControlRole","links":{"self":{"href":"/access-control/roles/17"}},)"
@@ -154,9 +133,10 @@ void measureRequests(Installation& installation, std::size_t count, int rounds)
     const RoleAPI roles;
     const unsigned before = installation.server().connections();
     times(1000, [&] { require(roles.get_role(17).id == 17, "the role arrives"); })();
-    std::printf("1,000 get_role calls open %u connection(s)\n", installation.server().connections() - before);
+    report.value("  connections for 1,000 get_role calls", installation.server().connections() - before, "");
 
-    TakingTurns turns(rounds);
+    const std::size_t count = settings.calls / 5;
+    Turns turns(settings.rounds * 2);
     const auto floor = turns.add(count, times(count, [&] { bare.get(); }));
     const auto files = turns.add(count, times(count, [&] { bare.getAfterLookingAtFiles(installation); }));
     const auto client =
@@ -166,25 +146,23 @@ void measureRequests(Installation& installation, std::size_t count, int rounds)
                   }));
     const auto call = turns.add(count, times(count, [&] { (void)roles.get_role(17); }));
     turns.run();
-    const double base = turns.result(floor);
-    std::printf("A request on a kept connection, median of %d rounds\n", rounds);
-    std::printf("  %-34s %8.1f us\n", "bare libcurl, reused handle", base / 1000);
-    std::printf("  %-34s %8.1f us  = %.2f x\n", "the same, after three stat", turns.result(files) / 1000,
-                turns.result(files) / base);
-    std::printf("  %-34s %8.1f us  = %.2f x (at most 1.30)\n", "KSClientCURL::Get",
-                turns.result(client) / 1000, turns.result(client) / base);
-    std::printf("  %-34s %8.1f us  = %.2f x\n", "RoleAPI::get_role", turns.result(call) / 1000,
-                turns.result(call) / base);
+    const Figures libcurl = turns.figures(floor);
+    report.line("rest/bare libcurl, reused handle", libcurl);
+    report.line("rest/the same after three stat calls", turns.figures(files), libcurl);
+    report.line("rest/KSClientCURL::Get", turns.figures(client), libcurl);
+    report.line("rest/RoleAPI::get_role", turns.figures(call), libcurl);
+    report.goal("rest/KSClientCURL::Get / libcurl", turns.figures(client).median / libcurl.median,
+                Report::Bound::AtMost, 1.3, "");
 }
 
-void measureCreate(Installation& installation, std::uint64_t objects, int rounds)
+void measureCreate(Installation& installation, const Settings& settings, Report& report)
 {
-    const Workload workload(objects);
-    installation.putCache("large", workload.directory());
+    const PublishedCache published(keepsafe_sandbox::GeneratedCache(settings.baseObjects, SEED).build());
+    installation.putCache("large", published.location().accessCache());
     installation.server().playAlways(
         keepsafe_test::answer(200, R"({"data":{"type":"accessCache","id":"large"}})"));
     constexpr std::size_t COUNT = 200;
-    TakingTurns turns(rounds);
+    Turns turns(settings.rounds);
     const auto create =
         turns.add(COUNT, times(COUNT, [] {
                       boost::shared_ptr<AccessControlClient> client;
@@ -192,9 +170,9 @@ void measureCreate(Installation& installation, std::uint64_t objects, int rounds
                               "the client is made");
                   }));
     turns.run();
-    std::printf("AccessControlClient::create, cache of %llu objects\n",
-                static_cast<unsigned long long>(objects));
-    std::printf("  %-34s %8.1f us  (under 2000)\n", "with an open connection", turns.result(create) / 1000);
+    report.line("rest/AccessControlClient::create", turns.figures(create));
+    report.goal("rest/AccessControlClient::create", turns.figures(create).median / 1e6, Report::Bound::AtMost,
+                2, "ms");
 }
 
 /// The calling thread, and those that it starts from now on.
@@ -212,28 +190,15 @@ void stayOnOneProcessor()
 }
 
 } // namespace
-} // namespace keepsafe_bench
 
-int main(int argc, char** argv)
-try {
-    CLI::App app("Measures requests to the master server.\nExample: rest_bench --rounds 21");
-    std::size_t count = 400;
-    std::uint64_t objects = 1000000;
-    int rounds = 21;
-    app.add_option("--count", count, "Requests of each kind in a round")->check(CLI::Range(10, 1000000));
-    app.add_option("--objects", objects, "Leaves of the generated cache")->check(CLI::Range(1000, 9000000));
-    app.add_option("--rounds", rounds, "Rounds; the median counts")->check(CLI::Range(1, 1000));
-    bool allProcessors = false;
-    app.add_flag("--all-processors", allProcessors, "Let client and server run on different processors");
-    CLI11_PARSE(app, argc, argv);
-    if (!allProcessors) {
-        keepsafe_bench::stayOnOneProcessor();
+void measureRequests(const Settings& settings, Report& report)
+{
+    if (!settings.allProcessors) {
+        stayOnOneProcessor();
     }
-    keepsafe_bench::Installation installation;
-    keepsafe_bench::measureRequests(installation, count, rounds);
-    keepsafe_bench::measureCreate(installation, objects, rounds);
-    return 0;
-} catch (const std::exception& error) {
-    (void)std::fprintf(stderr, "rest_bench: %s\n", error.what());
-    return 1;
+    Installation installation;
+    measureGet(installation, settings, report);
+    measureCreate(installation, settings, report);
 }
+
+} // namespace keepsafe_bench

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_BENCH_PEERS_PUBLISHEDCACHE_H
-#define KEEPSAFE_BENCH_PEERS_PUBLISHEDCACHE_H
+#ifndef KEEPSAFE_BENCH_QUESTIONS_PUBLISHEDCACHE_H
+#define KEEPSAFE_BENCH_QUESTIONS_PUBLISHEDCACHE_H
 
 #include <string>
 
@@ -9,7 +9,7 @@
 
 #include "cachewriter/CacheImage.h"
 #include "cachewriter/CacheLocation.h"
-#include "peers/PrivateFolder.h"
+#include "support/TempDir.h"
 
 namespace keepsafe_bench {
 
@@ -29,7 +29,7 @@ public:
     }
 
 private:
-    PrivateFolder folder_;
+    keepsafe_test::TempDir folder_;
     keepsafe_sandbox::CacheLocation location_;
     boost::shared_ptr<const Tessara::Keepsafe::Rbac::AccessCache> cache_;
 };

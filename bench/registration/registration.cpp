@@ -1,18 +1,15 @@
 // The library's share of a bulk registration: the workflow with a service that takes no time, and its parts;
-// and, for the root of a service that runs, how much of the whole time is the library's. `registration_bench
-// --help` lists the options.
+// and, with the root of a running service, how much of the whole time is the library's.
 
-#include <cstdio>
-#include <exception>
+#include <algorithm>
+#include <cstddef>
 #include <list>
 #include <memory>
 #include <set>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <boost/make_shared.hpp>
 #include <malloc.h>
 #include <unistd.h>
@@ -22,10 +19,10 @@
 #include <keepsafe/rbac/api/Rbac2Json.h>
 #include <keepsafe/rbac/registration/DefaultObjectRegistrationService.h>
 
-#include "Measure.h"
 #include "support/Descriptor.h"
 #include "support/Process.h"
 #include "support/TempDir.h"
+#include "workloads.h"
 
 namespace keepsafe_bench {
 namespace {
@@ -38,25 +35,18 @@ using Tessara::Keepsafe::Rbac::ObjectRegistrationData;
 
 using Service = DefaultObjectRegistrationService;
 
-void require(bool holds, const char* what)
-{
-    if (!holds) {
-        throw std::runtime_error(std::string("it does not hold that ") + what);
-    }
-}
-
-ObjectNamespace nameOf(int number)
+ObjectNamespace nameOf(std::size_t number)
 {
     return {"KEEPSAFE", "PROTECTION", "policies", "policy " + std::to_string(number)};
 }
 
-/// Objects with one child and one grant each. Made anew for each round: names keep their text forms.
-Service::DataList makeObjects(int count)
+/// Objects with one child and one grant each. Made again for each round: names keep their text forms.
+Service::DataList makeObjects(std::size_t count)
 {
     const std::string attributes = R"({"accessDefinitions":[{"roleId":17,"operations":[)"
                                    R"("|OPERATIONS|VIEW|","|OPERATIONS|UPDATE|"],"propagation":"OBJECT"}]})";
     Service::DataList objects;
-    for (int i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
         auto data = boost::make_shared<ObjectRegistrationData>();
         data->objectNamespace = nameOf(i);
         data->objectType = "POLICY";
@@ -67,10 +57,10 @@ Service::DataList makeObjects(int count)
     return objects;
 }
 
-std::string makeResponse(int count)
+std::string makeResponse(std::size_t count)
 {
     std::string response;
-    for (int i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
         const std::string id = R"({"type":"managedObject","id":")" + nameOf(i).str();
         response += (i == 0 ? R"({"data":[)" : ",") + id +
                     R"(","relationships":{"registeredObjects":{"data":[)" + id + R"("},)" + id +
@@ -89,18 +79,12 @@ public:
         return new Client(*this);
     }
 
-    std::size_t bytes = 0; ///< of the last request
-
 private:
     class Client : public KSClientCURL_Base {
     public:
-        explicit Client(AtOnce& service) : service_(service) {}
+        explicit Client(const AtOnce& service) : service_(service) {}
 
-        int Post(const std::string& /*path*/, const std::string& body) override
-        {
-            service_.bytes = body.size();
-            return 0;
-        }
+        int Post(const std::string& /*path*/, const std::string& /*body*/) override { return 0; }
         int Put(const std::string& /*path*/, const std::string& /*body*/) override { return 1; }
         int Patch(const std::string& /*path*/, const std::string& /*body*/) override { return 1; }
         int Get(const std::string& /*path*/) override { return 1; }
@@ -110,7 +94,7 @@ private:
         [[nodiscard]] const std::string& responseBody() const override { return service_.response_; }
 
     private:
-        AtOnce& service_;
+        const AtOnce& service_;
     };
 
     std::string response_;
@@ -146,48 +130,43 @@ double nanosecondsInOrder(const Work& work)
     return nanosecondsOf(work);
 }
 
-void measure(int count, int rounds)
+/// With a service that takes no time: the workflow and its parts.
+void measureWithoutService(std::size_t count, const Settings& settings, Report& report)
 {
     const std::string response = makeResponse(count);
     const auto http = boost::make_shared<AtOnce>(response);
     const auto silence = boost::make_shared<AtOnce>(R"({"data":[]})");
-    Service service(1556, http);
-    const Service silent(1556, silence);
-    std::size_t requestBytes = 0;
-    std::vector<double> workflow;
-    std::vector<double> writing;
-    std::vector<double> parsing;
-    std::vector<double> update;
-    for (int round = 0; round <= rounds; ++round) {
-        Service::RegisteredObjects registered;
-        parsing.push_back(
-            nanosecondsInOrder([&] { registered = Service::extractBulkRegisteredNamespaces(response); }));
-        require(registered.size() == static_cast<std::size_t>(count), "every object is in the answer");
+    Service service(MASTER_SERVER_PORT, http);
+    const Service silent(MASTER_SERVER_PORT, silence);
+    Service::RegisteredObjects registered;
+    Turns turns(settings.rounds);
+    const auto parsing = turns.add([&] {
+        registered.clear();
+        return nanosecondsInOrder([&] { registered = Service::extractBulkRegisteredNamespaces(response); });
+    });
+    const auto update = turns.add([&] {
+        require(registered.size() == count, "every object is in the answer");
         std::list<ObjectNamespace> ready;
         for (auto& object : registered) {
             ready.splice(ready.end(), object.second);
         }
-        update.push_back(nanosecondsInOrder([&] { service.bulkUpdateObjectState(ready, {}, {}); }));
-        Service::DataList objects = makeObjects(count);
-        writing.push_back(
-            nanosecondsInOrder([&] { (void)silent.bulkRegisterObjectsWithStatePending(objects); }));
-        requestBytes = silence->bytes;
-        objects = makeObjects(count);
+        return nanosecondsInOrder([&] { service.bulkUpdateObjectState(ready, {}, {}); });
+    });
+    const auto writing = turns.add([&] {
+        const Service::DataList objects = makeObjects(count);
+        return nanosecondsInOrder([&] { (void)silent.bulkRegisterObjectsWithStatePending(objects); });
+    });
+    const auto workflow = turns.add([&] {
+        const Service::DataList objects = makeObjects(count);
         const auto callback = boost::make_shared<AllSucceed>(objects);
-        workflow.push_back(nanosecondsInOrder(
-            [&] { require(service.bulkRegisterObjects(objects, callback) == 0, "all are committed"); }));
-    }
-    for (std::vector<double>* figures : {&workflow, &writing, &parsing, &update}) {
-        figures->erase(figures->begin()); // warming up
-    }
-    const auto print = [](const char* what, const std::vector<double>& figures, std::size_t bytes) {
-        std::printf("  %-44s %8.2f ms  %9zu bytes\n", what, median(figures) / 1e6, bytes);
-    };
-    std::printf("Bulk registration of %d objects with a child each, median of %d rounds\n", count, rounds);
-    print("writing the registration", writing, requestBytes);
-    print("reading the answer", parsing, response.size());
-    print("writing the update of states", update, http->bytes);
-    print("bulkRegisterObjects, all of it", workflow, requestBytes + response.size() + http->bytes);
+        return nanosecondsInOrder(
+            [&] { require(service.bulkRegisterObjects(objects, callback) == 0, "all are committed"); });
+    });
+    turns.run();
+    report.line("registration/write the registration", turns.figures(writing));
+    report.line("registration/read the answer", turns.figures(parsing));
+    report.line("registration/write the update", turns.figures(update));
+    report.line("registration/bulkRegisterObjects, no service", turns.figures(workflow));
 }
 
 /// HTTP clients that send requests, and count the time until their answers are there.
@@ -244,83 +223,71 @@ std::list<ObjectNamespace> namesOf(const Service::DataList& objects)
     return names;
 }
 
-struct Figures {
+struct Shares {
     double whole;
     double own; ///< of that outside of requests
 };
 
 /// Registers the objects with the service and deletes them again.
-Figures registerOnce(int count)
+Shares registerOnce(std::size_t count)
 {
     const auto http = boost::make_shared<Timed>();
     Service service(MASTER_SERVER_PORT, http);
     const Service::DataList objects = makeObjects(count);
     const auto callback = boost::make_shared<AllSucceed>(objects);
-    Figures figures{};
-    figures.whole = nanosecondsOf(
+    Shares shares{};
+    shares.whole = nanosecondsOf(
         [&] { require(service.bulkRegisterObjects(objects, callback) == 0, "all are committed"); });
-    figures.own = figures.whole - http->nanoseconds;
+    shares.own = shares.whole - http->nanoseconds;
     require(http->requests == 2, "each phase is one request");
     service.bulkUpdateObjectState({}, {}, namesOf(objects));
-    return figures;
+    return shares;
 }
 
 /// In a process that does it for the first time, as one does at its end. After several rounds in one process
 /// the memory for names lies scattered over its heap, and all that goes through them takes up to half as long
 /// again.
-Figures registerInProcessOfItsOwn(int count)
+Shares registerInProcessOfItsOwn(std::size_t count)
 {
     const keepsafe_test::Pipe pipe;
-    Figures figures{};
+    Shares shares{};
     keepsafe_test::Process process = keepsafe_test::Process::fork([&] {
-        figures = registerOnce(count);
-        return ::write(pipe.writeEnd.get(), &figures, sizeof figures) == sizeof figures ? 0 : 1;
+        shares = registerOnce(count);
+        return ::write(pipe.writeEnd.get(), &shares, sizeof shares) == sizeof shares ? 0 : 1;
     });
     require(process.wait().exitStatus == 0, "the objects were registered");
-    require(::read(pipe.readEnd.get(), &figures, sizeof figures) == sizeof figures, "the figures came");
-    return figures;
+    require(::read(pipe.readEnd.get(), &shares, sizeof shares) == sizeof shares, "the figures came");
+    return shares;
 }
 
-void measureWithService(int count, int rounds)
+void measureWithService(std::size_t count, const Settings& settings, Report& report)
 {
     std::vector<double> whole;
     std::vector<double> own;
-    for (int round = 0; round < rounds; ++round) {
-        const Figures figures = registerInProcessOfItsOwn(count);
-        whole.push_back(figures.whole);
-        own.push_back(figures.own);
+    for (int round = 0; round < settings.rounds; ++round) {
+        const Shares shares = registerInProcessOfItsOwn(count);
+        whole.push_back(shares.whole);
+        own.push_back(shares.own);
     }
-    std::printf("With the service, one request in each phase, median of %d processes\n", rounds);
-    std::printf("  %-44s %8.2f ms\n", "bulkRegisterObjects, all of it", median(whole) / 1e6);
-    std::printf("  %-44s %8.2f ms  = %.1f %% (at most 10)\n", "of that outside of requests",
-                median(own) / 1e6, 100 * median(own) / median(whole));
+    report.line("registration/bulkRegisterObjects", figuresOf(whole));
+    report.line("registration/of that outside the requests", figuresOf(own));
+    report.goal("registration/share outside the requests",
+                100 * figuresOf(own).median / figuresOf(whole).median, Report::Bound::AtMost, 10, "%");
 }
 
 } // namespace
-} // namespace keepsafe_bench
 
-int main(int argc, char** argv)
-try {
-    CLI::App app("Measures the library's share of a bulk registration.\n"
-                 "Example: registration_bench --objects 10000 --rounds 21");
-    int objects = 10000;
-    int rounds = 21;
-    app.add_option("--objects", objects, "Objects in the registration")->check(CLI::Range(1, 1000000));
-    app.add_option("--rounds", rounds, "Rounds; the median counts")->check(CLI::Range(1, 1000));
-    std::string serviceRoot;
-    app.add_option("--root", serviceRoot,
-                   "Root of a service that runs, with the policy examples/policies/company.json");
-    CLI11_PARSE(app, argc, argv);
-    if (!serviceRoot.empty()) {
-        Tessara::Keepsafe::Platform::setInstallationRoot(serviceRoot);
+void measureRegistration(const Settings& settings, Report& report)
+{
+    const std::size_t objects = std::min<std::size_t>(settings.baseObjects / 10, 10000);
+    if (!settings.serviceRoot.empty()) {
+        Tessara::Keepsafe::Platform::setInstallationRoot(settings.serviceRoot);
         // First, while the heap is as it was at the start.
-        keepsafe_bench::measureWithService(objects, rounds);
+        measureWithService(objects, settings, report);
     }
     const keepsafe_test::TempRoot root;
     keepsafe_test::writeFile(root.path("etc/keepsafe.toml"), "master_server = \"master.example\"\n");
-    keepsafe_bench::measure(objects, rounds);
-    return 0;
-} catch (const std::exception& error) {
-    (void)std::fprintf(stderr, "registration_bench: %s\n", error.what());
-    return 1;
+    measureWithoutService(objects, settings, report);
 }
+
+} // namespace keepsafe_bench

@@ -1,4 +1,4 @@
-#include "peers/PublishedCache.h"
+#include "questions/PublishedCache.h"
 
 #include <boost/make_shared.hpp>
 
