@@ -74,7 +74,7 @@ MemoryMap::~MemoryMap()
 std::size_t MemoryMap::current_size() const
 {
     struct stat status = {};
-    if (System::fileStatus(fd_, status) != 0) {
+    if (Process::fileStatus(fd_, status) != 0) {
         throwFileError("statting", path_, errno);
     }
     return static_cast<std::size_t>(status.st_size);

@@ -6,13 +6,13 @@
 #include <utility>
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <keepsafe/platform/config/installation.h>
 #include <keepsafe/platform/log/logmsg.h>
 #include <keepsafe/platform/status/status_codes.h>
 
 #include "debug_messages.h"
+#include "read_file.h"
 #include "token_parts.h"
 
 namespace Tessara::Keepsafe {
@@ -26,43 +26,12 @@ constexpr char LOAD_KEY_TAG[] = "JWTSSLApi::loadJwtPublicKey";
 constexpr char OPENED[] = "successfully opened jwt public key file";
 constexpr char READ[] = "successfully read jwt public key file";
 
-/// A file that is open for reading, unless that failed.
-class OpenFile {
-public:
-    explicit OpenFile(const std::string& path) noexcept
-        : descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC))
-    {
-    }
-    ~OpenFile()
-    {
-        if (descriptor_ >= 0) {
-            ::close(descriptor_);
-        }
-    }
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
-
-    explicit operator bool() const noexcept { return descriptor_ >= 0; }
-    ssize_t read(char* buffer, std::size_t size) const noexcept { return ::read(descriptor_, buffer, size); }
-
-private:
-    int descriptor_;
-};
-
 /// Reads a whole file, or nothing when anything fails.
 bool readPlainly(const std::string& path, std::string& text)
 {
-    const OpenFile file(path);
-    if (!file) {
-        return false;
-    }
+    const Process::Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     std::string content;
-    std::array<char, 4096> chunk;
-    ssize_t size = 0;
-    while ((size = file.read(chunk.data(), chunk.size())) > 0) {
-        content.append(chunk.data(), static_cast<std::size_t>(size));
-    }
-    if (size < 0) {
+    if (!file.isOpen() || Process::readAll(file, content) != 0) {
         return false;
     }
     text = std::move(content);

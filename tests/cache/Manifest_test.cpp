@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <keepsafe/platform/status/EC_exception.h>
 
@@ -61,6 +62,16 @@ TEST_F(ManifestTest, AMissingFileIsStatus12)
                 ElementsAre(LogLine{16, "Manifest constructor",
                                     "Error loading " + path_ + " at position 0: unable to open " + path_ +
                                         ": No such file or directory"}));
+}
+
+TEST_F(ManifestTest, AFifoInItsPlaceIsStatus12AndNotWaitedFor)
+{
+    ASSERT_EQ(::mkfifo(path_.c_str(), 0600), 0);
+    EXPECT_EQ(statusOfOpening(), 12);
+    EXPECT_THAT(log_.lines(),
+                ElementsAre(LogLine{16, "Manifest constructor",
+                                    "Error loading " + path_ + " at position 0: unable to open " + path_ +
+                                        ": not a regular file"}));
 }
 
 TEST_F(ManifestTest, AFileThatIsNoJsonIsStatus12WithThePosition)

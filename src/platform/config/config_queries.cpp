@@ -6,16 +6,18 @@
 #include <ctime>
 #include <exception>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <utility>
 
-#include <pthread.h>
 #include <sys/stat.h>
 
 #include <keepsafe/platform/log/logmsg.h>
 #include <keepsafe/platform/status/status_codes.h>
 
 #include "FileState.h"
+#include "ForkHandlers.h"
+#include "NoDestructor.h"
 #include "config_file.h"
 
 namespace Tessara::Keepsafe::Platform {
@@ -24,7 +26,7 @@ namespace {
 /// What tells one state of the file from another without reading it.
 struct Identity {
     int error = 0; ///< of the query: a missing file is a state, too
-    System::FileState file;
+    Process::FileState file;
 
     friend bool operator==(const Identity& left, const Identity& right)
     {
@@ -42,7 +44,7 @@ Identity identify(const std::string& path)
     if (S_ISLNK(status.st_mode) && ::stat(path.c_str(), &status) != 0) {
         return {-errno, {}};
     }
-    return {0, System::FileState(status)};
+    return {0, Process::FileState(status)};
 }
 
 /// File times advance in steps of some milliseconds, so a second change within one step of the first may show
@@ -69,35 +71,26 @@ struct Snapshot {
 
 using SnapshotPtr = std::shared_ptr<const Snapshot>;
 
-pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-void lock() { pthread_mutex_lock(&mutex); }
-void unlock() { pthread_mutex_unlock(&mutex); }
-// A forked child must not start with the lock held by a thread that it does not have.
-[[maybe_unused]] const int registered = pthread_atfork(lock, unlock, unlock);
+std::mutex mutex;
+const Process::HeldAcrossFork<mutex> heldAcrossFork;
 
-/// Guarded by `mutex`. Never destroyed: threads may ask until the process ends.
-union Latest {
-    constexpr Latest() noexcept : snapshot() {}
-    ~Latest() {} // NOLINT(modernize-use-equals-default): a defaulted one would be deleted
-    SnapshotPtr snapshot;
-};
-Latest latest;
+/// Guarded by `mutex`.
+Process::NoDestructor<SnapshotPtr> latest;
 
 SnapshotPtr latestSnapshot()
 {
-    lock();
-    SnapshotPtr snapshot = latest.snapshot;
-    unlock();
-    return snapshot;
+    const std::lock_guard<std::mutex> guard(mutex);
+    return *latest;
 }
 
 /// Makes `next` the latest snapshot. False when the one before was of the same state with the same outcome.
 bool publish(const SnapshotPtr& next)
 {
     SnapshotPtr before = next;
-    lock();
-    latest.snapshot.swap(before);
-    unlock();
+    {
+        const std::lock_guard<std::mutex> guard(mutex);
+        latest->swap(before);
+    }
     return before == nullptr || before->path != next->path || !(before->identity == next->identity) ||
            before->error != next->error;
 }

@@ -77,7 +77,7 @@ void readMasterServer(const Value& value, Config& config)
         value.fail("must be at most " + std::to_string(MAX_SERVER_NAME) + " bytes long, not " +
                    std::to_string(name.size()));
     }
-    if (!System::hasOnlyHostCharacters(name)) {
+    if (!Process::hasOnlyHostCharacters(name)) {
         value.fail("must be a host name: letters, digits, '-', '.', '_' and ':' only");
     }
     config.masterServer = std::move(name);

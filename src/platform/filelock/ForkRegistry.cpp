@@ -1,10 +1,8 @@
 #include "ForkRegistry.h"
 
 #include <atomic>
-#include <new>
 
-#include <pthread.h>
-
+#include "ForkHandlers.h"
 #include "ThreadHolds.h"
 #include "ThreadIndex.h"
 
@@ -16,7 +14,6 @@ namespace {
 // destructors, too.
 std::mutex forkMutex;
 ForkAware* firstObject = nullptr;
-bool handlersInstalled = false;
 std::atomic<unsigned long> generation{0};
 
 } // namespace
@@ -32,12 +29,7 @@ unsigned long ForkRegistry::processGeneration() noexcept
 
 void ForkRegistry::add(ForkAware& object)
 {
-    if (!handlersInstalled) {
-        if (pthread_atfork(&beforeFork, &afterForkInParent, &afterForkInChild) != 0) {
-            throw std::bad_alloc();
-        }
-        handlersInstalled = true;
-    }
+    static const Process::ForkHandlers handlers(beforeFork, afterForkInParent, afterForkInChild);
     object.next_ = firstObject;
     if (firstObject != nullptr) {
         firstObject->previous_ = &object;

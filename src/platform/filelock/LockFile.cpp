@@ -174,7 +174,7 @@ LockFile::Outcome LockFile::unlockAll() noexcept
 bool LockFile::isIntact() const noexcept
 {
     struct stat status {};
-    return System::fileStatus(descriptor_, status) == 0 && status.st_dev == device_ &&
+    return Process::fileStatus(descriptor_, status) == 0 && status.st_dev == device_ &&
            status.st_ino == inode_ && status.st_nlink > 0;
 }
 

@@ -49,7 +49,7 @@ bool mayRead(const std::string& lockPath, FileIdentity& identity) noexcept
     if (!statusOf(lockPath, status) || !isSuitable(status)) {
         return false;
     }
-    const System::Descriptor file(open(lockPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    const Process::Descriptor file(open(lockPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (!file.isOpen() || fstat(file.get(), &status) != 0) {
         return false;
     }
@@ -58,16 +58,16 @@ bool mayRead(const std::string& lockPath, FileIdentity& identity) noexcept
 }
 
 /// In this process alone: a child is to have slots of its own.
-bool mapOver(void* address, std::size_t size, int protection, const System::Descriptor& file) noexcept
+bool mapOver(void* address, std::size_t size, int protection, const Process::Descriptor& file) noexcept
 {
     return mmap(address, size, protection, MAP_SHARED | MAP_FIXED, file.get(), 0) == address &&
            madvise(address, size, MADV_DONTFORK) == 0;
 }
 
 /// Writers of whatever user must read it; who may come here at all is decided by the folder.
-System::Descriptor newSlotFile(const SlotFolder& folder) noexcept
+Process::Descriptor newSlotFile(const SlotFolder& folder) noexcept
 {
-    System::Descriptor file = folder.unnamedFile(sizeof(SlotFile));
+    Process::Descriptor file = folder.unnamedFile(sizeof(SlotFile));
     if (file.isOpen() && fchmod(file.get(), 0644) != 0) {
         return {};
     }
@@ -286,7 +286,7 @@ bool ReaderSlots::mapFiles()
         return false;
     }
     folder_ = FileIdentity(status);
-    const System::Descriptor control = mapControl(folder);
+    const Process::Descriptor control = mapControl(folder);
     return control.isOpen() && mapNewFile(folder, control);
 }
 
@@ -323,10 +323,10 @@ bool ReaderSlots::reserveRegion()
 }
 
 /// Returns the open file; not open when the page cannot be used.
-System::Descriptor ReaderSlots::mapControl(const SlotFolder& folder)
+Process::Descriptor ReaderSlots::mapControl(const SlotFolder& folder)
 {
     struct stat status {};
-    System::Descriptor file = folder.openFile(SlotFolder::CONTROL, O_RDONLY, status);
+    Process::Descriptor file = folder.openFile(SlotFolder::CONTROL, O_RDONLY, status);
     if (!file.isOpen() || status.st_size != static_cast<off_t>(ControlPage::SIZE) ||
         !mapOver(&reserved_->control, ControlPage::SIZE, PROT_READ, file) || !reserved_->control.isSound()) {
         return {};
@@ -335,9 +335,9 @@ System::Descriptor ReaderSlots::mapControl(const SlotFolder& folder)
     return file;
 }
 
-bool ReaderSlots::mapNewFile(const SlotFolder& folder, const System::Descriptor& control)
+bool ReaderSlots::mapNewFile(const SlotFolder& folder, const Process::Descriptor& control)
 {
-    const System::Descriptor file = newSlotFile(folder);
+    const Process::Descriptor file = newSlotFile(folder);
     struct stat status {};
     if (!file.isOpen() || fstat(file.get(), &status) != 0 || !lockForLife(file) ||
         !markReader(control, status.st_ino) ||

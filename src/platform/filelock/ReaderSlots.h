@@ -110,8 +110,8 @@ private:
     void renew();
     void findFolder();
     [[nodiscard]] bool mapFiles();
-    [[nodiscard]] System::Descriptor mapControl(const SlotFolder& folder);
-    [[nodiscard]] bool mapNewFile(const SlotFolder& folder, const System::Descriptor& control);
+    [[nodiscard]] Process::Descriptor mapControl(const SlotFolder& folder);
+    [[nodiscard]] bool mapNewFile(const SlotFolder& folder, const Process::Descriptor& control);
     [[nodiscard]] bool reserveRegion();
     void discardFile() noexcept;
     void dropMappings() noexcept;

@@ -119,9 +119,9 @@ void SlotBarrier::raiseEarly()
     folderPath_ = SlotFolder::pathFor(lockPath_);
     const SlotFolder folder(folderPath_);
     struct stat status {};
-    const System::Descriptor file = folder.isOpen() && folder.isCoherent()
-                                        ? folder.openFile(SlotFolder::CONTROL, O_RDWR, status)
-                                        : System::Descriptor();
+    const Process::Descriptor file = folder.isOpen() && folder.isCoherent()
+                                         ? folder.openFile(SlotFolder::CONTROL, O_RDWR, status)
+                                         : Process::Descriptor();
     if (!file.isOpen() || status.st_size != static_cast<off_t>(ControlPage::SIZE) || !map(file)) {
         return;
     }
@@ -233,7 +233,7 @@ bool SlotBarrier::anyMayBeInsideWithoutFile(const SlotFolder& folder) const
         return false;
     }
     struct stat status {};
-    const System::Descriptor control = folder.openFile(SlotFolder::CONTROL, O_RDONLY, status);
+    const Process::Descriptor control = folder.openFile(SlotFolder::CONTROL, O_RDONLY, status);
     return control.isOpen() && hasUnlistedReader(control, folder.readers());
 }
 
@@ -249,7 +249,7 @@ bool SlotBarrier::lockFileHasOtherNames() const noexcept
     return stat(lockPath_.c_str(), &status) == 0 && status.st_nlink > 1;
 }
 
-bool SlotBarrier::map(const System::Descriptor& file) noexcept
+bool SlotBarrier::map(const Process::Descriptor& file) noexcept
 {
     void* const address = mmap(nullptr, ControlPage::SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
     if (address == MAP_FAILED) {
@@ -284,7 +284,7 @@ SlotBarrier::Page SlotBarrier::findPage()
         return Page::OfNoUse;
     }
     struct stat status {};
-    const System::Descriptor file = folder.openFile(SlotFolder::CONTROL, O_RDWR, status);
+    const Process::Descriptor file = folder.openFile(SlotFolder::CONTROL, O_RDWR, status);
     if (file.isOpen()) {
         return usePage(folder, file, status);
     }
@@ -298,7 +298,7 @@ SlotBarrier::Page SlotBarrier::findPage()
     return Page::Missing;
 }
 
-SlotBarrier::Page SlotBarrier::usePage(const SlotFolder& folder, const System::Descriptor& file,
+SlotBarrier::Page SlotBarrier::usePage(const SlotFolder& folder, const Process::Descriptor& file,
                                        const struct stat& status)
 {
     const bool isWhole = status.st_size >= static_cast<off_t>(ControlPage::SIZE);
@@ -337,7 +337,7 @@ bool SlotBarrier::makePage()
     if (!folder.isOpen() || !folder.isCoherent()) {
         return false;
     }
-    const System::Descriptor file = folder.unnamedFile(ControlPage::SIZE);
+    const Process::Descriptor file = folder.unnamedFile(ControlPage::SIZE);
     struct stat status {};
     if (!file.isOpen() || fstat(file.get(), &status) != 0 || !takeAfter(file.get(), lockPath_, 0666) ||
         !map(file)) {
@@ -371,7 +371,7 @@ bool SlotBarrier::makeFolder() const
 bool SlotBarrier::isOut(const SlotFolder& folder, const std::string& reader) const
 {
     struct stat status {};
-    const System::Descriptor file = folder.openFile(reader.c_str(), O_RDONLY, status);
+    const Process::Descriptor file = folder.openFile(reader.c_str(), O_RDONLY, status);
     if (!file.isOpen()) {
         if (errno != ENOENT && errno != ELOOP) {
             fail("cannot read " + folderPath_ + '/' + reader, errno);

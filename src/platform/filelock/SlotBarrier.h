@@ -56,11 +56,11 @@ private:
     enum class Page { Raised, Missing, OfNoUse };
 
     [[nodiscard]] Page findPage();
-    [[nodiscard]] Page usePage(const SlotFolder& folder, const System::Descriptor& file,
+    [[nodiscard]] Page usePage(const SlotFolder& folder, const Process::Descriptor& file,
                                const struct stat& status);
     [[nodiscard]] bool makePage();
     [[nodiscard]] bool makeFolder() const;
-    [[nodiscard]] bool map(const System::Descriptor& file) noexcept;
+    [[nodiscard]] bool map(const Process::Descriptor& file) noexcept;
     void unmap() noexcept;
     [[nodiscard]] bool lockFileHasOtherNames() const noexcept;
     [[nodiscard]] bool hasWaitedForOthersToLook() const noexcept;

@@ -61,23 +61,23 @@ std::string SlotFolder::pathFor(const std::string& lockPath)
     return lockPath + SUFFIX;
 }
 
-System::Descriptor SlotFolder::unnamedFile(std::size_t size) const noexcept
+Process::Descriptor SlotFolder::unnamedFile(std::size_t size) const noexcept
 {
-    System::Descriptor file(openat(descriptor(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+    Process::Descriptor file(openat(descriptor(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
     if (file.isOpen() && fallocate(file.get(), 0, 0, static_cast<off_t>(size)) != 0) {
         return {};
     }
     return file;
 }
 
-bool SlotFolder::giveName(const System::Descriptor& file, const char* name) const noexcept
+bool SlotFolder::giveName(const Process::Descriptor& file, const char* name) const noexcept
 {
     std::array<char, 64> self{};
     static_cast<void>(std::snprintf(self.data(), self.size(), "/proc/self/fd/%d", file.get()));
     return linkat(AT_FDCWD, self.data(), descriptor(), name, AT_SYMLINK_FOLLOW) == 0;
 }
 
-System::Descriptor SlotFolder::openFile(const char* name, int access, struct stat& status) const noexcept
+Process::Descriptor SlotFolder::openFile(const char* name, int access, struct stat& status) const noexcept
 {
     // Asked before opening, because the mere opening of a device can have effects.
     if (fstatat(descriptor(), name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
@@ -87,7 +87,7 @@ System::Descriptor SlotFolder::openFile(const char* name, int access, struct sta
         errno = ELOOP;
         return {};
     }
-    System::Descriptor file(openat(descriptor(), name, access | FLAGS));
+    Process::Descriptor file(openat(descriptor(), name, access | FLAGS));
     if (file.isOpen() && (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))) {
         errno = ELOOP;
         return {};
@@ -98,7 +98,7 @@ System::Descriptor SlotFolder::openFile(const char* name, int access, struct sta
 std::vector<SlotFolder::Reader> SlotFolder::readers() const
 {
     // Opened once more: two readings through one open folder would share their position.
-    System::Descriptor copy(openat(descriptor(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    Process::Descriptor copy(openat(descriptor(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const std::unique_ptr<DIR, CloseDirectory> directory(copy.isOpen() ? fdopendir(copy.get()) : nullptr);
     if (!directory) {
         throw LockFileError(std::string("cannot list the readers' slots: ") + SystemErrorText(errno).text());

@@ -62,14 +62,14 @@ public:
 
     /// Opens a regular file of the folder; `access` is O_RDONLY or O_RDWR. When it cannot, the result is not
     /// open and `errno` says why, with ELOOP for anything that is not a regular file.
-    [[nodiscard]] System::Descriptor openFile(const char* name, int access,
-                                              struct stat& status) const noexcept;
+    [[nodiscard]] Process::Descriptor openFile(const char* name, int access,
+                                               struct stat& status) const noexcept;
 
     /// A new file of that size without a name, with room on the disk for all of it, so that no write to a
     /// mapping of it can fail; not open when there cannot be one. `giveName` does not replace a file of that
     /// name.
-    [[nodiscard]] System::Descriptor unnamedFile(std::size_t size) const noexcept;
-    [[nodiscard]] bool giveName(const System::Descriptor& file, const char* name) const noexcept;
+    [[nodiscard]] Process::Descriptor unnamedFile(std::size_t size) const noexcept;
+    [[nodiscard]] bool giveName(const Process::Descriptor& file, const char* name) const noexcept;
 
     struct Reader {
         std::string name;
@@ -79,7 +79,7 @@ public:
     [[nodiscard]] std::vector<Reader> readers() const;
 
 private:
-    System::Descriptor folder_;
+    Process::Descriptor folder_;
     int error_ = 0;
 };
 

@@ -11,19 +11,19 @@
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
-bool lockForLife(const System::Descriptor& file) noexcept
+bool lockForLife(const Process::Descriptor& file) noexcept
 {
     return requestLock(file.get(), F_OFD_SETLK, F_WRLCK, 0) == LockFile::Outcome::Done;
 }
 
-bool isAlive(const System::Descriptor& file) noexcept
+bool isAlive(const Process::Descriptor& file) noexcept
 {
     struct flock found {};
     return requestLock(file.get(), F_OFD_GETLK, F_WRLCK, 0, 1, &found) != LockFile::Outcome::Done ||
            found.l_type != F_UNLCK;
 }
 
-Slots slotsOf(const System::Descriptor& file)
+Slots slotsOf(const Process::Descriptor& file)
 {
     SlotFileHeader header;
     if (pread(file.get(), &header, sizeof header, 0) != sizeof header || !header.isSound()) {

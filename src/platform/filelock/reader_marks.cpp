@@ -20,14 +20,14 @@ off_t lengthOf(off_t first, off_t last) noexcept { return last == LAST ? 0 : las
 
 } // namespace
 
-bool markReader(const System::Descriptor& control, ino_t file) noexcept
+bool markReader(const Process::Descriptor& control, ino_t file) noexcept
 {
     const off_t mark = markOf(file);
     return requestLock(control.get(), F_OFD_SETLK, F_RDLCK, mark, lengthOf(mark, mark)) ==
            LockFile::Outcome::Done;
 }
 
-bool hasUnlistedReader(const System::Descriptor& control, const std::vector<SlotFolder::Reader>& listed)
+bool hasUnlistedReader(const Process::Descriptor& control, const std::vector<SlotFolder::Reader>& listed)
 {
     // The system tells of one lock in a range, whichever it finds first; then the ranges on both sides of it
     // are left to ask about.

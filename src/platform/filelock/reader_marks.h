@@ -15,10 +15,10 @@
 namespace Tessara::Keepsafe::Platform::filelock {
 
 /// `control` is open for reading. False: it cannot be done.
-bool markReader(const System::Descriptor& control, ino_t file) noexcept;
+bool markReader(const Process::Descriptor& control, ino_t file) noexcept;
 
 /// Whether there are marks of other files than those of `listed`.
-bool hasUnlistedReader(const System::Descriptor& control, const std::vector<SlotFolder::Reader>& listed);
+bool hasUnlistedReader(const Process::Descriptor& control, const std::vector<SlotFolder::Reader>& listed);
 
 } // namespace Tessara::Keepsafe::Platform::filelock
 

@@ -2,19 +2,21 @@
 
 #include <algorithm>
 #include <exception>
+#include <mutex>
 #include <utility>
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include "Descriptor.h"
 
 namespace Tessara::Keepsafe::Platform::http {
 namespace {
 
-pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-void lock() { pthread_mutex_lock(&mutex); }
-void unlock() { pthread_mutex_unlock(&mutex); }
+std::mutex mutex;
+void lock() { mutex.lock(); }
+void unlock() { mutex.unlock(); }
 
 /// Counted in each child; guarded by the lock, as is whether libcurl was initialised.
 unsigned long forkCount = 0;
@@ -25,7 +27,7 @@ bool isInitialised = false;
 /// All handles of the process. Guarded by the lock.
 Handle* Handle::first = nullptr;
 
-[[maybe_unused]] const int Handle::forkHandlers = pthread_atfork(lock, unlock, afterForkInChild);
+const Process::ForkHandlers Handle::forkHandlers(lock, unlock, afterForkInChild);
 
 HandleLock::HandleLock() noexcept { lock(); }
 HandleLock::~HandleLock() { unlock(); }
@@ -124,14 +126,11 @@ void Handle::dropSockets(int unconnected) noexcept
 void Handle::afterForkInChild() noexcept
 {
     ++forkCount;
-    const int unconnected = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const Process::Descriptor unconnected(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     for (Handle* handle = first; handle != nullptr; handle = handle->next_) {
         if (!handle->abandoned_) {
-            handle->dropSockets(unconnected);
+            handle->dropSockets(unconnected.get());
         }
-    }
-    if (unconnected >= 0) {
-        ::close(unconnected);
     }
     unlock();
 }

@@ -7,6 +7,7 @@
 
 #include <curl/curl.h>
 
+#include "ForkHandlers.h"
 #include "TlsFiles.h"
 
 namespace Tessara::Keepsafe::Platform::http {
@@ -69,7 +70,7 @@ private:
     static curl_socket_t openSocket(void* self, curlsocktype purpose, curl_sockaddr* address) noexcept;
     static int closeSocket(void* self, curl_socket_t socket) noexcept;
     static void afterForkInChild() noexcept;
-    static const int forkHandlers;
+    static const Process::ForkHandlers forkHandlers;
     void dropSockets(int unconnected) noexcept;
 
     const ConnectionKey key_;

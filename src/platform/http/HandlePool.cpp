@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "NoDestructor.h"
+
 namespace Tessara::Keepsafe::Platform::http {
 namespace {
 
@@ -26,10 +28,10 @@ struct State {
     unsigned long forks = Handle::forks();
 };
 
-/// Made at first use and never destroyed: threads may send requests until the process ends.
+/// Made at first use.
 State& state()
 {
-    static State* const made = new State;
+    static Process::NoDestructor<State> made;
     return *made;
 }
 

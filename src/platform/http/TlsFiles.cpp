@@ -1,16 +1,14 @@
 #include "TlsFiles.h"
 
 #include <cerrno>
-#include <system_error>
 
 #include <curl/curl.h>
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <keepsafe/platform/log/logmsg.h>
 
 #include "log_tag.h"
+#include "read_file.h"
 
 namespace Tessara::Keepsafe::Platform::http {
 namespace {
@@ -32,14 +30,12 @@ int fail(const Kind& kind, const std::string& text, std::string& reason)
     return kind.status;
 }
 
-int failToRead(const Kind& kind, const std::string& path, const std::string& cause, std::string& reason)
+int failToRead(const Kind& kind, const std::string& path, int failure, std::string& reason)
 {
-    return fail(kind, std::string("cannot read the ") + kind.name + " \"" + path + "\": " + cause, reason);
-}
-
-int failToRead(const Kind& kind, const std::string& path, int errorNumber, std::string& reason)
-{
-    return failToRead(kind, path, std::generic_category().message(errorNumber), reason);
+    return fail(kind,
+                std::string("cannot read the ") + kind.name + " \"" + path +
+                    "\": " + Process::failureText(failure),
+                reason);
 }
 
 int requireConfigured(const Kind& kind, const std::string& path, std::string& reason)
@@ -52,11 +48,6 @@ int requireConfigured(const Kind& kind, const std::string& path, std::string& re
     return kind.status;
 }
 
-int requireRegular(const Kind& kind, const std::string& path, const struct stat& status, std::string& reason)
-{
-    return S_ISREG(status.st_mode) ? CURLE_OK : failToRead(kind, path, "not a regular file", reason);
-}
-
 int find(const Kind& kind, const std::string& path, TlsFile& file, std::string& reason)
 {
     if (requireConfigured(kind, path, reason) != CURLE_OK) {
@@ -66,8 +57,8 @@ int find(const Kind& kind, const std::string& path, TlsFile& file, std::string& 
     if (::stat(path.c_str(), &status) != 0) {
         return failToRead(kind, path, errno, reason);
     }
-    file = {path, System::FileState(status)};
-    return requireRegular(kind, path, status, reason);
+    file = {path, Process::FileState(status)};
+    return S_ISREG(status.st_mode) ? CURLE_OK : failToRead(kind, path, Process::NOT_REGULAR, reason);
 }
 
 int findHost(const Config& config, TlsFiles& files, std::string& reason)
@@ -85,14 +76,11 @@ int open(const Kind& kind, const std::string& path, std::string& reason)
     if (path.empty()) {
         return CURLE_OK;
     }
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    if (descriptor < 0) {
-        return failToRead(kind, path, errno, reason);
+    int failure = 0;
+    if (Process::openRegularFile(path, failure).isOpen()) {
+        return CURLE_OK;
     }
-    struct stat status {};
-    const int error = ::fstat(descriptor, &status) == 0 ? 0 : errno;
-    ::close(descriptor);
-    return error == 0 ? requireRegular(kind, path, status, reason) : failToRead(kind, path, error, reason);
+    return failToRead(kind, path, failure == EISDIR ? Process::NOT_REGULAR : failure, reason);
 }
 
 } // namespace

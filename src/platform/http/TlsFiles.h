@@ -12,7 +12,7 @@ namespace Tessara::Keepsafe::Platform::http {
 /// A file as it stands: a file that is replaced or rewritten under the same path is another one.
 struct TlsFile {
     std::string path; ///< empty: not used
-    System::FileState state;
+    Process::FileState state;
 
     friend bool operator==(const TlsFile& left, const TlsFile& right)
     {

@@ -14,7 +14,7 @@ bool isPathByte(char byte) { return byte >= 0x20 && byte < 0x7F; }
 std::string serverUrl(const std::string& host, int port)
 {
     constexpr int MAX_PORT = 65535;
-    if (host.empty() || !System::hasOnlyHostCharacters(host) || port < 1 || port > MAX_PORT) {
+    if (host.empty() || !Process::hasOnlyHostCharacters(host) || port < 1 || port > MAX_PORT) {
         return {};
     }
     const bool isIPv6 = host.find(':') != std::string::npos;

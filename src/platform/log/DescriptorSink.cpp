@@ -6,6 +6,7 @@
 #include <exception>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -30,7 +31,7 @@ void writeAll(int descriptor, const char* data, std::size_t size)
     }
 }
 
-int openForAppending(const std::string& path)
+Process::Descriptor openForAppending(const std::string& path)
 {
     int descriptor = -1;
     do {
@@ -41,7 +42,7 @@ int openForAppending(const std::string& path)
         throw std::runtime_error("cannot open the log file \"" + path +
                                  "\": " + std::generic_category().message(error));
     }
-    return descriptor;
+    return Process::Descriptor(descriptor);
 }
 
 } // namespace
@@ -60,8 +61,10 @@ void DescriptorSink::write(const LogRecord& record) noexcept
 
 StderrSink::StderrSink() noexcept : DescriptorSink(STDERR_FILENO) {}
 
-FileSink::FileSink(const std::string& path) : DescriptorSink(openForAppending(path)) {}
+FileSink::FileSink(const std::string& path) : FileSink(openForAppending(path)) {}
 
-FileSink::~FileSink() { ::close(descriptor()); }
+FileSink::FileSink(Process::Descriptor file) noexcept : DescriptorSink(file.get()), file_(std::move(file)) {}
+
+FileSink::~FileSink() = default;
 
 } // namespace Tessara::Keepsafe::Platform::detail

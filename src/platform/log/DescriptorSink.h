@@ -5,6 +5,8 @@
 
 #include <keepsafe/platform/log/log_sink.h>
 
+#include "Descriptor.h"
+
 namespace Tessara::Keepsafe::Platform::detail {
 
 /// Writes lines to a descriptor, each with one `write`: lines of several threads and, where the descriptor
@@ -16,7 +18,6 @@ public:
 
 protected:
     explicit DescriptorSink(int descriptor) noexcept : descriptor_(descriptor) {}
-    [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
 
 private:
     int descriptor_;
@@ -33,6 +34,11 @@ class FileSink final : public DescriptorSink {
 public:
     explicit FileSink(const std::string& path);
     ~FileSink() override;
+
+private:
+    explicit FileSink(Process::Descriptor file) noexcept;
+
+    Process::Descriptor file_;
 };
 
 } // namespace Tessara::Keepsafe::Platform::detail

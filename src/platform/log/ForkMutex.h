@@ -1,32 +1,18 @@
 #ifndef KEEPSAFE_SRC_PLATFORM_LOG_FORKMUTEX_H
 #define KEEPSAFE_SRC_PLATFORM_LOG_FORKMUTEX_H
 
+#include <mutex>
+
 /// \file
-/// The locks of the log. fork() takes both and frees them in parent and child, so that a child never starts
-/// with a lock held by a thread that it does not have. Lock order: SyslogMutex, then SinkMutex.
+/// The locks of the log, which are held across a fork. Lock order: syslogMutex, then sinkMutex.
 
 namespace Tessara::Keepsafe::Platform::detail {
 
 /// Guards the pointer to the current sink; held for the copy of a pointer, never while a sink writes.
-struct SinkMutex {
-    static void lock() noexcept;
-    static void unlock() noexcept;
-};
+extern std::mutex sinkMutex;
 
 /// Held around calls of the C library's syslog functions, whose own lock a child would else inherit.
-struct SyslogMutex {
-    static void lock() noexcept;
-    static void unlock() noexcept;
-};
-
-template <typename Mutex>
-class Guard {
-public:
-    Guard() noexcept { Mutex::lock(); }
-    ~Guard() { Mutex::unlock(); }
-    Guard(const Guard&) = delete;
-    Guard& operator=(const Guard&) = delete;
-};
+extern std::mutex syslogMutex;
 
 } // namespace Tessara::Keepsafe::Platform::detail
 

@@ -8,6 +8,7 @@
 #include <keepsafe/platform/log/logmsg.h>
 
 #include "ForkMutex.h"
+#include "NoDestructor.h"
 #include "line.h"
 
 namespace Tessara::Keepsafe::Platform::detail {
@@ -28,10 +29,10 @@ int severity(int level)
 
 SyslogSink::SyslogSink(const std::string& program)
 {
-    const Guard<SyslogMutex> guard;
+    const std::lock_guard<std::mutex> guard(syslogMutex);
     // openlog keeps the pointer, so the names live until the process ends.
-    static auto& names = *new std::set<std::string>();
-    ::openlog(names.insert(program).first->c_str(), LOG_PID, LOG_DAEMON);
+    static Process::NoDestructor<std::set<std::string>> names;
+    ::openlog(names->insert(program).first->c_str(), LOG_PID, LOG_DAEMON);
 }
 
 void SyslogSink::write(const LogRecord& record) noexcept
@@ -42,7 +43,7 @@ void SyslogSink::write(const LogRecord& record) noexcept
         line.append(std::string_view(": "));
         appendEscaped(record.text, line);
         line.push_back('\0');
-        const Guard<SyslogMutex> guard;
+        const std::lock_guard<std::mutex> guard(syslogMutex);
         ::syslog(LOG_DAEMON | severity(record.level), "%s", line.data());
     } catch (const std::exception&) {
         // Short of memory: the message is lost, and there is nowhere to say so.

@@ -7,21 +7,15 @@
 
 #include "DescriptorSink.h"
 #include "ForkMutex.h"
+#include "NoDestructor.h"
 #include "SyslogSink.h"
 #include "dispatch.h"
 
 namespace Tessara::Keepsafe::Platform {
 namespace {
 
-/// The sink that was set, null for standard error. Guarded by SinkMutex. Never destroyed: threads and
-/// destructors may log until the process ends.
-union CurrentSink {
-    constexpr CurrentSink() noexcept : sink() {}
-    ~CurrentSink() {} // NOLINT(modernize-use-equals-default): a defaulted one would be deleted
-    std::shared_ptr<LogSink> sink;
-};
-
-CurrentSink current;
+/// The sink that was set, null for standard error. Guarded by sinkMutex.
+Process::NoDestructor<std::shared_ptr<LogSink>> current;
 
 } // namespace
 
@@ -42,8 +36,8 @@ std::shared_ptr<LogSink> makeSyslogSink(const std::string& program)
 std::shared_ptr<LogSink> setLogSink(std::shared_ptr<LogSink> sink)
 {
     {
-        const detail::Guard<detail::SinkMutex> guard;
-        current.sink.swap(sink);
+        const std::lock_guard<std::mutex> guard(detail::sinkMutex);
+        current->swap(sink);
     }
     return sink != nullptr ? sink : makeStderrSink();
 }
@@ -61,8 +55,8 @@ void dispatch(int level, std::string_view tag, std::string_view text) noexcept
     const int errorNumber = errno;
     std::shared_ptr<LogSink> sink;
     {
-        const Guard<SinkMutex> guard;
-        sink = current.sink;
+        const std::lock_guard<std::mutex> guard(sinkMutex);
+        sink = *current;
     }
     if (sink != nullptr) {
         sink->write({level, tag, text});

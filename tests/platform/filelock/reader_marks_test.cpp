@@ -16,9 +16,9 @@ class ReaderMarksTest : public testing::Test {
 protected:
     ReaderMarksTest() { keepsafe_test::writeFile(path, ""); }
 
-    [[nodiscard]] System::Descriptor open() const
+    [[nodiscard]] Process::Descriptor open() const
     {
-        return System::Descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+        return Process::Descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     }
     void mark(ino_t file)
     {
@@ -36,7 +36,7 @@ protected:
 
     const keepsafe_test::TempDir directory;
     const std::string path = directory.path("control");
-    std::vector<System::Descriptor> readers;
+    std::vector<Process::Descriptor> readers;
 };
 
 constexpr ino_t LARGEST = 0x7FFFFFFFFFFFFFFF;

@@ -1,9 +1,9 @@
-#ifndef KEEPSAFE_SYSTEM_HOST_NAME_H
-#define KEEPSAFE_SYSTEM_HOST_NAME_H
+#ifndef KEEPSAFE_SRC_PROCESS_HOST_NAME_H
+#define KEEPSAFE_SRC_PROCESS_HOST_NAME_H
 
 #include <string_view>
 
-namespace Tessara::Keepsafe::System {
+namespace Tessara::Keepsafe::Process {
 
 /// Whether a text may stand where a host name or an address is wanted: nothing in it ends a host in a URL or
 /// means something else there ("@", "%", "/", "["). The empty text passes.
@@ -13,6 +13,6 @@ inline bool hasOnlyHostCharacters(std::string_view text) noexcept
     return text.find_first_not_of(ALLOWED) == std::string_view::npos;
 }
 
-} // namespace Tessara::Keepsafe::System
+} // namespace Tessara::Keepsafe::Process
 
 #endif

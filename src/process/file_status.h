@@ -1,11 +1,11 @@
-#ifndef KEEPSAFE_SYSTEM_FILE_STATUS_H
-#define KEEPSAFE_SYSTEM_FILE_STATUS_H
+#ifndef KEEPSAFE_SRC_PROCESS_FILE_STATUS_H
+#define KEEPSAFE_SRC_PROCESS_FILE_STATUS_H
 
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-namespace Tessara::Keepsafe::System {
+namespace Tessara::Keepsafe::Process {
 
 /// `fstat` by the system call of that name. The C library has turned its function into `newfstatat` with an
 /// empty path, which the kernel takes a tenth longer for; an access check makes this call four times. On
@@ -16,6 +16,6 @@ inline int fileStatus(int descriptor, struct stat& status) noexcept
     return static_cast<int>(syscall(SYS_fstat, descriptor, &status));
 }
 
-} // namespace Tessara::Keepsafe::System
+} // namespace Tessara::Keepsafe::Process
 
 #endif

@@ -1,11 +1,11 @@
-#ifndef KEEPSAFE_SYSTEM_DESCRIPTOR_H
-#define KEEPSAFE_SYSTEM_DESCRIPTOR_H
+#ifndef KEEPSAFE_SRC_PROCESS_DESCRIPTOR_H
+#define KEEPSAFE_SRC_PROCESS_DESCRIPTOR_H
 
 #include <utility>
 
 #include <unistd.h>
 
-namespace Tessara::Keepsafe::System {
+namespace Tessara::Keepsafe::Process {
 
 /// Owns one descriptor, or none.
 class Descriptor {
@@ -34,6 +34,6 @@ private:
     int descriptor_ = -1;
 };
 
-} // namespace Tessara::Keepsafe::System
+} // namespace Tessara::Keepsafe::Process
 
 #endif

@@ -1,11 +1,11 @@
-#ifndef KEEPSAFE_SYSTEM_FILESTATE_H
-#define KEEPSAFE_SYSTEM_FILESTATE_H
+#ifndef KEEPSAFE_SRC_PROCESS_FILESTATE_H
+#define KEEPSAFE_SRC_PROCESS_FILESTATE_H
 
 #include <ctime>
 
 #include <sys/stat.h>
 
-namespace Tessara::Keepsafe::System {
+namespace Tessara::Keepsafe::Process {
 
 /// What tells one state of a file from another without reading it: a file that is replaced or rewritten under
 /// the same path has another one.
@@ -33,6 +33,6 @@ struct FileState {
     timespec changed{};
 };
 
-} // namespace Tessara::Keepsafe::System
+} // namespace Tessara::Keepsafe::Process
 
 #endif

@@ -1,0 +1,35 @@
+#ifndef KEEPSAFE_SRC_PROCESS_FORKHANDLERS_H
+#define KEEPSAFE_SRC_PROCESS_FORKHANDLERS_H
+
+#include <mutex>
+#include <new>
+
+#include <pthread.h>
+
+namespace Tessara::Keepsafe::Process {
+
+/// What fork() calls from now on: before it, and after it in the parent and in the child. Handlers that are
+/// made later run earlier before a fork and later after it. Throws `std::bad_alloc`.
+struct ForkHandlers {
+    ForkHandlers(void (*before)(), void (*afterInParent)(), void (*afterInChild)())
+    {
+        if (pthread_atfork(before, afterInParent, afterInChild) != 0) {
+            throw std::bad_alloc();
+        }
+    }
+};
+
+/// Mutexes that are held across a fork, so that a child never starts with one that is held by a thread that
+/// it does not have. They are named in the order in which they are locked.
+template <std::mutex&... MUTEXES>
+struct HeldAcrossFork : ForkHandlers {
+    HeldAcrossFork() : ForkHandlers(lock, unlock, unlock) {}
+
+private:
+    static void lock() { (MUTEXES.lock(), ...); }
+    static void unlock() { (MUTEXES.unlock(), ...); }
+};
+
+} // namespace Tessara::Keepsafe::Process
+
+#endif

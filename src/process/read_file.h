@@ -1,0 +1,70 @@
+#ifndef KEEPSAFE_SRC_PROCESS_READ_FILE_H
+#define KEEPSAFE_SRC_PROCESS_READ_FILE_H
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <limits>
+#include <string>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "Descriptor.h"
+
+/// \file
+/// Reading of files. Failures are values of `errno`, or `NOT_REGULAR`.
+
+namespace Tessara::Keepsafe::Process {
+
+constexpr int NOT_REGULAR = -1;
+
+inline std::string failureText(int failure)
+{
+    return failure == NOT_REGULAR ? "not a regular file" : std::generic_category().message(failure);
+}
+
+/// Opens a regular file for reading. Anything else in its place is refused, and nobody waits for the writer
+/// of a FIFO. Returns no descriptor, and sets `failure`, when that fails: EISDIR for a folder.
+[[nodiscard]] inline Descriptor openRegularFile(const std::string& path, int& failure) noexcept
+{
+    Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    struct stat status {};
+    if (!file.isOpen() || ::fstat(file.get(), &status) != 0) {
+        failure = errno;
+        return Descriptor();
+    }
+    if (!S_ISREG(status.st_mode)) {
+        failure = S_ISDIR(status.st_mode) ? EISDIR : NOT_REGULAR;
+        return Descriptor();
+    }
+    return file;
+}
+
+/// Appends what is left to read. Returns 0, or the failure: EFBIG when `text` grows beyond the limit.
+[[nodiscard]] inline int readAll(const Descriptor& file, std::string& text,
+                                 std::size_t limit = std::numeric_limits<std::size_t>::max())
+{
+    std::array<char, 4096> block;
+    for (;;) {
+        const ssize_t size = ::read(file.get(), block.data(), block.size());
+        if (size == 0) {
+            return 0;
+        }
+        if (size < 0 && errno != EINTR) {
+            return errno;
+        }
+        if (size > 0) {
+            text.append(block.data(), static_cast<std::size_t>(size));
+        }
+        if (text.size() > limit) {
+            return EFBIG;
+        }
+    }
+}
+
+} // namespace Tessara::Keepsafe::Process
+
+#endif

@@ -1,0 +1,68 @@
+#include "read_file.h"
+
+#include <cerrno>
+
+#include <gtest/gtest.h>
+
+#include "support/TempDir.h"
+
+namespace {
+
+namespace Process = Tessara::Keepsafe::Process;
+
+class ReadFile : public testing::Test {
+protected:
+    int failureOfOpening()
+    {
+        int failure = 0;
+        EXPECT_FALSE(Process::openRegularFile(path_, failure).isOpen());
+        return failure;
+    }
+
+    keepsafe_test::TempDir dir_;
+    const std::string path_ = dir_.path("file");
+};
+
+TEST_F(ReadFile, GivesTheWholeOfARegularFile)
+{
+    const std::string content = std::string(10000, 'a') + '\0' + "end";
+    keepsafe_test::writeFile(path_, content);
+    int failure = 0;
+    const Process::Descriptor file = Process::openRegularFile(path_, failure);
+    ASSERT_TRUE(file.isOpen()) << Process::failureText(failure);
+    std::string text = "before ";
+    EXPECT_EQ(Process::readAll(file, text), 0);
+    EXPECT_EQ(text, "before " + content);
+}
+
+TEST_F(ReadFile, StopsBeyondTheLimit)
+{
+    keepsafe_test::writeFile(path_, "12345");
+    int failure = 0;
+    std::string text;
+    EXPECT_EQ(Process::readAll(Process::openRegularFile(path_, failure), text, 5), 0);
+    EXPECT_EQ(Process::readAll(Process::openRegularFile(path_, failure), text, 9), EFBIG);
+}
+
+TEST_F(ReadFile, TellsAFileThatIsMissing) { EXPECT_EQ(failureOfOpening(), ENOENT); }
+
+TEST_F(ReadFile, RefusesAFolder)
+{
+    ASSERT_EQ(::mkdir(path_.c_str(), 0700), 0);
+    EXPECT_EQ(failureOfOpening(), EISDIR);
+}
+
+TEST_F(ReadFile, RefusesAFifoWithoutWaitingForItsWriter)
+{
+    ASSERT_EQ(::mkfifo(path_.c_str(), 0600), 0);
+    EXPECT_EQ(failureOfOpening(), Process::NOT_REGULAR);
+    EXPECT_EQ(Process::failureText(Process::NOT_REGULAR), "not a regular file");
+}
+
+TEST_F(ReadFile, TellsAFailureToRead)
+{
+    std::string text;
+    EXPECT_EQ(Process::readAll(Process::Descriptor(), text), EBADF);
+}
+
+} // namespace
