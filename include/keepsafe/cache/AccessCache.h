@@ -28,14 +28,14 @@ namespace detail {
 class CacheWalk;
 }
 
-/// An access cache: a directory that the access-control service writes and this class reads through
-/// read-only mappings. Opening costs the same for every size; what is never looked at is never read.
+/// An access cache: a directory that the access-control service writes and this class reads through read-only
+/// mappings. Opening costs the same at any size; pages that are never used are never read.
 ///
-/// Threads and processes: any number of each may use one cache at a time, each through readers of its own
-/// from `lock()`. The writer is kept out by the file lock named by the manifest's path.
+/// Threads and processes: any number of each may use one cache at a time, each through its own readers from
+/// `lock()`. The writer is kept out by the file lock named by the manifest's path.
 ///
-/// Nothing in the files is trusted: an offset outside its file, or a tree that leads round in a circle,
-/// throws `EC_exception` 12 after a line in the log.
+/// Nothing in the files is trusted: an offset outside its file, or a tree with a cycle, throws `EC_exception`
+/// 12 after a line in the log.
 class KEEPSAFE_API AccessCache {
 public:
     class Reader;
@@ -65,11 +65,10 @@ public:
     /// Records in the mapped "objects" file, the reserved first one included.
     [[nodiscard]] std::size_t managedObjectCount() const noexcept;
 
-    /// Takes the shared file lock, waiting for the writer as long as it takes, and maps again what the writer
-    /// has grown. Whether the files have grown is asked only when a writer has been at work since it was
-    /// asked last, where that is known (see `FileLockGuard::writes`). Throws `EC_exception` 12 when a write
-    /// was interrupted, when the header is missing or when the lock cannot be acquired, and
-    /// `std::runtime_error` when a file cannot be mapped.
+    /// Takes the shared file lock, waiting for the writer as long as necessary, and maps again what the
+    /// writer has grown. Queries the files' sizes only if a writer may have been active since the last query
+    /// (see `FileLockGuard::writes`). Throws `EC_exception` 12 when a write was interrupted, when the header
+    /// is missing or when the lock cannot be acquired, and `std::runtime_error` when a file cannot be mapped.
     [[nodiscard]] Reader lock() const;
 
 private:
@@ -95,8 +94,8 @@ private:
     mutable std::atomic<std::uint64_t> mappedAtWrites_{0};
 };
 
-/// The locked view through which all questions are put to a cache. Made by `AccessCache::lock()`, held for
-/// the span of one check, used by one thread. While it lives the writer is kept out, and what it returns
+/// The locked view that answers all questions about a cache. Made by `AccessCache::lock()`, held for the
+/// duration of one check, used by one thread. While it lives the writer is kept out, and what it returns
 /// stays valid; the cache must outlive it. Reading allocates nothing.
 class KEEPSAFE_API AccessCache::Reader {
 public:
@@ -104,7 +103,7 @@ public:
     Reader& operator=(Reader&&) = delete;
     ~Reader();
 
-    /// Whether the writer is at work or died at work.
+    /// Whether the writer is active, or died while it was.
     [[nodiscard]] bool writing_in_progress() const noexcept;
 
     /// The object with exactly this name, or null.
@@ -116,7 +115,7 @@ public:
     /// Whether the role holds the operation on the object itself.
     [[nodiscard]] bool getOperationBit(const ManagedObject& object, std::int32_t roleId,
                                        const Operation& operation) const;
-    /// Whether the object grants the role the operation on what lies below it.
+    /// Whether the object grants the role the operation on everything below it.
     [[nodiscard]] bool getChildOperationBit(const ManagedObject& object, std::int32_t roleId,
                                             const Operation& operation) const;
     /// The same by name; false for a name that is not in the cache.

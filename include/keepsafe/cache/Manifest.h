@@ -12,7 +12,7 @@ namespace Tessara::Keepsafe::Rbac {
 /// the text form of the namespace that the cache covers. Other members are ignored.
 struct KEEPSAFE_API Manifest {
     /// Reads the manifest. Throws `EC_exception` 12, with a line in the log, when the file cannot be read, is
-    /// no JSON or has no string "namespace"; `EC_exception` 7610 when that string is no namespace.
+    /// not JSON or has no string "namespace"; `EC_exception` 7610 when that string is not a namespace.
     Manifest(const std::string& accessCacheId, const std::string& cacheDirectory);
 
     ObjectNamespace ns;

@@ -5,8 +5,8 @@
 
 namespace Tessara::Keepsafe::Rbac {
 
-/// An operation as access caches know it: the number of its permission bit. Bit sets are cut into words of 32
-/// bits.
+/// An operation as access caches know it: the number of its permission bit. Bit sets are divided into words
+/// of 32 bits.
 struct Operation {
     std::int32_t offset = 0;
 

@@ -28,19 +28,19 @@ public:
     OperationCache& operator=(const OperationCache&) = delete;
 
     /// Reads the file and adds the operations that are not known yet. Throws `EC_exception` 13 when the file
-    /// is missing or no JSON, or its lock cannot be had; `boost::bad_lexical_cast` for a key that is no
-    /// namespace; `boost::numeric::positive_overflow` or `negative_overflow` for a value that does not fit 32
-    /// bits. What was added before stays.
+    /// is missing or not JSON, or its lock cannot be acquired; `boost::bad_lexical_cast` for a key that is
+    /// not a namespace; `boost::numeric::positive_overflow` or `negative_overflow` for a value that does not
+    /// fit 32 bits. What was added before stays.
     void load();
 
     /// The operation's bit, or nothing when it is unknown even after the file was read again. Throws what
     /// `load()` throws.
     boost::optional<Operation> operator[](const ObjectNamespace& operation);
 
-    /// What is known at this moment; nothing is read.
+    /// The operations known at this moment; nothing is read.
     [[nodiscard]] std::map<ObjectNamespace, Operation> operations() const;
 
-    /// Where the file is, under the installation root of the moment.
+    /// Where the file is, under the current installation root.
     static std::string fileName();
 
 private:

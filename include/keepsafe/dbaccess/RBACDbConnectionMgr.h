@@ -9,11 +9,11 @@ class DbConnectionManager;
 
 namespace Tessara::Keepsafe {
 
-/// The database connection manager that queries use: the caller's, or one of its own.
+/// The database connection manager that queries use: the caller's, or its own.
 class KEEPSAFE_API RBACDbConnectionMgr {
 public:
-    /// Uses `manager`, which is not owned and must outlive this object. Null: makes a manager that connects
-    /// as the configuration says, and owns it.
+    /// Uses `manager`, which is not owned and must outlive this object. Null: creates and owns a manager that
+    /// connects as configured.
     explicit RBACDbConnectionMgr(Tessara::Dal::DbConnectionManager* manager);
     virtual ~RBACDbConnectionMgr();
     RBACDbConnectionMgr(const RBACDbConnectionMgr&) = delete;

@@ -15,7 +15,7 @@
 namespace Tessara::Keepsafe {
 
 /// The queries, run against the tables of the schema AUTH_MAIN. Holds no mutable state; any thread, each
-/// query on a connection of its own that is given back at its end.
+/// query on its own connection, which is returned afterwards.
 ///
 /// What fits: an authorization token of 32,000 bytes, a criteria document of 32,767 bytes. A longer one gives
 /// 220, never a part of it.

@@ -27,14 +27,14 @@ public:
     JWT(const JWT&) = delete;
     JWT& operator=(const JWT&) = delete;
 
-    /// Makes a token object of the text. On status 0 the caller owns `jwt` and deletes it; otherwise `jwt` is
-    /// null.
+    /// Creates a token object from the text. On status 0 the caller owns `jwt` and deletes it; otherwise
+    /// `jwt` is null.
     [[nodiscard]] static int createJWT(std::string token, JWT*& jwt);
 
     /// Splits the token and reads its payload.
     [[nodiscard]] int init(const std::string& token);
 
-    /// Reads a payload in JSON form, zero-terminated; null counts as an empty text. What was read before is
+    /// Reads a payload in JSON form, zero-terminated; null counts as an empty text. An earlier payload is
     /// released.
     [[nodiscard]] int loadJSONPayload(const unsigned char* text);
 
@@ -51,13 +51,13 @@ public:
     [[nodiscard]] int isExpired(bool& expired) const;
 
     /// Whether the token's claim "is_machine" is the string "true". `isMachine` is false after any failure; a
-    /// token without a string in that place is a failure.
+    /// token without a string there is a failure.
     [[nodiscard]] static int isMachineCheck(const std::string& token, bool& isMachine);
 
     /// The token's claim "sub", allocated with `malloc` for the caller to `free`, or null.
     [[nodiscard]] static char* extractSubject(const std::string& token);
 
-    /// What the payload holds, borrowed from this object; null before a payload was read.
+    /// The payload, borrowed from this object; null before a payload was read.
     [[nodiscard]] const json_t* payload() const noexcept { return payloadObject_; }
 
 private:

@@ -8,7 +8,7 @@
 
 namespace Tessara::Keepsafe {
 
-/// What turns the text of a token into a token object.
+/// Turns the text of a token into a token object.
 class KEEPSAFE_API RBACJwtParser {
 public:
     RBACJwtParser() = default;

@@ -15,7 +15,7 @@ public:
     ValidatingJwtParser() = default;
     ~ValidatingJwtParser() override;
 
-    /// Returns 0; 8002 when the signature does not verify, whatever the cause, or the token or its "exp" is
+    /// Returns 0; 8002 when the signature does not verify for any reason, or the token or its "exp" is
     /// malformed; 8001 when the token has expired; 7610, 20 or 10 when its payload cannot be read.
     [[nodiscard]] int parseJwt(const std::string& token, JWT*& jwt) override;
 };

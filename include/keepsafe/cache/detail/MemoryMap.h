@@ -19,8 +19,8 @@ struct MappedRegion {
 
 /// A file mapped read-only and shared, so that bytes that the writer changes in place are seen.
 ///
-/// Threads: `region()`, `size()` and `current_size()` may be called at any time from any thread. `map`,
-/// `unmap`, `refresh` and `releaseRetired` need to be kept apart by the caller.
+/// Threads: `region()`, `size()` and `current_size()` may be called at any time from any thread. The caller
+/// must serialise `map`, `unmap`, `refresh` and `releaseRetired`.
 ///
 /// Failing system calls throw `std::runtime_error` ("error opening file", "error statting file", "error
 /// mapping file") after a line on standard error that names the path and the reason.
@@ -36,17 +36,17 @@ public:
     void map();
     /// Releases the mapping, if there is one.
     void unmap();
-    /// Maps the file anew when its size has changed; otherwise the mapping stays. The mapping before is
-    /// retired, not released: other threads may still read through it.
+    /// Maps the file again if its size has changed; otherwise does nothing. The previous mapping is retired,
+    /// not released: other threads may still read through it.
     void refresh();
-    /// Releases retired mappings. Nobody must use them any more.
+    /// Releases retired mappings. No thread may be using them any more.
     void releaseRetired() noexcept;
 
     /// The file's size at this moment, in bytes.
     [[nodiscard]] std::size_t current_size() const;
 
     [[nodiscard]] const std::string& path() const noexcept { return path_; }
-    /// The mapping of the moment: address and size always belong together.
+    /// The current mapping: address and size always belong together.
     [[nodiscard]] MappedRegion region() const noexcept { return *region_.load(); }
     [[nodiscard]] const std::byte* address() const noexcept { return region().address; }
     /// The size that was mapped, in bytes.
@@ -62,7 +62,7 @@ private:
     int fd_ = -1;
     std::unique_ptr<Mapping> current_;
     /// INVARIANT: that of `current_`, for readers in other threads. Sequentially consistent: who may still
-    /// use the one before is asked after the new one is in place.
+    /// use the previous one is determined after the new one is in place.
     std::atomic<const MappedRegion*> region_;
     std::vector<std::unique_ptr<Mapping>> retired_;
 };

@@ -34,8 +34,8 @@ private:
         if constexpr ((sizeof(T) & (sizeof(T) - 1)) == 0) {
             return offset & ~(sizeof(T) - 1);
         } else {
-            // Offsets inside of records are legal and hardly ever seen. As a branch, the division tells only
-            // whether the address was right; the record is on its way meanwhile.
+            // Offsets into the middle of records are legal but rare. As a branch, the division only confirms
+            // the address; the record is already being fetched.
             const NodeOffset inside = offset % sizeof(T);
             return __builtin_expect(inside != 0, 0) ? offset - inside : offset;
         }
@@ -45,7 +45,7 @@ private:
     std::size_t end_ = 0; ///< of the whole records
 };
 
-/// The typed view of one record file: turns the mapping of the moment into a `RecordView`.
+/// The typed view of one record file: turns the current mapping into a `RecordView`.
 template <typename T>
 class ReadOnlyBlockAllocator {
 public:

@@ -10,9 +10,8 @@
 
 namespace Tessara::Keepsafe::Rbac::detail {
 
-/// A set of role ids, laid out for going through it again and again: ascending, one behind the other. Sets of
-/// usual size lie in the object itself, so that a caller's roles are found together with what holds them.
-/// Immutable.
+/// A set of role ids, laid out for repeated iteration: ascending and contiguous. Sets of usual size are
+/// stored in the object itself, so that a caller's roles are next to their owner in memory. Immutable.
 class RoleIds {
 public:
     explicit RoleIds(const std::set<int>& ids) : count_(ids.size())

@@ -6,9 +6,9 @@
 #include <type_traits>
 
 /// \file
-/// The records of the access cache's binary files, as they lie in the files: little-endian, keys signed. A
-/// reference to a record is a byte offset into the file that holds it; an offset inside a record stands for
-/// that record, and 0 for no record, so the first record of a file is never referred to.
+/// The records of the access cache's binary files, as they lie in the files: little-endian, keys
+/// signed. A reference to a record is a byte offset into the file that holds it; an offset into a record
+/// refers to that record, and 0 to no record, so the first record of a file is never used.
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -31,7 +31,7 @@ namespace detail {
 /// File "metadata": the part of the header that readers know.
 struct MetadataHeader {
     std::uint8_t writerPrivate[20];
-    std::uint8_t writeInProgress; ///< non-zero while the writer works, and after it died at work
+    std::uint8_t writeInProgress; ///< non-zero during a write, and after an interrupted one
     std::uint8_t unused[7];
     NodeOffset segmentRoot; ///< in "segments": root of the first level; 0: the cache holds no object
 };

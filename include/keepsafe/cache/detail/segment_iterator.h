@@ -12,11 +12,10 @@
 namespace Tessara::Keepsafe::Rbac::detail {
 
 /// Walks the segments of a namespace's text form. A segment is at most four bytes and ends after a bar at the
-/// latest; its value is its bytes as a signed 32-bit number, the first byte most significant, missing bytes
-/// zero. So
-/// `|ab|` has the segments `|` (0x7C000000) and `ab|` (0x61627C00).
+/// latest; its value is its bytes as a signed 32-bit number, most significant byte first, padded with zeros.
+/// So `|ab|` has the segments `|` (0x7C000000) and `ab|` (0x61627C00).
 ///
-/// Refers to the text, which must live and stay as it is.
+/// Refers to the text, which must outlive it unchanged.
 class segment_iterator {
 public:
     segment_iterator(const std::string& text, std::size_t position) noexcept
@@ -89,7 +88,7 @@ private:
     mutable std::uint8_t length_ = 0; ///< 0: the segment at `position_` has not been read yet
 };
 
-/// The segments of the namespace's text form, which is computed when it is not yet: begin and end.
+/// Begin and end of the segments of the namespace's text form, which is computed if necessary.
 inline std::pair<segment_iterator, segment_iterator> namespaceSegments(const ObjectNamespace& ns)
 {
     const std::string& text = ns.str();

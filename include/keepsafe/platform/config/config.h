@@ -15,7 +15,7 @@
 namespace Tessara::Keepsafe::Platform {
 
 /// A configuration that cannot be used. `what()` names the file and the reason when it cannot be read, and
-/// "file:line:column: " and what is wrong there when it is malformed.
+/// "file:line:column: " with the error when it is malformed.
 class KEEPSAFE_API ConfigError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -59,9 +59,9 @@ KEEPSAFE_API std::string configPath();
 /// value of the wrong type or out of range, a key that is not known.
 KEEPSAFE_API Config loadConfig();
 
-/// The configuration as the file stands at this call, read only when the file or the installation root has
-/// changed since an earlier one. Never null. Throws `ConfigError` as `loadConfig` does; the reason is logged
-/// at level 16 under `tag`, once for each state of the file, whoever asks. Any thread.
+/// The current configuration, read only if the file or the installation root has changed since an earlier
+/// call. Never null. Throws `ConfigError` as `loadConfig` does; the reason is logged at level 16 under `tag`,
+/// once for each state of the file, not once per caller. Any thread.
 KEEPSAFE_API std::shared_ptr<const Config> currentConfig(const char* tag);
 
 /// The same as `loadConfig` from a text; `name` stands for the file in messages.

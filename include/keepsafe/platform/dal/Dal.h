@@ -10,9 +10,9 @@
 #include <keepsafe/platform/export/export.h>
 
 /// \file
-/// The product's database access layer: pooled connections, statements with bound parameters and rows with
-/// bound columns, over ODBC. Reading a row goes like this, and every object gives back what it took when it
-/// ends:
+/// The product's database access layer: pooled connections, statements with bound parameters and rows
+/// with bound columns, over ODBC. Reading a row works as follows; every object releases what it holds when it
+/// is destroyed:
 ///
 ///     Tessara::Dal::SSRDbConnection* connection = nullptr;
 ///     Tessara::Dal::SSRGuard guard(&manager, connection);          // 1. borrow: guard.status()
@@ -23,8 +23,8 @@
 ///                                      false, true);               // 3. run
 ///     status = connection->Fetch(&view, &row, sizeof row, columns, columnCount, &fetched, true, false);
 ///
-/// Nothing is thrown but `std::bad_alloc`; operations report by status, 0 for success. A connection string is
-/// never written to a log.
+/// Only `std::bad_alloc` is thrown; operations report by status, 0 for success. A connection string is never
+/// written to a log.
 
 namespace Tessara::Dal {
 
@@ -50,7 +50,7 @@ inline constexpr int BINDING_RESULT = 0;     ///< a column of a result
 inline constexpr int BINDING_INPUT = 1;      ///< an input parameter
 inline constexpr int ZERO_TERMINATED = -3;   ///< size of a parameter that ends at its first zero byte
 
-/// Whose database account a manager uses. The account stands in the connection string; the value is kept for
+/// Whose database account a manager uses. The connection string has the account; the value is kept for
 /// callers that pass it on.
 enum USERID_TYPES : unsigned int { APPLICATION_USER = 6 };
 
@@ -80,18 +80,18 @@ class DbConnection;
 class SSRDbConnection;
 
 /// A pool of connections to one database. Connections are made on demand, up to the maximum; a dead one is
-/// replaced, and when one is found dead, the idle ones are closed as well; one that is idle for long is
-/// closed when the pool is used the next time. Any thread; no lock is held while a database works. Must
-/// outlive its guards.
+/// replaced, and when one is found dead, the idle ones are closed as well; one that has been idle too long is
+/// closed at the next use of the pool. Any thread; no lock is held while a database works. Must outlive its
+/// guards.
 ///
 /// fork: parent and child would talk over the same connections. A manager is used, and destroyed, in one of
 /// the two processes only; the other one leaves it alone and ends with `_exit` or `exec`.
 class KEEPSAFE_API DbConnectionManager {
 public:
     /// Takes the connection string and the statements to run on connect from the product's configuration
-    /// (`[database]` of `config.h`), anew for every connection that is made. The numbers are those of
-    /// `DbConnectionSettings`, in its order. `connectNow`: one connection is made at once, so that
-    /// `connectionIndicator` tells whether the database can be reached.
+    /// (`[database]` of `config.h`), again for every new connection. The numbers are those of
+    /// `DbConnectionSettings`, in its order. `connectNow`: opens one connection at once, so that
+    /// `connectionIndicator` shows whether the database can be reached.
     DbConnectionManager(unsigned int minimumConnections, unsigned int maximumConnections,
                         unsigned int connectRetries, unsigned int retryWaitSeconds, unsigned int idleSeconds,
                         unsigned int connectTimeoutSeconds, unsigned int queryTimeoutSeconds,
@@ -168,7 +168,8 @@ public:
     /// `fetched`, unless null, becomes 1 when a row was read and 0 otherwise.
     /// `rejectNull`: a column without a value is an error; otherwise it reads as 0 or an empty text.
     /// `allowTruncation`: a text that does not fit is cut; otherwise it is an error.
-    /// A row that is not read whole leaves the record filled with zeros, so that a part of a value is never
+    ///
+    /// If a row cannot be read completely, the record is filled with zeros, so that part of a value is never
     /// taken for the value.
     ///
     /// A text with a zero byte inside is an error. (SQLite's driver ends a text there itself, unseen.) An
@@ -196,7 +197,7 @@ private:
     ~SSRDbConnection() = default;
 };
 
-/// Borrows a connection of a manager while it lives; waits for one when all are lent, as long as a connection
+/// Borrows a connection of a manager while it lives; if all are lent, waits for as long as a connection
 /// attempt may take.
 class KEEPSAFE_API SSRGuard {
 public:

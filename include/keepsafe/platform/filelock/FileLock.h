@@ -12,19 +12,18 @@
 #include <keepsafe/platform/status/EC_exception.h>
 
 /// \file
-/// The product's named inter-process lock: shared for readers, exclusive for writers. The name is the path of
-/// a regular file, which is locked itself and never read or written. It holds between threads of one process
-/// as between processes, and the system releases it when its holder dies.
+/// The product's named inter-process lock: shared for readers, exclusive for writers. The name is the
+/// path of a regular file, which is locked itself and never read or written. It excludes threads of one
+/// process as well as processes, and the system releases it when its holder dies.
 ///
-/// Beside the file there is a folder of its name and ".readers", which the first writer makes: shared memory
-/// by which readers take the lock without a system call. Where there is none, readers take a kernel lock on
-/// the file.
+/// Beside the file the first writer creates a folder with the same name and ".readers": shared memory through
+/// which readers take the lock without a system call. Without it, readers take a kernel lock on the file.
 ///
-/// The path should be absolute. Two spellings of one path are two locks, which exclude each other all the
-/// same. docs/locking.md describes how the lock works and what it costs.
+/// The path should be absolute. Two spellings of one path are two locks, which still exclude each other.
+/// docs/locking.md describes how the lock works and what it costs.
 
-/// Why a lock could not be had: the file is missing, cannot be opened, is not a regular file, or the system
-/// refused. Status 12; the path and the reason were logged at level 16 with the tag "FileLockGuard".
+/// Why a lock could not be acquired: the file is missing, cannot be opened, is not a regular file, or the
+/// system refused. Status 12; the path and the reason were logged at level 16 with the tag "FileLockGuard".
 class KEEPSAFE_API FileLockUnavailable : public EC_exception {
 public:
     FileLockUnavailable();
@@ -50,12 +49,12 @@ public:
     static constexpr int EXCLUSIVE = 1;
     /// Timeout that waits without end.
     static constexpr int WAIT_FOREVER = -1;
-    /// The usual retry interval: the longest pause between two attempts to take the lock. One millisecond.
+    /// The default retry interval: the longest pause between two attempts to take the lock. One millisecond.
     static const ACE_Time_Value DEFAULT_INTERVAL;
 
-    /// Whether a missing file is created (mode 0666 less the umask) when a guard is made. A lock that stands
-    /// for a document of someone else must not invent it; a pure lock file may be created. This belongs to
-    /// the handle, not to the lock.
+    /// Whether a missing file is created (mode 0666 less the umask) when a guard is made. A lock on someone
+    /// else's document must not create it; a pure lock file may be created. This belongs to the handle, not
+    /// to the lock.
     enum class MissingFile { IsAnError, IsCreated };
 
     class State;
@@ -81,8 +80,8 @@ private:
 };
 
 /// Threads of this process that held a lock shared at one moment. What they may still be using, because it
-/// was in force when they took the lock, can be given up when they have left: first put the new thing in its
-/// place, then ask for the other holders, and some time later whether they have left.
+/// was current when they took the lock, can be released when they have left: first put the replacement in
+/// place, then ask for the other holders, and later ask whether they have left.
 ///
 /// Any thread. The lock's handle, which it was made from, must outlive it.
 class KEEPSAFE_API FileLock::OtherHolders {
@@ -111,8 +110,8 @@ public:
     FileLockManager(const FileLockManager&) = delete;
     FileLockManager& operator=(const FileLockManager&) = delete;
 
-    /// The lock of that name. Never fails for want of the file: see `FileLockGuard`. Costs a table search, so
-    /// callers on a hot path keep the handle.
+    /// The lock of that name. Never fails because the file is missing: see `FileLockGuard`. Costs a table
+    /// search, so callers on a hot path keep the handle.
     FileLock getLock(const std::string& name,
                      FileLock::MissingFile missing = FileLock::MissingFile::IsAnError);
 
@@ -126,7 +125,7 @@ private:
 /// Holds a lock from construction to destruction. One thread's object: made and destroyed by the same thread.
 /// The handle it is made from must outlive it.
 ///
-/// - A shared lock inside a shared lock of the same thread always succeeds, writers waiting or not.
+/// - A shared lock inside a shared lock of the same thread always succeeds, even if writers are waiting.
 /// - An exclusive lock inside any lock of the same name and thread, or a shared one inside an exclusive one,
 ///   is refused at once (`EC_exception` 20): it could never be granted.
 /// - A shared lock needs permission to read the file, an exclusive one to read and write it.
@@ -137,7 +136,7 @@ private:
 ///
 /// Throws `FileLockUnavailable` and `FileLockTimeout`, and `EC_exception` 20, with the reason in the log, for
 /// a lock type other than 0 and 1, a timeout below -1 and a refusal as above. It never returns without the
-/// lock. Taking a shared lock allocates nothing but when it opens the file.
+/// lock. Taking a shared lock allocates only when it opens the file.
 class KEEPSAFE_API FileLockGuard {
 public:
     /// `timeoutMs` in milliseconds: 0 tries once, -1 waits without end. `retryInterval` bounds the pause
@@ -149,8 +148,8 @@ public:
     FileLockGuard& operator=(const FileLockGuard&) = delete;
 
     /// For a shared lock: tells one state of what the lock protects from another. Between two holds with the
-    /// same number, other than 0, no writer has held the lock. 0: not known, because the lock is held without
-    /// slots, or because it is time to look at the files themselves, which is so every 10 ms.
+    /// same number, other than 0, no writer has held the lock. 0: unknown, because the lock is held without
+    /// slots, or because it is time to check the files themselves, which is every 10 ms.
     [[nodiscard]] std::uint64_t writes() const noexcept { return writes_; }
 
 private:

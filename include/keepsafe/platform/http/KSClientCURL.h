@@ -9,26 +9,26 @@
 /// The product's HTTP client: requests to the REST root of a server of the product, over HTTPS with the
 /// host's client certificate.
 ///
-/// A path is what stands behind the scheme, host, port and a slash: "keepsafe/access-control/roles". A
-/// leading slash is accepted. It is sent as it is; a byte below 0x20, 0x7F or above in it is refused with
-/// transfer status 3 (malformed URL). Bodies are JSON documents in UTF-8.
+/// A path is what follows the scheme, host, port and a slash: "keepsafe/access-control/roles". A leading
+/// slash is accepted. It is sent unchanged; a byte below 0x20, 0x7F or above in it is refused with transfer
+/// status 3 (malformed URL). Bodies are JSON documents in UTF-8.
 ///
-/// Each request operation returns a transfer status: 0 when a response was received whole, whatever its HTTP
-/// status, and otherwise the error code of libcurl. A response whose body ends with the connection cannot be
-/// told from one that was cut off, and counts as that (status 18). `httpStatus` and `responseBody` belong to
-/// the last request, and are 0 and empty when it failed.
+/// Each request operation returns a transfer status: 0 when a complete response was received, whatever its
+/// HTTP status, and otherwise libcurl's error code. A response whose body ends with the connection cannot be
+/// distinguished from a truncated one, and counts as truncated (status 18). `httpStatus` and `responseBody`
+/// belong to the last request, and are 0 and empty when it failed.
 ///
-/// A connection that lived on from an earlier request may be closed by the server just when the next request
-/// is on its way; when nothing of a response has come, that request is sent once more on a new connection.
+/// The server may close a kept connection just when the next request is on its way; if no part of a response
+/// has arrived, that request is sent once more on a new connection.
 ///
-/// Security: TLS 1.2 or later; the server's certificate must be issued by the configured CA for the name that
-/// was asked; the host's certificate and key authenticate the client; redirects are not followed and proxies
-/// of the environment not used. See `[tls]` and `[http]` in the configuration.
+/// Security: TLS 1.2 or later; the server's certificate must be issued by the configured CA for the requested
+/// name; the host's certificate and key authenticate the client; redirects are not followed, and proxies of
+/// the environment are not used. See `[tls]` and `[http]` in the configuration.
 
 /// Which of the host's certificates authenticates the client.
 enum cert_type : int { CERT_TYPE_NONE = 0, CERT_TYPE_HOST = 1 };
 
-/// What a client is used for; chooses nothing today.
+/// What a client is used for; has no effect today.
 inline constexpr int CLIENT_KIND_REST = 1;
 
 /// The port of the master server's REST interface.
@@ -63,7 +63,7 @@ public:
     [[nodiscard]] virtual std::string failureReason() const;
 };
 
-/// What makes clients. Any thread.
+/// Creates clients. Any thread.
 class KEEPSAFE_API KSClientCURL_BaseFactory {
 public:
     KSClientCURL_BaseFactory() = default;
@@ -78,14 +78,13 @@ public:
 /// Issues bearer tokens for clients that authenticate by one. No client of this library does.
 class KSTokenManager;
 
-/// The client over libcurl. Connections live on in the process after a client has ended, for the next client
-/// of the same server, certificate and CA; a process that forks uses clients in both processes safely, with
-/// connections of their own.
+/// The client over libcurl. Connections outlive a client, for the next client in the process with the same
+/// server, certificate and CA. After a fork both processes can use clients safely, each with its own
+/// connections.
 class KEEPSAFE_API KSClientCURL : public KSClientCURL_Base {
 public:
     /// `sessionType`, `tokenManager`, `userName`, `password`, `domain`, `proxyHint`: 1, null, empty texts and
-    /// 0;
-    ///     they are kept for callers that were written for other ways of authentication, and nothing reads
+    ///     0. They are kept for callers that were written for other kinds of authentication; nothing reads
     ///     them.
     /// `verifyServer`: must be true; a client that does not verify its server refuses every request with
     ///     transfer status 60.

@@ -13,9 +13,8 @@
 
 namespace Tessara::Keepsafe {
 
-/// The server answered, and refused. `status()` is the operation's to choose: usually the server's error
-/// code, and another code when the answer has none. `reason()` is "HTTP status 404: no such role (detail;
-/// detail)".
+/// The server answered and refused. The operation chooses `status()`: usually the server's error code, and
+/// another code when the answer has none. `reason()` is "HTTP status 404: no such role (detail; detail)".
 class KEEPSAFE_API ServiceRefusal : public ExplainedFailure {
 public:
     /// `body`: the answer, an error document or anything else; see `extractErrorFromJSON`.
@@ -35,7 +34,7 @@ private:
     std::shared_ptr<const std::string> message_;
 };
 
-/// No whole answer came: the server cannot be reached, the TLS handshake failed, the time was over, the
+/// No complete answer arrived: the server cannot be reached, the TLS handshake failed, a timeout expired, the
 /// answer was too long. `status()` is the transfer status, libcurl's error code; `reason()` is what the HTTP
 /// client says about it (`KSClientCURL_Base::failureReason`).
 class KEEPSAFE_API TransferFailure : public ExplainedFailure {

@@ -8,10 +8,10 @@
 
 /// The logger object of the token and database code. Its levels count detail: 1 is the most important, larger
 /// numbers say more. A message is written when the logger's level is at least the message's, through the sink
-/// of log_sink.h: as a record of level 4 when its level here is 1 or less, else of level 2. The logger's own
-/// level alone decides; the threshold of log_sink.h, which is for the other functions, does not. A process
-/// that wants these messages creates a logger and puts it into `s_default`, which is null at the start;
-/// callers test both before they build a text:
+/// of log_sink.h: as a record of level 4 when its level here is 1 or less, else of level 2. Only the logger's
+/// own level decides, not the threshold of log_sink.h, which is for the other functions. A process that needs
+/// these messages creates a logger and puts it into `s_default`, which is null at the start; callers test
+/// both before they build a text:
 ///
 ///     if (KSLogger* logger = KSLogger::s_default; logger != nullptr && logger->level() >= 1) ...
 class KEEPSAFE_API KSLogger {
@@ -25,7 +25,7 @@ public:
     /// it was. A null tag counts as an empty one.
     void logDebug(const char* tag, int level, const std::string& text) noexcept;
 
-    /// The process's default logger, or null. Not owned: whoever sets it keeps it alive.
+    /// The process's default logger, or null. Not owned: the code that sets it keeps it alive.
     static std::atomic<KSLogger*> s_default;
 
 private:

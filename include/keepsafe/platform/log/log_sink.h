@@ -8,8 +8,9 @@
 #include <keepsafe/platform/export/export.h>
 
 /// \file
-/// Where log messages go and which ones. The settings hold for the whole process; they may be changed at any
-/// time from any thread. Without a call the sink is standard error and the threshold `LOG_LEVEL_NOTABLE`.
+/// Which log messages are written, and where. The settings apply to the whole process; they may be
+/// changed at any time from any thread. Without a call the sink is standard error and the threshold
+/// `LOG_LEVEL_NOTABLE`.
 ///
 /// fork: a child may log, also when other threads of its parent were logging. The settings and the sinks of
 /// this file are the parent's; a file sink of the child appends to the same file.
@@ -51,8 +52,8 @@ KEEPSAFE_API std::shared_ptr<LogSink> makeFileSink(const std::string& path);
 /// a setting of the C library for the whole process: the sink made last decides it.
 KEEPSAFE_API std::shared_ptr<LogSink> makeSyslogSink(const std::string& program);
 
-/// Replaces the sink and returns the one before, never null. A null pointer brings the standard error sink
-/// back.
+/// Replaces the sink and returns the previous one, never null. A null pointer restores the standard error
+/// sink.
 KEEPSAFE_API std::shared_ptr<LogSink> setLogSink(std::shared_ptr<LogSink> sink);
 
 /// Messages below this level are dropped.

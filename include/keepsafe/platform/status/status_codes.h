@@ -5,8 +5,8 @@
 
 #include <keepsafe/platform/export/export.h>
 
-/// Status codes of the product, by name. A function that returns `int` status returns one of these, or a
-/// code that a server or the HTTP client chose. 0 alone means success.
+/// Status codes of the product, by name. A function that returns `int` status returns one of these, or a code
+/// that a server or the HTTP client chose. Only 0 means success.
 namespace Tessara::Keepsafe::Status {
 
 inline constexpr int SUCCESS = 0;

@@ -9,12 +9,12 @@
 /// Percent encoding of one part of a URI (a path segment or a query value). `in` and `out` may be the same
 /// object. Any thread. On failure `out` is left as it was; only `std::bad_alloc` is thrown.
 
-/// Encodes every byte but the unreserved characters of RFC 3986, section 2.3 (letters, digits, `-`, `.`, `_`,
-/// `~`) as `%` and two upper-case hex digits. Returns 0.
+/// Encodes every byte except the unreserved characters of RFC 3986, section 2.3 (letters, digits, `-`, `.`,
+/// `_`, `~`) as `%` and two upper-case hex digits. Returns 0.
 KEEPSAFE_API int percentEncodeUriPart(const std::string& in, std::string& out);
 
-/// Decodes `%` and two hex digits of either case to the byte they stand for and `+` to a space; other bytes
-/// are copied. Returns 0, or 20 when a `%` is not followed by two hex digits.
+/// Decodes `%` and two hex digits of either case to the byte they encode and `+` to a space; other bytes are
+/// copied. Returns 0, or 20 when a `%` is not followed by two hex digits.
 KEEPSAFE_API int percentDecodeUriPart(const std::string& in, std::string& out);
 
 #endif

@@ -10,20 +10,20 @@
 
 namespace Tessara::Keepsafe::Rbac {
 
-/// What the REST clients of the access-control service have in common: the master server that they ask, and
-/// what makes their HTTP clients. Does not change after construction; copies are cheap and share the factory.
+/// Common parts of the REST clients of the access-control service: the master server that they ask, and the
+/// factory of their HTTP clients. Immutable after construction; copies are cheap and share the factory.
 ///
 /// Operations of the derived classes throw `EC_exception`: with libcurl's code when the transfer failed; with
 /// the server's "errorCode", or 114, for an HTTP status other than the expected one; 7610 for a response that
-/// is no JSON or lacks a member; 9103 for one of the wrong type. A request that cannot be packed is
-/// `std::bad_alloc`. Nothing is kept of a response that fails.
+/// is not JSON or lacks a member; 9103 for one of the wrong type. A request that cannot be packed is
+/// `std::bad_alloc`. Nothing of a failed response is kept.
 class KEEPSAFE_API BaseAPI {
 public:
     /// Asks the configured master server, authenticated by the host's certificate. Throws `EC_exception` when
     /// none is configured.
     BaseAPI();
 
-    /// The same with HTTP clients of the caller's making.
+    /// The same with HTTP clients from the caller's factory.
     explicit BaseAPI(boost::shared_ptr<KSClientCURL_BaseFactory> factory);
 
     /// A new HTTP client for the master server; the caller owns it.

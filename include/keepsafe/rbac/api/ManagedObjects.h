@@ -17,7 +17,7 @@ struct json_t;
 
 namespace Tessara::Keepsafe::Rbac {
 
-/// How far a grant reaches: the object, what lies below it, or both.
+/// How far a grant reaches: the object, everything below it, or both.
 class KEEPSAFE_API Propagation {
 public:
     enum enum_type : int { OBJECT = 0, CHILDREN = 1, OBJECT_AND_CHILDREN = 2 };
@@ -49,9 +49,9 @@ KEEPSAFE_API std::istream& operator>>(std::istream& stream, Propagation& value);
 
 /// A managed object as the service returns it.
 struct KEEPSAFE_API ManagedObjectResource {
-    /// From a resource object, which stays the caller's. Throws `EC_exception` 7610 when it has not the form
-    /// of a managed object, 9103 when its type or state is another, `boost::bad_lexical_cast` when its id is
-    /// no namespace.
+    /// From a resource object, which stays the caller's. Throws `EC_exception` 7610 when it does not have the
+    /// form of a managed object, 9103 when its type or state is another, `boost::bad_lexical_cast` when its
+    /// id is not a namespace.
     explicit ManagedObjectResource(const json_t* resource);
 
     std::string href; ///< empty: links are not read
@@ -62,8 +62,8 @@ struct KEEPSAFE_API ManagedObjectResource {
 
 /// A grant: some operations for one role on one object.
 struct KEEPSAFE_API AccessDefinition {
-    /// From a resource object, which stays the caller's. Throws `EC_exception` 7610 when it has not the form
-    /// of an access definition, 9103 when it or what it refers to is of another type,
+    /// From a resource object, which stays the caller's. Throws `EC_exception` 7610 when it does not have the
+    /// form of an access definition, 9103 when it or what it refers to is of another type,
     /// `boost::bad_lexical_cast` when a namespace, a role id or the propagation cannot be converted.
     explicit AccessDefinition(const json_t* resource);
 
@@ -94,7 +94,7 @@ public:
 
     [[nodiscard]] std::list<AccessDefinition> get_access_definitions(const ObjectNamespace& object) const;
 
-    /// `id` is placed in the path as it is.
+    /// `id` is placed in the path unchanged.
     void delete_access_definition_by_id(const ObjectNamespace& object, const std::string& id) const;
 };
 

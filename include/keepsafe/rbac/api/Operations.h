@@ -16,7 +16,7 @@ public:
     using BaseAPI::BaseAPI;
 
     /// The operations that match the service's filter expression, all for an empty one, in the service's
-    /// order. An id that is no namespace is `boost::bad_lexical_cast`.
+    /// order. An id that is not a namespace is `boost::bad_lexical_cast`.
     [[nodiscard]] std::list<ObjectNamespace> get_operations(const std::string& filter) const;
 };
 

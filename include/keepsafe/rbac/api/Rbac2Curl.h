@@ -12,8 +12,8 @@ namespace Tessara::Keepsafe::Rbac {
 KEEPSAFE_API std::string encode_uri_part(const std::string& text);
 
 /// Returns when the server answered with the expected HTTP status; throws `EC_exception` otherwise: with the
-/// "errorCode" of the server's error document, or 114 when the body is none. What the server says goes to the
-/// log, under `tag`.
+/// "errorCode" of the server's error document, or 114 when the body is not one. The server's message is
+/// logged under `tag`.
 KEEPSAFE_API void throw_on_http_error(int expected, int actual, const std::string& body, const char* tag);
 
 } // namespace Tessara::Keepsafe::Rbac

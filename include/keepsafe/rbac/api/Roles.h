@@ -14,8 +14,8 @@ namespace Tessara::Keepsafe::Rbac {
 /// A role as the service returns it.
 struct KEEPSAFE_API Role {
     Role() = default;
-    /// From a resource object, which stays the caller's. Throws `EC_exception` 7610 when it has not the form
-    /// of a role, 9103 when it is of another type or its id is not a number from 0 on.
+    /// From a resource object, which stays the caller's. Throws `EC_exception` 7610 when it does not have the
+    /// form of a role, 9103 when it is of another type or its id is not a number from 0 on.
     explicit Role(const json_t* resource);
 
     std::string href; ///< the role's own link; empty when the service sent none
@@ -40,8 +40,8 @@ public:
     /// empty one.
     [[nodiscard]] std::list<Role> get_roles(const std::string& filter) const;
 
-    /// Sets name and description of the role at `role.href`. Throws as `create_role` does, but for a name of
-    /// more than 256 bytes.
+    /// Sets name and description of the role at `role.href`. Throws as `create_role` does, but its limit for
+    /// a name is 256 bytes.
     void update_role(const Role& role) const;
 
     void delete_role_by_id(int id) const;

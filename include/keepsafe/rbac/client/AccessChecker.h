@@ -7,8 +7,8 @@
 namespace Tessara::Keepsafe::Rbac {
 
 /// Answers, object by object, whether one caller may perform one operation. Made by an `AccessControlClient`,
-/// which it may outlive. Immutable: one checker serves any number of threads at once, each with an
-/// `ObjectNamespace` of its own (or one whose text form is computed already).
+/// which it may outlive. Immutable: one checker serves any number of threads at once, each with its own
+/// `ObjectNamespace` (or one whose text form is already computed).
 class KEEPSAFE_API AccessChecker {
 public:
     AccessChecker() = default;
@@ -16,8 +16,8 @@ public:
     AccessChecker& operator=(const AccessChecker&) = delete;
     virtual ~AccessChecker();
 
-    /// Whether the operation is allowed on `object`. An exception means that no answer could be had; treat it
-    /// as a denial.
+    /// Whether the operation is allowed on `object`. An exception means that there is no answer; treat it as
+    /// a denial.
     [[nodiscard]] virtual bool checkAccess(const ObjectNamespace& object) const = 0;
 };
 

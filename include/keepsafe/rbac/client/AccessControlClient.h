@@ -17,13 +17,13 @@ class DbConnectionManager;
 
 namespace Tessara::Keepsafe::Rbac {
 
-/// What a process that enforces access control holds: the source of access checkers. Any thread.
+/// The source of access checkers in a process that enforces access control. Any thread.
 ///
 /// Both operations share one contract. `operation` names an operation, for example
-/// `root_namespaces::operations::VIEW`. `reserved` is a number of the caller's choice that no decision
-/// depends on. On status 0 `checker` holds the new checker, which the caller keeps as long as it likes. Any
-/// other status leaves `checker` as it was. A client may, short of memory, return 0 with `checker` as it was:
-/// test it before use.
+/// `root_namespaces::operations::VIEW`. `reserved` is any number; no decision depends on it. On status 0
+/// `checker` holds the new checker, which the caller keeps as long as it likes. Any other status leaves
+/// `checker` as it was. If memory is short, a client may return 0 and leave `checker` unchanged: test it
+/// before use.
 class KEEPSAFE_API AccessControlClient {
 public:
     AccessControlClient() = default;
@@ -36,15 +36,15 @@ public:
     /// cache covers the namespace, and that cache is opened.
     ///
     /// Returns 0; 114 when no master server is configured, the server refuses or the name has no text form;
-    /// libcurl's code when the server cannot be asked; 7610 when its answer is malformed; 12 or 114 when the
-    /// cache cannot be opened; 13 when the configuration is damaged. `client` changes on 0 alone. Any thread;
-    /// each call asks the server.
+    /// libcurl's code when the server cannot be reached; 7610 when its answer is malformed; 12 or 114 when
+    /// the cache cannot be opened; 13 when the configuration is damaged. `client` changes only on 0. Any
+    /// thread; each call asks the server.
     [[nodiscard]] static int create(const ObjectNamespace& objectNamespace,
                                     boost::shared_ptr<AccessControlClient>& client);
 
     /// The same. `cause` is the exception behind a status other than 0, and null with 0: `ServiceRefusal`
-    /// when the server refuses, `TransferFailure` when it cannot be asked, `ExplainedFailure` with what is
-    /// wrong in most other cases.
+    /// when the server refuses, `TransferFailure` when it cannot be reached, `ExplainedFailure` with the
+    /// reason in most other cases.
     [[nodiscard]] static int create(const ObjectNamespace& objectNamespace,
                                     boost::shared_ptr<AccessControlClient>& client,
                                     std::exception_ptr& cause);

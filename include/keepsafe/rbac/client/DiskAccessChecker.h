@@ -15,11 +15,11 @@ namespace Tessara::Keepsafe::Rbac {
 
 /// Decides from the access cache whether any of a set of roles may perform one operation on an object.
 ///
-/// The object's own entry is asked for the object's bits, every ancestor's entry for the bits it grants on
-/// its children, from the object upwards. The first role that holds the bit decides for "allowed"; an entry
-/// that does not inherit ends the walk with "denied", and so does the end of it.
+/// Checks the object's own bits, then the bits that each ancestor grants on its children, from the object
+/// upwards. The first role that has the bit allows; an object that does not inherit ends the walk with a
+/// denial, and so does reaching the top.
 ///
-/// Each check takes the cache's shared file lock for its span. Exceptions of `AccessCache::lock` and
+/// Each check holds the cache's shared file lock for its duration. Exceptions of `AccessCache::lock` and
 /// `AccessCache::Reader` pass through: an interrupted write or a damaged cache is `EC_exception` 12, never an
 /// answer.
 class KEEPSAFE_API DiskAccessChecker : public AccessChecker {
@@ -31,8 +31,8 @@ public:
 
     [[nodiscard]] bool checkAccess(const ObjectNamespace& object) const override;
 
-    /// The same decision through a reader of the checker's cache that the caller holds already. For many
-    /// objects in a row under one lock; keep such a row short, the writer waits meanwhile.
+    /// The same decision through a reader of the checker's cache that the caller already holds: for many
+    /// objects under one lock. Keep it short; the writer waits meanwhile.
     [[nodiscard]] bool checkAccess(const AccessCache::Reader& reader, const ObjectNamespace& object) const;
 
 private:

@@ -17,7 +17,7 @@ namespace Tessara::Keepsafe::Rbac {
 /// thread.
 ///
 /// An operation that the operation cache does not know is denied everywhere, with status 0. Role id 0 is
-/// granted every operation on every object, without a look at the cache. An empty set of roles is denied
+/// granted every operation on every object, without consulting the cache. An empty set of roles is denied
 /// everywhere.
 class KEEPSAFE_API DiskAccessControlClient : public AccessControlClient {
 public:

@@ -9,9 +9,9 @@
 
 namespace Tessara::Keepsafe::Rbac {
 
-/// The client of a process in which role-based enforcement is not in force: every checker allows every
-/// operation on every object. Looks at none of its arguments; the connection manager may be null. Fails only
-/// by `std::bad_alloc`. Stateless; any thread.
+/// The client for processes in which role-based enforcement is off: every checker allows every operation on
+/// every object. Ignores its arguments; the connection manager may be null. Throws only `std::bad_alloc`.
+/// Stateless; any thread.
 class KEEPSAFE_API StubAccessControlClient : public AccessControlClient {
 public:
     [[nodiscard]] int createAccessChecker(Tessara::Dal::DbConnectionManager* dbConnectionManager,

@@ -55,15 +55,15 @@ public:
     /// itself, and the root is an ancestor of every namespace.
     [[nodiscard]] bool is_ancestor_of(const ObjectNamespace& other) const noexcept;
 
-    /// The text form. Valid until the object changes or dies.
+    /// The text form. Valid until the object changes or is destroyed.
     const std::string& str() const;
 
     /// As `str()`, for log lines: a failure that would throw `EC_exception` yields "[conversion failed]".
     [[nodiscard]] const std::string& toLogStr() const;
 
     /// One component escaped as in the text form: letters, digits and `-*_.` stay, a space becomes `+`, every
-    /// other byte becomes
-    /// `%` and two upper-case hex digits (the form encoding of HTML, not the unreserved set of RFC 3986).
+    /// other byte becomes `%` and two upper-case hex digits (the form encoding of HTML, not the unreserved
+    /// set of RFC 3986).
     static std::string encode_component(const std::string& component);
 
     KEEPSAFE_API friend bool operator==(const ObjectNamespace& left, const ObjectNamespace& right) noexcept;
@@ -84,11 +84,11 @@ inline bool operator!=(const ObjectNamespace& left, const ObjectNamespace& right
     return !(left == right);
 }
 
-/// Writes the text form. An `EC_exception` on the way becomes the stream's failbit.
+/// Writes the text form. An `EC_exception` sets the stream's failbit.
 KEEPSAFE_API std::ostream& operator<<(std::ostream& stream, const ObjectNamespace& value);
 
-/// The text form through the stream operator. Returns 0, or 114 when the conversion failed; `out` is then as
-/// it was.
+/// The text form through the stream operator. Returns 0, or 114 when the conversion failed; `out` is then
+/// unchanged.
 KEEPSAFE_API int namespaceToString(const ObjectNamespace& value, std::string& out);
 
 } // namespace Tessara::Keepsafe::Rbac

@@ -26,15 +26,15 @@ enum HttpRequestType : int {
     HTTP_REQUEST_PATCH = 4   ///< answered by 204
 };
 
-/// Registration by requests to the master server's access-control service. Does not change after
-/// construction; each request has an HTTP client of its own, so any number of threads may use one object.
+/// Registration by requests to the master server's access-control service. Immutable after construction; each
+/// request has its own HTTP client, so any number of threads may use one object.
 ///
-/// Below the three operations stand their parts: the requests for callers that have no callback, and, for
-/// tests, tools that replay exchanges and benchmarks, what builds and reads the documents. The parts throw:
-/// `EC_exception` with libcurl's code when a transfer failed, the server's code for an HTTP status other than
-/// the expected one, 9103 for an answer that cannot be understood, 7610 for one that is not JSON, 114 when
-/// there is no HTTP client; `boost::bad_lexical_cast` for a name in an answer that is none; `std::bad_alloc`,
-/// also for text that is not UTF-8.
+/// The three operations are followed by their parts: the requests, for callers without a callback, and the
+/// functions that build and read the documents, for tests, benchmarks and tools that replay exchanges. The
+/// parts throw: `EC_exception` with libcurl's code when a transfer failed, the server's code for an HTTP
+/// status other than the expected one, 9103 for an answer that cannot be understood, 7610 for one that is not
+/// JSON, 114 when there is no HTTP client; `boost::bad_lexical_cast` for a malformed name in an answer;
+/// `std::bad_alloc`, also for text that is not UTF-8.
 class KEEPSAFE_API DefaultObjectRegistrationService : public ObjectRegistrationService {
 public:
     static const std::string OBJECT_REGISTRATION_URI;
@@ -43,7 +43,7 @@ public:
     /// For callers that ask for objects; nothing here does.
     static const std::string MANAGED_OBJECT_URI;
 
-    /// An object's name and the names that were registered with it, the object's own among them.
+    /// An object's name and the names that were registered with it, including its own.
     using RegisteredObject = std::pair<ObjectNamespace, std::list<ObjectNamespace>>;
     using RegisteredObjects = std::map<ObjectNamespace, std::list<ObjectNamespace>>;
     using DataList = std::list<boost::shared_ptr<ObjectRegistrationData>>;
@@ -51,7 +51,7 @@ public:
     /// Asks the configured master server at port 1556, authenticated by the host's certificate. Throws
     /// `EC_exception` when none is configured.
     DefaultObjectRegistrationService();
-    /// The same with a port and HTTP clients of the caller's making.
+    /// The same with the caller's port and factory of HTTP clients.
     DefaultObjectRegistrationService(int port, boost::shared_ptr<KSClientCURL_BaseFactory> factory);
     ~DefaultObjectRegistrationService() override;
 
@@ -80,7 +80,7 @@ public:
                                        const boost::shared_ptr<ObjectUnregistrationCallback>& callback,
                                        std::exception_ptr& cause);
 
-    /// The first phase alone.
+    /// Only the first phase.
     RegisteredObject
     registerObjectWithStatePending(const boost::shared_ptr<ObjectRegistrationData>& data) const;
     RegisteredObjects bulkRegisterObjectsWithStatePending(const DataList& data) const;

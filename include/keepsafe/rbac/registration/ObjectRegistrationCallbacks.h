@@ -13,7 +13,7 @@
 /// has failed; never both, at most once, in the thread of the operation and before it returns. Either may
 /// call the service again, for other objects.
 ///
-/// An exception from `invoke`, of whatever type, is logged and counts as a failure of the callback. One from
+/// An exception of any type from `invoke` is logged and counts as a failure of the callback. One from
 /// `notifyFailure` is logged and changes nothing.
 
 namespace Tessara::Keepsafe::Rbac {
@@ -41,8 +41,8 @@ public:
     virtual ~BulkObjectRegistrationCallback();
 
     /// The work, while the objects are pending. Puts into `successful`, which is empty, the objects whose
-    /// work succeeded: they are committed and all others rolled back. What it returns does not count. After
-    /// an exception nothing in the set counts: all objects are rolled back.
+    /// work succeeded: they are committed and all others rolled back. Its return value is ignored. After an
+    /// exception the set is ignored: all objects are rolled back.
     virtual int invoke(std::set<ObjectNamespace>& successful) = 0;
     /// None of the objects could be registered; `status` says why.
     virtual void notifyFailure(int status) = 0;

@@ -17,11 +17,11 @@ namespace Tessara::Keepsafe::Rbac {
 struct ObjectRegistrationData {
     ObjectNamespace objectNamespace;
     std::string objectType; ///< in UTF-8
-    /// What the service is to grant on the object; sent as it is. Required, may be an empty object.
+    /// What the service is to grant on the object; sent unchanged. Required, may be an empty object.
     boost::shared_ptr<json_t> accessControlAttributes;
     /// Objects below this one that are registered with it, named relative to it.
     std::list<ObjectNamespace> relativeChildNamespaces;
-    /// An object that is registered already is no error.
+    /// An object that is already registered is not an error.
     bool ignoreAlreadyRegistered = false;
 };
 

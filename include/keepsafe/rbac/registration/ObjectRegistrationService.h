@@ -12,9 +12,9 @@
 
 namespace Tessara::Keepsafe::Rbac {
 
-/// Makes objects known to the access-control service, so that permissions can be granted on them, and takes
-/// them back. In two phases, so that the object and what the caller does about it come and go together: the
-/// object becomes pending, in which state it grants nothing; the caller's callback does its work; its outcome
+/// Registers objects with the access-control service, so that permissions can be granted on them, and
+/// unregisters them. There are two phases, so that the registration and the caller's own work succeed or fail
+/// together: the object becomes pending and grants nothing; the caller's callback does its work; its outcome
 /// commits or rolls back.
 ///
 ///                      callback succeeds     callback fails
@@ -24,11 +24,11 @@ namespace Tessara::Keepsafe::Rbac {
 /// The operations return a status and never throw. 0: committed. 20: an argument is missing; nothing was
 /// sent, and no callback was called. When the first phase fails its status is returned, after
 /// `notifyFailure`: libcurl's code, the server's code, 9103 for an answer that cannot be understood, or 114.
-/// Any other status is told with the operation. A process that ends between the phases, and a second phase
-/// that fails, leave the object as the service has it, mostly pending: see docs/registration.md.
+/// Other statuses are listed with the operations. After a process that ends between the phases, or a second
+/// phase that fails, the object stays as the service has it, usually pending: see docs/registration.md.
 ///
-/// Any thread, with arguments of its own: neither data nor callbacks are locked. The caller keeps its
-/// arguments alive until the call returns; nothing keeps them afterwards.
+/// Any thread, each with its own arguments: neither data nor callbacks are locked. The caller keeps its
+/// arguments alive until the call returns; nothing refers to them afterwards.
 class KEEPSAFE_API ObjectRegistrationService {
 public:
     ObjectRegistrationService() = default;
