@@ -54,10 +54,11 @@ void AccessCache::refresh(const FileLockGuard& guard) const
 
 // How threads of one process share the mappings.
 //
-// A reader takes the lock before it looks at a mapping. A file that has another size is mapped again under
-// remapMutex_; the mapping before is not released but retired, since other threads may be in the middle of a
-// walk through it. It is released when all who held the lock when it was retired have left: whoever takes the
-// lock later can only find the new one, which was published before those holders were asked for.
+// A reader takes the lock before it uses a mapping. A file whose size has changed is mapped again under
+// remapMutex_; the previous mapping is not released but retired, because other threads may be in the middle
+// of a walk through it. It is released when all threads that held the lock at that time have left: a thread
+// that takes the lock later finds only the new mapping, which was published before those holders were
+// determined.
 
 void AccessCache::refreshMaps() const
 {

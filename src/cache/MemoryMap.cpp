@@ -21,8 +21,8 @@ namespace {
 
 const MappedRegion NOTHING{};
 
-/// Tells the operator on standard error what went wrong with which file, then throws the fixed text that
-/// callers know. `action` is "opening", "statting" or "mapping".
+/// Prints on standard error what went wrong with which file, then throws the fixed text that callers know.
+/// `action` is "opening", "statting" or "mapping".
 [[noreturn]] void throwFileError(const char* action, const std::string& path, int error)
 {
     const std::string what = std::string("error ") + action;

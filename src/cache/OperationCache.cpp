@@ -73,7 +73,7 @@ void OperationCache::load()
     json_t* value = nullptr;
     json_object_foreach(root.get(), key, value)
     {
-        // An operation that is known keeps its bit: checkers that were made with it are in use.
+        // A known operation keeps its bit: checkers that use it exist.
         operations_.emplace(boost::lexical_cast<ObjectNamespace>(key), toOperation(value));
     }
 }

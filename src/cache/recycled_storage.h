@@ -7,8 +7,8 @@
 
 namespace Tessara::Keepsafe::Rbac {
 
-/// Memory for one object at a time of a size that a thread needs again and again: what was given back last is
-/// handed out next, without a call of the allocator. Each thread keeps one block of each size until it ends.
+/// Memory for objects of a size that a thread needs repeatedly, one at a time: a released block is reused
+/// without calling the allocator. Each thread keeps one block of each size until it ends.
 template <std::size_t SIZE>
 class RecycledBlock {
 public:
@@ -50,8 +50,8 @@ private:
         return kept.isReleasedAtEnd;
     }
 
-    // Used by every lock of a cache: this model makes the access a load instead of a call, at the price of
-    // some bytes of the memory that the loader sets aside for libraries that are loaded later.
+    // Used by every lock of a cache: this model makes the access a load instead of a call, at the cost of
+    // some bytes of the memory that the loader reserves for libraries that are loaded later.
     static __thread Kept ofThisThread __attribute__((tls_model("initial-exec")));
 };
 

@@ -8,7 +8,7 @@ namespace Tessara::Keepsafe {
 
 namespace {
 
-/// One connection kept, two at most, no further attempts; the times in seconds.
+/// One connection kept, at most two, no retries; times in seconds.
 Tessara::Dal::DbConnectionManager* makePrivateManager()
 {
     return new Tessara::Dal::DbConnectionManager(1, 2, 0, 1, 30, 15, 40, Tessara::Dal::APPLICATION_USER,

@@ -46,7 +46,7 @@ struct CollectionCriteria {
 };
 static_assert(sizeof(CollectionCriteria) == 32776);
 
-/// Runs one query on a borrowed connection; gives the connection back at its end.
+/// Runs one query on a borrowed connection, which it returns afterwards.
 class Query {
 public:
     Query(RBACDbConnectionMgr& manager, const char* tag)

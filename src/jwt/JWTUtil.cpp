@@ -38,7 +38,7 @@ bool readPlainly(const std::string& path, std::string& text)
     return true;
 }
 
-/// All that is left to read. A file that cannot be read raises `std::ios::failure`.
+/// The rest of the file. A file that cannot be read raises `std::ios::failure`.
 std::string readAll(std::filebuf& file)
 {
     std::string text;
@@ -51,12 +51,12 @@ std::string readAll(std::filebuf& file)
     return text;
 }
 
-/// Reads the file as a stream, whose exceptions say what is wrong with it.
+/// Reads the file as a stream, whose exceptions describe what is wrong.
 int readAsStream(const std::string& path, std::string& key)
 {
     std::ifstream file;
     file.exceptions(std::ios::failbit | std::ios::badbit);
-    file.rdbuf()->pubsetbuf(nullptr, 0); // read in chunks below: a buffer of its own would only be copied
+    file.rdbuf()->pubsetbuf(nullptr, 0); // read in chunks below: the stream's buffer would only add a copy
     try {
         file.open(path);
     } catch (const std::ios::failure& failure) {
@@ -98,8 +98,8 @@ int JWTUtil::tokenizeJWT(const std::string& token, std::vector<std::string>& par
 int JWTUtil::loadJwtPublicKey(std::string& key)
 {
     const std::string path = Platform::installationRoot() + PUBLIC_KEY_FILE;
-    // A stream costs more than the system calls do that it makes. What they cannot read is left to it, for
-    // the words about it.
+    // A stream costs more than its system calls. A file that they cannot read is read by a stream again, for
+    // its error message.
     if (!readPlainly(path, key)) {
         return readAsStream(path, key);
     }

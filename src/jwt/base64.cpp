@@ -34,8 +34,8 @@ char toBase64(char character) noexcept
     return character == '-' ? '+' : character;
 }
 
-/// Puts the alphabet of base64 in the place of base64url's. The loop of a fixed length becomes vector
-/// instructions; a branch for each character would often be predicted wrongly.
+/// Translates base64url's alphabet to base64's. The fixed-length loop becomes vector instructions; a branch
+/// for each character would often be mispredicted.
 void changeAlphabet(std::string& text)
 {
     constexpr std::size_t BLOCK = 16;

@@ -21,7 +21,7 @@ struct MallocRelease {
 };
 using MallocedText = std::unique_ptr<char, MallocRelease>;
 
-/// The first three fields; a field that the subject has not is null.
+/// The first three fields; null for a field that the subject does not have.
 using Fields = std::array<const char*, 3>;
 
 /// Splits in place, so that the fields point into `subject`. Empty fields vanish.
@@ -68,7 +68,7 @@ try {
     deliver(fields[1], fieldTwo);
     deliver(fields[2], fieldThree);
 } catch (const std::bad_alloc&) {
-    // Callers in C cannot catch anything; the outputs tell that nothing was produced.
+    // Callers in C cannot catch exceptions; the outputs show that nothing was produced.
     return;
 }
 

@@ -12,7 +12,7 @@ namespace Tessara::Keepsafe {
 struct BioChainRelease {
     void operator()(BIO* chain) const noexcept { BIO_free_all(chain); }
 };
-/// Owns a BIO and those behind it.
+/// Owns a BIO and the rest of its chain.
 using BioHandle = std::unique_ptr<BIO, BioChainRelease>;
 
 struct KeyRelease {
@@ -25,8 +25,8 @@ struct DigestContextRelease {
 };
 using DigestContextHandle = std::unique_ptr<EVP_MD_CTX, DigestContextRelease>;
 
-/// Takes away the errors that OpenSSL queues for this thread while it lives, so that a caller's own use of
-/// OpenSSL does not meet them. What was queued before stays.
+/// Removes the errors that OpenSSL queues for this thread during its lifetime, so that the caller's own use
+/// of OpenSSL does not find them. Earlier errors remain.
 class ErrorQueueMark {
 public:
     ErrorQueueMark() noexcept { ERR_set_mark(); }

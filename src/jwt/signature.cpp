@@ -1,5 +1,5 @@
 // The low-level RSA reader is an older interface; the generic decoder that replaces it takes about a hundred
-// times as long for the same key.
+// times as long.
 #define OPENSSL_API_COMPAT 0x10100000L
 
 #include <keepsafe/jwt/JWTSSLApi.h>
@@ -51,7 +51,7 @@ int rejectKey(const char* reason)
 }
 
 /// A public key needs no pass phrase. Without this OpenSSL would ask the terminal or standard input for one
-/// when a block calls itself encrypted.
+/// when a block claims to be encrypted.
 int refusePassPhrase(char* /*buffer*/, int /*size*/, int /*writing*/, void* /*user*/) { return -1; }
 
 bool decodeSignature(const std::string& part, Signature& signature)
@@ -76,7 +76,7 @@ bool verifySignedData(std::string_view data, const Signature& signature, EVP_PKE
     if (EVP_VerifyInit(context.get(), EVP_sha256()) != 1) {
         return refuse("Failed to initialize signature.");
     }
-    // The context is not used again, so that nothing needs to be finished on a copy of it.
+    // The context is not used again, so there is no need to finish on a copy of it.
     EVP_MD_CTX_set_flags(context.get(), EVP_MD_CTX_FLAG_FINALISE);
     if (EVP_VerifyUpdate(context.get(), data.data(), data.size()) != 1) {
         return refuse("Failed to update signature.");

@@ -5,8 +5,8 @@
 
 namespace Tessara::Keepsafe {
 
-/// The parts of a token where they stand in its text, which must outlive them: a lookup of roles splits the
-/// session token twice and the authorization token once, without copies.
+/// The parts of a token as views into its text, which must outlive them: a lookup of roles splits the session
+/// token twice and the authorization token once, without copies.
 struct TokenParts {
     std::string_view header;
     std::string_view payload;
@@ -15,7 +15,7 @@ struct TokenParts {
     std::string_view signedText;
 };
 
-/// Finds the parts of a token with exactly two dots; of any other says so in the log and returns false.
+/// Finds the parts of a token with exactly two dots; for any other, writes a log line and returns false.
 bool findParts(std::string_view token, TokenParts& parts);
 
 /// The same for a token of which no part may be empty. Returns 0 or 8002.

@@ -11,8 +11,8 @@
 
 namespace Tessara::Keepsafe::Rbac::detail {
 
-/// The walks through the files of a locked cache, for use inside the library: everything that is asked of a
-/// cache is built from these. All of it is inlined into the question that uses it. Valid while the reader is.
+/// The walks through the files of a locked cache, for use inside the library: all questions to a cache are
+/// built from these. Everything is inlined into its callers. Valid while the reader is.
 class CacheWalk {
 public:
     explicit CacheWalk(const AccessCache::Reader& reader) noexcept
@@ -67,7 +67,7 @@ public:
         return detail::anyRoleHolds(nodes_, roleTree, roles, operation);
     }
 
-    /// The decision of an answer. Throws when that is damage.
+    /// The decision of an answer. Throws if the answer is damage.
     [[nodiscard]] bool isGranted(const RoleAnswer& answer) const
     {
         if (__builtin_expect(answer.kind == RoleAnswer::DAMAGED, 0)) {

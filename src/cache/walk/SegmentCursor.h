@@ -12,11 +12,11 @@ namespace Tessara::Keepsafe::Rbac::detail {
 
 /// The segments of a name's text form one after the other; see `segment_iterator` for what a segment is.
 ///
-/// Where one segment ends decides where the next begins, so a walk waits for that more than for anything else
-/// when the cache's records are in the processor's caches. So all bars of the next 64 bytes are found at
-/// once, and the step from segment to segment is a few operations on a register.
+/// The end of one segment decides where the next begins. When the cache's records are in the processor's
+/// caches, a walk waits mostly for this. So all bars of the next 64 bytes are found at once, and the step
+/// from segment to segment is a few operations on a register.
 ///
-/// Refers to the text, which must live and stay as it is.
+/// Refers to the text, which must outlive it unchanged.
 class SegmentCursor {
 public:
     explicit SegmentCursor(const std::string& text) noexcept : text_(text.data()), size_(text.size())
@@ -27,7 +27,7 @@ public:
 
     [[nodiscard]] bool atEnd() const noexcept { return position_ >= size_; }
 
-    /// The current segment's bytes as a number, the first one most significant, missing bytes zero.
+    /// The current segment's bytes as a number, most significant byte first, padded with zeros.
     [[nodiscard]] std::int32_t value() const noexcept
     {
         const std::uint32_t unused = 32U - 8U * length_;
@@ -57,7 +57,7 @@ private:
         length_ = static_cast<std::uint32_t>(__builtin_ctzll(bars_ | 1U << (LONGEST - 1))) + 1;
     }
 
-    /// Four bytes from the position on; those behind the text's end are zero.
+    /// Four bytes from the position on; those after the text's end are zero.
     [[nodiscard]] std::uint32_t bytes() const noexcept
     {
         std::uint32_t result = 0;

@@ -57,8 +57,8 @@ struct RoleAnswer {
     return role != nullptr ? wordsHold(nodes, role->value, operation) : answer;
 }
 
-/// Whether any of the roles holds the operation in the role tree at `root`. They are asked in ascending
-/// order: the first that is granted, or comes upon damage, decides.
+/// Whether any of the roles holds the operation in the role tree at `root`. They are tried in ascending
+/// order: the first that is granted, or meets damage, decides.
 [[nodiscard]] inline RoleAnswer anyRoleHolds(const RecordView<BitsNode>& nodes, NodeOffset root,
                                              const RoleIds& roles, const Operation& operation)
 {

@@ -9,8 +9,8 @@
 
 namespace Tessara::Keepsafe::Rbac::detail {
 
-/// A place in a record file that makes no sense. Answers carry it until it is certain that it counts: a
-/// question that is decided before it comes to the place has an answer.
+/// An invalid place in a record file. Answers carry it until it is certain that it matters: a question that
+/// is decided before the walk reaches the place has an answer.
 struct Damage {
     static constexpr const char* OUTSIDE = "offset outside the file";
     static constexpr const char* ENDLESS = "tree without end";
@@ -19,19 +19,20 @@ struct Damage {
     const char* what = nullptr;
 };
 
-/// Writers put the nodes of a tree close together, those near its root above all. What lies just behind a
+/// Writers put the nodes of a tree close together, especially those near its root. The memory just after a
 /// node is fetched while the node is compared.
 inline void fetchBehind(const SegmentNode* node) noexcept
 {
     __builtin_prefetch(node + 2);
     __builtin_prefetch(node + 4);
 }
-/// Trees of roles and words are shared by many objects, so what is needed of them mostly is in the cache.
+/// Trees of roles and words are shared by many objects, so the nodes needed are mostly in the processor's
+/// cache.
 inline void fetchBehind(const BitsNode* /*node*/) noexcept {}
 
 /// Walks one search tree for `key`. Returns the record, or null when the tree has none. An offset outside the
-/// file, and a walk longer than the file has records, which only a circle can be, are handed to
-/// `damaged(Damage)`, whose result is the result then.
+/// file, and a walk longer than the file has records, which can only be a cycle, are passed to
+/// `damaged(Damage)`, whose result is then the result.
 template <typename Record, typename Damaged>
 [[nodiscard]] inline const Record* findInTree(const RecordView<Record>& records, NodeOffset root,
                                               std::int32_t key, const Damaged& damaged)

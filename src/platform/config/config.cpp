@@ -16,7 +16,7 @@
 namespace Tessara::Keepsafe::Platform {
 namespace {
 
-/// Far more than any configuration needs; a file beyond it is not one.
+/// Far more than any configuration needs; a larger file is not a configuration.
 constexpr std::size_t MAX_SIZE = 1U << 20U;
 
 [[noreturn]] void failToRead(const std::string& path, const std::string& reason)
@@ -29,7 +29,7 @@ constexpr std::size_t MAX_SIZE = 1U << 20U;
     failToRead(path, Process::failureText(failure));
 }
 
-/// A link that leads nowhere is not a missing file: somebody meant there to be one.
+/// A dangling link is not a missing file: somebody meant a file to be there.
 bool isMissing(const std::string& path)
 {
     struct stat status {};

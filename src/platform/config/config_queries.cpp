@@ -23,7 +23,7 @@
 namespace Tessara::Keepsafe::Platform {
 namespace {
 
-/// What tells one state of the file from another without reading it.
+/// Distinguishes one state of the file from another without reading it.
 struct Identity {
     int error = 0; ///< of the query: a missing file is a state, too
     Process::FileState file;
@@ -40,7 +40,7 @@ Identity identify(const std::string& path)
     if (::lstat(path.c_str(), &status) != 0) {
         return {errno, {}};
     }
-    // For a link, what it leads to counts.
+    // For a link, its target counts.
     if (S_ISLNK(status.st_mode) && ::stat(path.c_str(), &status) != 0) {
         return {-errno, {}};
     }
@@ -83,7 +83,7 @@ SnapshotPtr latestSnapshot()
     return *latest;
 }
 
-/// Makes `next` the latest snapshot. False when the one before was of the same state with the same outcome.
+/// Makes `next` the latest snapshot. False if the previous one was of the same state with the same outcome.
 bool publish(const SnapshotPtr& next)
 {
     SnapshotPtr before = next;
@@ -103,14 +103,14 @@ SnapshotPtr read(const std::string& path, const Identity& identity)
         snapshot.config = detail::loadConfigFrom(path);
         snapshot.lasts = settled;
     } catch (const ConfigError& error) {
-        // Not relied upon: what made it fail may pass without a change of the file, such as a lack of
+        // Not reused: the cause of the failure may pass without a change of the file, such as a lack of
         // descriptors or a folder's permissions.
         snapshot.error = error.what();
     }
     return std::make_shared<const Snapshot>(std::move(snapshot));
 }
 
-/// The configuration as the file stands now. A failure to read it is logged under `tag` once per state.
+/// The current configuration. A failure to read it is logged under `tag` once per state.
 SnapshotPtr currentSnapshot(const char* tag)
 {
     const std::string path = configPath();

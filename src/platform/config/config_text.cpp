@@ -18,7 +18,7 @@
 namespace Tessara::Keepsafe::Platform {
 namespace {
 
-/// The longest name that fits the buffer of 257 bytes that callers of `db_getservernameEx` have.
+/// The longest name that fits into the 257-byte buffer of `db_getservernameEx`'s callers.
 constexpr std::size_t MAX_SERVER_NAME = 256;
 
 std::string quoted(std::string_view name) { return "\"" + std::string(name) + "\""; }
@@ -112,7 +112,7 @@ void readLogDestination(const Value& value, Config& config)
     config.logDestination = std::move(destination);
 }
 
-/// A text that is handed over to where it ends at its first zero byte.
+/// A text that its receiver ends at the first zero byte.
 std::string textOf(const Value& value)
 {
     std::string text = stringOf(value);
@@ -175,7 +175,7 @@ void readResponseLimit(const Value& value, Config& config)
     config.httpResponseLimitBytes = integerOf(value, 1, MAX_RESPONSE_LIMIT);
 }
 
-/// A key that the file may have: the table it stands in (empty for the top), its name, and what reads it.
+/// A key that the file may have: its table (empty for the top level), its name, and its reader.
 struct Key {
     std::string_view table;
     std::string_view name;

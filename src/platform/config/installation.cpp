@@ -6,8 +6,8 @@
 namespace Tessara::Keepsafe::Platform {
 namespace {
 
-/// Roots are never freed, so that a reader needs no lock, which another thread might hold while this one
-/// forks. A process changes its root once or not at all.
+/// Roots are never freed, so that a reader needs no lock, which another thread could hold during a fork. A
+/// process changes its root at most once.
 struct Root {
     std::string path;
     const Root* before;

@@ -1,12 +1,11 @@
 #ifndef KEEPSAFE_SRC_PLATFORM_CONFIG_TOML_PARSER_H
 #define KEEPSAFE_SRC_PLATFORM_CONFIG_TOML_PARSER_H
 
-/// \file
-/// toml++ with two repairs. Its tests of characters declare places unreachable that a malformed text does
-/// reach, U+FEF7 outside of strings and comments for one, and what follows is undefined. They all return
-/// bool; here such a place means "no", upon which the parser reports the character. And the parser states
-/// assumptions that a malformed text breaks: they end the program in a debug build and are promises to the
-/// optimiser in any other. Here they are nothing, and the parser finds the error a moment later.
+/// \file toml++ with two repairs. Its character tests declare places unreachable that a malformed text does
+/// reach, for example by U+FEF7 outside strings and comments, and the behaviour there is undefined. They all
+/// return bool; here such a place means "no", and the parser reports the character. The parser also states
+/// assumptions that a malformed text breaks: they abort a debug build and are promises to the optimiser in
+/// any other. Here they have no effect, and the parser finds the error a moment later.
 
 #include <toml++/impl/preprocessor.h>
 #undef TOML_ASSUME

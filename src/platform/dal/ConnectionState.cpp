@@ -8,8 +8,8 @@
 namespace Tessara::Dal {
 namespace {
 
-/// A connection that died while it was idle shows that at once. One that dies later was in use, and its
-/// statement is not repeated, so that a call ends in its time.
+/// A connection that died while idle fails at once. One that dies later was in use, and its statement is not
+/// repeated, so that a call ends within its time.
 constexpr std::chrono::seconds DIED_WHILE_IDLE{5};
 
 } // namespace

@@ -17,10 +17,10 @@ public:
     ConnectionSource(const ConnectionSource&) = delete;
     ConnectionSource& operator=(const ConnectionSource&) = delete;
 
-    /// A new connection. Null, with `status` set and the reason logged, when there is none to be had.
+    /// A new connection. Null, with `status` set and the reason logged, if none can be made.
     virtual std::unique_ptr<Link> connect(int& status) = 0;
-    /// To be told that a connection was found dead: those of its age are suspect. Returns the age of
-    /// connections made from now on.
+    /// Reports that a connection was found dead: those of its age are suspect. Returns the age of connections
+    /// made from now on.
     virtual std::uint64_t foundDead() = 0;
 
 protected:
@@ -34,7 +34,7 @@ public:
     {
     }
 
-    /// Runs a query or command for a view that has no result and gives it one.
+    /// Runs a query or command for a view without a result and gives it one.
     Failure run(std::unique_ptr<Prepared>& result, const std::string& sql,
                 const DalOdbcView::BindingStruct* parameters, std::size_t count, bool isCommand);
     /// What the failure of the last call on the statement means; the source hears of a dead connection.
@@ -82,7 +82,7 @@ public:
         }
     }
 
-    /// Null when there is no result.
+    /// Null if there is no result.
     std::unique_ptr<Prepared> statement;
 
 private:

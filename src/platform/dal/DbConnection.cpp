@@ -29,7 +29,7 @@ int logged(const char* tag, int status, const std::string& text)
     return status;
 }
 
-/// SQLColAttribute would tell as well, but asks PostgreSQL's catalogue about the column's table.
+/// SQLColAttribute would work as well, but queries PostgreSQL's catalogue about the column's table.
 bool isBinary(SQLHANDLE statement, unsigned short column)
 {
     SQLSMALLINT type = SQL_UNKNOWN_TYPE;
@@ -49,7 +49,7 @@ bool getText(SQLHANDLE statement, unsigned short column, char* buffer, std::size
     return SQL_SUCCEEDED(answer.result);
 }
 
-/// A status about a value, in words.
+/// The text for a status about a value.
 Failure valueFailure(int status)
 {
     switch (status) {
@@ -64,8 +64,8 @@ Failure valueFailure(int status)
     }
 }
 
-/// An integer from its text: of a number that does not fit, or a text that is none, drivers make some other
-/// number without a word.
+/// Reads an integer from its text: drivers silently turn a number that does not fit, or a text that is not a
+/// number, into some other number.
 int finishInt32(const ColumnAnswer& answer, std::array<char, 16>& digits, std::int32_t& value,
                 bool rejectNull)
 {

@@ -14,8 +14,8 @@ namespace {
 
 using Keepsafe::Platform::LOG_LEVEL_ERROR;
 
-/// Prepared statements that a connection keeps. The library has two of its own; statements with lists in
-/// their text would pile up.
+/// The most prepared statements that a connection keeps. The library itself has two; statements with lists in
+/// their text would accumulate.
 constexpr std::size_t MOST_KEPT = 8;
 
 /// The longest connection string: its length is passed on as a 16-bit integer.

@@ -13,7 +13,7 @@
 
 namespace Tessara::Dal {
 
-/// Why a call failed: a status of this layer and what the database said.
+/// Why a call failed: a status of this layer and the database's message.
 struct Failure {
     int status = 0;
     std::string text;
@@ -21,8 +21,8 @@ struct Failure {
 
 /// One ODBC connection with the statements that are prepared on it.
 ///
-/// Statements are kept prepared, because that is what they cost (PostgreSQL: 26 µs for a point query on a
-/// prepared statement, 72 µs on a fresh one).
+/// Statements are kept prepared, because preparing is most of their cost (PostgreSQL: 26 µs for a point query
+/// on a prepared statement, 72 µs on a fresh one).
 class Link {
 public:
     /// Connects and runs the statements for a new connection. Null, with `status` set and the reason logged,
@@ -35,7 +35,7 @@ public:
 
     /// A statement for `sql`, prepared earlier where possible. Null, with `failure` set, when that fails.
     std::unique_ptr<Prepared> prepare(const std::string& sql, Failure& failure);
-    /// Takes a statement back that did its work, closed, for later use.
+    /// Takes back a statement that has done its work, closed, for later use.
     void keep(std::unique_ptr<Prepared> statement);
 
     /// What the failure of the last call on the statement means.
@@ -49,7 +49,7 @@ private:
     int runOnConnect(const DbConnectionSettings& settings);
     int classify(const Diagnostic& diagnostic);
 
-    // INVARIANT: the statements stand behind the connection, so that they are freed before it.
+    // INVARIANT: the statements are declared after the connection, so that they are freed before it.
     ConnectionHandle handle_;
     Secrets secrets_;
     unsigned int queryTimeoutSeconds_;

@@ -25,7 +25,7 @@ void ParameterBinder::bindInputString(const char* text, int size, bool copy)
         text = copies_.back()->c_str();
     }
     const auto number = static_cast<unsigned short>(bindings_.size());
-    // A size that is neither makes no sense: its kind is one that `Execute` rejects.
+    // A size that is neither is invalid: its kind is one that `Execute` rejects.
     const int kind = size >= 0 || size == ZERO_TERMINATED ? BINDING_INPUT : BINDING_RESULT;
     bindings_.back() = {number, "ptr", VALUE_TYPE_TEXT, 0, length, kind, SQL_TYPE_TEXT, text};
     bindings_.push_back(END_OF_TABLE);

@@ -14,14 +14,15 @@
 
 namespace Tessara::Dal {
 
-/// The connections of a manager. Connecting, disconnecting and statements happen outside of its lock.
+/// The connections of a manager. Connecting, disconnecting and statements happen outside its lock.
 class __attribute__((visibility("hidden"))) DbConnectionManager::Pool final : public ConnectionSource {
 public:
     enum class Source { Settings, Configuration };
 
     Pool(const DbConnectionSettings& settings, Source source);
 
-    /// A connection for the caller alone, until `giveBack`. Null, with `status` set, when there is none.
+    /// A connection for the caller's exclusive use, until `giveBack`. Null, with `status` set, when there is
+    /// none.
     SSRDbConnection* lend(int& status);
     void giveBack(SSRDbConnection* connection); // allocates nothing: a guard's destructor calls it
     [[nodiscard]] std::uint32_t open() const noexcept { return open_.load(std::memory_order_relaxed); }
@@ -54,12 +55,12 @@ private:
 
     std::mutex mutex_;
     std::condition_variable changed_;
-    /// The one that was used last stands at the end and is lent first. INVARIANT: its capacity is at least
+    /// The most recently used one is at the end and is lent first. INVARIANT: its capacity is at least
     /// `slots_`, so that giving back allocates nothing.
     std::vector<Idle> idle_;
     /// Connections that are lent, idle or being made.
     std::size_t slots_ = 0;
-    /// Goes up when a connection was found dead; older ones are not lent again.
+    /// Incremented when a connection was found dead; older ones are not lent again.
     std::uint64_t age_ = 0;
 };
 

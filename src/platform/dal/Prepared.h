@@ -16,7 +16,7 @@ class Prepared {
 public:
     Prepared(SQLHANDLE connection, std::string sql) : handle_(connection), sql_(std::move(sql)) {}
 
-    /// False when ODBC refuses; the reason stands on the handle, if there is one.
+    /// False when ODBC refuses; the handle has the reason, if there is one.
     bool prepare(unsigned int timeoutSeconds);
     /// Binds `count` parameters of the table and runs the statement. False when ODBC refuses.
     bool execute(const DalOdbcView::BindingStruct* parameters, std::size_t count);
@@ -27,9 +27,9 @@ public:
     [[nodiscard]] const std::string& sql() const noexcept { return sql_; }
     [[nodiscard]] std::size_t parameterCount() const noexcept { return parameterCount_; }
     void setParameterCount(std::size_t count) noexcept { parameterCount_ = count; }
-    /// Columns of the result; 0 when there is none.
+    /// Columns of the result; 0 if there is none.
     [[nodiscard]] std::size_t columnCount() const noexcept { return columnCount_; }
-    /// Whether it has run before its present use.
+    /// Whether it has run before its current use.
     [[nodiscard]] bool isReused() const noexcept { return reused_; }
     void markReused() noexcept { reused_ = true; }
 

@@ -6,7 +6,7 @@
 namespace Tessara::Dal {
 namespace {
 
-/// More parameters than any statement has: a table without an end must not be walked on.
+/// More parameters than any statement has: bounds the walk through a table without an end.
 constexpr std::size_t MAX_PARAMETERS = 1000;
 
 std::string checkColumn(const DalOdbcView::BindingStruct& column, std::size_t rowSize,

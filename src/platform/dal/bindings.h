@@ -8,7 +8,7 @@
 
 namespace Tessara::Dal {
 
-/// Checks a table of input parameters, null for none, and counts it. Empty when it makes sense, else what is
+/// Checks a table of input parameters, null for none, and counts it. Empty if it is valid, otherwise what is
 /// wrong with it.
 std::string checkParameters(const DalOdbcView::BindingStruct* parameters, std::size_t& count);
 

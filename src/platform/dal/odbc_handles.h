@@ -8,7 +8,7 @@
 
 namespace Tessara::Dal {
 
-/// Owner of an ODBC handle. A handle must go before the one that it was allocated under.
+/// Owner of an ODBC handle. A handle must be freed before the one that it was allocated under.
 template <SQLSMALLINT TYPE>
 class OdbcHandle {
 public:
@@ -66,7 +66,7 @@ struct Diagnostic {
     [[nodiscard]] std::string stateClass() const { return state.substr(0, 2); }
 };
 
-/// The first diagnostic record; a general one when there is none.
+/// The first diagnostic record; a general one if there is none.
 Diagnostic diagnosticOf(SQLSMALLINT handleType, SQLHANDLE handle);
 
 } // namespace Tessara::Dal

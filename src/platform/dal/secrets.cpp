@@ -40,7 +40,7 @@ bool hasSecretWord(std::string_view text)
                        [&](std::string_view word) { return lower.find(word) != std::string::npos; });
 }
 
-/// The end of a value that starts at `start`: its separator, or the end of the text. Inside of braces a
+/// The end of a value that starts at `start`: its separator, or the end of the text. Inside braces a
 /// separator is part of the value.
 std::size_t valueEnd(std::string_view text, std::size_t start, char separator)
 {
@@ -51,7 +51,7 @@ std::size_t valueEnd(std::string_view text, std::size_t start, char separator)
     return std::min(text.find(separator, start), text.size());
 }
 
-/// Whether the text has "pwd=" or the like, with a value.
+/// Whether the text has "pwd=" or a similar keyword, with a value.
 bool hasAssignedSecret(std::string_view text)
 {
     const std::string lower = lowerCase(text);

@@ -11,11 +11,11 @@ class Secrets {
 public:
     explicit Secrets(const std::string& connectionString);
 
-    /// The message, or a note in its place when it repeats a secret. It is withheld whole: with a mask in the
-    /// secret's place, a short secret could be guessed from where the masks stand.
+    /// The message, or a note in its place if it repeats a secret. It is withheld as a whole: if only the
+    /// secret were masked, a short secret could be guessed from the positions of the masks.
     [[nodiscard]] std::string checked(const std::string& message) const;
 
-    /// Whether a text speaks of a password or key, as a statement that sets one does.
+    /// Whether a text mentions a password or key, as a statement that sets one does.
     static bool mentions(const std::string& text);
 
 private:

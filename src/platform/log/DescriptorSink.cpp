@@ -54,7 +54,7 @@ void DescriptorSink::write(const LogRecord& record) noexcept
         appendLine(record, std::chrono::system_clock::now(), line);
         writeAll(descriptor_, line.data(), line.size());
     } catch (const std::exception&) {
-        // Short of memory: the message is lost, and there is nowhere to say so.
+        // Out of memory: the message is lost, and there is nowhere to report it.
         return;
     }
 }

@@ -10,8 +10,8 @@
 namespace Tessara::Keepsafe::Platform::detail {
 
 /// Writes lines to a descriptor, each with one `write`: lines of several threads and, where the descriptor
-/// appends, of several processes do not mix, and no lock and no buffer exists that a forked child could
-/// inherit in the middle of another thread's message. What cannot be written (a full disk) is lost.
+/// appends, of several processes do not mix, and there is no lock or buffer that a forked child could inherit
+/// in the middle of another thread's message. If a line cannot be written (a full disk), it is lost.
 class DescriptorSink : public LogSink {
 public:
     void write(const LogRecord& record) noexcept override;

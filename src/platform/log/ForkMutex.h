@@ -11,7 +11,7 @@ namespace Tessara::Keepsafe::Platform::detail {
 /// Guards the pointer to the current sink; held for the copy of a pointer, never while a sink writes.
 extern std::mutex sinkMutex;
 
-/// Held around calls of the C library's syslog functions, whose own lock a child would else inherit.
+/// Held around calls of the C library's syslog functions, whose own lock a child would otherwise inherit.
 extern std::mutex syslogMutex;
 
 } // namespace Tessara::Keepsafe::Platform::detail

@@ -46,7 +46,7 @@ void SyslogSink::write(const LogRecord& record) noexcept
         const std::lock_guard<std::mutex> guard(syslogMutex);
         ::syslog(LOG_DAEMON | severity(record.level), "%s", line.data());
     } catch (const std::exception&) {
-        // Short of memory: the message is lost, and there is nowhere to say so.
+        // Out of memory: the message is lost, and there is nowhere to report it.
         return;
     }
 }

@@ -125,7 +125,7 @@ void appendEscaped(std::string_view text, spdlog::memory_buf_t& out)
 void appendLine(const LogRecord& record, std::chrono::system_clock::time_point now, spdlog::memory_buf_t& out)
 {
     appendTime(now, out);
-    // The thread's number is asked for anew: a remembered one would be the parent's after a fork.
+    // The thread's number is queried each time: a cached one would be the parent's after a fork.
     fmt::format_to(std::back_inserter(out), " {}({}) {}/{} ", levelName(record.level), record.level,
                    spdlog::details::os::pid(), spdlog::details::os::_thread_id());
     appendEscaped(record.tag, out);

@@ -8,8 +8,7 @@
 
 #include <keepsafe/platform/log/log_sink.h>
 
-/// \file
-/// The text of log lines. Of spdlog only the formatting is used: its file sinks buffer and lock, so that a
+/// \file The text of log lines. Only spdlog's formatting is used: its file sinks buffer and lock, so that a
 /// forked child could inherit a held lock or half a message, and its syslog sink closes the process's log.
 
 namespace Tessara::Keepsafe::Platform::detail {
@@ -22,9 +21,9 @@ void appendEscaped(std::string_view text, spdlog::memory_buf_t& out);
 ///
 ///     2024-02-29T23:59:58.007Z error(16) 4711/4712 Tag::of: text
 ///
-/// Level names stand for the band that a number lies in: debug below 4, information below 8, notable below
-/// 16, error from there on. The time is UTC and computed here: the C library's functions hold a lock that a
-/// forked child could inherit locked.
+/// Each level name covers a range of numbers: debug below 4, information below 8, notable below 16, error
+/// from there on. The time is UTC and computed here: the C library's functions hold a lock that a forked
+/// child could inherit locked.
 void appendLine(const LogRecord& record, std::chrono::system_clock::time_point now,
                 spdlog::memory_buf_t& out);
 

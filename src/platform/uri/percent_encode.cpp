@@ -88,7 +88,7 @@ int percentEncodeUriPart(const std::string& in, std::string& out)
 
 int percentDecodeUriPart(const std::string& in, std::string& out)
 {
-    // Most names need no decoding: two searches and a copy serve them.
+    // Most names need no decoding: two searches and a copy are enough.
     const bool hasEscapes = contains(in, '%');
     if (!hasEscapes && !contains(in, '+')) {
         out = in;
