@@ -6,7 +6,7 @@
 #include <keepsafe/platform/status/status_codes.h>
 
 #include "fail.h"
-#include "json_file.h"
+#include "load.h"
 
 namespace Tessara::Keepsafe::Rbac {
 

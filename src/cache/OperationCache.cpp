@@ -13,7 +13,7 @@
 #include <keepsafe/platform/status/status_codes.h>
 
 #include "fail.h"
-#include "json_file.h"
+#include "load.h"
 #include "require.h"
 
 namespace Tessara::Keepsafe::Rbac {

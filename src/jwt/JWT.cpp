@@ -4,12 +4,11 @@
 #include <ctime>
 #include <memory>
 
-#include <jansson.h>
-
 #include <keepsafe/jwt/JWTSSLApi.h>
 #include <keepsafe/platform/log/logmsg.h>
 #include <keepsafe/platform/status/status_codes.h>
 
+#include "load.h"
 #include "token_parts.h"
 
 namespace Tessara::Keepsafe {
@@ -75,7 +74,7 @@ std::unique_ptr<const JWT> parse(const std::string& token, int& status)
 
 JWT::JWT(const std::string& token) : token_(token) {}
 
-JWT::~JWT() { json_decref(payloadObject_); }
+JWT::~JWT() = default;
 
 // By value: the signature that callers are built against.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
@@ -113,10 +112,9 @@ int JWT::init(const std::string& token)
 
 int JWT::loadJSONPayload(const unsigned char* text)
 {
-    json_decref(payloadObject_);
     json_error_t error;
-    payloadObject_ = json_loads(text == nullptr ? "" : reinterpret_cast<const char*>(text), 0, &error);
-    if (!json_is_object(payloadObject_)) {
+    payloadObject_ = loadJson(text == nullptr ? "" : reinterpret_cast<const char*>(text), error);
+    if (!json_is_object(payload())) {
         logError("JWT::loadJSON", "Error in loading json");
         return Status::MALFORMED_DOCUMENT;
     }
@@ -125,22 +123,22 @@ int JWT::loadJSONPayload(const unsigned char* text)
 
 int JWT::getJwtId(std::string& jti) const
 {
-    return readString(payloadObject_, "jti", "JWT::getJwtId",
+    return readString(payload(), "jti", "JWT::getJwtId",
                       "JWT is invalid. JTI claim JSON object is not of type string", jti);
 }
 
 int JWT::getSubject(std::string& sub) const
 {
-    return readString(payloadObject_, "sub", "JWT::getSubject", NOT_A_STRING, sub);
+    return readString(payload(), "sub", "JWT::getSubject", NOT_A_STRING, sub);
 }
 
-int JWT::getExpiry(long long& exp) const { return readExpiry(payloadObject_, "JWT::getExpiry", exp); }
+int JWT::getExpiry(long long& exp) const { return readExpiry(payload(), "JWT::getExpiry", exp); }
 
 int JWT::isExpired(bool& expired) const
 {
     expired = true;
     long long exp = 0;
-    const int status = readExpiry(payloadObject_, "JWT::isExpired", exp);
+    const int status = readExpiry(payload(), "JWT::isExpired", exp);
     if (status != Status::SUCCESS) {
         return status;
     }

@@ -1,6 +1,7 @@
 #ifndef KEEPSAFE_JWT_JWT_H
 #define KEEPSAFE_JWT_JWT_H
 
+#include <memory>
 #include <string>
 
 #include <keepsafe/platform/export/export.h>
@@ -58,14 +59,14 @@ public:
     [[nodiscard]] static char* extractSubject(const std::string& token);
 
     /// The payload, borrowed from this object; null before a payload was read.
-    [[nodiscard]] const json_t* payload() const noexcept { return payloadObject_; }
+    [[nodiscard]] const json_t* payload() const noexcept { return payloadObject_.get(); }
 
 private:
     std::string token_;
     std::string signaturePart_;
     std::string headerPart_;
     std::string payloadPart_;
-    json_t* payloadObject_ = nullptr;
+    std::shared_ptr<json_t> payloadObject_;
 };
 
 } // namespace Tessara::Keepsafe

@@ -125,7 +125,7 @@ ManagedObjectResource ManagedObjectAPI::get_object(const ObjectNamespace& object
 {
     constexpr char TAG[] = "ManagedObjectAPI::get_managed_object";
     const boost::shared_ptr<json_t> document = json_loads_shared(get(*this, TAG, objectPath(object)));
-    return ManagedObjectResource(requireData(document, TAG));
+    return ManagedObjectResource(requireData(document.get(), TAG));
 }
 
 void ManagedObjectAPI::set_inherit(const ObjectNamespace& object, bool inherit) const
@@ -152,15 +152,15 @@ AccessDefinition ManagedObjectAPI::add_access_definition(const ObjectNamespace& 
         "propagation", boost::lexical_cast<std::string>(propagation).c_str(), "relationships", "role", "data",
         "id", std::to_string(role.id).c_str(), "type", ROLE_TYPE, "operations", "data", operations.get());
     const std::string body = json_dumps_shared(request).get();
-    const boost::shared_ptr<json_t> document = tryLoad(post(*this, TAG, path, body));
-    return AccessDefinition(requireData(document, TAG));
+    const JsonHandle document = tryLoad(post(*this, TAG, path, body));
+    return AccessDefinition(requireData(document.get(), TAG));
 }
 
 std::list<AccessDefinition> ManagedObjectAPI::get_access_definitions(const ObjectNamespace& object) const
 {
     constexpr char TAG[] = "ManagedObjectAPI::get_access_definitions";
-    const boost::shared_ptr<json_t> document = tryLoad(get(*this, TAG, definitionsPath(object)));
-    const json_t* const data = requireData(document, TAG);
+    const JsonHandle document = tryLoad(get(*this, TAG, definitionsPath(object)));
+    const json_t* const data = requireData(document.get(), TAG);
     std::list<AccessDefinition> definitions;
     for (std::size_t index = 0; index < json_array_size(data); ++index) {
         definitions.emplace_back(json_array_get(data, index));

@@ -31,8 +31,8 @@ ObjectNamespace toOperation(json_t* element)
 std::list<ObjectNamespace> OperationAPI::get_operations(const std::string& filter) const
 {
     const std::string path = withFilter("keepsafe/access-control/operations", filter);
-    const boost::shared_ptr<json_t> document = tryLoad(get(*this, TAG, path));
-    const json_t* const data = requireData(document, TAG);
+    const JsonHandle document = tryLoad(get(*this, TAG, path));
+    const json_t* const data = requireData(document.get(), TAG);
     std::list<ObjectNamespace> operations;
     for (std::size_t index = 0; index < json_array_size(data); ++index) {
         operations.push_back(toOperation(json_array_get(data, index)));

@@ -61,7 +61,7 @@ std::string encode_uri_part(const std::string& text)
 int logRefusal(long httpStatus, const std::string& body, const char* tag)
 {
     const auto actual = static_cast<int>(httpStatus);
-    const boost::shared_ptr<json_t> document = tryLoad(body);
+    const JsonHandle document = tryLoad(body);
     ServerError error;
     if (!unpack(document.get(), error)) {
         logmsgf(Platform::LOG_LEVEL_ERROR, tag, "Unexpected HTTP status: %d", actual);

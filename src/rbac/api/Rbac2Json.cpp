@@ -3,27 +3,31 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 #include <boost/lexical_cast.hpp>
-#include <jansson.h>
 
 #include <keepsafe/platform/log/logmsg.h>
 #include <keepsafe/platform/status/status_codes.h>
 
 #include "fail.h"
+#include "load.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
 namespace {
 
-/// Takes over one reference. A value that could not be made is out of memory.
-boost::shared_ptr<json_t> own(json_t* value)
+/// A value that could not be made is out of memory.
+boost::shared_ptr<json_t> shared(JsonHandle value)
 {
-    if (value == nullptr) {
+    if (!value) {
         throw std::bad_alloc();
     }
-    return boost::shared_ptr<json_t>(value, json_decref);
+    return value;
 }
+
+/// Takes over one reference.
+boost::shared_ptr<json_t> own(json_t* value) { return shared(JsonHandle(value)); }
 
 } // namespace
 
@@ -48,12 +52,12 @@ boost::shared_ptr<json_t> json_string_shared(const std::string& text)
 boost::shared_ptr<json_t> json_loads_shared(const std::string& text)
 {
     json_error_t error;
-    json_t* const document = json_loads(text.c_str(), 0, &error);
-    if (document == nullptr) {
+    JsonHandle document = loadJson(text, error);
+    if (!document) {
         diagnostics::fail(Status::MALFORMED_DOCUMENT, "json_loads_shared",
                           std::string("Error parsing JSON: ") + error.text);
     }
-    return own(document);
+    return shared(std::move(document));
 }
 
 boost::shared_ptr<json_t> json_pack_shared(const char* format, ...)

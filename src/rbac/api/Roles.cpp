@@ -61,7 +61,7 @@ int toRoleId(const char* text)
 Role readRole(const std::string& body, const char* tag)
 {
     const boost::shared_ptr<json_t> document = json_loads_shared(body);
-    return Role(requireData(document, tag));
+    return Role(requireData(document.get(), tag));
 }
 
 std::string rolePath(int id) { return std::string(ROLES) + '/' + std::to_string(id); }
@@ -112,7 +112,7 @@ std::list<Role> RoleAPI::get_roles(const std::string& filter) const
 {
     constexpr char TAG[] = "RoleAPI::get_roles";
     const boost::shared_ptr<json_t> document = json_loads_shared(get(*this, TAG, withFilter(ROLES, filter)));
-    const json_t* const data = requireData(document, TAG);
+    const json_t* const data = requireData(document.get(), TAG);
     std::list<Role> roles;
     for (std::size_t index = 0; index < json_array_size(data); ++index) {
         roles.emplace_back(json_array_get(data, index));

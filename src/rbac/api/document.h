@@ -4,25 +4,24 @@
 #include <cstring>
 #include <string>
 
-#include <boost/shared_ptr.hpp>
-#include <jansson.h>
-
 #include <keepsafe/platform/status/status_codes.h>
 
 #include "fail.h"
+#include "load.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
-/// The document in the text; empty, and nothing logged, when it is not JSON.
-inline boost::shared_ptr<json_t> tryLoad(const std::string& text)
+/// The document in the text; null, and nothing logged, when it is not JSON.
+inline JsonHandle tryLoad(const std::string& text)
 {
-    return boost::shared_ptr<json_t>(json_loads(text.c_str(), 0, nullptr), json_decref);
+    json_error_t ignored;
+    return loadJson(text, ignored);
 }
 
-/// The member "data", borrowed. Throws `EC_exception` 7610 when there is none, or no document.
-inline json_t* requireData(const boost::shared_ptr<json_t>& document, const char* tag)
+/// The member "data" of a document, borrowed. Throws `EC_exception` 7610 when there is none, or no document.
+inline json_t* requireData(const json_t* document, const char* tag)
 {
-    json_t* const data = json_object_get(document.get(), "data");
+    json_t* const data = json_object_get(document, "data");
     if (data == nullptr) {
         diagnostics::fail(Status::MALFORMED_DOCUMENT, tag, "Error getting 'data' field from JSON response");
     }

@@ -12,9 +12,9 @@
 #include <keepsafe/rbac/client/DiskAccessControlClient.h>
 #include <keepsafe/rbac/client/StubAccessControlClient.h>
 
-#include "JsonHandle.h"
 #include "exchange.h"
 #include "fail.h"
+#include "load.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -95,7 +95,7 @@ std::string requestCache(const std::string& objectNamespace, KSClientCURL_BaseFa
 std::string readCacheId(const std::string& response)
 {
     json_error_t error;
-    const JsonHandle document(json_loads(response.c_str(), 0, &error));
+    const JsonHandle document = loadJson(response, error);
     if (!document) {
         reject("Error parsing response at position " + std::to_string(error.position) + ": " + error.text);
     }

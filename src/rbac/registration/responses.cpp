@@ -7,13 +7,13 @@
 #include <utility>
 
 #include <boost/lexical_cast.hpp>
-#include <jansson.h>
 
 #include <keepsafe/platform/status/status_codes.h>
 #include <keepsafe/rbac/api/Rbac2Json.h>
 
 #include "NamespaceReader.h"
 #include "fail.h"
+#include "load.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -73,10 +73,8 @@ bool readInTurn(const std::string& response, Service::RegisteredObjects& registe
     do {
         ++position;
         json_error_t error;
-        const boost::shared_ptr<json_t> record(json_loadb(response.data() + position,
-                                                          response.size() - position, JSON_DISABLE_EOF_CHECK,
-                                                          &error),
-                                               json_decref);
+        const JsonHandle record(json_loadb(response.data() + position, response.size() - position,
+                                           JSON_DISABLE_EOF_CHECK, &error));
         const auto length = static_cast<std::size_t>(error.position); // `readRecord` overwrites it
         Service::RegisteredObject object;
         if (!record || readRecord(record.get(), names, object, error) != Form::RIGHT) {
@@ -125,7 +123,7 @@ DefaultObjectRegistrationService::extractBulkRegisteredNamespaces(const std::str
         // of a document that the tree may find more wrong with
     }
     json_error_t error;
-    const boost::shared_ptr<json_t> document(json_loads(response.c_str(), 0, &error), json_decref);
+    const JsonHandle document = loadJson(response, error);
     const json_t* records = nullptr;
     if (!document || json_unpack_ex(document.get(), &error, 0, "{s:o}", "data", &records) != 0) {
         rejectForm(error, BULK_TAG);

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_CACHE_JSON_FILE_H
-#define KEEPSAFE_CACHE_JSON_FILE_H
+#ifndef KEEPSAFE_SRC_JSON_LOAD_H
+#define KEEPSAFE_SRC_JSON_LOAD_H
 
 #include <cstdio>
 #include <string>
@@ -7,9 +7,15 @@
 #include "JsonHandle.h"
 #include "read_file.h"
 
-namespace Tessara::Keepsafe::Rbac {
+namespace Tessara::Keepsafe {
 
-/// The document in the file, or null with `error` filled.
+/// The document in the text, or null with `error` filled.
+inline JsonHandle loadJson(const std::string& text, json_error_t& error)
+{
+    return JsonHandle(json_loads(text.c_str(), 0, &error));
+}
+
+/// The document in a regular file, or null with `error` filled as `json_load_file` fills it.
 inline JsonHandle loadJsonFile(const std::string& path, json_error_t& error)
 {
     int failure = 0;
@@ -23,6 +29,6 @@ inline JsonHandle loadJsonFile(const std::string& path, json_error_t& error)
     return JsonHandle(json_loadfd(file.get(), 0, &error));
 }
 
-} // namespace Tessara::Keepsafe::Rbac
+} // namespace Tessara::Keepsafe
 
 #endif
