@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "cachewriter/errors.h"
+#include "errors/InputError.h"
 #include "policy/policy_image.h"
 #include "policy/policy_reader.h"
 

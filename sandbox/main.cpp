@@ -4,8 +4,8 @@
 
 #include <keepsafe/platform/status/EC_exception.h>
 
-#include "cachewriter/errors.h"
 #include "commands/commands.h"
+#include "errors/InputError.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "cachewriter/PosixFileSystem.h"
+#include "files/PosixFileSystem.h"
 
 namespace keepsafe_bench {
 

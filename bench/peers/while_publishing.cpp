@@ -9,7 +9,7 @@
 
 #include "Turns.h"
 #include "cachewriter/LiveCache.h"
-#include "cachewriter/PosixFileSystem.h"
+#include "files/PosixFileSystem.h"
 #include "generate/GeneratedCache.h"
 #include "peers/Crew.h"
 #include "peers/Library.h"

@@ -2,8 +2,8 @@
 
 #include <boost/make_shared.hpp>
 
-#include "cachewriter/PosixFileSystem.h"
 #include "cachewriter/publish_cache.h"
+#include "files/PosixFileSystem.h"
 #include "generate/GeneratedCache.h"
 
 namespace keepsafe_bench {

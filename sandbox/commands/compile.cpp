@@ -1,12 +1,12 @@
 #include <iostream>
 #include <memory>
 
-#include "cachewriter/PosixFileSystem.h"
-#include "cachewriter/errors.h"
 #include "cachewriter/publish_cache.h"
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "commands/published_line.h"
+#include "errors/InputError.h"
+#include "files/PosixFileSystem.h"
 #include "policy/policy_image.h"
 #include "policy/policy_reader.h"
 #include "json/Element.h"

@@ -2,11 +2,11 @@
 #include <limits>
 #include <memory>
 
-#include "cachewriter/PosixFileSystem.h"
 #include "cachewriter/publish_cache.h"
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "console/ProgressBar.h"
+#include "files/PosixFileSystem.h"
 #include "generate/GeneratedCache.h"
 
 namespace keepsafe_sandbox {

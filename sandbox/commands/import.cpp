@@ -2,10 +2,10 @@
 #include <memory>
 
 #include "accesscontrol/AccessControl.h"
-#include "cachewriter/PosixFileSystem.h"
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "commands/published_line.h"
+#include "files/PosixFileSystem.h"
 #include "policy/import_policy.h"
 #include "policy/policy_reader.h"
 #include "root/ServiceLock.h"

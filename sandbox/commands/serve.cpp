@@ -12,10 +12,10 @@
 #include <keepsafe/platform/config/installation.h>
 
 #include "accesscontrol/AccessControl.h"
-#include "cachewriter/PosixFileSystem.h"
 #include "commands/commands.h"
 #include "database/schema.h"
 #include "errors/InputError.h"
+#include "files/PosixFileSystem.h"
 #include "resources/Router.h"
 #include "root/ServiceLock.h"
 #include "root/configuration.h"

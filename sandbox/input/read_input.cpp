@@ -6,8 +6,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "cachewriter/FileSystem.h"
 #include "errors/InputError.h"
+#include "files/FileSystem.h"
 
 namespace keepsafe_sandbox {
 

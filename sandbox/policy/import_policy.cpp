@@ -7,8 +7,8 @@
 #include "accesscontrol/Store.h"
 #include "accesscontrol/faults.h"
 #include "accesscontrol/validation.h"
-#include "cachewriter/errors.h"
 #include "cachewriter/publish_cache.h"
+#include "errors/InputError.h"
 #include "policy/policy_image.h"
 #include "json/Element.h"
 

@@ -4,9 +4,9 @@
 #include <cstdint>
 
 #include "cachewriter/CacheLocation.h"
-#include "cachewriter/FileSystem.h"
 #include "cachewriter/OperationCacheUpdate.h"
 #include "database/Database.h"
+#include "files/FileSystem.h"
 #include "policy/Policy.h"
 
 namespace keepsafe_sandbox {

@@ -5,8 +5,9 @@
 #include <optional>
 #include <set>
 
-#include "cachewriter/FileSystem.h"
-#include "cachewriter/errors.h"
+#include "errors/InputError.h"
+#include "files/FileError.h"
+#include "files/FileSystem.h"
 #include "json/Element.h"
 #include "json/JsonHandle.h"
 
@@ -147,7 +148,7 @@ std::string readDocument(const std::string& path)
     std::optional<std::string> document;
     try {
         document = readWhole(path);
-    } catch (const PublishError& error) {
+    } catch (const FileError& error) {
         throw InputError(error.what());
     }
     if (!document) {

@@ -6,8 +6,8 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-#include "cachewriter/PosixFileSystem.h"
-#include "cachewriter/errors.h"
+#include "files/FileError.h"
+#include "files/PosixFileSystem.h"
 
 namespace keepsafe_sandbox {
 
@@ -16,7 +16,7 @@ ServiceLock::ServiceLock(const RootLayout& layout, const std::string& holder)
 {
     if (::flock(file_.descriptor(), LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK) {
-            throw PublishError("cannot lock " + file_.path() + ": " + std::generic_category().message(errno));
+            throw FileError("cannot lock " + file_.path() + ": " + std::generic_category().message(errno));
         }
         constexpr std::size_t MOST_BYTES = 200;
         const std::string owner = readAt(file_, 0, MOST_BYTES);

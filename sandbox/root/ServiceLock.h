@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "cachewriter/FileSystem.h"
+#include "files/FileSystem.h"
 #include "root/RootLayout.h"
 
 namespace keepsafe_sandbox {
@@ -21,7 +21,7 @@ class ServiceLock {
 public:
     /// `holder`: what this process is, for the message of one that comes later: "the service". The root must
     /// have its private folder. Throws `AlreadyRunning`, "the service is running for this root (process 42)",
-    /// and `PublishError`.
+    /// and `FileError`.
     ServiceLock(const RootLayout& layout, const std::string& holder);
 
 private:

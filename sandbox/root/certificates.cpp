@@ -1,30 +1,16 @@
 #include "root/certificates.h"
 
 #include <algorithm>
-#include <optional>
 
 #include <arpa/inet.h>
 
-#include "cachewriter/FileSystem.h"
-#include "errors/InputError.h"
 #include "root/Certificate.h"
-#include "root/new_file.h"
 
 namespace keepsafe_sandbox {
 
 namespace {
 
 constexpr char AUTHORITY_NAME[] = "ksrbac-sandbox authority";
-
-struct PairPaths {
-    std::string key;
-    std::string certificate;
-};
-
-struct Pair {
-    PrivateKey key;
-    Certificate certificate;
-};
 
 bool isAddress(const std::string& text)
 {
@@ -54,95 +40,6 @@ std::vector<std::string> serverNames(const std::string& service)
     return names;
 }
 
-/// What `read` makes of the file; nothing when there is none.
-template <typename Read>
-auto findPem(const std::string& path, Read read) -> std::optional<decltype(read(path))>
-{
-    const std::optional<std::string> pem = readWhole(path);
-    if (!pem) {
-        return std::nullopt;
-    }
-    try {
-        return read(*pem);
-    } catch (const InputError& error) {
-        throw InputError(path + ": " + error.what());
-    }
-}
-
-std::optional<PrivateKey> findKey(const std::string& path)
-{
-    std::optional<PrivateKey> key = findPem(path, PrivateKey::fromPem);
-    if (key) {
-        requireOwnerOnly(path);
-    }
-    return key;
-}
-
-std::optional<Certificate> findCertificate(const std::string& path)
-{
-    return findPem(path, Certificate::fromPem);
-}
-
-/// What another process has put there since it was not there.
-template <typename Found>
-Found madeMeanwhile(std::optional<Found> found, const std::string& path)
-{
-    if (!found) {
-        throw InputError(path + " came and went meanwhile: run init again");
-    }
-    return *found;
-}
-
-class Maker {
-public:
-    explicit Maker(std::vector<EnsuredFile>& ensured) : ensured_(ensured) {}
-
-    /// `issue` makes the certificate of a key.
-    template <typename Issue>
-    Pair ensure(const PairPaths& paths, Issue issue)
-    {
-        // In this order, the reverse of that in which they are made: a certificate that another process has
-        // just made then has its key.
-        std::optional<Certificate> certificate = findCertificate(paths.certificate);
-        std::optional<PrivateKey> key = findKey(paths.key);
-        if (certificate && !key) {
-            throw InputError(paths.certificate + " is there, but not the private key that belongs to it, " +
-                             paths.key + ": move the certificate away, or bring the private key back");
-        }
-        if (!key) {
-            key = PrivateKey::generate();
-            if (!make(paths.key, OWNER_ONLY, key->pem())) {
-                key = madeMeanwhile(findKey(paths.key), paths.key);
-            }
-        } else {
-            ensured_.push_back({false, paths.key});
-        }
-        if (!certificate) {
-            certificate = issue(*key);
-            if (!make(paths.certificate, EVERYBODY, certificate->pem())) {
-                certificate = madeMeanwhile(findCertificate(paths.certificate), paths.certificate);
-            }
-        } else {
-            ensured_.push_back({false, paths.certificate});
-        }
-        if (!certificate->belongsTo(*key)) {
-            throw InputError(paths.certificate + " does not belong to the private key " + paths.key +
-                             ": move the one away that is wrong");
-        }
-        return {*key, *certificate};
-    }
-
-private:
-    bool make(const std::string& path, mode_t mode, const std::string& content)
-    {
-        const bool isMade = createFile(path, mode, content);
-        ensured_.push_back({isMade, path});
-        return isMade;
-    }
-
-    std::vector<EnsuredFile>& ensured_;
-};
-
 void requireUsable(const std::string& path, const Certificate& certificate, CertificateUse use,
                    const Certificate& authority)
 {
@@ -165,31 +62,34 @@ std::vector<EnsuredFile> ensureCertificates(const RootLayout& layout, const std:
 {
     requireAddressOrHostName(service);
     std::vector<EnsuredFile> ensured;
-    Maker maker(ensured);
+    const auto ensure = [&ensured](const std::string& key, const std::string& certificate, auto issue) {
+        return ensurePair<PrivateKey>({key, certificate, "certificate"}, issue, ensured);
+    };
 
-    const Pair authority =
-        maker.ensure({layout.authorityKey(), layout.authorityCertificate()},
-                     [](const PrivateKey& key) { return Certificate::issueAuthority(AUTHORITY_NAME, key); });
-    requireUsable(layout.authorityCertificate(), authority.certificate, CertificateUse::Authority,
-                  authority.certificate);
-    const auto issue = [&](const CertificateRequest& request) {
-        return [&authority, request](const PrivateKey& key) {
-            return Certificate::issue(request, key, authority.certificate, authority.key);
+    const std::pair<PrivateKey, Certificate> issuer =
+        ensure(layout.authorityKey(), layout.authorityCertificate(),
+               [](const PrivateKey& key) { return Certificate::issueAuthority(AUTHORITY_NAME, key); });
+    const Certificate& authority = issuer.second;
+    requireUsable(layout.authorityCertificate(), authority, CertificateUse::Authority, authority);
+    const auto issue = [&issuer](const CertificateRequest& request) {
+        return [&issuer, request](const PrivateKey& key) {
+            return Certificate::issue(request, key, issuer.second, issuer.first);
         };
     };
 
-    const Pair server =
-        maker.ensure({layout.serverKey(), layout.serverCertificate()},
-                     issue({"ksrbac-sandbox service", CertificateUse::Server, serverNames(service)}));
-    requireUsable(layout.serverCertificate(), server.certificate, CertificateUse::Server,
-                  authority.certificate);
-    if (!server.certificate.isFor(service)) {
+    const Certificate server =
+        ensure(layout.serverKey(), layout.serverCertificate(),
+               issue({"ksrbac-sandbox service", CertificateUse::Server, serverNames(service)}))
+            .second;
+    requireUsable(layout.serverCertificate(), server, CertificateUse::Server, authority);
+    if (!server.isFor(service)) {
         throw InputError(layout.serverCertificate() + " is not for the service's address, " + service +
                          ": move it away, and init makes another");
     }
-    const Pair host = maker.ensure({layout.hostKey(), layout.hostCertificate()},
-                                   issue({"ksrbac-sandbox host", CertificateUse::Client, {}}));
-    requireUsable(layout.hostCertificate(), host.certificate, CertificateUse::Client, authority.certificate);
+    const Certificate host = ensure(layout.hostKey(), layout.hostCertificate(),
+                                    issue({"ksrbac-sandbox host", CertificateUse::Client, {}}))
+                                 .second;
+    requireUsable(layout.hostCertificate(), host, CertificateUse::Client, authority);
     return ensured;
 }
 

@@ -5,14 +5,9 @@
 #include <vector>
 
 #include "root/RootLayout.h"
+#include "root/ensure_pair.h"
 
 namespace keepsafe_sandbox {
-
-/// A file that was made, or was there already.
-struct EnsuredFile {
-    bool isMade = false;
-    std::string path;
-};
 
 /// Makes what the root's service and its clients need to know each other by, where it is missing: a
 /// certificate authority, a server's certificate for `service` (an IP address or a host name; besides it for

@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
-#include "cachewriter/FileSystem.h"
 #include "errors/InputError.h"
+#include "files/FileSystem.h"
 
 namespace keepsafe_sandbox {
 

@@ -5,9 +5,9 @@
 #include "database/Database.h"
 #include "database/schema.h"
 #include "errors/InputError.h"
+#include "files/new_file.h"
 #include "root/certificates.h"
 #include "root/configuration.h"
-#include "root/new_file.h"
 #include "root/signing_keys.h"
 
 namespace keepsafe_sandbox {
@@ -116,10 +116,11 @@ void addMissingSettings(const RootLayout& layout, const Platform::Config& kept, 
 
 std::vector<std::string> ensureKeysAndCertificates(const RootLayout& layout, const std::string& service)
 {
-    const MadeKeys made = ensureSigningKeys(layout);
-    std::vector<std::string> lines = {line(made.privateKey, layout.privateKey()),
-                                      line(made.publicKey, layout.publicKey())};
-    for (const EnsuredFile& file : ensureCertificates(layout, service)) {
+    std::vector<EnsuredFile> files = ensureSigningKeys(layout);
+    const std::vector<EnsuredFile> certificates = ensureCertificates(layout, service);
+    files.insert(files.end(), certificates.begin(), certificates.end());
+    std::vector<std::string> lines;
+    for (const EnsuredFile& file : files) {
         lines.push_back(line(file.isMade, file.path));
     }
     return lines;

@@ -18,7 +18,7 @@ namespace keepsafe_sandbox {
 /// when nobody says anything.
 ///
 /// Returns a line for each thing: what was made, and what was kept. Throws `InputError` when something that
-/// is there cannot be a part of a working root, `DatabaseError` and `PublishError`; nothing is removed or
+/// is there cannot be a part of a working root, `DatabaseError` and `FileError`; nothing is removed or
 /// changed that was there before.
 std::vector<std::string>
 initializeRoot(const RootLayout& layout,

@@ -9,7 +9,8 @@
 #include "accesscontrol/plans.h"
 #include "accesscontrol/stored_texts.h"
 #include "cachewriter/LiveCache.h"
-#include "cachewriter/errors.h"
+#include "cachewriter/PublishError.h"
+#include "errors/InputError.h"
 
 namespace keepsafe_sandbox {
 

@@ -9,8 +9,8 @@
 #include "accesscontrol/Refusal.h"
 #include "accesscontrol/records.h"
 #include "cachewriter/CacheLocation.h"
-#include "cachewriter/FileSystem.h"
 #include "database/Database.h"
+#include "files/FileSystem.h"
 
 namespace keepsafe_sandbox {
 
@@ -23,8 +23,9 @@ constexpr char SERVICE_CACHE_ID[] = "service";
 ///
 /// A change is checked, stored in one transaction, and published before the function returns. One that is
 /// refused (`Refusal`) or that the database does not take (`DatabaseError`) has changed nothing. When
-/// publishing fails (`PublishError`, `EC_exception`) the change is stored and in force; readers refuse the
-/// cache or see the one before until the next change, or the next start, publishes everything anew.
+/// publishing fails (`FileError`, `PublishError`, `EC_exception`) the change is stored and in force; readers
+/// refuse the cache or see the one before until the next change, or the next start, publishes everything
+/// anew.
 ///
 /// Any thread; changes run one after another.
 class AccessControl {

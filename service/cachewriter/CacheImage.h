@@ -7,7 +7,7 @@
 
 #include <keepsafe/cache/detail/records.h>
 
-#include "cachewriter/errors.h"
+#include "errors/InputError.h"
 
 namespace keepsafe_sandbox {
 

@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "cachewriter/errors.h"
+#include "errors/InputError.h"
 
 namespace keepsafe_sandbox {
 

@@ -7,8 +7,9 @@
 #include <keepsafe/platform/filelock/FileLock.h>
 
 #include "cachewriter/ManifestFile.h"
-#include "cachewriter/errors.h"
+#include "cachewriter/PublishError.h"
 #include "cachewriter/metadata.h"
+#include "files/FileError.h"
 
 namespace keepsafe_sandbox {
 
@@ -210,7 +211,7 @@ std::uint64_t CachePublisher::publish(const std::string& directory, const Object
             fileSystem_.syncDirectory(directory);
         }
         return metadata.unmark();
-    } catch (const PublishError& error) {
+    } catch (const FileError& error) {
         throw PublishError(std::string(error.what()) + "; until it is published again, readers refuse " +
                            directory);
     }

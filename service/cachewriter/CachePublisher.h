@@ -9,7 +9,7 @@
 
 #include "cachewriter/CacheContent.h"
 #include "cachewriter/CacheImage.h"
-#include "cachewriter/FileSystem.h"
+#include "files/FileSystem.h"
 
 namespace keepsafe_sandbox {
 
@@ -34,7 +34,8 @@ public:
     explicit CachePublisher(FileSystem& fileSystem) noexcept : fileSystem_(fileSystem) {}
 
     /// Returns the number of the generation that is now published. Waits for readers without a time limit.
-    /// Throws `PublishError`, `EC_exception` when the lock cannot be had, and what `whileMarked` throws.
+    /// Throws `FileError`, `PublishError` for a directory of another writer and for a failure after step 2,
+    /// `EC_exception` when the lock cannot be acquired, and what `whileMarked` throws.
     std::uint64_t publish(const std::string& directory,
                           const Tessara::Keepsafe::Rbac::ObjectNamespace& covers, const CacheImage& image,
                           const std::function<void()>& whileMarked = {});

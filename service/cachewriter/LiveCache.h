@@ -8,9 +8,9 @@
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
 #include "cachewriter/CacheLocation.h"
-#include "cachewriter/FileSystem.h"
 #include "cachewriter/ImageBuilder.h"
 #include "cachewriter/OperationCacheUpdate.h"
+#include "files/FileSystem.h"
 
 namespace keepsafe_sandbox {
 

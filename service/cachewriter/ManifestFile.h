@@ -3,7 +3,7 @@
 
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
-#include "cachewriter/FileSystem.h"
+#include "files/FileSystem.h"
 
 namespace keepsafe_sandbox {
 

@@ -6,7 +6,7 @@
 
 #include <boost/lexical_cast.hpp>
 
-#include "cachewriter/errors.h"
+#include "errors/InputError.h"
 #include "json/JsonHandle.h"
 
 namespace keepsafe_sandbox {

@@ -9,7 +9,7 @@
 #include <keepsafe/platform/filelock/FileLock.h>
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
-#include "cachewriter/FileSystem.h"
+#include "files/FileSystem.h"
 
 namespace keepsafe_sandbox {
 
@@ -27,7 +27,7 @@ class OperationCacheUpdate {
 public:
     /// Takes the lock, reads the file and adds `operations` to it. Operations that are in the file alone stay
     /// there; `Renumber::Allow` drops those whose bit is taken over. Throws `InputError` when bits conflict
-    /// or the file is not an operation cache, `PublishError`, and `EC_exception` when the lock cannot be had.
+    /// or the file is not an operation cache, `FileError`, and `EC_exception` when the lock cannot be had.
     OperationCacheUpdate(FileSystem& fileSystem, const std::string& path, const OperationBits& operations,
                          Renumber renumber);
     ~OperationCacheUpdate();

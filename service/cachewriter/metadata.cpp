@@ -4,7 +4,7 @@
 #include <string_view>
 #include <type_traits>
 
-#include "cachewriter/errors.h"
+#include "cachewriter/PublishError.h"
 
 namespace keepsafe_sandbox {
 

@@ -8,8 +8,8 @@
 #include "cachewriter/CacheContent.h"
 #include "cachewriter/CacheImage.h"
 #include "cachewriter/CacheLocation.h"
-#include "cachewriter/FileSystem.h"
 #include "cachewriter/OperationCacheUpdate.h"
+#include "files/FileSystem.h"
 
 namespace keepsafe_sandbox {
 

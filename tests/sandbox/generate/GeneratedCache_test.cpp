@@ -9,7 +9,7 @@
 #include <keepsafe/cache/AccessCache.h>
 
 #include "cachewriter/CachePublisher.h"
-#include "cachewriter/PosixFileSystem.h"
+#include "files/PosixFileSystem.h"
 #include "support/TempDir.h"
 
 namespace {

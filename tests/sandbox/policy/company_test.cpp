@@ -13,8 +13,8 @@
 #include <keepsafe/cache/OperationCache.h>
 #include <keepsafe/rbac/client/DiskAccessControlClient.h>
 
-#include "cachewriter/PosixFileSystem.h"
 #include "cachewriter/publish_cache.h"
+#include "files/PosixFileSystem.h"
 #include "policy/policy_image.h"
 #include "policy/policy_reader.h"
 #include "support/CapturedLog.h"

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "cachewriter/errors.h"
+#include "errors/InputError.h"
 #include "policy/import_policy.h"
 #include "policy/policy_reader.h"
 #include "service/accesscontrol/ServiceTest.h"

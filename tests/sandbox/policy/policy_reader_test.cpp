@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "cachewriter/errors.h"
+#include "errors/InputError.h"
 #include "support/TempDir.h"
 
 namespace {

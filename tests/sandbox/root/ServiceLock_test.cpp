@@ -4,15 +4,15 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "cachewriter/errors.h"
+#include "files/FileError.h"
+#include "files/new_file.h"
 #include "root/ServiceLock.h"
-#include "root/new_file.h"
 #include "sandbox/root/TestRoot.h"
 
 namespace {
 
 using keepsafe_sandbox::AlreadyRunning;
-using keepsafe_sandbox::PublishError;
+using keepsafe_sandbox::FileError;
 using keepsafe_sandbox::ServiceLock;
 
 class ServiceLockTest : public testing::Test {
@@ -56,7 +56,7 @@ TEST_F(ServiceLockTest, IsOneForEachRoot)
 TEST_F(ServiceLockTest, SaysWhenItsFileCannotBeMade)
 {
     const keepsafe_test::TestRoot unmade;
-    EXPECT_THROW(ServiceLock(unmade.layout, "the service"), PublishError);
+    EXPECT_THROW(ServiceLock(unmade.layout, "the service"), FileError);
 }
 
 } // namespace

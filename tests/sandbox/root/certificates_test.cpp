@@ -11,8 +11,8 @@
 #include <openssl/pem.h>
 
 #include "errors/InputError.h"
+#include "files/new_file.h"
 #include "root/Certificate.h"
-#include "root/new_file.h"
 #include "sandbox/root/TestRoot.h"
 #include "support/Certificates.h"
 

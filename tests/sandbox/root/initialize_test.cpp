@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "cachewriter/errors.h"
 #include "criteria/CriteriaStore.h"
+#include "errors/InputError.h"
 #include "root/configuration.h"
 #include "root/initialize.h"
 #include "root/signing_keys.h"

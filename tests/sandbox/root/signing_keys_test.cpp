@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "cachewriter/errors.h"
+#include "errors/InputError.h"
 #include "root/signing_keys.h"
 #include "sandbox/root/TestRoot.h"
 
@@ -14,7 +14,6 @@ namespace {
 using keepsafe_sandbox::ensureSigningKeys;
 using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::loadSigner;
-using keepsafe_sandbox::MadeKeys;
 using keepsafe_sandbox::TokenSigner;
 using keepsafe_test::readFile;
 using keepsafe_test::writeFile;
@@ -47,6 +46,16 @@ protected:
         return "no error";
     }
 
+    /// Which of the two keys are missing, and made.
+    [[nodiscard]] std::string whatIsMade() const
+    {
+        std::string made;
+        for (const auto& file : ensureSigningKeys(root_.layout)) {
+            made += !file.isMade ? "" : file.path == privateKey() ? "private " : "public ";
+        }
+        return made;
+    }
+
     void writePrivateKey(const std::string& pem) const
     {
         writeFile(privateKey(), pem);
@@ -58,12 +67,9 @@ protected:
 
 TEST_F(SigningKeys, AreMadeOnceAndKept)
 {
-    const MadeKeys first = ensureSigningKeys(root_.layout);
+    EXPECT_EQ(whatIsMade(), "private public ");
     const std::string made = readFile(privateKey());
-    const MadeKeys second = ensureSigningKeys(root_.layout);
-
-    EXPECT_TRUE(first.privateKey && first.publicKey);
-    EXPECT_FALSE(second.privateKey || second.publicKey);
+    EXPECT_EQ(whatIsMade(), "");
     EXPECT_EQ(readFile(privateKey()), made);
 }
 
@@ -91,9 +97,7 @@ TEST_F(SigningKeys, ThePublicOneIsMadeAgainFromThePrivateOne)
     const std::string before = readFile(publicKey());
     fs::remove(publicKey());
 
-    const MadeKeys made = ensureSigningKeys(root_.layout);
-
-    EXPECT_TRUE(!made.privateKey && made.publicKey);
+    EXPECT_EQ(whatIsMade(), "public ");
     EXPECT_EQ(readFile(publicKey()), before);
 }
 

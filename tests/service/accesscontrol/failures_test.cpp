@@ -1,7 +1,8 @@
 #include <keepsafe/platform/status/EC_exception.h>
 
-#include "cachewriter/errors.h"
+#include "cachewriter/PublishError.h"
 #include "database/Transaction.h"
+#include "files/FileError.h"
 #include "service/accesscontrol/ServiceTest.h"
 
 /// Changes that the database or the disk does not take.
@@ -11,6 +12,7 @@ namespace {
 using namespace keepsafe_test;
 using keepsafe_sandbox::CommitError;
 using keepsafe_sandbox::DatabaseError;
+using keepsafe_sandbox::FileError;
 using keepsafe_sandbox::PublishError;
 
 class FailedChange : public ServiceTest {
@@ -111,7 +113,7 @@ TEST_P(FailedChange, ThatIsNotPublishedIsInForceAndPublishedByTheNextOne)
                    std::string_view bytes) override
         {
             if (isFull) {
-                throw PublishError("no space");
+                throw FileError("no space");
             }
             UnsyncedFileSystem::write(file, offset, bytes);
         }

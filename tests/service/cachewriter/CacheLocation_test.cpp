@@ -7,7 +7,7 @@
 
 #include <keepsafe/cache/OperationCache.h>
 
-#include "cachewriter/errors.h"
+#include "errors/InputError.h"
 #include "support/TempDir.h"
 
 namespace {

@@ -3,6 +3,7 @@
 #include <csignal>
 #include <filesystem>
 #include <map>
+#include <stdexcept>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -14,8 +15,9 @@
 #include <keepsafe/cache/AccessCache.h>
 #include <keepsafe/cache/Manifest.h>
 
-#include "cachewriter/PosixFileSystem.h"
-#include "cachewriter/errors.h"
+#include "cachewriter/PublishError.h"
+#include "files/FileError.h"
+#include "files/PosixFileSystem.h"
 #include "service/support/Generations.h"
 #include "support/CapturedLog.h"
 #include "support/Process.h"
@@ -24,6 +26,7 @@
 namespace {
 
 using keepsafe_sandbox::CachePublisher;
+using keepsafe_sandbox::FileError;
 using keepsafe_sandbox::PosixFileSystem;
 using keepsafe_sandbox::PublishError;
 using keepsafe_test::CapturedLog;
@@ -55,7 +58,7 @@ protected:
         try {
             publish(generation);
             return "no error";
-        } catch (const PublishError& error) {
+        } catch (const std::runtime_error& error) {
             return error.what();
         }
     }
@@ -166,7 +169,7 @@ TEST_F(CachePublisherTest, SaysThatReadersRefuseTheCacheWhenAWriteHasFailedMidwa
 {
     publish(1);
     PosixFileSystem fileSystem;
-    const auto fail = [] { throw PublishError("cannot rename it"); };
+    const auto fail = [] { throw FileError("cannot rename it"); };
 
     EXPECT_THROW(
         {

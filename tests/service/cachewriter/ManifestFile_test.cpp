@@ -10,7 +10,7 @@
 
 #include <keepsafe/cache/Manifest.h>
 
-#include "cachewriter/PosixFileSystem.h"
+#include "files/PosixFileSystem.h"
 #include "support/TempDir.h"
 #include "json/JsonHandle.h"
 

@@ -8,18 +8,19 @@
 
 #include <keepsafe/cache/OperationCache.h>
 
-#include "cachewriter/PosixFileSystem.h"
-#include "cachewriter/errors.h"
+#include "errors/InputError.h"
+#include "files/FileError.h"
+#include "files/PosixFileSystem.h"
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
 
 namespace {
 
+using keepsafe_sandbox::FileError;
 using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::OperationBits;
 using keepsafe_sandbox::OperationCacheUpdate;
 using keepsafe_sandbox::PosixFileSystem;
-using keepsafe_sandbox::PublishError;
 using keepsafe_sandbox::Renumber;
 using keepsafe_test::readFile;
 using keepsafe_test::writeFile;
@@ -186,12 +187,12 @@ TEST_F(OperationCacheUpdateTest, RefusesADirectoryInTheFilesPlace)
         {
             try {
                 publish({{VIEW, 0}});
-            } catch (const PublishError& error) {
+            } catch (const FileError& error) {
                 EXPECT_EQ(error.what(), "cannot open " + path() + ": it is not a regular file");
                 throw;
             }
         },
-        PublishError);
+        FileError);
 }
 
 } // namespace

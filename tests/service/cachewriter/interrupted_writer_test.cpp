@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <csignal>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -12,7 +13,6 @@
 
 #include "cachewriter/CachePublisher.h"
 #include "cachewriter/ImageBuilder.h"
-#include "cachewriter/errors.h"
 #include "cachewriter/publish_cache.h"
 #include "service/support/Generations.h"
 #include "service/support/InterruptedFileSystem.h"
@@ -33,7 +33,6 @@ using keepsafe_sandbox::FileSystem;
 using keepsafe_sandbox::ImageBuilder;
 using keepsafe_sandbox::OperationBits;
 using keepsafe_sandbox::publishCache;
-using keepsafe_sandbox::PublishError;
 using keepsafe_sandbox::Renumber;
 using keepsafe_test::findingIn;
 using keepsafe_test::findingOf;
@@ -61,7 +60,7 @@ protected:
                                    try {
                                        writer(fileSystem);
                                        return 0;
-                                   } catch (const PublishError&) {
+                                   } catch (const std::runtime_error&) {
                                        return 1;
                                    }
                                }).wait();

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "cachewriter/errors.h"
+#include "cachewriter/PublishError.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <keepsafe/rbac/client/DiskAccessChecker.h>
 
 #include "cachewriter/CachePublisher.h"
-#include "cachewriter/PosixFileSystem.h"
+#include "files/PosixFileSystem.h"
 #include "service/support/RandomCache.h"
 #include "support/AccessModel.h"
 #include "support/TempDir.h"

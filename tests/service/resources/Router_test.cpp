@@ -7,7 +7,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "cachewriter/errors.h"
 #include "service/accesscontrol/ServiceTest.h"
 #include "json/JsonHandle.h"
 

@@ -2,17 +2,17 @@
 
 #include <csignal>
 
-#include "cachewriter/errors.h"
+#include "files/FileError.h"
 
 namespace keepsafe_test {
 
+using keepsafe_sandbox::FileError;
 using keepsafe_sandbox::OpenFile;
-using keepsafe_sandbox::PublishError;
 
 void InterruptedFileSystem::interrupt() const
 {
     if (interruption_ == Interruption::Failure) {
-        throw PublishError("the step fails");
+        throw FileError("the step fails");
     }
     static_cast<void>(std::raise(SIGKILL));
 }

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "cachewriter/PosixFileSystem.h"
+#include "files/PosixFileSystem.h"
 
 namespace keepsafe_test {
 
@@ -21,7 +21,7 @@ public:
     enum class Interruption {
         Death,            ///< kill -9 before the step
         DeathInTheMiddle, ///< kill -9 when half of the bytes are written; before the step if it writes none
-        Failure           ///< the step throws `PublishError`; half of the bytes are written
+        Failure           ///< the step throws `FileError`; half of the bytes are written
     };
 
     InterruptedFileSystem(std::size_t step, Interruption interruption)

@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "cachewriter/errors.h"
+#include "errors/InputError.h"
 
 namespace {
 

@@ -14,8 +14,8 @@
 #include <keepsafe/cache/Manifest.h>
 #include <keepsafe/cache/OperationCache.h>
 
-#include "cachewriter/errors.h"
 #include "cachewriter/publish_cache.h"
+#include "errors/InputError.h"
 #include "service/support/Generations.h"
 #include "service/support/RecordingFileSystem.h"
 #include "support/CapturedLog.h"

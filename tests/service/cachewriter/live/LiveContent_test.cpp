@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "cachewriter/errors.h"
+#include "errors/InputError.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 
 #include <keepsafe/cache/detail/records.h>
 
-#include "cachewriter/errors.h"
+#include "errors/InputError.h"
 
 namespace {
 

@@ -27,7 +27,7 @@ private:
 /// The system's steps that publishing is made of. Everything that publishing changes on disk goes through
 /// here, so that a test can stop the writer, or let it fail, at each step in turn.
 ///
-/// Every function throws `PublishError` with the path and the system's reason.
+/// Every function throws `FileError` with the path and the system's reason.
 class FileSystem {
 public:
     FileSystem() = default;

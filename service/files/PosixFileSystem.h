@@ -1,7 +1,7 @@
 #ifndef KEEPSAFE_SANDBOX_CACHEWRITER_POSIXFILESYSTEM_H
 #define KEEPSAFE_SANDBOX_CACHEWRITER_POSIXFILESYSTEM_H
 
-#include "cachewriter/FileSystem.h"
+#include "files/FileSystem.h"
 
 namespace keepsafe_sandbox {
 

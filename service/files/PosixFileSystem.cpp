@@ -1,4 +1,4 @@
-#include "cachewriter/PosixFileSystem.h"
+#include "files/PosixFileSystem.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -10,7 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "cachewriter/errors.h"
+#include "files/FileError.h"
 
 namespace keepsafe_sandbox {
 
@@ -18,8 +18,8 @@ namespace {
 
 [[noreturn]] void fail(const char* action, const std::string& path, int error)
 {
-    throw PublishError(std::string("cannot ") + action + " " + path + ": " +
-                       std::generic_category().message(error));
+    throw FileError(std::string("cannot ") + action + " " + path + ": " +
+                    std::generic_category().message(error));
 }
 
 /// O_NONBLOCK has no effect on regular files and keeps a FIFO in a file's place from blocking.
@@ -34,7 +34,7 @@ OpenFile regularFile(int descriptor, const std::string& path)
         fail("open", path, errno);
     }
     if (!S_ISREG(status.st_mode)) {
-        throw PublishError("cannot open " + path + ": it is not a regular file");
+        throw FileError("cannot open " + path + ": it is not a regular file");
     }
     return file;
 }

@@ -1,4 +1,4 @@
-#include "root/new_file.h"
+#include "files/new_file.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -8,8 +8,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "cachewriter/PosixFileSystem.h"
-#include "cachewriter/errors.h"
+#include "errors/InputError.h"
+#include "files/FileError.h"
+#include "files/PosixFileSystem.h"
 
 namespace keepsafe_sandbox {
 
@@ -17,8 +18,8 @@ namespace {
 
 [[noreturn]] void fail(const char* action, const std::string& path)
 {
-    throw PublishError(std::string("cannot ") + action + " " + path + ": " +
-                       std::generic_category().message(errno));
+    throw FileError(std::string("cannot ") + action + " " + path + ": " +
+                    std::generic_category().message(errno));
 }
 
 /// A file under a name of its own, which goes away with this object.

@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "cachewriter/errors.h"
-#include "root/new_file.h"
+#include "files/FileError.h"
+#include "files/new_file.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -14,8 +14,8 @@ namespace {
 using keepsafe_sandbox::createFile;
 using keepsafe_sandbox::ensureFolder;
 using keepsafe_sandbox::EVERYBODY;
+using keepsafe_sandbox::FileError;
 using keepsafe_sandbox::OWNER_ONLY;
-using keepsafe_sandbox::PublishError;
 using keepsafe_test::readFile;
 using keepsafe_test::writeFile;
 namespace fs = std::filesystem;
@@ -70,7 +70,7 @@ TEST_F(NewFile, NamesTheFolderThatIsMissing)
     try {
         createFile(dir_.path("none/file"), OWNER_ONLY, "");
         FAIL() << "a file in no folder";
-    } catch (const PublishError& error) {
+    } catch (const FileError& error) {
         EXPECT_EQ(std::string(error.what()).rfind("cannot create " + dir_.path("none/file."), 0), 0U)
             << error.what();
     }
@@ -88,8 +88,8 @@ TEST_F(NewFile, AFolderIsMadeWithItsModeAndKeptAsItIs)
 TEST_F(NewFile, AFileInTheFoldersPlaceIsRefused)
 {
     writeFile(dir_.path("file"), "");
-    EXPECT_THROW(ensureFolder(dir_.path("file"), 0755), PublishError);
-    EXPECT_THROW(ensureFolder(dir_.path("file/below"), 0755), PublishError);
+    EXPECT_THROW(ensureFolder(dir_.path("file"), 0755), FileError);
+    EXPECT_THROW(ensureFolder(dir_.path("file/below"), 0755), FileError);
 }
 
 } // namespace

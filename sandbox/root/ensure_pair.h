@@ -1,0 +1,104 @@
+#ifndef KEEPSAFE_SANDBOX_ROOT_ENSURE_PAIR_H
+#define KEEPSAFE_SANDBOX_ROOT_ENSURE_PAIR_H
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "errors/InputError.h"
+#include "files/FileSystem.h"
+#include "files/new_file.h"
+
+/// \file
+/// Pairs of files: a private key, and what belongs to it and everybody may read.
+
+namespace keepsafe_sandbox {
+
+/// A file that was made, or was there already.
+struct EnsuredFile {
+    bool isMade = false;
+    std::string path;
+};
+
+struct PairPaths {
+    std::string key;
+    std::string companion;
+    const char* companionName; ///< what it is, for messages: "certificate"
+};
+
+/// What is in a file in PEM form; nothing when there is no file. Throws `InputError` with the path.
+template <typename Content>
+std::optional<Content> findPem(const std::string& path)
+{
+    const std::optional<std::string> pem = readWhole(path);
+    if (!pem) {
+        return std::nullopt;
+    }
+    try {
+        return Content::fromPem(*pem);
+    } catch (const InputError& error) {
+        throw InputError(path + ": " + error.what());
+    }
+}
+
+/// The same for a private key, which nobody but its owner may be able to read.
+template <typename Key>
+std::optional<Key> findKey(const std::string& path)
+{
+    std::optional<Key> key = findPem<Key>(path);
+    if (key) {
+        requireOwnerOnly(path);
+    }
+    return key;
+}
+
+/// What is in the file after this call: what was found there, or what `make` makes. `find` is asked again
+/// when another process has made the file meanwhile.
+template <typename Content, typename Find, typename Make>
+Content ensureContent(std::optional<Content> found, const std::string& path, mode_t mode, Find find,
+                      Make make, std::vector<EnsuredFile>& ensured)
+{
+    bool isMade = false;
+    if (!found) {
+        found = make();
+        isMade = createFile(path, mode, found->pem());
+        if (!isMade && !(found = find(path))) {
+            throw InputError(path + " came and went meanwhile: run init again");
+        }
+    }
+    ensured.push_back({isMade, path});
+    return *std::move(found);
+}
+
+/// Makes what is missing of a pair; `make` makes the companion of a key. A companion without its key, or of
+/// another key, throws `InputError`.
+template <typename Key, typename Make>
+auto ensurePair(const PairPaths& paths, Make make, std::vector<EnsuredFile>& ensured)
+    -> std::pair<Key, decltype(make(std::declval<const Key&>()))>
+{
+    using Companion = decltype(make(std::declval<const Key&>()));
+    const std::string name = paths.companionName;
+    // In this order, the reverse of that in which they are made: a companion that another process has just
+    // made then has its key.
+    std::optional<Companion> foundCompanion = findPem<Companion>(paths.companion);
+    std::optional<Key> foundKey = findKey<Key>(paths.key);
+    if (foundCompanion && !foundKey) {
+        throw InputError(paths.companion + " is there, but not the private key that belongs to it, " +
+                         paths.key + ": move the " + name + " away, or bring the private key back");
+    }
+    Key key = ensureContent(
+        std::move(foundKey), paths.key, OWNER_ONLY, findKey<Key>, [] { return Key::generate(); }, ensured);
+    Companion companion = ensureContent(
+        std::move(foundCompanion), paths.companion, EVERYBODY, findPem<Companion>, [&] { return make(key); },
+        ensured);
+    if (!companion.belongsTo(key)) {
+        throw InputError(paths.companion + " does not belong to the private key " + paths.key +
+                         ": move the one away that is wrong");
+    }
+    return {std::move(key), std::move(companion)};
+}
+
+} // namespace keepsafe_sandbox
+
+#endif
