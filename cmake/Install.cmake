@@ -44,7 +44,7 @@ install(FILES "${PROJECT_BINARY_DIR}/package/keepsafe-rbac.pc"
   DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 
 # The programs and what belongs to them are installed where they are built.
-foreach(program IN ITEMS ksrbac ksrbac-sandbox)
+foreach(program IN ITEMS ksrbac ksrbacd ksrbac-sandbox)
   if(TARGET ${program})
     set_target_properties(${program} PROPERTIES INSTALL_RPATH "$ORIGIN/${keepsafe_bin_to_lib}")
   endif()

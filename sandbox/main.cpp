@@ -1,21 +1,9 @@
-#include <csignal>
-#include <exception>
-#include <iostream>
-
-#include <keepsafe/platform/status/EC_exception.h>
-
 #include "commands/commands.h"
-#include "errors/InputError.h"
+#include "daemon/run_program.h"
 
 namespace {
 
 using namespace keepsafe_sandbox;
-
-int report(const std::string& message, int status)
-{
-    std::cerr << "ksrbac-sandbox: " << message << "\n";
-    return status;
-}
 
 int run(int argc, char** argv)
 {
@@ -47,15 +35,5 @@ int run(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    // A file size limit has to show as an error of the write that meets it.
-    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
-    try {
-        return run(argc, argv);
-    } catch (const InputError& error) {
-        return report(error.what(), EXIT_BAD_INPUT);
-    } catch (const EC_exception& error) {
-        return report("status " + std::to_string(error.status()) + ": " + error.what(), EXIT_NOT_PUBLISHED);
-    } catch (const std::exception& error) {
-        return report(error.what(), EXIT_NOT_PUBLISHED);
-    }
+    return runProgram("ksrbac-sandbox", [argc, argv] { return run(argc, argv); });
 }

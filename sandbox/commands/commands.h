@@ -5,11 +5,6 @@
 
 namespace keepsafe_sandbox {
 
-/// Exit statuses of the program.
-constexpr int EXIT_DONE = 0;
-constexpr int EXIT_NOT_PUBLISHED = 1; ///< the system or the library refused a step
-constexpr int EXIT_BAD_INPUT = 2;     ///< usage, or a document that cannot be used
-
 /// Each adds one command with its options to the program; the command runs when it was parsed.
 void addCompileCommand(CLI::App& program);
 void addGenerateCommand(CLI::App& program);

@@ -5,10 +5,10 @@
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "commands/published_line.h"
+#include "daemon/ServiceLock.h"
 #include "files/PosixFileSystem.h"
 #include "policy/import_policy.h"
 #include "policy/policy_reader.h"
-#include "root/ServiceLock.h"
 #include "root/configuration.h"
 
 namespace keepsafe_sandbox {
@@ -27,10 +27,10 @@ void importFrom(const ImportOptions& options)
     const RootLayout layout(options.root);
     const Tessara::Dal::DbConnectionSettings settings = loadDatabaseSettings(layout);
     const Policy policy = readPolicyFile(options.policy, Tessara::Keepsafe::Rbac::ObjectNamespace());
-    const ServiceLock lock(layout, "an import");
+    const CacheLocation location(options.root, SERVICE_CACHE_ID);
+    const ServiceLock lock(location, "an import");
     Database database(settings);
     PosixFileSystem fileSystem;
-    const CacheLocation location(options.root, SERVICE_CACHE_ID);
     const std::uint64_t generation = importPolicy(database, fileSystem, location, policy,
                                                   options.replace ? Replace::Allow : Replace::Refuse,
                                                   options.renumber ? Renumber::Allow : Renumber::Refuse);

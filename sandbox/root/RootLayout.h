@@ -24,7 +24,6 @@ public:
     [[nodiscard]] std::string privateFolder() const { return root_ + "/var/sandbox"; }
     [[nodiscard]] std::string privateKey() const { return privateFolder() + "/signing-key.pem"; }
     [[nodiscard]] std::string database() const { return privateFolder() + "/auth_main.db"; }
-    [[nodiscard]] std::string serviceLock() const { return privateFolder() + "/service.lock"; }
     /// What the root's processes show to the master server, and whom they believe.
     [[nodiscard]] std::string tlsFolder() const { return root_ + "/etc/tls"; }
     [[nodiscard]] std::string hostCertificate() const { return tlsFolder() + "/host.pem"; }

@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
+#include "daemon/configuration.h"
 #include "errors/InputError.h"
-#include "files/FileSystem.h"
 
 namespace keepsafe_sandbox {
 
@@ -89,40 +89,19 @@ std::string configurationText(const RootLayout& layout, const Dal::DbConnectionS
     return text;
 }
 
-std::optional<Platform::Config> findConfiguration(const RootLayout& layout)
+Platform::Config loadConfiguration(const RootLayout& layout)
 {
-    const std::optional<std::string> text = readWhole(layout.configuration());
-    if (!text) {
-        return std::nullopt;
-    }
-    try {
-        Platform::Config configuration = Platform::parseConfig(*text, layout.configuration());
-        if (databaseSettings(configuration).connectionString.empty()) {
-            throw InputError(layout.configuration() +
-                             " names no database: add 'connection' under [database], or move the file away");
-        }
-        return configuration;
-    } catch (const Platform::ConfigError& error) {
-        throw InputError(error.what());
-    }
-}
-
-Dal::DbConnectionSettings databaseSettings(const Platform::Config& configuration)
-{
-    Dal::DbConnectionSettings settings;
-    settings.connectionString = configuration.databaseConnection;
-    settings.onConnect = configuration.databaseOnConnect;
-    return settings;
-}
-
-Dal::DbConnectionSettings loadDatabaseSettings(const RootLayout& layout)
-{
-    const std::optional<Platform::Config> configuration = findConfiguration(layout);
+    std::optional<Platform::Config> configuration = findConfiguration(layout.configuration());
     if (!configuration) {
         throw InputError(layout.configuration() + " is missing: run 'ksrbac-sandbox init --root " +
                          layout.root() + "' first");
     }
-    return databaseSettings(*configuration);
+    return *std::move(configuration);
+}
+
+Dal::DbConnectionSettings loadDatabaseSettings(const RootLayout& layout)
+{
+    return databaseSettings(loadConfiguration(layout));
 }
 
 } // namespace keepsafe_sandbox

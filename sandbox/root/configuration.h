@@ -1,7 +1,6 @@
 #ifndef KEEPSAFE_SANDBOX_ROOT_CONFIGURATION_H
 #define KEEPSAFE_SANDBOX_ROOT_CONFIGURATION_H
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,14 +26,10 @@ std::vector<std::string> missingServiceSettings(const RootLayout& layout,
                                                 const Tessara::Keepsafe::Platform::Config& configuration,
                                                 const std::string& masterServer);
 
-/// The root's configuration; nothing when there is no file. Throws `InputError` when it cannot be used, also
-/// when it names no database.
-std::optional<Tessara::Keepsafe::Platform::Config> findConfiguration(const RootLayout& layout);
+/// The root's configuration. Throws `InputError` when there is none that can be used.
+Tessara::Keepsafe::Platform::Config loadConfiguration(const RootLayout& layout);
 
-/// How the configuration connects to its database.
-Tessara::Dal::DbConnectionSettings databaseSettings(const Tessara::Keepsafe::Platform::Config& configuration);
-
-/// How the root connects to its database. Throws `InputError` when it is no working root.
+/// How the root connects to its database. Throws `InputError` likewise.
 Tessara::Dal::DbConnectionSettings loadDatabaseSettings(const RootLayout& layout);
 
 } // namespace keepsafe_sandbox

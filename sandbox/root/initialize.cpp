@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "daemon/configuration.h"
 #include "database/Database.h"
 #include "database/schema.h"
 #include "errors/InputError.h"
@@ -132,7 +133,7 @@ std::vector<std::string> initializeRoot(const RootLayout& layout,
                                         const std::optional<Dal::DbConnectionSettings>& wantedDatabase,
                                         const std::optional<std::string>& wantedService)
 {
-    const std::optional<Platform::Config> configuration = findConfiguration(layout);
+    const std::optional<Platform::Config> configuration = findConfiguration(layout.configuration());
     const Dal::DbConnectionSettings settings = chooseDatabase(layout, configuration, wantedDatabase);
     const std::string service = chooseService(layout, configuration, wantedService);
     requireAddressOrHostName(service);
@@ -149,7 +150,7 @@ std::vector<std::string> initializeRoot(const RootLayout& layout,
         connection, settings.onConnect.empty() ? SchemaOrigin::Create : SchemaOrigin::Attached)));
     // The last step: a configuration appears when everything that it names is there.
     const bool isMade = !configuration && createFile(layout.configuration(), OWNER_ONLY, text);
-    const auto kept = isMade ? std::nullopt : findConfiguration(layout);
+    const auto kept = isMade ? std::nullopt : findConfiguration(layout.configuration());
     if (kept) {
         // Another process may have made it meanwhile, for another database or service.
         (void)chooseDatabase(layout, kept, settings);

@@ -28,7 +28,7 @@ public:
         const auto place = [&](const Database::Texts& row) {
             return "use what is stored in " + table + ", " + row.front() + ": ";
         };
-        database_.forEachRow("read the table " + table + ", which 'ksrbac-sandbox init' makes",
+        database_.forEachRow("read the table " + table + ", which the service makes when it starts",
                              std::string("SELECT ") + columns + " FROM " + table + " " + rest, mostBytes,
                              [&](const Database::Texts& row) {
                                  try {
@@ -72,7 +72,7 @@ private:
                      });
         if (roleIds_.count(0) == 0) {
             throw DatabaseError("cannot use AUTH_MAIN.ACTL_Role: role 0 is missing, which "
-                                "'ksrbac-sandbox init' makes");
+                                "the service makes when it starts");
         }
     }
 

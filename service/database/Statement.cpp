@@ -9,7 +9,7 @@ namespace Dal = Tessara::Dal;
 namespace {
 
 constexpr auto VERBOSITY = static_cast<Dal::LOG_AT_VERBOSITY>(5);
-constexpr char TAG[] = "ksrbac-sandbox";
+constexpr char TAG[] = "Statement::Statement";
 
 const char* meaning(int status)
 {

@@ -14,7 +14,7 @@ namespace keepsafe_sandbox {
 
 namespace {
 
-constexpr char TAG[] = "ksrbac-sandbox";
+constexpr char TAG[] = "Router::answer";
 constexpr int INFORMATION = 4;
 constexpr int ERROR = 16;
 

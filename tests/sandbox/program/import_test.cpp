@@ -5,8 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "root/RootLayout.h"
-#include "root/ServiceLock.h"
+#include "daemon/ServiceLock.h"
 #include "sandbox/support/SandboxRoot.h"
 #include "support/Process.h"
 #include "support/TempDir.h"
@@ -103,7 +102,7 @@ TEST_F(ImportProgram, RefusesOtherBitsThanThePublishedOnesUnlessItMayRenumber)
 TEST_F(ImportProgram, DoesNothingWhileTheServiceIsRunning)
 {
     run({"init"});
-    const keepsafe_sandbox::ServiceLock service(keepsafe_sandbox::RootLayout(root_.path()), "the service");
+    const keepsafe_sandbox::ServiceLock service({root_.path(), "service"}, "the service");
     const ProgramResult result = import(COMPANY);
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_EQ(result.errors, "ksrbac-sandbox: the service is running for this root (process " +

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "daemon/configuration.h"
 #include "errors/InputError.h"
 #include "root/configuration.h"
 #include "sandbox/root/TestRoot.h"
@@ -34,7 +35,7 @@ protected:
     [[nodiscard]] std::string refusal() const
     {
         try {
-            (void)findConfiguration(root_.layout);
+            (void)findConfiguration(root_.layout.configuration());
         } catch (const InputError& error) {
             return error.what();
         }
@@ -48,7 +49,7 @@ TEST_F(Configuration, SwitchesEnforcementOnAndLogsBelowTheRoot)
 {
     write(configurationText(root_.layout, settings("Driver=X;")));
 
-    const Config config = findConfiguration(root_.layout).value();
+    const Config config = findConfiguration(root_.layout.configuration()).value();
     EXPECT_EQ(config.enabledFeatures, std::set<int>{1});
     EXPECT_EQ(config.logDestination, "file:" + root_.folder.path("var/log/keepsafe.log"));
 }
@@ -71,7 +72,7 @@ TEST_F(Configuration, RefusesToHoldTextThatIsNotUtf8)
 
 TEST_F(Configuration, ThatIsMissingIsNone)
 {
-    EXPECT_FALSE(findConfiguration(root_.layout).has_value());
+    EXPECT_FALSE(findConfiguration(root_.layout.configuration()).has_value());
     EXPECT_THROW((void)loadDatabaseSettings(root_.layout), InputError);
 }
 

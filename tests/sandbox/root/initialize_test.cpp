@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include "criteria/CriteriaStore.h"
+#include "daemon/configuration.h"
 #include "errors/InputError.h"
 #include "root/configuration.h"
 #include "root/initialize.h"
@@ -217,7 +218,7 @@ TEST_F(Initialize, WorksInARootWhoseNameNeedsQuoting)
 TEST_F(Initialize, NamesTheMasterServerAndTheHostsFilesInTheConfiguration)
 {
     initializeRoot(layout_, std::nullopt, "master.example");
-    const auto configuration = keepsafe_sandbox::findConfiguration(layout_).value();
+    const auto configuration = keepsafe_sandbox::findConfiguration(layout_.configuration()).value();
     EXPECT_EQ(configuration.masterServer, "master.example");
     EXPECT_EQ(configuration.tlsCertificate, layout_.hostCertificate());
     EXPECT_EQ(configuration.tlsKey, layout_.hostKey());
@@ -227,7 +228,7 @@ TEST_F(Initialize, NamesTheMasterServerAndTheHostsFilesInTheConfiguration)
 TEST_F(Initialize, TakesTheLoopbackAddressForTheServiceWhenNobodyNamesOne)
 {
     init();
-    EXPECT_EQ(keepsafe_sandbox::findConfiguration(layout_).value().masterServer, "127.0.0.1");
+    EXPECT_EQ(keepsafe_sandbox::findConfiguration(layout_.configuration()).value().masterServer, "127.0.0.1");
 }
 
 TEST_F(Initialize, KeepsTheMasterServerThatTheConfigurationNames)

@@ -29,15 +29,15 @@ INSTANTIATE_TEST_SUITE_P(Databases, StoredContent, allDatabases(), kindName);
 TEST_P(StoredContent, OfATableThatIsMissingNamesItAndWhatMakesIt)
 {
     private_.run("DROP TABLE AUTH_MAIN.ACTL_ManagedObject");
-    EXPECT_EQ(failure(), "cannot read the table AUTH_MAIN.ACTL_ManagedObject, which 'ksrbac-sandbox init' "
-                         "makes: database status 2007005, the database rejected the statement");
+    EXPECT_EQ(failure(), "cannot read the table AUTH_MAIN.ACTL_ManagedObject, which the service makes "
+                         "when it starts: database status 2007005, the database rejected the statement");
 }
 
 TEST_P(StoredContent, WithoutRole0IsRefused)
 {
     private_.run("DELETE FROM AUTH_MAIN.ACTL_Role WHERE RoleID = 0");
-    EXPECT_EQ(failure(), "cannot use AUTH_MAIN.ACTL_Role: role 0 is missing, which 'ksrbac-sandbox init' "
-                         "makes");
+    EXPECT_EQ(failure(), "cannot use AUTH_MAIN.ACTL_Role: role 0 is missing, which the service makes "
+                         "when it starts");
 }
 
 TEST_P(StoredContent, ThatDoesNotFitTogetherIsRefused)

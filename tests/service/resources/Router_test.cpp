@@ -300,7 +300,7 @@ TEST_P(Resources, ThatFailAre500WithTheReasonAndALogLine)
     const std::string response = ask("POST", "roles", ROLE_BODY);
     EXPECT_THAT(response, StartsWith(R"(500 {"errorCode":220,"errorMessage":"cannot )"));
     EXPECT_THAT(log_.lines(16),
-                testing::Contains(LogLine{16, "ksrbac-sandbox",
+                testing::Contains(LogLine{16, "Router::answer",
                                           "POST \"/keepsafe/access-control/roles\"; http status 500; " +
                                               response.substr(4)}));
 }
@@ -310,7 +310,7 @@ TEST_P(Resources, LogEachRequestWithoutItsBody)
     log_.clear();
     (void)ask("POST", "roles", ROLE_BODY);
     EXPECT_EQ(log_.lines().back(),
-              (LogLine{4, "ksrbac-sandbox", "POST \"/keepsafe/access-control/roles\"; http status 201"}));
+              (LogLine{4, "Router::answer", "POST \"/keepsafe/access-control/roles\"; http status 201"}));
     for (const LogLine& line : log_.lines()) {
         EXPECT_EQ(line.text.find("Auditor"), std::string::npos) << line;
     }

@@ -1,4 +1,4 @@
-#include "root/ServiceLock.h"
+#include "daemon/ServiceLock.h"
 
 #include <cerrno>
 #include <system_error>
@@ -8,11 +8,25 @@
 
 #include "files/FileError.h"
 #include "files/PosixFileSystem.h"
+#include "files/new_file.h"
 
 namespace keepsafe_sandbox {
 
-ServiceLock::ServiceLock(const RootLayout& layout, const std::string& holder)
-    : file_(PosixFileSystem().openOrCreate(layout.serviceLock()))
+namespace {
+
+OpenFile openLockFile(const CacheLocation& location)
+{
+    const std::string path = location.folder() + "/service.lock";
+    PosixFileSystem fileSystem;
+    fileSystem.createDirectories(location.folder());
+    createFile(path, OWNER_ONLY, "");
+    return fileSystem.openOrCreate(path);
+}
+
+} // namespace
+
+ServiceLock::ServiceLock(const CacheLocation& location, const std::string& holder)
+    : file_(openLockFile(location))
 {
     if (::flock(file_.descriptor(), LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK) {

@@ -1,0 +1,33 @@
+#ifndef KEEPSAFE_SANDBOX_DAEMON_SERVICELOCK_H
+#define KEEPSAFE_SANDBOX_DAEMON_SERVICELOCK_H
+
+#include <stdexcept>
+#include <string>
+
+#include "cachewriter/CacheLocation.h"
+#include "files/FileSystem.h"
+
+namespace keepsafe_sandbox {
+
+/// Another process is at work on what the access-control service of a root keeps. `what()` says which.
+class AlreadyRunning : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The right to change what the access-control service of a root keeps, while it lives: one process at a time
+/// has it. The system takes it back from a process that dies. Its file is the owner's alone, so that nobody
+/// else can keep the service from starting.
+class ServiceLock {
+public:
+    /// `holder`: what this process is, for the message of one that comes later: "the service". Throws
+    /// `AlreadyRunning`, "the service is running for this root (process 42)", and `FileError`.
+    ServiceLock(const CacheLocation& location, const std::string& holder);
+
+private:
+    OpenFile file_;
+};
+
+} // namespace keepsafe_sandbox
+
+#endif

@@ -1,0 +1,20 @@
+#ifndef KEEPSAFE_SANDBOX_DAEMON_RUN_PROGRAM_H
+#define KEEPSAFE_SANDBOX_DAEMON_RUN_PROGRAM_H
+
+#include <functional>
+#include <string>
+
+namespace keepsafe_sandbox {
+
+/// Exit statuses of the programs.
+constexpr int EXIT_DONE = 0;
+constexpr int EXIT_REFUSED = 1;   ///< the system, the database or the library refused a step
+constexpr int EXIT_BAD_INPUT = 2; ///< usage, or a document or a configuration that cannot be used
+
+/// Runs a program: the exit status is what `run` returns, or that of the exception that it throws, whose
+/// message goes to standard error behind the program's name.
+int runProgram(const std::string& name, const std::function<int()>& run);
+
+} // namespace keepsafe_sandbox
+
+#endif

@@ -1,0 +1,94 @@
+#include "daemon/serve.h"
+
+#include <csignal>
+#include <cstring>
+#include <future>
+#include <iostream>
+#include <optional>
+#include <stdexcept>
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include "accesscontrol/AccessControl.h"
+#include "daemon/ServiceLock.h"
+#include "daemon/service_manager.h"
+#include "database/schema.h"
+#include "files/PosixFileSystem.h"
+#include "resources/Router.h"
+
+namespace keepsafe_sandbox {
+
+namespace {
+
+/// The signals that ask the service to end. Threads that are made while it lives are not interrupted by them.
+class EndSignals {
+public:
+    EndSignals()
+    {
+        sigemptyset(&signals_);
+        sigaddset(&signals_, SIGTERM);
+        sigaddset(&signals_, SIGINT);
+        const int error = ::pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
+        if (error != 0) {
+            throw std::runtime_error(std::string("cannot block signals: ") + std::strerror(error));
+        }
+    }
+
+    void wait() const
+    {
+        int signal = 0;
+        while (::sigwait(&signals_, &signal) != 0) {
+        }
+    }
+
+    /// As if one of them had come.
+    static void raise() { ::kill(::getpid(), SIGTERM); }
+
+private:
+    sigset_t signals_{};
+};
+
+/// Serves until a signal comes; what has ended the listener early is thrown.
+void serveUntilSignal(HttpsListener& listener, const EndSignals& signals)
+{
+    std::future<void> serving = std::async(std::launch::async, [&listener] {
+        try {
+            listener.run();
+        } catch (...) {
+            EndSignals::raise();
+            throw;
+        }
+    });
+    signals.wait();
+    listener.stop();
+    serving.get();
+}
+
+} // namespace
+
+void serve(const ServiceSettings& settings)
+{
+    const EndSignals signals;
+    const CacheLocation location(settings.root, SERVICE_CACHE_ID);
+    const ServiceLock lock(location, "the service");
+    std::optional<Router> router;
+    HttpsListener listener(settings.address, settings.tls,
+                           {[&router](const ServiceRequest& request) { return router->answer(request); },
+                            Router::mostBodyBytes});
+
+    Database database(settings.database);
+    ensureSchema(database,
+                 settings.database.onConnect.empty() ? SchemaOrigin::Create : SchemaOrigin::Attached);
+    PosixFileSystem fileSystem;
+    AccessControl accessControl(database, fileSystem, location);
+    router.emplace(accessControl);
+
+    if (!(std::cout << "listening on https://" << settings.address.text() << std::endl)) {
+        throw std::runtime_error("cannot write standard output");
+    }
+    tellServiceManager("READY=1");
+    serveUntilSignal(listener, signals);
+}
+
+} // namespace keepsafe_sandbox

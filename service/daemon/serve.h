@@ -1,0 +1,29 @@
+#ifndef KEEPSAFE_SANDBOX_DAEMON_SERVE_H
+#define KEEPSAFE_SANDBOX_DAEMON_SERVE_H
+
+#include <string>
+
+#include <keepsafe/platform/dal/Dal.h>
+
+#include "server/HttpsListener.h"
+#include "server/ListenAddress.h"
+
+namespace keepsafe_sandbox {
+
+struct ServiceSettings {
+    std::string root; ///< the installation root whose processes read the access cache
+    ListenAddress address;
+    ServerTlsFiles tls;
+    Tessara::Dal::DbConnectionSettings database;
+};
+
+/// Runs the access-control service until SIGTERM or SIGINT. When clients are answered, it prints "listening
+/// on https://ADDRESS:PORT" and tells the service manager. The process has one thread when this is called.
+///
+/// Throws `InputError`, `AlreadyRunning`, `DatabaseError`, `FileError`, `PublishError`, `EC_exception`, and
+/// `std::runtime_error` for what the system refuses.
+void serve(const ServiceSettings& settings);
+
+} // namespace keepsafe_sandbox
+
+#endif

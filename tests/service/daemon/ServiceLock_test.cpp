@@ -1,0 +1,71 @@
+#include "daemon/ServiceLock.h"
+
+#include <optional>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "files/FileError.h"
+#include "support/TempDir.h"
+
+namespace {
+
+using keepsafe_sandbox::AlreadyRunning;
+using keepsafe_sandbox::CacheLocation;
+using keepsafe_sandbox::FileError;
+using keepsafe_sandbox::ServiceLock;
+using keepsafe_test::TempDir;
+
+class ServiceLockTest : public testing::Test {
+protected:
+    std::string refusal() const
+    {
+        try {
+            const ServiceLock second(location_, "an import");
+        } catch (const AlreadyRunning& error) {
+            return error.what();
+        }
+        return "no error";
+    }
+
+    TempDir root_;
+    CacheLocation location_{root_.path(), "service"};
+};
+
+TEST_F(ServiceLockTest, TellsASecondOneWhoHasIt)
+{
+    const ServiceLock first(location_, "the service");
+    EXPECT_EQ(refusal(), "the service is running for this root (process " + std::to_string(::getpid()) + ")");
+}
+
+TEST_F(ServiceLockTest, IsFreeWhenItsHolderIsGone)
+{
+    std::optional<ServiceLock> first(std::in_place, location_, "the service, whose text is longer");
+    first.reset();
+    EXPECT_EQ(refusal(), "no error");
+}
+
+TEST_F(ServiceLockTest, IsOneForEachRoot)
+{
+    const TempDir other;
+    const ServiceLock first({other.path(), "service"}, "the service");
+    EXPECT_EQ(refusal(), "no error");
+}
+
+TEST_F(ServiceLockTest, CanBeTakenByNobodyElseAsItsFileIsItsOwnersAlone)
+{
+    const ServiceLock first(location_, "the service");
+    struct stat status = {};
+    ASSERT_EQ(::stat((location_.folder() + "/service.lock").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+}
+
+TEST_F(ServiceLockTest, SaysWhenItsFileCannotBeMade)
+{
+    keepsafe_test::writeFile(root_.path("wmc"), "");
+    EXPECT_THROW(ServiceLock(location_, "the service"), FileError);
+}
+
+} // namespace

@@ -1,0 +1,149 @@
+// ksrbacd as a process, started as a service manager starts it and asked by the library's clients.
+
+#include <csignal>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <keepsafe/rbac/api/Roles.h>
+
+#include "sandbox/support/SandboxRoot.h"
+#include "service/daemon/NotifySocket.h"
+#include "support/CapturedLog.h"
+#include "support/Process.h"
+#include "support/TempDir.h"
+#include "support/own_address.h"
+
+namespace {
+
+using keepsafe_test::NotifySocket;
+using keepsafe_test::Process;
+using keepsafe_test::ProgramResult;
+using keepsafe_test::readFile;
+using keepsafe_test::writeFile;
+using Tessara::Keepsafe::Rbac::Role;
+using Tessara::Keepsafe::Rbac::RoleAPI;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+/// An installation root whose processes look for the service at a private address, and the service's own
+/// configuration, which is another file.
+class ServiceProgram : public testing::Test {
+protected:
+    ServiceProgram()
+    {
+        const ProgramResult made = root_.sandbox({"init", "--service", address_});
+        EXPECT_EQ(made.exitStatus, 0) << made.errors;
+        writeFile(configuration_, "master_server = \"" + address_ + "\"\n" + withoutMasterServer());
+    }
+
+    [[nodiscard]] std::string withoutMasterServer() const
+    {
+        return "[tls]\ncertificate = \"" + root_.path("var/sandbox/tls/server.pem") + "\"\nkey = \"" +
+               root_.path("var/sandbox/tls/server.key") + "\"\nca = \"" + root_.path("etc/tls/ca.pem") +
+               "\"\n[log]\nlevel = 4\n" +
+               "[database]\nconnection = \"Driver=SQLite3;Database=:memory:;Timeout=10000;\"\n" +
+               "on_connect = [\"ATTACH DATABASE '" + root_.path("var/sandbox/auth_main.db") +
+               "' AS AUTH_MAIN\"]\n";
+    }
+
+    [[nodiscard]] std::vector<std::string> command() const
+    {
+        return {KSRBACD_BINARY, "--root", root_.path(), "--config", configuration_};
+    }
+
+    [[nodiscard]] ProgramResult refused(const std::string& text) const
+    {
+        writeFile(configuration_, text);
+        return keepsafe_test::runProgram(command());
+    }
+
+    /// Starts the service and waits until it says that it is ready.
+    Process started() const
+    {
+        NotifySocket socket(root_.path("notify"));
+        ::setenv("NOTIFY_SOCKET", socket.name().c_str(), 1);
+        Process process = Process::start(command(), root_.path("output"), root_.path("errors"));
+        ::unsetenv("NOTIFY_SOCKET");
+        EXPECT_EQ(socket.received(), "READY=1") << readFile(root_.path("errors"));
+        return process;
+    }
+
+    keepsafe_test::SandboxRoot root_;
+    keepsafe_test::CapturedLog log_{8};
+    const std::string address_ = keepsafe_test::ownAddress();
+    const std::string configuration_ = root_.path("etc/ksrbacd.toml");
+};
+
+TEST_F(ServiceProgram, AnswersFromItsReadinessToASignal)
+{
+    for (const int signal : {SIGTERM, SIGINT}) {
+        Process process = started();
+        EXPECT_EQ(readFile(root_.path("output")), "listening on https://" + address_ + ":1556\n");
+        const Role role = RoleAPI().create_role("role of signal " + std::to_string(signal), "");
+        EXPECT_THAT(readFile(root_.path("errors")), HasSubstr("http status 201")) << "its log";
+        process.signal(signal);
+        EXPECT_EQ(process.wait().exitStatus, 0);
+    }
+    const Process again = started();
+    EXPECT_EQ(RoleAPI().get_roles("").size(), 3U) << "role 0 and what was made before";
+}
+
+TEST_F(ServiceProgram, IsAloneInItsRootWhicheverProgramOffersTheService)
+{
+    const Process process = started();
+    const std::string running =
+        "the service is running for this root (process " + std::to_string(process.pid()) + ")\n";
+    const ProgramResult second = keepsafe_test::runProgram(command());
+    EXPECT_EQ(second.exitStatus, 1);
+    EXPECT_EQ(second.errors, "ksrbacd: " + running);
+    EXPECT_EQ(root_.sandbox({"serve"}).errors, "ksrbac-sandbox: " + running);
+}
+
+TEST_F(ServiceProgram, NamesWhatIsWrongWithItsConfiguration)
+{
+    const ProgramResult misspelt = refused("[database]\nconection = \"X\"\n");
+    EXPECT_EQ(misspelt.exitStatus, 2);
+    EXPECT_EQ(misspelt.errors, "ksrbacd: " + configuration_ + ":2:1: unknown key \"database.conection\"\n");
+
+    const ProgramResult lacking = refused(withoutMasterServer());
+    EXPECT_EQ(lacking.exitStatus, 2);
+    EXPECT_THAT(lacking.errors, StartsWith("ksrbacd: " + configuration_ + " names no master server"));
+
+    const ProgramResult missing =
+        keepsafe_test::runProgram({KSRBACD_BINARY, "--root", root_.path(), "--config", root_.path("none")});
+    EXPECT_EQ(missing.exitStatus, 2);
+    EXPECT_EQ(missing.errors, "ksrbacd: " + root_.path("none") + " is missing\n");
+}
+
+TEST_F(ServiceProgram, ReadsTheConfigurationOfTheRootUnlessItIsGivenAnother)
+{
+    const ProgramResult result =
+        keepsafe_test::runProgram({KSRBACD_BINARY, "--root", root_.path(), "--listen", "192.0.2.1:1556"});
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.errors, "ksrbacd: cannot listen on 192.0.2.1:1556: Cannot assign requested address\n");
+}
+
+TEST_F(ServiceProgram, NamesAFileThatItCannotUse)
+{
+    writeFile(root_.path("var/sandbox/tls/server.pem"), "no certificate");
+    const ProgramResult result = keepsafe_test::runProgram(command());
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_THAT(result.errors,
+                StartsWith("ksrbacd: " + root_.path("var/sandbox/tls/server.pem") + " cannot be used"));
+}
+
+TEST(ServiceProgramUsage, IsShownAndHasAVersion)
+{
+    const ProgramResult help = keepsafe_test::runProgram({KSRBACD_BINARY, "--help"});
+    EXPECT_EQ(help.exitStatus, 0);
+    EXPECT_THAT(help.output, HasSubstr("--config"));
+    const ProgramResult version = keepsafe_test::runProgram({KSRBACD_BINARY, "--version"});
+    EXPECT_EQ(version.output, "ksrbacd (keepsafe-rbac) " KEEPSAFE_VERSION "\n");
+    EXPECT_EQ(keepsafe_test::runProgram({KSRBACD_BINARY, "--colour"}).exitStatus, 2);
+}
+
+} // namespace

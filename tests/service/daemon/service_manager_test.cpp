@@ -1,0 +1,65 @@
+#include "daemon/service_manager.h"
+
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "service/daemon/NotifySocket.h"
+#include "support/TempDir.h"
+
+namespace {
+
+using keepsafe_sandbox::tellServiceManager;
+using keepsafe_test::NotifySocket;
+
+class ServiceManager : public testing::Test {
+protected:
+    ~ServiceManager() override { ::unsetenv("NOTIFY_SOCKET"); }
+
+    static void announce(const std::string& socket) { ::setenv("NOTIFY_SOCKET", socket.c_str(), 1); }
+
+    keepsafe_test::TempDir folder_;
+};
+
+TEST_F(ServiceManager, IsToldThroughItsSocketInTheFileSystem)
+{
+    NotifySocket socket(folder_.path("notify"));
+    announce(socket.name());
+    tellServiceManager("READY=1");
+    EXPECT_EQ(socket.received(), "READY=1");
+}
+
+TEST_F(ServiceManager, IsToldThroughASocketWithoutAFile)
+{
+    NotifySocket socket("@" + folder_.path("notify"));
+    announce(socket.name());
+    tellServiceManager("READY=1");
+    EXPECT_EQ(socket.received(), "READY=1");
+}
+
+TEST_F(ServiceManager, NeedNotBeThere)
+{
+    ::unsetenv("NOTIFY_SOCKET");
+    EXPECT_NO_THROW(tellServiceManager("READY=1"));
+}
+
+TEST_F(ServiceManager, IsNamedWhenItCannotBeReached)
+{
+    const auto failure = [](const std::string& socket) {
+        announce(socket);
+        try {
+            tellServiceManager("READY=1");
+        } catch (const std::runtime_error& error) {
+            return std::string(error.what());
+        }
+        return std::string("no error");
+    };
+    EXPECT_EQ(failure(folder_.path("none")),
+              "cannot tell the service manager at " + folder_.path("none") + ": No such file or directory");
+    EXPECT_EQ(failure("/" + std::string(200, 'x')),
+              "cannot tell the service manager at /" + std::string(200, 'x') + ": File name too long");
+}
+
+} // namespace
