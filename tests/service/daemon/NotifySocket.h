@@ -28,7 +28,11 @@ public:
         const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name_.size());
         EXPECT_EQ(::bind(descriptor_, reinterpret_cast<const sockaddr*>(&address), length), 0) << name_;
     }
-    ~NotifySocket() { ::close(descriptor_); }
+    ~NotifySocket()
+    {
+        ::close(descriptor_);
+        ::unlink(name_.c_str());
+    }
     NotifySocket(const NotifySocket&) = delete;
     NotifySocket& operator=(const NotifySocket&) = delete;
 
