@@ -62,7 +62,7 @@ void OperationCache::load()
     try {
         lock.emplace(path);
     } catch (const EC_exception&) {
-        throwUnreadable("its file lock cannot be had");
+        throwUnreadable("its file lock cannot be acquired");
     }
     json_error_t error;
     const JsonHandle root = loadJsonFile(path, error);

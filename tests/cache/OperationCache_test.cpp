@@ -133,8 +133,8 @@ TEST_F(OperationCacheTest, AMissingFolderIsStatus13)
 {
     EXPECT_EQ(statusOfLookup(), 13);
     EXPECT_THAT(log_.lines(16),
-                testing::Contains(
-                    LogLine{16, LOAD_TAG, "Error loading operation cache: its file lock cannot be had"}));
+                testing::Contains(LogLine{
+                    16, LOAD_TAG, "Error loading operation cache: its file lock cannot be acquired"}));
 }
 
 TEST_F(OperationCacheTest, AFileThatIsNoJsonIsStatus13)

@@ -60,7 +60,7 @@ Failure DbConnection::State::runOnNewLink(std::unique_ptr<Prepared>& result, con
     const std::uint64_t age = source_.foundDead();
     std::unique_ptr<Link> link = source_.connect(status);
     if (!link) {
-        return {STATUS_CONNECTION_LOST, "the connection is lost and there is no new one"};
+        return {STATUS_CONNECTION_LOST, "the connection is lost and could not be replaced"};
     }
     link_ = std::move(link);
     age_ = age;
@@ -85,7 +85,7 @@ Failure DbConnection::State::run(std::unique_ptr<Prepared>& result, const std::s
     if (failure.status == STATUS_CONNECTION_LOST && idled && results_ == 0 &&
         std::chrono::steady_clock::now() - start < DIED_WHILE_IDLE) {
         logmsgf(Keepsafe::Platform::LOG_LEVEL_NOTABLE, "DbConnection::Execute",
-                "an idle connection to the database was lost, connecting anew: %s", failure.text.c_str());
+                "an idle connection to the database was lost, connecting again: %s", failure.text.c_str());
         return runOnNewLink(result, sql, parameters, count);
     }
     // The table may have changed under a prepared statement, or the server forgot it.

@@ -13,7 +13,7 @@ std::string checkColumn(const DalOdbcView::BindingStruct& column, std::size_t ro
                         std::size_t resultColumns)
 {
     if (column.kind != BINDING_RESULT) {
-        return "is no column of a result";
+        return "is not a column of a result";
     }
     if (column.number == 0 || column.number > resultColumns) {
         return "has the number " + std::to_string(column.number) + " in a result of " +
@@ -44,7 +44,7 @@ std::string checkParameters(const DalOdbcView::BindingStruct* parameters, std::s
         const DalOdbcView::BindingStruct& parameter = parameters[count];
         if (count == MAX_PARAMETERS || parameter.number != count + 1 || parameter.kind != BINDING_INPUT ||
             parameter.valueType != VALUE_TYPE_TEXT || parameter.sqlType != SQL_TYPE_TEXT) {
-            return "parameter " + std::to_string(count + 1) + " is no input text of that number";
+            return "parameter " + std::to_string(count + 1) + " is not an input text with that number";
         }
         if (parameter.text != nullptr && std::memchr(parameter.text, '\0', parameter.length) != nullptr) {
             return "parameter " + std::to_string(count + 1) + " has a zero byte"; // drivers end there

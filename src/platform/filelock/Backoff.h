@@ -11,7 +11,7 @@ using Clock = std::chrono::steady_clock;
 /// The end of a wait on the monotonic clock.
 class Deadline {
 public:
-    /// -1 never passes; 0 has passed already.
+    /// -1 never passes; 0 has already passed.
     explicit Deadline(int timeoutMs) noexcept;
 
     [[nodiscard]] bool passed() const noexcept
@@ -25,8 +25,8 @@ private:
 };
 
 /// The pauses of a polling wait: a few yields, then sleeps that start at 20 microseconds and double up to the
-/// longest pause. Each sleep is shortened by a random part of up to a half, so that waiters do not move in
-/// step with each other or with a writer's rests.
+/// longest pause. Each sleep is shortened by a random part of up to half, so that waiters do not move in step
+/// with each other or with a writer's rests.
 class Backoff {
 public:
     /// A longest pause of less than 20 microseconds counts as 20.
@@ -34,7 +34,7 @@ public:
 
     /// Pauses once; a sleep does not go past `deadline`, and a signal may cut it short.
     void pause(const Deadline& deadline) noexcept;
-    /// Begins again with yields.
+    /// Starts again with yields.
     void restart() noexcept;
 
 private:

@@ -37,7 +37,7 @@ const Range* rangeOf(std::uintptr_t address) noexcept
 bool replacePage(const Range& range, void* address) noexcept
 {
     if (std::atomic<std::uint64_t>* const epoch = range.epoch.load(std::memory_order_relaxed)) {
-        // Odd, and another number than before.
+        // Odd, and different from before.
         std::uint64_t before = epoch->load();
         while (!epoch->compare_exchange_weak(before, before + (before % 2 == 0 ? 1 : 2))) {
         }
@@ -52,8 +52,8 @@ void onBusError(int signal, siginfo_t* info, void* /*context*/)
     const auto address = reinterpret_cast<std::uintptr_t>(info->si_addr);
     const Range* const range = info->si_code == BUS_ADRERR ? rangeOf(address) : nullptr;
     if (range == nullptr || !replacePage(*range, info->si_addr)) {
-        // As without this handler: the access is repeated and ends the process. A signal that somebody sent
-        // has to be sent again.
+        // As without this handler: the access is repeated and terminates the process. A signal sent by a
+        // process must be sent again.
         struct sigaction byDefault {};
         byDefault.sa_handler = SIG_DFL;
         sigaction(signal, &byDefault, nullptr);

@@ -7,14 +7,14 @@
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
-/// Keeps the process alive when a file that it has mapped is cut short: an access beyond the file's end then
-/// finds a page of zeros, which belongs to this process alone, in place of SIGBUS.
+/// Keeps the process alive when a file that it has mapped is truncated: an access beyond the file's end then
+/// finds a private page of zeros instead of SIGBUS.
 ///
-/// The handler is installed with the first guard, and only where SIGBUS would end the process; a handler of
-/// the host program stays. It acts on addresses of guarded mappings alone. Any other SIGBUS ends the process
-/// as it would have without the handler.
+/// The handler is installed with the first guard, and only if SIGBUS would terminate the process; a handler
+/// of the host program stays. It acts only on addresses in guarded mappings. Any other SIGBUS terminates the
+/// process as it would have without the handler.
 ///
-/// Guards are made under the fork mutex, and given up before their mapping.
+/// Guards are made under the fork mutex, and released before their mapping.
 class BusErrorGuard {
 public:
     BusErrorGuard() = default;
@@ -23,8 +23,8 @@ public:
     ~BusErrorGuard() { forget(); }
 
     /// Guards the mapping of `size` bytes, whole pages, which this object guards until `forget`. When a page
-    /// is missing, `*epoch` is made another odd number before anything is read from its replacement. There is
-    /// room for a limited number of mappings in a process; beyond it nothing is guarded.
+    /// is missing, `*epoch` becomes a different odd number before anything is read from its replacement. A
+    /// process can guard a limited number of mappings; further ones are not guarded.
     void guard(void* address, std::size_t size, std::atomic<std::uint64_t>* epoch) noexcept;
     void forget() noexcept;
 

@@ -16,10 +16,10 @@ inline std::int64_t coarseMilliseconds() noexcept
     return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
 
-/// Something that one thread of a process does at most once in a while. It is due from the beginning.
+/// Something that one thread of a process does at most once per interval. It is due at the start.
 class OnceInAWhile {
 public:
-    /// Whether the caller is the one to do it now.
+    /// Whether the caller must do it now.
     [[nodiscard]] bool isDue(std::chrono::milliseconds interval) noexcept
     {
         const std::int64_t now = coarseMilliseconds();
@@ -33,8 +33,8 @@ private:
     std::atomic<std::int64_t> nextMs_{0};
 };
 
-/// How old the result of a look is. It is as old as the beginning of the look, and counts only from its end:
-/// so whoever finds it fresh knows what was so at most that long ago.
+/// How old the result of a check is. It dates from the start of the check and becomes valid at its end: a
+/// thread that finds it fresh knows what was true at most that long ago.
 class Freshness {
 public:
     [[nodiscard]] bool isStale(std::chrono::milliseconds age) const noexcept

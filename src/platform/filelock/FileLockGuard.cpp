@@ -51,7 +51,7 @@ void refuseUnlessPossible(const FileLock& lock, int lockType, int timeoutMs, Thr
 
 Clock::duration toDuration(const ACE_Time_Value& value)
 {
-    // Some minutes at most: a pause is also the time after which a deadline is looked at.
+    // At most some minutes: a deadline is checked only after a pause.
     constexpr std::int64_t LONGEST_SECONDS = 600;
     if (value.sec() >= LONGEST_SECONDS) {
         return std::chrono::seconds(LONGEST_SECONDS);

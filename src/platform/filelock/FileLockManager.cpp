@@ -10,8 +10,8 @@
 
 using Tessara::Keepsafe::Platform::filelock::ForkRegistry;
 
-/// Weak references: a lock's descriptor is closed when its last handle goes. Guarded by the fork mutex, so
-/// that a child finds the table whole.
+/// Weak references: a lock's descriptor is closed with its last handle. Guarded by the fork mutex, so that a
+/// child finds the table consistent.
 class __attribute__((visibility("hidden"))) FileLockManager::Impl {
 public:
     std::map<std::string, std::weak_ptr<FileLock::State>> locks;
@@ -36,7 +36,7 @@ FileLockManager& FileLockManager::instance()
 
 FileLock FileLockManager::getLock(const std::string& name, FileLock::MissingFile missing)
 {
-    // Declared before the mutex is taken: a last reference that goes here takes it in its destructor.
+    // Declared before the mutex is taken: a last reference released here takes it in its destructor.
     std::shared_ptr<FileLock::State> state;
     const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
     const auto known = impl_->locks.find(name);

@@ -9,11 +9,11 @@
 namespace Tessara::Keepsafe::Platform::filelock {
 
 /// How far the readers of a process respect a shut gate. A writer opens it from time to time, but a stopped
-/// writer cannot, and of many writers one or the other keeps it shut. A reader that has found it shut for the
-/// whole of the patience exhausts it: then the process ignores the gate for 10 ms, doubling to 1 s as long as
-/// nobody finds the gate open. Exclusion never depends on the gate.
+/// writer cannot, and with many writers there is always one that keeps it shut. A reader that has found it
+/// shut for the whole patience exhausts it: then the process ignores the gate for 10 ms, doubling to 1 s as
+/// long as nobody finds the gate open. Exclusion never depends on the gate.
 ///
-/// Threads meet here without a lock; a lost update costs a little fairness.
+/// Threads share it without a lock; a lost update costs a little fairness.
 class GatePatience {
 public:
     explicit GatePatience(const LockSettings& settings) noexcept
@@ -26,7 +26,7 @@ public:
         return Clock::now().time_since_epoch().count() < ignoredUntil_.load(std::memory_order_relaxed);
     }
 
-    /// For how long it would be ignored next.
+    /// For how long it will be ignored next time.
     [[nodiscard]] Clock::duration nextSpan() const noexcept
     {
         return Clock::duration(span_.load(std::memory_order_relaxed));

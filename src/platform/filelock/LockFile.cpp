@@ -28,7 +28,7 @@ void requireRegular(mode_t mode)
     }
 }
 
-/// Asked before opening, because the mere opening of a FIFO or a device can have effects.
+/// Checked before opening, because merely opening a FIFO or a device can have side effects.
 void refuseOtherThanRegular(const std::string& path)
 {
     struct stat status {};
@@ -48,10 +48,10 @@ int openOnce(const std::string& path, int flags) noexcept
 
 int openDescriptor(const std::string& path, LockFile::Access access, bool createIfMissing)
 {
-    // O_NONBLOCK: should a FIFO take the file's place just now, nobody hangs.
+    // O_NONBLOCK: nothing hangs if a FIFO takes the file's place just now.
     const int flags =
         (access == LockFile::Access::Read ? O_RDONLY : O_RDWR) | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
-    // First without O_CREAT: a user who may not write in the folder can still share a file that is there.
+    // First without O_CREAT: a user who may not write in the folder can still share an existing file.
     int descriptor = openOnce(path, flags);
     if (descriptor < 0 && errno == ENOENT && createIfMissing) {
         descriptor = openOnce(path, flags | O_CREAT);
@@ -165,9 +165,9 @@ LockFile::Outcome LockFile::unlockData() noexcept
 
 LockFile::Outcome LockFile::unlockAll() noexcept
 {
-    // The whole file, from 0 without an end: nothing but these two bytes is ever locked through this open
-    // file, and the kernel answers this one request without the spare lock records that it allocates for any
-    // other range.
+    // The whole file, from 0 without an end: only these two bytes are ever locked through this open file, and
+    // the kernel handles this one request without the spare lock records that it allocates for any other
+    // range.
     return requestLock(descriptor_, F_OFD_SETLK, F_UNLCK, 0, 0);
 }
 
@@ -187,7 +187,7 @@ bool LockFile::isCurrent(const std::string& path) const noexcept
 
 bool LockFile::isOwnDescriptor() const noexcept
 {
-    // Someone who reuses the number for the same file hardly opens it with O_NONBLOCK.
+    // Code that reuses the number for the same file is unlikely to open it with O_NONBLOCK.
     const int flags = fcntl(descriptor_, F_GETFL);
     struct stat status {};
     return flags >= 0 && (flags & O_NONBLOCK) != 0 && fstat(descriptor_, &status) == 0 &&

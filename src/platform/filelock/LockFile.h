@@ -32,9 +32,9 @@ private:
 
 /// An open lock file: owner of the descriptor, and the system calls on it.
 ///
-/// Two bytes far beyond any data are locked with open-file-description locks, which go with the last
-/// descriptor of this open file, at a crash too, and not when some other descriptor of the same file is
-/// closed. The data byte carries the exclusion; the gate byte says that a writer waits.
+/// Two bytes far beyond any data are locked with open-file-description locks, which are released with the
+/// last descriptor of this open file, also after a crash, but not when another descriptor of the same file is
+/// closed. The data byte provides the exclusion; the gate byte says that a writer waits.
 ///
 /// INVARIANT: the descriptor is opened and closed under the fork mutex only.
 class LockFile {
@@ -47,10 +47,10 @@ public:
     LockFile(const LockFile&) = delete;
     LockFile& operator=(const LockFile&) = delete;
 
-    /// Opens the regular file at the path. Throws `LockFileError`. Never waits on, creates or alters anything
-    /// but, when asked to, an empty file where there is none.
+    /// Opens the regular file at the path. Throws `LockFileError`. Never waits; creates nothing except, if
+    /// asked to, an empty file where there is none.
     void open(const std::string& path, Access access, bool createIfMissing);
-    /// Closes; a descriptor that someone else has closed and perhaps used again is left alone.
+    /// Closes; a descriptor that other code has closed and perhaps reused is left alone.
     void close() noexcept;
     /// `close` for a caller that holds the fork mutex.
     void closeUnderForkMutex() noexcept;
@@ -60,17 +60,17 @@ public:
     Outcome tryShareData() noexcept;
     Outcome tryLockData() noexcept;
     Outcome tryLockGate() noexcept;
-    /// Asks about the gate and holds nothing. `Busy` means that a writer keeps it shut.
+    /// Checks the gate and takes no lock. `Busy` means that a writer keeps it shut.
     Outcome askGate() noexcept;
     Outcome unlockGate() noexcept;
     Outcome unlockData() noexcept;
-    /// Data and gate at once.
+    /// Data and gate together.
     Outcome unlockAll() noexcept;
 
-    /// Whether the descriptor still stands for the file that was opened, and that file has a name. One system
+    /// Whether the descriptor still refers to the file that was opened, and that file has a name. One system
     /// call.
     [[nodiscard]] bool isIntact() const noexcept;
-    /// Whether it is also the file that the path leads to now.
+    /// Whether it is also the file that the path now leads to.
     [[nodiscard]] bool isCurrent(const std::string& path) const noexcept;
 
 private:

@@ -5,9 +5,9 @@
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
-/// The numbers behind fairness between readers and writers; docs/locking.md says why each is what it is. All
-/// processes that share a lock should use the same ones, so the product has one set. Only a control
-/// experiment, which shows what the gate is for, uses another.
+/// The settings for fairness between readers and writers; docs/locking.md gives the reasons for the values.
+/// All processes that share a lock should use the same ones, so the product has one set. Only a control
+/// experiment, which shows the effect of the gate, uses another.
 struct LockSettings {
     /// Without the gate exclusion is the same, but a writer gets in only when readers happen to leave a gap.
     bool gate = true;
@@ -18,8 +18,8 @@ struct LockSettings {
     /// How long it then stays open; doubles each time up to `gateOpenLongest`.
     std::chrono::milliseconds gateOpen{10};
     std::chrono::milliseconds gateOpenLongest{1000};
-    /// How long a reader or a writer respects a gate that never opens: whoever shut it may be stopped, or
-    /// there are many writers. It then goes to the data lock directly.
+    /// How long a reader or a writer respects a gate that never opens: the writer that shut it may be
+    /// stopped, or there are many writers. It then tries the data lock directly.
     std::chrono::milliseconds gatePatience{60};
     /// Pause between two exclusive holds, in which waiting readers get in.
     std::chrono::microseconds writerRest{1000};
@@ -27,8 +27,8 @@ struct LockSettings {
     std::chrono::milliseconds pathCheckInterval{10};
     /// How long a process that could not make its file of slots waits before it tries again.
     std::chrono::milliseconds registrationRetry{1000};
-    /// How long a writer that finds no control page waits before it changes anything: readers may rely on a
-    /// page that has been removed, until they next look at the path.
+    /// How long a writer that finds no control page waits before it changes anything: until they next check
+    /// the path, readers may rely on a page that has been removed.
     std::chrono::milliseconds newPageWait{25};
 };
 

@@ -18,7 +18,7 @@ constexpr std::uint64_t FAILURES = ACQUISITION - FAILURE;
 
 bool asksGate(std::uint64_t word) noexcept { return (word / ACQUISITION) % 8 == 0; }
 
-/// Waits for a thread that is taking or releasing: some system calls, unless it is not running at the moment.
+/// Waits for a thread that is taking or releasing: some system calls, unless that thread is not running.
 class TransitionWait {
 public:
     void pause() noexcept
@@ -61,8 +61,7 @@ ReaderCount::Entry ReaderCount::enter(bool nested) noexcept
     }
 }
 
-/// Once it is taken it stays so while the caller is counted; so no later failure can be mistaken for this
-/// one.
+/// Once taken, it stays taken while the caller is counted, so no later failure can be mistaken for this one.
 bool ReaderCount::takenByTheFirst(std::uint64_t wordBefore) const noexcept
 {
     TransitionWait wait;
@@ -90,8 +89,8 @@ void ReaderCount::takingFailed() noexcept
 
 bool ReaderCount::leave() noexcept
 {
-    // Release for whoever comes after the last reader; acquire for the last one, who may use what the first
-    // one has set up.
+    // Release for the next thread after the last reader; acquire for the last reader, which may use what the
+    // first one has set up.
     std::uint64_t word = word_.load(std::memory_order_relaxed);
     bool last = false;
     do {

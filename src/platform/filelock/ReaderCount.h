@@ -14,9 +14,9 @@ namespace Tessara::Keepsafe::Platform::filelock {
 /// releasing the kernel lock; how many attempts to take it have failed; how many acquisitions there were that
 /// were not nested, modulo 256.
 ///
-/// INVARIANT: while the kernel lock is being taken, the readers are the one who takes it and those who came
-/// meanwhile. All of them have the lock when that succeeds; when it fails, none has, and the count of
-/// failures tells them. Without this, threads in tight loops hardly ever overlap: each is within the system
+/// INVARIANT: while the kernel lock is being taken, the readers are the thread that takes it and those that
+/// arrived meanwhile. If that succeeds, all of them have the lock; if it fails, none has, and the count of
+/// failures shows it. Without this, threads in tight loops would rarely overlap: each is inside the system
 /// calls most of the time, and the others would have to hit the moment in between.
 ///
 /// INVARIANT: while the kernel lock is being released, there are no readers, and newcomers wait.
@@ -25,19 +25,19 @@ namespace Tessara::Keepsafe::Platform::filelock {
 class ReaderCount {
 public:
     struct Entry {
-        bool first;    ///< the caller must take the kernel lock and say how that went
-        bool asksGate; ///< this acquisition is one of those that ask about the gate: every 8th
+        bool first;    ///< the caller must take the kernel lock and report the outcome
+        bool asksGate; ///< this acquisition checks the gate: every 8th does
     };
 
     /// Counts the caller as a reader, after a short wait when another thread is taking or releasing.
     Entry enter(bool nested) noexcept;
     void takingSucceeded() noexcept;
-    /// Nobody is a reader any more, neither the caller nor those who came meanwhile.
+    /// There are no readers any more: neither the caller nor those that arrived meanwhile.
     void takingFailed() noexcept;
     /// Returns whether the caller was the last: it must release the kernel lock and then call `released`.
     [[nodiscard]] bool leave() noexcept;
     void released() noexcept;
-    /// How many acquisitions last at this moment.
+    /// The number of acquisitions held now.
     [[nodiscard]] std::size_t readers() const noexcept;
     /// In a forked child.
     void forget() noexcept { word_.store(0, std::memory_order_relaxed); }

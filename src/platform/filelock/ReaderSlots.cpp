@@ -20,8 +20,8 @@ namespace Tessara::Keepsafe::Platform::filelock {
 
 namespace {
 
-/// How long after the beginning of a look a thread may enter by it: clearly less than what a writer waits
-/// when it finds no control page, less the delay of the clock.
+/// How long after the start of a check a thread may enter by it: clearly less than the wait of a writer that
+/// finds no control page, minus the delay of the clock.
 constexpr std::chrono::milliseconds LONGEST_ENTRY{10};
 
 bool statusOf(const std::string& path, struct stat& status) noexcept
@@ -29,20 +29,20 @@ bool statusOf(const std::string& path, struct stat& status) noexcept
     return stat(path.c_str(), &status) == 0;
 }
 
-/// Whether the path still stands for that file, and the file has its size.
+/// Whether the path still leads to that file, and the file has its size.
 bool isWhole(const std::string& path, const FileIdentity& file, std::size_t size) noexcept
 {
     struct stat status {};
     return isAt(path, file, status) && status.st_size == static_cast<off_t>(size);
 }
 
-/// Whether it is a regular file with this one name: under another one, writers look for slots elsewhere.
+/// Whether it is a regular file with only this name: under another name, writers look for slots elsewhere.
 bool isSuitable(const struct stat& status) noexcept
 {
     return S_ISREG(status.st_mode) && status.st_nlink == 1;
 }
 
-/// Whether this process may read the lock file, which is what a shared lock asks for.
+/// Whether this process may read the lock file, which a shared lock requires.
 bool mayRead(const std::string& lockPath, FileIdentity& identity) noexcept
 {
     struct stat status {};
@@ -57,14 +57,14 @@ bool mayRead(const std::string& lockPath, FileIdentity& identity) noexcept
     return isSuitable(status);
 }
 
-/// In this process alone: a child is to have slots of its own.
+/// In this process only: a child must have its own slots.
 bool mapOver(void* address, std::size_t size, int protection, const Process::Descriptor& file) noexcept
 {
     return mmap(address, size, protection, MAP_SHARED | MAP_FIXED, file.get(), 0) == address &&
            madvise(address, size, MADV_DONTFORK) == 0;
 }
 
-/// Writers of whatever user must read it; who may come here at all is decided by the folder.
+/// Writers of any user must be able to read it; the folder decides who has access.
 Process::Descriptor newSlotFile(const SlotFolder& folder) noexcept
 {
     Process::Descriptor file = folder.unnamedFile(sizeof(SlotFile));
@@ -192,11 +192,11 @@ ReaderSlots::Hold ReaderSlots::enterAfterLook(const Hold& hold) noexcept
         leave(*again.slot);
         again.slot = nullptr;
     }
-    again.writes = 0; // so that whoever trusts in it looks at its own files, too
+    again.writes = 0; // so that callers that rely on it check their own files, too
     return again;
 }
 
-/// False: another thread looks at the files just now, or forks.
+/// False: another thread is checking the files, or is forking.
 bool ReaderSlots::lookAtFiles() noexcept
 {
     const std::unique_lock<std::mutex> noFork(ForkRegistry::mutex(), std::try_to_lock);
@@ -237,7 +237,7 @@ bool ReaderSlots::filesAreCurrent() const noexcept
            reserved_->file.header.isSound();
 }
 
-/// A thread that finds the epoch even raises its slot before it asks for the epoch again; so one that is not
+/// A thread that finds the epoch even raises its slot before it reads the epoch again; so one that is not
 /// seen here will find it odd.
 bool ReaderSlots::anyInside() const noexcept
 {
@@ -259,13 +259,13 @@ void ReaderSlots::renew()
     findFolder();
     std::uint64_t epoch = epoch_.load();
     if (!mapFiles()) {
-        // What a mapping keeps would tell writers of a reader that does not exist, and one that failed may
-        // have left a hole.
+        // The lock that a mapping keeps would show writers a reader that does not exist, and a failed mapping
+        // may have left a hole.
         dropMappings();
         return;
     }
     region_.store(reserved_);
-    // It is another number when a page of these very mappings turned out to be missing.
+    // The number is different if a page of these mappings turned out to be missing.
     if (epoch_.compare_exchange_strong(epoch, epoch + 1)) {
         retry_.makeDue();
     }
@@ -290,8 +290,8 @@ bool ReaderSlots::mapFiles()
     return control.isOpen() && mapNewFile(folder, control);
 }
 
-/// Gives up what the mappings keep: the locks of the open files. A thread may be about to use the memory, so
-/// there is other memory in its place, of this process alone.
+/// Releases the locks of the open files, which the mappings keep. A thread may be about to use the memory, so
+/// private memory takes its place.
 void ReaderSlots::dropMappings() noexcept
 {
     if (reserved_ != nullptr) {

@@ -19,31 +19,31 @@
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
-/// This process's slots for one lock: the way in for readers that makes no system call. Where it is closed -
-/// no writer has made the control page, no permission, a file system that is not known, more threads than
-/// slots, a writer at work - they take the kernel lock instead.
+/// This process's slots for one lock: the way in for readers that makes no system call. Readers take the
+/// kernel lock instead if no writer has made the control page, if the process lacks permission, if the file
+/// system is unknown, if there are more threads than slots, or while a writer is active.
 ///
-/// The mappings lie at one address for the lifetime of the object. They are renewed when a file turns out to
-/// be another one than that at its path, which is looked at from time to time.
+/// The mappings lie at one address for the lifetime of the object. They are renewed when a file turns out not
+/// to be the one at its path, which is checked from time to time.
 ///
-/// INVARIANT: `epoch_` is odd while the mappings must not be relied on, and it is another even number after
+/// INVARIANT: `epoch_` is odd while the mappings must not be relied on, and a different even number after
 /// they have been renewed. A reader has the lock only when the epoch is the same, and even, before it has
 /// raised its slot and after it has read `writes`: then it has raised the slot that writers look at.
 ///
 /// INVARIANT: mappings are renewed only while no thread of the process is inside.
 ///
-/// Files that are cut short under their mappings would end the process with SIGBUS: see BusErrorGuard.h. What
-/// is read then is 0, which is no valid count of writes.
+/// Files that are truncated under their mappings would terminate the process with SIGBUS: see
+/// BusErrorGuard.h. A read then yields 0, which is not a valid count of writes.
 ///
-/// No descriptor stays open. The kernel lock on the process's file goes with the mapping, because it belongs
-/// to the open file, and a mapping keeps that; a host program that closes descriptors which are not its own
-/// takes nothing away.
+/// No descriptor stays open. The kernel lock on the process's file lasts as long as the mapping, because it
+/// belongs to the open file, and the mapping keeps that; a host program that closes descriptors that are not
+/// its own does no harm.
 class ReaderSlots {
 public:
-    /// What a thread knows itself about its slot: memory of this process alone.
+    /// What a thread knows about its own slot: private memory.
     struct alignas(CACHE_LINE) Own {
-        std::atomic<std::uint64_t> word{0}; ///< as in the slot, which may be a moment behind
-        std::uint64_t depth = 0;            ///< acquisitions that last, nested ones included
+        std::atomic<std::uint64_t> word{0}; ///< as in the slot, which may lag slightly
+        std::uint64_t depth = 0;            ///< acquisitions held now, nested ones included
         ReaderSlot* shared = nullptr;
     };
 
@@ -59,10 +59,10 @@ public:
     ReaderSlots(const ReaderSlots&) = delete;
     ReaderSlots& operator=(const ReaderSlots&) = delete;
 
-    /// Removes the process's file. Nobody holds the lock any more. The caller holds the fork mutex.
+    /// Removes the process's file. The lock is no longer held. The caller holds the fork mutex.
     void close() noexcept;
 
-    /// Takes the lock for the calling thread, or once more if it has it by its slot. Never waits.
+    /// Takes the lock for the calling thread, or once more if its slot already holds it. Never waits.
     Hold tryEnter() noexcept
     {
         bool lookIsDue = false;
@@ -70,7 +70,7 @@ public:
         return lookIsDue ? enterAfterLook(hold) : hold;
     }
 
-    /// Gives one acquisition of the calling thread back.
+    /// Releases one acquisition of the calling thread.
     static void leave(Own& slot) noexcept
     {
         if (--slot.depth == 0) {
@@ -80,7 +80,7 @@ public:
 
     /// Whether the calling thread holds the lock by its slot.
     [[nodiscard]] bool isHeldByThisThread() const noexcept { return isHeldBy(ThreadIndex::ofThisThread()); }
-    /// The same for a thread's number. What it says of another thread may be over.
+    /// The same for a thread's number. For another thread the answer may be out of date.
     [[nodiscard]] bool isHeldBy(std::uint32_t thread) const noexcept;
 
     /// The acquisitions of this process's threads, as words of their slots; 0 for a slot that is not raised.
@@ -124,11 +124,11 @@ private:
 
     using OwnSlots = std::array<Own, SlotFile::SLOTS>;
 
-    // Read by every acquisition, and written hardly ever.
+    // Read by every acquisition, and rarely written.
     std::atomic<std::uint64_t> epoch_{1};
     std::atomic<Region*> region_{nullptr}; ///< null until the first files are mapped
     std::unique_ptr<OwnSlots> own_;        ///< made before the region, and kept
-    Freshness look_;                       ///< what `lookAtFiles` has found
+    Freshness look_;                       ///< what `lookAtFiles` found
     const LockSettings& settings_;
 
     // Used under the fork mutex.
@@ -143,13 +143,13 @@ private:
     Region* reserved_ = nullptr;
     BusErrorGuard busErrors_;
     OnceInAWhile findFolder_;
-    OnceInAWhile retry_; ///< of what has failed and may go on failing
+    OnceInAWhile retry_; ///< of what has failed and may keep failing
 };
 
-/// Whether a look at the files is due is asked after the slot is raised: however long the thread was stopped
-/// before, the files were those at their paths a short time before it raised the slot. And it is asked before
-/// the epoch is asked again: whoever finds a look fresh that has found other files finds the epoch changed,
-/// too.
+/// Whether a check of the files is due is determined after the slot is raised: however long the thread was
+/// stopped before, the files were those at their paths a short time before it raised the slot. And it is
+/// determined before the epoch is read again: a thread that relies on a fresh check that has found other
+/// files finds the epoch changed, too.
 inline ReaderSlots::Hold ReaderSlots::enter(std::chrono::milliseconds freshness, bool& lookIsDue) noexcept
 {
     Region* const region = region_.load(std::memory_order_acquire);
@@ -163,7 +163,7 @@ inline ReaderSlots::Hold ReaderSlots::enter(std::chrono::milliseconds freshness,
     if (slot.depth > 0) {
         lookIsDue = look_.isStale(freshness);
         ++slot.depth;
-        // No writer has been in since the slot was raised, at most at the door.
+        // No writer has been inside since the slot was raised; one may be waiting.
         return {&slot, epoch % 2 == 0 ? region->control.writes.load() & ~std::uint64_t{1} : 0};
     }
     if (epoch % 2 != 0) {
@@ -176,7 +176,7 @@ inline ReaderSlots::Hold ReaderSlots::enter(std::chrono::milliseconds freshness,
     raise(slot);
     const std::uint64_t writes = region->control.writes.load();
     lookIsDue = look_.isStale(freshness);
-    // A page that somebody writes over just now says nothing.
+    // A page that is being overwritten says nothing.
     if (writes % 2 == 0 && writes != 0 && region->control.isSound() && epoch_.load() == epoch) {
         slot.depth = 1;
         return {&slot, writes};

@@ -23,7 +23,7 @@ namespace {
 constexpr mode_t PERMISSIONS = 07777;
 constexpr std::chrono::microseconds PAUSE{500};
 
-/// Whether a folder could not be opened because there is none, or something else in its place.
+/// Whether a folder could not be opened because there is none, or something else is in its place.
 bool isNoFolder(int error) noexcept { return error == ENOENT || error == ENOTDIR || error == ELOOP; }
 
 [[noreturn]] void fail(const std::string& what, int error)
@@ -31,8 +31,8 @@ bool isNoFolder(int error) noexcept { return error == ENOENT || error == ENOTDIR
     throw LockFileError(what + ": " + SystemErrorText(error).text());
 }
 
-/// Gives `made` the owner, group and permissions of the file that it stands beside, less what they would mean
-/// for another owner or group.
+/// Gives `made` the owner, group and permissions of the file that it is beside, without those that would
+/// apply to a different owner or group.
 bool takeAfter(int made, const std::string& model, mode_t mask) noexcept
 {
     struct stat wanted {};
@@ -63,8 +63,8 @@ std::string parentOf(const std::string& path)
 /// An even number that no process has seen before.
 std::uint64_t firstWrites() noexcept { return std::max<std::uint64_t>(randomNumber() / 4 * 2, 2); }
 
-/// Makes the count odd: one more than it was, or, where a writer died with it odd, another odd number, by
-/// which that writer would notice that it was taken for dead. Returns it.
+/// Makes the count odd: one more than it was or, if a writer died with it odd, a different odd number, which
+/// would show that writer that it was taken for dead. Returns it.
 std::uint64_t makeOdd(ControlPage& page) noexcept
 {
     std::uint64_t writes = page.writes.load();
@@ -75,7 +75,7 @@ std::uint64_t makeOdd(ControlPage& page) noexcept
     return odd;
 }
 
-/// By the clock by which readers tell how old a look is.
+/// By the clock by which readers measure the age of a check.
 void waitFor(std::chrono::milliseconds length) noexcept
 {
     const std::int64_t end = coarseMilliseconds() + length.count();
@@ -99,7 +99,7 @@ bool SlotBarrier::raise()
     Page page = findPage();
     if (page == Page::Missing || lockFileHasOtherNames()) {
         // Readers may rely on a page that has been removed, or on this one by another name of the lock file,
-        // until they look at the paths. Only then is there a new page: whoever finds one need not wait.
+        // until they check the paths. Only then is there a new page: a writer that finds one need not wait.
         waitFor(settings_.newPageWait);
     }
     if (page == Page::Missing && !makePage()) {
@@ -126,7 +126,7 @@ void SlotBarrier::raiseEarly()
         return;
     }
     std::uint64_t writes = page_->writes.load();
-    // An odd count is that of a writer that may be inside; without the lock nobody takes it away.
+    // An odd count belongs to a writer that may be inside; nobody replaces it without the lock.
     if (!page_->isSound() || writes % 2 != 0 || !page_->writes.compare_exchange_strong(writes, writes + 1)) {
         unmap();
         return;
@@ -180,7 +180,7 @@ void SlotBarrier::lower() noexcept
 {
     if (page_ != nullptr) {
         if (isConfirmed_) {
-            // Another number is that of another writer, who may be inside.
+            // A different number belongs to another writer, which may be inside.
             page_->writes.compare_exchange_strong(odd_, odd_ + 1);
         }
         unmap();
@@ -197,7 +197,7 @@ void SlotBarrier::forgetInChild() noexcept
     isRaised_ = false;
 }
 
-/// Finds the folder at the path again, and what is in it. False: somebody has removed it just now.
+/// Finds the folder at the path again, and its contents. False: it has just been removed.
 bool SlotBarrier::listReaders()
 {
     const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
@@ -225,8 +225,8 @@ void SlotBarrier::list(const SlotFolder& folder)
     isClear_ = false;
 }
 
-/// Somebody has removed files of readers. Such a reader makes another one when it next looks at the path, and
-/// what it held before the barrier was raised, it holds for some moments only.
+/// Readers' files have been removed. Such a reader makes another one when it next checks the path, and holds
+/// from before the barrier was raised last only moments longer.
 bool SlotBarrier::anyMayBeInsideWithoutFile(const SlotFolder& folder) const
 {
     if (hasWaitedForOthersToLook()) {
@@ -237,7 +237,7 @@ bool SlotBarrier::anyMayBeInsideWithoutFile(const SlotFolder& folder) const
     return control.isOpen() && hasUnlistedReader(control, folder.readers());
 }
 
-/// Since it was raised, every reader that has not been stopped has looked at the paths.
+/// Since it was raised, every reader that was not stopped has checked the paths.
 bool SlotBarrier::hasWaitedForOthersToLook() const noexcept
 {
     return coarseMilliseconds() - raisedAtMs_ >= settings_.newPageWait.count();
@@ -317,7 +317,7 @@ SlotBarrier::Page SlotBarrier::usePage(const SlotFolder& folder, const Process::
             pageFile_ = FileIdentity(status);
             return Page::Raised;
         }
-        // Damaged; whoever still relies on it goes to the kernel lock from now on.
+        // Damaged; readers that still rely on it take the kernel lock from now on.
         unmap();
     }
     if (unlinkat(folder.descriptor(), SlotFolder::CONTROL, 0) != 0 && errno != ENOENT) {
@@ -355,7 +355,7 @@ bool SlotBarrier::makePage()
     return true;
 }
 
-/// Under another name first, so that it never stands there with other permissions than it should have.
+/// Under another name first, so that it never appears with the wrong permissions.
 bool SlotBarrier::makeFolder() const
 {
     const std::string unfinished = folderPath_ + ".new";
@@ -383,7 +383,7 @@ bool SlotBarrier::isOut(const SlotFolder& folder, const std::string& reader) con
         return true;
     }
     const Slots slots = slotsOf(file);
-    // Somebody has cut the file short or written over it: its process makes another one when it next looks.
+    // The file was truncated or overwritten: its process makes another one at its next check.
     return slots == Slots::Lowered || (slots == Slots::NotWhole && hasWaitedForOthersToLook());
 }
 

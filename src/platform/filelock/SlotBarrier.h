@@ -13,12 +13,12 @@
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
-/// A writer's side of the slots: keeps readers from entering by them and tells when those inside have left.
-/// A writer may raise it before it has the exclusive kernel lock, and must ask under that lock whether it is
-/// still in force: another writer may have raised and lowered it meanwhile.
+/// A writer's side of the slots: keeps readers from entering by them and determines when those inside have
+/// left. A writer may raise it before it has the exclusive kernel lock, and must check under that lock
+/// whether it is still in force: another writer may have raised and lowered it meanwhile.
 ///
-/// Where no reader can have slots (a file system that is not known), it does nothing. Where it cannot be
-/// sure (the page is there and may not be written), raising it fails.
+/// If no reader can have slots (an unknown file system), it does nothing. If it cannot be sure (the page
+/// exists and may not be written), raising it fails.
 class SlotBarrier {
 public:
     /// `lockPath` must outlive the object.
@@ -28,21 +28,21 @@ public:
     SlotBarrier& operator=(const SlotBarrier&) = delete;
 
     /// Sends newcomers to the kernel lock. Makes the control page when it is missing or damaged, after a wait
-    /// in which all readers notice. Under the exclusive kernel lock; it takes the count from a writer that
-    /// left it odd. False: somebody has removed the folder meanwhile, and it does not stand. Throws
+    /// in which all readers notice. Under the exclusive kernel lock it also takes over a count that a writer
+    /// left odd. False: the folder was removed meanwhile, and the barrier is not in force. Throws
     /// `LockFileError`.
     [[nodiscard]] bool raise();
     /// The same when there is a sound page with an even count, otherwise nothing. Needs no lock: while a
     /// writer is inside, the count is odd.
     void raiseEarly();
     [[nodiscard]] bool isRaised() const noexcept { return isRaised_; }
-    /// Whether it stands in the control page, and nobody has lowered it or replaced the page since.
+    /// Whether it is set in the control page, and nobody has lowered it or replaced the page since.
     [[nodiscard]] bool isInForce() const noexcept;
     /// Whether all readers have left that were inside when it was raised. Removes the files of processes that
     /// have ended. Throws `LockFileError`.
     [[nodiscard]] bool isClear();
-    /// After `raise`: the lock, as was seen since, really is this writer's. Without that another writer may
-    /// have been inside by the count that was replaced.
+    /// After `raise`: the lock has been confirmed to be this writer's. Without this another writer may have
+    /// been inside by the count that was replaced.
     void confirm() noexcept { isConfirmed_ = true; }
     /// Lets readers in again. A barrier that was not confirmed leaves the count odd for the next writer.
     void lower() noexcept;
@@ -51,8 +51,8 @@ public:
     void forgetInChild() noexcept;
 
 private:
-    /// Missing: nobody can enter by a page that is to come, but perhaps by one that was here. OfNoUse: no
-    /// process can have slots here.
+    /// Missing: nobody can enter by a page that does not exist yet, but perhaps by one that was removed.
+    /// OfNoUse: no process can have slots here.
     enum class Page { Raised, Missing, OfNoUse };
 
     [[nodiscard]] Page findPage();
@@ -74,12 +74,12 @@ private:
     const std::string& lockPath_;
     std::string folderPath_; ///< as it was when the barrier was raised
     bool isRaised_ = false;
-    bool isConfirmed_ = false;    ///< the odd count was made in nobody's presence
-    bool isClear_ = false;        ///< all have left that were inside
+    bool isConfirmed_ = false;    ///< the odd count was set while nobody else was inside
+    bool isClear_ = false;        ///< everyone who was inside has left
     ControlPage* page_ = nullptr; ///< mapped while the count in it is odd; null: there is none
     FileIdentity folder_;
     FileIdentity pageFile_;
-    std::uint64_t odd_ = 0; ///< what this writer made of the count
+    std::uint64_t odd_ = 0; ///< the count as this writer set it
     BusErrorGuard busErrors_;
     std::int64_t raisedAtMs_ = 0;            ///< by the coarse clock
     std::vector<SlotFolder::Reader> inside_; ///< the files whose slots are still to be seen lowered

@@ -39,8 +39,8 @@ SlotFolder::SlotFolder(const std::string& path) noexcept
 
 bool SlotFolder::isCoherent() const noexcept
 {
-    // The file systems that keep one copy of a file's pages for the whole machine. On others - those over a
-    // network, and overlays, whose files change their identity when they are first written - nobody uses
+    // The file systems that keep one copy of a file's pages for the whole machine. On others (network file
+    // systems, and overlays, whose files change their identity when they are first written) nobody uses
     // slots.
     constexpr std::array<long, 6> KNOWN{EXT4_SUPER_MAGIC, XFS_MAGIC,   BTRFS_SUPER_MAGIC,
                                         F2FS_SUPER_MAGIC, TMPFS_MAGIC, RAMFS_MAGIC};
@@ -79,7 +79,7 @@ bool SlotFolder::giveName(const Process::Descriptor& file, const char* name) con
 
 Process::Descriptor SlotFolder::openFile(const char* name, int access, struct stat& status) const noexcept
 {
-    // Asked before opening, because the mere opening of a device can have effects.
+    // Checked before opening, because merely opening a device can have side effects.
     if (fstatat(descriptor(), name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
         return {};
     }
@@ -97,7 +97,7 @@ Process::Descriptor SlotFolder::openFile(const char* name, int access, struct st
 
 std::vector<SlotFolder::Reader> SlotFolder::readers() const
 {
-    // Opened once more: two readings through one open folder would share their position.
+    // Opened again: two readings through one open folder would share their position.
     Process::Descriptor copy(openat(descriptor(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const std::unique_ptr<DIR, CloseDirectory> directory(copy.isOpen() ? fdopendir(copy.get()) : nullptr);
     if (!directory) {

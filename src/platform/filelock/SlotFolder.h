@@ -12,7 +12,7 @@
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
-/// Which file a path stood for.
+/// Which file a path led to.
 struct FileIdentity {
     FileIdentity() = default;
     explicit FileIdentity(const struct stat& status) noexcept : device(status.st_dev), inode(status.st_ino) {}
@@ -26,7 +26,7 @@ struct FileIdentity {
     ino_t inode = 0;
 };
 
-/// Whether the path stands for that very file or folder, with its `status`. A link to it is not the same:
+/// Whether the path leads to exactly that file or folder, with its `status`. A link to it does not count:
 /// neither readers nor writers follow one.
 [[nodiscard]] inline bool isAt(const std::string& path, const FileIdentity& file,
                                struct stat& status) noexcept
@@ -39,19 +39,18 @@ struct FileIdentity {
     return isAt(path, file, status);
 }
 
-/// The open folder `<lock file>.readers`. Never follows a symbolic link. Whoever uses one holds the fork
-/// mutex meanwhile, so that no child inherits descriptors.
+/// The open folder `<lock file>.readers`. Never follows a symbolic link. Its user holds the fork mutex
+/// meanwhile, so that no child inherits descriptors.
 class SlotFolder {
 public:
     static constexpr char SUFFIX[] = ".readers";
     static constexpr char CONTROL[] = "control";
     static constexpr char READER_PREFIX[] = "reader-";
 
-    /// Beside the file itself: where the lock file's name is a symbolic link, the folder is that of its
-    /// target.
+    /// Beside the file itself: if the lock file's name is a symbolic link, the folder is the target's.
     [[nodiscard]] static std::string pathFor(const std::string& lockPath);
 
-    /// Opens the folder. When it cannot, `isOpen` is false and `error` says why.
+    /// Opens the folder. On failure `isOpen` is false and `error` gives the reason.
     explicit SlotFolder(const std::string& path) noexcept;
 
     [[nodiscard]] bool isOpen() const noexcept { return folder_.isOpen(); }
@@ -60,14 +59,13 @@ public:
     [[nodiscard]] bool isCoherent() const noexcept;
     [[nodiscard]] int descriptor() const noexcept { return folder_.get(); }
 
-    /// Opens a regular file of the folder; `access` is O_RDONLY or O_RDWR. When it cannot, the result is not
-    /// open and `errno` says why, with ELOOP for anything that is not a regular file.
+    /// Opens a regular file of the folder; `access` is O_RDONLY or O_RDWR. On failure the result is not open
+    /// and `errno` gives the reason, with ELOOP for anything that is not a regular file.
     [[nodiscard]] Process::Descriptor openFile(const char* name, int access,
                                                struct stat& status) const noexcept;
 
-    /// A new file of that size without a name, with room on the disk for all of it, so that no write to a
-    /// mapping of it can fail; not open when there cannot be one. `giveName` does not replace a file of that
-    /// name.
+    /// A new file of that size without a name, with disk space allocated for all of it, so that no write to a
+    /// mapping of it can fail; not open if it cannot be made. `giveName` does not replace an existing file.
     [[nodiscard]] Process::Descriptor unnamedFile(std::size_t size) const noexcept;
     [[nodiscard]] bool giveName(const Process::Descriptor& file, const char* name) const noexcept;
 
@@ -75,7 +73,7 @@ public:
         std::string name;
         ino_t inode;
     };
-    /// The readers' files at this moment. Throws `LockFileError` when the folder cannot be read.
+    /// The current readers' files. Throws `LockFileError` when the folder cannot be read.
     [[nodiscard]] std::vector<Reader> readers() const;
 
 private:

@@ -19,7 +19,7 @@ constexpr int MOST_REPLACEMENTS = 16;
 
 } // namespace
 
-/// The taking of the kernel lock by the first reader; it has failed unless it is said to have succeeded.
+/// The first reader's attempt to take the kernel lock; it counts as failed unless marked as succeeded.
 class FileLock::State::Taking {
 public:
     explicit Taking(ReaderCount& count) noexcept : count_(count) {}
@@ -34,7 +34,7 @@ private:
     bool succeeded_ = false;
 };
 
-/// The place of this process's one writer; given up again unless it is kept.
+/// The place of this process's one writer; released again unless it is kept.
 class FileLock::State::WriterSlot {
 public:
     explicit WriterSlot(State& state) noexcept : state_(state) {}
@@ -81,7 +81,7 @@ FileLock::State::State(const std::string& name, const LockSettings& settings)
 
 FileLock::State::~State()
 {
-    // Closed first: a child that is forked in between closes its copies as long as this object is listed.
+    // Closed first: a child forked in between closes its copies as long as this object is listed.
     readers_.close();
     writer_.close();
     const std::lock_guard<std::mutex> noFork(ForkRegistry::mutex());
@@ -136,7 +136,7 @@ FileLock::State::Attempt FileLock::State::tryShared(MissingFile missing, Gate ga
     return entry.first ? takeFirst(missing, askGate) : join(askGate);
 }
 
-/// Counted already; leaves again when a writer waits or the file is no longer the one at the path.
+/// Already counted; leaves again if a writer waits or the file is no longer the one at the path.
 FileLock::State::Attempt FileLock::State::join(bool askGate)
 {
     if (!askGate) {
@@ -148,7 +148,7 @@ FileLock::State::Attempt FileLock::State::join(bool askGate)
         return Attempt::GateShut;
     }
     if (gate == LockFile::Outcome::Failed || (pathCheckIsDue() && !readers_.isCurrent(name_))) {
-        // Those who hold it now leave soon; then the next one looks, too, and opens the file anew.
+        // The current holders leave soon; then the next one checks, too, and opens the file again.
         pathCheck_.makeDue();
         unlockShared();
         return Attempt::Replaced;

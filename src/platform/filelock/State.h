@@ -18,11 +18,11 @@
 #include "SlotBarrier.h"
 
 /// One name's lock in this process. Readers enter by the slots of `ReaderSlots` where they can. Otherwise
-/// they share the process's one kernel lock, which `ReaderCount` divides among the threads. A writer has a
-/// descriptor of its own, so this process's readers and those of other processes look alike to it.
+/// they share the process's one kernel lock, which `ReaderCount` divides among the threads. A writer has its
+/// own descriptor, so it treats this process's readers like those of other processes.
 ///
 /// INVARIANT: `readers_` is opened and closed by the thread that takes the kernel lock as the first reader,
-/// and used by it and by those who are counted. So nobody uses a descriptor that another one closes.
+/// and used by it and by the counted readers. So no thread uses a descriptor that another one closes.
 class __attribute__((visibility("hidden"))) FileLock::State final
     : public Tessara::Keepsafe::Platform::filelock::ForkAware {
 public:
@@ -34,8 +34,8 @@ public:
         Tessara::Keepsafe::Platform::filelock::Clock::duration longestPause;
     };
 
-    /// A lock that no table knows: the manager's table, and a control experiment with settings of its own.
-    /// The caller holds the fork mutex.
+    /// A lock outside the manager's table: for that table, and for a control experiment with its own
+    /// settings. The caller holds the fork mutex.
     static std::shared_ptr<State> create(const std::string& name, const LockSettings& settings = {});
     static FileLock handle(std::shared_ptr<State> state, MissingFile missing);
 
@@ -44,16 +44,16 @@ public:
 
     [[nodiscard]] const std::string& name() const noexcept { return name_; }
 
-    /// How a shared lock is held: by a slot, or when there is none by the kernel lock.
+    /// How a shared lock is held: by a slot or, without one, by the kernel lock.
     using Hold = ReaderSlots::Hold;
 
-    /// Takes the shared lock by a slot, when that can be done at once.
+    /// Takes the shared lock by a slot if that is possible at once.
     Hold tryShareBySlot() noexcept { return slots_.tryEnter(); }
     [[nodiscard]] bool isHeldBySlotOfThisThread() const noexcept { return slots_.isHeldByThisThread(); }
     static void unlockSlot(ReaderSlots::Own& slot) noexcept { ReaderSlots::leave(slot); }
 
-    /// `nested`: this thread holds the lock already, so waiting for a writer would be waiting for
-    /// itself. Throw `LockFileError` and `FileLockTimeout`.
+    /// `nested`: this thread already holds the lock, so waiting for a writer would be waiting for itself.
+    /// Throw `LockFileError` and `FileLockTimeout`.
     Hold lockShared(MissingFile missing, const Wait& wait, bool nested);
     void lockExclusive(MissingFile missing, const Wait& wait);
     /// Return 0, or the system's error: the lock had been lost before.

@@ -10,8 +10,8 @@ namespace Tessara::Keepsafe::Platform::filelock {
 /// while a writer waits, and catches a thread that would wait for itself.
 ///
 /// A fixed array without constructor or destructor: no allocation, no order of destruction at thread exit.
-/// Locks beyond its size go untracked; a thread that takes such a lock again waits for the gate's patience at
-/// worst.
+/// Locks beyond its size are not tracked; a thread that takes such a lock again waits at most for the gate's
+/// patience.
 class ThreadHolds {
 public:
     enum class Kind { None, Shared, Exclusive };
@@ -29,7 +29,7 @@ public:
     }
 
     void add(const void* lock, Kind kind) noexcept;
-    /// Takes one `add` back. A lock that is not there is ignored.
+    /// Undoes one `add`. A lock that is not present is ignored.
     void remove(const void* lock) noexcept;
     void clear() noexcept { used_ = 0; }
 

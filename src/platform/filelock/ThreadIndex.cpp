@@ -17,7 +17,7 @@ thread_local bool ended = false;
 
 __thread std::uint32_t ThreadIndex::number = NONE;
 
-/// Gives the thread's number back when the thread ends. Destructors that run after this one find `NONE`.
+/// Releases the thread's number when the thread ends. Destructors that run after this one find `NONE`.
 class ThreadIndexReturn {
 public:
     ThreadIndexReturn() = default;
@@ -26,7 +26,7 @@ public:
         ended = true;
         if (ThreadIndex::number != ThreadIndex::NONE) {
             const std::lock_guard<std::mutex> guard(ForkRegistry::mutex());
-            // A hold in an object that is destroyed later still needs the number. Then nobody else gets it.
+            // A hold in an object that is destroyed later still needs the number; then it is not reused.
             if (!ForkRegistry::anyIsHeldBy(ThreadIndex::number)) {
                 taken.reset(ThreadIndex::number);
             }

@@ -6,9 +6,9 @@
 namespace Tessara::Keepsafe::Platform::filelock {
 
 /// Numbers the threads of the process from 0: no two living threads have the same number, and the numbers of
-/// threads that have ended are given out again, the smallest first.
+/// threads that have ended are reused, the smallest first.
 ///
-/// A thread that has given its number back on its way out, and one for which there was none left, has `NONE`.
+/// A thread that has released its number while ending, and one for which none was left, has `NONE`.
 class ThreadIndex {
 public:
     static constexpr std::uint32_t CAPACITY = 511;
@@ -25,8 +25,8 @@ private:
     friend class ThreadIndexReturn;
     static std::uint32_t take() noexcept;
 
-    // Read on every lock: this model makes that one load instead of a call, at the price of four bytes of the
-    // memory that the loader sets aside for libraries that are loaded later. `__thread`, because access to a
+    // Read on every lock: this model makes that one load instead of a call, at the cost of four bytes of the
+    // memory that the loader reserves for libraries that are loaded later. `__thread`, because access to a
     // `thread_local` of another source goes through a function.
     static __thread std::uint32_t number __attribute__((tls_model("initial-exec")));
 };

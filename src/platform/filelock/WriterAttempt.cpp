@@ -63,17 +63,16 @@ void WriterAttempt::openFile()
     file_.open(path_, LockFile::Access::ReadWrite, createIfMissing_);
 }
 
-/// Takes the data lock when no reader is inside by a slot. While some are, the barrier alone keeps newcomers
-/// from the slots and the data lock is left to the others: a writer that is stopped while it waits stops
-/// nobody.
+/// Takes the data lock when no reader is inside by a slot. While some are, only the barrier keeps newcomers
+/// from the slots and the data lock is left to others: a writer that is stopped while it waits blocks nobody.
 bool WriterAttempt::tryBarrier(Clock::time_point now, Backoff& backoff)
 {
     const bool isInForce = barrier_.isInForce();
     if (isInForce) {
         slotsWereRaised_ = !barrier_.isClear();
     }
-    // Where it is readers with slots who take long, the data lock is available at any time; raising the
-    // barrier would keep all others out.
+    // If readers with slots take long, the data lock is available at any time; raising the barrier would keep
+    // all others out.
     const bool waitsForSlots = slotsWereRaised_ && (isInForce || now < openUntil_);
     if (waitsForSlots || !succeeded(file_.tryLockData())) {
         return false;
@@ -90,7 +89,7 @@ bool WriterAttempt::tryBarrier(Clock::time_point now, Backoff& backoff)
     return true;
 }
 
-/// False: the lock turned out to be that of another file, or of none, or the barrier does not stand.
+/// False: the lock turned out to be on another file, or on none, or the barrier is not in force.
 bool WriterAttempt::raiseBarrier(Clock::time_point now, Backoff& backoff)
 {
     if (!hasCurrentFile()) {
@@ -98,8 +97,8 @@ bool WriterAttempt::raiseBarrier(Clock::time_point now, Backoff& backoff)
         return false;
     }
     const bool stands = barrier_.raise();
-    // Asked once more: had the lock been lost before the count was made odd, another writer might be inside
-    // by the count that was replaced.
+    // Checked again: if the lock was lost before the count was made odd, another writer may be inside by the
+    // count that was replaced.
     if (!hasCurrentFile()) {
         openFile();
         return false;
@@ -142,11 +141,11 @@ bool WriterAttempt::tryGate(Clock::time_point now, Backoff& backoff)
         otherWriterSeen_ = true;
         refusedSince_ = now;
     }
-    // The other one may be stopped; the data lock alone decides then.
+    // The other one may be stopped; then only the data lock decides.
     return now - refusedSince_ >= settings_.gatePatience;
 }
 
-/// Between the holds of two writers, too, there is a rest for the readers.
+/// Readers also get a rest between the holds of two writers.
 void WriterAttempt::leaveReadersAGap()
 {
     succeeded(file_.unlockGate());
@@ -166,7 +165,7 @@ void WriterAttempt::letReadersThroughWhenDue(Clock::time_point now)
     openSpan_ = std::min<Clock::duration>(openSpan_ * 2, settings_.gateOpenLongest);
 }
 
-/// Whoever holds a file that has been replaced does not matter any more.
+/// Holders of a file that has been replaced no longer matter.
 void WriterAttempt::reopenWhenReplaced(Clock::time_point now)
 {
     if (now - pathCheckedAt_ < settings_.pathCheckInterval) {

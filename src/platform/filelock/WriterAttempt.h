@@ -10,9 +10,9 @@
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
-/// One writer's way to the exclusive lock: it shuts the gate, so that no new readers come, waits for the
+/// One writer's steps to the exclusive lock: it shuts the gate, so that no new readers enter, waits for the
 /// data lock, and raises the barrier against readers with slots. While some of these are inside, it waits
-/// without the data lock. Whenever that takes too long, it gives everything back and lets the readers through
+/// without the data lock. Whenever that takes too long, it releases everything and lets the readers through
 /// for a while.
 class WriterAttempt {
 public:
@@ -20,8 +20,8 @@ public:
                   const LockSettings& settings) noexcept;
 
     /// Returns with the lock on the file that the path leads to, and the barrier raised. False: the deadline
-    /// passed. Throws `LockFileError`. In both of these cases the caller lowers the barrier and closes the
-    /// file, which gives up the gate.
+    /// passed. Throws `LockFileError`. In both cases the caller lowers the barrier and closes the file, which
+    /// releases the gate.
     bool run(const Deadline& deadline, Backoff& backoff);
 
 private:
@@ -41,9 +41,9 @@ private:
     const bool createIfMissing_;
     const LockSettings& settings_;
     bool gateShut_ = false;
-    bool slotsWereRaised_ = false; ///< what the last attempt failed for
+    bool slotsWereRaised_ = false; ///< why the last attempt failed
     bool otherWriterSeen_ = false;
-    Clock::time_point readersKeptOutSince_; ///< by the gate or by the barrier
+    Clock::time_point readersKeptOutSince_; ///< by the gate or the barrier
     Clock::time_point openUntil_;
     Clock::time_point refusedSince_;
     Clock::time_point pathCheckedAt_;

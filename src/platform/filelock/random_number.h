@@ -10,7 +10,8 @@
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
-/// A number that hardly comes twice. Where the system gives none, one made of the time and the process id.
+/// A number that is unlikely to occur twice. If the system provides none, it is made from the time and the
+/// process id.
 inline std::uint64_t randomNumber() noexcept
 {
     std::uint64_t number = 0;

@@ -5,15 +5,15 @@
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
-/// Locks a reader's file until the last mapping of the open file goes, also when the process has closed its
-/// descriptor.
+/// Locks a reader's file until the last mapping of the open file is gone, even after the process has closed
+/// its descriptor.
 [[nodiscard]] bool lockForLife(const Process::Descriptor& file) noexcept;
-/// Whether a living process has locked the file for its life.
+/// Whether a living process holds the file's lock.
 [[nodiscard]] bool isAlive(const Process::Descriptor& file) noexcept;
 
 enum class Slots { Lowered, Raised, NotWhole };
 
-/// What the slots of a reader's file say. The kernel reads from the very memory that the process has mapped.
+/// The slots of a reader's file. The kernel reads from the same memory that the process has mapped.
 [[nodiscard]] Slots slotsOf(const Process::Descriptor& file);
 
 } // namespace Tessara::Keepsafe::Platform::filelock

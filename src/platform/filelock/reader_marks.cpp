@@ -29,8 +29,8 @@ bool markReader(const Process::Descriptor& control, ino_t file) noexcept
 
 bool hasUnlistedReader(const Process::Descriptor& control, const std::vector<SlotFolder::Reader>& listed)
 {
-    // The system tells of one lock in a range, whichever it finds first; then the ranges on both sides of it
-    // are left to ask about.
+    // The system reports one lock in a range, whichever it finds first; the ranges on both sides of it remain
+    // to be queried.
     std::vector<std::pair<off_t, off_t>> ranges{{0, LAST}};
     while (!ranges.empty()) {
         const auto [first, last] = ranges.back();

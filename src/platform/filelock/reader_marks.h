@@ -7,14 +7,14 @@
 #include "SlotFolder.h"
 
 /// \file
-/// Each process with slots locks one byte of the control page's file, that of the number of its own file. The
-/// lock goes with the mapping of the page, as the one on its own file goes with the mapping of that. By these
-/// marks a writer sees that there is a reader whose file somebody has removed, and at whose slots it cannot
-/// look.
+/// Each process with slots locks one byte of the control page's file, chosen by the number of its own
+/// file. The lock lasts as long as the mapping of the page, as the one on its own file lasts as long as that
+/// file's mapping. From these marks a writer sees that there is a reader whose file has been removed and
+/// whose slots it cannot read.
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
-/// `control` is open for reading. False: it cannot be done.
+/// `control` is open for reading. False on failure.
 bool markReader(const Process::Descriptor& control, ino_t file) noexcept;
 
 /// Whether there are marks of other files than those of `listed`.

@@ -16,11 +16,11 @@
 ///   file is mapped, so a file without that lock belongs to nobody.
 ///
 /// INVARIANT: a reader raises its slot before it reads `writes`, and a writer makes `writes` odd before it
-/// reads the slots, all of them sequentially consistent. So one of the two sees the other.
+/// reads the slots, all of them sequentially consistent. So at least one of them sees the other.
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
-/// Processors move memory between them by lines of this size.
+/// Processors exchange memory in lines of this size.
 constexpr std::size_t CACHE_LINE = 64;
 
 constexpr std::uint32_t SLOT_FORMAT_VERSION = 1;
@@ -40,8 +40,8 @@ struct alignas(CACHE_LINE) ControlPage {
     [[nodiscard]] bool isSound() const noexcept { return magic == MAGIC && version == SLOT_FORMAT_VERSION; }
 };
 
-/// Where one thread says that it holds the lock. Written by that thread and never read by it: whatever others
-/// write there, it does not come to believe that it has the lock.
+/// Where one thread shows that it holds the lock. Written by that thread and never read by it: nothing that
+/// others write there can make it believe that it has the lock.
 struct alignas(CACHE_LINE) ReaderSlot {
     static constexpr std::uint64_t RAISED = 1;
     static constexpr std::uint64_t ACQUISITION = 2; ///< above that bit the thread's acquisitions are counted

@@ -41,7 +41,7 @@ TEST(CheckColumns, NamesWhatIsWrong)
     EXPECT_EQ(wrongWith({1, "a", VALUE_TYPE_TEXT, 2, ~std::size_t{0}}),
               "column \"a\" ends outside of the row record");
     EXPECT_EQ(wrongWith({1, "a", VALUE_TYPE_TEXT, 0, 4, Dal::BINDING_INPUT}),
-              "column \"a\" is no column of a result");
+              "column \"a\" is not a column of a result");
 }
 
 TEST(CheckColumns, WantsAColumn)
@@ -84,7 +84,8 @@ TEST(CheckParameters, NamesTheOneThatIsWrong)
     Binding otherSqlType = input(2);
     otherSqlType.sqlType = 0;
     for (const Binding& wrong : {integer, column, otherSqlType, input(1), input(3)}) {
-        EXPECT_EQ(wrongWith({input(1), wrong, END}, count), "parameter 2 is no input text of that number");
+        EXPECT_EQ(wrongWith({input(1), wrong, END}, count),
+                  "parameter 2 is not an input text with that number");
     }
 }
 
@@ -106,7 +107,7 @@ TEST(CheckParameters, DoesNotWalkATableWithoutAnEnd)
         parameters.push_back(input(number));
     }
     std::size_t count = 0;
-    EXPECT_EQ(wrongWith(parameters, count), "parameter 1001 is no input text of that number");
+    EXPECT_EQ(wrongWith(parameters, count), "parameter 1001 is not an input text with that number");
 }
 
 } // namespace

@@ -96,7 +96,7 @@ TEST(PostgresServer, MayRestartWhileConnectionsAreIdle)
     EXPECT_EQ(log.lines()[0].tag, "DbConnection::Execute");
     EXPECT_THAT(
         log.lines()[0].text,
-        testing::StartsWith("an idle connection to the database was lost, connecting anew: SQLSTATE "));
+        testing::StartsWith("an idle connection to the database was lost, connecting again: SQLSTATE "));
 }
 
 TEST(PostgresServer, MayRestartWithoutACommandRunningTwice)
@@ -125,7 +125,7 @@ TEST(PostgresServer, GivesAStatusWhileItIsDown)
     EXPECT_LT(stopwatch.elapsed(), LONG);
     ASSERT_EQ(log.lines().size(), 3U);
     EXPECT_EQ(log.lines()[1],
-              (LogLine{16, "DbConnection::Execute", "the connection is lost and there is no new one"}));
+              (LogLine{16, "DbConnection::Execute", "the connection is lost and could not be replaced"}));
     EXPECT_EQ(log.lines()[2].tag, "DbConnectionManager::connect");
     EXPECT_THAT(log.lines()[2].text, HasSubstr("cannot connect to the database, SQLSTATE 08001: "));
     server.start();
