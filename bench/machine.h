@@ -6,7 +6,7 @@
 
 namespace keepsafe_bench {
 
-/// Of the machine, the moment, the compiler and the libraries, by name: what figures depend on.
+/// What figures depend on: machine, date, compiler, commit and libraries, by name.
 std::map<std::string, std::string> describeMachine();
 
 } // namespace keepsafe_bench

@@ -24,8 +24,8 @@ struct Settings {
     bool allProcessors = false;
 };
 
-/// Each prints what it finds and adds it to the report. Each runs in a process of its own, so that none meets
-/// the heap, the threads or the locks of another.
+/// Each prints its figures and adds them to the report. Each runs in its own process, so that none is
+/// affected by the heap, threads or locks of another.
 
 /// Parsing and printing of names, beside a hand-written equivalent.
 void measureNames(const Settings& settings, Report& report);

@@ -1,14 +1,14 @@
-# What `cmake --install` lays down: both shared libraries, the public headers, the CMake package
-# keepsafe-rbac, the pkg-config file and the programs. The installed tree may be moved as a whole.
+# What `cmake --install` installs: both shared libraries, the public headers, the CMake package keepsafe-rbac,
+# the pkg-config file and the programs. The installed tree may be moved as a whole.
 include(CMakePackageConfigHelpers)
 
 set(KEEPSAFE_INSTALL_CMAKEDIR "${CMAKE_INSTALL_LIBDIR}/cmake/keepsafe-rbac")
 
-# Programs find the libraries, and the libraries each other, beside themselves wherever the tree stands.
+# Programs find the libraries, and the libraries each other, relative to themselves, wherever the tree is.
 file(RELATIVE_PATH keepsafe_bin_to_lib "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
 set_target_properties(keepsafe_platform keepsafe_rbac PROPERTIES INSTALL_RPATH "$ORIGIN")
 
-# Two export sets, so that the package can leave keepsafe::platform to an integrator who brings it along.
+# Two export sets, so that an integrator can provide keepsafe::platform.
 foreach(library IN ITEMS platform rbac)
   install(TARGETS keepsafe_${library}
     EXPORT keepsafe-${library}-targets
@@ -31,7 +31,7 @@ install(FILES
   "${PROJECT_BINARY_DIR}/package/keepsafe-rbac-config-version.cmake"
   DESTINATION "${KEEPSAFE_INSTALL_CMAKEDIR}")
 
-# Paths in the pkg-config file start from the file itself.
+# Paths in the pkg-config file are relative to the file itself.
 set(keepsafe_pkgconfig_dir "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig")
 file(RELATIVE_PATH KEEPSAFE_PC_PREFIX "${keepsafe_pkgconfig_dir}" "${CMAKE_INSTALL_PREFIX}")
 string(REGEX REPLACE "/$" "" KEEPSAFE_PC_PREFIX "${KEEPSAFE_PC_PREFIX}")

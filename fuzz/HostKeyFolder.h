@@ -11,7 +11,7 @@
 #include "PrivateFolder.h"
 #include "require.h"
 
-/// An installation root of this process with a host's public key, and a log that nobody reads.
+/// An installation root of this process with a host's public key, and with logging off.
 class HostKeyFolder {
 public:
     explicit HostKeyFolder(const std::string& publicKeyPem)

@@ -10,7 +10,7 @@
 #include "PrivateFolder.h"
 #include "require.h"
 
-/// A root whose configuration names a master server, and no log messages.
+/// A root whose configuration names a master server, with logging off.
 class MasterServerRoot {
 public:
     MasterServerRoot()

@@ -7,8 +7,8 @@
 
 #include <unistd.h>
 
-/// A folder of this process, removed at its end. In memory where the system has such a place, as it is
-/// written at every run.
+/// A folder of this process, removed at its end. In memory where the system has such a place, because every
+/// run writes to it.
 class PrivateFolder {
 public:
     PrivateFolder()

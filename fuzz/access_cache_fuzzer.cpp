@@ -1,6 +1,6 @@
-// Opening an access cache and asking it. The input holds the files: four lengths of two bytes, then
-// "metadata", "objects", "nodes" and "segments" of these lengths, and the manifest in the rest. Whatever they
-// hold, the outcome is an answer or one of the documented exceptions.
+// Opening an access cache and querying it. The input holds the files: four lengths of two bytes, then
+// "metadata", "objects", "nodes" and "segments" of these lengths, and the manifest in the rest. The outcome
+// is always an answer or one of the documented exceptions.
 
 #include <array>
 #include <cstdint>

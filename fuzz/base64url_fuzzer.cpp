@@ -1,5 +1,5 @@
-// Base64 and base64url text: what every decoding keeps, agreement with a plain decoder on well-formed text,
-// and the way there and back.
+// Base64 and base64url text: the properties of every decoding, agreement with a plain decoder on well-formed
+// text, and the round trip.
 
 #include <algorithm>
 #include <cstddef>

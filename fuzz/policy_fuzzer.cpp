@@ -1,4 +1,4 @@
-// The policy document: it is refused with a message, or what comes out fits together and becomes a cache.
+// The policy document: it is rejected with a message, or the result is consistent and becomes a cache.
 
 #include <cstdint>
 #include <string>

@@ -1,6 +1,6 @@
 // The input as the service's answer to a registration; the first byte chooses who reads it: one of the
-// parsers, the reader of error documents, or a whole workflow whose requests are all answered so, with
-// success or as a refusal. Names are names, failures the documented ones, and nothing is committed that the
+// parsers, the reader of error documents, or a whole workflow whose requests all get this answer, as a
+// success or a refusal. Names are valid, failures are the documented ones, and nothing is committed that the
 // first answer did not register.
 
 #include <cstddef>
@@ -25,7 +25,7 @@ namespace {
 using namespace Tessara::Keepsafe::Rbac;
 using Service = DefaultObjectRegistrationService;
 
-/// Answers every request alike, and counts them.
+/// Answers every request the same way, and counts them.
 class OneAnswer : public KSClientCURL_BaseFactory {
 public:
     OneAnswer(std::string body, long httpStatus) : body_(std::move(body)), httpStatus_(httpStatus) {}
@@ -81,7 +81,7 @@ void checkAll(const Service::RegisteredObjects& objects)
     }
 }
 
-/// Runs a parser. Returns whether it took the answer.
+/// Runs a parser. Returns whether it accepted the answer.
 template <typename Parse>
 bool takes(const Parse& parse)
 {
@@ -105,7 +105,7 @@ bool takesMany(const std::string& answer)
     return takes([&] { checkAll(Service::extractBulkRegisteredNamespaces(answer)); });
 }
 
-/// A callback for one object or many that says what happened.
+/// A callback for one object or many that records what happened.
 template <typename Interface>
 class Callback : public Interface {
 public:

@@ -33,7 +33,7 @@ void replay(const std::filesystem::path& file)
         throw std::ios_base::failure("cannot read " + file.string());
     }
     const std::string input{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    // A copy of the exact size on the heap, so that AddressSanitizer sees a read behind its end.
+    // A copy of the exact size on the heap, so that AddressSanitizer detects a read beyond its end.
     const std::vector<std::uint8_t> bytes(input.begin(), input.end());
     LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
 }
@@ -50,7 +50,7 @@ int main(int argc, char** argv)
     try {
         const std::vector<std::filesystem::path> files = filesOf(argv[1]);
         for (const std::filesystem::path& file : files) {
-            // Printed first: it names the input at fault when the target ends the process.
+            // Printed first: it names the input if the target ends the process.
             std::printf("%s\n", file.c_str());
             std::fflush(stdout);
             replay(file);

@@ -1,6 +1,6 @@
 // The input as the response to a request of a REST client: the first byte chooses the operation, its highest
-// bit whether the service answers with the HTTP status that is wanted or with an error. Each gives records
-// that keep their promises, or one of the documented exceptions.
+// bit whether the service answers with the expected HTTP status or with an error. The result is valid records
+// or one of the documented exceptions.
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
-// A request to the access-control service, before it reaches what the service keeps: the first byte chooses
-// which document or part of a target the rest is. What is read keeps its promises, or it is refused with a
-// message that becomes an error document.
+// A request to the access-control service, before it reaches the service's store: the first byte chooses
+// which document or part of a target the rest is. The result is valid, or it is rejected with a message that
+// becomes an error document.
 
 #include <cstddef>
 #include <cstdint>

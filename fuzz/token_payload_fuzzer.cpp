@@ -1,5 +1,5 @@
-// The input as the payload of a token that the host signed: what stands behind the signature check agrees
-// with a plain walk through the JSON.
+// The input as the payload of a token that the host signed: everything after the signature check agrees with
+// a plain walk through the JSON.
 
 #include <cstddef>
 #include <cstdint>

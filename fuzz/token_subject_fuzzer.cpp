@@ -1,5 +1,5 @@
 // The input as a token and as the payload of one: the functions for callers in C deliver the subject and its
-// fields as a plain walk finds them, and leave alone what they do not produce.
+// fields as a plain walk finds them, and do not touch outputs that they do not produce.
 
 #include <algorithm>
 #include <array>

@@ -21,15 +21,15 @@ struct Step {
     std::string bytes;
 };
 
-/// The real file system, with a note of each step of the files of one folder and the time that waiting for
-/// the disk takes.
+/// The real file system, which records each step on the files of one folder and the time spent waiting for
+/// the disk.
 class MeasuredFileSystem : public keepsafe_sandbox::PosixFileSystem {
 public:
     void write(const keepsafe_sandbox::OpenFile& file, std::uint64_t offset, std::string_view bytes) override;
     void sync(const keepsafe_sandbox::OpenFile& file) override;
     void syncDirectory(const std::string& path) override;
 
-    /// Starts to take notes of steps; before, none are taken.
+    /// Starts to record steps; none are recorded before.
     void startNotes();
     [[nodiscard]] const std::vector<Step>& steps() const noexcept { return steps_; }
     [[nodiscard]] double waitedNanoseconds() const noexcept { return waited_; }

@@ -29,7 +29,7 @@ std::function<void()> pairs(const FileLock& lock, int type, std::size_t count = 
     return times(count, [lock, type] { hold(lock, type); });
 }
 
-/// A lock on a new file in the folder, which readers take by the kernel until a writer has held it.
+/// A lock on a new file in the folder. Readers take it by the kernel until a writer has held it.
 FileLock newLock(const keepsafe_test::TempDir& folder, const std::string& name)
 {
     keepsafe_test::writeFile(folder.path(name), "");
@@ -45,7 +45,7 @@ void setLock(const keepsafe_test::Descriptor& file, int type)
     require(fcntl(file.get(), F_OFD_SETLK, &request) == 0, "the bare lock is free");
 }
 
-/// What a thread pays whose holds lie within those of another thread.
+/// The cost of holds within those of another thread.
 std::function<double()> joining(const FileLock& lock)
 {
     return [lock] {

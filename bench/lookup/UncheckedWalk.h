@@ -10,8 +10,8 @@
 
 namespace keepsafe_bench {
 
-/// The decision of `DiskAccessChecker` with every offset trusted: no bounds, no budget of steps. What the
-/// library's caution costs is the difference to this. Only for caches known to be good.
+/// The decision of `DiskAccessChecker` with every offset trusted: no bounds, no budget of steps. The
+/// difference is the cost of the library's checks. Only for caches known to be good.
 class UncheckedWalk {
 public:
     explicit UncheckedWalk(const std::string& directory);

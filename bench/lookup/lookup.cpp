@@ -1,4 +1,4 @@
-// Kinds of lookups, each beside the same walk without bounds checks: what the library's caution costs.
+// Kinds of lookups, each beside the same walk without bounds checks: the cost of the library's checks.
 
 #include <cstddef>
 #include <deque>

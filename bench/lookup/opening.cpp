@@ -1,4 +1,4 @@
-// Opening a cache, and what of its files is in the process's resident memory then.
+// Opening a cache, and how much of its files is then in the process's resident memory.
 
 #include <cstddef>
 #include <cstdlib>

@@ -11,7 +11,7 @@
 
 namespace keepsafe_bench {
 
-/// Questions that follow each other.
+/// A range of questions.
 struct QuestionRange {
     const PeerQuestion* first;
     std::size_t count;
@@ -30,13 +30,13 @@ public:
     Contender(const Contender&) = delete;
     Contender& operator=(const Contender&) = delete;
 
-    /// Writes 1 for "allowed" or 0 for each question. A call for many of them, so that a virtual call
-    /// does not count beside an answer.
+    /// Writes 1 for "allowed" or 0 for each question. One call for many of them, so that the cost of a
+    /// virtual call does not matter.
     virtual void answer(QuestionRange questions, char* answers) = 0;
 };
 
-/// A contender by its name. `open` makes it ready in the calling process: it may be called again after a
-/// fork, which not every store survives.
+/// A contender and its name. `open` opens it in the calling process: it may be called again after a fork,
+/// which not every store survives.
 struct ContenderKind {
     std::string name;
     std::function<std::unique_ptr<Contender>()> open;

@@ -155,7 +155,7 @@ Crew::Crew(Worker::Kind kind, unsigned size, const Work& work)
             } while (boss.send(&span, sizeof span) && boss.receive(&order, sizeof order));
         });
     }
-    // A first round of each, which does not count: what it needs is open and mapped then.
+    // A first round of each, which does not count: it opens and maps what the others need.
     for (const Worker& worker : workers_) {
         Span span{};
         worker.receive(&span, sizeof span);

@@ -20,7 +20,7 @@ public:
     ~SocketEnd();
 
     [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
-    /// Ends the connection for both sides, whatever copies of the ends other processes have.
+    /// Ends the connection for both sides, even if other processes have copies of the ends.
     void shutDown() const noexcept;
     /// All or nothing; false when the other side is gone.
     [[nodiscard]] bool send(const void* data, std::size_t size) const;
@@ -37,12 +37,12 @@ class Worker {
 public:
     enum class Kind { Thread, Process };
 
-    /// Runs `work` with the worker's end, once. What it throws is printed and ends the connection. A process
-    /// ends with its parent, and is forked where no other thread runs.
+    /// Runs `work` with the worker's end, once. Its exceptions are printed and end the connection. A process
+    /// ends with its parent, and is forked while no other thread runs.
     Worker(Kind kind, const std::function<void(const SocketEnd& boss)>& work);
     Worker(Worker&& other) noexcept;
     Worker& operator=(Worker&&) = delete;
-    /// Ends the connection, on which the work has to end, and waits for it.
+    /// Ends the connection, which must end the work, and waits for it.
     ~Worker();
 
     /// Throw `std::runtime_error` when the worker is gone.

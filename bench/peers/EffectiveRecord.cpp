@@ -32,7 +32,7 @@ std::string recordOf(const RoleGrants& own, const RoleGrants& inherited, const R
 
 void visitRecords(std::uint64_t leaves, const std::function<void(std::string_view, std::string_view)>& visit)
 {
-    /// What the object last seen on each level grants on everything below it, the inherited included.
+    /// What the object last seen on each level grants on everything below it, including inherited grants.
     std::array<RoleGrants, LEVELS> below;
     visitObjects(leaves, [&](const keepsafe_sandbox::CacheObject& object, std::size_t level) {
         static const RoleGrants nothing;

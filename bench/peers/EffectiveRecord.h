@@ -12,12 +12,12 @@
 
 namespace keepsafe_bench {
 
-/// What a database keeps for an object so that one look at one record decides: what the object grants on
-/// itself, what it inherits, and what it grants on everything below it, one after the other. A question about
-/// the object needs the first two, one about a name below it that has no record the last two.
+/// A database's record of an object, such that one record decides: what the object grants on itself, what it
+/// inherits, and what it grants on everything below it, one after the other. A question about the object
+/// needs the first two, one about a name below it that has no record the last two.
 ///
-/// The price is paid by writers, and is not measured here: a changed grant of an area changes the records of
-/// all that is below it, and the inherited grants make up most of the database.
+/// Writers pay the price, which is not measured here: a changed grant on an area changes the records of
+/// everything below it, and inherited grants make up most of the database.
 class EffectiveRecord {
 public:
     struct Header {

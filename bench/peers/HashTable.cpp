@@ -85,7 +85,7 @@ private:
     }
 
     std::shared_ptr<const Table> table_;
-    std::string key_; ///< kept, so that its memory is
+    std::string key_; ///< kept to reuse its memory
 };
 
 } // namespace

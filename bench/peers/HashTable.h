@@ -8,8 +8,8 @@
 namespace keepsafe_bench {
 
 /// The generated cache in a hash table by names in text form. Each entry leads to its parent's by a pointer,
-/// so that one search is enough for an object that is there. What can be had when nothing is shared: one
-/// process's memory, no writer, and gone when the process ends.
+/// so that one search is enough for an existing object. The ideal when nothing is shared: the memory of one
+/// process, no writer, and gone when the process ends.
 ContenderKind hashTable(std::uint64_t leaves);
 
 } // namespace keepsafe_bench

@@ -8,8 +8,8 @@
 
 namespace keepsafe_bench {
 
-/// How often which time was measured, for millions of times in little memory. A percentile is right to 1.6 %;
-/// the longest time is exact. Trivially copyable, so that a process can send it to another.
+/// A histogram of millions of times in little memory. A percentile is accurate to 1.6 %; the longest time is
+/// exact. Trivially copyable, so that a process can send it to another.
 class LatencyHistogram {
 public:
     void add(std::uint64_t nanoseconds) noexcept
@@ -21,11 +21,11 @@ public:
 
     [[nodiscard]] std::uint64_t total() const noexcept { return total_; }
     [[nodiscard]] std::uint64_t longest() const noexcept { return longest_; }
-    /// The time that `share` of all are not longer than. 0 when there is none.
+    /// The time that `share` of all do not exceed. 0 if there are none.
     [[nodiscard]] std::uint64_t percentile(double share) const noexcept;
 
 private:
-    /// Times below this have a bucket each; above, each power of two is cut into half as many.
+    /// Times below this have one bucket each; above, each power of two is divided into half as many.
     static constexpr unsigned FINE_BITS = 7;
     static constexpr std::size_t FINE = std::size_t{1} << FINE_BITS;
     static constexpr std::size_t BUCKETS = FINE + (64 - FINE_BITS) * FINE / 2;

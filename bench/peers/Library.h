@@ -10,8 +10,7 @@ constexpr const char* LOOKUP = "lookup";
 
 /// `DiskAccessChecker::checkAccess(object)` of each question's checker.
 ContenderKind libraryCheck();
-/// The same through one reader of the cache for 1,000 checks in a row: what is left when the lock costs
-/// nothing.
+/// The same through one reader of the cache for 1,000 checks in a row: the cost without the lock.
 ContenderKind libraryLookup(Questions::Cache cache);
 
 } // namespace keepsafe_bench

@@ -15,7 +15,7 @@ namespace keepsafe_bench {
 
 namespace {
 
-/// Far more than any of the caches takes; it costs addresses, not memory.
+/// Far more than any of the caches needs; it costs address space, not memory.
 constexpr std::size_t MAP_SIZE = std::size_t{64} << 30U;
 
 void require(int status)
@@ -67,12 +67,12 @@ public:
         : handle_(openEnvironment(path, MDB_RDONLY)),
           longestKey_(static_cast<std::size_t>(::mdb_env_get_maxkeysize(handle_.get())))
     {
-        // The handle of the unnamed table stays good when its transaction ends.
+        // The handle of the unnamed table stays valid when its transaction ends.
         const TransactionHandle transaction = begin(MDB_RDONLY);
         table_ = openTable(transaction.get());
     }
 
-    /// The one of this process: an environment must not be open twice in a process, nor be used in a child.
+    /// This process's environment: it must not be open twice in a process, nor be used in a child.
     static std::shared_ptr<const Environment> of(const std::string& path)
     {
         static std::map<std::pair<pid_t, std::string>, std::weak_ptr<const Environment>> open;
@@ -139,8 +139,8 @@ public:
 
     void answer(QuestionRange questions, char* answers) override
     {
-        // Made here, so that no transaction of the thread is left over while the other way is measured: a
-        // thread has one place in LMDB's table of readers.
+        // Made here, so that the thread has no transaction left while the other way is measured: a thread has
+        // one place in LMDB's table of readers.
         const TransactionHandle transaction = environment_->begin(MDB_RDONLY);
         for (const PeerQuestion& question : questions) {
             ::mdb_txn_reset(transaction.get());
@@ -155,7 +155,7 @@ private:
 
 LmdbDatabase::LmdbDatabase(std::string path, std::uint64_t leaves) : path_(std::move(path))
 {
-    // Nothing of this needs to survive the machine.
+    // None of this needs to survive a crash of the machine.
     const EnvironmentHandle environment = openEnvironment(path_, MDB_NOSYNC);
     TransactionHandle transaction = begin(environment.get(), 0);
     const MDB_dbi table = openTable(transaction.get());

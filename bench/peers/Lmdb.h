@@ -9,17 +9,17 @@
 namespace keepsafe_bench {
 
 /// The generated cache as a database of LMDB: names in text form lead to an `EffectiveRecord`. Each check is
-/// a read transaction of its own with one get, or with one more for each level up to the nearest object that
-/// is there. Written in the order of keys, so its pages are full; read through LMDB's map, nothing is copied.
+/// a separate read transaction with one get, or with one more for each level up to the nearest existing
+/// object. Written in the order of keys, so its pages are full; read through LMDB's map, nothing is copied.
 class LmdbDatabase {
 public:
-    /// `path` is a file that is not there yet.
+    /// `path` is a file that does not exist yet.
     LmdbDatabase(std::string path, std::uint64_t leaves);
 
     /// A transaction is begun and aborted for each check.
     [[nodiscard]] ContenderKind beginning() const;
-    /// One transaction is kept, reset after each check and renewed for the next: what a thread that asks
-    /// often may do to save the allocation.
+    /// One transaction is kept, reset after each check and renewed for the next: a thread that asks often can
+    /// save the allocation this way.
     [[nodiscard]] ContenderKind renewing() const;
 
 private:

@@ -13,8 +13,8 @@
 
 namespace keepsafe_bench {
 
-/// What one role may do, as the hash table and the databases keep it: flat, and with room for the operations
-/// that there are and no others. Whoever writes for one known set of operations would choose this over trees.
+/// What one role may do, as the hash table and the databases store it: flat, with room for exactly the
+/// existing operations. For one known set of operations this would be the natural choice over trees.
 struct RoleGrant {
     static constexpr std::int32_t FIRST_WORD = keepsafe_sandbox::GeneratedCache::FIRST_BIT / 32;
     static constexpr std::size_t WORDS = keepsafe_sandbox::GeneratedCache::OPERATIONS / 32;
@@ -26,7 +26,7 @@ struct RoleGrant {
 using RoleGrants = std::vector<RoleGrant>;
 
 RoleGrants flattened(const keepsafe_sandbox::Grants& grants);
-/// What either of the two grants, each role once.
+/// The union of both grants, each role once.
 RoleGrants united(const RoleGrants& left, const RoleGrants& right);
 
 /// Whether one of `count` grants gives a role of the caller the operation. Most grants do not have the

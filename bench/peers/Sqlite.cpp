@@ -64,8 +64,7 @@ public:
     explicit Sqlite(const std::string& path)
         : connection_(connect("file:" + path + "?immutable=1", SQLITE_OPEN_READONLY))
     {
-        // Pages are taken from the map, of which 2 GiB is the most; those beyond stay in the connection's
-        // memory.
+        // Pages come from the map, which is at most 2 GiB; pages beyond it are in the connection's memory.
         run(connection_.get(), "PRAGMA mmap_size = 2147418112; PRAGMA cache_size = -4000000; BEGIN");
         statement_ = prepare(connection_.get(), "SELECT record FROM object WHERE name = ?1");
     }
@@ -111,8 +110,8 @@ private:
 SqliteDatabase::SqliteDatabase(std::string path, std::uint64_t leaves) : path_(std::move(path))
 {
     const ConnectionHandle connection = connect("file:" + path_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-    // Nothing of this needs to survive the machine. Records are long for a tree of small pages: of 4, 8 and
-    // 16 KiB the largest was the quickest.
+    // None of this needs to survive a crash of the machine. Records are long for a tree of small pages: of 4,
+    // 8 and 16 KiB the largest was the fastest.
     run(connection.get(), "PRAGMA page_size = 16384; PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF;"
                           "CREATE TABLE object(name TEXT PRIMARY KEY NOT NULL, record BLOB NOT NULL)"
                           " WITHOUT ROWID, STRICT;"

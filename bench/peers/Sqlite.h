@@ -10,12 +10,12 @@ namespace keepsafe_bench {
 
 /// The generated cache as a database of SQLite: one table without row ids, whose key, the name in text form,
 /// leads to an `EffectiveRecord`. So one search of one tree answers, as with a covering index. The file is
-/// opened as immutable, which spares all locks, and mapped; all questions are put in one open transaction
-/// through one prepared statement. A check asks once, or once more for each level up to the nearest object
-/// that is there.
+/// opened as immutable, which avoids all locks, and mapped; all questions use one open transaction and one
+/// prepared statement. A check takes one query, and one more for each level up to the nearest existing
+/// object.
 class SqliteDatabase {
 public:
-    /// `path` is a file that is not there yet.
+    /// `path` is a file that does not exist yet.
     SqliteDatabase(std::string path, std::uint64_t leaves);
 
     [[nodiscard]] ContenderKind kind() const;

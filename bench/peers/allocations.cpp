@@ -2,8 +2,8 @@
 
 #include "peers/costs.h"
 
-// These stand before the C library's functions of the same names, for the shared libraries too. The C library
-// has its own under further names; `operator new` comes here by `malloc`.
+// These replace the C library's functions of the same names, for the shared libraries too. The C library
+// offers its own under other names; `operator new` comes here through `malloc`.
 
 extern "C" {
 void* __libc_malloc(std::size_t size) noexcept;

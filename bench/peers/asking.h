@@ -18,13 +18,14 @@ Answers answersOf(Contender& contender, const Questions& questions);
 void requireSame(const Questions& questions, const std::string& name, const Answers& expected,
                  const std::string& otherName, const Answers& answers);
 /// Throws `std::runtime_error` unless there are enough of both answers for a comparison to mean something.
-/// Returns the share that is allowed.
+/// Returns the allowed share.
 double requireBoth(const Answers& answers);
 
-/// For `Turns`: nanoseconds for each question. The contender and the questions have to outlive the result.
+/// For `Turns`: nanoseconds for each question. The contender and the questions must outlive the result.
 std::function<double()> timed(Contender& contender, const Questions& questions);
 
-/// For a `Crew`: each worker puts all the questions, each starting at another one, and looks at the answers.
+/// For a `Crew`: each worker asks all the questions, each starting at a different one, and checks the
+/// answers.
 Crew::Work asking(const ContenderKind& kind, const Questions& questions, const Answers& expected,
                   unsigned workers);
 

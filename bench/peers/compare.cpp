@@ -28,7 +28,7 @@ namespace {
 constexpr const char* LMDB = "LMDB";
 constexpr std::size_t COUNTED_QUESTIONS = 10000;
 
-/// One size of the cache, with everything that answers from it.
+/// One size of the cache, with all contenders.
 class Comparison {
 public:
     Comparison(std::uint64_t leaves, const Settings& settings, Report& report)
@@ -76,7 +76,7 @@ private:
         return bytes / 1e6;
     }
 
-    /// All of them agree, and there is something to agree on.
+    /// All of them agree, and there are both allowed and denied questions.
     void verify()
     {
         for (const ContenderKind& kind : kinds_) {
@@ -93,7 +93,7 @@ private:
 
     void count()
     {
-        // Tracing makes a system call take many times as long as it does.
+        // Tracing makes system calls many times slower.
         const QuestionRange some{questions_.all().data(),
                                  std::min<std::size_t>(questions_.size(), COUNTED_QUESTIONS)};
         for (const ContenderKind& kind : kinds_) {
@@ -101,7 +101,7 @@ private:
         }
     }
 
-    /// After all that is done only once: the difference between two passes and one.
+    /// Without what is done only once: the difference between two passes and one.
     static std::optional<double> systemCallsPerCheck(const ContenderKind& kind, QuestionRange questions)
     {
         const auto passes = [&](int number) {
@@ -160,7 +160,7 @@ private:
         }
     }
 
-    /// Long enough in a round that it does not matter for some milliseconds who is on which processor.
+    /// Long enough that the placement on processors in the first milliseconds of a round does not matter.
     [[nodiscard]] std::size_t passes() const
     {
         constexpr std::size_t CHECKS = 2000000;
@@ -217,7 +217,7 @@ private:
                      "");
         report_.goal("opening a cache" + at, figures_[OPENING].median / 1e6, atMost, 1, "ms");
         if (const auto& calls = counted_[CHECK].systemCalls) {
-            // None, except for a look at the paths and the files' sizes in every 10 ms: one may fall into the
+            // None, except for a check of the paths and the files' sizes every 10 ms: one may fall into the
             // short pass that is counted.
             constexpr double CALLS_OF_A_LOOK = 7;
             const double looks = figures_[CHECK].median * COUNTED_QUESTIONS / 10e6 + 1;

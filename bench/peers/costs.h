@@ -11,7 +11,7 @@ namespace keepsafe_bench {
 /// processes may not be traced. Call it while no other thread runs.
 std::optional<long> systemCallsOf(const std::function<void()>& work);
 
-/// How often the calling thread has allocated so far, by `malloc` or by what stands on it, in the program
+/// How often the calling thread has allocated so far, by `malloc` or anything built on it, in the program
 /// itself and in the libraries.
 std::size_t allocations() noexcept;
 

@@ -18,11 +18,11 @@ using keepsafe_sandbox::GeneratedCache;
 
 namespace {
 
-/// Little enough that a round with a thousand roles takes seconds and that the questions of a whole line fit
-/// in memory together.
+/// Few enough that a round with a thousand roles takes seconds and the questions of a whole line fit in
+/// memory together.
 constexpr std::size_t MOST_QUESTIONS = 20000;
 
-/// A check and the lookup alone by something that varies, all of it in turns.
+/// A check and the lookup alone by something that varies, all alternating.
 class Line {
 public:
     Line(std::string panel, const Settings& settings) : panel_(std::move(panel)), turns_(settings.rounds) {}
@@ -64,7 +64,7 @@ private:
     std::vector<Entry> entries_;
 };
 
-/// 512 callers: a thousand roles for each question would be a measurement of the memory that they take.
+/// 512 callers: with a thousand roles for each question, memory use would dominate.
 Questions::Kind someQuestions(const Settings& settings, unsigned roles)
 {
     return {std::min(settings.questions, MOST_QUESTIONS), roles, Callers::Shared};

@@ -15,7 +15,7 @@ namespace keepsafe_bench {
 
 namespace {
 
-/// The process of the child: stops for its tracer, works, and ends.
+/// The child process: stops for its tracer, works, and ends.
 [[noreturn]] void beTraced(const std::function<void()>& work)
 {
     try {

@@ -36,7 +36,7 @@ std::uint64_t nanoseconds(Clock::duration duration)
     return static_cast<std::uint64_t>(std::chrono::nanoseconds(duration).count());
 }
 
-/// The service's part: a cache in its own folder that it keeps up to date.
+/// The service's part: a cache in its own folder, which it updates.
 class Service {
 public:
     explicit Service(std::uint64_t leaves)
@@ -49,14 +49,14 @@ public:
 
     [[nodiscard]] const keepsafe_sandbox::CacheLocation& location() const noexcept { return location_; }
 
-    /// One change a time until the connection says something or ends; then sends how long each took.
+    /// One change at a time until the connection receives something or ends; then sends how long each took.
     void publishUntilTold(const SocketEnd& boss)
     {
         LatencyHistogram times;
         pollfd told{boss.descriptor(), POLLIN, 0};
         auto due = Clock::now();
         for (unsigned change = 0;; ++change) {
-            // Changes that are late are not made up for in a burst.
+            // Late changes are not caught up with in a burst.
             due = std::max(due + BETWEEN_CHANGES, Clock::now());
             const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(due - Clock::now());
             if (::poll(&told, 1, std::max(0, static_cast<int>(left.count()))) != 0) {
@@ -68,7 +68,8 @@ public:
     }
 
 private:
-    /// An object comes, gets another grant, and goes. Nobody asks about it: so all answers stay as they are.
+    /// An object is added, gets another grant, and is removed. No question is about it, so all answers stay
+    /// the same.
     void publish(unsigned change)
     {
         CacheObject object;
@@ -89,7 +90,7 @@ private:
     LiveCache cache_;
 };
 
-/// One thread that checks and looks at the answers.
+/// One thread that checks and verifies the answers.
 class Reading {
 public:
     Reading(const Questions& questions, Answers expected)
@@ -113,10 +114,9 @@ public:
 
     struct Paced {
         LatencyHistogram checks;
-        LatencyHistogram
-            sinceDue; ///< with the wait for the check before, as callers who know nothing of it feel
+        LatencyHistogram sinceDue; ///< includes the wait for the previous check, as a caller experiences it
     };
-    /// One check at a time; waits without sleeping, since waking up would count otherwise.
+    /// One check at a time; waits without sleeping, because waking up would be measured otherwise.
     Paced paced(double seconds)
     {
         Paced paced;

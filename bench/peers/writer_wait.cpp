@@ -27,7 +27,7 @@ using keepsafe_sandbox::GeneratedCache;
 namespace {
 
 constexpr unsigned READERS = 8;
-/// Longer than the rest that the lock makes a writer take between two holds, which is no wait for readers.
+/// Longer than the rest that the lock makes a writer take between two holds, which is not a wait for readers.
 constexpr int BETWEEN_HOLDS_MS = 2;
 constexpr double GOAL_MILLISECONDS = 10;
 
@@ -51,7 +51,7 @@ void takeLock(const std::string& path, const SocketEnd& boss)
     static_cast<void>(boss.send(&waits, sizeof waits));
 }
 
-/// Says when it has begun, and in the end how many checks it has made.
+/// Reports when it has begun and, at the end, how many checks it has made.
 void checkUntil(const std::atomic<bool>& stopped, const Questions& questions, const Answers& expected,
                 unsigned reader, const SocketEnd& boss)
 {
@@ -79,7 +79,7 @@ void judge(const LatencyHistogram& waits, double checksPerSecond, Report& report
                 Report::Bound::AtMost, GOAL_MILLISECONDS, "ms");
 }
 
-/// So that the readers end, whatever happens to whoever waits for them.
+/// So that the readers end even if the thread that waits for them fails.
 class StopAtEnd {
 public:
     explicit StopAtEnd(std::atomic<bool>& stopped) noexcept : stopped_(stopped) {}

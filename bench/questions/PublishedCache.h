@@ -17,7 +17,7 @@ namespace keepsafe_bench {
 boost::shared_ptr<const Tessara::Keepsafe::Rbac::AccessCache>
 openCache(const keepsafe_sandbox::CacheLocation& location);
 
-/// A cache in a folder of its own, open.
+/// An open cache in its own folder.
 class PublishedCache {
 public:
     explicit PublishedCache(const keepsafe_sandbox::CacheImage& image);

@@ -32,7 +32,7 @@ std::unique_ptr<const PeerCaller> makeCaller(const Questions::Cache& cache, std:
 
 std::vector<std::int32_t> drawRoles(unsigned count, RandomNumbers& random)
 {
-    // Who has more roles than the cache knows has such as grant nothing there.
+    // A caller with more roles than the cache knows has some that grant nothing there.
     const unsigned limit = std::max(GeneratedCache::ROLES, 2 * count);
     std::set<std::int32_t> roles;
     while (roles.size() < count) {
@@ -66,7 +66,7 @@ Questions::Questions(const Cache& cache, const Kind& kind, const DrawObject& dra
     }
 }
 
-/// Most callers are denied most things: those who are allowed are searched for, up to a limit.
+/// Most callers are denied most things, so a caller who is allowed is searched for, up to a limit.
 const PeerCaller* Questions::choose(const AccessCache::Reader& reader, const ObjectNamespace& object,
                                     RandomNumbers& random) const
 {

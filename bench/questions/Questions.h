@@ -18,8 +18,8 @@ namespace keepsafe_bench {
 
 constexpr std::uint64_t SEED = 1;
 
-/// Somebody with roles who wants one operation. Each contender has them in the form that suits it best: the
-/// library its checker, the others the roles in ascending order.
+/// A caller with roles and one operation. Each contender has them in the form that suits it best: the library
+/// its checker, the others the roles in ascending order.
 struct PeerCaller {
     std::vector<std::int32_t> roles;
     Tessara::Keepsafe::Rbac::Operation operation;
@@ -31,8 +31,8 @@ struct PeerQuestion {
     Tessara::Keepsafe::Rbac::ObjectNamespace object; ///< its text form is computed
 };
 
-/// Whether each question has a caller in memory of its own, or 512 callers ask all of them. The questions are
-/// the same both times.
+/// Whether each question has its own caller in memory, or 512 callers ask all of them. The questions are the
+/// same in both cases.
 enum class Callers { Distinct, Shared };
 
 /// Questions about one cache in random order, about half of them allowed.

@@ -40,7 +40,7 @@ ObjectNamespace nameOf(std::size_t number)
     return {"KEEPSAFE", "PROTECTION", "policies", "policy " + std::to_string(number)};
 }
 
-/// Objects with one child and one grant each. Made again for each round: names keep their text forms.
+/// Objects with one child and one grant each. Created again for each round: names keep their text forms.
 Service::DataList makeObjects(std::size_t count)
 {
     const std::string attributes = R"({"accessDefinitions":[{"roleId":17,"operations":[)"
@@ -121,8 +121,8 @@ private:
     std::set<ObjectNamespace> names_;
 };
 
-/// Of work that begins with memory in order: what is freed between two rounds, the allocator puts in order
-/// when it is next asked for a large piece, and that would count for whoever asks.
+/// Times work that starts with a tidy heap: the allocator consolidates what was freed between two rounds at
+/// the next large request, and that would be charged to the work.
 template <typename Work>
 double nanosecondsInOrder(const Work& work)
 {
@@ -225,7 +225,7 @@ std::list<ObjectNamespace> namesOf(const Service::DataList& objects)
 
 struct Shares {
     double whole;
-    double own; ///< of that outside of requests
+    double own; ///< of that outside the requests
 };
 
 /// Registers the objects with the service and deletes them again.
@@ -244,9 +244,8 @@ Shares registerOnce(std::size_t count)
     return shares;
 }
 
-/// In a process that does it for the first time, as one does at its end. After several rounds in one process
-/// the memory for names lies scattered over its heap, and all that goes through them takes up to half as long
-/// again.
+/// In a process that does it for the first time. After several rounds in one process the memory for names is
+/// scattered over its heap, and everything that walks through them takes up to 50 % longer.
 Shares registerInProcessOfItsOwn(std::size_t count)
 {
     const keepsafe_test::Pipe pipe;
@@ -282,7 +281,7 @@ void measureRegistration(const Settings& settings, Report& report)
     const std::size_t objects = std::min<std::size_t>(settings.baseObjects / 10, 10000);
     if (!settings.serviceRoot.empty()) {
         Tessara::Keepsafe::Platform::setInstallationRoot(settings.serviceRoot);
-        // First, while the heap is as it was at the start.
+        // First, while the heap is still fresh.
         measureWithService(objects, settings, report);
     }
     const keepsafe_test::TempRoot root;

@@ -90,8 +90,8 @@ public:
         curl_easy_setopt(curl_.get(), CURLOPT_WRITEDATA, &body_);
     }
 
-    /// What a client has to ask the system before it may send: whether the configuration and the host's files
-    /// are still those that the connection was made with.
+    /// What a client must query before it may send: whether the configuration and the host's files are still
+    /// those that the connection was made with.
     void getAfterLookingAtFiles(const Installation& installation)
     {
         const keepsafe_test::CertificateFiles& host = installation.host();
@@ -175,7 +175,7 @@ void measureCreate(Installation& installation, const Settings& settings, Report&
                 2, "ms");
 }
 
-/// The calling thread, and those that it starts from now on.
+/// Applies to the calling thread and those that it starts from now on.
 void stayOnOneProcessor()
 {
     cpu_set_t own;

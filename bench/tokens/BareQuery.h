@@ -6,7 +6,7 @@
 
 namespace keepsafe_bench {
 
-/// The token query by ODBC alone, on a connection of its own that stays open. One thread.
+/// The token query by ODBC alone, on its own connection, which stays open. One thread.
 class BareQuery {
 public:
     BareQuery(const std::string& connectionString, const std::vector<std::string>& onConnect);

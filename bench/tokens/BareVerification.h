@@ -5,8 +5,8 @@
 
 namespace keepsafe_bench {
 
-/// What verifying a token cannot do without: reading the key file, parsing its PEM text and
-/// `EVP_VerifyFinal`. The signature is decoded beforehand, and nothing is checked but the outcome.
+/// The unavoidable part of verifying a token: reading the key file, parsing its PEM text and
+/// `EVP_VerifyFinal`. The signature is decoded beforehand, and only the outcome is checked.
 class BareVerification {
 public:
     BareVerification(std::string keyFile, const std::string& token);

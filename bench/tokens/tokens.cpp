@@ -32,10 +32,10 @@ constexpr char SESSION[] = "0f8fad5b-d9cb-469f-a165-70867728950e";
 constexpr std::size_t STORED_SESSIONS = 1000;
 
 /// Operations in one turn of a measurement with one thread: about a millisecond, so that other programs on
-/// the machine seldom fall into one turn more than into the next.
+/// the machine rarely disturb one turn more than the next.
 constexpr std::size_t TURN = 20;
 
-/// As many turns as hold the calls of all rounds.
+/// Enough turns for the calls of all rounds.
 Turns shortTurns(const Settings& settings)
 {
     return Turns(settings.rounds * static_cast<int>(settings.calls / TURN));
