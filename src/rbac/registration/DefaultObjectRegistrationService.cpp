@@ -2,8 +2,6 @@
 
 #include <boost/make_shared.hpp>
 
-#include <keepsafe/rbac/api/Rbac2Json.h>
-
 #include "exchange.h"
 #include "fail.h"
 #include "wire_text.h"
@@ -48,8 +46,8 @@ DefaultObjectRegistrationService::registerObjectWithStatePending(
     const boost::shared_ptr<ObjectRegistrationData>& data) const
 {
     std::string response;
-    sendHttpRequest(HTTP_REQUEST_POST, OBJECT_REGISTRATION_URI,
-                    json_dumps_shared(buildRegistrationRequest(data)).get(), response);
+    sendHttpRequest(HTTP_REQUEST_POST, OBJECT_REGISTRATION_URI, registrationText(data, Attributes::Written),
+                    response);
     return extractRegisteredNamespaces(response);
 }
 
@@ -57,7 +55,8 @@ DefaultObjectRegistrationService::RegisteredObjects
 DefaultObjectRegistrationService::bulkRegisterObjectsWithStatePending(const DataList& data) const
 {
     std::string response;
-    sendHttpRequest(HTTP_REQUEST_POST, BULK_OBJECT_REGISTRATION_URI, bulkRegistrationText(data), response);
+    sendHttpRequest(HTTP_REQUEST_POST, BULK_OBJECT_REGISTRATION_URI,
+                    bulkRegistrationText(data, Attributes::Written), response);
     return extractBulkRegisteredNamespaces(response);
 }
 

@@ -1,33 +1,33 @@
-/// The documents that the registration service sends.
+/// The documents that the registration service sends, as trees.
 
 #include <keepsafe/rbac/registration/DefaultObjectRegistrationService.h>
 
+#include <cstddef>
 #include <new>
 
-#include <jansson.h>
-
-#include <keepsafe/rbac/api/Rbac2Json.h>
-
-#include "documents.h"
+#include "load.h"
+#include "wire_text.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
 namespace {
 
-using Service = DefaultObjectRegistrationService;
-
-void append(const boost::shared_ptr<json_t>& array, const boost::shared_ptr<json_t>& element)
+boost::shared_ptr<json_t> treeOf(const std::string& text)
 {
-    if (json_array_append(array.get(), element.get()) != 0) {
+    json_error_t ignored;
+    JsonHandle tree = loadJson(text, ignored);
+    if (!tree) {
         throw std::bad_alloc();
     }
+    return tree;
 }
 
-void appendStates(const boost::shared_ptr<json_t>& array, const std::list<ObjectNamespace>& objects,
-                  const std::string& state)
+/// Puts the caller's attributes themselves into a record that was written without them.
+void shareAttributes(json_t* record, const ObjectRegistrationData& data)
 {
-    for (const ObjectNamespace& object : objects) {
-        append(array, Service::buildNamespaceStatePair(object, state));
+    if (json_object_set(json_object_get(record, "attributes"), "accessControlAttributes",
+                        data.accessControlAttributes.get()) != 0) {
+        throw std::bad_alloc();
     }
 }
 
@@ -36,36 +36,34 @@ void appendStates(const boost::shared_ptr<json_t>& array, const std::list<Object
 boost::shared_ptr<json_t>
 DefaultObjectRegistrationService::buildRegistrationJSON(const boost::shared_ptr<ObjectRegistrationData>& data)
 {
-    requireComplete(data);
-    const boost::shared_ptr<json_t> children = json_namespaces_shared(data->relativeChildNamespaces);
-    return json_pack_shared("{s:s, s:s, s:{s:s, s:b, s:O, s:O}}", "id", textOf(data->objectNamespace).c_str(),
-                            "type", "objectRegistrationData", "attributes", "objectType",
-                            data->objectType.c_str(), "ignoreAlreadyRegistered",
-                            static_cast<int>(data->ignoreAlreadyRegistered), "accessControlAttributes",
-                            data->accessControlAttributes.get(), "relativeChildNamespaces", children.get());
+    boost::shared_ptr<json_t> record = treeOf(recordText(data, Attributes::LeftOut));
+    shareAttributes(record.get(), *data);
+    return record;
 }
 
 boost::shared_ptr<json_t> DefaultObjectRegistrationService::buildRegistrationRequest(
     const boost::shared_ptr<ObjectRegistrationData>& data)
 {
-    return json_pack_shared("{s:O}", "data", buildRegistrationJSON(data).get());
+    boost::shared_ptr<json_t> document = treeOf(registrationText(data, Attributes::LeftOut));
+    shareAttributes(json_object_get(document.get(), "data"), *data);
+    return document;
 }
 
 boost::shared_ptr<json_t> DefaultObjectRegistrationService::buildBulkRegistrationRequest(const DataList& data)
 {
-    const boost::shared_ptr<json_t> records = json_array_shared();
+    boost::shared_ptr<json_t> document = treeOf(bulkRegistrationText(data, Attributes::LeftOut));
+    std::size_t index = 0;
     for (const boost::shared_ptr<ObjectRegistrationData>& object : data) {
-        append(records, buildRegistrationJSON(object));
+        shareAttributes(json_array_get(json_object_get(document.get(), "data"), index++), *object);
     }
-    return json_pack_shared("{s:O}", "data", records.get());
+    return document;
 }
 
 boost::shared_ptr<json_t>
 DefaultObjectRegistrationService::buildNamespaceStatePair(const ObjectNamespace& objectNamespace,
                                                           const std::string& state)
 {
-    return json_pack_shared("{s:s, s:s}", "objectId", textOf(objectNamespace).c_str(), "state",
-                            state.c_str());
+    return treeOf(stateText(objectNamespace, state));
 }
 
 boost::shared_ptr<json_t>
@@ -73,12 +71,7 @@ DefaultObjectRegistrationService::buildBulkStateUpdateRequest(const std::list<Ob
                                                               const std::list<ObjectNamespace>& pending,
                                                               const std::list<ObjectNamespace>& deleted)
 {
-    const boost::shared_ptr<json_t> records = json_array_shared();
-    appendStates(records, ready, READY_STR);
-    appendStates(records, pending, PENDING_STR);
-    appendStates(records, deleted, DELETED_STR);
-    return json_pack_shared("{s:{s:s, s:{s:O}}}", "data", "type", "managedObjectUpdate", "attributes",
-                            "managedObjectsWithAttributes", records.get());
+    return treeOf(bulkStateUpdateText(ready, pending, deleted));
 }
 
 } // namespace Tessara::Keepsafe::Rbac

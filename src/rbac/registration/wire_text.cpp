@@ -33,14 +33,21 @@ void appendValue(std::string& text, const json_t* value)
     }
 }
 
+/// The text as a JSON string, with its quotation marks.
+std::string quoted(const std::string& value)
+{
+    std::string text;
+    appendValue(text, json_pack_shared("s", value.c_str()).get());
+    return text;
+}
+
 /// The types of objects as JSON strings. Neighbours are mostly of one type, which is then printed once.
 class TypeText {
 public:
     const std::string& of(const std::string& objectType)
     {
         if (text_.empty() || objectType != type_) {
-            text_.clear();
-            appendValue(text_, json_pack_shared("s", objectType.c_str()).get());
+            text_ = quoted(objectType);
             type_ = objectType;
         }
         return text_;
@@ -61,14 +68,21 @@ void appendChildren(std::string& text, const std::list<ObjectNamespace>& childre
     text.append(children.empty() ? "[]" : "]");
 }
 
-void appendRecord(std::string& text, const ObjectRegistrationData& data, TypeText& types)
+void appendRecord(std::string& text, const boost::shared_ptr<ObjectRegistrationData>& given,
+                  Attributes attributes, TypeText& types)
 {
+    requireComplete(given);
+    const ObjectRegistrationData& data = *given;
     text.append(R"({"id":")").append(textOf(data.objectNamespace));
     text.append(R"(","type":"objectRegistrationData","attributes":{"objectType":)");
     text.append(types.of(data.objectType));
     text.append(R"(,"ignoreAlreadyRegistered":)").append(data.ignoreAlreadyRegistered ? "true" : "false");
     text.append(R"(,"accessControlAttributes":)");
-    appendValue(text, data.accessControlAttributes.get());
+    if (attributes == Attributes::Written) {
+        appendValue(text, data.accessControlAttributes.get());
+    } else {
+        text.append("null");
+    }
     text.append(R"(,"relativeChildNamespaces":)");
     appendChildren(text, data.relativeChildNamespaces);
     text.append("}}");
@@ -86,22 +100,46 @@ void makeRoom(std::string& text, const std::list<ObjectNamespace>& objects)
     text.reserve(room);
 }
 
-void appendStates(std::string& text, const std::list<ObjectNamespace>& objects, const char* state)
+/// `state`: a JSON string.
+void appendState(std::string& text, const ObjectNamespace& object, const std::string& state)
+{
+    text.append(R"({"objectId":")").append(textOf(object)).append(R"(","state":)").append(state).append("}");
+}
+
+void appendStates(std::string& text, const std::list<ObjectNamespace>& objects, const std::string& name)
 {
     makeRoom(text, objects);
+    const std::string state = '"' + name + '"';
     for (const ObjectNamespace& object : objects) {
         text.append(text.back() == '[' ? "" : ",");
-        text.append(R"({"objectId":")")
-            .append(textOf(object))
-            .append(R"(","state":")")
-            .append(state)
-            .append("\"}");
+        appendState(text, object, state);
     }
 }
 
 } // namespace
 
-std::string bulkRegistrationText(const DefaultObjectRegistrationService::DataList& data)
+std::string recordText(const boost::shared_ptr<ObjectRegistrationData>& data, Attributes attributes)
+{
+    std::string text;
+    TypeText types;
+    appendRecord(text, data, attributes, types);
+    return text;
+}
+
+std::string registrationText(const boost::shared_ptr<ObjectRegistrationData>& data, Attributes attributes)
+{
+    return R"({"data":)" + recordText(data, attributes) + '}';
+}
+
+std::string stateText(const ObjectNamespace& objectNamespace, const std::string& state)
+{
+    std::string text;
+    appendState(text, objectNamespace, quoted(state));
+    return text;
+}
+
+std::string bulkRegistrationText(const DefaultObjectRegistrationService::DataList& data,
+                                 Attributes attributes)
 {
     constexpr std::size_t USUAL_RECORD = 512;
     std::string text = R"({"data":[)";
@@ -109,9 +147,8 @@ std::string bulkRegistrationText(const DefaultObjectRegistrationService::DataLis
     TypeText types;
     const char* separator = "";
     for (const boost::shared_ptr<ObjectRegistrationData>& object : data) {
-        requireComplete(object);
         text.append(separator);
-        appendRecord(text, *object, types);
+        appendRecord(text, object, attributes, types);
         separator = ",";
     }
     return text.append("]}");

@@ -7,14 +7,24 @@
 #include <keepsafe/rbac/registration/DefaultObjectRegistrationService.h>
 
 /// \file
-/// The requests about many objects as texts, written without the trees that the builders of
-/// `DefaultObjectRegistrationService` make. INVARIANT: to the byte what `json_dumps_shared` gives for those
-/// trees, with the same exceptions and lines in the log. For 10,000 objects a tree takes several times as
-/// long, nearly all of it in Jansson's allocations and its search for circles: bench/registration.
+/// The documents that the registration service sends, as texts: to the byte what `json_dumps_shared` gives
+/// for their trees. For 10,000 objects a tree takes several times as long, nearly all of it in Jansson's
+/// allocations and its search for circles: bench/registration. The builders of
+/// `DefaultObjectRegistrationService` make their trees from these texts.
 
 namespace Tessara::Keepsafe::Rbac {
 
-std::string bulkRegistrationText(const DefaultObjectRegistrationService::DataList& data);
+/// Whether a text holds the accessControlAttributes of its objects, or null in their place.
+enum class Attributes { Written, LeftOut };
+
+std::string recordText(const boost::shared_ptr<ObjectRegistrationData>& data, Attributes attributes);
+
+std::string registrationText(const boost::shared_ptr<ObjectRegistrationData>& data, Attributes attributes);
+
+std::string bulkRegistrationText(const DefaultObjectRegistrationService::DataList& data,
+                                 Attributes attributes);
+
+std::string stateText(const ObjectNamespace& objectNamespace, const std::string& state);
 
 std::string bulkStateUpdateText(const std::list<ObjectNamespace>& ready,
                                 const std::list<ObjectNamespace>& pending,

@@ -16,6 +16,7 @@ namespace {
 
 using keepsafe_test::CapturedLog;
 using keepsafe_test::dataOf;
+using Tessara::Keepsafe::Rbac::Attributes;
 using Tessara::Keepsafe::Rbac::bulkRegistrationText;
 using Tessara::Keepsafe::Rbac::bulkStateUpdateText;
 using Tessara::Keepsafe::Rbac::DefaultObjectRegistrationService;
@@ -33,7 +34,7 @@ TEST(NamesWithoutText, AreBadCastsInEveryDocument)
                  boost::bad_lexical_cast);
     EXPECT_THROW((void)Service::buildBulkStateUpdateRequest({}, {}, {ObjectNamespace("A")}),
                  boost::bad_lexical_cast);
-    EXPECT_THROW((void)bulkRegistrationText({data}), boost::bad_lexical_cast);
+    EXPECT_THROW((void)bulkRegistrationText({data}, Attributes::Written), boost::bad_lexical_cast);
     EXPECT_THROW((void)bulkStateUpdateText({ObjectNamespace("A")}, {}, {}), boost::bad_lexical_cast);
     EXPECT_THAT(log.lines(), testing::IsEmpty());
 }
