@@ -219,7 +219,7 @@ private:
         if (const auto& calls = counted_[CHECK].systemCalls) {
             // None, except for a check of the paths and the files' sizes every 10 ms: one may fall into the
             // short pass that is counted.
-            constexpr double CALLS_OF_A_LOOK = 7;
+            constexpr double CALLS_OF_A_LOOK = 11;
             const double looks = figures_[CHECK].median * COUNTED_QUESTIONS / 10e6 + 1;
             report_.goal("system calls per check" + at, *calls, atMost,
                          CALLS_OF_A_LOOK * looks / COUNTED_QUESTIONS, "");

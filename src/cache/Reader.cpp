@@ -20,27 +20,48 @@ AccessCache::Reader::Reader(const AccessCache& cache)
     : cache_(cache), fileLock_(cache.fileLock_),
       guard_(std::allocate_shared<FileLockGuard>(RecyclingAllocator<FileLockGuard>(), fileLock_,
                                                  FileLock::SHARED, FileLock::WAIT_FOREVER,
-                                                 FileLock::DEFAULT_INTERVAL)),
-      metadata_(cache.metadata_.view())
+                                                 FileLock::DEFAULT_INTERVAL))
 {
-    if (metadata_.count() == 0) {
-        throwDamaged(METADATA_FILE_NAME, 0, "header missing");
-    }
-    if (writing_in_progress()) {
-        diagnostics::fail(Status::CACHE_UNUSABLE, TAG,
-                          "A previous write on cache " + cache_.manifest_.ns.str() +
-                              " was interrupted. Assuming invalid.");
-    }
+    captureHeader();
 }
 
 AccessCache::Reader::Reader(Reader&&) noexcept = default;
 AccessCache::Reader::~Reader() = default;
 
-void AccessCache::Reader::captureViews()
+void AccessCache::Reader::release() noexcept { guard_.reset(); }
+
+void AccessCache::Reader::captureHeader() noexcept
+{
+    missingPages_ = cache_.missingPages_.load(std::memory_order_acquire);
+    metadata_ = cache_.metadata_.view();
+}
+
+void AccessCache::Reader::captureViews() noexcept
 {
     objects_ = cache_.objects_.view();
     nodes_ = cache_.nodes_.view();
     segments_ = cache_.segments_.view();
+}
+
+bool AccessCache::Reader::isReadable() const noexcept
+{
+    return metadata_.count() != 0 && !writing_in_progress();
+}
+
+/// The lock is released before anything is logged: a log that is stuck must not keep the writer out.
+void AccessCache::Reader::requireReadable()
+{
+    if (isReadable()) {
+        return;
+    }
+    const bool isInterrupted = metadata_.count() != 0;
+    release();
+    if (!isInterrupted) {
+        throwDamaged(METADATA_FILE_NAME, 0, "header missing");
+    }
+    diagnostics::fail(Status::CACHE_UNUSABLE, TAG,
+                      "A previous write on cache " + cache_.manifest_.ns.str() +
+                          " was interrupted. Assuming invalid.");
 }
 
 bool AccessCache::Reader::writing_in_progress() const noexcept
@@ -52,14 +73,19 @@ NodeOffset AccessCache::Reader::segmentRoot() const noexcept { return metadata_.
 
 const ManagedObject* AccessCache::Reader::lookup(const ObjectNamespace& ns) const
 {
-    return detail::CacheWalk(*this).lookup(ns.str());
+    const detail::CacheWalk walk(*this);
+    const ManagedObject* const found = walk.lookup(ns.str());
+    walk.requireWhole();
+    return found;
 }
 
 void AccessCache::Reader::visitPath(const ObjectNamespace& ns,
                                     void (*visit)(void*, const ManagedObject&, bool), void* visitor) const
 {
-    detail::CacheWalk(*this).visitPath(
-        ns.str(), [&](const ManagedObject& object, bool isNamed) { visit(visitor, object, isNamed); });
+    const detail::CacheWalk walk(*this);
+    walk.visitPath(ns.str(),
+                   [&](const ManagedObject& object, bool isNamed) { visit(visitor, object, isNamed); });
+    walk.requireWhole();
 }
 
 const ManagedObject& AccessCache::Reader::getManagedObject(NodeOffset offset) const
@@ -97,7 +123,9 @@ bool AccessCache::Reader::get_operation_bit(NodeOffset roleTree, std::int32_t ro
                                             const Operation& operation) const
 {
     const detail::CacheWalk walk(*this);
-    return walk.isGranted(walk.roleHolds(roleTree, roleId, operation));
+    const detail::RoleAnswer answer = walk.roleHolds(roleTree, roleId, operation);
+    walk.requireWhole();
+    return walk.isGranted(answer);
 }
 
 void AccessCache::Reader::throwDamaged(const std::string& fileName, NodeOffset offset, const char* what) const

@@ -303,6 +303,24 @@ TEST_F(ReaderTest, ATreeThatLeadsRoundInACircleIsStatus12)
     EXPECT_THAT(log.lines()[0].text, testing::HasSubstr("tree without end"));
 }
 
+TEST_F(ReaderTest, ATrieThatLeadsBackToItsTopIsStatus12ForANameThatIsLongerThanTheFile)
+{
+    constexpr int RECORDS = 100;
+    CacheWriter writer;
+    for (int record = 1; record <= RECORDS; ++record) {
+        const auto next = static_cast<std::uint32_t>((record + 1) * sizeof(CacheWriter::SegmentNode));
+        const bool isLast = record == RECORDS;
+        writer.add(segmentNode(isLast ? BAR : BAR - 1 - RECORDS + record, 0, isLast ? 0 : next, 0,
+                               static_cast<std::uint32_t>(sizeof(CacheWriter::SegmentNode))));
+    }
+    writer.metadata.segmentRoot = static_cast<std::uint32_t>(sizeof(CacheWriter::SegmentNode));
+    const auto reader = open(writer).lock();
+    const CapturedLog log;
+    EXPECT_EQ(statusOf([&] { (void)reader.lookup(ObjectNamespace() | "" | "" | ""); }), 12);
+    ASSERT_EQ(log.lines().size(), 1U);
+    EXPECT_THAT(log.lines()[0].text, testing::HasSubstr("tree without end"));
+}
+
 TEST_F(ReaderTest, ARoleTreeThatLeadsRoundInACircleIsStatus12)
 {
     CacheWriter writer;

@@ -1,11 +1,11 @@
 #ifndef KEEPSAFE_CACHE_ACCESSCACHE_H
 #define KEEPSAFE_CACHE_ACCESSCACHE_H
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <type_traits>
 
@@ -22,6 +22,10 @@
 #include <keepsafe/platform/filelock/FileLock.h>
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
+namespace Tessara::Keepsafe::Process {
+class OnceInAWhile;
+}
+
 namespace Tessara::Keepsafe::Rbac {
 
 namespace detail {
@@ -34,8 +38,11 @@ class CacheWalk;
 /// Threads and processes: any number of each may use one cache at a time, each through its own readers from
 /// `lock()`. The writer is kept out by the file lock named by the manifest's path.
 ///
-/// Nothing in the files is trusted: an offset outside its file, or a tree with a cycle, throws `EC_exception`
-/// 12 after a line in the log.
+/// Nothing in the files is trusted: an offset outside its file, a tree with a cycle, or a file that is cut short
+/// while it is read throws `EC_exception` 12 after a line in the log.
+///
+/// Replaced files are noticed within 10 ms: the new ones are opened if they are complete and belong to the same
+/// namespace; otherwise `lock()` throws `EC_exception` 12.
 class KEEPSAFE_API AccessCache {
 public:
     class Reader;
@@ -67,15 +74,28 @@ public:
 
     /// Takes the shared file lock, waiting for the writer as long as necessary, and maps again what the
     /// writer has grown. Queries the files' sizes only if a writer may have been active since the last query
-    /// (see `FileLockGuard::writes`). Throws `EC_exception` 12 when a write was interrupted, when the header
-    /// is missing or when the lock cannot be acquired, and `std::runtime_error` when a file cannot be mapped.
+    /// (see `FileLockGuard::writes`). Throws `EC_exception` 12 when a write was interrupted, when the header or
+    /// a file is missing or when the lock cannot be acquired, and `std::runtime_error` when a file cannot be
+    /// mapped.
     [[nodiscard]] Reader lock() const;
 
 private:
-    void refresh(const FileLockGuard& guard) const;
-    void refreshMaps() const;
-    void releaseRetired() const noexcept;
+    friend class detail::CacheWalk;
+    enum class Look { FilesAreCurrent, LockIsOutdated, FilesAreGone, NamespaceIsAnother };
 
+    static void prepareForForks();
+    [[nodiscard]] bool refresh(Reader& reader) const;
+    [[nodiscard]] bool pagesAreMissing(const Reader& reader) const noexcept;
+    [[nodiscard]] bool lookAtFiles(Reader& reader) const;
+    [[nodiscard]] Look renewFiles(const Reader& reader) const;
+    void reopenChanged() const;
+    [[nodiscard]] bool refreshSizes() const;
+    [[nodiscard]] std::array<detail::MemoryMap*, 4> maps() const noexcept;
+    void retireMappings() const;
+    void releaseRetired() const noexcept;
+    [[noreturn]] void throwUnreadable(const char* reason) const;
+
+    mutable detail::MissingPages missingPages_{0}; ///< of all four mappings, which it outlives
     Manifest manifest_;
     FileLock fileLock_;
     mutable detail::MemoryMap metadataMap_;
@@ -86,9 +106,12 @@ private:
     detail::ReadOnlyBlockAllocator<ManagedObject> objects_;
     detail::ReadOnlyBlockAllocator<detail::BitsNode> nodes_;
     detail::ReadOnlyBlockAllocator<detail::SegmentNode> segments_;
-    mutable std::mutex remapMutex_; ///< held while mappings are replaced or released
     mutable std::atomic<bool> hasRetired_{false};
-    mutable FileLock::OtherHolders retiredUsers_; ///< who may use retired mappings; under the mutex
+    mutable FileLock::OtherHolders retiredUsers_;   ///< who may use retired mappings
+    mutable std::atomic<bool> mustRenewAll_{false}; ///< a descriptor was lost
+    /// INVARIANT: no page of the mappings was missing after this number was counted.
+    mutable std::atomic<std::uint64_t> mappedAtMissingPages_{0};
+    const std::unique_ptr<Process::OnceInAWhile> look_; ///< at the files at their paths
     /// INVARIANT: while the lock is held on this state of the files, the mappings have the files' sizes. 0:
     /// no state is known.
     mutable std::atomic<std::uint64_t> mappedAtWrites_{0};
@@ -136,7 +159,15 @@ private:
     friend class detail::CacheWalk;
     explicit Reader(const AccessCache& cache);
 
-    void captureViews();
+    void captureHeader() noexcept;
+    void captureViews() noexcept;
+    void release() noexcept;
+    [[nodiscard]] bool isReadable() const noexcept;
+    void requireReadable();
+    [[nodiscard]] bool isWhole() const noexcept
+    {
+        return missingPages_ == cache_.missingPages_.load(std::memory_order_acquire);
+    }
     [[nodiscard]] NodeOffset segmentRoot() const noexcept;
     void visitPath(const ObjectNamespace& ns, void (*visit)(void*, const ManagedObject&, bool),
                    void* visitor) const;
@@ -147,6 +178,7 @@ private:
     const AccessCache& cache_;
     const FileLock& fileLock_;
     std::shared_ptr<FileLockGuard> guard_;
+    std::uint64_t missingPages_ = 0; ///< of the cache before anything was read
     detail::RecordView<detail::MetadataHeader> metadata_;
     detail::RecordView<ManagedObject> objects_;
     detail::RecordView<detail::BitsNode> nodes_;

@@ -57,14 +57,14 @@ public:
     [[nodiscard]] RoleAnswer roleHolds(NodeOffset roleTree, std::int32_t roleId,
                                        const Operation& operation) const
     {
-        return detail::roleHolds(nodes_, roleTree, roleId, operation);
+        return detail::roleHolds(nodes_, roleTree, roleId, operation, bitsBudget_);
     }
 
     /// Whether any of the roles holds the operation in a role tree, `ownBits` or `childBits` of an object.
     [[nodiscard]] RoleAnswer anyRoleHolds(NodeOffset roleTree, const RoleIds& roles,
                                           const Operation& operation) const
     {
-        return detail::anyRoleHolds(nodes_, roleTree, roles, operation);
+        return detail::anyRoleHolds(nodes_, roleTree, roles, operation, bitsBudget_);
     }
 
     /// The decision of an answer. Throws if the answer is damage.
@@ -76,10 +76,21 @@ public:
         return answer.kind == RoleAnswer::GRANTED;
     }
 
-private:
-    [[nodiscard]] const SegmentNode* findSegment(NodeOffset level, std::int32_t key) const
+    /// To be called before anything is concluded from what was found. Throws when a file was cut short
+    /// meanwhile.
+    void requireWhole() const
     {
-        return findInTree(segments_, level, key, [this](const Damage& where) -> const SegmentNode* {
+        // The count is made in this thread, by a signal handler, or in another one.
+        std::atomic_signal_fence(std::memory_order_acquire);
+        if (__builtin_expect(!reader_.isWhole(), 0)) {
+            reader_.cache_.throwUnreadable("a file was cut short while it was read");
+        }
+    }
+
+private:
+    [[nodiscard]] const SegmentNode* findSegment(NodeOffset level, std::int32_t key, StepBudget& budget) const
+    {
+        return findInTree(segments_, level, key, budget, [this](const Damage& where) -> const SegmentNode* {
             reader_.throwDamaged(AccessCache::SEGMENT_FILE_NAME, where.offset, where.what);
         });
     }
@@ -90,9 +101,11 @@ private:
     void walkTrie(const std::string& text, const Meet& meet) const
     {
         SegmentCursor segment(text);
+        // No record of a trie is met twice on the way down.
+        StepBudget budget(segments_.count());
         NodeOffset level = reader_.segmentRoot();
         while (level != 0) {
-            const SegmentNode* node = findSegment(level, segment.value());
+            const SegmentNode* node = findSegment(level, segment.value(), budget);
             if (node == nullptr) {
                 return;
             }
@@ -106,10 +119,15 @@ private:
         }
     }
 
+    /// Far more than any question needs of trees that are searched, some milliseconds of work.
+    static constexpr std::size_t MOST_BITS_STEPS = std::size_t{1} << 24U;
+
     const AccessCache::Reader& reader_;
     const RecordView<ManagedObject> objects_;
     const RecordView<BitsNode> nodes_;
     const RecordView<SegmentNode> segments_;
+    /// Trees of bits are shared, and met again for every role and every ancestor.
+    mutable StepBudget bitsBudget_{nodes_.count() + MOST_BITS_STEPS};
 };
 
 } // namespace Tessara::Keepsafe::Rbac::detail

@@ -30,10 +30,10 @@ struct RoleAnswer {
 
 /// The node with that key. Null when there is none; then `answer` is "denied", or the damage met on the way.
 [[nodiscard]] inline const BitsNode* findBits(const RecordView<BitsNode>& nodes, NodeOffset root,
-                                              std::int32_t key, RoleAnswer& answer)
+                                              std::int32_t key, StepBudget& budget, RoleAnswer& answer)
 {
     answer = RoleAnswer::denied();
-    return findInTree(nodes, root, key, [&](const Damage& where) -> const BitsNode* {
+    return findInTree(nodes, root, key, budget, [&](const Damage& where) -> const BitsNode* {
         answer = RoleAnswer::damaged(where);
         return nullptr;
     });
@@ -41,33 +41,34 @@ struct RoleAnswer {
 
 /// Whether the words at `wordTree` hold the operation's bit.
 [[nodiscard]] inline RoleAnswer wordsHold(const RecordView<BitsNode>& nodes, NodeOffset wordTree,
-                                          const Operation& operation)
+                                          const Operation& operation, StepBudget& budget)
 {
     RoleAnswer answer = RoleAnswer::denied();
-    const BitsNode* word = findBits(nodes, wordTree, operation.wordIndex(), answer);
+    const BitsNode* word = findBits(nodes, wordTree, operation.wordIndex(), budget, answer);
     return word != nullptr && (word->value & operation.bitMask()) != 0 ? RoleAnswer::granted() : answer;
 }
 
 /// Whether one role holds the operation in the role tree at `root`.
 [[nodiscard]] inline RoleAnswer roleHolds(const RecordView<BitsNode>& nodes, NodeOffset root,
-                                          std::int32_t roleId, const Operation& operation)
+                                          std::int32_t roleId, const Operation& operation, StepBudget& budget)
 {
     RoleAnswer answer = RoleAnswer::denied();
-    const BitsNode* role = findBits(nodes, root, roleId, answer);
-    return role != nullptr ? wordsHold(nodes, role->value, operation) : answer;
+    const BitsNode* role = findBits(nodes, root, roleId, budget, answer);
+    return role != nullptr ? wordsHold(nodes, role->value, operation, budget) : answer;
 }
 
 /// Whether any of the roles holds the operation in the role tree at `root`. They are tried in ascending
 /// order: the first that is granted, or meets damage, decides.
 [[nodiscard]] inline RoleAnswer anyRoleHolds(const RecordView<BitsNode>& nodes, NodeOffset root,
-                                             const RoleIds& roles, const Operation& operation)
+                                             const RoleIds& roles, const Operation& operation,
+                                             StepBudget& budget)
 {
     RoleAnswer answer = RoleAnswer::denied();
     if (root == 0) {
         return answer;
     }
     for (const std::int32_t role : roles) {
-        answer = roleHolds(nodes, root, role, operation);
+        answer = roleHolds(nodes, root, role, operation, budget);
         if (answer.kind != RoleAnswer::DENIED) {
             break;
         }

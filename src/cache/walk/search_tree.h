@@ -1,6 +1,7 @@
 #ifndef KEEPSAFE_CACHE_WALK_SEARCH_TREE_H
 #define KEEPSAFE_CACHE_WALK_SEARCH_TREE_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -30,14 +31,30 @@ inline void fetchBehind(const SegmentNode* node) noexcept
 /// cache.
 inline void fetchBehind(const BitsNode* /*node*/) noexcept {}
 
+/// The nodes that a question may visit before the files count as damaged: what keeps a tree that leads round
+/// in a circle, met again and again on the way down a long name, from holding the lock for seconds.
+class StepBudget {
+public:
+    explicit StepBudget(std::size_t steps) noexcept : left_(steps) {}
+
+private:
+    template <typename Record, typename Damaged>
+    friend const Record* findInTree(const RecordView<Record>& records, NodeOffset root, std::int32_t key,
+                                    StepBudget& budget, const Damaged& damaged);
+
+    std::size_t left_;
+};
+
 /// Walks one search tree for `key`. Returns the record, or null when the tree has none. An offset outside the
-/// file, and a walk longer than the file has records, which can only be a cycle, are passed to
-/// `damaged(Damage)`, whose result is then the result.
+/// file, and a walk that uses up the budget or is longer than the file has records, which can only be a cycle,
+/// are passed to `damaged(Damage)`, whose result is then the result.
 template <typename Record, typename Damaged>
 [[nodiscard]] inline const Record* findInTree(const RecordView<Record>& records, NodeOffset root,
-                                              std::int32_t key, const Damaged& damaged)
+                                              std::int32_t key, StepBudget& budget, const Damaged& damaged)
 {
-    std::size_t budget = records.count();
+    // No tree has more nodes than the file has records.
+    const std::size_t most = std::min(records.count(), budget.left_);
+    std::size_t left = most;
     for (NodeOffset offset = root; offset != 0;) {
         const Record* node = records.find(offset);
         if (__builtin_expect(node == nullptr, 0)) {
@@ -45,13 +62,15 @@ template <typename Record, typename Damaged>
         }
         fetchBehind(node);
         if (node->key == key) {
+            budget.left_ -= most - left;
             return node;
         }
-        if (__builtin_expect(budget-- == 0, 0)) {
+        if (__builtin_expect(left-- == 0, 0)) {
             return damaged(Damage{offset, Damage::ENDLESS});
         }
         offset = node->key > key ? node->left : node->right;
     }
+    budget.left_ -= most - left;
     return nullptr;
 }
 

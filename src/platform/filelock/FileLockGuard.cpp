@@ -101,6 +101,8 @@ void FileLockGuard::takeSlowly(const FileLock& lock, int timeoutMs, const ACE_Ti
     }
 }
 
+bool FileLockGuard::isCurrent() const noexcept { return state_->isCurrent(slot_ != nullptr); }
+
 FileLockGuard::~FileLockGuard()
 {
     if (generation_ != ForkRegistry::processGeneration()) {

@@ -74,6 +74,15 @@ Process::Descriptor newSlotFile(const SlotFolder& folder) noexcept
     return file;
 }
 
+/// Makes an epoch odd, and another number than before.
+void makeAnotherOddNumber(void* epoch) noexcept
+{
+    auto& number = *static_cast<std::atomic<std::uint64_t>*>(epoch);
+    std::uint64_t before = number.load();
+    while (!number.compare_exchange_weak(before, before + (before % 2 == 0 ? 1 : 2))) {
+    }
+}
+
 std::string uniqueName()
 {
     std::array<char, 64> name{};
@@ -111,6 +120,16 @@ bool ReaderSlots::isHeldBy(std::uint32_t thread) const noexcept
 {
     return region_.load(std::memory_order_acquire) != nullptr && thread < own_->size() &&
            ReaderSlot::isRaised((*own_)[thread].word.load(std::memory_order_relaxed));
+}
+
+bool ReaderSlots::isCurrent() noexcept
+{
+    struct stat status {};
+    if (statusOf(lockPath_, status) && FileIdentity(status) == lockFile_) {
+        return true;
+    }
+    look_.makeStale();
+    return false;
 }
 
 std::vector<std::uint64_t> ReaderSlots::heldByOthers() const
@@ -203,7 +222,7 @@ bool ReaderSlots::lookAtFiles() noexcept
     if (!noFork.owns_lock()) {
         return false;
     }
-    const std::int64_t begunMs = coarseMilliseconds();
+    const std::int64_t begunMs = Process::coarseMilliseconds();
     examineFiles();
     look_.renew(begunMs);
     return true;
@@ -318,7 +337,7 @@ bool ReaderSlots::reserveRegion()
     for (std::size_t i = 0; i < own_->size(); ++i) {
         (*own_)[i].shared = &reserved_->file.slots[i];
     }
-    busErrors_.guard(reserved_, sizeof(Region), &epoch_);
+    busErrors_.guard(reserved_, sizeof(Region), &makeAnotherOddNumber, &epoch_);
     return true;
 }
 

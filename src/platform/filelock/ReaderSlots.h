@@ -10,7 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "BusErrorGuard.h"
+#include <keepsafe/platform/mapping/MappingGuard.h>
+
 #include "CoarseClock.h"
 #include "LockSettings.h"
 #include "SlotFolder.h"
@@ -33,7 +34,7 @@ namespace Tessara::Keepsafe::Platform::filelock {
 /// INVARIANT: mappings are renewed only while no thread of the process is inside.
 ///
 /// Files that are truncated under their mappings would terminate the process with SIGBUS: see
-/// BusErrorGuard.h. A read then yields 0, which is not a valid count of writes.
+/// MappingGuard.h. A read then yields 0, which is not a valid count of writes.
 ///
 /// No descriptor stays open. The kernel lock on the process's file lasts as long as the mapping, because it
 /// belongs to the open file, and the mapping keeps that; a host program that closes descriptors that are not
@@ -83,6 +84,10 @@ public:
     /// The same for a thread's number. For another thread the answer may be out of date.
     [[nodiscard]] bool isHeldBy(std::uint32_t thread) const noexcept;
 
+    /// Whether the lock file is the one at its path; for a thread that holds the lock by its slot. If not,
+    /// the next acquisition checks the files.
+    [[nodiscard]] bool isCurrent() noexcept;
+
     /// The acquisitions of this process's threads, as words of their slots; 0 for a slot that is not raised.
     /// The calling thread's latest one does not count.
     [[nodiscard]] std::vector<std::uint64_t> heldByOthers() const;
@@ -128,7 +133,7 @@ private:
     std::atomic<std::uint64_t> epoch_{1};
     std::atomic<Region*> region_{nullptr}; ///< null until the first files are mapped
     std::unique_ptr<OwnSlots> own_;        ///< made before the region, and kept
-    Freshness look_;                       ///< what `lookAtFiles` found
+    Process::Freshness look_;              ///< what `lookAtFiles` found
     const LockSettings& settings_;
 
     // Used under the fork mutex.
@@ -141,9 +146,9 @@ private:
     FileIdentity controlFile_;
     FileIdentity slotFile_;
     Region* reserved_ = nullptr;
-    BusErrorGuard busErrors_;
-    OnceInAWhile findFolder_;
-    OnceInAWhile retry_; ///< of what has failed and may keep failing
+    MappingGuard busErrors_;
+    Process::OnceInAWhile findFolder_;
+    Process::OnceInAWhile retry_; ///< of what has failed and may keep failing
 };
 
 /// Whether a check of the files is due is determined after the slot is raised: however long the thread was

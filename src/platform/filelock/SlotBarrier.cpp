@@ -78,8 +78,8 @@ std::uint64_t makeOdd(ControlPage& page) noexcept
 /// By the clock by which readers measure the age of a check.
 void waitFor(std::chrono::milliseconds length) noexcept
 {
-    const std::int64_t end = coarseMilliseconds() + length.count();
-    for (std::int64_t now = coarseMilliseconds(); now < end; now = coarseMilliseconds()) {
+    const std::int64_t end = Process::coarseMilliseconds() + length.count();
+    for (std::int64_t now = Process::coarseMilliseconds(); now < end; now = Process::coarseMilliseconds()) {
         sleepOnce(std::chrono::milliseconds(end - now));
     }
 }
@@ -220,7 +220,7 @@ void SlotBarrier::list(const SlotFolder& folder)
     if (fstat(folder.descriptor(), &status) == 0) {
         folder_ = FileIdentity(status);
     }
-    raisedAtMs_ = coarseMilliseconds();
+    raisedAtMs_ = Process::coarseMilliseconds();
     inside_ = folder.readers();
     isClear_ = false;
 }
@@ -240,7 +240,7 @@ bool SlotBarrier::anyMayBeInsideWithoutFile(const SlotFolder& folder) const
 /// Since it was raised, every reader that was not stopped has checked the paths.
 bool SlotBarrier::hasWaitedForOthersToLook() const noexcept
 {
-    return coarseMilliseconds() - raisedAtMs_ >= settings_.newPageWait.count();
+    return Process::coarseMilliseconds() - raisedAtMs_ >= settings_.newPageWait.count();
 }
 
 bool SlotBarrier::lockFileHasOtherNames() const noexcept
@@ -257,7 +257,7 @@ bool SlotBarrier::map(const Process::Descriptor& file) noexcept
     }
     madvise(address, ControlPage::SIZE, MADV_DONTFORK);
     page_ = static_cast<ControlPage*>(address);
-    busErrors_.guard(page_, ControlPage::SIZE, nullptr);
+    busErrors_.guard(page_, ControlPage::SIZE, nullptr, nullptr);
     return true;
 }
 

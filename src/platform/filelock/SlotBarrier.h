@@ -5,8 +5,9 @@
 #include <string>
 #include <vector>
 
+#include <keepsafe/platform/mapping/MappingGuard.h>
+
 #include "Backoff.h"
-#include "BusErrorGuard.h"
 #include "LockSettings.h"
 #include "SlotFolder.h"
 #include "slot_files.h"
@@ -80,7 +81,7 @@ private:
     FileIdentity folder_;
     FileIdentity pageFile_;
     std::uint64_t odd_ = 0; ///< the count as this writer set it
-    BusErrorGuard busErrors_;
+    MappingGuard busErrors_;
     std::int64_t raisedAtMs_ = 0;            ///< by the coarse clock
     std::vector<SlotFolder::Reader> inside_; ///< the files whose slots are still to be seen lowered
 };

@@ -216,6 +216,18 @@ FileLock::State::LockFile::Outcome FileLock::State::askGateOfReaders() noexcept
 
 bool FileLock::State::pathCheckIsDue() noexcept { return pathCheck_.isDue(settings_.pathCheckInterval); }
 
+bool FileLock::State::isCurrent(bool bySlot) noexcept
+{
+    if (bySlot) {
+        return slots_.isCurrent();
+    }
+    if (readers_.isCurrent(name_)) {
+        return true;
+    }
+    pathCheck_.makeDue();
+    return false;
+}
+
 int FileLock::State::unlockShared() noexcept
 {
     if (!count_.leave()) {

@@ -61,6 +61,9 @@ public:
     int unlockExclusive() noexcept;
 
     [[nodiscard]] const ReaderSlots& slots() const noexcept { return slots_; }
+    /// For the calling thread's shared lock: whether its file is the one at the path. If not, the next
+    /// acquisition looks, too.
+    [[nodiscard]] bool isCurrent(bool bySlot) noexcept;
     /// Whether threads of this process hold the kernel lock as readers, not counting the calling thread's
     /// latest acquisition.
     [[nodiscard]] bool othersHoldKernelLock() const noexcept;
@@ -78,7 +81,7 @@ private:
     using ReaderCount = Tessara::Keepsafe::Platform::filelock::ReaderCount;
     using LockFile = Tessara::Keepsafe::Platform::filelock::LockFile;
     using SlotBarrier = Tessara::Keepsafe::Platform::filelock::SlotBarrier;
-    using OnceInAWhile = Tessara::Keepsafe::Platform::filelock::OnceInAWhile;
+    using OnceInAWhile = Tessara::Keepsafe::Process::OnceInAWhile;
 
     enum class Attempt { Taken, GateShut, Held, Replaced };
     enum class Gate { AskSometimes, Ask, Ignore };

@@ -102,16 +102,15 @@ bool DiskAccessChecker::checkAccess(const AccessCache::Reader& reader, const Obj
         }
     });
     // The named object's record is on its way from memory; what its ancestors grant is found out meanwhile.
-    const RoleAnswer inherited = ancestors.childGranted();
+    RoleAnswer answer = ancestors.childGranted();
     if (named != nullptr) {
-        if (walk.isGranted(walk.anyRoleHolds(named->ownBits, roleIds_, operation_))) {
-            return true;
-        }
-        if (named->inherit == 0) {
-            return false;
+        const RoleAnswer own = walk.anyRoleHolds(named->ownBits, roleIds_, operation_);
+        if (own.kind != RoleAnswer::DENIED || named->inherit == 0) {
+            answer = own;
         }
     }
-    return walk.isGranted(inherited);
+    walk.requireWhole();
+    return walk.isGranted(answer);
 }
 
 } // namespace Tessara::Keepsafe::Rbac

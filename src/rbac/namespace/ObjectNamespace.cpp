@@ -185,10 +185,38 @@ bool operator<(const ObjectNamespace& left, const ObjectNamespace& right) noexce
     return other != right.components_.end();
 }
 
+namespace {
+
+/// Lets running out of memory pass, which a stream that is not asked for exceptions keeps to itself as
+/// badbit. What else fails is told as the stream tells it.
+template <typename Stream, typename Action>
+void passingBadAlloc(Stream& stream, const Action& action)
+{
+    const std::ios_base::iostate mask = stream.exceptions();
+    if (stream.bad() || (mask & std::ios_base::badbit) != 0) {
+        action();
+        return;
+    }
+    stream.exceptions(mask | std::ios_base::badbit);
+    try {
+        action();
+    } catch (const std::bad_alloc&) {
+        stream.exceptions(mask);
+        throw;
+    } catch (...) {
+        stream.exceptions(mask); // throws what the caller has asked for
+        return;
+    }
+    stream.exceptions(mask);
+}
+
+} // namespace
+
 std::ostream& operator<<(std::ostream& stream, const ObjectNamespace& value)
 {
     try {
-        stream << value.str();
+        const std::string& text = value.str();
+        passingBadAlloc(stream, [&] { stream << text; });
     } catch (const EC_exception&) {
         stream.setstate(std::ios_base::failbit);
     }
@@ -199,27 +227,33 @@ std::istream& operator>>(std::istream& stream, ObjectNamespace& target)
 {
     target.components_.clear();
     target.text_.clear();
+    passingBadAlloc(stream, [&] { ObjectNamespace::parse(stream, target.components_); });
+    return stream;
+}
+
+void ObjectNamespace::parse(std::istream& stream, std::list<std::string>& components)
+{
     char first = '\0';
     if (!(stream >> first) || first != SEPARATOR) {
         stream.setstate(std::ios_base::failbit);
-        return stream;
+        return;
     }
     std::string segment;
     for (;;) {
         std::getline(stream, segment, SEPARATOR);
         if (stream.bad()) {
-            return stream; // a read error is no end of text
+            return; // a read error is no end of text
         }
         if (stream.fail()) {
             stream.clear(); // nothing was left after the bar before: the text is complete
-            return stream;
+            return;
         }
         std::string component;
         if (stream.eof() || percentDecodeUriPart(segment, component) != Tessara::Keepsafe::Status::SUCCESS) {
             stream.setstate(std::ios_base::failbit);
-            return stream;
+            return;
         }
-        target.components_.push_back(std::move(component));
+        components.push_back(std::move(component));
     }
 }
 

@@ -83,9 +83,9 @@ TEST_F(SlotBarrierTest, WaitsForReadersOnANewPageOnly)
 {
     settings.newPageWait = std::chrono::milliseconds(30);
     const auto timeOfRaise = [&] {
-        const std::int64_t startMs = coarseMilliseconds(); // the clock by which both sides wait
+        const std::int64_t startMs = Process::coarseMilliseconds(); // the clock by which both sides wait
         makePage();
-        return std::chrono::milliseconds(coarseMilliseconds() - startMs);
+        return std::chrono::milliseconds(Process::coarseMilliseconds() - startMs);
     };
     EXPECT_GE(timeOfRaise(), settings.newPageWait);
     settings.newPageWait = std::chrono::hours(1); // would not end
@@ -181,10 +181,10 @@ TEST_F(SlotBarrierTest, WaitsForReadersWhoseFileWasRemoved)
         fs::remove(SlotFolder::pathFor(path) + '/' + reader.name);
     }
     settings.newPageWait = std::chrono::milliseconds(30);
-    const std::int64_t startMs = coarseMilliseconds(); // the clock by which both sides wait
+    const std::int64_t startMs = Process::coarseMilliseconds(); // the clock by which both sides wait
     raise(barrier);
     EXPECT_TRUE(barrier.isClear());
-    EXPECT_GE(coarseMilliseconds() - startMs, settings.newPageWait.count());
+    EXPECT_GE(Process::coarseMilliseconds() - startMs, settings.newPageWait.count());
     ReaderSlots::leave(*hold.slot);
 }
 

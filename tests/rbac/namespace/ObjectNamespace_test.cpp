@@ -1,8 +1,11 @@
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
+#include <exception>
 #include <map>
+#include <new>
 #include <set>
 #include <sstream>
+#include <streambuf>
 #include <string>
 #include <vector>
 
@@ -312,6 +315,66 @@ TEST(ObjectNamespace, ACopyTakesTheTextAlong)
     const ObjectNamespace copy = original;
     EXPECT_EQ(copy.str(), "|a|b|");
     EXPECT_NE(&copy.str(), &original.str());
+}
+
+TEST(ObjectNamespace, OperatorsAreFreeFunctionsOfItsNamespace)
+{
+    using Tessara::Keepsafe::Rbac::operator==;
+    bool (*less)(const ObjectNamespace&, const ObjectNamespace&) = &Tessara::Keepsafe::Rbac::operator<;
+    std::istream& (*read)(std::istream&, ObjectNamespace&) = &Tessara::Keepsafe::Rbac::operator>>;
+    std::istringstream stream("|A|");
+    ObjectNamespace target;
+    read(stream, target);
+    EXPECT_TRUE(target == ObjectNamespace("A"));
+    EXPECT_TRUE(less(ObjectNamespace(), target));
+}
+
+/// Fails with an exception after its first bytes.
+template <typename Exception>
+class ThrowingBuffer : public std::streambuf {
+public:
+    explicit ThrowingBuffer(std::string bytes) : bytes_(std::move(bytes))
+    {
+        setg(bytes_.data(), bytes_.data(), bytes_.data() + bytes_.size());
+    }
+
+private:
+    int_type underflow() override { throw Exception(); }
+    int_type overflow(int_type /*byte*/) override { throw Exception(); }
+
+    std::string bytes_;
+};
+
+TEST(ObjectNamespace, RunningOutOfMemoryPassesFromReadingAndWriting)
+{
+    ThrowingBuffer<std::bad_alloc> buffer("|A|half");
+    std::iostream stream(&buffer);
+    ObjectNamespace target;
+    EXPECT_THROW(stream >> target, std::bad_alloc);
+    stream.clear();
+    EXPECT_THROW(stream << ObjectNamespace("A"), std::bad_alloc);
+    EXPECT_EQ(stream.exceptions(), std::ios_base::goodbit) << "as the caller had set them";
+}
+
+TEST(ObjectNamespace, WhatElseABufferThrowsIsTheStreamsBadbit)
+{
+    ThrowingBuffer<std::exception> buffer("|A|half");
+    std::iostream stream(&buffer);
+    ObjectNamespace target;
+    EXPECT_NO_THROW(stream >> target);
+    EXPECT_TRUE(stream.bad());
+    stream.clear();
+    EXPECT_NO_THROW(stream << ObjectNamespace("A"));
+    EXPECT_TRUE(stream.bad());
+}
+
+TEST(ObjectNamespace, StreamThatIsAskedForExceptionsThrowsThem)
+{
+    std::istringstream stream("no bar");
+    stream.exceptions(std::ios_base::failbit);
+    ObjectNamespace target;
+    EXPECT_THROW(stream >> target, std::ios_base::failure);
+    EXPECT_EQ(stream.exceptions(), std::ios_base::failbit);
 }
 
 } // namespace

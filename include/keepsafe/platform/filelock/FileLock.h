@@ -152,6 +152,10 @@ public:
     /// slots, or because it is time to check the files themselves, which is every 10 ms.
     [[nodiscard]] std::uint64_t writes() const noexcept { return writes_; }
 
+    /// For a shared lock: whether the file that is locked is the one at the path. Looks at it now; the next
+    /// guard looks again when it is not.
+    [[nodiscard]] bool isCurrent() const noexcept;
+
 private:
     void takeSlowly(const FileLock& lock, int timeoutMs, const ACE_Time_Value& retryInterval);
 

@@ -74,10 +74,16 @@ public:
     KEEPSAFE_API friend std::istream& operator>>(std::istream& stream, ObjectNamespace& target);
 
 private:
+    static void parse(std::istream& stream, std::list<std::string>& components);
+
     std::list<std::string> components_;
     /// INVARIANT: empty (not computed yet) or the text form of `components_`.
     mutable std::string text_;
 };
+
+KEEPSAFE_API bool operator==(const ObjectNamespace& left, const ObjectNamespace& right) noexcept;
+KEEPSAFE_API bool operator<(const ObjectNamespace& left, const ObjectNamespace& right) noexcept;
+KEEPSAFE_API std::istream& operator>>(std::istream& stream, ObjectNamespace& target);
 
 inline bool operator!=(const ObjectNamespace& left, const ObjectNamespace& right) noexcept
 {

@@ -1,5 +1,6 @@
-#include "BusErrorGuard.h"
+#include <keepsafe/platform/mapping/MappingGuard.h>
 
+#include <atomic>
 #include <csignal>
 #include <functional>
 #include <string>
@@ -13,11 +14,11 @@
 #include "support/Process.h"
 #include "support/TempDir.h"
 
-namespace Tessara::Keepsafe::Platform::filelock {
 namespace {
 
 using keepsafe_test::Process;
 using keepsafe_test::ProcessEnd;
+using Tessara::Keepsafe::Platform::MappingGuard;
 
 constexpr std::size_t PAGE = 4096;
 
@@ -49,43 +50,45 @@ ProcessEnd inAnotherProcess(const std::function<bool()>& statement)
     return Process::fork([&] { return statement() ? 0 : 1; }).wait();
 }
 
-TEST(BusErrorGuardTest, CutFileReadsAsZerosAndMakesTheEpochAnotherOddNumber)
+TEST(MappingGuardTest, CutFileReadsAsZerosAndEachMissingPageIsReported)
 {
     const ProcessEnd end = inAnotherProcess([] {
         const CutFile file;
-        std::atomic<std::uint64_t> epoch{6};
-        BusErrorGuard guard;
-        guard.guard(file.memory(), 2 * PAGE, &epoch);
+        std::atomic<int> missing{0};
+        MappingGuard guard;
+        guard.guard(
+            file.memory(), 2 * PAGE, [](void* count) noexcept { ++*static_cast<std::atomic<int>*>(count); },
+            &missing);
         file.bytes()[5] = 'x';
-        const bool evenBefore = epoch == 6;
+        const bool noneBefore = missing == 0;
         file.cut();
-        const bool zeros = file.bytes()[5] == 0;
+        const bool zeros = file.bytes()[5] == 0 && missing == 1;
         file.bytes()[PAGE + 5] = 'y';
-        return evenBefore && zeros && epoch == 9 && file.bytes()[PAGE + 5] == 'y';
+        return noneBefore && zeros && missing == 2 && file.bytes()[PAGE + 5] == 'y';
     });
     EXPECT_EQ(end.exitStatus, 0);
     EXPECT_EQ(end.signal, 0);
 }
 
-TEST(BusErrorGuardTest, BusErrorElsewhereEndsTheProcessAsEver)
+TEST(MappingGuardTest, BusErrorElsewhereEndsTheProcessAsEver)
 {
     const ProcessEnd end = inAnotherProcess([] {
         const CutFile guarded;
         const CutFile other;
-        BusErrorGuard guard;
-        guard.guard(guarded.memory(), 2 * PAGE, nullptr);
+        MappingGuard guard;
+        guard.guard(guarded.memory(), 2 * PAGE, nullptr, nullptr);
         other.cut();
         return other.bytes()[0] == 0;
     });
     EXPECT_EQ(end.signal, SIGBUS);
 }
 
-TEST(BusErrorGuardTest, BusErrorInAMappingThatIsNotGuardedAnyMoreEndsTheProcess)
+TEST(MappingGuardTest, BusErrorInAMappingThatIsNotGuardedAnyMoreEndsTheProcess)
 {
     const ProcessEnd end = inAnotherProcess([] {
         const CutFile file;
-        BusErrorGuard guard;
-        guard.guard(file.memory(), 2 * PAGE, nullptr);
+        MappingGuard guard;
+        guard.guard(file.memory(), 2 * PAGE, nullptr, nullptr);
         guard.forget();
         file.cut();
         return file.bytes()[0] == 0;
@@ -93,12 +96,12 @@ TEST(BusErrorGuardTest, BusErrorInAMappingThatIsNotGuardedAnyMoreEndsTheProcess)
     EXPECT_EQ(end.signal, SIGBUS);
 }
 
-TEST(BusErrorGuardTest, SignalThatSomebodySendsEndsTheProcessAsEver)
+TEST(MappingGuardTest, SignalThatSomebodySendsEndsTheProcessAsEver)
 {
     const ProcessEnd end = inAnotherProcess([] {
         const CutFile file;
-        BusErrorGuard guard;
-        guard.guard(file.memory(), 2 * PAGE, nullptr);
+        MappingGuard guard;
+        guard.guard(file.memory(), 2 * PAGE, nullptr, nullptr);
         kill(getpid(), SIGBUS);
         return true;
     });
@@ -107,29 +110,29 @@ TEST(BusErrorGuardTest, SignalThatSomebodySendsEndsTheProcessAsEver)
 
 constexpr int HOSTS_OWN = 77;
 
-TEST(BusErrorGuardTest, HandlerOfTheHostProgramStays)
+TEST(MappingGuardTest, HandlerOfTheHostProgramStays)
 {
     const ProcessEnd end = inAnotherProcess([] {
         signal(SIGBUS, [](int /*number*/) { _exit(HOSTS_OWN); });
         const CutFile file;
-        BusErrorGuard guard;
-        guard.guard(file.memory(), 2 * PAGE, nullptr);
+        MappingGuard guard;
+        guard.guard(file.memory(), 2 * PAGE, nullptr, nullptr);
         file.cut();
         return file.bytes()[0] == 0;
     });
     EXPECT_EQ(end.exitStatus, HOSTS_OWN);
 }
 
-TEST(BusErrorGuardTest, PlacesAreUsedAgain)
+TEST(MappingGuardTest, PlacesAreUsedAgain)
 {
     const ProcessEnd end = inAnotherProcess([] {
         const CutFile file;
         for (int i = 0; i < 10000; ++i) {
-            BusErrorGuard guard;
-            guard.guard(file.memory(), 2 * PAGE, nullptr);
+            MappingGuard guard;
+            guard.guard(file.memory(), 2 * PAGE, nullptr, nullptr);
         }
-        BusErrorGuard last;
-        last.guard(file.memory(), 2 * PAGE, nullptr);
+        MappingGuard last;
+        last.guard(file.memory(), 2 * PAGE, nullptr, nullptr);
         file.cut();
         return file.bytes()[0] == 0;
     });
@@ -137,4 +140,3 @@ TEST(BusErrorGuardTest, PlacesAreUsedAgain)
 }
 
 } // namespace
-} // namespace Tessara::Keepsafe::Platform::filelock

@@ -1,12 +1,12 @@
-#ifndef KEEPSAFE_SRC_PLATFORM_FILELOCK_COARSECLOCK_H
-#define KEEPSAFE_SRC_PLATFORM_FILELOCK_COARSECLOCK_H
+#ifndef KEEPSAFE_SRC_PROCESS_COARSECLOCK_H
+#define KEEPSAFE_SRC_PROCESS_COARSECLOCK_H
 
 #include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <ctime>
 
-namespace Tessara::Keepsafe::Platform::filelock {
+namespace Tessara::Keepsafe::Process {
 
 /// A clock that costs a few nanoseconds and is a few milliseconds behind.
 inline std::int64_t coarseMilliseconds() noexcept
@@ -50,6 +50,6 @@ private:
     std::atomic<std::int64_t> begunMs_{LONG_AGO};
 };
 
-} // namespace Tessara::Keepsafe::Platform::filelock
+} // namespace Tessara::Keepsafe::Process
 
 #endif
