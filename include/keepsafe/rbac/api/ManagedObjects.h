@@ -43,8 +43,9 @@ private:
 KEEPSAFE_API std::ostream& operator<<(std::ostream& stream, Propagation::enum_type value);
 KEEPSAFE_API std::ostream& operator<<(std::ostream& stream, const Propagation& value);
 
-/// Reads one word; any but the three names, in their case, fails the stream and leaves `value`. For a text that
-/// must be a name and nothing else use `boost::lexical_cast`, or `try_lexical_convert` if it may be wrong.
+/// Reads one word; any but the three names, in their case, fails the stream and leaves `value`. For a text
+/// that must be a name and nothing else use `boost::lexical_cast`, or `try_lexical_convert` if it may be
+/// wrong.
 KEEPSAFE_API std::istream& operator>>(std::istream& stream, Propagation::enum_type& value);
 KEEPSAFE_API std::istream& operator>>(std::istream& stream, Propagation& value);
 
