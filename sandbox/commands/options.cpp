@@ -6,7 +6,7 @@ void addRenumberFlag(CLI::App& command, bool& renumber)
 {
     command.add_flag("--renumber", renumber,
                      "Let operations change their bits. Running processes keep the old bits until they are "
-                     "started anew, and the other caches of the root have to be published again");
+                     "restarted, and the other caches of the root must be published again");
 }
 
 void PublishOptions::addTo(CLI::App& command)

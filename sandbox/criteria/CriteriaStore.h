@@ -26,8 +26,8 @@ public:
     /// The database must outlive the store.
     explicit CriteriaStore(Database& database) : database_(database) {}
 
-    /// Adds a row with the next free id. Throws `InputError`, and adds nothing, when the document is no JSON
-    /// object or array or too long, or the type is empty.
+    /// Adds a row with the next free id. Throws `InputError`, and adds nothing, when the document is not a
+    /// JSON object or array or too long, or the type is empty.
     void add(const Criteria& criteria);
     /// In the order of the ids.
     void forEach(const std::function<void(const std::string& id, const std::string& collectionKey,

@@ -12,7 +12,7 @@ namespace keepsafe_sandbox {
 /// Reads a policy document (docs/sandbox.md describes it). All objects have to lie under `covers`, the
 /// namespace that the cache is for.
 ///
-/// Throws `InputError`: "line 3, column 7: ..." where the text is no JSON, otherwise with the place in the
+/// Throws `InputError`: "line 3, column 7: ..." where the text is not JSON, otherwise with the place in the
 /// document, such as "accessDefinitions[3].operations[0]: ...".
 Policy readPolicy(const std::string& document, const Tessara::Keepsafe::Rbac::ObjectNamespace& covers);
 

@@ -17,7 +17,7 @@ namespace keepsafe_sandbox {
 class PrivateKey {
 public:
     static PrivateKey generate();
-    /// Throws `InputError` when the text is no private key, or one behind a pass phrase.
+    /// Throws `InputError` when the text is not a private key, or one protected by a pass phrase.
     static PrivateKey fromPem(const std::string& pem);
 
     [[nodiscard]] std::string pem() const;
@@ -45,7 +45,7 @@ public:
     static Certificate issueAuthority(const std::string& name, const PrivateKey& key);
     static Certificate issue(const CertificateRequest& request, const PrivateKey& key,
                              const Certificate& authority, const PrivateKey& authorityKey);
-    /// Throws `InputError` when the text is no certificate.
+    /// Throws `InputError` when the text is not a certificate.
     static Certificate fromPem(const std::string& pem);
 
     [[nodiscard]] std::string pem() const;

@@ -28,7 +28,7 @@ Dal::DbConnectionSettings ownDatabase(const RootLayout& layout)
         quotedPath.append(c == '\'' ? 2 : 1, c);
     }
     Dal::DbConnectionSettings settings;
-    // A writer is waited for, as long as the driver is told here in milliseconds.
+    // How long the driver waits for a writer, in milliseconds.
     settings.connectionString = "Driver=SQLite3;Database=:memory:;Timeout=10000;";
     settings.onConnect = {"ATTACH DATABASE '" + quotedPath + "' AS AUTH_MAIN"};
     return settings;

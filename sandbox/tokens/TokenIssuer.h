@@ -27,9 +27,9 @@ struct IssuedTokens {
     std::string authorization; ///< for the database
 };
 
-/// Signs both tokens of a login at the given time. The session token has "jti", 128 random bits, "sub",
-/// "exp" and "is_machine"; the authorization token these with a "jti" of its own, "iat" and "roles". Throws
-/// `InputError` for a subject that is empty or no UTF-8.
+/// Signs both tokens of a login at the given time. The session token has "jti", 128 random bits, "sub", "exp"
+/// and "is_machine"; the authorization token these with its own "jti", "iat" and "roles". Throws `InputError`
+/// for a subject that is empty or no UTF-8.
 IssuedTokens issueTokens(const TokenSigner& signer, const TokenRequest& request,
                          std::chrono::system_clock::time_point now);
 

@@ -9,10 +9,10 @@ struct evp_pkey_st; // OpenSSL's EVP_PKEY
 
 namespace keepsafe_sandbox {
 
-/// Signs tokens with an RSA key of its own, as the product's token issuer does: RSASSA-PKCS1-v1_5 with
-/// SHA-256 (RS256 of RFC 7518 section 3.3) over the compact form of RFC 7515 section 7.1. Header and payload
-/// are taken as they are, so that tests can sign what no issuer would. Objects are copied cheaply: copies
-/// share the key, which does not change. Any thread.
+/// Signs tokens with its own RSA key, as the product's token issuer does: RSASSA-PKCS1-v1_5 with SHA-256
+/// (RS256 of RFC 7518 section 3.3) over the compact form of RFC 7515 section 7.1. Header and payload are
+/// taken as they are, so that tests can sign what no issuer would. Objects are copied cheaply: copies share
+/// the key, which does not change. Any thread.
 ///
 /// What OpenSSL refuses is thrown as `std::runtime_error` with its reason; its error queue is left empty.
 class TokenSigner {
@@ -23,7 +23,7 @@ public:
     /// Makes a new key of so many bits, 512 or more.
     static TokenSigner generate(unsigned bits = DEFAULT_KEY_BITS);
     /// Takes a private key in PEM form (PKCS#8 or PKCS#1, not encrypted). Throws `InputError` when the text
-    /// is no RSA key.
+    /// is not an RSA key.
     static TokenSigner fromPrivateKeyPem(const std::string& pem);
 
     [[nodiscard]] unsigned keyBits() const;

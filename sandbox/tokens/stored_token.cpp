@@ -13,7 +13,7 @@ using Tessara::Keepsafe::JWT;
 
 namespace {
 
-/// The token, or nothing when it has not the form of one.
+/// The token, or nothing if it does not have the form of one.
 std::unique_ptr<JWT> parse(const std::string& token)
 {
     JWT* jwt = nullptr;

@@ -25,7 +25,7 @@ constexpr char SERVICE_CACHE_ID[] = "service";
 /// refused (`Refusal`) or that the database does not take (`DatabaseError`) has changed nothing. When
 /// publishing fails (`FileError`, `PublishError`, `EC_exception`) the change is stored and in force; readers
 /// refuse the cache or see the one before until the next change, or the next start, publishes everything
-/// anew.
+/// again.
 ///
 /// Any thread; changes run one after another.
 class AccessControl {
@@ -61,8 +61,8 @@ public:
 
     /// Makes all of them pending, or none. The result is in the order of the registrations. An object that is
     /// there already is a `Conflict`, unless its registration says to ignore that: then a pending one is
-    /// registered anew, with what the registration says now, and a ready one stays as it is and is not among
-    /// the registered ones, so that rolling back cannot take away what was there before.
+    /// registered again, with the new data, and a ready one is unchanged and not among the registered ones,
+    /// so that rolling back cannot take away what was there before.
     std::vector<RegisteredObjects> registerObjects(const std::vector<Registration>& registrations);
 
     /// All of them, or none. A pending object becomes ready, pending again or deleted; a ready one pending,

@@ -162,7 +162,7 @@ private:
                          (row[0] == "role" ? content_.next.role : content_.next.definition) =
                              storedNumber(row[1]);
                      });
-        // Both are made by `init`; whoever removes them must not make ids come again all the same.
+        // `init` creates both; ids must not repeat even if somebody removes them.
         content_.next.role = std::max(content_.next.role, nextAfter(content_.roles.back().id));
         if (!content_.definitions.empty()) {
             content_.next.definition =

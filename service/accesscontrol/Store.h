@@ -28,7 +28,7 @@ public:
     /// All of it, or nothing; but when the connection is lost at the end, nobody can tell which.
     void apply(const Changes& changes);
 
-    /// In the place of everything, all or nothing; again but for a connection that is lost at the end.
+    /// Replaces everything, all or nothing, except if the connection is lost at the end.
     void replace(const Content& content);
 
 private:

@@ -46,7 +46,7 @@ struct FoundCache {
     bool isIntact = false;
 };
 
-/// Decides what to write once it is known what is there.
+/// Decides what to write once the existing content is known.
 using ContentFor = std::function<CacheContent(const FoundCache&)>;
 
 /// All of an image, which must outlive the result.

@@ -14,7 +14,7 @@ CacheLocation::CacheLocation(const std::string& root, const std::string& cacheId
     const bool isFileName = !cacheId.empty() && cacheId != "." && cacheId != ".." &&
                             cacheId.find_first_of(std::string("/\\\0", 3)) == std::string::npos;
     if (!isFileName) {
-        throw InputError("\"" + cacheId + "\" is no cache id: it has to be a file name without slashes");
+        throw InputError("\"" + cacheId + "\" is not a cache id: it must be a file name without slashes");
     }
     root_ = std::filesystem::absolute(root).lexically_normal().string();
     if (root_.back() == '/') {

@@ -9,7 +9,7 @@ namespace keepsafe_sandbox {
 class CacheLocation {
 public:
     /// `root` may be relative to the working directory. Throws `InputError` for an empty root and for an id
-    /// that is no plain file name.
+    /// that is not a plain file name.
     CacheLocation(const std::string& root, const std::string& cacheId);
 
     /// The folder of the operation cache and of all access caches.

@@ -26,7 +26,7 @@ namespace {
 constexpr std::size_t WRITE_PIECE = std::size_t{4} << 20U;
 
 /// A file that has to grow as objects are added one by one grows by this share more than it needs: whenever a
-/// file's size changes, every reader maps it anew.
+/// file's size changes, every reader maps it again.
 constexpr std::uint64_t SPARE_SHARE = 64;
 
 /// The record files of a directory.

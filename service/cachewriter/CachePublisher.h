@@ -18,7 +18,7 @@ namespace keepsafe_sandbox {
 ///
 /// In this order, under the exclusive lock of the manifest's path:
 ///
-/// 1. every file is grown to the size that it needs: what can fail for want of space fails here, and the
+/// 1. every file is grown to the size that it needs: what can fail for lack of space fails here, and the
 ///    generation before stays published;
 /// 2. the write-in-progress flag is set, and has reached the disk before anything else is changed;
 /// 3. what has to change together with the cache is changed (`whileMarked`);

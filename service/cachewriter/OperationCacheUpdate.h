@@ -18,16 +18,17 @@ using OperationBits = std::map<Tessara::Keepsafe::Rbac::ObjectNamespace, std::in
 
 /// What to do about an operation whose bit in the published file is another one, or whose bit belongs to
 /// another operation there. Running readers keep the bits they have read, so a bit that changes its meaning
-/// makes them grant what was never granted, until they are started anew.
+/// makes them grant what was never granted, until they are restarted.
 enum class Renumber { Refuse, Allow };
 
 /// One change of the operation cache file, under its exclusive lock from construction to destruction. The
-/// file is replaced by renaming, its lock is on a file of its own: a reader sees the old document or the new.
+/// file is replaced by renaming, its lock is on a separate file: a reader sees the old document or the new.
 class OperationCacheUpdate {
 public:
     /// Takes the lock, reads the file and adds `operations` to it. Operations that are in the file alone stay
     /// there; `Renumber::Allow` drops those whose bit is taken over. Throws `InputError` when bits conflict
-    /// or the file is not an operation cache, `FileError`, and `EC_exception` when the lock cannot be had.
+    /// or the file is not an operation cache, `FileError`, and `EC_exception` when the lock cannot be
+    /// acquired.
     OperationCacheUpdate(FileSystem& fileSystem, const std::string& path, const OperationBits& operations,
                          Renumber renumber);
     ~OperationCacheUpdate();
@@ -47,7 +48,7 @@ private:
     std::string preparedPath_;
     FileLock lock_;
     FileLockGuard guard_;
-    std::optional<OperationBits> published_; ///< nothing: there is no file
+    std::optional<OperationBits> published_; ///< empty: there is no file
     OperationBits wanted_;
     bool isPrepared_ = false;
 };

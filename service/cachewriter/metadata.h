@@ -12,7 +12,7 @@ namespace keepsafe_sandbox {
 /// The file "metadata": what readers know of it, and what this writer keeps in the bytes that are its own.
 /// docs/cache_format.md draws it.
 struct Metadata {
-    /// Readers never map this file anew, so its size is fixed for ever.
+    /// Readers never remap this file, so its size is fixed.
     static constexpr std::size_t SIZE = 64;
     static constexpr std::size_t WRITE_IN_PROGRESS_OFFSET = 20;
 

@@ -15,8 +15,8 @@ namespace keepsafe_sandbox {
 
 /// Publishes an access cache together with the operation cache that its bits belong to; returns the access
 /// cache's generation. The operation cache changes while the access cache is marked as being written, so no
-/// reader that opens both afresh pairs one generation's bits with another's. Both locks are held meanwhile,
-/// that of the operation cache taken first; readers never hold both.
+/// reader that opens both pairs one generation's bits with another's. Both locks are held meanwhile, that of
+/// the operation cache taken first; readers never hold both.
 ///
 /// Throws what `CachePublisher::publish` and `OperationCacheUpdate` throw.
 std::uint64_t publishCache(FileSystem& fileSystem, const CacheLocation& location,

@@ -8,7 +8,7 @@
 
 namespace keepsafe_sandbox {
 
-/// Changes that the database makes together or not at all, on a connection of their own. Unless `commit` has
+/// Changes that the database makes together or not at all, on their own connection. Unless `commit` has
 /// returned, they are undone when the object goes. One thread.
 ///
 /// A failure is thrown as `DatabaseError`, and ends the transaction: all that follows is refused.

@@ -18,8 +18,8 @@ enum class SchemaOrigin { Create, Attached };
 
 /// Makes what is missing: the two tables of the product's database that the library reads, and those of the
 /// access-control service, with role 0 and the counters of ids in them. What is there stays. Counts the rows
-/// of the former. Throws `DatabaseError`, also when a table of one of the names has not the columns that are
-/// needed.
+/// of the former. Throws `DatabaseError`, also when a table of one of the names does not have the columns
+/// that are needed.
 SchemaContent ensureSchema(Database& database, SchemaOrigin origin);
 
 } // namespace keepsafe_sandbox

@@ -22,7 +22,7 @@ namespace {
                     std::generic_category().message(errno));
 }
 
-/// A file under a name of its own, which goes away with this object.
+/// A file under its own name, which goes away with this object.
 class TemporaryFile {
 public:
     TemporaryFile(const std::string& beside, mode_t mode) : path_(beside + ".XXXXXX")
@@ -65,7 +65,7 @@ void ensureFolder(const std::string& path, mode_t mode)
     if (::mkdir(path.c_str(), mode) != 0 && errno != EEXIST) {
         fail("create the directory", path);
     }
-    // Refuses what is there and is no directory.
+    // Refuses what is there and is not a directory.
     fileSystem.createDirectories(path);
 }
 

@@ -16,7 +16,7 @@ namespace keepsafe_sandbox {
 ///     literal   = "'" *( any byte but ' | "''" ) "'"
 ///
 /// Words are case-sensitive and parted by white space, which is free everywhere else but within words and
-/// literals. Two quotes in a literal stand for one.
+/// literals. Two quotes in a literal mean one.
 class Filter {
 public:
     /// Throws `Refusal`: `Malformed` with the position of the fault, from 1 on, also for a text without a

@@ -19,7 +19,7 @@ struct RequestTarget {
     std::vector<std::string> segments;
     std::optional<std::string> query; ///< behind the question mark, still encoded
 
-    /// Throws `Unknown` for a path outside of the service, `Malformed` for bad percent escapes.
+    /// Throws `Unknown` for a path outside the service, `Malformed` for bad percent escapes.
     static RequestTarget parse(const std::string& target);
 
     /// The filter of the query. No other parameter is known.

@@ -25,7 +25,7 @@ struct ResourceCall {
 
 using ResourceHandler = ServiceResponse (*)(const ResourceCall& call);
 
-/// A method of a resource. `path` is the segments; "*" stands for one that names something.
+/// A method of a resource. `path` is the segments; "*" matches one that names something.
 struct Route {
     const char* method;
     std::vector<std::string> path;

@@ -26,7 +26,7 @@ std::string fieldOf(const RoleRecord& role, std::size_t field)
     }
 }
 
-/// The last component, as it stands in the text form.
+/// The last component, as in the text form.
 std::string lastComponent(const ObjectNamespace& ns)
 {
     const std::string& text = ns.str();

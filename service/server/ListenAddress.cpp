@@ -21,11 +21,11 @@ int toPort(const std::string& digits, const std::string& text)
     constexpr std::size_t mostDigits = 5;
     const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
     if (digits.empty() || digits.size() > mostDigits || !std::all_of(digits.begin(), digits.end(), isDigit)) {
-        fail(text, "the port is no number from 1 to 65535");
+        fail(text, "the port is not a number from 1 to 65535");
     }
     const int port = std::stoi(digits);
     if (port < 1 || port > MOST_PORT) {
-        fail(text, "the port is no number from 1 to 65535");
+        fail(text, "the port is not a number from 1 to 65535");
     }
     return port;
 }
@@ -44,7 +44,7 @@ ListenAddress ListenAddress::parse(const std::string& text)
     if (address.host.size() > 2 && address.host.front() == '[' && address.host.back() == ']') {
         address.host = address.host.substr(1, address.host.size() - 2);
     } else if (address.host.find_first_of(":[]") != std::string::npos) {
-        fail(text, "an address with colons stands in brackets");
+        fail(text, "an address with colons must be in brackets");
     }
     if (address.host.empty()) {
         fail(text, "the address is missing");

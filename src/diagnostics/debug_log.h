@@ -8,7 +8,7 @@
 
 namespace Tessara::Keepsafe::diagnostics {
 
-/// Who speaks, how important it is, and where in the source: made at the place of the call.
+/// Tag, importance and source location of a message: made at the place of the call.
 struct DebugOrigin {
     DebugOrigin(const char* speaker, int importance, const char* sourceFile = __builtin_FILE(),
                 int sourceLine = __builtin_LINE()) noexcept
@@ -23,7 +23,7 @@ struct DebugOrigin {
 };
 
 /// Writes the parts one after the other, and the source location in parentheses, to the process's default
-/// logger, when there is one and it wants messages of this level. No text is built otherwise.
+/// logger, if there is one and it accepts messages of this level. Otherwise no text is built.
 template <typename... Parts>
 void debugLog(const DebugOrigin& origin, const Parts&... parts)
 {

@@ -6,8 +6,8 @@
 
 namespace Tessara::Keepsafe::diagnostics {
 
-/// Stops the program when an assertion does not hold that nothing could be done after: unlike `assert` it
-/// does not vanish from optimised builds.
+/// Stops the program when an assertion fails after which it cannot continue. Unlike `assert`, it stays in
+/// optimised builds.
 inline void require(bool holds, const char* assertion)
 {
     if (!holds) {

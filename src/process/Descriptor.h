@@ -27,7 +27,7 @@ public:
 
     [[nodiscard]] bool isOpen() const noexcept { return descriptor_ >= 0; }
     [[nodiscard]] int get() const noexcept { return descriptor_; }
-    /// Leaves the descriptor to someone else.
+    /// Gives up ownership of the descriptor.
     int release() noexcept { return std::exchange(descriptor_, -1); }
 
 private:

@@ -7,8 +7,8 @@
 
 namespace Tessara::Keepsafe::Process {
 
-/// What tells one state of a file from another without reading it: a file that is replaced or rewritten under
-/// the same path has another one.
+/// Distinguishes one state of a file from another without reading it: a file that is replaced or rewritten
+/// under the same path has a different state.
 struct FileState {
     FileState() = default;
     explicit FileState(const struct stat& status) noexcept

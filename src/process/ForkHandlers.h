@@ -9,7 +9,7 @@
 namespace Tessara::Keepsafe::Process {
 
 /// What fork() calls from now on: before it, and after it in the parent and in the child. Handlers that are
-/// made later run earlier before a fork and later after it. Throws `std::bad_alloc`.
+/// registered later run earlier before a fork and later after it. Throws `std::bad_alloc`.
 struct ForkHandlers {
     ForkHandlers(void (*before)(), void (*afterInParent)(), void (*afterInChild)())
     {
@@ -19,8 +19,8 @@ struct ForkHandlers {
     }
 };
 
-/// Mutexes that are held across a fork, so that a child never starts with one that is held by a thread that
-/// it does not have. They are named in the order in which they are locked.
+/// Mutexes that are held across a fork, so that a child never starts with one held by a thread that it does
+/// not have. They are listed in locking order.
 template <std::mutex&... MUTEXES>
 struct HeldAcrossFork : ForkHandlers {
     HeldAcrossFork() : ForkHandlers(lock, unlock, unlock) {}

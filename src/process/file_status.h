@@ -7,9 +7,9 @@
 
 namespace Tessara::Keepsafe::Process {
 
-/// `fstat` by the system call of that name. The C library has turned its function into `newfstatat` with an
-/// empty path, which the kernel takes a tenth longer for; an access check makes this call four times. On
-/// x86-64, the one platform here, the kernel fills the C library's structure.
+/// `fstat` by the system call of that name. The C library's function makes a `newfstatat` with an empty path,
+/// which takes the kernel a tenth longer. On x86-64, the one platform here, the kernel fills the C library's
+/// structure.
 inline int fileStatus(int descriptor, struct stat& status) noexcept
 {
     static_assert(sizeof(struct stat) == 144, "the kernel's structure on x86-64");

@@ -5,8 +5,8 @@
 
 namespace Tessara::Keepsafe::Process {
 
-/// Whether a text may stand where a host name or an address is wanted: nothing in it ends a host in a URL or
-/// means something else there ("@", "%", "/", "["). The empty text passes.
+/// Whether a text may be used as a host name or an address: nothing in it ends a host in a URL or has another
+/// meaning there ("@", "%", "/", "["). The empty text passes.
 inline bool hasOnlyHostCharacters(std::string_view text) noexcept
 {
     constexpr std::string_view ALLOWED = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._:";

@@ -26,8 +26,8 @@ inline std::string failureText(int failure)
     return failure == NOT_REGULAR ? "not a regular file" : std::generic_category().message(failure);
 }
 
-/// Opens a regular file for reading. Anything else in its place is refused, and nobody waits for the writer
-/// of a FIFO. Returns no descriptor, and sets `failure`, when that fails: EISDIR for a folder.
+/// Opens a regular file for reading. Anything else is refused, without waiting for the writer of a FIFO. On
+/// failure returns no descriptor and sets `failure`: EISDIR for a folder.
 [[nodiscard]] inline Descriptor openRegularFile(const std::string& path, int& failure) noexcept
 {
     Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
@@ -43,7 +43,7 @@ inline std::string failureText(int failure)
     return file;
 }
 
-/// Appends what is left to read. Returns 0, or the failure: EFBIG when `text` grows beyond the limit.
+/// Appends the rest of the file. Returns 0, or the failure: EFBIG when `text` grows beyond the limit.
 [[nodiscard]] inline int readAll(const Descriptor& file, std::string& text,
                                  std::size_t limit = std::numeric_limits<std::size_t>::max())
 {

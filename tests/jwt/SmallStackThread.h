@@ -5,7 +5,7 @@
 
 namespace keepsafe_test {
 
-/// Runs the work to its end on a thread of its own with a stack of 256 KiB, as server processes give their
+/// Runs the work to its end on its own thread with a stack of 256 KiB, as server processes give their
 /// workers.
 void runOnSmallStack(const std::function<void()>& work);
 

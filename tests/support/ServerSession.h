@@ -11,7 +11,7 @@
 #include "support/HttpsServer.h"
 
 /// \file
-/// The inside of `HttpsServer`.
+/// The internals of `HttpsServer`.
 
 namespace keepsafe_test::server_detail {
 

@@ -9,9 +9,9 @@
 
 namespace ksrbac {
 
-/// The whole program but for its descriptors: reads the arguments (the program's name not among them) and the
-/// configuration, runs the command and turns every failure into a message and an exit status. Never throws.
-/// Changes the process's installation root and log settings.
+/// The whole program except for its descriptors: reads the arguments (the program's name not among them) and
+/// the configuration, runs the command and turns every failure into a message and an exit status. Never
+/// throws. Changes the process's installation root and log settings.
 ExitStatus runApplication(const std::vector<std::string>& arguments, Console& console) noexcept;
 
 } // namespace ksrbac

@@ -37,7 +37,7 @@ int main(int argc, char** argv)
     if (!occupyStandardDescriptors()) {
         return static_cast<int>(ksrbac::ExitStatus::OutputFailed);
     }
-    // A reader that goes away shows as an error of the write, which has an exit status of its own.
+    // If the reader goes away, the write fails, which has its own exit status.
     (void)std::signal(SIGPIPE, SIG_IGN);
     ksrbac::DescriptorSink results(STDOUT_FILENO);
     ksrbac::DescriptorSink messages(STDERR_FILENO);

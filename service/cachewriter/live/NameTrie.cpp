@@ -12,7 +12,7 @@ using Tessara::Keepsafe::Rbac::detail::SegmentNode;
 
 namespace {
 
-/// Calls `work` for each segment in turn while it returns true.
+/// Calls `work` for each segment while it returns true.
 template <typename Work>
 void forEachSegment(const std::string& text, const Work& work)
 {

@@ -12,8 +12,8 @@ namespace keepsafe_sandbox {
 /// A record file whose records are taken and given back one by one; what was given back last is taken first,
 /// and the file only grows when nothing is free.
 ///
-/// A free record is all zero, so that nothing is granted by an offset that is damaged, but for its first four
-/// bytes, which readers do not know: they hold the offset of the next free record.
+/// A free record is all zero, so that a damaged offset grants nothing, except for its first four bytes, which
+/// readers do not know: they hold the offset of the next free record.
 template <typename Record>
 class RecordPool : private RecordFile<Record> {
     using File = RecordFile<Record>;

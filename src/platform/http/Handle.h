@@ -12,7 +12,7 @@
 
 namespace Tessara::Keepsafe::Platform::http {
 
-/// What a connection belongs to. Requests share connections only when all of it is the same.
+/// What a connection belongs to. Requests share connections only if all of it is equal.
 struct ConnectionKey {
     std::string serverUrl;
     TlsFiles files;
@@ -23,7 +23,7 @@ struct ConnectionKey {
     }
 };
 
-/// Guards the pool and the sockets of all handles. fork() takes it and frees it in parent and child: in a
+/// Guards the pool and the sockets of all handles. fork() takes it and releases it in parent and child: in a
 /// child, a socket is either known to its handle or was never made. Nothing is logged or read under it.
 class HandleLock {
 public:
@@ -34,16 +34,16 @@ public:
 };
 
 /// A handle of libcurl, which keeps its connection and the CA certificates that it has read from one request
-/// to the next. It belongs to one key for good: nothing that it keeps serves another one.
+/// to the next. It belongs to one key for its whole life: nothing that it keeps serves another one.
 ///
 /// In a child process, the connections of its parent are still the parent's: one byte from the child, a TLS
-/// close alert for example, would break them. So a fork puts an unconnected socket in the place of each
-/// socket of an idle handle, which can then be destroyed like any other. A handle that a thread of the parent
-/// was using cannot be touched, since that thread has left it in the middle of something: its sockets are
-/// closed in the child, and the rest of it stays where it is.
+/// close alert for example, would break them. So a fork replaces each socket of an idle handle with an
+/// unconnected one, and the handle can then be destroyed like any other. A handle that a thread of the parent
+/// was using cannot be touched, because that thread has left it in the middle of an operation: its sockets
+/// are closed in the child, and the rest of it is never freed.
 class Handle {
 public:
-    /// Null when libcurl makes none.
+    /// Null if libcurl cannot make one.
     static std::unique_ptr<Handle> make(ConnectionKey key);
     ~Handle();
     Handle(const Handle&) = delete;
@@ -54,12 +54,12 @@ public:
 
     /// The options with which libcurl asks this handle for its sockets.
     CURLcode bindSockets() noexcept;
-    /// Forgets all options, and with them whatever they point to.
+    /// Resets all options, and with them everything that they point to.
     void forgetOptions() noexcept { curl_easy_reset(curl_); }
 
     /// Under the lock: whether no thread uses the handle.
     void setIdle(bool idle) noexcept { idle_ = idle; }
-    /// Under the lock: whether the handle was left behind by a fork in a state that nobody may touch.
+    /// Under the lock: whether a fork left the handle in a state that nobody may touch.
     [[nodiscard]] bool isAbandoned() const noexcept { return abandoned_; }
     /// Under the lock: how many forks lie between this process and the one that loaded the library.
     static unsigned long forks() noexcept;

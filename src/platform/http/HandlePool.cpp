@@ -20,7 +20,7 @@ struct Idle {
     Clock::time_point since;
 };
 
-/// Guarded by the lock. The one that was used last stands at the end and is lent first. INVARIANT: `idle` has
+/// Guarded by the lock. The most recently used one is at the end and is lent first. INVARIANT: `idle` has
 /// room for one more than MAX_IDLE, so that giving back allocates nothing under the lock.
 struct State {
     State() { idle.reserve(HandlePool::MAX_IDLE + 1); }
@@ -35,7 +35,7 @@ State& state()
     return *made;
 }
 
-/// Moves out what the caller closes when it has released the lock: the first `count` handles.
+/// Moves out the first `count` handles, which the caller closes after releasing the lock.
 void takeFirst(State& pool, std::size_t count, Handles& closing)
 {
     const auto end = pool.idle.begin() + static_cast<std::ptrdiff_t>(count);
@@ -97,7 +97,7 @@ void HandlePool::giveBack(std::unique_ptr<Handle> handle, Clock::time_point now)
         pool.idle.push_back({std::move(handle), now});
         takeExpired(pool, now, closing);
     } catch (const std::exception&) {
-        // Without memory, the handle is closed, or the ones that nobody needs are closed later.
+        // If memory runs out, the handle is closed, or the unneeded ones are closed later.
     }
 }
 

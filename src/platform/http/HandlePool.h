@@ -9,8 +9,8 @@
 
 namespace Tessara::Keepsafe::Platform::http {
 
-/// The idle handles of the process. Those that nobody has used for a while are closed when the pool is used
-/// the next time, so no thread is needed; a bounded number is kept.
+/// The idle handles of the process. Those that have been idle for a while are closed at the next use of the
+/// pool, so no thread is needed; a bounded number is kept.
 class HandlePool {
 public:
     using Clock = std::chrono::steady_clock;
@@ -21,7 +21,7 @@ public:
     /// for more than 118 seconds.
     static constexpr std::chrono::seconds IDLE_LIMIT{90};
 
-    /// A handle for the key, for the caller alone; null when none is idle.
+    /// A handle for the key, for the caller's exclusive use; null if none is idle.
     static std::unique_ptr<Handle> lend(const ConnectionKey& key, Clock::time_point now = Clock::now());
     /// Keeps the handle for the next request with its key.
     static void giveBack(std::unique_ptr<Handle> handle, Clock::time_point now = Clock::now()) noexcept;

@@ -66,7 +66,7 @@ std::string describe(int status, const char* method, const http::ConnectionKey& 
 
 void logFailure(int status, const std::string& text)
 {
-    // Files that are there and cannot be used are for the operator to mend, as missing ones are.
+    // The operator must repair unusable files, as well as missing ones.
     const bool isForTheOperator = status == CURLE_SSL_CERTPROBLEM || status == CURLE_SSL_CACERT_BADFILE;
     logmsgf(isForTheOperator ? Platform::LOG_LEVEL_ERROR : Platform::LOG_LEVEL_NOTABLE, http::TAG, "%s",
             text.c_str());
@@ -89,7 +89,7 @@ int send(http::ConnectionKey key, bool authenticateHost, const http::Request& re
     }
     status = http::transfer(*handle, *config, request, response, reason);
     if (status != CURLE_OK) {
-        // The handle ends here: what it would keep is in an unknown state.
+        // The handle is not reused: its state is unknown.
         reason = describe(status, request.method, handle->key(), reason);
         logFailure(status, reason);
         return status;

@@ -6,7 +6,7 @@
 namespace Tessara::Keepsafe::Platform::http {
 namespace {
 
-/// Far more than the headers of any response need, those of interim responses and trailers included.
+/// Far more than the headers of any response need, including interim responses and trailers.
 constexpr std::size_t MAX_HEADER_BYTES = 1U << 18U; // 256 KiB
 
 bool startsWith(std::string_view line, std::string_view lowerCase)
@@ -29,7 +29,7 @@ bool isChunkedHeader(std::string_view line)
     return startsWith(line, "chunked");
 }
 
-/// "HTTP/1.1 204 No Content": such responses end with their head.
+/// "HTTP/1.1 204 No Content": such responses have no body.
 bool isOfAStatusWithoutBody(std::string_view statusLine)
 {
     const std::size_t space = std::min(statusLine.find(' '), statusLine.size());

@@ -11,12 +11,12 @@
 
 namespace Tessara::Keepsafe::Platform::http {
 
-/// What the lines of a response's head tell. libcurl takes a connection that ends in the head, or in a body
-/// whose end is the connection's, for a whole response, even without the alert of TLS that says that the
-/// server meant it: anybody on the way could cut it there.
+/// What the lines of a response's head say. If a connection ends in the head, or in a body without a marked
+/// end, libcurl accepts it as a complete response, even without the TLS alert by which the server confirms
+/// the end: anybody on the network path could truncate it there.
 class Head {
 public:
-    /// A line as it came, of an interim response, the response, or the trailers behind its body.
+    /// A line as received, of an interim response, the response, or the trailers after its body.
     void take(std::string_view line) noexcept;
     [[nodiscard]] bool showsWholeResponse() const { return ended_ && (bodysEndIsMarked_ || hasNoBody_); }
 
@@ -26,7 +26,7 @@ private:
     bool hasNoBody_ = false;
 };
 
-/// Takes a response in, up to its limits. No exception may pass through libcurl.
+/// Receives a response, up to its limits. No exception may pass through libcurl.
 class Receiver {
 public:
     Receiver(Response& response, std::size_t bodyLimit) : response_(response), bodyLimit_(bodyLimit) {}
@@ -35,8 +35,8 @@ public:
     static std::size_t onBody(const char* data, std::size_t one, std::size_t size, void* self) noexcept;
     static std::size_t onHeader(const char* data, std::size_t one, std::size_t size, void* self) noexcept;
 
-    /// What became of the transfer. `status` is what libcurl says; `reason` is set when it was not libcurl
-    /// that found something wrong.
+    /// The outcome of the transfer. `status` is libcurl's; `reason` is set if the error was not found by
+    /// libcurl.
     [[nodiscard]] CURLcode outcome(CURLcode status, std::string& reason) const;
 
 private:

@@ -9,7 +9,7 @@
 
 namespace Tessara::Keepsafe::Platform::http {
 
-/// A file as it stands: a file that is replaced or rewritten under the same path is another one.
+/// A file in its current state: after it is replaced or rewritten under the same path it is a different one.
 struct TlsFile {
     std::string path; ///< empty: not used
     Process::FileState state;
@@ -23,8 +23,8 @@ struct TlsFile {
 /// The files that authenticate the host and its servers.
 struct TlsFiles {
     TlsFile certificate;
-    /// Only its path: with a new key comes a new certificate, and looking at two files takes less than at
-    /// three, for each request.
+    /// Only its path: a new key comes with a new certificate, and querying two files for each request is
+    /// cheaper than three.
     std::string key;
     TlsFile ca;
 
@@ -36,7 +36,7 @@ struct TlsFiles {
 
 /// Finds the configured files; certificate and key only when the host authenticates itself. Returns 0, or
 /// libcurl's status for such a file when one is not configured, or is not there, which is then logged;
-/// whether the key is there, `checkReadable` finds out. `reason` is the failure in words.
+/// `checkReadable` checks the key. `reason` describes the failure.
 int findTlsFiles(const Config& config, bool authenticateHost, TlsFiles& files, std::string& reason);
 
 /// Returns 0, or libcurl's status for the first of the files that cannot be read, which is then logged.

@@ -51,8 +51,8 @@ int progress(void* aborted, curl_off_t /*toGet*/, curl_off_t /*got*/, curl_off_t
     return isAborted(static_cast<const bool*>(aborted));
 }
 
-/// Sets options until one fails. A request is sent only when all could be set: each of them may be one that
-/// its security rests on.
+/// Sets options until one fails. A request is sent only if all could be set: its security may depend on any
+/// of them.
 class Options {
 public:
     explicit Options(Handle& handle) : curl_(handle.curl()), status_(handle.bindSockets()) {}
@@ -78,8 +78,8 @@ void setSecurity(Options& options, const TlsFiles& files)
         .set(CURLOPT_FOLLOWLOCATION, 0L)
         .set(CURLOPT_PROXY, "")
         .set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2))
-        // Each connection verifies its server anew; besides, libcurl 7.88 frees a session twice when it runs
-        // out of memory while it keeps it.
+        // Each connection verifies its server again; also, libcurl 7.88 frees a session twice if it runs out
+        // of memory while storing it.
         .set(CURLOPT_SSL_SESSIONID_CACHE, 0L)
         .set(CURLOPT_SSL_VERIFYPEER, 1L)
         .set(CURLOPT_SSL_VERIFYHOST, 2L)
@@ -89,7 +89,7 @@ void setSecurity(Options& options, const TlsFiles& files)
     if (!files.certificate.path.empty()) {
         options.set(CURLOPT_SSLCERT, files.certificate.path.c_str())
             .set(CURLOPT_SSLKEY, files.key.c_str())
-            // Otherwise a key that is encrypted would be asked for on the terminal.
+            // Otherwise the pass phrase of an encrypted key would be requested on the terminal.
             .set(CURLOPT_KEYPASSWD, "");
     }
 }
@@ -110,7 +110,7 @@ void setLimits(Options& options, const Config& config, const Request& request)
 void setRequest(Options& options, const std::string& serverUrl, const Request& request,
                 const curl_slist* headers)
 {
-    // The target goes as it is; as a part of the URL it would be read, and cut at a "#".
+    // The target is sent unchanged; as part of the URL it would be parsed, and cut at a "#".
     options.set(CURLOPT_URL, serverUrl.c_str())
         .set(CURLOPT_REQUEST_TARGET, request.target.c_str())
         .set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1))

@@ -14,12 +14,12 @@ struct Request {
     const char* method;
     std::string target;
     const std::string* body; ///< null: none
-    int apiVersion;          ///< 0: none asked for
+    int apiVersion;          ///< 0: none requested
     const bool* aborted;     ///< ends the request when it becomes true
 };
 
-/// Sends the request on the handle and receives the response. Returns libcurl's status, in words in `reason`
-/// when it is not 0.
+/// Sends the request on the handle and receives the response. Returns libcurl's status; `reason` describes it
+/// if it is not 0.
 int transfer(Handle& handle, const Config& config, const Request& request, Response& response,
              std::string& reason);
 

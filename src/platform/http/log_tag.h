@@ -3,7 +3,7 @@
 
 namespace Tessara::Keepsafe::Platform::http {
 
-/// Whatever goes wrong does so in a request.
+/// All failures happen in a request.
 inline constexpr const char* TAG = "KSClientCURL::request";
 
 } // namespace Tessara::Keepsafe::Platform::http

@@ -5,11 +5,11 @@
 
 namespace Tessara::Keepsafe::Platform::http {
 
-/// The URL of the server's root, "https://host:port/"; empty when host or port cannot stand in one.
+/// The URL of the server's root, "https://host:port/"; empty if host or port is not allowed in one.
 std::string serverUrl(const std::string& host, int port);
 
-/// What the request line asks for: the path with one slash before it; empty when a byte of the path must not
-/// stand in a request line.
+/// What the request line asks for: the path with one slash before it; empty if a byte of the path is not
+/// allowed in a request line.
 std::string requestTarget(const std::string& path);
 
 } // namespace Tessara::Keepsafe::Platform::http

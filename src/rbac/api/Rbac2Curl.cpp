@@ -27,8 +27,8 @@ bool unpack(json_t* document, ServerError& error)
                           &error.message, "errorDetails", &error.details) == 0;
 }
 
-/// The message and, in parentheses, the details. The text ends before a detail that is no string, without the
-/// closing parenthesis.
+/// The message and, in parentheses, the details. The text ends before a detail that is not a string, without
+/// the closing parenthesis.
 std::string textOf(const ServerError& error)
 {
     std::string text = error.message;

@@ -28,8 +28,8 @@ inline json_t* requireData(const json_t* document, const char* tag)
     return data;
 }
 
-/// Throws `EC_exception` 9103 with a line in the log unless the type is the wanted one. `message` is what the
-/// line says before the type.
+/// Throws `EC_exception` 9103 with a line in the log unless the type is the expected one. `message` is the
+/// line's text before the type.
 inline void requireType(const char* type, const char* wanted, const char* tag,
                         const std::string& message = "Unexpected response type")
 {
@@ -38,7 +38,7 @@ inline void requireType(const char* type, const char* wanted, const char* tag,
     }
 }
 
-/// A resource that has not the form it should have.
+/// Rejects a malformed resource.
 [[noreturn]] inline void rejectForm(const json_error_t& error, const char* tag,
                                     const std::string& message = "Error parsing JSON response")
 {

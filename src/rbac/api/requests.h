@@ -12,8 +12,8 @@
 
 namespace Tessara::Keepsafe::Rbac {
 
-/// Logs what the server says about its refusal. Returns the status of that: its error code, or 114 when its
-/// answer is not an error document.
+/// Logs the server's message about its refusal. Returns its status: the error code, or 114 when its answer is
+/// not an error document.
 int logRefusal(long httpStatus, const std::string& body, const char* tag);
 
 /// What a request logs under the name of its operation.
@@ -55,7 +55,7 @@ std::string read(const BaseAPI& api, const char* tag, const std::string& path, l
     return body;
 }
 
-/// The path with the service's filter expression as its query; without one when that is empty.
+/// The path with the service's filter expression as its query; without a query if that is empty.
 inline std::string withFilter(const std::string& path, const std::string& filter)
 {
     return filter.empty() ? path : path + "?filter=" + encode_uri_part(filter);

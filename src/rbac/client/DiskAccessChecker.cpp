@@ -16,8 +16,8 @@ using detail::CacheWalk;
 using detail::RoleAnswer;
 using detail::RoleIds;
 
-/// The managed objects above an object that the walk down to it has met, the deepest last. Room for the depth
-/// of any name in practice; deeper ones are folded into what the upper objects grant.
+/// The managed objects above an object, met on the walk down to it, the deepest last. There is room for the
+/// depth of any name in practice; for deeper ones the answer of the upper objects is kept.
 class Ancestors {
 public:
     Ancestors(const CacheWalk& walk, const RoleIds& roleIds, const Operation& operation)
@@ -35,8 +35,8 @@ public:
         met_[count_++] = &object;
     }
 
-    /// Whether an ancestor grants the operation on its children, asked from the deepest upwards as far as
-    /// grants reach down.
+    /// Whether an ancestor grants the operation on its children, checked from the deepest upwards as far as
+    /// grants are inherited.
     [[nodiscard]] RoleAnswer childGranted() const
     {
         for (std::size_t i = count_; i-- > 0;) {
@@ -77,8 +77,8 @@ void DiskAccessChecker::fetchRoles() const noexcept
 bool DiskAccessChecker::checkAccess(const ObjectNamespace& object) const
 {
     BOOST_ASSERT(accessCache_);
-    // The processor does nothing in advance that comes after taking the lock. So what the question and the
-    // caller consist of is fetched meanwhile.
+    // The processor does not run ahead of the lock's barrier. So the question's and the caller's memory is
+    // prefetched here.
     const char* const text = object.str().data();
     __builtin_prefetch(text);
     __builtin_prefetch(text + CACHE_LINE);
@@ -88,7 +88,7 @@ bool DiskAccessChecker::checkAccess(const ObjectNamespace& object) const
 
 bool DiskAccessChecker::checkAccess(const AccessCache::Reader& reader, const ObjectNamespace& object) const
 {
-    // Where the roles are is known at once; they are needed when the walk down the name is over.
+    // The roles are needed only after the walk down the name, so they are prefetched now.
     fetchRoles();
     const CacheWalk walk(reader);
     Ancestors ancestors(walk, roleIds_, operation_);
@@ -101,7 +101,7 @@ bool DiskAccessChecker::checkAccess(const AccessCache::Reader& reader, const Obj
             ancestors.add(met);
         }
     });
-    // The named object's record is on its way from memory; what its ancestors grant is found out meanwhile.
+    // The named object's record is still being fetched; the ancestors' grants are checked meanwhile.
     RoleAnswer answer = ancestors.childGranted();
     if (named != nullptr) {
         const RoleAnswer own = walk.anyRoleHolds(named->ownBits, roleIds_, operation_);

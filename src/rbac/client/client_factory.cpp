@@ -27,7 +27,7 @@ constexpr char RESPONSE_TAG[] = "process_access_cace_response";
 constexpr int ENFORCEMENT_FEATURE = 1;
 constexpr char RESOURCE[] = "/keepsafe/access-control/access-caches/";
 
-/// Which operations stand at which bits, for every disk client of the process.
+/// The operations' bits, for every disk client of the process.
 OperationCache operationCache;
 
 void logEnforcement(const char* generation)
@@ -145,7 +145,7 @@ int createClient(const ObjectNamespace& objectNamespace, KSClientCURL_BaseFactor
         text = textOf(objectNamespace);
         response = requestCache(text, httpClients);
     } catch (const ExplainedFailure& failure) {
-        // Nothing else is caught here: what an HTTP client throws is the caller's to know.
+        // Nothing else is caught here: exceptions of an HTTP client pass to the caller.
         cause = std::current_exception();
         return failure.status();
     }

@@ -10,12 +10,11 @@
 #include <keepsafe/platform/log/logmsg.h>
 #include <keepsafe/platform/status/status_codes.h>
 
-/// \file
-/// What all requests to the master server have in common. What they log is each caller's own.
+/// \file The common part of all requests to the master server. Each caller does its own logging.
 
 namespace Tessara::Keepsafe::Rbac {
 
-/// Why there is no master server, in words.
+/// Describes why there is no master server.
 inline std::string whyNoMasterServer()
 {
     try {
@@ -50,9 +49,8 @@ inline std::string masterServer(const char* tag)
 
 /// One request: `send` sends it with the client and returns the transfer status. Returns the response's body
 /// when the server answers with the expected HTTP status, and throws `TransferFailure` or `ServiceRefusal`
-/// otherwise. `log` is told what happens before that becomes a result or an exception:
-/// `transferFailed(status)`, `answered(httpStatus)`, and `refused(httpStatus, body)`, which returns the
-/// status that the refusal has.
+/// otherwise. `log` receives each event before it becomes a result or an exception: `transferFailed(status)`,
+/// `answered(httpStatus)`, and `refused(httpStatus, body)`, which returns the status of the refusal.
 template <typename Send, typename Log>
 std::string exchange(KSClientCURL_Base& client, long expectedStatus, const Send& send, const Log& log)
 {

@@ -19,7 +19,7 @@ namespace {
 constexpr char SEPARATOR = '|';
 constexpr char HEX_DIGITS[] = "0123456789ABCDEF";
 
-/// Letters and digits of ASCII, whatever the locale says, and the four marks that form encoding leaves alone.
+/// ASCII letters and digits, whatever the locale, and the four marks that form encoding leaves unchanged.
 constexpr bool staysAsItIs(unsigned char byte)
 {
     return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || (byte >= '0' && byte <= '9') ||
@@ -37,13 +37,13 @@ struct CopiedBytes {
 };
 constexpr CopiedBytes COPIED;
 
-/// Where text is put together before it is known how long it becomes. On the stack for usual names, so that
-/// what is kept of them is no longer than the text.
+/// A buffer for text whose length is not yet known. On the stack for usual names, so that the stored text has
+/// its exact size.
 using Buffer = boost::container::small_vector<char, 512>;
 
 constexpr std::size_t LONGEST_ESCAPE = 3;
 
-/// Writes the escaped form of `component` to where there is room for it. Returns its end.
+/// Writes the escaped form of `component` to a buffer with enough room. Returns its end.
 char* encode(const std::string& component, char* out) noexcept
 {
     for (const char character : component) {

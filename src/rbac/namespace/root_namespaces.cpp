@@ -4,7 +4,7 @@ namespace Tessara::Keepsafe::Rbac::root_namespaces {
 
 namespace {
 
-/// Computes the text form while one thread alone knows the object, so that any number may read it later.
+/// Computes the text form while only one thread knows the object, so that any number may read it later.
 ObjectNamespace readyToShare(ObjectNamespace value)
 {
     value.str();
@@ -27,7 +27,7 @@ namespace operations {
 const ObjectNamespace VIEW = readyToShare(ObjectNamespace("OPERATIONS", "VIEW"));
 const ObjectNamespace ADD = readyToShare(ObjectNamespace("OPERATIONS", "ADD"));
 const ObjectNamespace UPDATE = readyToShare(ObjectNamespace("OPERATIONS", "UPDATE"));
-// The suffix of the constant's name keeps clear of a macro that some systems define; the component has none.
+// The suffix of the constant's name avoids a macro that some systems define; the component has no suffix.
 const ObjectNamespace DELETE_NS = readyToShare(ObjectNamespace("OPERATIONS", "DELETE"));
 const ObjectNamespace MANAGE_ACCESS = readyToShare(ObjectNamespace("OPERATIONS", "MANAGE_ACCESS"));
 

@@ -12,8 +12,8 @@
 
 namespace Tessara::Keepsafe::Rbac {
 
-/// Turns many texts into namespaces as `boost::lexical_cast` does, with one stream for all of them: making a
-/// stream takes as long as reading a short name from it.
+/// Turns many texts into namespaces as `boost::lexical_cast` does, with one stream for all of them: creating
+/// a stream takes as long as reading a short name from it.
 class NamespaceReader {
 public:
     NamespaceReader() { stream_.unsetf(std::ios_base::skipws); }

@@ -15,7 +15,7 @@ using Service = DefaultObjectRegistrationService;
 
 constexpr char TAG[] = "DefaultObjectRegistrationService::bulkRegisterObjects";
 
-/// What is missing among the arguments; null when nothing is.
+/// The missing argument; null if there is none.
 const char* missingArgument(const Service::DataList& data, bool hasCallback) noexcept
 {
     if (data.empty()) {
@@ -48,7 +48,7 @@ int updateStates(const Service& service, const std::set<ObjectNamespace>& succes
 {
     constexpr FailureTexts TEXTS{"State update failed", nullptr,
                                  ", status=", " with exception: ", " with unknown exception."};
-    // STATE_UPDATE_FAILED whatever the callback came to.
+    // STATE_UPDATE_FAILED whatever the callback's outcome.
     return attempt(TAG, TEXTS, Status::STATE_UPDATE_FAILED, cause, [&] {
         std::list<ObjectNamespace> ready;
         std::list<ObjectNamespace> deleted;
@@ -68,7 +68,7 @@ int updateStates(const Service& service, const std::set<ObjectNamespace>& succes
     });
 }
 
-/// The result that the callback's set stands for.
+/// The result according to the callback's set.
 int compare(std::size_t successful, std::size_t all) noexcept
 {
     if (successful == all) {

@@ -33,7 +33,7 @@ constexpr char BULK_TAG[] = "DefaultObjectRegistrationService::extractBulkRegist
 
 enum class Form { RIGHT, WRONG, NO_ARRAY };
 
-/// Reads a record and says nothing. `error` is set when the form is wrong.
+/// Reads a record without logging. `error` is set if the form is wrong.
 Form readRecord(const json_t* record, NamespaceReader& names, Service::RegisteredObject& registered,
                 json_error_t& error)
 {
@@ -50,7 +50,7 @@ Form readRecord(const json_t* record, NamespaceReader& names, Service::Registere
     for (std::size_t index = 0; index < json_array_size(objects); ++index) {
         json_t* const element = json_array_get(objects, index);
         id = json_string_value(json_object_get(element, "id"));
-        // Unpacking takes longer and tells what is wrong.
+        // Unpacking takes longer and says what is wrong.
         if (id == nullptr && json_unpack_ex(element, &error, 0, "{s:s}", "id", &id) != 0) {
             return Form::WRONG;
         }
@@ -59,9 +59,9 @@ Form readRecord(const json_t* record, NamespaceReader& names, Service::Registere
     return Form::RIGHT;
 }
 
-/// Reads the records one after the other, without a tree of the whole document, which would take half as long
-/// again. Returns false when the document is not of the form that services write, compact and with nothing
-/// but "data", or when anything is wrong with it; which of the two, the tree will tell.
+/// Reads the records one after the other, without a tree of the whole document, which would take 50 % longer.
+/// Returns false when the document is not of the form that services write, compact and with nothing but
+/// "data", or if anything is wrong with it; the tree decides which.
 bool readInTurn(const std::string& response, Service::RegisteredObjects& registered)
 {
     constexpr std::string_view START = R"({"data":[)";

@@ -9,13 +9,12 @@
 #include <keepsafe/platform/status/status_codes.h>
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
-/// \file
-/// What the workflows share. Nothing here throws, so that a step that has reached the service is never
-/// reported by the exception of what comes after it.
+/// \file Common parts of the workflows. Nothing here throws, so that a step that has reached the service is
+/// never hidden by an exception of a later step.
 
 namespace Tessara::Keepsafe::Rbac {
 
-/// The text form for a line in the log, also when there is no memory for it.
+/// The text form for a log line, even if memory runs out.
 inline const char* logForm(const ObjectNamespace& objectNamespace) noexcept
 {
     try {
@@ -25,11 +24,11 @@ inline const char* logForm(const ObjectNamespace& objectNamespace) noexcept
     }
 }
 
-/// What the log says when a step fails: "WHAT [OBJECT]", and then how.
+/// The log line of a failed step: "WHAT [OBJECT]", and then the failure.
 struct FailureTexts {
     const char* what;
-    const char* object; ///< null: not named
-    const char* status; ///< before the status of an `EC_exception`; null: that is an exception like any other
+    const char* object;    ///< null: not named
+    const char* status;    ///< before the status of an `EC_exception`; null: treated like any other exception
     const char* exception; ///< before the text of another exception
     const char* unknown;
 };
@@ -82,7 +81,7 @@ int callbackStatus(const char* tag, std::exception_ptr& cause, const Invoke& inv
                    STATUS_OF_EXCEPTION, cause, invoke);
 }
 
-/// Tells a callback that the first phase failed. Returns the status.
+/// Notifies a callback that the first phase failed. Returns the status.
 template <typename Callback>
 int notifyFailure(const char* tag, Callback& callback, int status) noexcept
 {

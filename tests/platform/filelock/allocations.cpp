@@ -10,7 +10,7 @@ std::atomic<std::size_t> count{0};
 
 } // namespace
 
-// In a file of their own: a compiler that inlines them into their callers takes them for mismatched.
+// In a separate file: a compiler that inlines them into their callers takes them for mismatched.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
     count.fetch_add(1, std::memory_order_relaxed);

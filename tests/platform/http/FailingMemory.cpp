@@ -52,7 +52,7 @@ void provideMemoryForLibcurl()
 
 } // namespace keepsafe_test
 
-// In a file of their own: a compiler that inlines them into their callers takes them for mismatched.
+// In a separate file: a compiler that inlines them into their callers takes them for mismatched.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
     return keepsafe_test::fails(keepsafe_test::MemoryOf::Cpp) ? nullptr : std::malloc(size != 0 ? size : 1);

@@ -26,7 +26,7 @@ protected:
     static KSClientCURL clientOf(const HttpsServer& server, const std::string& host = "127.0.0.1");
     static KSClientCURL clientOf(int port, const std::string& host = "127.0.0.1",
                                  cert_type certificate = CERT_TYPE_HOST);
-    /// The status of a GET request by a client of its own.
+    /// The status of a GET request by a separate client.
     static int statusOfGet(const HttpsServer& server, const std::string& host = "127.0.0.1");
 
     TempRoot root;

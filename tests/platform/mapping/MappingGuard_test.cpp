@@ -44,7 +44,7 @@ private:
     void* memory_;
 };
 
-/// Each in a process of its own, which may die.
+/// Each in its own process, which may die.
 ProcessEnd inAnotherProcess(const std::function<bool()>& statement)
 {
     return Process::fork([&] { return statement() ? 0 : 1; }).wait();

@@ -52,7 +52,7 @@ bool FailingAllocation::happened() { return left < 0; }
 
 } // namespace keepsafe_test
 
-// In a file of their own: a compiler that inlines them into their callers takes them for mismatched.
+// In a separate file: a compiler that inlines them into their callers takes them for mismatched.
 void* operator new(std::size_t size, const std::nothrow_t& /*nothrow*/) noexcept
 {
     return keepsafe_test::allocate(size);

@@ -52,7 +52,7 @@ class RoleSetsTest : public testing::TestWithParam<std::uint32_t> {
 protected:
     std::uint32_t below(std::uint32_t limit) { return static_cast<std::uint32_t>(random_()) % limit; }
 
-    /// Mostly an offset of a record, now and then 0, inside of a record or outside of the file.
+    /// Mostly an offset of a record, now and then 0, a place inside a record or outside the file.
     std::uint32_t anyOffset(std::uint32_t records)
     {
         const std::uint32_t inside = below(8) == 0 ? below(24) : 0;

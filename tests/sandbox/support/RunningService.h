@@ -12,7 +12,7 @@
 
 namespace keepsafe_test {
 
-/// The access-control service as a process of its own, `ksrbac-sandbox serve`, with the root that it keeps,
+/// The access-control service as a separate process, `ksrbac-sandbox serve`, with the root that it keeps,
 /// on a loopback address that no other test process takes. The library's clients find it, because the root is
 /// this process's. Throws `std::runtime_error` with the program's messages when something does not succeed.
 class RunningService : public SandboxRoot {

@@ -51,7 +51,7 @@ protected:
     ServiceTest();
     ~ServiceTest() override;
 
-    /// Starts the service anew, on what the database holds.
+    /// Restarts the service on the contents of the database.
     void restart();
 
     /// How a call is refused: its kind, message and details. Fails the test when it is not.
@@ -70,7 +70,7 @@ protected:
     static Registration registration(const std::string& object, const std::string& children = "",
                                      bool ignoreAlreadyRegistered = false);
 
-    /// What the library answers from the published cache, opened anew.
+    /// What the library answers from the published cache, opened again.
     [[nodiscard]] static bool isAllowed(const std::string& object, const ObjectNamespace& operation,
                                         int role = ROLE);
 

@@ -44,7 +44,7 @@ struct PlainService {
         }
     }
 
-    /// Of a pending object that is registered anew: what it brought along before and is not named now.
+    /// Of a pending object that is registered again: what it brought along before and is not named now.
     void forgetPendingChildren(const std::string& name, const std::set<std::string>& named)
     {
         std::vector<std::string> children;

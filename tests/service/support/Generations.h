@@ -19,7 +19,7 @@ keepsafe_sandbox::CacheImage imageOfGeneration(unsigned generation);
 /// What a reader finds: "generation 2" when everything that it asks is answered as by that generation,
 /// "refused" for status 12, anything else spelled out.
 std::string findingOf(const Tessara::Keepsafe::Rbac::AccessCache& cache);
-/// The same for the cache in a directory, opened anew. The manifest has to name |VAULT|.
+/// The same for the cache in a directory, opened again. The manifest has to name |VAULT|.
 std::string findingIn(const std::string& directory);
 
 } // namespace keepsafe_test

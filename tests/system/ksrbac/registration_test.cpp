@@ -140,7 +140,7 @@ Descriptor openTerminal()
     return terminal;
 }
 
-/// Starts a program in a session of its own at the other end of the terminal.
+/// Starts a program in its own session at the other end of the terminal.
 Process startAt(const Descriptor& terminal, std::vector<std::string> arguments)
 {
     const std::string name = ptsname(terminal.get());

@@ -213,10 +213,11 @@ TEST_F(TokenShow, RefusesWhatIsNoToken)
 {
     const ProgramResult result = run("show", "a.b");
     EXPECT_EQ(result.errors,
-              "ksrbac: the input is no token: not three parts, none of them empty, joined by dots\n");
+              "ksrbac: the input is not a token: not three parts, none of them empty, joined by dots\n");
     EXPECT_EQ(result.exitStatus, 2);
-    EXPECT_EQ(run("show", "h." + base64Url("[1]") + ".s").errors,
-              "ksrbac: the input is no token: its payload is not a JSON object in base64url (status 7610)\n");
+    EXPECT_EQ(
+        run("show", "h." + base64Url("[1]") + ".s").errors,
+        "ksrbac: the input is not a token: its payload is not a JSON object in base64url (status 7610)\n");
 }
 
 using TokenRoles = TokenCommands;

@@ -27,7 +27,7 @@ inline constexpr char PROPAGATION[] = "PROPAGATION";
 inline constexpr char SWITCH[] = "on|off";
 } // namespace value_name
 
-/// The first line of the description stands for the command in lists of commands.
+/// The first line of the description represents the command in lists of commands.
 void describe(CLI::App& command, const std::string& description, const std::string& example);
 
 void addRequired(CLI::App& command, const char* name, std::string& value, const char* valueName,

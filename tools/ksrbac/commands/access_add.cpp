@@ -23,12 +23,12 @@ namespace {
 constexpr char DESCRIPTION[] =
     R"(Grant operations on a managed object to a role.
 
-Prints the new access definition as 'ksrbac access list' does. Operations have
-commas between them; a comma that is part of a name is written %2C. Without
---propagation the grant holds on the object alone.
+Prints the new access definition as 'ksrbac access list' does. Operations are
+separated by commas; a comma that is part of a name is written %2C. Without
+--propagation the grant covers only the object itself.
 
-Exit status: 0 granted, 2 usage error, 3 the service could not be asked or
-refused: its message is told; when the connection broke after the request was
+Exit status: 0 granted, 2 usage error, 3 the service could not be reached or
+refused: its message is printed; when the connection broke after the request was
 sent, the grant may have been made, 4 standard output could not be written: the
 grant is made.)";
 

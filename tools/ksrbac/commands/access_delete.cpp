@@ -19,8 +19,8 @@ constexpr char DESCRIPTION[] =
 
 The id is that of 'ksrbac access list'. Prints nothing.
 
-Exit status: 0 deleted, 2 usage error, 3 the service could not be asked or
-refused: its message is told; when the connection broke after the request was
+Exit status: 0 deleted, 2 usage error, 3 the service could not be reached or
+refused: its message is printed; when the connection broke after the request was
 sent, the access definition may be gone.)";
 
 constexpr char EXAMPLE[] = R"(Example:

@@ -20,8 +20,8 @@ Those on the object itself; grants that reach it from above are on the objects
 above. Prints a table, or with --json one object per line: {"id":...,
 "object":...,"roleId":...,"propagation":...,"operations":[...]}.
 
-Exit status: 0 listed, 2 usage error, 3 the service could not be asked or
-refused: its message is told, 4 standard output could not be written.)";
+Exit status: 0 listed, 2 usage error, 3 the service could not be reached or
+refused: its message is printed, 4 standard output could not be written.)";
 
 constexpr char EXAMPLE[] = R"(Example:
   ksrbac access list --json '|KEEPSAFE|ASSETS|')";

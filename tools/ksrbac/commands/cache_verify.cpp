@@ -22,13 +22,13 @@ Checks every offset, the order of every search tree, cycles, the
 write-in-progress flag and the manifest. Prints each fault with its file, the
 byte in the file and how the record was reached.
 
-Records that nothing refers to are legal and counted. An offset that points
-inside a record stands for that record and is legal. Bytes after the last whole
-record of a file are ignored by readers; they are noted and no fault.
+Records that nothing refers to are legal and counted. An offset into a record
+refers to that record and is legal. Readers ignore bytes after the last whole
+record of a file; a note mentions them, but they are not a fault.
 
 Holds the cache's shared file lock while it walks the whole cache, about a
 second for a million objects, so that no writer changes the files under it:
-readers are not kept waiting, a writer is.
+readers do not have to wait, a writer does.
 
 Exit status: 0 no fault, 1 faults, 2 usage error or a cache that cannot be read,
 4 standard output could not be written.)";

@@ -9,7 +9,7 @@ namespace ksrbac {
 /// table.
 const CommandTable& commandTable();
 
-// Each is the `add` of its row and stands in a file of the command's name.
+// Each is the `add` of its row, in a file with the command's name.
 Action addCheck(CLI::App& command);
 Action addCacheInfo(CLI::App& command);
 Action addCacheVerify(CLI::App& command);

@@ -24,8 +24,8 @@ Prints whether grants on the objects above it reach it, and its state: READY, or
 PENDING while its registration is not completed. With --json: {"object":...,
 "inherit":...,"state":...}.
 
-Exit status: 0 shown, 2 usage error, 3 the service could not be asked or
-refused: its message is told, 4 standard output could not be written.)";
+Exit status: 0 shown, 2 usage error, 3 the service could not be reached or
+refused: its message is printed, 4 standard output could not be written.)";
 
 constexpr char EXAMPLE[] = R"(Example:
   ksrbac object get '|KEEPSAFE|ASSETS|')";

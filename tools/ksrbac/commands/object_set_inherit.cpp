@@ -19,9 +19,9 @@ constexpr char DESCRIPTION[] =
 
 Prints nothing.
 
-Exit status: 0 set, 2 usage error, 3 the service could not be asked or refused:
-its message is told; when the connection broke after the request was sent, the
-change may have been made.)";
+Exit status: 0 set, 2 usage error, 3 the service could not be reached or
+refused: its message is printed; when the connection broke after the request was
+sent, the change may have been made.)";
 
 constexpr char EXAMPLE[] = R"(Example:
   ksrbac object set-inherit '|KEEPSAFE|ASSETS|hr-prod|' off)";

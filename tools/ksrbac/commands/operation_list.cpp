@@ -21,8 +21,8 @@ The filter is the service's: startswith(id,'|OPERATIONS|V') and the like. With
 --json one object per line: {"operation":...}. 'ksrbac operations' lists what
 checks on this host know, with permission bits, and asks nobody.
 
-Exit status: 0 listed, 2 usage error, 3 the service could not be asked or
-refused: its message is told, 4 standard output could not be written.)";
+Exit status: 0 listed, 2 usage error, 3 the service could not be reached or
+refused: its message is printed, 4 standard output could not be written.)";
 
 constexpr char EXAMPLE[] = R"help(Examples:
   ksrbac operation list

@@ -21,8 +21,8 @@ constexpr char DESCRIPTION[] =
 The service chooses its id. Prints the new role as 'ksrbac role list' does. A
 name has at most 64 bytes, a description at most 256.
 
-Exit status: 0 created, 2 usage error, 3 the service could not be asked or
-refused: its message is told; when the connection broke after the request was
+Exit status: 0 created, 2 usage error, 3 the service could not be reached or
+refused: its message is printed; when the connection broke after the request was
 sent, the role may be there, 4 standard output could not be written: the role is
 there.)";
 

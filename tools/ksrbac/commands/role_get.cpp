@@ -20,8 +20,8 @@ constexpr char DESCRIPTION[] =
 
 Prints it as 'ksrbac role list' does.
 
-Exit status: 0 shown, 2 usage error, 3 the service could not be asked or
-refused: its message is told, 4 standard output could not be written.)";
+Exit status: 0 shown, 2 usage error, 3 the service could not be reached or
+refused: its message is printed, 4 standard output could not be written.)";
 
 constexpr char EXAMPLE[] = R"(Example:
   ksrbac role get 17)";

@@ -22,8 +22,8 @@ Prints a table, or with --json one object per line: {"id":...,"name":...,
 the product. The filter is the service's: name eq 'x', contains(name,'x') and
 the like.
 
-Exit status: 0 listed, 2 usage error, 3 the service could not be asked or
-refused: its message is told, 4 standard output could not be written.)";
+Exit status: 0 listed, 2 usage error, 3 the service could not be reached or
+refused: its message is printed, 4 standard output could not be written.)";
 
 constexpr char EXAMPLE[] = R"help(Examples:
   ksrbac role list

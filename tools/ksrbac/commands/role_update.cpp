@@ -19,13 +19,13 @@ namespace {
 constexpr char DESCRIPTION[] =
     R"(Change the name or the description of a role.
 
-Reads the role and sends it back changed; what is not given stays as it is. A
-change that somebody else makes between the two requests is lost. A name has at
-most 256 bytes, a description at most 256; an empty description takes the role's
-description away. Prints nothing.
+Reads the role and sends it back changed; everything else is unchanged. A change
+that somebody else makes between the two requests is lost. Name and description
+may have 256 bytes each; an empty description removes the role's description.
+Prints nothing.
 
-Exit status: 0 changed, 2 usage error, 3 the service could not be asked or
-refused: its message is told; when the connection broke after the change was
+Exit status: 0 changed, 2 usage error, 3 the service could not be reached or
+refused: its message is printed; when the connection broke after the change was
 sent, it may have been made.)";
 
 constexpr char EXAMPLE[] = R"(Examples:

@@ -84,15 +84,15 @@ std::string decoded(const std::string& part)
 
 ShownToken takeApart(const std::string& token)
 {
-    const SilencedLog silence; // what is wrong is told in the output
+    const SilencedLog silence; // the output says what is wrong
     std::vector<std::string> parts;
     if (JWTUtil::tokenizeJWT(token, parts) != Status::SUCCESS) {
-        throw InputError("the input is no token: not three parts, none of them empty, joined by dots");
+        throw InputError("the input is not a token: not three parts, none of them empty, joined by dots");
     }
     JWT* jwt = nullptr;
     const int status = JWT::createJWT(token, jwt);
     if (status != Status::SUCCESS) {
-        throw InputError("the input is no token: its payload is not a JSON object in base64url (status " +
+        throw InputError("the input is not a token: its payload is not a JSON object in base64url (status " +
                          std::to_string(status) + ")");
     }
     return {std::unique_ptr<JWT>(jwt), decoded(parts[0]), examineSignature(token)};
@@ -113,7 +113,7 @@ std::string jsonText(const json_t* value)
 
 bool isTimeClaim(const std::string& name) { return name == "exp" || name == "iat" || name == "nbf"; }
 
-/// A claim's value for people; foreign bytes in it are escaped.
+/// A claim's value for people, with non-printable bytes escaped.
 std::string valueText(const std::string& name, const json_t* value)
 {
     if (json_is_string(value)) {

@@ -113,7 +113,7 @@ void addOptions(const std::string& name, const CLI::App& from, std::string& word
         for (const std::string& dashed : dashedNames(*option)) {
             const bool known = (' ' + words + ' ').find(' ' + dashed + ' ') != std::string::npos;
             if (known) {
-                continue; // the command's own --help stands for that of the commands above it
+                continue; // the command's own --help replaces that of the commands above it
             }
             words.append(words.empty() ? "" : " ").append(dashed);
             if (takesValue(*option)) {

@@ -10,8 +10,7 @@ namespace ksrbac {
 
 namespace {
 
-/// Text as it stands on the page, line for line, for troff: no line is taken for a request, no backslash for
-/// an escape.
+/// Text as on the page, line for line, for troff: no line is taken for a request, no backslash for an escape.
 std::string verbatim(const std::string& text)
 {
     std::string out = ".nf\n";

@@ -7,7 +7,7 @@
 
 namespace ksrbac {
 
-/// Drops the process's log messages while it lives: what they would say is told in another way.
+/// Drops the process's log messages while it lives: their content is reported in another way.
 class SilencedLog {
 public:
     SilencedLog() : before_(Tessara::Keepsafe::Platform::setLogSink(std::make_shared<Nowhere>())) {}

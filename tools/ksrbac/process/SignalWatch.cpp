@@ -9,7 +9,7 @@ namespace ksrbac {
 namespace {
 
 // For the handler, which can reach nothing else. It may run in any thread, at any time, so a signal waits
-// here until somebody takes it: the handler that finds a program, or whoever brings the program.
+// here until it is taken: by the handler that finds a program, or by the code that starts the program.
 std::atomic<int> lastSignal{0};
 std::atomic<int> waitingSignal{0};
 std::atomic<pid_t> runningProgram{0};

@@ -8,7 +8,7 @@ namespace ksrbac {
 void ExecOptions::addTo(CLI::App& command)
 {
     addOptional(command, "--exec", name_, value_name::PROGRAM,
-                "Program to run between the phases; its\narguments stand at the end, behind --");
+                "Program to run between the phases; its\narguments go at the end, after --");
 }
 
 std::optional<Program> ExecOptions::program() const

@@ -13,12 +13,12 @@ class App;
 
 namespace ksrbac {
 
-/// --exec of the commands that register and unregister: a program, whose arguments stand behind `--`.
+/// --exec of the commands that register and unregister: a program, whose arguments follow `--`.
 class ExecOptions {
 public:
     void addTo(CLI::App& command);
 
-    /// Where the arguments behind `--` belong, or null when there is no program.
+    /// Where the arguments after `--` belong, or null if there is no program.
     [[nodiscard]] std::vector<std::string>* tail() noexcept { return name_ ? &arguments_ : nullptr; }
 
     /// Nothing: no program was given. Throws `InputError` when its name is empty.

@@ -26,7 +26,7 @@ public:
     /// Text form of the namespace that the manifest names; nothing when the manifest is damaged.
     [[nodiscard]] const std::optional<std::string>& namespaceText() const noexcept { return namespace_; }
 
-    // Each is there when the file is. Without the manifest there is no file lock, and none of them is opened.
+    // Each is present if the file is. Without the manifest there is no file lock, and none of them is opened.
     [[nodiscard]] const std::optional<Map>& metadata() const noexcept { return metadata_; }
     [[nodiscard]] const std::optional<Map>& objects() const noexcept { return objects_; }
     [[nodiscard]] const std::optional<Map>& nodes() const noexcept { return nodes_; }

@@ -12,7 +12,7 @@
 
 namespace ksrbac {
 
-/// An offset as it stands in a file: where it stands and what it is called there.
+/// An offset in a file: where it is and what it is called there.
 struct Reference {
     Tessara::Keepsafe::Rbac::NodeOffset target;
     const char* file;
@@ -27,7 +27,7 @@ struct TargetFile {
     std::size_t recordCount;
 };
 
-/// Index of the record that the reference, which must not be 0, stands for; nothing and `complaint` filled
+/// Index of the record that the reference, which must not be 0, refers to; nothing and `complaint` filled
 /// when no record may be there.
 inline std::optional<std::uint32_t> resolve(const Reference& reference, const TargetFile& target,
                                             std::string& complaint)

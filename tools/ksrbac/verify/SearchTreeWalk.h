@@ -22,8 +22,8 @@ namespace ksrbac {
 ///
 /// Every record is examined once, however often it is referred to: trees may share parts. A record keeps the
 /// smallest and the largest key below it, so a second reference is judged by these alone, and the time is
-/// linear in the number of records. The way to the current record is a stack of its own, not the call stack:
-/// a tree may be as deep as it has records.
+/// linear in the number of records. The path to the current record is kept in its own stack, not the call
+/// stack: a tree may be as deep as it has records.
 ///
 /// Order: a search comes to a record with a key between the bounds that its ancestors in the tree set. A key
 /// outside them can never be found. It is reported once and sets no bounds itself, or everything below it

@@ -10,7 +10,7 @@
 namespace filelock_stress {
 
 /// A forked process that runs one function and ends. It dies with its parent. The parent must not have used
-/// a lock or a thread before, so that the child is as good as a program of its own.
+/// a lock or a thread before, so that the child is as good as a new program.
 class Child {
 public:
     explicit Child(const std::function<void()>& work);

@@ -47,7 +47,7 @@ struct HoldFigures {
     [[nodiscard]] bool printAndCheck(const Options& options) const;
 };
 
-/// A writer takes the lock once, in a process of its own: afterwards readers find a control page, and the
+/// A writer takes the lock once, in its own process: afterwards readers find a control page, and the
 /// files of processes that have ended are gone.
 [[nodiscard]] bool writeOnce(const Options& options);
 

@@ -97,7 +97,7 @@ void setOption(Options& options, const std::string& name, const std::string& val
     setter->second();
 }
 
-/// The lock file in a folder of its own, for the time of the run. Other users may read it and make nothing.
+/// The lock file in its own folder, for the time of the run. Other users may read it and make nothing.
 class LockFileOfRun {
 public:
     LockFileOfRun()
