@@ -24,7 +24,7 @@ void add(const AddOptions& options)
     Criteria criteria;
     criteria.collectionKey = options.collectionKey;
     criteria.objectType = options.objectType;
-    // More than fits, so that the store can tell how much too long it is.
+    // More than the limit, so that the store can say by how much it is exceeded.
     criteria.json = readTrimmedInput(options.jsonFile, 2 * CriteriaStore::MOST_DOCUMENT_BYTES);
     Database database(loadDatabaseSettings(RootLayout(options.root)));
     CriteriaStore(database).add(criteria);

@@ -9,7 +9,7 @@
 
 namespace keepsafe_sandbox {
 
-/// What a command says that has published a policy.
+/// The output of a command that has published a policy.
 std::string publishedLine(const CacheLocation& location, std::uint64_t generation, const Policy& policy);
 
 } // namespace keepsafe_sandbox

@@ -29,7 +29,7 @@ struct RevokeOptions {
     std::string tokenFile;
 };
 
-/// What has been stored is of no use to anybody when it cannot be told.
+/// A stored token is useless if it cannot be printed.
 void requireWritten()
 {
     if (!std::cout.flush()) {

@@ -9,7 +9,7 @@ namespace keepsafe_sandbox {
 
 namespace {
 
-/// To the line's beginning, and wipe it.
+/// Moves to the start of the line and clears it.
 constexpr const char* NEW_LINE_IN_PLACE = "\r\x1b[K";
 constexpr std::chrono::milliseconds REDRAW_INTERVAL(100);
 

@@ -7,8 +7,8 @@
 
 namespace keepsafe_sandbox {
 
-/// A line on standard error that shows how far the work has come; nothing at all when standard error is no
-/// terminal. The line is wiped at the end.
+/// A line on standard error that shows the progress of the work; nothing if standard error is not a terminal.
+/// The line is cleared at the end.
 class ProgressBar {
 public:
     ProgressBar();
@@ -16,7 +16,7 @@ public:
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
 
-    /// Names the work that begins now.
+    /// Names the next work.
     void begin(const std::string& work);
     void show(std::uint64_t done, std::uint64_t total);
 

@@ -147,7 +147,7 @@ CacheImage GeneratedCache::build(const Progress& progress) const
 void GeneratedCache::addLeaves(ImageBuilder& builder, const Progress& progress) const
 {
     constexpr std::uint64_t progressStep = 1024;
-    // Kind by kind, as in the file of names: then the grants of neighbours lie together as well.
+    // Kind by kind, as in the file of names, so that the grants of neighbours are also close together.
     constexpr std::uint64_t kinds = std::uint64_t{AREAS} * KINDS;
     std::uint64_t done = 0;
     for (std::uint64_t first = 0; first < kinds; ++first) {

@@ -14,12 +14,12 @@
 
 namespace keepsafe_sandbox {
 
-/// Told how much of the work is done.
+/// Receives how much of the work is done.
 using Progress = std::function<void(std::uint64_t done, std::uint64_t total)>;
 
-/// A cache of any size for measurements, the same for the same number of leaves and seed. Each object follows
-/// from the seed and its own number alone, so that a benchmark can say what the cache holds without a look
-/// at it.
+/// A cache of any size for measurements, the same for the same number of leaves and seed. Each object depends
+/// only on the seed and its own number, so that a benchmark knows the content of the cache without reading
+/// it.
 ///
 /// - the root `|KEEPSAFE|`, which grants nothing;
 /// - 8 areas like `|KEEPSAFE|area-3|`: each grants 4 operations to each of 5 roles for its children;
@@ -56,7 +56,7 @@ public:
     [[nodiscard]] CacheObject kind(unsigned area, unsigned kind) const;
     [[nodiscard]] CacheObject leaf(std::uint64_t leaf) const;
 
-    /// Number of objects, those above the leaves included.
+    /// Number of objects, including those above the leaves.
     [[nodiscard]] std::uint64_t objectCount() const noexcept { return 1 + AREAS + AREAS * KINDS + leaves_; }
     /// All of them as a cache; `progress` is called now and then.
     [[nodiscard]] CacheImage build(const Progress& progress = {}) const;

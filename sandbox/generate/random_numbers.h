@@ -5,7 +5,7 @@
 
 namespace keepsafe_sandbox {
 
-/// SplitMix64: small, quick, and the same on every platform, which the standard's distributions are not.
+/// SplitMix64: small, fast, and the same on every platform, unlike the standard's distributions.
 class RandomNumbers {
 public:
     explicit RandomNumbers(std::uint64_t seed) noexcept : state_(seed) {}

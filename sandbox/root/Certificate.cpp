@@ -34,7 +34,7 @@ void require(bool done, const char* attempt)
     }
 }
 
-/// Nobody is asked on the terminal for the pass phrase of a key.
+/// Never asks on the terminal for the pass phrase of a key.
 int noPassPhrase(char* /*buffer*/, int /*size*/, int /*isWriting*/, void* /*data*/) { return -1; }
 
 BioHandle reading(const std::string& text)

@@ -9,8 +9,8 @@
 #include <openssl/x509.h>
 
 /// \file
-/// X.509 certificates with their keys (EC P-256). What OpenSSL refuses is thrown as `std::runtime_error` with
-/// its reason. Copies share what they hold; it does not change.
+/// X.509 certificates with their keys (EC P-256). Errors of OpenSSL are thrown as `std::runtime_error`
+/// with their reason. Copies share their content, which is immutable.
 
 namespace keepsafe_sandbox {
 
@@ -41,7 +41,7 @@ class Certificate {
 public:
     static constexpr long LIFETIME_DAYS = 3652;
 
-    /// Issued by itself.
+    /// Self-signed.
     static Certificate issueAuthority(const std::string& name, const PrivateKey& key);
     static Certificate issue(const CertificateRequest& request, const PrivateKey& key,
                              const Certificate& authority, const PrivateKey& authorityKey);
@@ -52,7 +52,7 @@ public:
     [[nodiscard]] bool belongsTo(const PrivateKey& key) const;
     /// Whether the name or the address is among those that it is for.
     [[nodiscard]] bool isFor(const std::string& address) const;
-    /// Why it cannot be used so, in OpenSSL's words, when `authority` alone is believed; empty when it can.
+    /// Why it cannot be used this way if only `authority` is trusted, in OpenSSL's words; empty if it can.
     [[nodiscard]] std::string faultAs(CertificateUse use, const Certificate& authority) const;
 
 private:

@@ -20,16 +20,16 @@ public:
     [[nodiscard]] std::string accessCaches() const { return root_ + "/wmc/webserver/temp/access-caches"; }
     /// Where the library reads the key that session tokens must be signed with.
     [[nodiscard]] std::string publicKey() const { return root_ + "/var/global/tssec/jwtkeys/jwtPublicKey"; }
-    /// The sandbox's own: open to their owner alone.
+    /// The sandbox's own files: accessible only to their owner.
     [[nodiscard]] std::string privateFolder() const { return root_ + "/var/sandbox"; }
     [[nodiscard]] std::string privateKey() const { return privateFolder() + "/signing-key.pem"; }
     [[nodiscard]] std::string database() const { return privateFolder() + "/auth_main.db"; }
-    /// What the root's processes show to the master server, and whom they believe.
+    /// What the root's processes present to the master server, and whom they trust.
     [[nodiscard]] std::string tlsFolder() const { return root_ + "/etc/tls"; }
     [[nodiscard]] std::string hostCertificate() const { return tlsFolder() + "/host.pem"; }
     [[nodiscard]] std::string hostKey() const { return tlsFolder() + "/host.key"; }
     [[nodiscard]] std::string authorityCertificate() const { return tlsFolder() + "/ca.pem"; }
-    /// What the sandbox's service shows, and the key that all certificates of the root are issued with.
+    /// What the sandbox's service presents, and the key that issues all certificates of the root.
     [[nodiscard]] std::string serviceTlsFolder() const { return privateFolder() + "/tls"; }
     [[nodiscard]] std::string serverCertificate() const { return serviceTlsFolder() + "/server.pem"; }
     [[nodiscard]] std::string serverKey() const { return serviceTlsFolder() + "/server.key"; }

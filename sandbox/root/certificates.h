@@ -9,15 +9,15 @@
 
 namespace keepsafe_sandbox {
 
-/// Makes what the root's service and its clients need to know each other by, where it is missing: a
+/// Creates what the root's service and its clients need to authenticate each other, if it is missing: a
 /// certificate authority, a server's certificate for `service` (an IP address or a host name; besides it for
 /// localhost and 127.0.0.1), a client's certificate for the host, and their keys. A key whose certificate is
-/// missing gets one. The files come in the order in which they are made, keys first.
+/// missing gets one. The files are created in this order, keys first.
 ///
 /// Throws `InputError`, which names the file, with everything as it was, when `service` is neither an address
-/// nor a host name, or something is there that does not fit: a certificate without its key or of another key
-/// or authority, out of its time, for another use or another server, a private key that others may read.
-/// Files that were made before the fault was met stay.
+/// nor a host name, or an existing file does not fit: a certificate without its key or of another key or
+/// authority, expired, for another use or another server, a private key that others may read. Files that were
+/// created before the fault was found remain.
 std::vector<EnsuredFile> ensureCertificates(const RootLayout& layout, const std::string& service);
 
 /// Throws `InputError` when the text is neither an IP address nor a host name.

@@ -11,7 +11,7 @@
 
 namespace keepsafe_sandbox {
 
-/// Where a root whose owner names no other master server has it.
+/// The default master server of a root.
 constexpr char OWN_MASTER_SERVER[] = "127.0.0.1";
 
 /// The configuration file's text for a database and a master server: feature 1 on, log messages from level 8
@@ -26,7 +26,7 @@ std::vector<std::string> missingServiceSettings(const RootLayout& layout,
                                                 const Tessara::Keepsafe::Platform::Config& configuration,
                                                 const std::string& masterServer);
 
-/// The root's configuration. Throws `InputError` when there is none that can be used.
+/// The root's configuration. Throws `InputError` when there is no usable one.
 Tessara::Keepsafe::Platform::Config loadConfiguration(const RootLayout& layout);
 
 /// How the root connects to its database. Throws `InputError` likewise.

@@ -11,11 +11,11 @@
 #include "files/new_file.h"
 
 /// \file
-/// Pairs of files: a private key, and what belongs to it and everybody may read.
+/// Pairs of files: a private key and its public companion.
 
 namespace keepsafe_sandbox {
 
-/// A file that was made, or was there already.
+/// A file that was created, or already existed.
 struct EnsuredFile {
     bool isMade = false;
     std::string path;
@@ -27,7 +27,7 @@ struct PairPaths {
     const char* companionName; ///< what it is, for messages: "certificate"
 };
 
-/// What is in a file in PEM form; nothing when there is no file. Throws `InputError` with the path.
+/// The content of a file in PEM form; empty if there is no file. Throws `InputError` with the path.
 template <typename Content>
 std::optional<Content> findPem(const std::string& path)
 {
@@ -42,7 +42,7 @@ std::optional<Content> findPem(const std::string& path)
     }
 }
 
-/// The same for a private key, which nobody but its owner may be able to read.
+/// The same for a private key, which only its owner may be able to read.
 template <typename Key>
 std::optional<Key> findKey(const std::string& path)
 {
@@ -53,8 +53,8 @@ std::optional<Key> findKey(const std::string& path)
     return key;
 }
 
-/// What is in the file after this call: what was found there, or what `make` makes. `find` is asked again
-/// when another process has made the file meanwhile.
+/// The content of the file after this call: what was found there, or what `make` creates. `find` is called
+/// again if another process has created the file meanwhile.
 template <typename Content, typename Find, typename Make>
 Content ensureContent(std::optional<Content> found, const std::string& path, mode_t mode, Find find,
                       Make make, std::vector<EnsuredFile>& ensured)
@@ -71,8 +71,8 @@ Content ensureContent(std::optional<Content> found, const std::string& path, mod
     return *std::move(found);
 }
 
-/// Makes what is missing of a pair; `make` makes the companion of a key. A companion without its key, or of
-/// another key, throws `InputError`.
+/// Creates the missing part of a pair; `make` creates the companion of a key. A companion without its key, or
+/// of another key, throws `InputError`.
 template <typename Key, typename Make>
 auto ensurePair(const PairPaths& paths, Make make, std::vector<EnsuredFile>& ensured)
     -> std::pair<Key, decltype(make(std::declval<const Key&>()))>

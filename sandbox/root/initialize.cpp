@@ -100,7 +100,7 @@ std::string configurationLine(const RootLayout& layout, const std::optional<Plat
     return text;
 }
 
-/// What a kept configuration, of a root older than its service, has to be told.
+/// What to add to an existing configuration of a root that is older than its service.
 void addMissingSettings(const RootLayout& layout, const Platform::Config& kept, const std::string& service,
                         std::vector<std::string>& lines)
 {

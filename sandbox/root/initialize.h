@@ -11,15 +11,15 @@
 
 namespace keepsafe_sandbox {
 
-/// Makes a working installation root: folders, key pair, certificates, configuration, and the tables of the
-/// database. What is there is kept, so that it can be run again, also after it was interrupted. Without
-/// `database` the root's configuration decides, or, when there is none, a SQLite file of the root's own is
-/// the database. `service`, the address or host name of the master server, is decided alike; it is 127.0.0.1
-/// when nobody says anything.
+/// Creates a working installation root: folders, key pair, certificates, configuration, and the tables of the
+/// database. Existing files are kept, so that it can be run again, also after an interruption. Without
+/// `database` the root's configuration decides, or, without one, the database is a SQLite file in the root.
+/// `service`, the address or host name of the master server, is determined the same way; the default is
+/// 127.0.0.1.
 ///
-/// Returns a line for each thing: what was made, and what was kept. Throws `InputError` when something that
-/// is there cannot be a part of a working root, `DatabaseError` and `FileError`; nothing is removed or
-/// changed that was there before.
+/// Returns a line for each item: what was created, and what was kept. Throws `InputError` when something that
+/// exists cannot be part of a working root, `DatabaseError` and `FileError`; nothing that existed before is
+/// removed or changed.
 std::vector<std::string>
 initializeRoot(const RootLayout& layout,
                const std::optional<Tessara::Dal::DbConnectionSettings>& database = std::nullopt,

@@ -9,10 +9,10 @@
 
 namespace keepsafe_sandbox {
 
-/// Makes the root's key pair where it is missing; a public key alone is made again from the private one. The
-/// private key comes first. Throws `InputError`, with everything as it was, when a file is there that does
-/// not belong to the other, is not such a key, has fewer than 2048 bits, or is a private key that others may
-/// read.
+/// Creates the root's key pair if it is missing; a missing public key is derived again from the private one.
+/// The private key is created first. Throws `InputError`, with everything as it was, when a file is there
+/// that does not belong to the other, is not such a key, has fewer than 2048 bits, or is a private key that
+/// others may read.
 std::vector<EnsuredFile> ensureSigningKeys(const RootLayout& layout);
 
 /// The root's signer. Throws `InputError` when its private key is missing or unusable, as above.

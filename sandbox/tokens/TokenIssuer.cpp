@@ -52,7 +52,7 @@ JsonHandle commonClaims(const TokenRequest& request, const std::string& identifi
     set(claims, "sub", subject);
     set(claims, "jti", json_string(identifier.c_str()));
     set(claims, "exp", json_integer(expiry.count()));
-    // A string on purpose: the library takes a JSON boolean in this place for an error.
+    // A string on purpose: the library treats a JSON boolean here as an error.
     set(claims, "is_machine", json_string(request.isMachine ? "true" : "false"));
     return claims;
 }

@@ -11,7 +11,7 @@
 
 namespace keepsafe_sandbox {
 
-/// What a token shall say.
+/// The content of a token.
 struct TokenRequest {
     std::string subject;
     std::vector<std::int32_t> roles;
@@ -29,7 +29,7 @@ struct IssuedTokens {
 
 /// Signs both tokens of a login at the given time. The session token has "jti", 128 random bits, "sub", "exp"
 /// and "is_machine"; the authorization token these with its own "jti", "iat" and "roles". Throws `InputError`
-/// for a subject that is empty or no UTF-8.
+/// for a subject that is empty or not UTF-8.
 IssuedTokens issueTokens(const TokenSigner& signer, const TokenRequest& request,
                          std::chrono::system_clock::time_point now);
 

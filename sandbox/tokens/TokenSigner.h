@@ -10,17 +10,17 @@ struct evp_pkey_st; // OpenSSL's EVP_PKEY
 namespace keepsafe_sandbox {
 
 /// Signs tokens with its own RSA key, as the product's token issuer does: RSASSA-PKCS1-v1_5 with SHA-256
-/// (RS256 of RFC 7518 section 3.3) over the compact form of RFC 7515 section 7.1. Header and payload are
-/// taken as they are, so that tests can sign what no issuer would. Objects are copied cheaply: copies share
-/// the key, which does not change. Any thread.
+/// (RS256 of RFC 7518 section 3.3) over the compact form of RFC 7515 section 7.1. Header and payload are used
+/// unchanged, so that tests can sign what no issuer would. Copies are cheap: they share the key, which is
+/// immutable. Any thread.
 ///
-/// What OpenSSL refuses is thrown as `std::runtime_error` with its reason; its error queue is left empty.
+/// Errors of OpenSSL are thrown as `std::runtime_error` with their reason; its error queue is left empty.
 class TokenSigner {
 public:
     static constexpr unsigned DEFAULT_KEY_BITS = 2048;
     static constexpr char RS256_HEADER[] = R"({"alg":"RS256","typ":"JWT"})";
 
-    /// Makes a new key of so many bits, 512 or more.
+    /// Creates a new key with that number of bits, at least 512.
     static TokenSigner generate(unsigned bits = DEFAULT_KEY_BITS);
     /// Takes a private key in PEM form (PKCS#8 or PKCS#1, not encrypted). Throws `InputError` when the text
     /// is not an RSA key.
@@ -37,7 +37,7 @@ public:
     [[nodiscard]] std::string sign(std::string_view payload) const { return sign(RS256_HEADER, payload); }
     /// The compact token of any header and payload.
     [[nodiscard]] std::string sign(std::string_view header, std::string_view payload) const;
-    /// The signature's bytes for any text that stands before the second dot.
+    /// The signature's bytes for any text before the second dot.
     [[nodiscard]] std::string signature(std::string_view signedText) const;
 
 private:

@@ -8,8 +8,7 @@ namespace keepsafe_sandbox {
 /// Longest token that is read from a file.
 constexpr std::size_t MOST_SESSION_TOKEN_BYTES = 65536;
 
-/// The claim "jti" of a session token, whose signature is not looked at. Throws `InputError` when it has
-/// none.
+/// The claim "jti" of a session token, whose signature is not checked. Throws `InputError` when it has none.
 [[nodiscard]] std::string sessionIdOf(const std::string& sessionToken);
 
 /// What is stored for a session, as one line of JSON without the token itself: "session" and the claims

@@ -11,7 +11,7 @@ namespace keepsafe_sandbox {
 
 namespace {
 
-/// Seconds of a unit; 0 when it is none.
+/// Seconds of a unit; 0 if it is not one.
 std::int64_t secondsOf(char unit)
 {
     switch (unit) {

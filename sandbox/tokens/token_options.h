@@ -16,8 +16,8 @@ constexpr std::chrono::hours MOST_LIFETIME{24 * 3650};
 /// `InputError` for anything else, for zero and for more than `MOST_LIFETIME`.
 [[nodiscard]] std::chrono::milliseconds parseLifetime(std::string_view text);
 
-/// Role ids such as 17,3; an empty text means no roles. Throws `InputError` that names the item which is no
-/// decimal number or does not fit 32 bits.
+/// Role ids such as 17,3; an empty text means no roles. Throws `InputError` that names the item which is not
+/// a decimal number or does not fit into 32 bits.
 [[nodiscard]] std::vector<std::int32_t> parseRoles(std::string_view text);
 
 } // namespace keepsafe_sandbox

@@ -17,15 +17,13 @@ namespace keepsafe_sandbox {
 /// Id of the one access cache that the service publishes; it covers all names.
 constexpr char SERVICE_CACHE_ID[] = "service";
 
-/// The access-control service's knowledge and its rules: roles, operations, managed objects with their
-/// states, and access definitions, kept in the database and published as one access cache that covers all
-/// names.
+/// The access-control service's data and rules: roles, operations, managed objects with their states, and
+/// access definitions, kept in the database and published as one access cache that covers all names.
 ///
 /// A change is checked, stored in one transaction, and published before the function returns. One that is
-/// refused (`Refusal`) or that the database does not take (`DatabaseError`) has changed nothing. When
-/// publishing fails (`FileError`, `PublishError`, `EC_exception`) the change is stored and in force; readers
-/// refuse the cache or see the one before until the next change, or the next start, publishes everything
-/// again.
+/// refused (`Refusal`) or that the database rejects (`DatabaseError`) has changed nothing. When publishing
+/// fails (`FileError`, `PublishError`, `EC_exception`) the change is stored and in force; readers refuse the
+/// cache or see the previous one until the next change, or the next start, publishes everything again.
 ///
 /// Any thread; changes run one after another.
 class AccessControl {
@@ -42,7 +40,7 @@ public:
     /// By id.
     [[nodiscard]] std::vector<RoleRecord> roles() const;
     [[nodiscard]] RoleRecord role(std::int32_t id) const;
-    /// Ids are never given out twice: a token that still names a deleted role must not gain another's grants.
+    /// Ids are never reused: a token that still names a deleted role must not gain another's grants.
     RoleRecord createRole(const std::string& name, const std::string& description);
     void updateRole(std::int32_t id, const std::string& name, const std::string& description);
     /// With its access definitions.
@@ -62,11 +60,11 @@ public:
     /// Makes all of them pending, or none. The result is in the order of the registrations. An object that is
     /// there already is a `Conflict`, unless its registration says to ignore that: then a pending one is
     /// registered again, with the new data, and a ready one is unchanged and not among the registered ones,
-    /// so that rolling back cannot take away what was there before.
+    /// so that rolling back cannot remove what existed before.
     std::vector<RegisteredObjects> registerObjects(const std::vector<Registration>& registrations);
 
     /// All of them, or none. A pending object becomes ready, pending again or deleted; a ready one pending,
-    /// ready again or deleted. The children that were registered with an object go with it, unless the same
+    /// ready again or deleted. The children that were registered with an object follow it, unless the same
     /// call says otherwise for them. A deleted object is gone with its access definitions.
     void updateStates(const std::vector<StateChange>& changes);
 

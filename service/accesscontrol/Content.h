@@ -10,8 +10,8 @@
 #include "cachewriter/OperationCacheUpdate.h"
 
 /// \file
-/// What the access-control service keeps, in the form in which it is kept: objects by number, operations by
-/// permission bit, names as text.
+/// The access-control service's data in its stored form: objects by number, operations by permission
+/// bit, names as text.
 
 namespace keepsafe_sandbox {
 
@@ -21,7 +21,7 @@ struct KeptObject {
     std::string type;
     bool inherit = true;
     Tessara::Keepsafe::Rbac::ManagedObjectState state = Tessara::Keepsafe::Rbac::READY;
-    std::int32_t registeredWith = 0; ///< the object whose registration brought it along; 0 for none
+    std::int32_t registeredWith = 0; ///< the object that it was registered with; 0 for none
 };
 
 struct KeptDefinition {
@@ -32,13 +32,13 @@ struct KeptDefinition {
     std::vector<std::int32_t> bits; ///< in the order of the grant
 };
 
-/// What follows a number; the last one of all is followed by itself.
+/// The next number; the last one is followed by itself.
 inline std::int32_t nextAfter(std::int32_t number) noexcept
 {
     return number == std::numeric_limits<std::int32_t>::max() ? number : number + 1;
 }
 
-/// The ids that come next. They never go back; the last number of all is never given out.
+/// The next ids. They never decrease; the last number is never used.
 struct NextIds {
     std::int32_t role = 1;
     std::int32_t definition = 1;
@@ -58,7 +58,7 @@ struct Content {
     NextIds next;
 };
 
-/// What changes together. What is put is new, or takes the place of what has its id.
+/// A set of changes. Added items are new or replace those with their id.
 struct Changes {
     std::vector<std::int32_t> removedDefinitions;
     std::vector<std::int32_t> removedObjects; ///< their definitions are among the removed ones

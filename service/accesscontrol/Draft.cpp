@@ -75,7 +75,7 @@ void Draft::removeDefinitions(const Model::Object& object)
                                        object.definitions.end());
 }
 
-/// Objects that stay when the one goes that they were registered with are then on their own.
+/// Objects that stay when the one that they were registered with is removed become independent.
 void Draft::releaseChildren()
 {
     for (const std::int32_t number : removedObjects_) {

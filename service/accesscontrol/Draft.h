@@ -10,13 +10,13 @@
 
 namespace keepsafe_sandbox {
 
-/// Changes on their way: what is removed takes with it what cannot stay, and what is new gets its number.
+/// A set of changes in preparation: removals include what depends on them, and new items get their numbers.
 class Draft {
 public:
     /// `model` must outlive the object, unchanged.
     explicit Draft(const Model& model);
 
-    /// Throws `Refusal`, `Conflict`, when all ids were given out; so do the other functions that add.
+    /// Throws `Refusal`, `Conflict`, when all ids are used up; so do the other functions that add.
     std::int32_t nextRoleId();
     void put(const RoleRecord& role) { changes_.roles.push_back(role); }
     /// With its definitions.

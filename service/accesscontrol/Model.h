@@ -15,11 +15,11 @@
 
 namespace keepsafe_sandbox {
 
-/// All that the access-control service knows, in memory, to be found by whatever names it. Pointers that
-/// functions return are null for what is unknown, and good until the next change.
+/// All of the access-control service's data in memory, indexed by id and name. Functions return null pointers
+/// for unknown items; pointers are valid until the next change.
 ///
-/// INVARIANT: the object, the role and the operations of every definition are there, and so is the object
-/// that another one was registered with.
+/// INVARIANT: the object, the role and the operations of every definition exist, and so does the object that
+/// another one was registered with.
 class Model {
 public:
     struct Object {
@@ -53,7 +53,7 @@ public:
 
     [[nodiscard]] ObjectRecord record(const Object& object) const;
     [[nodiscard]] AccessDefinitionRecord record(const KeptDefinition& definition) const;
-    /// The object as the access cache holds it.
+    /// The object as it is in the access cache.
     [[nodiscard]] CacheObject cacheObject(const Object& object) const;
 
     void apply(const Changes& changes);

@@ -8,18 +8,18 @@
 
 namespace keepsafe_sandbox {
 
-/// A request that the service refuses, with everything as it was. `what()` is for its sender's eyes.
+/// A request that the service refuses without changing anything. `what()` is meant for its sender.
 class Refusal : public std::runtime_error {
 public:
     enum Kind {
-        Malformed, ///< not the document that it should be
+        Malformed, ///< not the expected document
         WrongType, ///< a resource of another type
         Invalid,   ///< a value that is not allowed
-        Unknown,   ///< names something that there is not
-        Conflict   ///< cannot be done as things stand: a name is taken, an object is registered already
+        Unknown,   ///< names something that does not exist
+        Conflict   ///< conflicts with the current state: a name is taken, an object is already registered
     };
 
-    /// `details`: what exactly is wrong, a text for each fault.
+    /// `details`: one text for each fault.
     Refusal(Kind kind, const std::string& message, std::vector<std::string> details = {})
         : std::runtime_error(message), kind_(kind), details_(std::move(details))
     {

@@ -44,7 +44,7 @@ private:
     const char* table_;
 };
 
-/// Reads table by table, so that what a row refers to is there before it.
+/// Reads table by table, so that what a row refers to is loaded before it.
 class ContentReader {
 public:
     explicit ContentReader(Database& database) : database_(database) {}
@@ -115,8 +115,8 @@ private:
         }
     }
 
-    /// Every row is as large as its longest text may be: the few definitions of many operations are read by
-    /// themselves.
+    /// Every row buffer has the size of the longest possible text, so the few definitions with many
+    /// operations are read separately.
     void readDefinitions()
     {
         constexpr std::size_t SHORT_BYTES = 255;
@@ -177,7 +177,7 @@ private:
     std::unordered_set<std::int32_t> objects_;
 };
 
-/// The statements of one transaction. Those of a kind stand together, so that each is prepared once.
+/// The statements of one transaction. Statements of a kind are grouped, so that each is prepared once.
 class ContentWriter {
 public:
     explicit ContentWriter(Database& database) : transaction_(database, STORE) {}

@@ -22,10 +22,10 @@ public:
     /// `database` must outlive the object.
     explicit Store(Database& database) : database_(database) {}
 
-    /// Everything. What does not fit together is a failure that names it.
+    /// Everything. Inconsistent data is a failure that names it.
     [[nodiscard]] Content load();
 
-    /// All of it, or nothing; but when the connection is lost at the end, nobody can tell which.
+    /// All or nothing; if the connection is lost at the end, the outcome is unknown.
     void apply(const Changes& changes);
 
     /// Replaces everything, all or nothing, except if the connection is lost at the end.

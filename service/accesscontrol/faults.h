@@ -8,11 +8,11 @@
 
 namespace keepsafe_sandbox {
 
-/// What is wrong with a request, text by text.
+/// The faults of a request, one text each.
 using Faults = std::vector<std::string>;
 
-/// Throws `Refusal` unless there are no faults. A single one is the message itself; several come as details
-/// of `summary`.
+/// Throws `Refusal` unless there are no faults. A single one becomes the message; several become details of
+/// `summary`.
 inline void refuseIfAny(Refusal::Kind kind, const std::string& summary, const Faults& faults)
 {
     if (!faults.empty()) {

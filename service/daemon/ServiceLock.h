@@ -9,15 +9,15 @@
 
 namespace keepsafe_sandbox {
 
-/// Another process is at work on what the access-control service of a root keeps. `what()` says which.
+/// Another process is using the data of a root's access-control service. `what()` says which.
 class AlreadyRunning : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// The right to change what the access-control service of a root keeps, while it lives: one process at a time
-/// has it. The system takes it back from a process that dies. Its file is the owner's alone, so that nobody
-/// else can keep the service from starting.
+/// The exclusive right to change the data of a root's access-control service, held by one process at a time.
+/// The system releases it when the process dies. Only the owner can access its file, so that nobody else can
+/// keep the service from starting.
 class ServiceLock {
 public:
     /// `holder`: what this process is, for the message of one that comes later: "the service". Throws

@@ -11,18 +11,19 @@
 #include "server/ListenAddress.h"
 
 /// \file
-/// What the service takes from a configuration, a file in the form of keepsafe.toml. What is missing there or
-/// cannot be used throws `InputError` with the file's name and, where there is one, the place in it.
+/// The service's part of a configuration file in the form of keepsafe.toml. A missing or unusable
+/// setting throws `InputError` with the file's name and, where there is one, the place in it.
 
 namespace keepsafe_sandbox {
 
-/// The configuration, which has to name a database. Nothing when there is no file.
+/// The configuration, which must name a database. Empty if there is no file.
 std::optional<Tessara::Keepsafe::Platform::Config> findConfiguration(const std::string& path);
 
 /// How to connect to its database.
 Tessara::Dal::DbConnectionSettings databaseSettings(const Tessara::Keepsafe::Platform::Config& configuration);
 
-/// The files of [tls]: what the service shows, and the authority of its clients. `path` is for messages.
+/// The files of [tls]: the service's certificate and key, and the authority of its clients. `path` is for
+/// messages.
 ServerTlsFiles serverTlsFiles(const Tessara::Keepsafe::Platform::Config& configuration,
                               const std::string& path);
 

@@ -16,7 +16,7 @@ int runProgram(const std::string& name, const std::function<int()>& run)
         std::cerr << name << ": " << message << "\n";
         return status;
     };
-    // A file size limit has to show as an error of the write that meets it.
+    // A file size limit must show as an error of the write that reaches it.
     static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
     try {
         return run();

@@ -12,7 +12,7 @@ constexpr int EXIT_REFUSED = 1;   ///< the system, the database or the library r
 constexpr int EXIT_BAD_INPUT = 2; ///< usage, or a document or a configuration that cannot be used
 
 /// Runs a program: the exit status is what `run` returns, or that of the exception that it throws, whose
-/// message goes to standard error behind the program's name.
+/// message goes to standard error after the program's name.
 int runProgram(const std::string& name, const std::function<int()>& run);
 
 } // namespace keepsafe_sandbox

@@ -42,14 +42,14 @@ public:
         }
     }
 
-    /// As if one of them had come.
+    /// Acts as if one of them had arrived.
     static void raise() { ::kill(::getpid(), SIGTERM); }
 
 private:
     sigset_t signals_{};
 };
 
-/// Serves until a signal comes; what has ended the listener early is thrown.
+/// Serves until a signal arrives; throws if something else ends the listener.
 void serveUntilSignal(HttpsListener& listener, const EndSignals& signals)
 {
     std::future<void> serving = std::async(std::launch::async, [&listener] {

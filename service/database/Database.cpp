@@ -8,10 +8,10 @@ namespace Dal = Tessara::Dal;
 
 namespace {
 
-/// PostgreSQL's driver follows a BEGIN that it is sent. But when it frees a statement that it has prepared on
-/// the server, it takes the transaction for finished, and from then on commits statement by statement.
-/// Without such statements there is nothing to free. Neither does it need a savepoint before each statement,
-/// as a failed one ends the whole transaction. Other drivers ignore the keywords.
+/// PostgreSQL's driver follows an explicit BEGIN. But when it frees a statement that it has prepared on the
+/// server, it takes the transaction for finished, and from then on commits statement by statement. Without
+/// such statements there is nothing to free. It needs no savepoint before each statement either, because a
+/// failed one ends the whole transaction. Other drivers ignore the keywords.
 Dal::DbConnectionSettings forTransactions(Dal::DbConnectionSettings settings)
 {
     if (!settings.connectionString.empty()) {

@@ -13,7 +13,7 @@
 
 namespace keepsafe_sandbox {
 
-/// Statements with text parameters, each on a connection borrowed for it alone. Failures are thrown as
+/// Statements with text parameters, each on a connection borrowed only for it. Failures are thrown as
 /// `DatabaseError`; `attempt` completes "cannot ..." in their message. Any thread.
 class Database {
 public:
@@ -29,7 +29,7 @@ public:
     /// Runs a statement that changes data.
     void change(const std::string& attempt, const std::string& sql, const Texts& parameters = {});
 
-    /// The one integer that a query gives; it has to give a row.
+    /// The one integer that a query returns; it must return a row.
     [[nodiscard]] std::int32_t number(const std::string& attempt, const std::string& sql,
                                       const Texts& parameters = {});
 
@@ -38,7 +38,8 @@ public:
     void forEachRow(const std::string& attempt, const std::string& sql, std::size_t columnCount,
                     const std::function<void(const Texts&)>& take);
 
-    /// The same, with the most bytes that each column may have: many rows of short texts are read quicker.
+    /// The same, with the most bytes that each column may have: many rows of short texts are read faster this
+    /// way.
     void forEachRow(const std::string& attempt, const std::string& sql,
                     const std::vector<std::size_t>& mostBytes, const std::function<void(const Texts&)>& take);
 

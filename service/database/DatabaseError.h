@@ -5,14 +5,14 @@
 
 namespace keepsafe_sandbox {
 
-/// The database did not do what it was asked. `what()` says what was attempted, and the status of the
-/// database layer with its meaning; the database's own message is in the log.
+/// The database failed. `what()` says what was attempted, and the status of the database layer with its
+/// meaning; the database's own message is in the log.
 class DatabaseError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// The database did not say that it has made the changes of a transaction. It may have.
+/// The outcome of a transaction is unknown: the database did not confirm its changes.
 class CommitError : public DatabaseError {
 public:
     using DatabaseError::DatabaseError;

@@ -13,7 +13,7 @@ namespace keepsafe_sandbox {
 /// status is 0.
 void requireDone(int status, const std::string& attempt);
 
-/// A connection of the pool while it lives. Throws `DatabaseError` when there is none to be had.
+/// A connection of the pool while it lives. Throws `DatabaseError` when there is none.
 class BorrowedConnection {
 public:
     BorrowedConnection(Tessara::Dal::DbConnectionManager& manager, const std::string& attempt);

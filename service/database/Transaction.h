@@ -9,12 +9,12 @@
 namespace keepsafe_sandbox {
 
 /// Changes that the database makes together or not at all, on their own connection. Unless `commit` has
-/// returned, they are undone when the object goes. One thread.
+/// returned, they are undone when the object is destroyed. One thread.
 ///
-/// A failure is thrown as `DatabaseError`, and ends the transaction: all that follows is refused.
+/// A failure is thrown as `DatabaseError`, and ends the transaction: everything after it is refused.
 class Transaction {
 public:
-    /// `attempt`: what all of it is for; it completes "cannot ..." in messages.
+    /// `attempt`: the purpose of the transaction; it completes "cannot ..." in messages.
     Transaction(Database& database, const std::string& attempt);
     ~Transaction();
     Transaction(const Transaction&) = delete;
@@ -23,7 +23,7 @@ public:
     /// Runs a statement that changes data. The connection keeps the last few statements prepared: the same
     /// text again costs the least.
     void change(const std::string& sql, const Database::Texts& parameters = {});
-    /// Throws `CommitError`: when the connection is lost, nobody can tell whether the changes are made.
+    /// Throws `CommitError`: if the connection is lost, it is unknown whether the changes were made.
     void commit();
 
 private:

@@ -35,7 +35,7 @@ constexpr Table OPERATIONS = {"ACTL_Operation", "PermissionBit, Namespace",
                               "PermissionBit INTEGER NOT NULL PRIMARY KEY, "
                               "Namespace TEXT NOT NULL"};
 
-// PostgreSQL indexes no text of more than some 2700 bytes: a number is the key, not the namespace.
+// PostgreSQL does not index texts of more than about 2700 bytes, so the key is a number, not the namespace.
 constexpr Table OBJECTS = {"ACTL_ManagedObject",
                            "ObjectID, Namespace, objectType, Inherit, State, RegisteredWith",
                            "ObjectID INTEGER NOT NULL PRIMARY KEY, "
@@ -82,13 +82,13 @@ constexpr char SYSTEM_ROLE[] = "INSERT INTO AUTH_MAIN.ACTL_Role (RoleID, Name, D
                                "VALUES (0, 'Administrator', 'Allowed every operation on every object, "
                                "whatever the access definitions say', 1) ON CONFLICT (RoleID) DO NOTHING";
 
-/// In one transaction, which a database brings to the disk once.
+/// In one transaction, which a database flushes to disk once.
 void makeTables(Database& database)
 {
     database.change("create the table " + fullName(NEXT_IDS), creation(NEXT_IDS));
     Transaction transaction(database, "make the tables of AUTH_MAIN");
     // Changes no row, but takes SQLite's lock for writing. A transaction that reads before it writes is
-    // refused without a wait when another writer was faster.
+    // refused without waiting if another writer was faster.
     transaction.change("UPDATE AUTH_MAIN.ACTL_NextID SET NextID = NextID WHERE Kind = ''");
     for (const Table& table : {TOKENS, CRITERIA, ROLES, OPERATIONS, OBJECTS, ACCESS_DEFINITIONS}) {
         transaction.change(creation(table));
