@@ -59,8 +59,8 @@ ExitStatus run(const std::vector<std::string>& arguments, Console& console)
     return status;
 }
 
-/// Turns what the command threw into a message. Saying it writes out the answers before it, which may fail in
-/// turn.
+/// Turns the command's exception into a message. Printing it first writes the buffered answers, which may
+/// fail as well.
 ExitStatus explainFailure(Console& console)
 {
     try {

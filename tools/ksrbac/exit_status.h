@@ -5,7 +5,7 @@
 
 namespace ksrbac {
 
-/// What the process tells its caller; the greater number outranks the smaller one.
+/// The exit status of the process; if several apply, the highest wins.
 enum class ExitStatus : int {
     Good = 0,          ///< all allowed; no fault found; listed
     Negative = 1,      ///< some denied; faults found
@@ -14,8 +14,8 @@ enum class ExitStatus : int {
     OutputFailed = 4,  ///< standard output could not be written
 };
 
-/// The caller's mistake, or an input of the caller's that cannot be read: `ExitStatus::BadInput`. `what()` is
-/// the whole message.
+/// A mistake of the caller, or an input that cannot be read: `ExitStatus::BadInput`. `what()` is the whole
+/// message.
 class InputError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

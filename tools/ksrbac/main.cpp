@@ -14,8 +14,8 @@
 namespace {
 
 /// A standard descriptor that the caller left closed would be given to the next file that is opened, and
-/// results would go into a log or a cache file would be taken for input. Its place is taken by a descriptor
-/// that allows nothing, so that using it is the error that it should be.
+/// results would go into a log or a cache file would be taken for input. It is replaced by a descriptor that
+/// permits nothing, so that using it is an error, as it should be.
 bool occupyStandardDescriptors()
 {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {

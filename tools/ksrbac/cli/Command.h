@@ -14,19 +14,19 @@ class App;
 
 namespace ksrbac {
 
-/// What a command does once its arguments are read. Owns the options that they are read into.
+/// The action of a command after its arguments are read. Owns the options that they are read into.
 struct Action {
     /// Prints the results and returns the exit status. Exceptions of the library, `InputError` and
     /// `OutputError` pass through.
     std::function<ExitStatus(bool json, Console& console)> run;
-    /// Where the arguments behind `--` belong, asked after those before it were read. Null, or returning
+    /// Where the arguments after `--` belong, called after those before it were read. Null, or returning
     /// null: they are for the parser.
     std::function<std::vector<std::string>*()> tail = nullptr;
 };
 
 /// A command, or a group of commands.
 struct CommandRow {
-    /// As it is called: "cache" is the group of "cache info" and comes before it.
+    /// The command's full name: "cache" is the group of "cache info" and comes before it.
     const char* name;
     /// Describes the command and adds its options. Null for a group.
     Action (*add)(CLI::App& command);

@@ -34,7 +34,7 @@ Arguments withEmptyValues(const Arguments& arguments)
     return result;
 }
 
-/// The innermost command that was named: the one whose help is wanted.
+/// The innermost command that was named: the one whose help is requested.
 const CLI::App& namedCommand(const CLI::App& app)
 {
     const auto named = app.get_subcommands();
@@ -49,8 +49,7 @@ Invocation parseWith(OptionTree& tree, Arguments arguments)
     return {tree.globalOptions(), tree.action(), ""};
 }
 
-/// Nothing when the arguments have no `--`, when what follows it is for the parser, or when they are not
-/// right without that.
+/// Nothing if the arguments have no `--`, if what follows it is for the parser, or if the rest is not valid.
 std::optional<Invocation> parseWithoutTail(const Arguments& arguments, const CommandTable& commands)
 {
     const auto dashes = std::find(arguments.begin(), arguments.end(), "--");

@@ -19,7 +19,7 @@ struct GlobalOptions {
 struct Invocation {
     GlobalOptions global;
     Action action;
-    /// The help or the version, to be printed in place of doing anything. Empty: neither was asked for.
+    /// The help or the version, to be printed instead of running a command. Empty: neither was requested.
     std::string programText;
 };
 

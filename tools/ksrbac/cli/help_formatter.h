@@ -7,8 +7,8 @@
 
 namespace ksrbac {
 
-/// Help in the form that help2man and people are used to: the usage first, `-h, --help` with a space, the
-/// options of the whole program below those of a command.
+/// Help in the form that help2man and people expect: the usage first, `-h, --help` with a space, the options
+/// of the whole program below those of a command.
 class HelpFormatter : public CLI::Formatter {
 public:
     HelpFormatter();
@@ -21,10 +21,10 @@ public:
     [[nodiscard]] std::string make_option_opts(const CLI::Option* option) const override;
 };
 
-/// The name under which a command is called: those of the commands above it, then its own.
+/// The full name of a command: those of the commands above it, then its own.
 std::string fullName(const CLI::App& app);
 
-/// Whether the option is one with a value, and no flag.
+/// Whether the option has a value, so is not a flag.
 bool takesValue(const CLI::Option& option);
 
 } // namespace ksrbac

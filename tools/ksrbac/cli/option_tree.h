@@ -18,7 +18,7 @@ public:
 
     [[nodiscard]] CLI::App& app() noexcept { return app_; }
     [[nodiscard]] const GlobalOptions& globalOptions() const noexcept { return global_; }
-    /// That of the command that was parsed.
+    /// The action of the command that was parsed.
     [[nodiscard]] const Action& action() const noexcept { return action_; }
 
 private:

@@ -8,7 +8,7 @@ namespace ksrbac {
 
 namespace {
 
-/// The parser would take -1, and numbers that do not fit, for the largest number.
+/// The parser would turn -1, and numbers that do not fit, into the largest number.
 std::string requireDigits(const std::string& text)
 {
     constexpr std::size_t mostDigits = 18; // fit 64 bits whatever they are

@@ -11,8 +11,8 @@ class App;
 }
 
 /// \file
-/// The description of a command and its options. A name without dashes is that of an argument, which is known
-/// by its place. `valueName` is the value's name in the help. Values must live until the command line was
+/// The description of a command and its options. A name without dashes is that of a positional
+/// argument. `valueName` is the value's name in the help. Values must live until the command line has been
 /// parsed.
 
 namespace ksrbac {
@@ -40,14 +40,14 @@ void addOptional(CLI::App& command, const char* name, std::optional<std::string>
 void addOptional(CLI::App& command, const char* name, std::size_t& value, const char* valueName,
                  const std::string& description);
 void addFlag(CLI::App& command, const char* name, bool& value, const std::string& description);
-/// An argument that takes all that are left.
+/// An argument that takes all remaining ones.
 void addRest(CLI::App& command, const char* name, std::vector<std::string>& values, const char* valueName,
              const std::string& description);
 /// An option that may be given several times, with one value each.
 void addRepeated(CLI::App& command, const char* name, std::vector<std::string>& values, const char* valueName,
                  const std::string& description);
 
-// What several commands have.
+// Options that several commands share.
 
 /// CACHE, a directory or an id.
 void addCache(CLI::App& command, std::string& cache);

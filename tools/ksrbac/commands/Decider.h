@@ -11,8 +11,8 @@
 
 namespace ksrbac {
 
-/// Answers objects one by one with one checker, prints the answers and remembers what the exit status comes
-/// to. The checker and the console must outlive it.
+/// Answers objects one by one with one checker, prints the answers and keeps the resulting exit status. The
+/// checker and the console must outlive it.
 class Decider {
 public:
     Decider(const Tessara::Keepsafe::Rbac::AccessChecker& checker,

@@ -44,7 +44,7 @@ struct Options {
     std::string propagation = "OBJECT";
 };
 
-/// As the library wants them: an array of references.
+/// In the form that the library requires: an array of references.
 boost::shared_ptr<json_t> references(const std::list<Rbac::ObjectNamespace>& operations)
 {
     boost::shared_ptr<json_t> array = Rbac::json_array_shared();

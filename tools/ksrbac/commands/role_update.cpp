@@ -37,7 +37,7 @@ constexpr std::size_t LONGEST_NAME = 256; // more than for a new one, as the ser
 struct Options {
     std::string role;
     std::optional<std::string> name;
-    std::optional<std::string> description; ///< empty: the role shall have none
+    std::optional<std::string> description; ///< empty: removes the description
 };
 
 ExitStatus run(const Options& options)
@@ -55,7 +55,7 @@ ExitStatus run(const Options& options)
     askService("role update " + std::to_string(id), [&] {
         const Rbac::RoleAPI roles;
         Rbac::Role role = roles.get_role(id);
-        // The library would send the change to the link that is there, wherever that leads.
+        // The library sends the change to this link, wherever it leads.
         if (role.href.empty()) {
             throw ServiceError("the service gave no link to the role, so that it cannot be changed");
         }

@@ -10,17 +10,17 @@
 #include "io/Console.h"
 
 /// \file
-/// What the commands for roles share.
+/// Shared by the commands for roles.
 
 namespace ksrbac {
 
 void printRoles(const std::list<Tessara::Keepsafe::Rbac::Role>& roles, bool json, Console& console);
 
-/// The text when the service would take it as a role's name. `name` is the argument's, for the `InputError`
-/// thrown otherwise.
+/// The text if the service accepts it as a role's name. `name` is the argument's, for the `InputError` thrown
+/// otherwise.
 std::string requireRoleName(const std::string& name, const std::string& text, std::size_t longest);
 
-/// The same of the text of --description.
+/// The same for the text of --description.
 std::string requireRoleDescription(const std::string& text);
 
 } // namespace ksrbac

@@ -44,13 +44,13 @@ that holds no token, 4 standard output could not be written.)";
 constexpr char EXAMPLE[] = R"(Example:
   ksrbac token show --json token)";
 
-/// What is said of the signature: a word for programs, and a sentence for people.
+/// The result for the signature: a word for programs, and a sentence for people.
 struct SignatureState {
     const char* word;
     std::string text;
 };
 
-/// A token taken apart, valid or not.
+/// The parts of a token, valid or not.
 struct ShownToken {
     std::unique_ptr<JWT> jwt;
     std::string header; ///< decoded

@@ -48,7 +48,7 @@ const char* outcomeText(TokenCheck::Outcome outcome)
     return "skipped";
 }
 
-/// The check that did not pass; null when all did.
+/// The check that failed; null if all passed.
 const TokenCheck* culprit(const TokenVerdict& verdict)
 {
     const auto found = std::find_if(verdict.checks.begin(), verdict.checks.end(), [](const auto& check) {

@@ -10,8 +10,7 @@ namespace ksrbac {
 
 namespace {
 
-/// A descriptor that someone made non-blocking, such as a terminal shared with another program, is waited
-/// for.
+/// Waits for a descriptor that is non-blocking, such as a terminal shared with another program.
 bool waitUntilWritable(int descriptor)
 {
     pollfd request{descriptor, POLLOUT, 0};

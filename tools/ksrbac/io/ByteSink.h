@@ -13,13 +13,13 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// The reader of standard output has gone away: no more is wanted, and nobody is there to be told.
+/// The reader of standard output has gone away: there is nobody left to print for.
 class OutputClosed : public OutputError {
 public:
     using OutputError::OutputError;
 };
 
-/// Where bytes go.
+/// A destination for bytes.
 class ByteSink {
 public:
     ByteSink() = default;

@@ -36,7 +36,7 @@ void Console::complainLine(std::string_view line)
     try {
         messages_.write(std::string(line) + '\n');
     } catch (const OutputError&) {
-        // There is no third place to say it; the exit status tells the rest.
+        // There is nowhere else to report it; the exit status has to do.
         return;
     }
 }

@@ -8,8 +8,8 @@
 
 namespace ksrbac {
 
-/// The program's two outputs. Results are buffered; what is said on standard error appears after the results
-/// that came before it.
+/// The program's two outputs. Results are buffered; messages on standard error appear after the results
+/// printed before them.
 class Console {
 public:
     /// Both sinks must outlive the console.
@@ -20,9 +20,9 @@ public:
     /// Writes out what is buffered. Throws `OutputError`.
     void flush();
 
-    /// Says `ksrbac: MESSAGE` on standard error.
+    /// Prints `ksrbac: MESSAGE` on standard error.
     void complain(std::string_view message);
-    /// Says a whole line on standard error as it is.
+    /// Prints a whole line on standard error unchanged.
     void complainLine(std::string_view line);
 
 private:

@@ -8,10 +8,10 @@
 
 namespace ksrbac {
 
-/// Whether JSON can carry the text as it is.
+/// Whether JSON can represent the text unchanged.
 bool isUtf8(std::string_view text);
 
-/// A JSON string with its quotes. Bytes that are not UTF-8 become U+FFFD, since JSON cannot carry them.
+/// A JSON string with its quotes. Bytes that are not UTF-8 become U+FFFD, because JSON cannot represent them.
 std::string jsonString(std::string_view text);
 
 /// Builds the text of one JSON object on one line, members in the order in which they are added.

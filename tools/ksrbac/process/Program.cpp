@@ -39,7 +39,7 @@ std::vector<char*> pointers(std::vector<std::string>& texts)
     return result;
 }
 
-/// How a program begins: with the usual effect of signals that are otherwise here.
+/// A program starts with default signal dispositions, which this process has changed.
 class SpawnAttributes {
 public:
     SpawnAttributes() noexcept
@@ -62,7 +62,7 @@ private:
     posix_spawnattr_t attributes_{};
 };
 
-/// Lets this process learn how its programs end, whatever its caller did about SIGCHLD.
+/// Lets this process wait for its programs, whatever its caller did about SIGCHLD.
 class ChildrenAwaited {
 public:
     ChildrenAwaited() noexcept
@@ -79,8 +79,8 @@ private:
     struct sigaction before_ = {};
 };
 
-/// Waits until the program has ended, and leaves its number taken: nobody else can get the signals meant for
-/// it.
+/// Waits until the program has ended, without releasing its number: no other process can get the signals
+/// meant for it.
 bool waitUntilEnded(pid_t program)
 {
     siginfo_t info;

@@ -8,7 +8,7 @@
 
 namespace ksrbac {
 
-/// A program with its arguments, run without a shell. A name without a slash is looked for in PATH. It has
+/// A program with its arguments, run without a shell. A name without a slash is looked up in PATH. It has
 /// this program's standard descriptors and environment, and default signal dispositions.
 class Program {
 public:
@@ -16,8 +16,8 @@ public:
     explicit Program(std::vector<std::string> command) : command_(std::move(command)) {}
 
     /// Runs it with one more variable in its environment, NAME=VALUE, and waits for its end. Returns nothing
-    /// when it ended with status 0, and else what happened, for a message. Does not start it when a signal
-    /// was caught before.
+    /// if it exited with status 0, otherwise what happened, for a message. Does not start it if a signal was
+    /// caught before.
     [[nodiscard]] std::string run(const std::string& variable, SignalWatch& signals) const;
 
 private:

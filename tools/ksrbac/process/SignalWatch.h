@@ -8,10 +8,10 @@
 
 namespace ksrbac {
 
-/// While it lives, the signals by which people end programs (SIGINT, SIGQUIT, SIGTERM, SIGHUP) do not end
-/// this one: they are remembered, and those that another process sent go on to the program that is running
-/// for it. The terminal sends its own to that program as well, so these need no passing on. A signal that was
-/// ignored before stays ignored. One at a time in a process.
+/// While it lives, the signals that usually end programs (SIGINT, SIGQUIT, SIGTERM, SIGHUP) do not end this
+/// one: they are recorded, and those that another process sent are passed on to the running program. The
+/// terminal sends its own to that program as well, so these are not passed on. A signal that was ignored
+/// before stays ignored. One at a time in a process.
 class SignalWatch {
 public:
     SignalWatch();
@@ -19,10 +19,11 @@ public:
     SignalWatch& operator=(const SignalWatch&) = delete;
     ~SignalWatch();
 
-    /// The number of the last signal that came, or 0.
+    /// The number of the last signal received, or 0.
     [[nodiscard]] int caught() const noexcept;
 
-    /// The program that signals go on to from now on, those included that came since there was none; 0: none.
+    /// The program that signals are passed on to from now on, including those received while there was none;
+    /// 0: none.
     void passOnTo(pid_t program) noexcept;
 
     static constexpr std::array<int, 4> SIGNALS{SIGINT, SIGQUIT, SIGTERM, SIGHUP};

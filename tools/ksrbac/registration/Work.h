@@ -11,9 +11,9 @@
 
 namespace ksrbac {
 
-/// What is done about an object between the two phases of its registration: a program is run, or nothing is.
-/// Signals that would end this process make the work fail, so that the second phase is reached and takes the
-/// first one back.
+/// The work for an object between the two phases of its registration: running a program, or nothing. Signals
+/// that would end this process make the work fail, so that the second phase is reached and rolls the first
+/// one back.
 class Work {
 public:
     /// The environment variable in which the program finds the object's namespace.
@@ -25,10 +25,10 @@ public:
     {
     }
 
-    /// Returns nothing when the work succeeded, and else what happened, for a message.
+    /// Returns nothing if the work succeeded, otherwise what happened, for a message.
     [[nodiscard]] std::string doFor(const Tessara::Keepsafe::Rbac::ObjectNamespace& object) const;
 
-    /// What signal came, for a message; nothing when none did. After one, all work fails.
+    /// The signal received, for a message; nothing if there was none. After one, all work fails.
     [[nodiscard]] std::string interruption() const;
 
 private:

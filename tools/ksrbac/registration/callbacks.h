@@ -30,7 +30,7 @@ public:
     }
     void notifyFailure(int /*status*/) override {} // the operation returns it
 
-    /// What was wrong with the work, if it failed.
+    /// Why the work failed, if it did.
     [[nodiscard]] const std::string& failure() const noexcept { return failure_; }
 
 private:
@@ -42,7 +42,7 @@ private:
 using RegistrationCallback = SingleCallback<Tessara::Keepsafe::Rbac::ObjectRegistrationCallback>;
 using UnregistrationCallback = SingleCallback<Tessara::Keepsafe::Rbac::ObjectUnregistrationCallback>;
 
-/// Does the work for one object after the other, in their order, and tells each failure when it comes.
+/// Does the work for one object after the other, in order, and prints each failure as it happens.
 class BulkCallback final : public Tessara::Keepsafe::Rbac::BulkObjectRegistrationCallback {
 public:
     using Objects = std::vector<Tessara::Keepsafe::Rbac::ObjectNamespace>;
@@ -73,7 +73,7 @@ public:
     }
     void notifyFailure(int /*status*/) override {} // the operation returns it
 
-    /// How many objects failed, for a message; nothing when none did.
+    /// How many objects failed, for a message; nothing if none did.
     [[nodiscard]] std::string failure() const
     {
         return failures_ == 0

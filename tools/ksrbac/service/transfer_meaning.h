@@ -3,7 +3,7 @@
 
 namespace ksrbac {
 
-/// What a transfer status of the HTTP client, which is an error code of libcurl, means for an operator.
+/// The meaning of the HTTP client's transfer status, a libcurl error code, for an operator.
 const char* transferMeaning(int status) noexcept;
 
 } // namespace ksrbac

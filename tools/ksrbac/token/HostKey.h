@@ -5,10 +5,10 @@
 
 namespace ksrbac {
 
-/// The host's public key for tokens, as far as it can be used.
+/// The host's public key for tokens, if it can be used.
 struct HostKey {
     std::string pem; ///< meaningful when `status` is 0
-    int status = 0;  ///< 12 or 13: the file cannot be opened or read; 8007: it holds no key of the kind
+    int status = 0;  ///< 12 or 13: the file cannot be opened or read; 8007: it does not hold such a key
 };
 
 HostKey loadHostKey();

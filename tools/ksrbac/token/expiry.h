@@ -8,11 +8,11 @@
 namespace ksrbac {
 
 struct TokenExpiry {
-    bool isExpired; ///< also true when the token does not say when it expires
+    bool isExpired; ///< also true if the token has no expiry
     std::string text;
 };
 
-/// What the library makes of the token's claim "exp", and that in words.
+/// The library's verdict on the token's claim "exp", and its description.
 TokenExpiry readExpiry(const Tessara::Keepsafe::JWT& jwt);
 
 /// The system's time in milliseconds since the Unix epoch.

@@ -26,8 +26,8 @@ struct TokenVerdict {
     std::vector<TokenCheck> checks;
 };
 
-/// Asks the library whether the token is valid, and finds out which of its checks fails. The library's
-/// verdict counts.
+/// Asks the library whether the token is valid, and determines which of its checks fails. The library's
+/// verdict decides.
 TokenVerdict judgeToken(const std::string& token);
 
 } // namespace ksrbac

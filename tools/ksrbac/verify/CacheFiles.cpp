@@ -26,8 +26,8 @@ void requireDirectory(const std::string& directory)
     }
 }
 
-/// Whether the file is there. Anything in its place but a regular file, which would make no sense to map or
-/// might block, throws.
+/// Whether the file exists. Throws for anything that is not a regular file, which could not be mapped or
+/// might block.
 bool isThere(const std::string& path)
 {
     std::error_code error;
