@@ -41,7 +41,7 @@ std::string quoted(const std::string& value)
     return text;
 }
 
-/// The types of objects as JSON strings. Neighbours are mostly of one type, which is then printed once.
+/// The types of objects as JSON strings. Neighbours usually have the same type, which is then printed once.
 class TypeText {
 public:
     const std::string& of(const std::string& objectType)

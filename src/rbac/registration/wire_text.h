@@ -7,10 +7,10 @@
 #include <keepsafe/rbac/registration/DefaultObjectRegistrationService.h>
 
 /// \file
-/// The documents that the registration service sends, as texts: to the byte what `json_dumps_shared` gives
-/// for their trees. For 10,000 objects a tree takes several times as long, nearly all of it in Jansson's
-/// allocations and its search for circles: bench/registration. The builders of
-/// `DefaultObjectRegistrationService` make their trees from these texts.
+/// The documents that the registration service sends, as texts: byte for byte what `json_dumps_shared`
+/// returns for their trees. For 10,000 objects a tree takes several times as long, nearly all of it in
+/// Jansson's allocations and its search for cycles (`ksrbac_bench registration`). The builders of
+/// `DefaultObjectRegistrationService` parse these texts into trees.
 
 namespace Tessara::Keepsafe::Rbac {
 
