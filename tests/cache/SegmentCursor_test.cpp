@@ -33,7 +33,7 @@ TEST(SegmentCursor, CutsNamesOfEveryLengthAsTheIteratorDoes)
     std::mt19937 random(11);
     for (std::size_t length = 1; length < 300; ++length) {
         for (const unsigned oneInSoMany : {1U, 2U, 5U, 30U}) {
-            // In memory of its own size, so that the sanitizers see a look behind its end.
+            // In memory of its exact size, so that the sanitizers detect a read beyond its end.
             std::string text;
             text.reserve(length);
             while (text.size() + 1 < length) {

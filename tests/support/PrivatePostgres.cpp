@@ -28,7 +28,7 @@ namespace {
 constexpr std::size_t MAX_FOLDER = 80;
 
 /// Waits for the end of its input, which comes with the end of the test however it dies, then takes down
-/// server and folder. It is a daemon, so that whoever kills the test with its children does not reach it.
+/// server and folder. It is a daemon, so that killing the test and its children does not reach it.
 constexpr const char* WATCHER = R"(
 trap '' INT TERM HUP QUIT PIPE
 cat > /dev/null

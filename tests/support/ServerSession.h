@@ -34,7 +34,7 @@ private:
     Descriptor event_;
 };
 
-/// One connection, used by its thread alone but for `end`.
+/// One connection, used only by its thread, except for `end`.
 class ServerSession final : public ServerConnection {
 public:
     ServerSession(int socket, unsigned number) : socket_(socket), number_(number) {}

@@ -25,7 +25,7 @@ using Tessara::Keepsafe::Rbac::DefaultObjectRegistrationService;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::ObjectRegistrationData;
 
-/// A callback for one object: does `work` and keeps what it was told.
+/// A callback for one object: does `work` and records its notifications.
 template <typename Interface>
 class WorkCallback : public Interface {
 public:
@@ -68,7 +68,7 @@ public:
     std::vector<int> told;
 };
 
-/// A callback's exception, as the log tells of it, and the status that it stands for.
+/// A callback's exception, as the log shows it, and its status.
 struct CallbackFault {
     std::function<int()> work;
     std::string text;

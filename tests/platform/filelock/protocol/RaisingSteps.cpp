@@ -113,8 +113,8 @@ void WriterStep::removePage()
 }
 
 /// Readers rely on a look for less than the time of this wait, and ask for it after they have raised their
-/// slots. So whoever raises one from here on, and has looked before the wait, looks again before it is
-/// inside.
+/// slots. So a reader that raises one from here on, and has checked before the wait, checks again before it
+/// is inside.
 void WriterStep::waitForReaders()
 {
     const auto bit = static_cast<std::uint8_t>(1U << index_);

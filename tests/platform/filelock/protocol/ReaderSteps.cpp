@@ -318,7 +318,7 @@ void ReaderStep::readWrites()
     to(asksNow ? ReaderAt::AsksFreshness : ReaderAt::ReadsEpoch, "enter: writes.load");
 }
 
-/// Whoever finds a look fresh that has closed the door finds the epoch odd afterwards.
+/// A reader that finds a check fresh that has closed the door finds the epoch odd afterwards.
 void ReaderStep::askFreshness()
 {
     const bool fresh = process().look.isStale == 0;

@@ -87,8 +87,8 @@ void WriterStep::checkLock(WriterAt whenHeld, const char* what)
     to(was().lockIsLost == 0 ? whenHeld : afterChange(), what);
 }
 
-/// From here on whoever else takes the kernel lock makes the count another odd number later than this writer
-/// did. A writer that has lost its lock before cannot know that, and leaves the count odd.
+/// From here on any other process that takes the kernel lock makes the count another odd number later than
+/// this writer did. A writer that has lost its lock before cannot know that, and leaves the count odd.
 void WriterStep::confirmLock()
 {
     const bool looks = was().page != NONE || !is(Variant::LooksAtNothingWithoutPage);

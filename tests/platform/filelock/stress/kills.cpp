@@ -1,4 +1,4 @@
-// Processes die at random points, as with kill -9. Whatever a reader is told later must be one complete
+// Processes die at random points, as with kill -9. Everything that a reader sees later must be one complete
 // generation of the data, or that a writer died in the middle, and the dead leave nothing behind.
 
 #include <functional>
