@@ -38,11 +38,11 @@ class CacheWalk;
 /// Threads and processes: any number of each may use one cache at a time, each through its own readers from
 /// `lock()`. The writer is kept out by the file lock named by the manifest's path.
 ///
-/// Nothing in the files is trusted: an offset outside its file, a tree with a cycle, or a file that is cut short
-/// while it is read throws `EC_exception` 12 after a line in the log.
+/// Nothing in the files is trusted: an offset outside its file, a tree with a cycle, or a file that is cut
+/// short while it is read throws `EC_exception` 12 after a line in the log.
 ///
-/// Replaced files are noticed within 10 ms: the new ones are opened if they are complete and belong to the same
-/// namespace; otherwise `lock()` throws `EC_exception` 12.
+/// Replaced files are noticed within 10 ms: the new ones are opened if they are complete and belong to the
+/// same namespace; otherwise `lock()` throws `EC_exception` 12.
 class KEEPSAFE_API AccessCache {
 public:
     class Reader;
@@ -74,9 +74,9 @@ public:
 
     /// Takes the shared file lock, waiting for the writer as long as necessary, and maps again what the
     /// writer has grown. Queries the files' sizes only if a writer may have been active since the last query
-    /// (see `FileLockGuard::writes`). Throws `EC_exception` 12 when a write was interrupted, when the header or
-    /// a file is missing or when the lock cannot be acquired, and `std::runtime_error` when a file cannot be
-    /// mapped.
+    /// (see `FileLockGuard::writes`). Throws `EC_exception` 12 when a write was interrupted, when the header
+    /// or a file is missing or when the lock cannot be acquired, and `std::runtime_error` when a file cannot
+    /// be mapped.
     [[nodiscard]] Reader lock() const;
 
 private:

@@ -46,8 +46,8 @@ private:
 };
 
 /// Walks one search tree for `key`. Returns the record, or null when the tree has none. An offset outside the
-/// file, and a walk that uses up the budget or is longer than the file has records, which can only be a cycle,
-/// are passed to `damaged(Damage)`, whose result is then the result.
+/// file, and a walk that uses up the budget or is longer than the file has records, which can only be a
+/// cycle, are passed to `damaged(Damage)`, whose result is then the result.
 template <typename Record, typename Damaged>
 [[nodiscard]] inline const Record* findInTree(const RecordView<Record>& records, NodeOffset root,
                                               std::int32_t key, StepBudget& budget, const Damaged& damaged)

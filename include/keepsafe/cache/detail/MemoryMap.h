@@ -27,11 +27,11 @@ using MissingPages = std::atomic<std::uint64_t>;
 /// A file mapped read-only and shared, so that bytes that the writer changes in place are seen.
 ///
 /// Threads: `region()`, `address()`, `size()` and `current_size()` may be called at any time from any thread,
-/// but a region is valid only until the first `releaseRetired` after it was replaced. The caller must serialise
-/// all other functions.
+/// but a region is valid only until the first `releaseRetired` after it was replaced. The caller must
+/// serialise all other functions.
 ///
-/// A file that is cut short under its mapping reads as zeros beyond its end, and the missing pages are counted;
-/// `MappingGuard` says when SIGBUS ends the process instead.
+/// A file that is cut short under its mapping reads as zeros beyond its end, and the missing pages are
+/// counted; `MappingGuard` says when SIGBUS ends the process instead.
 ///
 /// Failing system calls throw `std::runtime_error` ("error opening file", "error statting file", "error
 /// mapping file") after a line on standard error that names the path and the reason.
