@@ -1,6 +1,7 @@
 #include <keepsafe/cache/OperationCache.h>
 
 #include <cstdint>
+#include <utility>
 
 #include <ace/Guard_T.h>
 #include <ace/RW_Thread_Mutex.h>
@@ -73,8 +74,10 @@ void OperationCache::load()
     json_t* value = nullptr;
     json_object_foreach(root.get(), key, value)
     {
+        ObjectNamespace operation =
+            boost::lexical_cast<ObjectNamespace>(key); // before its value is looked at
         // A known operation keeps its bit: checkers that use it exist.
-        operations_.emplace(boost::lexical_cast<ObjectNamespace>(key), toOperation(value));
+        operations_.emplace(std::move(operation), toOperation(value));
     }
 }
 

@@ -1,6 +1,7 @@
 #ifndef KEEPSAFE_DIAGNOSTICS_DEBUG_LOG_H
 #define KEEPSAFE_DIAGNOSTICS_DEBUG_LOG_H
 
+#include <locale>
 #include <sstream>
 #include <string_view>
 
@@ -32,6 +33,7 @@ void debugLog(const DebugOrigin& origin, const Parts&... parts)
         return;
     }
     std::ostringstream text;
+    text.imbue(std::locale::classic()); // numbers without the grouping of the program's locale
     (text << ... << parts);
     text << '(' << origin.file.substr(origin.file.rfind('/') + 1) << ':' << origin.line << ')';
     logger->logDebug(origin.tag, origin.level, text.str());

@@ -26,29 +26,36 @@ constexpr char LOAD_KEY_TAG[] = "JWTSSLApi::loadJwtPublicKey";
 constexpr char OPENED[] = "successfully opened jwt public key file";
 constexpr char READ[] = "successfully read jwt public key file";
 
-/// Reads a whole file, or nothing when anything fails.
-bool readPlainly(const std::string& path, std::string& text)
+/// A file that is longer has no end, as a device has, or is not one with a key.
+constexpr std::size_t LONGEST_KEY = 16 * 1024 * 1024;
+
+/// Reads a whole file, or nothing. Returns 0, or the failure of `openRegularFile` or `readAll`.
+int readPlainly(const std::string& path, std::string& text)
 {
-    const Process::Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    int failure = 0;
+    const Process::Descriptor file = Process::openRegularFile(path, failure);
     std::string content;
-    if (!file.isOpen() || Process::readAll(file, content) != 0) {
-        return false;
+    if (file.isOpen()) {
+        failure = Process::readAll(file, content, LONGEST_KEY);
     }
-    text = std::move(content);
-    return true;
+    if (failure == 0) {
+        text = std::move(content);
+    }
+    return failure;
 }
 
-/// The rest of the file. A file that cannot be read raises `std::ios::failure`.
-std::string readAll(std::filebuf& file)
+/// Appends the rest of the file. A file that cannot be read, or is too long, raises `std::ios::failure`.
+void readAll(std::filebuf& file, std::string& text)
 {
-    std::string text;
     std::array<char, 4096> chunk;
     std::streamsize size = 0;
     do {
         size = file.sgetn(chunk.data(), chunk.size());
         text.append(chunk.data(), static_cast<std::size_t>(size));
+        if (text.size() > LONGEST_KEY) {
+            throw std::ios::failure("the file is too long");
+        }
     } while (size == static_cast<std::streamsize>(chunk.size()));
-    return text;
 }
 
 /// Reads the file as a stream, whose exceptions describe what is wrong.
@@ -69,7 +76,7 @@ int readAsStream(const std::string& path, std::string& key)
     int status = Status::SUCCESS;
     std::string text;
     try {
-        text = readAll(*file.rdbuf());
+        readAll(*file.rdbuf(), text);
         debugMessage(LOAD_KEY_TAG, READ);
     } catch (const std::ios::failure& failure) {
         logmsgf(Platform::LOG_LEVEL_ERROR, LOAD_KEY_TAG, "failed to read jwt public key file. Error = %s ",
@@ -100,7 +107,14 @@ int JWTUtil::loadJwtPublicKey(std::string& key)
     const std::string path = Platform::installationRoot() + PUBLIC_KEY_FILE;
     // A stream costs more than its system calls. A file that they cannot read is read by a stream again, for
     // its error message.
-    if (!readPlainly(path, key)) {
+    const int failure = readPlainly(path, key);
+    if (failure == Process::NOT_REGULAR) {
+        // Not opened as a stream, which would wait for the writer of a FIFO.
+        logmsgf(Platform::LOG_LEVEL_ERROR, LOAD_KEY_TAG, "failed to open jwt public key file. Error = %s ",
+                Process::failureText(failure).c_str());
+        return Status::CACHE_UNUSABLE;
+    }
+    if (failure != 0) {
         return readAsStream(path, key);
     }
     debugMessage(LOAD_KEY_TAG, OPENED);

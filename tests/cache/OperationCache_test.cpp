@@ -173,6 +173,12 @@ TEST_F(OperationCacheTest, AKeyThatIsNoNamespaceThrowsAndKeepsWhatCameBefore)
     EXPECT_THAT(cache_.operations(), SizeIs(1));
 }
 
+TEST_F(OperationCacheTest, AKeyThatIsNoNamespaceCountsBeforeItsValue)
+{
+    write(R"({"BAD": 2147483648})");
+    EXPECT_THROW(cache_.load(), boost::bad_lexical_cast);
+}
+
 TEST_F(OperationCacheTest, AValueAbove32BitsOverflowsPositively)
 {
     write(R"({"|OPERATIONS|VIEW|": 2147483648})");

@@ -3,14 +3,12 @@
 #include <iostream>
 #include <iterator>
 #include <string>
-#include <thread>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <openssl/err.h>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -78,32 +76,29 @@ TEST_F(HostKeyTest, AFileOfAnyLengthIsReadToItsEnd)
     }
 }
 
-/// Waits until what was written to a pipe has been read.
-void waitUntilEmpty(int pipe)
+TEST_F(HostKeyTest, AFifoInItsPlaceIsStatus12WithoutWaitingForItsOtherEnd)
 {
-    int unread = 0;
-    while (ioctl(pipe, FIONREAD, &unread) == 0 && unread > 0) {
-        std::this_thread::yield();
-    }
-}
-
-TEST_F(HostKeyTest, AKeyThatComesInPiecesIsReadToItsEnd)
-{
-    const std::string content = hostSigner().publicKeyPem();
     std::filesystem::remove(root_.keyFile());
     ASSERT_EQ(mkfifo(root_.keyFile().c_str(), 0600), 0);
-    std::thread writer([&] {
-        const int pipe = open(root_.keyFile().c_str(), O_WRONLY);
-        for (const std::string& piece : {content.substr(0, 100), content.substr(100)}) {
-            EXPECT_EQ(write(pipe, piece.data(), piece.size()), static_cast<ssize_t>(piece.size()));
-            waitUntilEmpty(pipe);
-        }
-        close(pipe);
-    });
+    std::string key = "as it was";
+    EXPECT_EQ(JWTUtil::loadJwtPublicKey(key), 12);
+    EXPECT_EQ(key, "as it was");
+    EXPECT_THAT(log_.lines(),
+                ElementsAre(lines::error(lines::LOAD_KEY_TAG,
+                                         "failed to open jwt public key file. Error = not a regular file ")));
+}
+
+TEST_F(HostKeyTest, AFileThatIsTooLongForAKeyIsStatus13)
+{
+    std::filesystem::resize_file(root_.keyFile(), 1024UL * 1024 * 1024);
     std::string key;
-    EXPECT_EQ(JWTUtil::loadJwtPublicKey(key), 0);
-    writer.join();
-    EXPECT_EQ(key, content);
+    EXPECT_EQ(JWTUtil::loadJwtPublicKey(key), 13);
+    EXPECT_EQ(key.substr(0, 10), "-----BEGIN") << "what was read";
+    EXPECT_LT(key.size(), 17UL * 1024 * 1024);
+    EXPECT_THAT(log_.lines(), ElementsAre(lines::KEY_FILE_OPENED,
+                                          lines::error(lines::LOAD_KEY_TAG,
+                                                       "failed to read jwt public key file. Error = the "
+                                                       "file is too long: iostream error ")));
 }
 
 std::size_t openDescriptors()

@@ -165,10 +165,9 @@ LockFile::Outcome LockFile::unlockData() noexcept
 
 LockFile::Outcome LockFile::unlockAll() noexcept
 {
-    // The whole file, from 0 without an end: only these two bytes are ever locked through this open file, and
-    // the kernel handles this one request without the spare lock records that it allocates for any other
-    // range.
-    return requestLock(descriptor_, F_OFD_SETLK, F_UNLCK, 0, 0);
+    // Nothing but the two bytes: the host program may have closed the descriptor and own its number now,
+    // with locks on another file.
+    return requestLock(descriptor_, F_OFD_SETLK, F_UNLCK, GATE, 2);
 }
 
 bool LockFile::isIntact() const noexcept

@@ -109,7 +109,8 @@ std::string readCacheId(const std::string& response)
     if (std::strcmp(type, WANTED) != 0) {
         reject(std::string("Unexpected response type. Got ") + type + "; expected " + WANTED);
     }
-    if (std::strpbrk(id, "/\\") != nullptr) {
+    const std::string_view name = id;
+    if (name.empty() || name == "." || name == ".." || name.find_first_of("/\\") != std::string_view::npos) {
         reject(std::string("Unexpected access-cache ID format: ") + id);
     }
     return id;

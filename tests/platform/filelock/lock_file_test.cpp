@@ -298,6 +298,29 @@ TEST_F(LockFileTest, DescriptorThatTheHostProgramReopenedOnTheSameFileIsLeftAlon
     close(reused);
 }
 
+TEST_F(LockFileTest, LockOfTheHostProgramSurvivesOnADescriptorThatItHasTaken)
+{
+    writeFile(path, "");
+    writeFile(path + ".host", "");
+    const FileLock held = lock();
+    const int host = open((path + ".host").c_str(), O_RDWR | O_CLOEXEC);
+    struct flock firstByte {};
+    firstByte.l_type = F_WRLCK;
+    firstByte.l_len = 1;
+    ASSERT_EQ(fcntl(host, F_OFD_SETLK, &firstByte), 0);
+    int reused = -1;
+    {
+        const FileLockGuard guard = take(held, FileLock::SHARED);
+        reused = descriptorsOf(path).front();
+        ASSERT_EQ(dup2(host, reused), reused);
+    }
+    const int other = open((path + ".host").c_str(), O_RDWR | O_CLOEXEC);
+    EXPECT_EQ(fcntl(other, F_OFD_SETLK, &firstByte), -1) << "the host's lock is gone";
+    close(other);
+    close(reused);
+    close(host);
+}
+
 TEST_F(LockFileTest, LossOfAHeldLockIsLogged)
 {
     writeFile(path, "");

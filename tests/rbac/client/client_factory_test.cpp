@@ -233,10 +233,16 @@ TEST_F(ClientFactory, AnIdThatIsNotOneDirectoryNameIs7610)
 {
     EXPECT_EQ(createFrom(R"({"data":{"type":"accessCache","id":"../x"}})"), 7610);
     EXPECT_EQ(createFrom(R"({"data":{"type":"accessCache","id":"a\\b"}})"), 7610);
+    for (const std::string id : {"", ".", ".."}) {
+        EXPECT_EQ(createFrom(R"({"data":{"type":"accessCache","id":")" + id + "\"}}"), 7610);
+    }
     expectUntouched();
     EXPECT_THAT(log_.lines(16),
                 ElementsAre(LogLine{16, RESPONSE_TAG, "Unexpected access-cache ID format: ../x"},
-                            LogLine{16, RESPONSE_TAG, "Unexpected access-cache ID format: a\\b"}));
+                            LogLine{16, RESPONSE_TAG, "Unexpected access-cache ID format: a\\b"},
+                            LogLine{16, RESPONSE_TAG, "Unexpected access-cache ID format: "},
+                            LogLine{16, RESPONSE_TAG, "Unexpected access-cache ID format: ."},
+                            LogLine{16, RESPONSE_TAG, "Unexpected access-cache ID format: .."}));
 }
 
 TEST_F(ClientFactory, ACacheThatCannotBeOpenedIs12)
