@@ -82,7 +82,7 @@ TEST_F(CheckByService, ARefusalOfTheServiceAllowsNothing)
     EXPECT_EQ(
         messageOf(check({"--for=|X|", "--roles=0", "|A|"}), ExitStatus::LibraryFailed),
         "check: asking which access cache serves |X|: status 114: a conversion or a request to a server "
-        "failed (HTTP status 404)");
+        "failed (HTTP status 404: no cache)");
 }
 
 TEST_F(CheckByService, AnAnswerThatCannotBeUsedAllowsNothing)

@@ -1,16 +1,14 @@
+#include <exception>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <keepsafe/platform/log/log_sink.h>
-#include <keepsafe/platform/log/logmsg.h>
+#include <keepsafe/platform/http/service_failures.h>
 
 #include "ServiceTest.h"
-#include "service/RequestLog.h"
-#include "service/explain_failure.h"
-#include "support/CapturedLog.h"
+#include "service/ask_service.h"
 
 // What is told when the service refuses, or cannot be asked.
 
@@ -18,8 +16,7 @@ namespace keepsafe_test {
 namespace {
 
 using ksrbac::ExitStatus;
-using ksrbac::RequestLog;
-using testing::ElementsAre;
+using ksrbac::explainFailure;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
@@ -132,43 +129,16 @@ TEST_F(ServiceFailure, IsWrittenToTheLogAsWell)
                 HasSubstr("RoleAPI::get_role: Unexpected HTTP status: 404: there is no role 99\n"));
 }
 
-TEST(TheRequestLog, KeepsWhatTheThresholdHoldsBackAndForwardsTheRest)
+TEST(ExplainFailure, TellsTransferStatusesFromThoseOfTheProductByTheException)
 {
-    const CapturedLog outer(16);
-    {
-        const RequestLog log;
-        logmsgf(4, "tag", "information");
-        logmsgf(8, "tag", "notable");
-        logmsgf(16, "tag", "error %d", 7);
-        std::vector<std::string> texts;
-        for (const ksrbac::LoggedLine& line : log.lines()) {
-            texts.push_back(line.tag + ' ' + line.text);
-        }
-        EXPECT_THAT(texts, ElementsAre("tag notable", "tag error 7"));
-    }
-    logmsgf(16, "tag", "after");
-    logmsgf(8, "tag", "after, and below the threshold");
-    EXPECT_THAT(outer.lines(), ElementsAre(LogLine{16, "tag", "error 7"}, LogLine{16, "tag", "after"}));
-}
-
-TEST(TheRequestLog, ForwardsWhatALowerThresholdLetsThrough)
-{
-    const CapturedLog outer(2);
-    const RequestLog log;
-    logmsgf(2, "tag", "debug");
-    EXPECT_THAT(outer.lines(), ElementsAre(LogLine{2, "tag", "debug"}));
-    EXPECT_THAT(log.lines(), IsEmpty());
-}
-
-TEST(ExplainStatus, TellsTransferStatusesFromThoseOfTheProductByTheLog)
-{
-    const TempRoot root;
-    const std::vector<ksrbac::LoggedLine> transfer{{8, "KSClientCURL::request", "POST failed"}};
-    EXPECT_EQ(ksrbac::explainStatus(7, transfer),
-              "transfer status 7: the server cannot be reached (POST failed)");
-    EXPECT_EQ(ksrbac::explainStatus(99, transfer), "transfer status 99: the request failed (POST failed)");
-    EXPECT_EQ(ksrbac::explainStatus(12, {}),
+    const auto cause = std::make_exception_ptr(Tessara::Keepsafe::TransferFailure(7, "POST failed"));
+    EXPECT_EQ(explainFailure(7, cause), "transfer status 7: the server cannot be reached (POST failed)");
+    EXPECT_EQ(explainFailure(8024, cause),
+              "status 8024: the change could not be committed after its callback succeeded (POST failed)");
+    EXPECT_EQ(explainFailure(12, nullptr),
               "status 12: an access cache, key file or lock file cannot be used");
+    EXPECT_EQ(explainFailure(99, std::make_exception_ptr(Tessara::Keepsafe::TransferFailure(99, ""))),
+              "transfer status 99: the request failed");
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "commands/clients.h"
 
+#include <exception>
 #include <stdexcept>
 
 #include <boost/make_shared.hpp>
@@ -45,9 +46,10 @@ boost::shared_ptr<Rbac::AccessControlClient> requestClient(const Rbac::ObjectNam
 {
     boost::shared_ptr<Rbac::AccessControlClient> client;
     askService("check: asking which access cache serves " + objectNamespace.str(), [&] {
-        const int status = Rbac::AccessControlClient::create(objectNamespace, client);
+        std::exception_ptr cause;
+        const int status = Rbac::AccessControlClient::create(objectNamespace, client, cause);
         if (status != Tessara::Keepsafe::Status::SUCCESS) {
-            throw EC_exception(status);
+            throw ServiceError(explainFailure(status, cause));
         }
     });
     return client;

@@ -102,10 +102,11 @@ ObjectRequest readRequest(const Options& options)
 void registerOne(const ObjectRequest& request, const Work& work)
 {
     const auto data = registrationData(request);
-    registerThrough(
-        "object register " + request.object.str(),
-        boost::make_shared<RegistrationCallback>(work, request.object),
-        [&](auto& service, const auto& callback) { return service.registerObject(data, callback); });
+    registerThrough("object register " + request.object.str(),
+                    boost::make_shared<RegistrationCallback>(work, request.object),
+                    [&](auto& service, const auto& callback, auto& cause) {
+                        return service.registerObject(data, callback, cause);
+                    });
 }
 
 void registerMany(const std::vector<ObjectRequest>& requests, const Work& work, Console& console)
@@ -118,9 +119,10 @@ void registerMany(const std::vector<ObjectRequest>& requests, const Work& work, 
         objects.push_back(request.object);
     }
     const auto tell = [&](const std::string& message) { console.complain(question + ": " + message); };
-    registerThrough(
-        question, boost::make_shared<BulkCallback>(work, objects, tell),
-        [&](auto& service, const auto& callback) { return service.bulkRegisterObjects(data, callback); });
+    registerThrough(question, boost::make_shared<BulkCallback>(work, objects, tell),
+                    [&](auto& service, const auto& callback, auto& cause) {
+                        return service.bulkRegisterObjects(data, callback, cause);
+                    });
 }
 
 ExitStatus run(const Options& options, Console& console)

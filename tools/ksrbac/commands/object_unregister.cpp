@@ -45,9 +45,11 @@ ExitStatus run(const Options& options)
     const std::optional<Program> program = options.exec.program();
     SignalWatch signals;
     const Work work(program, signals);
-    registerThrough(
-        "object unregister " + object.str(), boost::make_shared<UnregistrationCallback>(work, object),
-        [&](auto& service, const auto& callback) { return service.unregisterObject(object, callback); });
+    registerThrough("object unregister " + object.str(),
+                    boost::make_shared<UnregistrationCallback>(work, object),
+                    [&](auto& service, const auto& callback, auto& cause) {
+                        return service.unregisterObject(object, callback, cause);
+                    });
     return ExitStatus::Good;
 }
 
