@@ -1,34 +1,31 @@
 #include <climits>
-#include <functional>
 #include <set>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "StringSink.h"
+#include "cli/arguments.h"
 #include "cli/cache_location.h"
 #include "cli/command_line.h"
-#include "cli/role_ids.h"
 #include "commands/commands.h"
 #include "exit_status.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
 using ksrbac::InputError;
 using ksrbac::Invocation;
 using ksrbac::locateCache;
-using ksrbac::parseRoleIds;
 
-std::string messageOf(const std::function<void()>& call)
+template <typename Call>
+std::string messageOf(const Call& call)
 {
-    try {
-        call();
-    } catch (const InputError& error) {
-        return error.what();
-    }
-    return "no error";
+    return keepsafe_test::thrownBy<InputError>(call).what();
 }
+
+std::set<int> parseRoleIds(const std::string& list) { return ksrbac::parseRoleIds("--roles", list); }
 
 TEST(RoleIds, AreNumbersWithCommasBetweenThem)
 {

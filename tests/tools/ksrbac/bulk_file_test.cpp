@@ -1,4 +1,3 @@
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,6 +9,7 @@
 #include "registration/ObjectRequest.h"
 #include "registration/bulk_file.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -20,14 +20,10 @@ using ksrbac::parseGrant;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Propagation;
 
-std::string messageOf(const std::function<void()>& call)
+template <typename Call>
+std::string messageOf(const Call& call)
 {
-    try {
-        call();
-    } catch (const InputError& error) {
-        return error.what();
-    }
-    return "no error";
+    return keepsafe_test::thrownBy<InputError>(call).what();
 }
 
 std::string attributesOf(const ObjectRequest& request)

@@ -5,6 +5,7 @@
 #include "exit_status.h"
 #include "io/token_file.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -22,12 +23,7 @@ protected:
 
     [[nodiscard]] std::string messageFor(const std::string& path) const
     {
-        try {
-            (void)readToken(path);
-        } catch (const ksrbac::InputError& error) {
-            return error.what();
-        }
-        return "no error";
+        return keepsafe_test::thrownBy<ksrbac::InputError>([&] { (void)readToken(path); }).what();
     }
 
     keepsafe_test::TempDir dir_;

@@ -28,7 +28,26 @@ bool isUnreserved(char c)
            std::string_view("-._~").find(c) != std::string_view::npos;
 }
 
+/// Digits, with a minus in front of them or not, and nothing else; `value` fits or is left as it was.
+std::errc parseDecimal(const std::string& text, int& value)
+{
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    return stop == end ? error : std::errc::invalid_argument;
+}
+
 } // namespace
+
+std::vector<std::string> split(const std::string& text, char separator)
+{
+    std::vector<std::string> parts;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find(separator, begin), text.size());
+        parts.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return parts;
+}
 
 Rbac::ObjectNamespace parseNamespace(const std::string& name, const std::string& text)
 {
@@ -42,20 +61,37 @@ Rbac::ObjectNamespace parseNamespace(const std::string& name, const std::string&
 std::list<Rbac::ObjectNamespace> parseNamespaces(const std::string& name, const std::string& text)
 {
     std::list<Rbac::ObjectNamespace> parsed;
-    for (std::size_t begin = 0; begin <= text.size();) {
-        const std::size_t comma = std::min(text.find(',', begin), text.size());
-        parsed.push_back(parseNamespace(name, text.substr(begin, comma - begin)));
-        begin = comma + 1;
+    for (const std::string& item : split(text, ',')) {
+        parsed.push_back(parseNamespace(name, item));
     }
     return parsed;
+}
+
+std::set<int> parseRoleIds(const std::string& name, const std::string& text)
+{
+    std::set<int> ids;
+    if (text.empty()) {
+        return ids;
+    }
+    std::size_t position = 0;
+    for (const std::string& item : split(text, ',')) {
+        ++position;
+        int id = 0;
+        const std::errc error = parseDecimal(item, id);
+        if (error != std::errc()) {
+            throw InputError(name + ": item " + std::to_string(position) + ", \"" + escapeForMessage(item) +
+                             (error == std::errc::result_out_of_range ? "\", does not fit 32 bits"
+                                                                      : "\", is not a role id"));
+        }
+        ids.insert(id);
+    }
+    return ids;
 }
 
 int parseServiceRoleId(const std::string& name, const std::string& text)
 {
     int id = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, id);
-    if (error != std::errc() || stop != end || text.front() == '-') {
+    if (parseDecimal(text, id) != std::errc() || text.front() == '-') {
         refuse(name, "not a role id, which is a number from 0 to 2147483647", text);
     }
     return id;

@@ -12,14 +12,13 @@
 
 #include "cli/arguments.h"
 #include "cli/options.h"
-#include "cli/role_ids.h"
 #include "commands/Decider.h"
 #include "commands/clients.h"
 #include "commands/commands.h"
 #include "commands/load_operations.h"
 #include "commands/make_checker.h"
 #include "io/LineReader.h"
-#include "io/open_input.h"
+#include "io/input.h"
 #include "io/token_file.h"
 #include "output/escape.h"
 
@@ -106,7 +105,7 @@ using Caller = std::variant<std::set<int>, std::string>;
 Caller readCaller(const Options& options)
 {
     if (options.roles) {
-        return parseRoleIds(*options.roles);
+        return parseRoleIds("--roles", *options.roles);
     }
     return readToken(*options.sessionTokenFile);
 }

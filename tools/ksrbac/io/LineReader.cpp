@@ -1,13 +1,11 @@
 #include "io/LineReader.h"
 
-#include <cerrno>
 #include <cstring>
 #include <utility>
 
 #include <poll.h>
-#include <unistd.h>
 
-#include "io/open_input.h"
+#include "io/input.h"
 
 namespace ksrbac {
 
@@ -31,24 +29,13 @@ LineReader::LineReader(const std::string& path, std::function<void()> beforeWait
 
 bool LineReader::fill()
 {
-    position_ = 0;
-    end_ = 0;
-    while (true) {
-        if (!hasInput(file_.get())) {
-            beforeWaiting_();
-        }
-        const ssize_t got = read(file_.get(), buffer_.data(), buffer_.size());
-        if (got >= 0) {
-            end_ = static_cast<std::size_t>(got);
-            return got > 0;
-        }
-        if (errno == EAGAIN) {
-            pollfd request{file_.get(), POLLIN, 0};
-            poll(&request, 1, -1);
-        } else if (errno != EINTR) {
-            throwUnreadable(name_, errno);
-        }
+    if (!hasInput(file_.get())) {
+        beforeWaiting_();
     }
+    position_ = 0;
+    end_ = 0; // also when reading throws
+    end_ = readSome(file_, name_, buffer_.data(), buffer_.size());
+    return end_ > 0;
 }
 
 bool LineReader::next(std::string& line)

@@ -1,8 +1,7 @@
 #include "io/token_file.h"
 
 #include "exit_status.h"
-#include "io/open_input.h"
-#include "io/read_input.h"
+#include "io/input.h"
 
 namespace ksrbac {
 

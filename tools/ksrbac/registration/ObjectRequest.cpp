@@ -20,17 +20,6 @@ namespace {
 
 constexpr char GRANT[] = "--grant";
 
-std::vector<std::string> splitAtColons(const std::string& text)
-{
-    std::vector<std::string> parts;
-    for (std::size_t begin = 0; begin <= text.size();) {
-        const std::size_t colon = std::min(text.find(':', begin), text.size());
-        parts.push_back(text.substr(begin, colon - begin));
-        begin = colon + 1;
-    }
-    return parts;
-}
-
 boost::shared_ptr<json_t> definition(const GrantRequest& grant)
 {
     return Rbac::json_pack_shared("{s:i, s:O, s:s}", "roleId", grant.roleId, "operations",
@@ -55,7 +44,7 @@ boost::shared_ptr<json_t> attributes(const ObjectRequest& request)
 
 GrantRequest parseGrant(const std::string& text)
 {
-    const std::vector<std::string> parts = splitAtColons(text);
+    const std::vector<std::string> parts = split(text, ':');
     if (parts.size() != 2 && parts.size() != 3) {
         throw InputError(std::string(GRANT) + ": not ROLE:OPERATION,...[:PROPAGATION]: \"" +
                          escapeForMessage(text) + '"');

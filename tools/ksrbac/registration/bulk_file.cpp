@@ -2,29 +2,22 @@
 
 #include <cstddef>
 #include <map>
-#include <memory>
 
-#include <jansson.h>
-
+#include "JsonHandle.h"
 #include "cli/arguments.h"
 #include "exit_status.h"
-#include "io/open_input.h"
-#include "io/read_input.h"
+#include "io/input.h"
 #include "output/escape.h"
 #include "registration/JsonPlace.h"
 
 namespace ksrbac {
 
 namespace Rbac = Tessara::Keepsafe::Rbac;
+using Tessara::Keepsafe::JsonHandle;
 
 namespace {
 
 constexpr std::size_t MOST_MEBIBYTES = 64;
-
-struct JsonRelease {
-    void operator()(json_t* value) const noexcept { json_decref(value); }
-};
-using JsonHandle = std::unique_ptr<json_t, JsonRelease>;
 
 Rbac::ObjectNamespace toNamespace(const JsonPlace& place)
 {

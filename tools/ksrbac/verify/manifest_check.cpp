@@ -1,14 +1,11 @@
 #include "verify/manifest_check.h"
 
-#include <memory>
-
-#include <jansson.h>
-
 #include <keepsafe/cache/AccessCache.h>
 #include <keepsafe/cache/Manifest.h>
 #include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/platform/status/status_codes.h>
 
+#include "JsonHandle.h"
 #include "log/SilencedLog.h"
 #include "output/escape.h"
 
@@ -18,16 +15,12 @@ namespace Rbac = Tessara::Keepsafe::Rbac;
 
 namespace {
 
-struct JsonRelease {
-    void operator()(json_t* value) const noexcept { json_decref(value); }
-};
-
 /// Why the library did not take the manifest, and where: it tells a status only.
 Fault explain(const std::string& path, int status)
 {
     const std::string& file = Rbac::AccessCache::MANIFEST_FILE_NAME;
     json_error_t error = {};
-    const std::unique_ptr<json_t, JsonRelease> root(json_load_file(path.c_str(), 0, &error));
+    const Tessara::Keepsafe::JsonHandle root(json_load_file(path.c_str(), 0, &error));
     if (!root) {
         const auto byte = static_cast<std::uint64_t>(error.position < 0 ? 0 : error.position);
         return {file, byte, "not a JSON document: " + escapeForMessage(error.text), ""};
