@@ -15,8 +15,8 @@
 #include "exit_status.h"
 #include "io/ByteSink.h"
 #include "io/Console.h"
-#include "io/FileDescriptor.h"
 #include "io/LineReader.h"
+#include "support/Descriptor.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -95,7 +95,7 @@ TEST(LineReader, TellsBeforeItWaitsForInput)
     TempDir dir;
     const std::string fifo = dir.path("fifo");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    const ksrbac::FileDescriptor writer(open(fifo.c_str(), O_RDWR | O_CLOEXEC));
+    const keepsafe_test::Descriptor writer(open(fifo.c_str(), O_RDWR | O_CLOEXEC));
     int waits = 0;
     LineReader reader(fifo, [&] {
         ++waits;
@@ -145,13 +145,13 @@ TEST(DescriptorSink, TellsAClosedPipeFromOtherFailures)
 {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
-    const ksrbac::FileDescriptor writeEnd(ends[1]);
+    const keepsafe_test::Descriptor writeEnd(ends[1]);
     close(ends[0]);
     const auto before = signal(SIGPIPE, SIG_IGN);
     EXPECT_THROW(ksrbac::DescriptorSink(writeEnd.get()).write("x"), ksrbac::OutputClosed);
     (void)signal(SIGPIPE, before);
 
-    const ksrbac::FileDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    const keepsafe_test::Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
     try {
         ksrbac::DescriptorSink(full.get()).write("x");
         FAIL() << "written to a full device";
@@ -166,10 +166,10 @@ TEST(DescriptorSink, WaitsForANonBlockingDescriptor)
 {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
-    const ksrbac::FileDescriptor readEnd(ends[0]);
+    const keepsafe_test::Descriptor readEnd(ends[0]);
     const std::string text(1'000'000, 'x');
     std::thread writer([&] {
-        const ksrbac::FileDescriptor writeEnd(ends[1]);
+        const keepsafe_test::Descriptor writeEnd(ends[1]);
         ksrbac::DescriptorSink(writeEnd.get()).write(text);
     });
     fcntl(readEnd.get(), F_SETFL, 0);

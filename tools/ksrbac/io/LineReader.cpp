@@ -5,8 +5,6 @@
 
 #include <poll.h>
 
-#include "io/input.h"
-
 namespace ksrbac {
 
 namespace {

@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-#include "io/FileDescriptor.h"
+#include "io/input.h"
 
 namespace ksrbac {
 
@@ -30,7 +30,7 @@ private:
     [[nodiscard]] bool fill();
 
     std::string name_;
-    FileDescriptor file_;
+    Descriptor file_;
     std::function<void()> beforeWaiting_;
     std::string buffer_;
     std::size_t position_ = 0;

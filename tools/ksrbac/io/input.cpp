@@ -24,7 +24,7 @@ namespace {
 
 std::string inputName(const std::string& path) { return path == STANDARD_INPUT ? "<stdin>" : path; }
 
-FileDescriptor openInput(const std::string& path)
+Descriptor openInput(const std::string& path)
 {
     // A copy of standard input, so that every descriptor here is owned.
     const int descriptor = path == STANDARD_INPUT ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
@@ -32,10 +32,10 @@ FileDescriptor openInput(const std::string& path)
     if (descriptor == -1) {
         throwUnreadable(inputName(path), errno);
     }
-    return FileDescriptor(descriptor);
+    return Descriptor(descriptor);
 }
 
-std::size_t readSome(const FileDescriptor& input, const std::string& name, char* buffer, std::size_t size)
+std::size_t readSome(const Descriptor& input, const std::string& name, char* buffer, std::size_t size)
 {
     while (true) {
         const ssize_t got = read(input.get(), buffer, size);
@@ -53,7 +53,7 @@ std::size_t readSome(const FileDescriptor& input, const std::string& name, char*
 
 std::string readUpToLimit(const std::string& path, std::size_t limit)
 {
-    const FileDescriptor input = openInput(path);
+    const Descriptor input = openInput(path);
     std::string content;
     std::array<char, std::size_t{64} * 1024> piece;
     while (content.size() <= limit) {
