@@ -1,9 +1,5 @@
 #include "json/Element.h"
 
-#include <algorithm>
-#include <cstring>
-#include <limits>
-
 #include <boost/lexical_cast.hpp>
 
 #include "errors/InputError.h"
@@ -15,9 +11,9 @@ using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
 namespace {
 
-const char* typeName(const json_t* value)
+const char* typeName(json_type type)
 {
-    switch (json_typeof(value)) {
+    switch (type) {
     case JSON_OBJECT:
         return "an object";
     case JSON_ARRAY:
@@ -55,101 +51,31 @@ bool parseNamespace(const std::string& text, ObjectNamespace& ns)
     return boost::conversion::try_lexical_convert(text, ns);
 }
 
-void Element::fail(const std::string& what) const
+void DocumentFaults::fail(const std::string& place, const std::string& what)
 {
-    throw InputError((place_.empty() ? "document" : place_) + ": " + what);
+    throw InputError((place.empty() ? "document" : place) + ": " + what);
 }
 
-void Element::expect(bool isExpected, const char* type) const
+std::string DocumentFaults::quoted(const std::string& text) { return keepsafe_sandbox::quoted(text); }
+
+std::string DocumentFaults::missing(const char* member) { return "member " + quoted(member) + " is missing"; }
+
+std::string DocumentFaults::wrongType(json_type expected, const json_t* found)
 {
-    if (!isExpected) {
-        fail(std::string("expected ") + type + ", found " + typeName(value_));
-    }
+    return std::string("expected ") + typeName(expected) + ", found " + typeName(json_typeof(found));
 }
 
-void Element::expectObject() const { expect(json_is_object(value_), "an object"); }
-
-void Element::expectObject(std::initializer_list<const char*> memberNames) const
+std::string DocumentFaults::outOfRange(json_int_t number, std::int32_t least, std::int32_t most)
 {
-    expectObject();
-    const char* key = nullptr;
-    json_t* member = nullptr;
-    json_object_foreach(value_, key, member)
-    {
-        if (std::none_of(memberNames.begin(), memberNames.end(),
-                         [key](const char* name) { return std::strcmp(name, key) == 0; })) {
-            fail("unknown member " + quoted(key));
-        }
-    }
+    return std::to_string(number) + " is out of range (" + std::to_string(least) + " to " +
+           std::to_string(most) + ")";
 }
 
-Element Element::member(const char* name) const
-{
-    json_t* member = json_object_get(value_, name);
-    if (member == nullptr) {
-        fail("member " + quoted(name) + " is missing");
-    }
-    return {member, place_.empty() ? name : place_ + "." + name};
-}
-
-bool Element::hasMember(const char* name) const { return json_object_get(value_, name) != nullptr; }
-
-bool Element::isNull() const { return json_is_null(value_); }
-
-std::vector<Element> Element::items() const
-{
-    expect(json_is_array(value_), "an array");
-    std::vector<Element> items;
-    items.reserve(json_array_size(value_));
-    for (std::size_t index = 0; index < json_array_size(value_); ++index) {
-        items.push_back(Element(json_array_get(value_, index), place_ + "[" + std::to_string(index) + "]"));
-    }
-    return items;
-}
-
-std::vector<std::pair<std::string, Element>> Element::entries() const
-{
-    expect(json_is_object(value_), "an object");
-    std::vector<std::pair<std::string, Element>> entries;
-    const char* key = nullptr;
-    json_t* member = nullptr;
-    json_object_foreach(value_, key, member)
-    {
-        entries.emplace_back(key, Element(member, place_ + "[" + quoted(key) + "]"));
-    }
-    return entries;
-}
-
-std::string Element::text() const
-{
-    expect(json_is_string(value_), "a string");
-    return {json_string_value(value_), json_string_length(value_)};
-}
-
-bool Element::boolean() const
-{
-    expect(json_is_boolean(value_), "a boolean");
-    return json_is_true(value_);
-}
-
-std::int32_t Element::integer(std::int32_t least) const
-{
-    expect(json_is_integer(value_), "an integer");
-    const json_int_t number = json_integer_value(value_);
-    constexpr std::int32_t most = std::numeric_limits<std::int32_t>::max();
-    if (number < least || number > most) {
-        fail(std::to_string(number) + " is out of range (" + std::to_string(least) + " to " +
-             std::to_string(most) + ")");
-    }
-    return static_cast<std::int32_t>(number);
-}
-
-ObjectNamespace Element::objectNamespace() const
+ObjectNamespace DocumentFaults::toNamespace(const std::string& place, const std::string& text)
 {
     ObjectNamespace ns;
-    const std::string value = text();
-    if (!parseNamespace(value, ns)) {
-        fail(quoted(value) + " is not a namespace");
+    if (!parseNamespace(text, ns)) {
+        fail(place, quoted(text) + " is not a namespace");
     }
     return ns;
 }

@@ -1,56 +1,30 @@
 #ifndef KEEPSAFE_SANDBOX_POLICY_ELEMENT_H
 #define KEEPSAFE_SANDBOX_POLICY_ELEMENT_H
 
-#include <cstddef>
 #include <cstdint>
-#include <initializer_list>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include <jansson.h>
 
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
+#include "JsonPlace.h"
+
 namespace keepsafe_sandbox {
 
-/// A value of a document and its place there. Refers to the document. What is not as it is asked for throws
-/// `InputError` with the place.
-class Element {
-public:
-    explicit Element(json_t* root) : value_(root) {}
-
-    /// Refuses what is no object.
-    void expectObject() const;
-    /// The same, and members other than these.
-    void expectObject(std::initializer_list<const char*> memberNames) const;
-    /// The member of that name, which has to be there.
-    [[nodiscard]] Element member(const char* name) const;
-    [[nodiscard]] bool hasMember(const char* name) const;
-
-    [[nodiscard]] bool isNull() const;
-
-    [[nodiscard]] std::vector<Element> items() const;
-    /// The members of an object that is used as a map, in the order of the document.
-    [[nodiscard]] std::vector<std::pair<std::string, Element>> entries() const;
-
-    [[nodiscard]] std::string text() const;
-    [[nodiscard]] bool boolean() const;
-    /// An integer from `least` to INT32_MAX.
-    [[nodiscard]] std::int32_t integer(std::int32_t least) const;
-    /// A text that is a namespace.
-    [[nodiscard]] Tessara::Keepsafe::Rbac::ObjectNamespace objectNamespace() const;
-
-    [[nodiscard]] const std::string& place() const noexcept { return place_; }
-    [[noreturn]] void fail(const std::string& what) const;
-
-private:
-    Element(json_t* value, std::string place) : value_(value), place_(std::move(place)) {}
-    void expect(bool isExpected, const char* type) const;
-
-    json_t* value_;
-    std::string place_;
+/// How faults of a document are told: `InputError` with the place.
+struct DocumentFaults {
+    [[noreturn]] static void fail(const std::string& place, const std::string& what);
+    static std::string quoted(const std::string& text);
+    static std::string missing(const char* member);
+    static std::string wrongType(json_type expected, const json_t* found);
+    static std::string outOfRange(json_int_t number, std::int32_t least, std::int32_t most);
+    static Tessara::Keepsafe::Rbac::ObjectNamespace toNamespace(const std::string& place,
+                                                                const std::string& text);
 };
+
+/// A value of a document and its place there.
+using Element = Tessara::Keepsafe::JsonPlace<DocumentFaults>;
 
 /// The text as a JSON string, and no longer than a line of a message can bear.
 [[nodiscard]] std::string quoted(const std::string& text);

@@ -1,14 +1,15 @@
 #include "registration/bulk_file.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 
 #include "JsonHandle.h"
+#include "JsonPlace.h"
 #include "cli/arguments.h"
 #include "exit_status.h"
 #include "io/input.h"
 #include "output/escape.h"
-#include "registration/JsonPlace.h"
 
 namespace ksrbac {
 
@@ -19,40 +20,73 @@ namespace {
 
 constexpr std::size_t MOST_MEBIBYTES = 64;
 
-Rbac::ObjectNamespace toNamespace(const JsonPlace& place)
-{
-    return parseNamespace(place.where(), place.text());
-}
+/// How faults of the file are told.
+struct BulkFileFaults {
+    [[noreturn]] static void fail(const std::string& place, const std::string& what)
+    {
+        throw InputError(place.empty() ? what : place + ": " + what);
+    }
+    static std::string quoted(const std::string& text) { return '"' + escapeForMessage(text) + '"'; }
+    static std::string missing(const char* member) { return "no member " + quoted(member); }
+    static std::string wrongType(json_type expected, const json_t* /*found*/)
+    {
+        switch (expected) {
+        case JSON_OBJECT:
+            return "not an object";
+        case JSON_ARRAY:
+            return "not an array";
+        case JSON_STRING:
+            return "not a string";
+        case JSON_INTEGER:
+            return NO_ROLE_ID;
+        default:
+            return "neither true nor false";
+        }
+    }
+    static std::string outOfRange(json_int_t /*number*/, std::int32_t /*least*/, std::int32_t /*most*/)
+    {
+        return NO_ROLE_ID;
+    }
+    static Rbac::ObjectNamespace toNamespace(const std::string& place, const std::string& text)
+    {
+        return parseNamespace(place, text);
+    }
 
-std::list<Rbac::ObjectNamespace> toNamespaces(const JsonPlace& place)
+private:
+    // All integers of the file are ids of roles.
+    static constexpr char NO_ROLE_ID[] = "not a role id, which is a number from 0 to 2147483647";
+};
+using Place = Tessara::Keepsafe::JsonPlace<BulkFileFaults>;
+
+std::list<Rbac::ObjectNamespace> toNamespaces(const Place& place)
 {
     std::list<Rbac::ObjectNamespace> names;
-    for (const JsonPlace& element : place.elements()) {
-        names.push_back(toNamespace(element));
+    for (const Place& element : place.items()) {
+        names.push_back(element.objectNamespace());
     }
     return names;
 }
 
-GrantRequest toGrant(const JsonPlace& place)
+GrantRequest toGrant(const Place& place)
 {
     place.expectObject({"role", "operations", "propagation"});
     GrantRequest grant;
-    grant.roleId = place.member("role").roleId();
+    grant.roleId = place.member("role").integer(0);
     grant.operations = toNamespaces(place.member("operations"));
     if (grant.operations.empty()) {
-        place.member("operations").refuse("no operation");
+        place.member("operations").fail("no operation");
     }
     if (const auto propagation = place.optionalMember("propagation")) {
-        grant.propagation = parsePropagation(propagation->where(), propagation->text());
+        grant.propagation = parsePropagation(propagation->place(), propagation->text());
     }
     return grant;
 }
 
-ObjectRequest toRequest(const JsonPlace& place)
+ObjectRequest toRequest(const Place& place)
 {
     place.expectObject({"namespace", "type", "children", "inherit", "grants", "ignoreRegistered"});
     ObjectRequest request;
-    request.object = toNamespace(place.member("namespace"));
+    request.object = place.member("namespace").objectNamespace();
     request.type = place.member("type").text();
     if (const auto children = place.optionalMember("children")) {
         request.children = toNamespaces(*children);
@@ -61,7 +95,7 @@ ObjectRequest toRequest(const JsonPlace& place)
         request.inherit = inherit->boolean();
     }
     if (const auto grants = place.optionalMember("grants")) {
-        for (const JsonPlace& grant : grants->elements()) {
+        for (const Place& grant : grants->items()) {
             request.grants.push_back(toGrant(grant));
         }
     }
@@ -71,15 +105,33 @@ ObjectRequest toRequest(const JsonPlace& place)
     return request;
 }
 
-JsonHandle parse(const std::string& name, const std::string& text)
+JsonHandle parse(const std::string& text)
 {
     json_error_t error = {};
     JsonHandle document(json_loadb(text.data(), text.size(), JSON_REJECT_DUPLICATES, &error));
     if (!document) {
-        throw InputError(name + ": line " + std::to_string(error.line) + ", column " +
-                         std::to_string(error.column) + ": " + escapeForMessage(error.text));
+        throw InputError("line " + std::to_string(error.line) + ", column " + std::to_string(error.column) +
+                         ": " + escapeForMessage(error.text));
     }
     return document;
+}
+
+std::vector<ObjectRequest> toRequests(const Place& records)
+{
+    std::vector<ObjectRequest> requests;
+    std::map<Rbac::ObjectNamespace, std::string> places;
+    for (const Place& record : records.items()) {
+        requests.push_back(toRequest(record));
+        const auto [first, isNew] = places.emplace(requests.back().object, record.place());
+        if (!isNew) {
+            record.member("namespace")
+                .fail(first->first.str() + " is given twice, first in " + first->second);
+        }
+    }
+    if (requests.empty()) {
+        records.fail("no object");
+    }
+    return requests;
 }
 
 } // namespace
@@ -92,22 +144,12 @@ std::vector<ObjectRequest> readBulkFile(const std::string& path)
     if (text.size() > mostBytes) {
         throw InputError(name + ": more than " + std::to_string(MOST_MEBIBYTES) + " MiB");
     }
-    const JsonHandle document = parse(name, text);
-    const JsonPlace records(name, document.get());
-    std::vector<ObjectRequest> requests;
-    std::map<Rbac::ObjectNamespace, std::string> places;
-    for (const JsonPlace& record : records.elements()) {
-        requests.push_back(toRequest(record));
-        const auto [first, isNew] = places.emplace(requests.back().object, record.path());
-        if (!isNew) {
-            record.member("namespace")
-                .refuse(first->first.str() + " is given twice, first in " + first->second);
-        }
+    try {
+        const JsonHandle document = parse(text);
+        return toRequests(Place(document.get()));
+    } catch (const InputError& error) {
+        throw InputError(name + ": " + error.what());
     }
-    if (requests.empty()) {
-        records.refuse("no object");
-    }
-    return requests;
 }
 
 } // namespace ksrbac
