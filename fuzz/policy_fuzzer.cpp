@@ -21,8 +21,6 @@ void checkPolicy(const Policy& policy)
 {
     for (const AccessDefinition& definition : policy.accessDefinitions) {
         require(definition.object < policy.objects.size(), "an access definition has its object");
-        require(definition.propagation.toObject || definition.propagation.toChildren,
-                "an access definition applies somewhere");
         for (const auto operation : definition.operations) {
             require(operation.offset >= 0, "a bit is not below zero");
         }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <keepsafe/cache/Operation.h>
+#include <keepsafe/rbac/api/ManagedObjects.h>
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
 #include "cachewriter/OperationCacheUpdate.h"
@@ -23,16 +24,10 @@ struct PolicyObject {
     bool inherit;
 };
 
-/// Where an access definition's operations apply.
-struct Propagation {
-    bool toObject;
-    bool toChildren;
-};
-
 struct AccessDefinition {
     std::size_t object; ///< index in the policy's objects
     std::int32_t roleId;
-    Propagation propagation;
+    Tessara::Keepsafe::Rbac::Propagation propagation;
     std::vector<Tessara::Keepsafe::Rbac::Operation> operations;
 };
 

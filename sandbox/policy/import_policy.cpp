@@ -95,7 +95,7 @@ private:
         kept.id = content_.next.definition;
         kept.object = static_cast<std::int32_t>(definition.object + 1);
         kept.roleId = definition.roleId;
-        kept.propagation = propagationOf(definition.propagation);
+        kept.propagation = definition.propagation;
         std::set<std::int32_t> seen;
         for (const Rbac::Operation operation : definition.operations) {
             if (seen.insert(operation.offset).second) {
@@ -111,14 +111,6 @@ private:
             throw InputError(place + ": no access definition id is left to give out");
         }
         content_.definitions.push_back(std::move(kept));
-    }
-
-    static Rbac::Propagation propagationOf(const Propagation& propagation)
-    {
-        if (propagation.toObject && propagation.toChildren) {
-            return Rbac::Propagation::OBJECT_AND_CHILDREN;
-        }
-        return propagation.toObject ? Rbac::Propagation::OBJECT : Rbac::Propagation::CHILDREN;
     }
 
     const Policy& policy_;

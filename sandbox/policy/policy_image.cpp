@@ -15,12 +15,7 @@ CacheImage imageOf(const Policy& policy)
         CacheObject& object = objects[definition.object];
         ++object.accessDefinitionCount;
         for (const Tessara::Keepsafe::Rbac::Operation operation : definition.operations) {
-            if (definition.propagation.toObject) {
-                object.own.add(definition.roleId, operation);
-            }
-            if (definition.propagation.toChildren) {
-                object.child.add(definition.roleId, operation);
-            }
+            object.grant(definition.roleId, definition.propagation, operation);
         }
     }
     ImageBuilder builder;

@@ -5,6 +5,8 @@
 #include <optional>
 #include <set>
 
+#include <boost/lexical_cast.hpp>
+
 #include "errors/InputError.h"
 #include "files/FileError.h"
 #include "files/FileSystem.h"
@@ -15,6 +17,7 @@ namespace keepsafe_sandbox {
 
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Operation;
+using Tessara::Keepsafe::Rbac::Propagation;
 
 namespace {
 
@@ -116,16 +119,11 @@ private:
     static Propagation readPropagation(const Element& element)
     {
         const std::string name = element.text();
-        if (name == "OBJECT") {
-            return {true, false};
+        Propagation propagation;
+        if (!boost::conversion::try_lexical_convert(name, propagation)) {
+            element.fail(quoted(name) + " is none of OBJECT, CHILDREN, OBJECT_AND_CHILDREN");
         }
-        if (name == "CHILDREN") {
-            return {false, true};
-        }
-        if (name == "OBJECT_AND_CHILDREN") {
-            return {true, true};
-        }
-        element.fail(quoted(name) + " is none of OBJECT, CHILDREN, OBJECT_AND_CHILDREN");
+        return propagation;
     }
 
     Operation readOperation(const Element& element) const

@@ -8,7 +8,6 @@
 namespace keepsafe_sandbox {
 
 using Tessara::Keepsafe::Rbac::Operation;
-using Tessara::Keepsafe::Rbac::Propagation;
 
 namespace {
 
@@ -93,12 +92,7 @@ CacheObject Model::cacheObject(const Object& object) const
     for (const std::int32_t id : object.definitions) {
         const KeptDefinition& definition = definitions_.at(id);
         for (const std::int32_t bit : definition.bits) {
-            if (definition.propagation != Propagation::CHILDREN) {
-                result.own.add(definition.roleId, Operation{bit});
-            }
-            if (definition.propagation != Propagation::OBJECT) {
-                result.child.add(definition.roleId, Operation{bit});
-            }
+            result.grant(definition.roleId, definition.propagation, Operation{bit});
         }
     }
     return result;

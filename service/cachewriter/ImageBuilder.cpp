@@ -12,7 +12,7 @@ using Tessara::Keepsafe::Rbac::ManagedObject;
 void ImageBuilder::add(const CacheObject& object)
 {
     const std::string& text = object.ns.str();
-    objects_.push_back({texts_.size(), text.size(), bits_.roleTree(object.own), bits_.roleTree(object.child),
+    objects_.push_back({texts_.size(), text.size(), grants_.hold(object.own), grants_.hold(object.child),
                         object.accessDefinitionCount, object.inherit});
     texts_ += text;
 }
@@ -34,7 +34,7 @@ CacheImage ImageBuilder::build() &&
         image.objects.push_back(record);
         image.counts.push_back(entry.accessDefinitionCount);
     }
-    image.nodes = std::move(bits_).take();
+    image.nodes = grants_.nodes().records();
     image.segments = buildSegmentTrie(trie);
     image.segmentRoot = trie.empty() ? 0 : sizeof(Tessara::Keepsafe::Rbac::detail::SegmentNode);
     return image;

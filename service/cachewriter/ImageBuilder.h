@@ -7,10 +7,11 @@
 #include <vector>
 
 #include <keepsafe/cache/detail/records.h>
+#include <keepsafe/rbac/api/ManagedObjects.h>
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
-#include "cachewriter/BitsForest.h"
 #include "cachewriter/CacheImage.h"
+#include "cachewriter/GrantTrees.h"
 #include "cachewriter/Grants.h"
 
 namespace keepsafe_sandbox {
@@ -22,6 +23,17 @@ struct CacheObject {
     Grants own;                              ///< on the object itself
     Grants child;                            ///< on everything below it
     std::uint32_t accessDefinitionCount = 0; ///< for the file "counts"
+
+    void grant(std::int32_t roleId, Tessara::Keepsafe::Rbac::Propagation propagation,
+               Tessara::Keepsafe::Rbac::Operation operation)
+    {
+        if (propagation != Tessara::Keepsafe::Rbac::Propagation::CHILDREN) {
+            own.add(roleId, operation);
+        }
+        if (propagation != Tessara::Keepsafe::Rbac::Propagation::OBJECT) {
+            child.add(roleId, operation);
+        }
+    }
 };
 
 /// Collects objects, in any order, and turns them into the content of a cache. Equal input gives equal bytes,
@@ -54,7 +66,7 @@ private:
 
     std::string texts_;
     std::vector<Entry> objects_;
-    BitsForest bits_;
+    GrantTrees grants_;
 };
 
 } // namespace keepsafe_sandbox

@@ -5,22 +5,22 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+
+#include "Descriptor.h"
 
 namespace keepsafe_sandbox {
 
 /// Owns the descriptor of an open regular file and knows its path, for messages.
 class OpenFile {
 public:
-    OpenFile(int descriptor, std::string path) noexcept;
-    OpenFile(OpenFile&& other) noexcept;
-    OpenFile& operator=(OpenFile&& other) noexcept;
-    ~OpenFile();
+    OpenFile(int descriptor, std::string path) noexcept : descriptor_(descriptor), path_(std::move(path)) {}
 
-    [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
+    [[nodiscard]] int descriptor() const noexcept { return descriptor_.get(); }
     [[nodiscard]] const std::string& path() const noexcept { return path_; }
 
 private:
-    int descriptor_;
+    Tessara::Keepsafe::Process::Descriptor descriptor_;
     std::string path_;
 };
 

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
-#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -40,30 +39,6 @@ OpenFile regularFile(int descriptor, const std::string& path)
 }
 
 } // namespace
-
-OpenFile::OpenFile(int descriptor, std::string path) noexcept
-    : descriptor_(descriptor), path_(std::move(path))
-{
-}
-
-OpenFile::OpenFile(OpenFile&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)), path_(std::move(other.path_))
-{
-}
-
-OpenFile& OpenFile::operator=(OpenFile&& other) noexcept
-{
-    std::swap(descriptor_, other.descriptor_);
-    std::swap(path_, other.path_);
-    return *this;
-}
-
-OpenFile::~OpenFile()
-{
-    if (descriptor_ != -1) {
-        ::close(descriptor_);
-    }
-}
 
 std::uint64_t fileSize(const OpenFile& file)
 {

@@ -7,7 +7,7 @@
 
 #include <keepsafe/cache/detail/records.h>
 
-#include "cachewriter/live/RecordPool.h"
+#include "cachewriter/RecordPool.h"
 
 namespace keepsafe_sandbox {
 

@@ -8,10 +8,10 @@
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
 #include "cachewriter/CacheContent.h"
+#include "cachewriter/GrantTrees.h"
 #include "cachewriter/ImageBuilder.h"
-#include "cachewriter/live/GrantTrees.h"
+#include "cachewriter/RecordPool.h"
 #include "cachewriter/live/NameTrie.h"
-#include "cachewriter/live/RecordPool.h"
 
 namespace keepsafe_sandbox {
 

@@ -231,8 +231,7 @@ TEST(PolicyReader, ReadsWhatTheDocumentSays)
     ASSERT_THAT(policy.accessDefinitions, SizeIs(1));
     EXPECT_EQ(policy.accessDefinitions[0].object, 1U);
     EXPECT_EQ(policy.accessDefinitions[0].roleId, -2147483647 - 1);
-    EXPECT_FALSE(policy.accessDefinitions[0].propagation.toObject);
-    EXPECT_TRUE(policy.accessDefinitions[0].propagation.toChildren);
+    EXPECT_EQ(policy.accessDefinitions[0].propagation, Tessara::Keepsafe::Rbac::Propagation::CHILDREN);
     ASSERT_THAT(policy.accessDefinitions[0].operations, SizeIs(2));
     EXPECT_EQ(policy.accessDefinitions[0].operations[0].offset, 2147483647);
 }

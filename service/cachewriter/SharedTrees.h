@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_LIVE_SHAREDTREES_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_LIVE_SHAREDTREES_H
+#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_SHAREDTREES_H
+#define KEEPSAFE_SANDBOX_CACHEWRITER_SHAREDTREES_H
 
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 #include <keepsafe/cache/detail/records.h>
 
-#include "cachewriter/live/RecordPool.h"
+#include "cachewriter/RecordPool.h"
 
 namespace keepsafe_sandbox {
 

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_LIVE_GRANTTREES_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_LIVE_GRANTTREES_H
+#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_GRANTTREES_H
+#define KEEPSAFE_SANDBOX_CACHEWRITER_GRANTTREES_H
 
 #include <cstddef>
 #include <cstdint>
@@ -8,12 +8,14 @@
 #include <keepsafe/cache/detail/records.h>
 
 #include "cachewriter/Grants.h"
-#include "cachewriter/live/SharedTrees.h"
+#include "cachewriter/SharedTrees.h"
 
 namespace keepsafe_sandbox {
 
-/// The file "nodes" as grants come and go: role trees, and the word trees that they refer to. A role tree
+/// The file "nodes": role trees, and the word trees that they refer to, as grants come and go. A role tree
 /// uses each of its word trees once for each role that refers to it, however many objects use the role tree.
+/// As long as nothing is released, a tree's nodes lie together, and so does a role tree with those of its
+/// word trees that no earlier one has brought along.
 class GrantTrees {
 public:
     using NodeOffset = Tessara::Keepsafe::Rbac::NodeOffset;
@@ -22,10 +24,10 @@ public:
     GrantTrees(const GrantTrees&) = delete;
     GrantTrees& operator=(const GrantTrees&) = delete;
 
-    /// One use of the role tree that says these grants.
+    /// One use of a role tree.
     class Use {
     public:
-        /// Throws as `RecordPool::reserve` does, with everything as it was.
+        /// Throws as `hold` does.
         Use(GrantTrees& trees, const Grants& grants) : trees_(trees), root_(trees.hold(grants)) {}
         ~Use() { trees_.release(root_); }
         Use(const Use&) = delete;
@@ -39,6 +41,9 @@ public:
         NodeOffset root_;
     };
 
+    /// Begins one use of the role tree that says these grants; 0 when there are none. Throws as
+    /// `RecordPool::reserve` does, with everything as it was.
+    NodeOffset hold(const Grants& grants);
     /// Ends one use of a role tree; 0 is fine.
     void release(NodeOffset roleTree) noexcept;
 
@@ -46,7 +51,6 @@ public:
     void forgetChanges() noexcept { nodes_.forgetChanges(); }
 
 private:
-    NodeOffset hold(const Grants& grants);
     SharedTrees::Held holdRoles(const Grants& grants, SharedTrees::Entries& roles);
     void releaseWords(const SharedTrees::Entries& roles) noexcept;
 

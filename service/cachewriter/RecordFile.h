@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_LIVE_RECORDFILE_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_LIVE_RECORDFILE_H
+#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_RECORDFILE_H
+#define KEEPSAFE_SANDBOX_CACHEWRITER_RECORDFILE_H
 
 #include <algorithm>
 #include <array>
@@ -87,6 +87,18 @@ public:
             content.ranges.push_back(range(first, std::min(size_, first + CHUNK)));
         }
         return content;
+    }
+
+    /// A copy of all records.
+    [[nodiscard]] std::vector<Record> records() const
+    {
+        std::vector<Record> copy;
+        copy.reserve(size_);
+        for (const std::unique_ptr<Chunk>& chunk : chunks_) {
+            const std::size_t count = std::min(CHUNK, size_ - copy.size());
+            copy.insert(copy.end(), chunk->records.begin(), chunk->records.begin() + count);
+        }
+        return copy;
     }
 
     /// What has changed since `forgetChanges` was called last.

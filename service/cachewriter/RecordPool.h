@@ -1,11 +1,11 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_LIVE_RECORDPOOL_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_LIVE_RECORDPOOL_H
+#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_RECORDPOOL_H
+#define KEEPSAFE_SANDBOX_CACHEWRITER_RECORDPOOL_H
 
 #include <cstddef>
 #include <cstring>
 #include <type_traits>
 
-#include "cachewriter/live/RecordFile.h"
+#include "cachewriter/RecordFile.h"
 
 namespace keepsafe_sandbox {
 
@@ -25,6 +25,7 @@ public:
     using File::changes;
     using File::File;
     using File::forgetChanges;
+    using File::records;
     using File::set;
     using File::size;
     using File::whole;

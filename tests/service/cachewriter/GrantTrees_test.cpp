@@ -1,4 +1,4 @@
-#include "cachewriter/live/GrantTrees.h"
+#include "cachewriter/GrantTrees.h"
 
 #include <cstdint>
 #include <string>
@@ -29,12 +29,6 @@ Grants grantsOf(const std::vector<std::pair<std::int32_t, std::int32_t>>& rolesA
     return grants;
 }
 
-/// A use that the test gives back by `release`.
-NodeOffset hold(GrantTrees& trees, const Grants& grants)
-{
-    return GrantTrees::Use(trees, grants).exchange(0);
-}
-
 std::size_t recordsInUse(const GrantTrees& trees)
 {
     return trees.nodes().size() - 1 - trees.nodes().freeCount();
@@ -61,7 +55,7 @@ std::vector<std::pair<std::int32_t, NodeOffset>> entries(const GrantTrees& trees
 TEST(GrantTrees, SayWhichBitsWhichRolesHold)
 {
     GrantTrees trees;
-    const auto roles = entries(trees, hold(trees, grantsOf({{7, 37}, {-1, 0}, {7, 33}, {7, -1}})));
+    const auto roles = entries(trees, trees.hold(grantsOf({{7, 37}, {-1, 0}, {7, 33}, {7, -1}})));
 
     ASSERT_EQ(roles.size(), 2U);
     EXPECT_EQ(roles[0].first, -1);
@@ -71,11 +65,34 @@ TEST(GrantTrees, SayWhichBitsWhichRolesHold)
                 ElementsAre(std::pair(1, (1U << 5U) | (1U << 1U)), std::pair(0x07FFFFFF, 1U << 31U)));
 }
 
+TEST(GrantTrees, OrderRolesAsSignedNumbers)
+{
+    GrantTrees trees;
+    const auto roles =
+        entries(trees, trees.hold(grantsOf({{5, 0}, {-7, 1}, {2147483647, 3}, {-2147483647 - 1, 3}})));
+    std::vector<std::int32_t> keys;
+    for (const auto& role : roles) {
+        keys.push_back(role.first);
+    }
+    EXPECT_THAT(keys, ElementsAre(-2147483647 - 1, -7, 5, 2147483647));
+}
+
+TEST(GrantTrees, LieInOnePieceWithTheirRootsFirst)
+{
+    GrantTrees trees;
+    Grants grants;
+    for (std::int32_t role = 0; role < 100; ++role) {
+        grants.add(role, Operation{1});
+    }
+    EXPECT_EQ(trees.hold(grants), 2 * sizeof(BitsNode)) << "right after the one word tree";
+    EXPECT_EQ(trees.nodes().records().size(), 1U + 1U + 100U);
+}
+
 TEST(GrantTrees, NoGrantsNeedNoTree)
 {
     GrantTrees trees;
 
-    EXPECT_EQ(hold(trees, {}), 0U);
+    EXPECT_EQ(trees.hold({}), 0U);
     trees.release(0);
     EXPECT_EQ(trees.nodes().size(), 1U);
 }
@@ -84,8 +101,8 @@ TEST(GrantTrees, EqualGrantsShareATreeUntilTheLastUseEnds)
 {
     GrantTrees trees;
     const Grants grants = grantsOf({{1, 5}, {2, 5}, {3, 700}});
-    const NodeOffset tree = hold(trees, grants);
-    EXPECT_EQ(hold(trees, grants), tree);
+    const NodeOffset tree = trees.hold(grants);
+    EXPECT_EQ(trees.hold(grants), tree);
     EXPECT_EQ(recordsInUse(trees), 3U + 2U) << "three roles, two word trees";
 
     trees.release(tree);
@@ -97,8 +114,8 @@ TEST(GrantTrees, EqualGrantsShareATreeUntilTheLastUseEnds)
 TEST(GrantTrees, AWordTreeStaysWhileAnyRoleTreeRefersToIt)
 {
     GrantTrees trees;
-    const NodeOffset first = hold(trees, grantsOf({{1, 5}, {2, 5}}));
-    const NodeOffset second = hold(trees, grantsOf({{3, 5}}));
+    const NodeOffset first = trees.hold(grantsOf({{1, 5}, {2, 5}}));
+    const NodeOffset second = trees.hold(grantsOf({{3, 5}}));
     const NodeOffset words = entries(trees, second)[0].second;
     ASSERT_EQ(entries(trees, first)[1].second, words);
 
@@ -113,9 +130,9 @@ TEST(GrantTrees, ARoleTreeIsNeverAWordTreeThoughItsBytesAreTheSame)
 {
     GrantTrees trees;
     // The role tree's one entry is role 9 with a word tree at 24; the second's words are the word 9, bits 24.
-    const NodeOffset first = hold(trees, grantsOf({{9, 5}}));
+    const NodeOffset first = trees.hold(grantsOf({{9, 5}}));
     ASSERT_THAT(entries(trees, first), ElementsAre(std::pair(9, 24U)));
-    const NodeOffset second = hold(trees, grantsOf({{1, 9 * 32 + 3}, {1, 9 * 32 + 4}}));
+    const NodeOffset second = trees.hold(grantsOf({{1, 9 * 32 + 3}, {1, 9 * 32 + 4}}));
 
     EXPECT_NE(entries(trees, second)[0].second, first);
     trees.release(first);
@@ -132,7 +149,7 @@ TEST(GrantTrees, UseRecordsAgain)
         held.reserve(50);
         for (std::int32_t tree = 0; tree < 50; ++tree) {
             held.push_back(
-                hold(trees, grantsOf({{number, tree}, {number + 1, 50 * tree}, {tree - 100, number}})));
+                trees.hold(grantsOf({{number, tree}, {number + 1, 50 * tree}, {tree - 100, number}})));
         }
         for (const NodeOffset tree : held) {
             trees.release(tree);
@@ -151,19 +168,19 @@ TEST(GrantTrees, UseRecordsAgain)
 TEST(GrantTrees, AreAsTheyWereWhenThereIsNoRoom)
 {
     GrantTrees trees(1 + 4);
-    const NodeOffset known = hold(trees, grantsOf({{1, 5}}));
+    const NodeOffset known = trees.hold(grantsOf({{1, 5}}));
     ASSERT_EQ(recordsInUse(trees), 2U);
 
     // The role tree, the second word tree of two, and the first of two do not fit.
-    EXPECT_THROW(hold(trees, grantsOf({{1, 6}, {2, 6}})), InputError);
-    EXPECT_THROW(hold(trees, grantsOf({{1, 6}, {2, 7}, {3, 8}})), InputError);
-    EXPECT_THROW(hold(trees, grantsOf({{1, 0}, {1, 32}, {1, 64}})), InputError);
+    EXPECT_THROW(trees.hold(grantsOf({{1, 6}, {2, 6}})), InputError);
+    EXPECT_THROW(trees.hold(grantsOf({{1, 6}, {2, 7}, {3, 8}})), InputError);
+    EXPECT_THROW(trees.hold(grantsOf({{1, 0}, {1, 32}, {1, 64}})), InputError);
 
     EXPECT_EQ(recordsInUse(trees), 2U);
     EXPECT_THAT(entries(trees, entries(trees, known)[0].second), ElementsAre(std::pair(0, 1U << 5U)));
     trees.release(known);
     EXPECT_EQ(recordsInUse(trees), 0U);
-    EXPECT_NE(hold(trees, grantsOf({{1, 6}, {2, 6}})), 0U);
+    EXPECT_NE(trees.hold(grantsOf({{1, 6}, {2, 6}})), 0U);
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "cachewriter/live/RecordPool.h"
+#include "cachewriter/RecordPool.h"
 
 #include <algorithm>
 #include <cstdint>

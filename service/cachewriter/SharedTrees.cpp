@@ -1,4 +1,4 @@
-#include "cachewriter/live/SharedTrees.h"
+#include "cachewriter/SharedTrees.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "cachewriter/live/GrantTrees.h"
+#include "cachewriter/GrantTrees.h"
 
 namespace keepsafe_sandbox {
 
