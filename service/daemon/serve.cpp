@@ -1,6 +1,8 @@
 #include "daemon/serve.h"
 
+#include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <future>
 #include <iostream>
@@ -12,6 +14,7 @@
 
 #include "accesscontrol/AccessControl.h"
 #include "daemon/ServiceLock.h"
+#include "daemon/run_program.h"
 #include "daemon/service_manager.h"
 #include "database/schema.h"
 #include "files/PosixFileSystem.h"
@@ -49,12 +52,13 @@ private:
     sigset_t signals_{};
 };
 
-/// Serves until a signal arrives; throws if something else ends the listener.
+/// Serves until a signal arrives; throws if something else ends the listener. A request that takes too long
+/// does not hold up the end of the program: it stays unanswered, as when the service is killed.
 void serveUntilSignal(HttpsListener& listener, const EndSignals& signals)
 {
-    std::future<void> serving = std::async(std::launch::async, [&listener] {
+    std::future<bool> serving = std::async(std::launch::async, [&listener] {
         try {
-            listener.run();
+            return listener.run();
         } catch (...) {
             EndSignals::raise();
             throw;
@@ -62,7 +66,11 @@ void serveUntilSignal(HttpsListener& listener, const EndSignals& signals)
     });
     signals.wait();
     listener.stop();
-    serving.get();
+    if (!serving.get()) {
+        std::cerr << program_invocation_short_name << ": ended while requests were being carried out"
+                  << std::endl;
+        std::_Exit(EXIT_REFUSED);
+    }
 }
 
 } // namespace

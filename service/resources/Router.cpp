@@ -98,7 +98,7 @@ ServiceResponse Router::route(const ServiceRequest& request) const
             continue;
         }
         if (request.body.size() > mostBodyBytes(request.target)) {
-            return protocolErrorResponse(413);
+            return protocolErrorResponse(413, "the request's body is too long");
         }
         if (!request.body.empty() && !isJsonType(request.contentType)) {
             return protocolErrorResponse(415, "the body's media type " + shown(request.contentType) +

@@ -36,22 +36,6 @@ void require(bool done)
     }
 }
 
-std::string defaultMessage(int httpStatus)
-{
-    switch (httpStatus) {
-    case 400:
-        return "not a request that HTTP allows";
-    case 413:
-        return "the request's body is too long";
-    case 414:
-        return "the request's target is too long";
-    case 416:
-        return "the request's range cannot be read";
-    default:
-        return "the request cannot be answered";
-    }
-}
-
 } // namespace
 
 ServiceResponse errorResponse(int httpStatus, int errorCode, const std::string& message,
@@ -97,11 +81,6 @@ ServiceResponse refusalResponse(const Refusal& refusal)
 ServiceResponse protocolErrorResponse(int httpStatus, const std::string& message)
 {
     return errorResponse(httpStatus, Status::INVALID_ARGUMENT, message);
-}
-
-ServiceResponse protocolErrorResponse(int httpStatus)
-{
-    return protocolErrorResponse(httpStatus, defaultMessage(httpStatus));
 }
 
 ServiceResponse responseFor(const std::exception_ptr& error)

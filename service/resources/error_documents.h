@@ -21,7 +21,6 @@ namespace keepsafe_sandbox {
 [[nodiscard]] ServiceResponse refusalResponse(const Refusal& refusal);
 
 /// For a request that breaks a rule of HTTP or a limit of the service, by its HTTP status.
-[[nodiscard]] ServiceResponse protocolErrorResponse(int httpStatus);
 [[nodiscard]] ServiceResponse protocolErrorResponse(int httpStatus, const std::string& message);
 
 /// For whatever a resource has thrown.

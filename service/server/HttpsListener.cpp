@@ -1,294 +1,300 @@
 #include "server/HttpsListener.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <deque>
 #include <exception>
 #include <future>
+#include <iterator>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
 #include <system_error>
 #include <thread>
 #include <utility>
+#include <vector>
 
-#include <httplib.h>
-#include <netdb.h>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <fcntl.h>
+#include <sys/socket.h>
 
-#include "errors/InputError.h"
-#include "openssl/openssl_error.h"
+#include <keepsafe/platform/log/logmsg.h>
+
 #include "resources/error_documents.h"
 #include "server/OpenConnections.h"
-#include "server/request_framing.h"
 
 namespace keepsafe_sandbox {
 
 namespace {
 
-constexpr char JSON_TYPE[] = "application/json";
-constexpr time_t KEEP_ALIVE_SECONDS = 60;
-constexpr std::size_t MOST_REQUESTS_PER_CONNECTION = 1000000;
-constexpr time_t IO_TIMEOUT_SECONDS = 30;
-constexpr int BACKLOG = 128;
-constexpr int FIRST_ERROR = 400;
+namespace net = boost::asio;
+using boost::system::error_code;
+using net::ip::tcp;
+using Clock = Connection::Clock;
 
-void requireUsable(bool isUsable, const std::string& file, const std::string& what)
+constexpr char TAG[] = "ksrbac-sandbox";
+constexpr int ERROR = 16;
+constexpr int BACKLOG = 1024;
+/// How often it is looked whether there is room again for connections.
+constexpr std::chrono::milliseconds RETRY(50);
+constexpr std::chrono::seconds BETWEEN_COMPLAINTS(60);
+
+/// What the system lacks may be there again in a moment.
+bool isShortage(int error)
 {
-    if (!isUsable) {
-        throw InputError(file + " cannot be used as " + what + ": " + takeOpensslReason());
-    }
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
 }
 
-void setUpTls(SSL_CTX& context, const ServerTlsFiles& files)
+/// The client has gone before it was accepted, as accept(2) lists it.
+bool isClientsFault(int error)
 {
-    constexpr char sessionContext[] = "ksrbac-sandbox";
-    requireUsable(SSL_CTX_set_min_proto_version(&context, TLS1_2_VERSION) == 1, files.certificate,
-                  "a certificate for TLS 1.2");
-    SSL_CTX_set_options(&context, SSL_OP_NO_COMPRESSION | SSL_OP_NO_RENEGOTIATION);
-    requireUsable(SSL_CTX_use_certificate_chain_file(&context, files.certificate.c_str()) == 1,
-                  files.certificate, "the server's certificate");
-    requireUsable(SSL_CTX_use_PrivateKey_file(&context, files.key.c_str(), SSL_FILETYPE_PEM) == 1, files.key,
-                  "the server's private key");
-    requireUsable(SSL_CTX_load_verify_locations(&context, files.clientAuthority.c_str(), nullptr) == 1,
-                  files.clientAuthority, "the clients' authority");
-    SSL_CTX_set_client_CA_list(&context, SSL_load_client_CA_file(files.clientAuthority.c_str()));
-    SSL_CTX_set_verify(&context, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
-    // Without a context of its own a resumed session, whose client has shown its certificate before, fails.
-    requireUsable(SSL_CTX_set_session_id_context(&context,
-                                                 reinterpret_cast<const unsigned char*>(sessionContext),
-                                                 sizeof sessionContext - 1) == 1,
-                  files.certificate, "a server's certificate");
-}
-
-void requireResolvable(const ListenAddress& address)
-{
-    addrinfo hints = {};
-    hints.ai_socktype = SOCK_STREAM;
-    hints.ai_flags = AI_PASSIVE;
-    addrinfo* found = nullptr;
-    const int error = ::getaddrinfo(address.host.c_str(), nullptr, &hints, &found);
-    if (error != 0) {
-        throw std::runtime_error("cannot listen on " + address.text() + ": " + ::gai_strerror(error));
-    }
-    ::freeaddrinfo(found);
-}
-
-/// Fills the response; a connection whose next request cannot be told from what is left of this one ends
-/// with it.
-void respond(httplib::Response& response, const ServiceResponse& answer, bool endsConnection)
-{
-    response.status = answer.status;
-    if (!answer.allowedMethods.empty()) {
-        response.set_header("Allow", answer.allowedMethods);
-    }
-    if (!endsConnection) {
-        if (!answer.body.empty()) {
-            response.set_content(answer.body, JSON_TYPE);
-        }
-        return;
-    }
-    response.set_header("Connection", "close");
-    // The library closes when a body cannot be provided to its end: this one fails behind it.
-    response.set_content_provider(
-        answer.body.size(), JSON_TYPE,
-        [body = answer.body](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
-            sink.write(body.data() + offset, length);
-            return false;
-        });
+    constexpr int ofNetwork[] = {EAGAIN,      EINTR,     ECONNABORTED, EPROTO,       EPERM,      ENETDOWN,
+                                 ENOPROTOOPT, EHOSTDOWN, ENONET,       EHOSTUNREACH, EOPNOTSUPP, ENETUNREACH};
+    return std::find(std::begin(ofNetwork), std::end(ofNetwork), error) != std::end(ofNetwork);
 }
 
 } // namespace
 
-class HttpsListener::Server : public httplib::SSLServer {
+class HttpsListener::Server final : public ConnectionHost {
 public:
-    /// `tlsFault` is what the library's set-up, which an exception must not leave, has met.
     Server(const ListenAddress& address, const ServerTlsFiles& files, RequestAnswerer answerer,
-           std::exception_ptr tlsFault = nullptr)
-        : SSLServer([&files, &tlsFault](SSL_CTX& context) {
-              try {
-                  setUpTls(context, files);
-                  return true;
-              } catch (...) {
-                  tlsFault = std::current_exception();
-                  return false;
-              }
-          }),
-          address_(address), answerer_(std::move(answerer))
+           const ServerLimits& limits)
+        : address_(address), limits_(limits), answerer_(std::move(answerer))
     {
-        if (tlsFault != nullptr) {
-            std::rethrow_exception(tlsFault);
-        }
-        if (ssl_context() == nullptr) {
-            throwOpensslError("set up TLS");
-        }
-        connections_.follow(*ssl_context());
-        setLimits();
-        setHandlers();
-        bind();
+        setUpTls(*tls_.native_handle(), files);
+        listen();
     }
 
-    void run()
+    ~Server() override
     {
-        hasBegun_.set_value();
-        const bool hasEndedWell = listen_after_bind();
-        hasEnded_ = true;
-        if (!hasEndedWell) {
-            throw std::runtime_error("cannot accept connections on " + address_.text() + " any more");
+        io_.stop();
+        for (std::thread& thread : threads_) {
+            thread.join();
         }
     }
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
 
-    /// The library can only be stopped between its beginning and its end, which come at any time.
-    void endRun()
+    bool run()
     {
-        hasBegun_.get_future().wait();
-        while (!is_running() && !hasEnded_) {
-            std::this_thread::yield();
+        accept();
+        // One more than answer at a time: there is always one that waits for the clients.
+        while (threads_.size() <= limits_.workers) {
+            threads_.emplace_back([this] { work(); });
         }
-        stop();
-        connections_.endWaiting();
+        return hasAnsweredAll_.get_future().get();
+    }
+
+    void stop()
+    {
+        net::post(io_, [this] { end(); });
     }
 
 private:
-    void setLimits()
+    struct Job {
+        std::shared_ptr<Connection> connection;
+        ServiceRequest request;
+    };
+
+    /// At the first address of the host that this is possible at.
+    void listen()
     {
-        set_tcp_nodelay(true);
-        set_keep_alive_max_count(MOST_REQUESTS_PER_CONNECTION);
-        set_keep_alive_timeout(KEEP_ALIVE_SECONDS);
-        set_read_timeout(IO_TIMEOUT_SECONDS);
-        set_write_timeout(IO_TIMEOUT_SECONDS);
-        new_task_queue = [] { return new httplib::ThreadPool(CONNECTIONS_AT_A_TIME); };
-        // Not the library's SO_REUSEPORT: with it two servers share an address, and each gets half.
-        set_socket_options([](int socket) {
-            const int yes = 1;
-            ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-        });
+        error_code error;
+        for (const auto& entry : tcp::resolver(io_).resolve(address_.host, std::to_string(address_.port),
+                                                            tcp::resolver::passive, error)) {
+            error = listenAt(entry.endpoint());
+            if (!error) {
+                return;
+            }
+        }
+        throw std::runtime_error("cannot listen on " + address_.text() + ": " + error.message());
     }
 
-    void setHandlers()
+    error_code listenAt(const tcp::endpoint& endpoint)
+    try {
+        acceptor_ = tcp::acceptor(io_, endpoint.protocol());
+        ::fcntl(acceptor_.native_handle(), F_SETFD, FD_CLOEXEC);
+        acceptor_.set_option(tcp::acceptor::reuse_address(true));
+        acceptor_.bind(endpoint);
+        acceptor_.listen(BACKLOG);
+        acceptor_.non_blocking(true);
+        return {};
+    } catch (const boost::system::system_error& error) {
+        return error.code();
+    }
+
+    void accept()
     {
-        set_expect_100_continue_handler([this](const httplib::Request& request, httplib::Response& response) {
-            constexpr int goOn = 100;
-            return refuseFraming(request, response) ? response.status : goOn;
-        });
-        set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
-            connections_.beginRequest(request.ssl);
-            return begin(request, response) ? HandlerResponse::Handled : HandlerResponse::Unhandled;
-        });
-        // The one that is called when a response has been sent; also after one to what is no proper request.
-        set_logger([this](const httplib::Request& request, const httplib::Response& /*response*/) {
-            if (request.ssl != nullptr) {
-                connections_.endRequest(request.ssl);
+        if (!open_.makeRoomForStranger()) {
+            return acceptAgainIn(RETRY);
+        }
+        acceptor_.async_wait(tcp::acceptor::wait_read, [this](const error_code& error) {
+            if (!error) {
+                acceptOne();
             }
         });
-        const HandlerWithResponse describe = [](const httplib::Request& request,
-                                                httplib::Response& response) {
-            clearRanges(request);
-            if (response.body.empty() && !response.content_provider_) {
-                respond(response, protocolErrorResponse(response.status), true);
+    }
+
+    void acceptAgainIn(std::chrono::milliseconds time)
+    {
+        retry_.expires_after(time);
+        retry_.async_wait([this](const error_code& error) {
+            if (!error && !isEnding_) {
+                accept();
             }
-            return HandlerResponse::Handled;
-        };
-        set_error_handler(describe);
-        const HandlerWithContentReader take =
-            [this](const httplib::Request& request, httplib::Response& response,
-                   const httplib::ContentReader& reader) { answerWithBody(request, response, reader); };
-        Post(ANY_PATH, take);
-        Put(ANY_PATH, take);
-        Patch(ANY_PATH, take);
-    }
-
-    void bind()
-    {
-        requireResolvable(address_);
-        errno = 0;
-        if (!bind_to_port(address_.host, address_.port)) {
-            const std::string reason =
-                errno == 0 ? "the address cannot be used" : std::generic_category().message(errno);
-            throw std::runtime_error("cannot listen on " + address_.text() + ": " + reason);
-        }
-        // The library's own backlog of 5 makes clients that come at once wait for a second.
-        ::listen(svr_sock_, BACKLOG);
-    }
-
-    /// A range of a response is asked for where there is nothing of which one could have a part.
-    static void clearRanges(const httplib::Request& request)
-    {
-        const_cast<httplib::Request&>(request).ranges.clear(); // the library's own, and not const there
-    }
-
-    bool refuseFraming(const httplib::Request& request, httplib::Response& response) const
-    {
-        const std::optional<FramingFault> fault =
-            findFramingFault(request, answerer_.mostBodyBytes(request.target));
-        if (fault) {
-            respond(response, protocolErrorResponse(fault->httpStatus, fault->message), true);
-        }
-        return fault.has_value();
-    }
-
-    /// Answers what can be answered without reading on.
-    bool begin(const httplib::Request& request, httplib::Response& response) const
-    {
-        clearRanges(request);
-        if (refuseFraming(request, response)) {
-            return true;
-        }
-        if (hasBody(request)) {
-            // The service routes by the target as it came. The library's own routing would run a regular
-            // expression over the path, whatever a client has put there.
-            const_cast<httplib::Request&>(request).path = ANY_PATH;
-            return false;
-        }
-        answer(request, "", response);
-        return true;
-    }
-
-    void answerWithBody(const httplib::Request& request, httplib::Response& response,
-                        const httplib::ContentReader& reader) const
-    {
-        const std::size_t most = answerer_.mostBodyBytes(request.target);
-        std::string body;
-        bool isTooLong = false;
-        const bool isWhole = reader([&](const char* data, std::size_t length) {
-            isTooLong = length > most - body.size();
-            if (!isTooLong) {
-                body.append(data, length);
-            }
-            return !isTooLong;
         });
-        if (isTooLong) {
-            respond(response, protocolErrorResponse(413), true);
-        } else if (!isWhole) {
-            respond(response, protocolErrorResponse(FIRST_ERROR, "the request's body does not end well"),
-                    true);
+    }
+
+    /// Not the library's way to accept, which leaves descriptors open across exec.
+    void acceptOne()
+    {
+        const int descriptor =
+            ::accept4(acceptor_.native_handle(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+        const int error = errno;
+        if (descriptor != -1) {
+            begin(descriptor);
+            accept();
+        } else if (isClientsFault(error)) {
+            accept();
+        } else if (isShortage(error)) {
+            complain(error);
+            acceptAgainIn(RETRY);
         } else {
-            answer(request, body, response);
+            throw std::runtime_error("cannot accept connections on " + address_.text() +
+                                     " any more: " + std::generic_category().message(error));
         }
     }
 
-    void answer(const httplib::Request& request, const std::string& body, httplib::Response& response) const
+    void begin(int descriptor)
     {
-        respond(response,
-                answerer_.answer(
-                    {request.method, request.target, request.get_header_value("Content-Type"), body}),
-                false);
+        tcp::socket socket(io_, acceptor_.local_endpoint().protocol(), descriptor);
+        error_code ignored;
+        socket.set_option(tcp::no_delay(true), ignored);
+        const auto connection =
+            std::make_shared<Connection>(std::move(socket), tls_, limits_, answerer_.mostBodyBytes, *this);
+        open_.add(*connection);
+        connection->begin();
     }
 
-    static constexpr char ANY_PATH[] = "/";
+    void complain(int error)
+    {
+        if (Clock::now() >= nextComplaint_) {
+            nextComplaint_ = Clock::now() + BETWEEN_COMPLAINTS;
+            logmsgf(ERROR, TAG, "cannot accept connections on %s for now: %s", address_.text().c_str(),
+                    std::generic_category().message(error).c_str());
+        }
+    }
+
+    void welcome() override { open_.makeRoomForClient(); }
+
+    void answer(const std::shared_ptr<Connection>& connection, ServiceRequest request) override
+    {
+        waiting_.push_back({connection, std::move(request)});
+    }
+
+    void work()
+    {
+        while (const std::optional<Job> job = lead()) {
+            const unsigned number = job->connection->respond(answered(job->request));
+            net::post(io_, [this, connection = job->connection, number] {
+                --answering_;
+                connection->awaitSent(number);
+            });
+        }
+    }
+
+    /// Waits for the clients, as one thread at a time does, until there is a request for this one to answer;
+    /// another thread takes over then. So a request is answered by the thread that has received it, as a
+    /// rule: to wake a second one takes longer than most answers. Nothing when the server has ended.
+    std::optional<Job> lead()
+    {
+        const std::lock_guard<std::mutex> leader(leader_);
+        try {
+            while (!io_.stopped() && (waiting_.empty() || answering_ == limits_.workers)) {
+                io_.run_one();
+            }
+        } catch (...) {
+            io_.stop();
+            hasAnsweredAll_.set_exception(std::current_exception());
+        }
+        if (io_.stopped()) {
+            return std::nullopt;
+        }
+        Job job = std::move(waiting_.front());
+        waiting_.pop_front();
+        ++answering_;
+        return job;
+    }
+
+    [[nodiscard]] ServiceResponse answered(const ServiceRequest& request) const
+    {
+        try {
+            return answerer_.answer(request);
+        } catch (...) {
+            return responseFor(std::current_exception());
+        }
+    }
+
+    [[nodiscard]] bool isEnding() const override { return isEnding_; }
+
+    void leave(Connection& connection) override
+    {
+        open_.remove(connection);
+        if (isEnding_ && open_.isEmpty()) {
+            finish();
+        }
+    }
+
+    void end()
+    {
+        isEnding_ = true;
+        acceptor_.close();
+        open_.closeThoseThatWait();
+        if (open_.isEmpty()) {
+            finish();
+        }
+        retry_.expires_after(limits_.stop);
+        retry_.async_wait([this](const error_code& /*error*/) { finish(); });
+    }
+
+    void finish()
+    {
+        if (!io_.stopped()) {
+            io_.stop();
+            hasAnsweredAll_.set_value(!open_.isAnyAnswering());
+        }
+    }
 
     const ListenAddress address_;
+    const ServerLimits limits_;
     const RequestAnswerer answerer_;
-    OpenConnections connections_;
-    std::promise<void> hasBegun_;
-    std::atomic<bool> hasEnded_ = false;
+    net::io_context io_;
+    const net::executor_work_guard<net::io_context::executor_type> work_ = net::make_work_guard(io_);
+    net::ssl::context tls_{net::ssl::context::tls_server};
+    tcp::acceptor acceptor_{io_};
+    net::steady_timer retry_{io_}; ///< of accepting; at the end, when nothing is waited for any more
+    Clock::time_point nextComplaint_;
+    OpenConnections open_{limits_};
+    std::atomic<bool> isEnding_ = false;
+    std::promise<bool> hasAnsweredAll_;
+    std::mutex leader_; ///< guards all of the above that is not constant, once the threads are there
+    std::deque<Job> waiting_;
+    std::size_t answering_ = 0;
+    std::vector<std::thread> threads_;
 };
 
 HttpsListener::HttpsListener(const ListenAddress& address, const ServerTlsFiles& files,
-                             RequestAnswerer answerer)
-    : server_(std::make_unique<Server>(address, files, std::move(answerer)))
+                             RequestAnswerer answerer, const ServerLimits& limits)
+    : server_(std::make_unique<Server>(address, files, std::move(answerer), limits))
 {
 }
 
 HttpsListener::~HttpsListener() = default;
 
-void HttpsListener::run() { server_->run(); }
+bool HttpsListener::run() { return server_->run(); }
 
-void HttpsListener::stop() { server_->endRun(); }
+void HttpsListener::stop() { server_->stop(); }
 
 } // namespace keepsafe_sandbox

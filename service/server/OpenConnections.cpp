@@ -1,98 +1,80 @@
 #include "server/OpenConnections.h"
 
-#include <sys/socket.h>
+#include <algorithm>
+#include <tuple>
 
 namespace keepsafe_sandbox {
 
+using Phase = Connection::Phase;
+
 namespace {
 
-/// The place of the `OpenConnections` in a context, and of the same in a connection that it knows.
-int newContextIndex() { return SSL_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr); }
-
-int contextIndex()
-{
-    static const int index = newContextIndex();
-    return index;
-}
+bool isStranger(const Connection& connection) { return connection.phase() == Phase::Handshake; }
 
 } // namespace
 
-int OpenConnections::exDataIndex()
+bool OpenConnections::makeRoomForStranger()
 {
-    // The library frees a connection's TLS state before it closes the socket, so the number cannot belong to
-    // another connection yet.
-    static const int index = SSL_get_ex_new_index(0, nullptr, nullptr, nullptr,
-                                                  [](void* parent, void* value, CRYPTO_EX_DATA* /*data*/,
-                                                     int /*index*/, long /*number*/, void* /*argument*/) {
-                                                      if (value != nullptr) {
-                                                          static_cast<OpenConnections*>(value)->closed(
-                                                              SSL_get_fd(static_cast<SSL*>(parent)));
-                                                      }
-                                                  });
-    return index;
+    if (count(true) >= limits_.strangers) {
+        Connection* const leaving = mostDispensable(true);
+        if (leaving == nullptr) {
+            return false;
+        }
+        leaving->close();
+    }
+    return count(false) < limits_.connections || mostDispensable(false) != nullptr;
 }
 
-void OpenConnections::onProgress(const SSL* connection, int where, int /*result*/)
+void OpenConnections::makeRoomForClient()
 {
-    if ((where & SSL_CB_HANDSHAKE_START) == 0 || SSL_get_ex_data(connection, exDataIndex()) != nullptr) {
-        return;
-    }
-    auto* const connections =
-        static_cast<OpenConnections*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(connection), contextIndex()));
-    // The callback is handed a const connection, and it is the library's business whether it is one.
-    if (SSL_set_ex_data(const_cast<SSL*>(connection), exDataIndex(), connections) == 1) {
-        connections->opened(SSL_get_fd(connection));
+    Connection* const leaving = count(false) < limits_.connections ? nullptr : mostDispensable(false);
+    if (leaving != nullptr) {
+        leaving->close();
     }
 }
 
-void OpenConnections::follow(SSL_CTX& context)
+void OpenConnections::closeThoseThatWait()
 {
-    SSL_CTX_set_ex_data(&context, contextIndex(), this);
-    SSL_CTX_set_info_callback(&context, onProgress);
-}
-
-void OpenConnections::opened(int socket)
-{
-    const std::lock_guard<std::mutex> guard(mutex_);
-    isAnswering_[socket] = false;
-    endIfWaiting(socket);
-}
-
-void OpenConnections::closed(int socket)
-{
-    const std::lock_guard<std::mutex> guard(mutex_);
-    isAnswering_.erase(socket);
-}
-
-void OpenConnections::beginRequest(const SSL* connection)
-{
-    const std::lock_guard<std::mutex> guard(mutex_);
-    isAnswering_[SSL_get_fd(connection)] = true;
-}
-
-void OpenConnections::endRequest(const SSL* connection)
-{
-    const int socket = SSL_get_fd(connection);
-    const std::lock_guard<std::mutex> guard(mutex_);
-    isAnswering_[socket] = false;
-    endIfWaiting(socket);
-}
-
-void OpenConnections::endWaiting()
-{
-    const std::lock_guard<std::mutex> guard(mutex_);
-    isEnding_ = true;
-    for (const auto& connection : isAnswering_) {
-        endIfWaiting(connection.first);
+    const std::set<Connection*> open = open_;
+    for (Connection* const connection : open) {
+        if (connection->phase() != Phase::Answering && connection->phase() != Phase::Sending) {
+            connection->close();
+        }
     }
 }
 
-void OpenConnections::endIfWaiting(int socket) const
+bool OpenConnections::isAnyAnswering() const
 {
-    // Not while a request is answered: the library sends no response where nothing more can be read.
-    if (isEnding_ && !isAnswering_.at(socket)) {
-        ::shutdown(socket, SHUT_RD);
+    return std::any_of(open_.begin(), open_.end(),
+                       [](const Connection* each) { return each->phase() == Phase::Answering; });
+}
+
+std::size_t OpenConnections::count(bool ofStrangers) const
+{
+    const auto isOne = [ofStrangers](const Connection* each) { return isStranger(*each) == ofStrangers; };
+    return static_cast<std::size_t>(std::count_if(open_.begin(), open_.end(), isOne));
+}
+
+Connection* OpenConnections::mostDispensable(bool ofStrangers) const
+{
+    const auto order = [](const Connection& connection) {
+        return std::make_tuple(connection.phase() != Phase::Idle, connection.since());
+    };
+    Connection* found = nullptr;
+    for (Connection* const each : open_) {
+        if (isStranger(*each) == ofStrangers && isDispensable(*each) &&
+            (found == nullptr || order(*each) < order(*found))) {
+            found = each;
+        }
     }
+    return found;
+}
+
+bool OpenConnections::isDispensable(const Connection& connection) const
+{
+    return connection.phase() == Phase::Idle ||
+           (connection.phase() != Phase::Answering &&
+            Connection::Clock::now() - connection.since() >= limits_.grace);
 }
 
 } // namespace keepsafe_sandbox

@@ -1,45 +1,39 @@
-#ifndef KEEPSAFE_SANDBOX_SERVICE_OPENCONNECTIONS_H
-#define KEEPSAFE_SANDBOX_SERVICE_OPENCONNECTIONS_H
+#ifndef KEEPSAFE_SERVICE_SERVER_OPENCONNECTIONS_H
+#define KEEPSAFE_SERVICE_SERVER_OPENCONNECTIONS_H
 
-#include <map>
-#include <mutex>
+#include <set>
 
-#include <openssl/ssl.h>
+#include "server/Connection.h"
 
 namespace keepsafe_sandbox {
 
-/// The connections of a TLS server that are open. The HTTP library waits on idle ones until its keep-alive
-/// time is over, also when it has been told to stop; this knows them and can wake it. Any thread.
+/// The connections of a server that are open, and which of them make room when there are too many. A
+/// stranger, whose handshake is not over, makes room for other strangers alone: who has no certificate drives
+/// out nobody who has one.
 class OpenConnections {
 public:
-    OpenConnections() = default;
-    OpenConnections(const OpenConnections&) = delete;
-    OpenConnections& operator=(const OpenConnections&) = delete;
+    explicit OpenConnections(const ServerLimits& limits) : limits_(limits) {}
 
-    /// Follows the connections made with the context from here on. The object must outlive them.
-    void follow(SSL_CTX& context);
+    void add(Connection& connection) { open_.insert(&connection); }
+    void remove(Connection& connection) { open_.erase(&connection); }
+    [[nodiscard]] bool isEmpty() const noexcept { return open_.empty(); }
 
-    /// A request of the connection has come, and its response has been sent.
-    void beginRequest(const SSL* connection);
-    void endRequest(const SSL* connection);
+    /// Whether one more may be accepted, if need be in the place of a stranger.
+    bool makeRoomForStranger();
+    /// Before a stranger becomes a client. When all clients are busy, they are one more for a while.
+    void makeRoomForClient();
 
-    /// Ends the connections that wait for a request, now and later: idle ones at once, others when their
-    /// response has been sent.
-    void endWaiting();
+    void closeThoseThatWait();
+    [[nodiscard]] bool isAnyAnswering() const;
 
 private:
-    void opened(int socket);
-    void closed(int socket);
-    /// With the mutex held.
-    void endIfWaiting(int socket) const;
+    [[nodiscard]] std::size_t count(bool ofStrangers) const;
+    /// An idle one, or else the one that has been in its phase for longest. Null when all are busy.
+    [[nodiscard]] Connection* mostDispensable(bool ofStrangers) const;
+    [[nodiscard]] bool isDispensable(const Connection& connection) const;
 
-    static int exDataIndex();
-    static void onProgress(const SSL* connection, int where, int result);
-
-    std::mutex mutex_;
-    /// By socket, whether a request is being answered. Guarded by the mutex; sockets stay open meanwhile.
-    std::map<int, bool> isAnswering_;
-    bool isEnding_ = false;
+    const ServerLimits& limits_;
+    std::set<Connection*> open_;
 };
 
 } // namespace keepsafe_sandbox

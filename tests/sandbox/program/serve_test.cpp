@@ -10,8 +10,10 @@
 #include <vector>
 
 #include <boost/make_shared.hpp>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/rbac/api/ManagedObjects.h>
@@ -24,6 +26,7 @@
 
 #include "sandbox/support/RunningService.h"
 #include "support/CapturedLog.h"
+#include "support/Descriptor.h"
 
 namespace {
 
@@ -205,6 +208,46 @@ TEST_F(Service, EndsWith0AndIsBackAtTheSameAddressAtOnce)
     }
     EXPECT_EQ(service_.output(), "listening on https://" + service_.address() + ":1556\n");
     EXPECT_EQ(service_.errors(), "");
+}
+
+/// A process that has locked a file for reading and does nothing more.
+Process stoppedReader(const std::string& file)
+{
+    const keepsafe_test::Pipe isLocked;
+    Process reader = Process::fork([&] {
+        const keepsafe_test::Descriptor opened = keepsafe_test::openFile(file, O_RDONLY);
+        struct flock lock = {};
+        lock.l_type = F_RDLCK;
+        if (::fcntl(opened.get(), F_SETLKW, &lock) != 0 || ::write(isLocked.writeEnd.get(), "\n", 1) != 1) {
+            return 1;
+        }
+        for (;;) {
+            ::pause();
+        }
+    });
+    (void)keepsafe_test::readLine(isLocked.readEnd);
+    return reader;
+}
+
+TEST_F(Service, EndsInTimeWhileAChangeWaitsForAReaderThatHasStopped)
+{
+    const Role role = RoleAPI().create_role("viewer", "");
+    const Process reader =
+        stoppedReader(service_.path("wmc/webserver/temp/access-caches/service/manifest.json"));
+    std::thread change([&role] {
+        (void)statusOf([&role] {
+            (void)ManagedObjectAPI().add_access_definition(root_namespaces::KEEPSAFE, role,
+                                                           Propagation::OBJECT, operation(operations::VIEW));
+        });
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const auto begin = std::chrono::steady_clock::now();
+    service_.stop();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+    change.join();
+    reader.kill();
+    service_.start();
+    EXPECT_EQ(RoleAPI().get_role(role.id).name, "viewer");
 }
 
 TEST_F(Service, IsAloneInItsRootAndAtItsAddress)

@@ -3,21 +3,30 @@
 #include "server/HttpsListener.h"
 
 #include <chrono>
+#include <filesystem>
 #include <future>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include <arpa/inet.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
 
 #include <keepsafe/platform/http/KSClientCURL.h>
 
 #include "errors/InputError.h"
 #include "service/server/TlsConnection.h"
+#include "service/server/bad_requests.h"
+#include "support/CapturedLog.h"
 #include "support/Certificates.h"
+#include "support/Descriptor.h"
 #include "support/TempDir.h"
 #include "support/own_address.h"
 
@@ -26,38 +35,68 @@ namespace {
 using keepsafe_sandbox::HttpsListener;
 using keepsafe_sandbox::ListenAddress;
 using keepsafe_sandbox::RequestAnswerer;
+using keepsafe_sandbox::ServerLimits;
 using keepsafe_sandbox::ServerTlsFiles;
 using keepsafe_sandbox::ServiceRequest;
 using keepsafe_sandbox::ServiceResponse;
 using keepsafe_test::CertificateAuthority;
 using keepsafe_test::CertificateFiles;
+using keepsafe_test::Descriptor;
 using keepsafe_test::TlsConnection;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::Not;
+using testing::IsEmpty;
 using testing::StartsWith;
 
-constexpr std::size_t MOST_BODY = 1000;
+constexpr std::size_t MOST_BODY = keepsafe_test::BAD_REQUESTS_MOST_BODY;
+
+constexpr std::size_t LARGE = std::size_t(32) * 1024 * 1024;
+
+/// Seconds for a call.
+template <typename Call>
+double secondsOf(const Call& call)
+{
+    const auto begin = std::chrono::steady_clock::now();
+    call();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
+
+/// Sends a byte every few moments until the peer closes.
+template <typename Send>
+void trickle(const Send& send)
+{
+    while (send()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+}
 
 class Listener : public testing::Test {
 protected:
     Listener() { start(); }
     ~Listener() override { stop(); }
 
-    void start()
+    void start(const ServerLimits& limits = {})
     {
-        listener_ = std::make_unique<HttpsListener>(address_, files_, answerer());
-        running_ = std::async(std::launch::async, [this] { listener_->run(); });
+        listener_ = std::make_unique<HttpsListener>(address_, files_, answerer(), limits);
+        running_ = std::async(std::launch::async, [this] { return listener_->run(); });
+    }
+    void restart(const ServerLimits& limits)
+    {
+        stop();
+        start(limits);
     }
 
-    void stop()
+    /// Whether all requests were answered.
+    bool stop()
     {
-        if (listener_ != nullptr) {
-            listener_->stop();
-            running_.get();
-            listener_.reset();
+        if (listener_ == nullptr) {
+            return true;
         }
+        listener_->stop();
+        const bool hasAnsweredAll = running_.get();
+        listener_.reset();
+        return hasAnsweredAll;
     }
 
     RequestAnswerer answerer()
@@ -76,6 +115,9 @@ protected:
             slowBegan_.set_value();
             slowMayEnd_.get_future().wait();
         }
+        if (request.target == "/large") {
+            return {200, std::string(LARGE, 'x'), ""};
+        }
         if (request.target == "/none") {
             return {204, "", ""};
         }
@@ -89,6 +131,30 @@ protected:
     {
         const std::lock_guard<std::mutex> guard(mutex_);
         return requests_;
+    }
+
+    void waitForRequests(std::size_t count)
+    {
+        while (requests().size() < count) {
+            std::this_thread::yield();
+        }
+    }
+
+    /// A connection of TCP alone.
+    [[nodiscard]] Descriptor connectWithoutTls() const
+    {
+        Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        connectSocket(socket);
+        return socket;
+    }
+
+    void connectSocket(const Descriptor& socket) const
+    {
+        sockaddr_in peer = {};
+        peer.sin_family = AF_INET;
+        peer.sin_port = htons(static_cast<std::uint16_t>(address_.port));
+        ::inet_pton(AF_INET, address_.host.c_str(), &peer.sin_addr);
+        EXPECT_EQ(::connect(socket.get(), reinterpret_cast<const sockaddr*>(&peer), sizeof peer), 0);
     }
 
     [[nodiscard]] TlsConnection connect(const CertificateFiles& client, int mostVersion = 0) const
@@ -117,7 +183,7 @@ protected:
     std::promise<void> slowBegan_;
     std::promise<void> slowMayEnd_;
     std::unique_ptr<HttpsListener> listener_;
-    std::future<void> running_;
+    std::future<bool> running_;
 };
 
 const std::string GET = "GET /a%7Cb?c=%20 HTTP/1.1\r\nHost: x\r\n\r\n";
@@ -131,19 +197,20 @@ TEST_F(Listener, HandsOverTheTargetAsItCame)
 TEST_F(Listener, HandsOverBodiesOfEveryMethodThatHasOne)
 {
     for (const char* method : {"POST", "PUT", "PATCH"}) {
-        EXPECT_THAT(responseTo(std::string(method) + " /x HTTP/1.1\r\nContent-Length: 3\r\n\r\nabc"),
-                    HasSubstr("0123456789"));
+        EXPECT_THAT(
+            responseTo(std::string(method) + " /x HTTP/1.1\r\nHost: x\r\nContent-Length: 3\r\n\r\nabc"),
+            HasSubstr("0123456789"));
     }
-    EXPECT_THAT(
-        responseTo("POST /x HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nde\r\n1\r\nf\r\n0\r\n\r\n"),
-        HasSubstr("0123456789"));
+    EXPECT_THAT(responseTo("POST /x HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: "
+                           "chunked\r\n\r\n2\r\nde\r\n1\r\nf\r\n0\r\n\r\n"),
+                HasSubstr("0123456789"));
     EXPECT_THAT(requests(), ElementsAre("POST /x abc", "PUT /x abc", "PATCH /x abc", "POST /x def"));
 }
 
 TEST_F(Listener, HandsOverOddBytesOfTheTarget)
 {
     const std::string odd = "/a\xFF%zz%00%";
-    EXPECT_THAT(responseTo("GET " + odd + " HTTP/1.1\r\n\r\n"), StartsWith("HTTP/1.1 200 "));
+    EXPECT_THAT(responseTo("GET " + odd + " HTTP/1.1\r\nHost: x\r\n\r\n"), StartsWith("HTTP/1.1 200 "));
     EXPECT_THAT(requests(), ElementsAre("GET " + odd + ' '));
 }
 
@@ -159,16 +226,16 @@ TEST_F(Listener, KeepsAConnectionForManyRequests)
 
 TEST_F(Listener, SendsNoBodyWith204AndTheMethodsWith405)
 {
-    EXPECT_THAT(responseTo("GET /none HTTP/1.1\r\n\r\n"),
+    EXPECT_THAT(responseTo("GET /none HTTP/1.1\r\nHost: x\r\n\r\n"),
                 testing::AllOf(StartsWith("HTTP/1.1 204 No Content\r\n"), EndsWith("\r\n\r\n")));
     EXPECT_THAT(
-        responseTo("GET /teapot HTTP/1.1\r\n\r\n"),
+        responseTo("GET /teapot HTTP/1.1\r\nHost: x\r\n\r\n"),
         testing::AllOf(StartsWith("HTTP/1.1 405 "), HasSubstr("\r\nAllow: GET, PUT\r\n"), EndsWith("{}")));
 }
 
 TEST_F(Listener, SendsTheWholeDocumentWhateverRangeIsAskedFor)
 {
-    EXPECT_THAT(responseTo("GET /x HTTP/1.1\r\nRange: bytes=0-3\r\n\r\n"),
+    EXPECT_THAT(responseTo("GET /x HTTP/1.1\r\nHost: x\r\nRange: bytes=0-3\r\n\r\n"),
                 testing::AllOf(StartsWith("HTTP/1.1 200 OK\r\n"), HasSubstr("0123456789")));
 }
 
@@ -183,73 +250,21 @@ TEST_F(Listener, ResumesTlsSessions)
     EXPECT_TRUE(second.isResumed());
 }
 
-struct BadRequest {
-    const char* name;
-    std::string bytes;
-    int status;
-    const char* message;
-};
-
-void PrintTo(const BadRequest& request, std::ostream* stream) { *stream << request.name; }
-
-class BadRequests : public Listener, public testing::WithParamInterface<BadRequest> {};
-
-TEST_P(BadRequests, GetAnErrorDocumentAndTheEndOfTheConnection)
+TEST_F(Listener, AnswersBadRequestsWithAnErrorDocumentAndCloses)
 {
-    TlsConnection connection = connect();
-    connection.send(GetParam().bytes);
-    const std::string response = connection.response();
-    EXPECT_THAT(response, StartsWith("HTTP/1.1 " + std::to_string(GetParam().status) + ' '));
-    EXPECT_THAT(response, HasSubstr("\r\nContent-Type: application/json\r\n"));
-    EXPECT_THAT(response, EndsWith(std::string("\r\n\r\n{\"errorCode\":20,\"errorMessage\":\"") +
-                                   GetParam().message + "\"}"));
-    EXPECT_TRUE(connection.isClosed());
-    EXPECT_TRUE(requests().empty());
+    for (const keepsafe_test::BadRequest& bad : keepsafe_test::badRequests()) {
+        SCOPED_TRACE(bad.name);
+        TlsConnection connection = connect();
+        connection.send(bad.text + GET);
+        const std::string response = connection.response();
+        EXPECT_THAT(response, StartsWith("HTTP/1.1 " + std::to_string(bad.status) + ' '));
+        EXPECT_THAT(response, HasSubstr("\r\nConnection: close\r\nContent-Type: application/json\r\n"));
+        EXPECT_THAT(response,
+                    EndsWith(std::string("\r\n\r\n{\"errorCode\":20,\"errorMessage\":") + bad.message + '}'));
+        EXPECT_TRUE(connection.isClosed());
+    }
+    EXPECT_THAT(requests(), IsEmpty());
 }
-
-const char NOT_HTTP[] = "not a request that HTTP allows";
-const char TWICE[] = "the request says more than once how long its body is";
-const char TOO_LONG[] = "the request's body is too long";
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, BadRequests,
-    testing::Values(
-        BadRequest{"NoHttp", "hello\r\n\r\n", 400, NOT_HTTP},
-        BadRequest{"UnknownMethod", "BREW /x HTTP/1.1\r\n\r\n", 400, NOT_HTTP},
-        BadRequest{"UnknownVersion", "GET /x HTTP/3.0\r\n\r\n", 400, NOT_HTTP},
-        BadRequest{"TwoQuestionMarks", "GET /x?a?b HTTP/1.1\r\n\r\n", 400, NOT_HTTP},
-        BadRequest{"ZeroByte", std::string("GET /a\0b HTTP/1.1\r\n\r\n", 22), 400, NOT_HTTP},
-        BadRequest{"VeryLongTarget", "GET /" + std::string(9000, 'a') + " HTTP/1.1\r\n\r\n", 414,
-                   "the request's target is too long"},
-        BadRequest{"TwoLengths", "POST /x HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\nab", 400,
-                   TWICE},
-        BadRequest{"LengthAndChunks",
-                   "POST /x HTTP/1.1\r\nContent-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n",
-                   400, TWICE},
-        BadRequest{"OtherCoding", "POST /x HTTP/1.1\r\nTransfer-Encoding: gzip, chunked\r\n\r\n0\r\n\r\n",
-                   400, "the header Transfer-Encoding is not \\\"chunked\\\""},
-        BadRequest{"LengthIsNoNumber", "POST /x HTTP/1.1\r\nContent-Length: 1a\r\n\r\na", 400,
-                   "the header Content-Length is no number"},
-        BadRequest{"NegativeLength", "POST /x HTTP/1.1\r\nContent-Length: -1\r\n\r\na", 400,
-                   "the header Content-Length is no number"},
-        BadRequest{"HiddenRequest",
-                   "GET /x HTTP/1.1\r\nContent-Length: 28\r\n\r\nGET /hidden HTTP/1.1\r\nA: b\r\n\r\n", 400,
-                   "a request of this method has no body"},
-        BadRequest{"BodyOfDelete", "DELETE /x HTTP/1.1\r\nContent-Length: 1\r\n\r\na", 400,
-                   "a request of this method has no body"},
-        BadRequest{"CompressedBody",
-                   "POST /x HTTP/1.1\r\nContent-Encoding: gzip\r\nContent-Length: 1\r\n\r\na", 415,
-                   "the header Content-Encoding is not supported"},
-        BadRequest{"TooLong", "POST /x HTTP/1.1\r\nContent-Length: 1001\r\n\r\n", 413, TOO_LONG},
-        BadRequest{"TooLongAndAsksFirst",
-                   "POST /x HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: 1001\r\n\r\n", 413, TOO_LONG},
-        BadRequest{"TooLongInChunks",
-                   "POST /x HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n3E9\r\n" + std::string(1001, 'a') +
-                       "\r\n0\r\n\r\n",
-                   413, TOO_LONG},
-        BadRequest{"BadChunk", "POST /x HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n\r\n", 400,
-                   "the request's body does not end well"}),
-    [](const testing::TestParamInfo<BadRequest>& tested) { return std::string(tested.param.name); });
 
 TEST_F(Listener, RefusesAClientWithoutACertificateOrWithAForeignOne)
 {
@@ -304,33 +319,57 @@ TEST_F(Listener, NamesAFileThatCannotBeUsed)
     }
 }
 
-TEST_F(Listener, EndsAtOnceWhileClientsAreConnectedAndCanBeStartedAgain)
+TEST_F(Listener, EndsAtOnceWhateverItsClientsDoAndCanBeStartedAgain)
 {
-    TlsConnection idle = connect();
-    idle.send(GET);
-    (void)idle.response();
     for (int i = 0; i < 3; ++i) {
-        const auto begin = std::chrono::steady_clock::now();
-        stop();
-        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20))
-            << "keep-alive is a minute";
+        const Descriptor silent = connectWithoutTls();
+        TlsConnection idle = connect();
+        idle.send(GET);
+        (void)idle.response();
+        TlsConnection inHeader = connect();
+        inHeader.send("GET /x HTTP");
+        TlsConnection inBody = connect();
+        inBody.send("POST /x HTTP/1.1\r\nHost: x\r\nContent-Length: 100\r\n\r\na");
+        EXPECT_LT(secondsOf([this] { EXPECT_TRUE(stop()); }), 1);
+        EXPECT_TRUE(idle.isClosed() && inHeader.isClosed() && inBody.isClosed());
         start();
         EXPECT_THAT(responseTo(GET), StartsWith("HTTP/1.1 200 "));
     }
-    EXPECT_TRUE(idle.isClosed());
+}
+
+TEST_F(Listener, EndsInTimeWhenAClientDoesNotReadItsResponse)
+{
+    TlsConnection deaf = connect();
+    deaf.send("GET /large HTTP/1.1\r\nHost: x\r\n\r\n");
+    waitForRequests(1);
+    EXPECT_LT(secondsOf([this] { stop(); }), 2);
+}
+
+TEST_F(Listener, EndsInTimeAndSaysSoWhenARequestIsNotAnswered)
+{
+    TlsConnection slow = connect();
+    slow.send("GET /slow HTTP/1.1\r\nHost: x\r\n\r\n");
+    slowBegan_.get_future().wait();
+    EXPECT_LT(secondsOf([this] {
+                  listener_->stop();
+                  EXPECT_FALSE(running_.get());
+              }),
+              2);
+    slowMayEnd_.set_value();
+    listener_.reset();
 }
 
 TEST_F(Listener, AnswersWhatHasComeBeforeItEnds)
 {
     TlsConnection slow = connect();
-    slow.send("GET /slow HTTP/1.1\r\n\r\n");
+    slow.send("GET /slow HTTP/1.1\r\nHost: x\r\n\r\n");
     slowBegan_.get_future().wait();
-    std::future<void> stopping = std::async(std::launch::async, [this] { stop(); });
-    while (connect().tryExchange(GET) != "") { // until it has begun to end
+    std::future<bool> stopping = std::async(std::launch::async, [this] { return stop(); });
+    while (!connect().tryExchange(GET).empty()) { // until it has begun to end
     }
     slowMayEnd_.set_value();
     EXPECT_THAT(slow.response(), HasSubstr("0123456789"));
-    stopping.get();
+    EXPECT_TRUE(stopping.get());
 }
 
 TEST_F(Listener, CanBeStoppedBeforeItHasBegun)
@@ -338,14 +377,14 @@ TEST_F(Listener, CanBeStoppedBeforeItHasBegun)
     stop();
     HttpsListener other(address_, files_, answerer());
     std::future<void> stopping = std::async(std::launch::async, [&other] { other.stop(); });
-    other.run();
+    EXPECT_TRUE(other.run());
     stopping.get();
 }
 
 TEST_F(Listener, ServesManyConnectionsAtOnce)
 {
     std::vector<TlsConnection> connections;
-    for (int i = 0; i < 64; ++i) {
+    for (std::size_t i = 0; i < ServerLimits().connections; ++i) {
         connections.push_back(connect());
     }
     for (TlsConnection& connection : connections) {
@@ -353,6 +392,269 @@ TEST_F(Listener, ServesManyConnectionsAtOnce)
     }
     for (TlsConnection& connection : connections) {
         EXPECT_THAT(connection.response(), StartsWith("HTTP/1.1 200 "));
+    }
+}
+
+TEST_F(Listener, ServesEveryoneOfACrowd)
+{
+    constexpr int clients = 300;
+    std::vector<std::future<std::string>> answers;
+    answers.reserve(clients);
+    for (int i = 0; i < clients; ++i) {
+        answers.push_back(std::async(std::launch::async, [this] { return responseTo(GET); }));
+    }
+    for (std::future<std::string>& answer : answers) {
+        EXPECT_THAT(answer.get(), StartsWith("HTTP/1.1 200 "));
+    }
+}
+
+TEST_F(Listener, AnswersRequestsWhileOthersTakeLong)
+{
+    TlsConnection slow = connect();
+    slow.send("GET /slow HTTP/1.1\r\nHost: x\r\n\r\n");
+    slowBegan_.get_future().wait();
+    EXPECT_THAT(responseTo(GET), StartsWith("HTTP/1.1 200 "));
+    slowMayEnd_.set_value();
+    EXPECT_THAT(slow.response(), StartsWith("HTTP/1.1 200 "));
+}
+
+TEST_F(Listener, KeepsRequestsWaitingWhenAllWorkersAreBusy)
+{
+    ServerLimits limits;
+    limits.workers = 1;
+    restart(limits);
+    TlsConnection slow = connect();
+    slow.send("GET /slow HTTP/1.1\r\nHost: x\r\n\r\n");
+    slowBegan_.get_future().wait();
+    TlsConnection next = connect();
+    next.send(GET);
+    slowMayEnd_.set_value();
+    EXPECT_THAT(next.response(), StartsWith("HTTP/1.1 200 "));
+    EXPECT_THAT(slow.response(), StartsWith("HTTP/1.1 200 "));
+}
+
+/// More than there are places for.
+const int MANY_STRANGERS = static_cast<int>(ServerLimits().strangers) + 128;
+
+TEST_F(Listener, ServesAClientAtOnceAmongSilentStrangers)
+{
+    std::vector<Descriptor> strangers;
+    for (int i = 0; i < MANY_STRANGERS; ++i) {
+        strangers.push_back(connectWithoutTls());
+        ASSERT_EQ(::send(strangers.back().get(), "\x16", 1, MSG_NOSIGNAL), 1);
+    }
+    EXPECT_LT(secondsOf([this] { EXPECT_THAT(responseTo(GET), StartsWith("HTTP/1.1 200 ")); }), 2);
+}
+
+TEST_F(Listener, ServesAClientAtOnceAmongSilentClients)
+{
+    std::vector<TlsConnection> silent;
+    for (int i = 0; i < 160; ++i) {
+        silent.push_back(connect());
+        silent.back().send(i % 2 == 0 ? "G" : "");
+    }
+    EXPECT_LT(secondsOf([this] { EXPECT_THAT(responseTo(GET), StartsWith("HTTP/1.1 200 ")); }), 2);
+}
+
+TEST_F(Listener, LetsNoStrangerDriveOutAClient)
+{
+    TlsConnection client = connect();
+    std::vector<Descriptor> strangers;
+    for (int i = 0; i < MANY_STRANGERS; ++i) {
+        strangers.push_back(connectWithoutTls());
+    }
+    std::this_thread::sleep_for(2 * ServerLimits().grace);
+    client.send(GET);
+    EXPECT_THAT(client.response(), StartsWith("HTTP/1.1 200 "));
+}
+
+/// Every deadline a moment, except the one under test.
+class Deadlines : public Listener {
+protected:
+    static constexpr std::chrono::milliseconds MOMENT{300};
+};
+
+TEST_F(Deadlines, OfTheHandshakeAreKeptToWhenBytesTrickleIn)
+{
+    ServerLimits limits;
+    limits.handshake = MOMENT;
+    restart(limits);
+    const Descriptor stranger = connectWithoutTls();
+    const std::string begin("\x16\x03\x01\x02\x00\x01", 6);
+    ASSERT_EQ(::send(stranger.get(), begin.data(), begin.size(), MSG_NOSIGNAL), 6);
+    const double seconds =
+        secondsOf([&] { trickle([&] { return ::send(stranger.get(), "\0", 1, MSG_NOSIGNAL) == 1; }); });
+    EXPECT_GT(seconds, 0.2);
+    EXPECT_LT(seconds, 2);
+}
+
+TEST_F(Deadlines, OfTheHeaderAreKeptToWhenBytesTrickleIn)
+{
+    ServerLimits limits;
+    limits.header = MOMENT;
+    restart(limits);
+    TlsConnection client = connect();
+    client.send("GET /x HTTP/1.1\r\nHost: ");
+    const double seconds = secondsOf([&] { trickle([&] { return client.send("x"); }); });
+    EXPECT_GT(seconds, 0.2);
+    EXPECT_LT(seconds, 2);
+    EXPECT_TRUE(client.isClosed());
+}
+
+TEST_F(Deadlines, OfTheBodyAreKeptToWhenBytesTrickleIn)
+{
+    ServerLimits limits;
+    limits.body = MOMENT;
+    restart(limits);
+    TlsConnection client = connect();
+    client.send("POST /x HTTP/1.1\r\nHost: x\r\nContent-Length: 999\r\n\r\n");
+    const double seconds = secondsOf([&] { trickle([&] { return client.send("x"); }); });
+    EXPECT_GT(seconds, 0.2);
+    EXPECT_LT(seconds, 2);
+    EXPECT_TRUE(client.isClosed());
+    EXPECT_THAT(requests(), IsEmpty());
+}
+
+TEST_F(Deadlines, OfTheResponseEndWhatNobodyReads)
+{
+    ServerLimits limits;
+    limits.response = MOMENT;
+    restart(limits);
+    TlsConnection client = connect();
+    client.send("GET /large HTTP/1.1\r\nHost: x\r\n\r\n");
+    waitForRequests(1);
+    std::this_thread::sleep_for(4 * MOMENT);
+    EXPECT_LT(client.response().size(), LARGE);
+}
+
+TEST_F(Deadlines, OfTheTimeBetweenRequestsEndIdleConnections)
+{
+    ServerLimits limits;
+    limits.idle = MOMENT;
+    restart(limits);
+    TlsConnection client = connect();
+    client.send(GET);
+    EXPECT_THAT(client.response(), StartsWith("HTTP/1.1 200 "));
+    EXPECT_LT(secondsOf([&] { EXPECT_TRUE(client.isClosed()); }), 2);
+}
+
+TEST_F(Deadlines, DoNotHoldForTheAnswerer)
+{
+    ServerLimits limits;
+    limits.header = limits.body = limits.response = limits.idle = MOMENT;
+    restart(limits);
+    TlsConnection slow = connect();
+    slow.send("GET /slow HTTP/1.1\r\nHost: x\r\n\r\n");
+    slowBegan_.get_future().wait();
+    std::this_thread::sleep_for(3 * MOMENT);
+    slowMayEnd_.set_value();
+    EXPECT_THAT(slow.response(), StartsWith("HTTP/1.1 200 "));
+}
+
+/// The numbers of the process's open descriptors.
+std::set<int> openDescriptors()
+{
+    std::set<int> numbers;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        const int number = std::stoi(entry.path().filename());
+        if (::fcntl(number, F_GETFD) != -1) { // not the one of this directory
+            numbers.insert(number);
+        }
+    }
+    return numbers;
+}
+
+TEST_F(Listener, KeepsNoDescriptorOfConnectionsThatHaveEnded)
+{
+    (void)responseTo(GET);
+    stop();
+    const std::set<int> before = openDescriptors();
+    start();
+    for (int i = 0; i < 20; ++i) {
+        (void)connectWithoutTls();
+        (void)connect({}).tryExchange(GET);
+        (void)responseTo(GET);
+        (void)responseTo("hello\r\n\r\n");
+    }
+    stop();
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(Listener, LeavesNoDescriptorToProgramsThatAreStarted)
+{
+    stop();
+    const std::set<int> before = openDescriptors();
+    start();
+    TlsConnection client = connect();
+    client.send(GET);
+    (void)client.response();
+    for (const int number : openDescriptors()) {
+        EXPECT_TRUE(before.count(number) == 1 || (::fcntl(number, F_GETFD) & FD_CLOEXEC) != 0) << number;
+    }
+}
+
+TEST_F(Listener, WaitsForDescriptorsWhenThereAreNone)
+{
+    const keepsafe_test::CapturedLog log(16);
+    Descriptor client(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    rlimit usual = {};
+    ::getrlimit(RLIMIT_NOFILE, &usual);
+    const rlimit none = {static_cast<rlim_t>(client.get()), usual.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &none);
+    connectSocket(client);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    ::setrlimit(RLIMIT_NOFILE, &usual);
+    EXPECT_THAT(responseTo(GET), StartsWith("HTTP/1.1 200 "));
+    EXPECT_THAT(log.lines(),
+                ElementsAre(keepsafe_test::LogLine{16, "ksrbac-sandbox",
+                                                   "cannot accept connections on " + address_.text() +
+                                                       " for now: Too many open files"}));
+}
+
+TEST_F(Listener, AsksForABodyThatTheClientHoldsBack)
+{
+    TlsConnection client = connect();
+    client.send("POST /x HTTP/1.1\r\nHost: x\r\nExpect: 100-continue\r\nContent-Length: 3\r\n\r\n");
+    EXPECT_EQ(client.response(), "HTTP/1.1 100 Continue\r\n\r\n");
+    client.send("abc");
+    EXPECT_THAT(client.response(), StartsWith("HTTP/1.1 200 "));
+    client.send("POST /x HTTP/1.1\r\nHost: x\r\nExpect: 100-continue\r\nContent-Length: 1001\r\n\r\n");
+    EXPECT_THAT(client.response(), StartsWith("HTTP/1.1 413 "));
+}
+
+TEST_F(Listener, GetsItsRefusalThroughToAClientThatSendsOn)
+{
+    TlsConnection client = connect();
+    client.send("POST /x HTTP/1.1\r\nHost: x\r\nContent-Length: 1000000\r\n\r\n" + std::string(1000000, 'a'));
+    EXPECT_THAT(client.response(), StartsWith("HTTP/1.1 413 "));
+}
+
+TEST_F(Listener, AnswersRequestsThatComeTogetherInTheirOrder)
+{
+    TlsConnection client = connect();
+    client.send("GET /teapot HTTP/1.1\r\nHost: x\r\n\r\n" + GET + "garbage\r\n\r\n" + GET);
+    EXPECT_THAT(client.response(), StartsWith("HTTP/1.1 405 "));
+    EXPECT_THAT(client.response(), StartsWith("HTTP/1.1 200 "));
+    EXPECT_THAT(client.response(), StartsWith("HTTP/1.1 400 "));
+    EXPECT_TRUE(client.isClosed());
+    EXPECT_EQ(requests().size(), 2U);
+}
+
+TEST_F(Listener, SendsNoBodyToHead)
+{
+    EXPECT_THAT(responseTo("HEAD /x HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n"),
+                testing::AllOf(StartsWith("HTTP/1.1 200 OK\r\n"), HasSubstr("\r\nContent-Length: 23\r\n"),
+                               EndsWith("\r\n\r\n")));
+}
+
+TEST_F(Listener, ClosesWhenTheClientWantsIt)
+{
+    for (const std::string request :
+         {"GET /x HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n", "GET /x HTTP/1.0\r\n\r\n"}) {
+        TlsConnection client = connect();
+        client.send(request);
+        EXPECT_THAT(client.response(), HasSubstr("\r\nConnection: close\r\n"));
+        EXPECT_LT(secondsOf([&] { EXPECT_TRUE(client.isClosed()); }), 1);
     }
 }
 

@@ -1,0 +1,172 @@
+#include "server/Connection.h"
+
+#include <new>
+#include <utility>
+
+#include <boost/asio/write.hpp>
+
+#include "server/response_text.h"
+
+namespace keepsafe_sandbox {
+
+namespace net = boost::asio;
+using boost::system::error_code;
+
+Connection::Connection(net::ip::tcp::socket socket, net::ssl::context& tls, const ServerLimits& limits,
+                       RequestReader::BodyLimit mostBodyBytes, ConnectionHost& host)
+    : stream_(std::move(socket), tls), deadline_(stream_.get_executor()), limits_(limits), host_(host),
+      reader_(std::move(mostBodyBytes))
+{
+}
+
+void Connection::enter(Phase phase, std::chrono::milliseconds time)
+{
+    phase_ = phase;
+    since_ = Clock::now();
+    deadline_.expires_after(time);
+    deadline_.async_wait([weak = weak_from_this()](const error_code& error) {
+        const std::shared_ptr<Connection> self = error ? nullptr : weak.lock();
+        // The deadline of a phase that has just ended may be on its way here, too.
+        if (self != nullptr && self->deadline_.expiry() <= Clock::now()) {
+            self->close();
+        }
+    });
+}
+
+void Connection::close()
+{
+    if (!isClosed_) {
+        isClosed_ = true;
+        error_code ignored;
+        deadline_.cancel(ignored);
+        stream_.lowest_layer().close(ignored);
+        host_.leave(*this);
+    }
+}
+
+void Connection::begin()
+{
+    enter(Phase::Handshake, limits_.handshake);
+    stream_.async_handshake(net::ssl::stream_base::server,
+                            [self = shared_from_this()](const error_code& error) {
+                                if (error) {
+                                    self->close();
+                                    return;
+                                }
+                                self->host_.welcome();
+                                self->enter(Phase::Idle, self->limits_.idle);
+                                self->receive();
+                            });
+}
+
+void Connection::receive()
+{
+    stream_.async_read_some(net::buffer(received_),
+                            [self = shared_from_this()](const error_code& error, std::size_t size) {
+                                if (error) {
+                                    self->close();
+                                } else {
+                                    self->take({self->received_.data(), size});
+                                }
+                            });
+}
+
+void Connection::take(std::string_view bytes)
+{
+    try {
+        goOn(reader_.take(bytes));
+    } catch (const std::bad_alloc&) {
+        close(); // a body for which there is no memory ends its connection, not the server
+    }
+}
+
+void Connection::goOn(RequestReader::State state)
+{
+    switch (state) {
+    case RequestReader::State::Idle:
+        enter(Phase::Idle, limits_.idle);
+        return receive();
+    case RequestReader::State::Header:
+        if (phase_ != Phase::Header) {
+            enter(Phase::Header, limits_.header);
+        }
+        return receive();
+    case RequestReader::State::Body:
+        if (phase_ != Phase::Body) {
+            enter(Phase::Body, limits_.body);
+        }
+        return reader_.takeExpectation() ? askForBody() : receive();
+    case RequestReader::State::Whole:
+        phase_ = Phase::Answering;
+        deadline_.expires_at(Clock::time_point::max()); // not just cancelled: see `enter`
+        return host_.answer(shared_from_this(), reader_.takeRequest());
+    case RequestReader::State::Refused:
+        return awaitSent(send(reader_.refusal(), true));
+    }
+}
+
+void Connection::askForBody()
+{
+    static constexpr char goOn[] = "HTTP/1.1 100 Continue\r\n\r\n";
+    net::async_write(stream_, net::buffer(goOn, sizeof goOn - 1),
+                     [self = shared_from_this()](const error_code& error, std::size_t /*size*/) {
+                         error ? self->close() : self->receive();
+                     });
+}
+
+unsigned Connection::respond(const ServiceResponse& response)
+{
+    return send(response, host_.isEnding() || !reader_.keepsConnection());
+}
+
+unsigned Connection::send(const ServiceResponse& response, bool isLast)
+{
+    const unsigned number = ++responses_;
+    sending_ = responseText(response, reader_.wantsBody(), isLast);
+    net::async_write(stream_, net::buffer(sending_),
+                     [self = shared_from_this(), isLast, number](const error_code& error, std::size_t) {
+                         self->sent_ = number;
+                         error ? self->close() : self->continueAfter(isLast);
+                     });
+    return number;
+}
+
+void Connection::awaitSent(unsigned number)
+{
+    if (sent_ != number) {
+        enter(Phase::Sending, limits_.response);
+    }
+}
+
+void Connection::continueAfter(bool isLast)
+{
+    if (host_.isEnding()) {
+        close();
+    } else if (isLast) {
+        sayGoodbye();
+    } else {
+        goOn(reader_.next());
+    }
+}
+
+// A socket that is closed while bytes of its client are still coming is reset, and the client may lose the
+// response: it gets time to read that and to close.
+void Connection::sayGoodbye()
+{
+    enter(Phase::Closing, limits_.goodbye);
+    stream_.async_shutdown([self = shared_from_this()](const error_code& /*error*/) {
+        error_code ignored;
+        self->stream_.lowest_layer().shutdown(net::socket_base::shutdown_send, ignored);
+        self->awaitGoodbye();
+    });
+}
+
+void Connection::awaitGoodbye()
+{
+    stream_.next_layer().async_read_some(net::buffer(received_),
+                                         [self = shared_from_this()](const error_code& error, std::size_t) {
+                                             error ? self->close() : self->awaitGoodbye();
+                                         });
+}
+
+} // namespace keepsafe_sandbox

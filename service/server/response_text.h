@@ -1,0 +1,15 @@
+#ifndef KEEPSAFE_SERVICE_SERVER_RESPONSE_TEXT_H
+#define KEEPSAFE_SERVICE_SERVER_RESPONSE_TEXT_H
+
+#include <string>
+
+#include "resources/Exchange.h"
+
+namespace keepsafe_sandbox {
+
+/// A response as HTTP/1.1 has it. Without `hasBody`, as for HEAD, it says only how long the body would be.
+[[nodiscard]] std::string responseText(const ServiceResponse& response, bool hasBody, bool endsConnection);
+
+} // namespace keepsafe_sandbox
+
+#endif
