@@ -43,14 +43,14 @@ void addImportCommand(CLI::App& program)
 {
     const auto options = std::make_shared<ImportOptions>();
     CLI::App* command = program.add_subcommand(
-        "import", "Make a policy document what the access-control service keeps, and publish it");
+        "import", "Load a policy document into the access-control service, and publish it");
     command->add_option("policy", options->policy, "The policy document")
         ->required()
         ->type_name("POLICY.json");
     command->add_option("--root", options->root, "Installation root")->required()->type_name("DIR");
-    command->add_flag("--replace", options->replace,
-                      "Put the policy in the place of all roles, operations, objects and access definitions "
-                      "that are there");
+    command->add_flag(
+        "--replace", options->replace,
+        "Replace the existing roles, operations, objects and access definitions with the policy");
     addRenumberFlag(*command, options->renumber);
     command->footer("Example:\n"
                     "  ksrbac-sandbox import examples/policies/company.json --root /tmp/ks\n"

@@ -54,7 +54,7 @@ void addInitCommand(CLI::App& program)
 {
     const auto options = std::make_shared<InitOptions>();
     CLI::App* command = program.add_subcommand(
-        "init", "Make an installation root that works: configuration, keys, certificates, database");
+        "init", "Create a working installation root: configuration, keys, certificates, database");
     command->add_option("--root", options->root, "Installation root to make")->required()->type_name("DIR");
     CLI::Option* database =
         command
@@ -83,7 +83,7 @@ void addInitCommand(CLI::App& program)
                     "  ksrbac-sandbox init --root /tmp/ks\n"
                     "  ksrbac-sandbox init --root /tmp/ks --database-file connection.txt\n"
                     "  ksrbac-sandbox init --root /tmp/ks --service 127.0.0.2\n"
-                    "What is there already is kept.");
+                    "Existing files are kept.");
     command->callback([options] { init(*options); });
 }
 

@@ -112,7 +112,7 @@ void addRevoke(CLI::App& parent)
 void addList(CLI::App& parent)
 {
     const auto root = std::make_shared<std::string>();
-    CLI::App* command = parent.add_subcommand("list", "List what is stored, a line of JSON per token");
+    CLI::App* command = parent.add_subcommand("list", "List the stored tokens, one line of JSON each");
     command->add_option("--root", *root, "Installation root")->required()->type_name("DIR");
     command->footer("Example:\n"
                     "  ksrbac-sandbox token list --root /tmp/ks");

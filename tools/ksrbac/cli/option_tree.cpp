@@ -47,8 +47,8 @@ void OptionTree::addGlobalOptions()
                 "Installation root in place of /usr/kshome");
     addFlag(app_, "--json", global_.json, "Print results as JSON, one object per line");
     app_.add_option("--log-level", global_.logLevel,
-                    "Log from level N on: 2 debug, 4 information,\n8 notable, 16 errors; 4 and 2 show what "
-                    "the token\nand database code has to say, too")
+                    "Log from level N on: 2 debug, 4 information,\n8 notable, 16 errors; 4 and 2 also show "
+                    "messages\nof the token and database code")
         ->type_name("N");
 }
 

@@ -84,7 +84,7 @@ Action addAccessAdd(CLI::App& command)
     addRequired(command, "--role", options->role, "ID", "Id of the role");
     addRequired(command, "--operations", options->operations, "NS,...", "Namespaces of the operations");
     addOptional(command, "--propagation", options->propagation, value_name::PROPAGATION,
-                "OBJECT, CHILDREN (all that lies below it) or\nOBJECT_AND_CHILDREN; without it OBJECT");
+                "OBJECT, CHILDREN (everything below it) or\nOBJECT_AND_CHILDREN; without it OBJECT");
     return {[options](bool json, Console& console) { return run(*options, json, console); }};
 }
 
