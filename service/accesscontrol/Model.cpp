@@ -23,7 +23,7 @@ const typename Map::mapped_type* find(const Map& map, const Key& key)
 Model::Model(Content content) : operations_(std::move(content.operations)), next_(content.next)
 {
     for (const auto& [operation, bit] : operations_) {
-        // Readers copy names without a lock of their own: the text form has to be there.
+        // Readers copy names without locking: the text form must be computed.
         static_cast<void>(operation.str());
         operationNames_.emplace(bit, operation);
     }

@@ -37,7 +37,7 @@ struct CacheObject {
 };
 
 /// Collects objects, in any order, and turns them into the content of a cache. Equal input gives equal bytes,
-/// whatever the order of the objects, but for the order of the trees in "nodes", which is that of `add`.
+/// whatever the order of the objects, except for the order of the trees in "nodes", which is that of `add`.
 class ImageBuilder {
 public:
     /// Throws `InputError` when the cache would outgrow its format.
@@ -48,7 +48,7 @@ public:
     CacheImage build() &&;
 
 private:
-    /// An object whose name lies in `texts_`: a million strings of their own would cost twice the memory.
+    /// An object whose name is in `texts_`: a million separate strings would cost twice the memory.
     struct Entry {
         std::size_t textBegin;
         std::size_t textLength;

@@ -14,7 +14,7 @@
 namespace keepsafe_sandbox {
 
 /// A response with the document {"errorCode", "errorMessage", "errorDetails"}; the details are left out when
-/// there are none. Bytes that are no UTF-8 are shown as question marks.
+/// there are none. Bytes that are not UTF-8 are shown as question marks.
 [[nodiscard]] ServiceResponse errorResponse(int httpStatus, int errorCode, const std::string& message,
                                             const std::vector<std::string>& details = {});
 

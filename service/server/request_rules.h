@@ -16,7 +16,7 @@ struct RequestFault {
 
 constexpr RequestFault NOT_HTTP = {400, "not a request that HTTP allows"};
 constexpr RequestFault LENGTH_TWICE = {400, "the request says more than once how long its body is"};
-constexpr RequestFault LENGTH_NO_NUMBER = {400, "the header Content-Length is no number"};
+constexpr RequestFault LENGTH_NO_NUMBER = {400, "the header Content-Length is not a number"};
 constexpr RequestFault BODY_ENDS_BADLY = {400, "the request's body does not end well"};
 constexpr RequestFault BODY_TOO_LONG = {413, "the request's body is too long"};
 constexpr RequestFault TARGET_TOO_LONG = {414, "the request's target is too long"};

@@ -15,8 +15,8 @@ namespace keepsafe_sandbox {
 /// is the empty one.
 ///
 /// INVARIANT: the heights of a node's two subtrees differ by at most one (AVL), so a tree of n nodes is at
-/// most 1.44 log2(n + 2) high whatever the order of changes and whoever chooses the keys. Heights are kept
-/// beside the records: readers do not need them, and a change writes the few records whose links it changes.
+/// most 1.44 log2(n + 2) high whatever the order of changes and the choice of keys. Heights are kept beside
+/// the records: readers do not need them, and a change writes the few records whose links it changes.
 class LevelTree {
 public:
     using NodeOffset = Tessara::Keepsafe::Rbac::NodeOffset;

@@ -88,7 +88,7 @@ void appendRecord(std::string& text, const boost::shared_ptr<ObjectRegistrationD
     text.append("}}");
 }
 
-/// Makes room for what `appendStates` appends: a text that grows into megabytes step by step is copied each
+/// Makes room for what `appendStates` appends: a text that grows to megabytes step by step is copied each
 /// time.
 void makeRoom(std::string& text, const std::list<ObjectNamespace>& objects)
 {

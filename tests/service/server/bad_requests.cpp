@@ -11,7 +11,7 @@ std::string post(const std::string& headers, const std::string& body)
 std::string chunked(const std::string& body) { return post("Transfer-Encoding: chunked\r\n", body); }
 const char NOT_HTTP[] = "\"not a request that HTTP allows\"";
 const char TWICE[] = "\"the request says more than once how long its body is\"";
-const char NO_NUMBER[] = "\"the header Content-Length is no number\"";
+const char NO_NUMBER[] = "\"the header Content-Length is not a number\"";
 const char NOT_CHUNKED[] = "\"the header Transfer-Encoding is not \\\"chunked\\\"\"";
 const char ENDS_BADLY[] = "\"the request's body does not end well\"";
 const char NO_BODY[] = "\"a request of this method has no body\"";

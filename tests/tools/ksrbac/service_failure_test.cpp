@@ -10,7 +10,7 @@
 #include "ServiceTest.h"
 #include "service/ask_service.h"
 
-// What is told when the service refuses, or cannot be asked.
+// The messages when the service refuses or cannot be reached.
 
 namespace keepsafe_test {
 namespace {

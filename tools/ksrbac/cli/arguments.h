@@ -10,8 +10,7 @@
 #include <keepsafe/rbac/api/ManagedObjects.h>
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
-/// \file
-/// Values that arguments stand for. `name` is the argument's name for messages. All throw `InputError` that
+/// \file The values of arguments. `name` is the argument's name for messages. All throw `InputError` that
 /// names the argument and shows what is wrong with it.
 
 namespace ksrbac {

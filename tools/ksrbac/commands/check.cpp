@@ -35,32 +35,33 @@ Whose roles: those of --roles, or those of the owner of a session token, which
 --session-token-file reads from a file or from standard input. The token is
 verified and its roles are looked up in the database as in every process of the
 product; a token that is not valid, has expired or is not known to the database
-ends the command with 3. Exactly one of the two options is needed.
+ends the command with 3. Give exactly one of the two options.
 
-Who decides: with --cache that access cache, whether or not enforcement is
-switched on. Without it the answer is that of a process of the product: where
+Who decides: with --cache that access cache, whether or not enforcement is on.
+Without it the answer is the one that a process of the product would get: if
 enforcement (feature 1 of the configuration) is on, the access-control service
 is asked once which access cache serves the namespace of --for, and that cache
-decides; where it is off, everything is allowed, neither roles nor tokens are
-looked at, and a note on standard error says so.
+decides; if it is off, everything is allowed without looking at roles or tokens,
+and a note on standard error says so.
 
 Prints one line per object, in order: "allow" or "deny", a tab, and the object
 as it was given. With --json it prints {"object":...,"operation":...,
 "allowed":...} with the object in its canonical text form. Objects given as
 arguments come first, then those of --objects-from.
 
-An object is allowed when one of the roles holds the operation on it. Operations
+An object is allowed if one of the roles has the operation on it. Operations
 come from the installation's operation cache; one that it does not know is
-denied everywhere. Role 0 is allowed everything, and no role nothing.
+denied everywhere. Role 0 is allowed everything; a caller without roles is
+denied everything.
 
-A line of the file is one object to the last byte: white space around it, a
-carriage return or nothing at all on a line make it malformed. Malformed objects
-are told on standard error with their line number, and the others are still
+Each line of the file is one object, to the last byte: white space around it, a
+carriage return or an empty line makes it malformed. Malformed objects are
+reported on standard error with their line number, and the others are still
 answered.
 
 Exit status: 0 all allowed, 1 some denied, 2 usage error, or an input that is
 malformed or cannot be read, 3 the library reported a status or failed: it is
-told on standard error, and objects that got no line were not decided, 4
+printed on standard error, and objects without a line were not decided, 4
 standard output could not be written.)";
 
 constexpr char EXAMPLE[] = R"(Examples:
@@ -132,8 +133,8 @@ boost::shared_ptr<Rbac::AccessControlClient> makeClient(const Options& options,
                                            : Rbac::ObjectNamespace());
 }
 
-/// Reads the operation cache once, so that an unknown operation is told here and not as a denial without a
-/// reason.
+/// Reads the operation cache once, so that an unknown operation is reported here and not as a denial without
+/// a reason.
 void noteUnknown(Rbac::OperationCache& operations, const Rbac::ObjectNamespace& operation, Console& console)
 {
     loadOperations(operations);

@@ -23,15 +23,15 @@ namespace {
 constexpr char DESCRIPTION[] =
     R"(Register a managed object, or many.
 
-In two phases: the object becomes PENDING, in which state it grants nothing; the
-program of --exec does what belongs to it; then the object is READY with its
-grants if the program ended with status 0, and gone if not. Without --exec the
+There are two phases: the object becomes PENDING and grants nothing; the program
+of --exec does the work that belongs to it; then the object is READY with its
+grants if the program exited with status 0, and gone if not. Without --exec the
 second phase follows at once. Prints nothing itself.
 
---exec CMD runs the program CMD without a shell, with the arguments behind "--",
+--exec CMD runs the program CMD without a shell, with the arguments after "--",
 the standard descriptors of ksrbac, and the object's namespace in the environment
-variable KSRBAC_OBJECT. A status other than 0, a signal that ends it, and a
-program that cannot be started are failures.
+variable KSRBAC_OBJECT. A status other than 0, death by a signal, and a program
+that cannot be started are failures.
 
 --grant ROLE:OP,...[:PROPAGATION] grants operations to a role; without a
 propagation on the object alone. A colon or comma in a name is written %3A or
@@ -40,17 +40,18 @@ propagation on the object alone. A colon or comma in a name is written %3A or
 --bulk FILE registers the objects in a JSON file, all or none in the first phase:
 an array of {"namespace":...,"type":...,"children":[...],"inherit":...,
 "grants":[{"role":...,"operations":[...],"propagation":...}],
-"ignoreRegistered":...}; namespace and type are needed, and role and operations
-in a grant. With --exec the program is run for one object after the other, and
-each is committed or rolled back by its own.
+"ignoreRegistered":...}; namespace and type are required, and role and operations
+in a grant. With --exec the program runs for one object after the other, and its
+outcome commits or rolls back that object.
 
 SIGINT, SIGQUIT, SIGTERM and SIGHUP do not end ksrbac between the phases: they
-go to the program, no other is started, and what is not done is rolled back.
+go to the program, no other is started, and the remaining objects are rolled
+back.
 
 Exit status: 0 registered, 2 usage error, or a file that is malformed or cannot
 be read, 3 the library reported a status: 8022 rolled back because the program
 failed, 8024, 8025 and 8030 the second phase failed and objects may be left
-PENDING, or what the service said to the first phase.)";
+PENDING, or the service's status for the first phase.)";
 
 constexpr char EXAMPLE[] = R"(Examples:
   ksrbac object register '|KEEPSAFE|ASSETS|vms|vm-7|' --type VM --child '|disk-0|' \
@@ -156,7 +157,7 @@ Action addObjectRegister(CLI::App& command)
     addOptional(command, "--inherit", options->inherit, value_name::SWITCH,
                 "Whether grants on the objects above reach it");
     addFlag(command, "--ignore-registered", options->ignoreRegistered,
-            "An object that is registered already is no error");
+            "An object that is already registered is not an error");
     addOptional(command, "--bulk", options->bulkFile, value_name::FILE_OR_STDIN,
                 "Register the objects in a file; - is standard input");
     options->exec.addTo(command);
