@@ -16,6 +16,7 @@
 #include "support/CacheWriter.h"
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -25,6 +26,8 @@ using keepsafe_test::CapturedLog;
 using keepsafe_test::LogLine;
 using keepsafe_test::readFile;
 using keepsafe_test::TempDir;
+using keepsafe_test::thrownBy;
+using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -95,12 +98,9 @@ TEST_F(AccessCacheTest, EachMissingFileIsToldAndThrown)
         write(1);
         std::filesystem::remove(file(name));
         testing::internal::CaptureStderr();
-        try {
-            const AccessCache cache(manifest());
-            FAIL() << "opened a cache without " << name;
-        } catch (const std::runtime_error& error) {
-            EXPECT_STREQ(error.what(), "error opening file");
-        }
+        EXPECT_STREQ(thrownBy<std::runtime_error>([this] { const AccessCache cache(manifest()); }).what(),
+                     "error opening file")
+            << name;
         EXPECT_THAT(testing::internal::GetCapturedStderr(),
                     testing::EndsWith("error opening " + file(name) + ": No such file or directory\n"));
     }
@@ -123,12 +123,7 @@ TEST_F(AccessCacheTest, AMissingHeaderIsStatus12)
         keepsafe_test::writeFile(file("metadata"), std::string(length, '\0'));
         const AccessCache cache(manifest());
         const CapturedLog log;
-        try {
-            (void)cache.lock();
-            FAIL() << "locked a cache without a header";
-        } catch (const EC_exception& failure) {
-            EXPECT_EQ(failure.status(), 12);
-        }
+        EXPECT_EQ(thrownStatus([&] { (void)cache.lock(); }), 12);
         EXPECT_THAT(log.lines(), ElementsAre(LogLine{
                                      16, "AccessCache::Reader",
                                      "Cache |KEEPSAFE| is damaged: metadata at offset 0: header missing"}));
@@ -156,12 +151,7 @@ TEST_F(AccessCacheTest, AManifestThatIsGoneAtLockTimeIsStatus12)
     const AccessCache cache(manifest());
     std::filesystem::remove(file("manifest.json"));
     const CapturedLog log;
-    try {
-        (void)cache.lock();
-        FAIL() << "locked without a lock file";
-    } catch (const EC_exception& failure) {
-        EXPECT_EQ(failure.status(), 12);
-    }
+    EXPECT_EQ(thrownStatus([&] { (void)cache.lock(); }), 12);
     ASSERT_EQ(log.lines(16).size(), 1U);
     EXPECT_THAT(log.lines(16)[0].text, HasSubstr(file("manifest.json")));
 }

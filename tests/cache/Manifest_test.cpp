@@ -10,12 +10,14 @@
 
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
 using keepsafe_test::CapturedLog;
 using keepsafe_test::LogLine;
 using keepsafe_test::TempDir;
+using keepsafe_test::thrownStatus;
 using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -31,12 +33,7 @@ protected:
     }
     int statusOfOpening()
     {
-        try {
-            const Manifest manifest("id", dir_.path());
-            return 0;
-        } catch (const EC_exception& failure) {
-            return failure.status();
-        }
+        return thrownStatus([this] { const Manifest manifest("id", dir_.path()); });
     }
 
     TempDir dir_;

@@ -11,12 +11,14 @@
 
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
 using keepsafe_test::CapturedLog;
 using keepsafe_test::LogLine;
 using keepsafe_test::TempDir;
+using keepsafe_test::thrownBy;
 using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::detail::MemoryMap;
 using testing::ElementsAre;
@@ -64,12 +66,8 @@ TEST(MemoryMap, AMissingFileIsToldOnStandardErrorAndThrown)
     const TempDir dir;
     const CapturedLog log;
     testing::internal::CaptureStderr();
-    try {
-        const MemoryMap map(dir.path("none"));
-        FAIL() << "opened a missing file";
-    } catch (const std::runtime_error& error) {
-        EXPECT_STREQ(error.what(), "error opening file");
-    }
+    EXPECT_STREQ(thrownBy<std::runtime_error>([&] { const MemoryMap map(dir.path("none")); }).what(),
+                 "error opening file");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "error opening " + dir.path("none") + ": No such file or directory\n");
     EXPECT_THAT(log.lines(),
@@ -80,12 +78,8 @@ TEST(MemoryMap, AFolderCannotBeMapped)
 {
     const TempDir dir;
     testing::internal::CaptureStderr();
-    try {
-        const MemoryMap map(dir.path());
-        FAIL() << "mapped a folder";
-    } catch (const std::runtime_error& error) {
-        EXPECT_STREQ(error.what(), "error mapping file");
-    }
+    EXPECT_STREQ(thrownBy<std::runtime_error>([&] { const MemoryMap map(dir.path()); }).what(),
+                 "error mapping file");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "error mapping " + dir.path() + ": No such device\n");
 }
 
@@ -99,13 +93,8 @@ TEST(MemoryMap, AFailingSizeQueryIsToldOnStandardErrorAndThrown)
     close(next);
     const MemoryMap map(dir.path("file"));
     close(next);
-    const auto query = [&] { return map.current_size(); };
-    try {
-        query();
-        FAIL() << "asked a closed descriptor for its size";
-    } catch (const std::runtime_error& error) {
-        EXPECT_STREQ(error.what(), "error statting file");
-    }
+    EXPECT_STREQ(thrownBy<std::runtime_error>([&] { (void)map.current_size(); }).what(),
+                 "error statting file");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "error statting " + dir.path("file") + ": Bad file descriptor\n");
 }

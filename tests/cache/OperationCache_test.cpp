@@ -20,12 +20,15 @@
 
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
 using keepsafe_test::CapturedLog;
 using keepsafe_test::LogLine;
 using keepsafe_test::TempRoot;
+using keepsafe_test::thrownBy;
+using keepsafe_test::thrownStatus;
 using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::OperationCache;
@@ -46,12 +49,7 @@ protected:
 
     int statusOfLookup()
     {
-        try {
-            (void)cache_[operations::VIEW];
-            return 0;
-        } catch (const EC_exception& failure) {
-            return failure.status();
-        }
+        return thrownStatus([this] { (void)cache_[operations::VIEW]; });
     }
 
     TempRoot root_;
@@ -150,12 +148,7 @@ TEST_F(OperationCacheTest, AFileThatIsNoJsonIsStatus13)
 TEST_F(OperationCacheTest, LoadItselfThrowsTheSameStatus)
 {
     write("nonsense");
-    try {
-        cache_.load();
-        FAIL() << "loaded nonsense";
-    } catch (const EC_exception& failure) {
-        EXPECT_EQ(failure.status(), 13);
-    }
+    EXPECT_EQ(thrownStatus([this] { cache_.load(); }), 13);
 }
 
 TEST_F(OperationCacheTest, ARootThatIsNoObjectAddsNothing)
@@ -182,23 +175,17 @@ TEST_F(OperationCacheTest, AKeyThatIsNoNamespaceCountsBeforeItsValue)
 TEST_F(OperationCacheTest, AValueAbove32BitsOverflowsPositively)
 {
     write(R"({"|OPERATIONS|VIEW|": 2147483648})");
-    try {
-        (void)cache_[operations::VIEW];
-        FAIL() << "took a value above 32 bits";
-    } catch (const boost::numeric::positive_overflow& overflow) {
-        EXPECT_STREQ(overflow.what(), "bad numeric conversion: positive overflow");
-    }
+    EXPECT_STREQ(
+        thrownBy<boost::numeric::positive_overflow>([this] { (void)cache_[operations::VIEW]; }).what(),
+        "bad numeric conversion: positive overflow");
 }
 
 TEST_F(OperationCacheTest, AValueBelow32BitsOverflowsNegatively)
 {
     write(R"({"|OPERATIONS|VIEW|": -2147483649})");
-    try {
-        (void)cache_[operations::VIEW];
-        FAIL() << "took a value below 32 bits";
-    } catch (const boost::numeric::negative_overflow& overflow) {
-        EXPECT_STREQ(overflow.what(), "bad numeric conversion: negative overflow");
-    }
+    EXPECT_STREQ(
+        thrownBy<boost::numeric::negative_overflow>([this] { (void)cache_[operations::VIEW]; }).what(),
+        "bad numeric conversion: negative overflow");
 }
 
 TEST_F(OperationCacheTest, TheExtremesOf32BitsFit)

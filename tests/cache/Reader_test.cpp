@@ -13,6 +13,7 @@
 #include "support/CacheWriter.h"
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -24,6 +25,7 @@ using keepsafe_test::LogLine;
 using keepsafe_test::managedObject;
 using keepsafe_test::segmentNode;
 using keepsafe_test::TempDir;
+using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::ManagedObject;
 using Tessara::Keepsafe::Rbac::Manifest;
@@ -48,17 +50,6 @@ protected:
     TempDir dir_;
     std::unique_ptr<AccessCache> cache_;
 };
-
-template <typename Ask>
-int statusOf(const Ask& ask)
-{
-    try {
-        ask();
-        return 0;
-    } catch (const EC_exception& failure) {
-        return failure.status();
-    }
-}
 
 TEST_F(ReaderTest, FindsTheRootAtTheTopLevelNodeOfTheBar)
 {
@@ -240,7 +231,7 @@ TEST_F(ReaderTest, AFlagThatIsStillSetMakesTheCacheUnusable)
     writer.metadata.writeInProgress = 1;
     const AccessCache& cache = open(writer);
     const CapturedLog log;
-    EXPECT_EQ(statusOf([&] { (void)cache.lock(); }), 12);
+    EXPECT_EQ(thrownStatus([&] { (void)cache.lock(); }), 12);
     EXPECT_THAT(log.lines(), ElementsAre(LogLine{16, "AccessCache::Reader",
                                                  "A previous write on cache |KEEPSAFE| was interrupted. "
                                                  "Assuming invalid."}));
@@ -251,7 +242,7 @@ TEST_F(ReaderTest, AFailedReaderKeepsNoLock)
     CacheWriter writer;
     writer.metadata.writeInProgress = 0x80;
     const AccessCache& cache = open(writer);
-    ASSERT_EQ(statusOf([&] { (void)cache.lock(); }), 12);
+    ASSERT_EQ(thrownStatus([&] { (void)cache.lock(); }), 12);
     const FileLock lock = FileLockManager::instance().getLock(cache.manifest_filename());
     EXPECT_NO_THROW(FileLockGuard(lock, FileLock::EXCLUSIVE, 0, FileLock::DEFAULT_INTERVAL));
 }
@@ -275,9 +266,9 @@ TEST_F(ReaderTest, AnOffsetOutsideItsFileIsStatus12AndNamesThePlace)
     writer.metadata.segmentRoot = writer.add(segmentNode(BAR, 0, 0, 16, 64));
     const auto reader = open(writer).lock();
     const CapturedLog log;
-    EXPECT_EQ(statusOf([&] { (void)reader.lookup(ObjectNamespace()); }), 12);
-    EXPECT_EQ(statusOf([&] { (void)reader.lookup(ObjectNamespace("A")); }), 12);
-    EXPECT_EQ(statusOf([&] { (void)reader.getManagedObject(4294967295U); }), 12);
+    EXPECT_EQ(thrownStatus([&] { (void)reader.lookup(ObjectNamespace()); }), 12);
+    EXPECT_EQ(thrownStatus([&] { (void)reader.lookup(ObjectNamespace("A")); }), 12);
+    EXPECT_EQ(thrownStatus([&] { (void)reader.getManagedObject(4294967295U); }), 12);
     EXPECT_THAT(
         log.lines(),
         ElementsAre(
@@ -298,7 +289,7 @@ TEST_F(ReaderTest, ATreeThatLeadsRoundInACircleIsStatus12)
     writer.metadata.segmentRoot = first;
     const auto reader = open(writer).lock();
     const CapturedLog log;
-    EXPECT_EQ(statusOf([&] { (void)reader.lookup(ObjectNamespace()); }), 12);
+    EXPECT_EQ(thrownStatus([&] { (void)reader.lookup(ObjectNamespace()); }), 12);
     ASSERT_EQ(log.lines().size(), 1U);
     EXPECT_THAT(log.lines()[0].text, testing::HasSubstr("tree without end"));
 }
@@ -316,7 +307,7 @@ TEST_F(ReaderTest, ATrieThatLeadsBackToItsTopIsStatus12ForANameThatIsLongerThanT
     writer.metadata.segmentRoot = static_cast<std::uint32_t>(sizeof(CacheWriter::SegmentNode));
     const auto reader = open(writer).lock();
     const CapturedLog log;
-    EXPECT_EQ(statusOf([&] { (void)reader.lookup(ObjectNamespace() | "" | "" | ""); }), 12);
+    EXPECT_EQ(thrownStatus([&] { (void)reader.lookup(ObjectNamespace() | "" | "" | ""); }), 12);
     ASSERT_EQ(log.lines().size(), 1U);
     EXPECT_THAT(log.lines()[0].text, testing::HasSubstr("tree without end"));
 }
@@ -330,7 +321,7 @@ TEST_F(ReaderTest, ARoleTreeThatLeadsRoundInACircleIsStatus12)
     writer.metadata.segmentRoot = writer.add(segmentNode(BAR, 0, 0, object, 0));
     const auto reader = open(writer).lock();
     const CapturedLog log;
-    EXPECT_EQ(statusOf([&] { (void)reader.getOperationBit(ObjectNamespace(), 1, Operation{0}); }), 12);
+    EXPECT_EQ(thrownStatus([&] { (void)reader.getOperationBit(ObjectNamespace(), 1, Operation{0}); }), 12);
     EXPECT_FALSE(reader.getOperationBit(ObjectNamespace(), 5, Operation{0}));
 }
 

@@ -21,7 +21,7 @@ struct ContextRelease {
 };
 using Context = std::unique_ptr<BN_CTX, ContextRelease>;
 
-void check(bool holds)
+void require(bool holds)
 {
     if (!holds) {
         throw std::runtime_error("cannot calculate with large numbers");
@@ -31,14 +31,14 @@ void check(bool holds)
 Bignum number(unsigned long value)
 {
     Bignum made(BN_new());
-    check(made && BN_set_word(made.get(), value) == 1);
+    require(made && BN_set_word(made.get(), value) == 1);
     return made;
 }
 
 Bignum product(const Bignum& left, const Bignum& right, BN_CTX* context)
 {
     Bignum result = number(0);
-    check(BN_mul(result.get(), left.get(), right.get(), context) == 1);
+    require(BN_mul(result.get(), left.get(), right.get(), context) == 1);
     return result;
 }
 
@@ -47,7 +47,7 @@ Bignum usablePrime(int bits)
 {
     Bignum prime = number(0);
     do {
-        check(BN_generate_prime_ex(prime.get(), bits, 0, nullptr, nullptr, nullptr) == 1);
+        require(BN_generate_prime_ex(prime.get(), bits, 0, nullptr, nullptr, nullptr) == 1);
     } while (BN_mod_word(prime.get(), EXPONENT) == 1);
     return prime;
 }
@@ -58,9 +58,9 @@ Bignum rootModulo(const Bignum& message, const Bignum& prime, BN_CTX* context)
     const Bignum order = number(0);
     const Bignum exponent = number(0);
     Bignum root = number(0);
-    check(BN_sub(order.get(), prime.get(), BN_value_one()) == 1 &&
-          BN_mod_inverse(exponent.get(), number(EXPONENT).get(), order.get(), context) != nullptr &&
-          BN_mod_exp(root.get(), message.get(), exponent.get(), prime.get(), context) == 1);
+    require(BN_sub(order.get(), prime.get(), BN_value_one()) == 1 &&
+            BN_mod_inverse(exponent.get(), number(EXPONENT).get(), order.get(), context) != nullptr &&
+            BN_mod_exp(root.get(), message.get(), exponent.get(), prime.get(), context) == 1);
     return root;
 }
 
@@ -106,8 +106,8 @@ std::string ManyPrimesKey::publicKeyPem() const
 std::string ManyPrimesKey::modulusBytes(const BIGNUM* value) const
 {
     std::string bytes(static_cast<std::size_t>(BN_num_bytes(modulus_.get())), '\0');
-    check(BN_bn2binpad(value, reinterpret_cast<unsigned char*>(bytes.data()),
-                       static_cast<int>(bytes.size())) == static_cast<int>(bytes.size()));
+    require(BN_bn2binpad(value, reinterpret_cast<unsigned char*>(bytes.data()),
+                         static_cast<int>(bytes.size())) == static_cast<int>(bytes.size()));
     return bytes;
 }
 
@@ -131,11 +131,11 @@ std::string ManyPrimesKey::signature(std::string_view signedText) const
         const Bignum next = rootModulo(message, prime, context.get());
         const Bignum step = number(0);
         const Bignum inverse = number(0);
-        check(BN_mod_inverse(inverse.get(), modulus.get(), prime.get(), context.get()) != nullptr &&
-              BN_mod_sub(step.get(), next.get(), root.get(), prime.get(), context.get()) == 1 &&
-              BN_mod_mul(step.get(), step.get(), inverse.get(), prime.get(), context.get()) == 1);
+        require(BN_mod_inverse(inverse.get(), modulus.get(), prime.get(), context.get()) != nullptr &&
+                BN_mod_sub(step.get(), next.get(), root.get(), prime.get(), context.get()) == 1 &&
+                BN_mod_mul(step.get(), step.get(), inverse.get(), prime.get(), context.get()) == 1);
         const Bignum addend = product(modulus, step, context.get());
-        check(BN_add(root.get(), root.get(), addend.get()) == 1);
+        require(BN_add(root.get(), root.get(), addend.get()) == 1);
         modulus = product(modulus, prime, context.get());
     }
     return modulusBytes(root.get());

@@ -27,7 +27,7 @@ using Owner = std::unique_ptr<T, Release<T, release>>;
 using Key = Owner<EVP_PKEY, EVP_PKEY_free>;
 using Memory = Owner<BIO, BIO_free_all>;
 
-void check(bool holds, const char* attempt)
+void requireDone(bool holds, const char* attempt)
 {
     if (!holds) {
         throw std::runtime_error(std::string("cannot ") + attempt);
@@ -44,7 +44,7 @@ std::string contentOf(BIO* memory)
 std::string pemOf(EVP_PKEY* key)
 {
     const Memory memory(BIO_new(BIO_s_mem()));
-    check(memory && PEM_write_bio_PUBKEY(memory.get(), key) == 1, "write a public key");
+    requireDone(memory && PEM_write_bio_PUBKEY(memory.get(), key) == 1, "write a public key");
     return contentOf(memory.get());
 }
 
@@ -52,7 +52,7 @@ Key keyOf(const std::string& pem)
 {
     const Memory memory(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
     Key key(PEM_read_bio_PUBKEY(memory.get(), nullptr, nullptr, nullptr));
-    check(key != nullptr, "read a public key");
+    requireDone(key != nullptr, "read a public key");
     return key;
 }
 
@@ -75,15 +75,15 @@ std::string publicKeyPem(std::string_view modulus)
     const Owner<BIGNUM, BN_free> n(BN_bin2bn(reinterpret_cast<const unsigned char*>(modulus.data()),
                                              static_cast<int>(modulus.size()), nullptr));
     const Owner<OSSL_PARAM_BLD, OSSL_PARAM_BLD_free> builder(OSSL_PARAM_BLD_new());
-    check(n && builder && OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_RSA_N, n.get()) == 1 &&
-              OSSL_PARAM_BLD_push_ulong(builder.get(), OSSL_PKEY_PARAM_RSA_E, 65537) == 1,
-          "describe a public key");
+    requireDone(n && builder && OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_RSA_N, n.get()) == 1 &&
+                    OSSL_PARAM_BLD_push_ulong(builder.get(), OSSL_PKEY_PARAM_RSA_E, 65537) == 1,
+                "describe a public key");
     const Owner<OSSL_PARAM, OSSL_PARAM_free> parameters(OSSL_PARAM_BLD_to_param(builder.get()));
     const Owner<EVP_PKEY_CTX, EVP_PKEY_CTX_free> context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
     EVP_PKEY* made = nullptr;
-    check(parameters && context && EVP_PKEY_fromdata_init(context.get()) == 1 &&
-              EVP_PKEY_fromdata(context.get(), &made, EVP_PKEY_PUBLIC_KEY, parameters.get()) == 1,
-          "make a public key");
+    requireDone(parameters && context && EVP_PKEY_fromdata_init(context.get()) == 1 &&
+                    EVP_PKEY_fromdata(context.get(), &made, EVP_PKEY_PUBLIC_KEY, parameters.get()) == 1,
+                "make a public key");
     return pemOf(Key(made).get());
 }
 
@@ -93,7 +93,8 @@ std::string asPkcs1(const std::string& publicKeyPem)
     const Memory memory(BIO_new(BIO_s_mem()));
     const Owner<OSSL_ENCODER_CTX, OSSL_ENCODER_CTX_free> encoder(
         OSSL_ENCODER_CTX_new_for_pkey(key.get(), EVP_PKEY_PUBLIC_KEY, "PEM", "pkcs1", nullptr));
-    check(memory && encoder && OSSL_ENCODER_to_bio(encoder.get(), memory.get()) == 1, "write a PKCS#1 key");
+    requireDone(memory && encoder && OSSL_ENCODER_to_bio(encoder.get(), memory.get()) == 1,
+                "write a PKCS#1 key");
     return contentOf(memory.get());
 }
 
@@ -101,14 +102,14 @@ std::string derOf(const std::string& publicKeyPem)
 {
     const Key key = keyOf(publicKeyPem);
     const Memory memory(BIO_new(BIO_s_mem()));
-    check(memory && i2d_PUBKEY_bio(memory.get(), key.get()) == 1, "write a public key");
+    requireDone(memory && i2d_PUBKEY_bio(memory.get(), key.get()) == 1, "write a public key");
     return contentOf(memory.get());
 }
 
 std::string ellipticCurveKeyPem()
 {
     const Key key(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"));
-    check(key != nullptr, "generate a key on a curve");
+    requireDone(key != nullptr, "generate a key on a curve");
     return pemOf(key.get());
 }
 

@@ -26,7 +26,7 @@ using Certificate = std::unique_ptr<X509, Free<X509_free>>;
 using Extension = std::unique_ptr<X509_EXTENSION, Free<X509_EXTENSION_free>>;
 using File = std::unique_ptr<std::FILE, Free<std::fclose>>;
 
-void require(bool done, const char* what)
+void requireDone(bool done, const char* what)
 {
     if (!done) {
         throw std::runtime_error(std::string("certificates: ") + what);
@@ -36,26 +36,27 @@ void require(bool done, const char* what)
 Key makeKey()
 {
     Key key(EVP_EC_gen("P-256"));
-    require(key != nullptr, "no key");
+    requireDone(key != nullptr, "no key");
     return key;
 }
 
 File create(const std::string& path, const char* mode)
 {
     File file(std::fopen(path.c_str(), mode));
-    require(file != nullptr, path.c_str());
+    requireDone(file != nullptr, path.c_str());
     return file;
 }
 
 void writeCertificate(const std::string& path, X509* certificate)
 {
-    require(PEM_write_X509(create(path, "we").get(), certificate) == 1, "not written");
+    requireDone(PEM_write_X509(create(path, "we").get(), certificate) == 1, "not written");
 }
 
 void writeKey(const std::string& path, EVP_PKEY* key)
 {
     const File file = create(path, "we");
-    require(PEM_write_PrivateKey(file.get(), key, nullptr, nullptr, 0, nullptr, nullptr) == 1, "not written");
+    requireDone(PEM_write_PrivateKey(file.get(), key, nullptr, nullptr, 0, nullptr, nullptr) == 1,
+                "not written");
 }
 
 void addExtension(X509* certificate, X509* issuer, int id, const std::string& value)
@@ -63,32 +64,33 @@ void addExtension(X509* certificate, X509* issuer, int id, const std::string& va
     X509V3_CTX context;
     X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
     const Extension extension(X509V3_EXT_conf_nid(nullptr, &context, id, value.c_str()));
-    require(extension != nullptr, value.c_str());
-    require(X509_add_ext(certificate, extension.get(), -1) == 1, "no extension");
+    requireDone(extension != nullptr, value.c_str());
+    requireDone(X509_add_ext(certificate, extension.get(), -1) == 1, "no extension");
 }
 
 Certificate begin(const CertificateRequest& request, EVP_PKEY* key)
 {
     Certificate made(X509_new());
-    require(made != nullptr, "no certificate");
+    requireDone(made != nullptr, "no certificate");
     std::uint64_t serial = 0;
-    require(RAND_bytes(reinterpret_cast<unsigned char*>(&serial), sizeof serial) == 1, "no serial number");
+    requireDone(RAND_bytes(reinterpret_cast<unsigned char*>(&serial), sizeof serial) == 1,
+                "no serial number");
     X509_set_version(made.get(), X509_VERSION_3);
     ASN1_INTEGER_set_uint64(X509_get_serialNumber(made.get()), serial >> 1U);
     X509_gmtime_adj(X509_getm_notBefore(made.get()), request.validFromSeconds);
     X509_gmtime_adj(X509_getm_notAfter(made.get()), request.validToSeconds);
     X509_set_pubkey(made.get(), key);
-    require(X509_NAME_add_entry_by_txt(X509_get_subject_name(made.get()), "CN", MBSTRING_UTF8,
-                                       reinterpret_cast<const unsigned char*>(request.name.c_str()), -1, -1,
-                                       0) == 1,
-            "no name");
+    requireDone(X509_NAME_add_entry_by_txt(X509_get_subject_name(made.get()), "CN", MBSTRING_UTF8,
+                                           reinterpret_cast<const unsigned char*>(request.name.c_str()), -1,
+                                           -1, 0) == 1,
+                "no name");
     return made;
 }
 
 void finish(X509* made, X509* issuer, EVP_PKEY* issuersKey)
 {
     X509_set_issuer_name(made, X509_get_subject_name(issuer));
-    require(X509_sign(made, issuersKey, EVP_sha256()) != 0, "not signed");
+    requireDone(X509_sign(made, issuersKey, EVP_sha256()) != 0, "not signed");
 }
 
 void addUse(X509* made, X509* issuer, const CertificateRequest& request)
@@ -161,11 +163,11 @@ CertificateFiles selfSigned(const std::string& folder, const CertificateRequest&
 void encryptKey(const std::string& from, const std::string& to, const std::string& passPhrase)
 {
     const Key key(PEM_read_PrivateKey(create(from, "re").get(), nullptr, nullptr, nullptr));
-    require(key != nullptr, "no private key");
+    requireDone(key != nullptr, "no private key");
     const File file = create(to, "we");
-    require(PEM_write_PKCS8PrivateKey(file.get(), key.get(), EVP_aes_256_cbc(), passPhrase.data(),
-                                      static_cast<int>(passPhrase.size()), nullptr, nullptr) == 1,
-            "not written");
+    requireDone(PEM_write_PKCS8PrivateKey(file.get(), key.get(), EVP_aes_256_cbc(), passPhrase.data(),
+                                          static_cast<int>(passPhrase.size()), nullptr, nullptr) == 1,
+                "not written");
 }
 
 } // namespace keepsafe_test

@@ -150,6 +150,15 @@ ProcessEnd Process::wait()
     return end;
 }
 
+bool holdsInChild(const std::function<bool()>& statement)
+{
+    Process child = Process::fork([&] {
+        alarm(60);
+        return statement() ? 0 : 1;
+    });
+    return child.wait().exitStatus == 0;
+}
+
 ProgramResult runProgram(const std::vector<std::string>& arguments, const std::string& input)
 {
     // Files take any amount in any order, where pipes would have to be served at once.

@@ -57,6 +57,9 @@ private:
     pid_t pid_; ///< -1: it was waited for
 };
 
+/// Whether the statement holds in a forked copy of this process; not when it throws or takes a minute.
+bool holdsInChild(const std::function<bool()>& statement);
+
 /// What a program did.
 struct ProgramResult : ProcessEnd {
     std::string output;

@@ -7,13 +7,13 @@ namespace {
 using entry_point::UNTOUCHED;
 
 const LogLine CHECK_FAILED = lines::parserSays("JWT is expired check failed, error=8002");
-const LogLine NO_INTEGER = lines::error("JWT::isExpired", lines::NOT_AN_INTEGER);
+const LogLine NOT_A_TIME = lines::error("JWT::isExpired", lines::NOT_AN_INTEGER);
 const LogLine EXPIRED = lines::parserSays("JWT is expired");
 const LogLine NOT_CREATED = lines::parserSays("failed to create JWT, error=7610");
 
 std::string expiring(const std::string& exp) { return hostSigner().sign("{\"exp\":" + exp + "}"); }
 
-TokenCase expired(const std::string& exp)
+TokenCase expiredAt(const std::string& exp)
 {
     return refusedBehindSignatureCase("the expiry " + exp, expiring(exp), 8001, {EXPIRED});
 }
@@ -24,14 +24,14 @@ void addUnreadableExpiries(TokenCases& cases)
                             "false", "null", "[]", "[32503680000000]", "{}"}) {
         const std::string words = std::string("the expiry ") + exp;
         const std::string token = unsignedToken(std::string("{\"exp\":") + exp + "}");
-        cases.push_back(refusedBehindSignatureCase(words, expiring(exp), 8002, {NO_INTEGER, CHECK_FAILED}));
+        cases.push_back(refusedBehindSignatureCase(words, expiring(exp), 8002, {NOT_A_TIME, CHECK_FAILED}));
         cases.push_back({words + ", read",
                          token,
                          entry_point::getExpiry,
                          8002,
                          UNTOUCHED,
                          {lines::error("JWT::getExpiry", lines::NOT_AN_INTEGER)}});
-        cases.push_back({words + ", compared", token, entry_point::isExpired, 8002, "expired", {NO_INTEGER}});
+        cases.push_back({words + ", compared", token, entry_point::isExpired, 8002, "expired", {NOT_A_TIME}});
     }
     const std::pair<const char*, const char*> payloads[] = {
         {"no expiry", "{}"},
@@ -40,7 +40,7 @@ void addUnreadableExpiries(TokenCases& cases)
         {"an expiry one level down", R"({"claims":{"exp":32503680000000}})"}};
     for (const auto& [words, payload] : payloads) {
         cases.push_back(
-            refusedBehindSignatureCase(words, hostSigner().sign(payload), 8002, {NO_INTEGER, CHECK_FAILED}));
+            refusedBehindSignatureCase(words, hostSigner().sign(payload), 8002, {NOT_A_TIME, CHECK_FAILED}));
     }
     for (const char* exp : {"9223372036854775808", "-9223372036854775809", "1e400", "0x10", "00", "1_000"}) {
         cases.push_back(refusedBehindSignatureCase(std::string("the expiry ") + exp, expiring(exp), 7610,
@@ -51,7 +51,7 @@ void addUnreadableExpiries(TokenCases& cases)
 void addTimes(TokenCases& cases)
 {
     for (const char* exp : {"-9223372036854775808", "-1", "-0", "0", "1", "1000"}) {
-        cases.push_back(expired(exp));
+        cases.push_back(expiredAt(exp));
     }
     for (const char* exp : {"-9223372036854775808", "-1", "0", "9223372036854775807"}) {
         const std::string token = unsignedToken(std::string("{\"exp\":") + exp + "}");

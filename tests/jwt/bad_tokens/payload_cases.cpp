@@ -21,13 +21,13 @@ TokenCase noObject(const std::string& words, const std::string& payload)
         {lines::NOT_AN_OBJECT, lines::parserSays("failed to create JWT, error=7610")});
 }
 
-TokenCase expired(const std::string& words, const std::string& payload)
+TokenCase expiredCase(const std::string& words, const std::string& payload)
 {
     return refusedBehindSignatureCase(words, hostSigner().sign(payload), 8001,
                                       {lines::parserSays("JWT is expired")});
 }
 
-void addOtherTypes(TokenCases& cases)
+void addOtherPayloads(TokenCases& cases)
 {
     const std::pair<const char*, const char*> payloads[] = {{"an empty array", "[]"},
                                                             {"an array", "[1,2]"},
@@ -159,7 +159,7 @@ void addSizes(TokenCases& cases)
     cases.push_back(noObject("an array of a mebibyte", '[' + std::string(MEBIBYTE - 2, ' ') + ']'));
 }
 
-void addZeroBytes(TokenCases& cases)
+void addPayloadsWithZeroBytes(TokenCases& cases)
 {
     const std::string object = lasting("\"a\":1");
     cases.push_back(good("a zero byte behind the object", object + '\0'));
@@ -173,7 +173,7 @@ void addZeroBytes(TokenCases& cases)
 void addDuplicates(TokenCases& cases)
 {
     cases.push_back(good("two expiries, the later one last", R"({"exp":1,"exp":32503680000000})"));
-    cases.push_back(expired("two expiries, the later one first", R"({"exp":32503680000000,"exp":1})"));
+    cases.push_back(expiredCase("two expiries, the later one first", R"({"exp":32503680000000,"exp":1})"));
     cases.push_back(good("two expiries, an escaped one last", R"({"exp":1,"\u0065xp":32503680000000})"));
     cases.push_back(good("a subject twice", lasting(R"("sub":"alice","sub":"bob")")));
     cases.push_back(good("the same member a thousand times", [] {
@@ -193,11 +193,11 @@ void addDuplicates(TokenCases& cases)
 TokenCases payloadCases()
 {
     TokenCases cases;
-    addOtherTypes(cases);
+    addOtherPayloads(cases);
     addSyntaxErrors(cases);
     addStrings(cases);
     addSizes(cases);
-    addZeroBytes(cases);
+    addPayloadsWithZeroBytes(cases);
     addDuplicates(cases);
     return cases;
 }

@@ -5,7 +5,7 @@ namespace keepsafe_test {
 namespace {
 
 const LogLine NO_ARRAY = lines::error(lines::EXTRACT_TAG, "JSON is invalid. Roles is NULL or not an array");
-const LogLine NO_INTEGER =
+const LogLine NOT_A_ROLE_ID =
     lines::error(lines::EXTRACT_TAG, "JSON is invalid. Role ID is NULL or not an integer");
 
 TokenCase payloadCase(const std::string& words, const std::string& payload, int status,
@@ -53,12 +53,12 @@ void addOtherElements(TokenCases& cases)
                                                             {"an object", "{}"}};
     for (const auto& [words, element] : elements) {
         cases.push_back(payloadCase(std::string("a role that is ") + words,
-                                    std::string("{\"roles\":[") + element + "]}", 8002, "", {NO_INTEGER}));
+                                    std::string("{\"roles\":[") + element + "]}", 8002, "", {NOT_A_ROLE_ID}));
     }
     cases.push_back(
-        payloadCase("a string between roles", R"({"roles":[1,"x",3]})", 8002, "1 ", {NO_INTEGER}));
+        payloadCase("a string between roles", R"({"roles":[1,"x",3]})", 8002, "1 ", {NOT_A_ROLE_ID}));
     cases.push_back(
-        payloadCase("a null behind roles", R"({"roles":[9,8,null]})", 8002, "8 9 ", {NO_INTEGER}));
+        payloadCase("a null behind roles", R"({"roles":[9,8,null]})", 8002, "8 9 ", {NOT_A_ROLE_ID}));
 }
 
 void addRanges(TokenCases& cases)
@@ -101,7 +101,7 @@ void addCounts(TokenCases& cases)
     cases.push_back(payloadCase("ten thousand roles", "{\"roles\":[" + many + "]}", 0, delivered, {}));
     cases.push_back(payloadCase("roles in a very deep array",
                                 "{\"roles\":" + std::string(2000, '[') + std::string(2000, ']') + "}", 8002,
-                                "", {NO_INTEGER}));
+                                "", {NOT_A_ROLE_ID}));
 }
 
 } // namespace

@@ -37,7 +37,7 @@ struct Original {
     }
 };
 
-std::string textOf(const std::string& header) { return base64Url(header) + '.' + base64Url(PAYLOAD); }
+std::string signedPartOf(const std::string& header) { return base64Url(header) + '.' + base64Url(PAYLOAD); }
 
 Key keyOf(const std::string& privatePem)
 {
@@ -75,7 +75,7 @@ std::string hmac(const std::string& secret, const std::string& text)
 void addOtherAlgorithms(TokenCases& cases)
 {
     for (const char* name : {"none", "None", "NONE", "nOnE"}) {
-        const std::string text = textOf(std::string(R"({"alg":")") + name + "\"}");
+        const std::string text = signedPartOf(std::string(R"({"alg":")") + name + "\"}");
         const std::string words = std::string("the algorithm ") + name;
         cases.push_back(notVerifiedCase(words + " and no signature", text + '.', {lines::NOT_SPLIT}));
         cases.push_back(wrongSignatureCase(words + " and any signature", text + ".AAAA"));
@@ -88,7 +88,7 @@ void addOtherAlgorithms(TokenCases& cases)
         {"the public key's line as secret", pem.substr(0, pem.size() - 1)},
         {"the public key's bytes as secret", derOf(pem)},
         {"an empty secret", ""}};
-    const std::string text = textOf(R"({"alg":"HS256","typ":"JWT"})");
+    const std::string text = signedPartOf(R"({"alg":"HS256","typ":"JWT"})");
     for (const auto& [words, secret] : secrets) {
         cases.push_back(wrongSignatureCase(std::string("HS256 with ") + words,
                                            text + '.' + base64Url(hmac(secret, text))));
@@ -119,7 +119,7 @@ void addOtherSignatures(TokenCases& cases, const Original& original)
     cases.push_back(
         wrongSignatureCase("no dot in what was signed", signedAs(original.header + original.payload)));
     cases.push_back(wrongSignatureCase("a dot too many in what was signed", signedAs(original.text + '.')));
-    cases.push_back(wrongSignatureCase("the signature of another token", signedAs(textOf("{}"))));
+    cases.push_back(wrongSignatureCase("the signature of another token", signedAs(signedPartOf("{}"))));
     cases.push_back(
         wrongSignatureCase("an expired token that a stranger signed", strangerSigner().sign(R"({"exp":1})")));
 }

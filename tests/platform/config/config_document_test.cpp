@@ -7,9 +7,11 @@
 #include <keepsafe/platform/config/config.h>
 
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
+using keepsafe_test::thrownBy;
 namespace Platform = Tessara::Keepsafe::Platform;
 
 std::string document() { return keepsafe_test::readFile(KEEPSAFE_SOURCE_DIR "/docs/configuration.md"); }
@@ -23,14 +25,11 @@ std::string block(const std::string& language)
     return text.substr(begin, text.find("```", begin) - begin);
 }
 
-std::string errorOf(const std::string& text)
+std::string errorWithPathOf(const std::string& text)
 {
-    try {
-        Platform::parseConfig(text, "/usr/kshome/etc/keepsafe.toml");
-    } catch (const Platform::ConfigError& error) {
-        return error.what();
-    }
-    return "no error";
+    return thrownBy<Platform::ConfigError>(
+               [&] { Platform::parseConfig(text, "/usr/kshome/etc/keepsafe.toml"); })
+        .what();
 }
 
 TEST(ConfigurationDocument, ShowsAnExampleThatCanBeRead)
@@ -81,7 +80,8 @@ TEST(ConfigurationDocument, ListsKeysThatExistAndNoOthers)
         // A value of a type that no key has: the error shows whether the key is known.
         const std::string toml = inner.empty() ? outer + " = 1.5" : "[" + outer + "]\n" + inner + " = 1.5";
         const std::string key = inner.empty() ? outer : outer + "." + inner;
-        EXPECT_NE(errorOf(toml).find('"' + key + "\" must be "), std::string::npos) << errorOf(toml);
+        EXPECT_NE(errorWithPathOf(toml).find('"' + key + "\" must be "), std::string::npos)
+            << errorWithPathOf(toml);
     }
     EXPECT_EQ(keys, 13);
 }
@@ -90,8 +90,8 @@ TEST(ConfigurationDocument, ShowsErrorsAsTheyAre)
 {
     const std::string shown = block("text");
     for (const std::string& error :
-         {errorOf("\n[features]\nenable = [1]"), errorOf("\n\n\n\n[log]\nlevel = 17"),
-          errorOf("\n\n[features]\nenabled = 1")}) {
+         {errorWithPathOf("\n[features]\nenable = [1]"), errorWithPathOf("\n\n\n\n[log]\nlevel = 17"),
+          errorWithPathOf("\n\n[features]\nenabled = 1")}) {
         EXPECT_NE(shown.find(error + "\n"), std::string::npos) << error;
     }
 }

@@ -19,12 +19,14 @@
 
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
 using keepsafe_test::CapturedLog;
 using keepsafe_test::LogLine;
 using keepsafe_test::TempRoot;
+using keepsafe_test::thrownBy;
 using keepsafe_test::writeFile;
 using Lines = std::vector<LogLine>;
 namespace Platform = Tessara::Keepsafe::Platform;
@@ -228,12 +230,7 @@ TEST_F(ConfigQueries, ThrowAndLogOnceWhenTheWholeIsAskedForAndDamaged)
     write("colour = 1");
     const std::string error = file() + ":1:1: unknown key \"colour\"";
     for (int round = 0; round < 3; ++round) {
-        try {
-            Tessara::Keepsafe::Platform::currentConfig("tag");
-            ADD_FAILURE() << "no error";
-        } catch (const Tessara::Keepsafe::Platform::ConfigError& thrown) {
-            EXPECT_EQ(thrown.what(), error);
-        }
+        EXPECT_EQ(thrownBy<Platform::ConfigError>([] { Platform::currentConfig("tag"); }).what(), error);
     }
     EXPECT_EQ(log_.lines(), (Lines{{16, "tag", error}}));
 }

@@ -8,8 +8,11 @@
 
 #include <gtest/gtest.h>
 
+#include "support/thrown.h"
+
 namespace {
 
+using keepsafe_test::thrownBy;
 namespace Platform = Tessara::Keepsafe::Platform;
 
 class InstallationRoot : public testing::Test {
@@ -23,12 +26,7 @@ private:
 
 std::string refusalOf(const std::string& path)
 {
-    try {
-        Platform::setInstallationRoot(path);
-    } catch (const std::invalid_argument& error) {
-        return error.what();
-    }
-    return "accepted";
+    return thrownBy<std::invalid_argument>([&] { Platform::setInstallationRoot(path); }).what();
 }
 
 TEST_F(InstallationRoot, IsTheProductsOwnUntilTheProcessDecidesOtherwise)

@@ -11,10 +11,12 @@
 #include <keepsafe/platform/config/installation.h>
 
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
 using keepsafe_test::TempRoot;
+using keepsafe_test::thrownBy;
 using keepsafe_test::writeFile;
 namespace Platform = Tessara::Keepsafe::Platform;
 
@@ -24,12 +26,7 @@ protected:
 
     static std::string errorOfLoading()
     {
-        try {
-            Platform::loadConfig();
-        } catch (const Platform::ConfigError& error) {
-            return error.what();
-        }
-        return "no error";
+        return thrownBy<Platform::ConfigError>([] { Platform::loadConfig(); }).what();
     }
 
     TempRoot root_;

@@ -7,21 +7,19 @@
 
 #include <gtest/gtest.h>
 
+#include "support/thrown.h"
+
 namespace {
 
 namespace Platform = Tessara::Keepsafe::Platform;
+using keepsafe_test::thrownBy;
 using Platform::Config;
 
 Config parsed(const std::string& text) { return Platform::parseConfig(text, "keepsafe.toml"); }
 
 std::string errorOf(const std::string& text)
 {
-    try {
-        parsed(text);
-    } catch (const Platform::ConfigError& error) {
-        return error.what();
-    }
-    return "no error";
+    return thrownBy<Platform::ConfigError>([&] { parsed(text); }).what();
 }
 
 TEST(ParseConfig, OfAnEmptyTextGivesTheDefaults)

@@ -16,10 +16,12 @@
 
 #include "support/PrivatePostgres.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
 using keepsafe_test::PrivatePostgres;
+using keepsafe_test::thrownBy;
 using testing::HasSubstr;
 
 /// Starts a server in a second process that then dies of a signal. The server's folder and process.
@@ -61,17 +63,13 @@ TEST(PrivatePostgresServer, IsGoneWithItsFolderWhenTheTestDies)
 
 TEST(PrivatePostgresServer, SaysWhyItDoesNotStart)
 {
-    try {
-        const PrivatePostgres server({"max_connections=none"});
-        FAIL() << "it started";
-    } catch (const std::runtime_error& error) {
-        EXPECT_THAT(error.what(), HasSubstr("max_connections"));
-        const std::string text = error.what();
-        const std::size_t folder = text.find("/ks-pg-");
-        ASSERT_NE(folder, std::string::npos);
-        const std::size_t begin = text.rfind('=', folder) + 1;
-        EXPECT_FALSE(std::filesystem::exists(text.substr(begin, text.find('/', folder + 1) - begin)));
-    }
+    const std::string text =
+        thrownBy<std::runtime_error>([] { PrivatePostgres({"max_connections=none"}); }).what();
+    EXPECT_THAT(text, HasSubstr("max_connections"));
+    const std::size_t folder = text.find("/ks-pg-");
+    ASSERT_NE(folder, std::string::npos);
+    const std::size_t begin = text.rfind('=', folder) + 1;
+    EXPECT_FALSE(std::filesystem::exists(text.substr(begin, text.find('/', folder + 1) - begin)));
 }
 
 } // namespace

@@ -17,6 +17,7 @@
 
 #include "LockHolder.h"
 #include "lock_descriptors.h"
+#include "platform/filelock/taking.h"
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
 
@@ -28,8 +29,6 @@ using testing::IsEmpty;
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr int AT_ONCE = 0;
-
 class FileLockTest : public testing::Test {
 protected:
     FileLockTest() { writeFile(path, ""); }
@@ -39,24 +38,6 @@ protected:
     const TempDir directory;
     const std::string path = directory.path("manifest.json");
 };
-
-FileLockGuard take(const FileLock& lock, int type, int timeoutMs = AT_ONCE)
-{
-    return {lock, type, timeoutMs, FileLock::DEFAULT_INTERVAL};
-}
-
-/// The status with which taking the lock fails; 0 when it does not.
-int refusal(const FileLock& lock, int type, int timeoutMs = AT_ONCE)
-{
-    try {
-        const FileLockGuard guard = take(lock, type, timeoutMs);
-    } catch (const EC_exception& refused) {
-        return refused.status();
-    }
-    return Tessara::Keepsafe::Status::SUCCESS;
-}
-
-void inAnotherThread(const std::function<void()>& work) { std::thread(work).join(); }
 
 TEST_F(FileLockTest, ExclusiveLockKeepsOtherProcessesOut)
 {

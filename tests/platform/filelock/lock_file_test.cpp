@@ -18,6 +18,7 @@
 
 #include "LockHolder.h"
 #include "lock_descriptors.h"
+#include "platform/filelock/taking.h"
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
 
@@ -29,8 +30,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 using MissingFile = FileLock::MissingFile;
-
-constexpr int AT_ONCE = 0;
 
 class LockFileTest : public testing::Test {
 protected:
@@ -57,22 +56,14 @@ protected:
     const std::string path = directory.path("operation-cache.json.lck");
 };
 
-FileLockGuard take(const FileLock& lock, int type, int timeoutMs = AT_ONCE)
-{
-    return {lock, type, timeoutMs, FileLock::DEFAULT_INTERVAL};
-}
-
 void LockFileTest::expectUnavailable(const std::string& reason, MissingFile missing) const
 {
     const CapturedLog log;
     for (const int type : {FileLock::SHARED, FileLock::EXCLUSIVE}) {
-        try {
-            const FileLock wanted = lock(missing);
-            const FileLockGuard guard = take(wanted, type, FileLock::WAIT_FOREVER);
-            ADD_FAILURE() << "taken";
-        } catch (const FileLockUnavailable& unavailable) {
-            EXPECT_EQ(unavailable.status(), Tessara::Keepsafe::Status::CACHE_UNUSABLE);
-        }
+        EXPECT_EQ(thrownBy<FileLockUnavailable>([&] {
+                      take(lock(missing), type, FileLock::WAIT_FOREVER);
+                  }).status(),
+                  Tessara::Keepsafe::Status::CACHE_UNUSABLE);
     }
     EXPECT_THAT(log.lines(), ElementsAre(cannotLock(reason), cannotLock(reason)));
     EXPECT_THAT(descriptorsOf(path), IsEmpty());

@@ -15,55 +15,13 @@
 
 #include "LockHolder.h"
 #include "lock_descriptors.h"
+#include "platform/filelock/taking.h"
 #include "support/CapturedLog.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 
 namespace keepsafe_test {
 namespace {
-
-constexpr int AT_ONCE = 0;
-
-FileLockGuard take(const FileLock& lock, int type, int timeoutMs = AT_ONCE)
-{
-    return {lock, type, timeoutMs, FileLock::DEFAULT_INTERVAL};
-}
-
-bool isTimeout(const FileLock& lock, int type)
-{
-    try {
-        const FileLockGuard guard = take(lock, type);
-    } catch (const FileLockTimeout&) {
-        return true;
-    }
-    return false;
-}
-
-/// Whether this thread is told that it would wait for itself.
-bool isRefused(const FileLock& lock, int type)
-{
-    try {
-        const FileLockGuard guard = take(lock, type);
-    } catch (const EC_exception& refused) {
-        return refused.status() == Tessara::Keepsafe::Status::INVALID_ARGUMENT;
-    }
-    return false;
-}
-
-/// Runs the statement in a forked child and returns whether it held there.
-bool holdsInChild(const std::function<bool()>& statement)
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        bool holds = false;
-        try {
-            holds = statement();
-        } catch (...) {
-        }
-        _exit(holds ? 0 : 1);
-    }
-    int status = -1;
-    return waitpid(child, &status, 0) == child && status == 0;
-}
 
 class LockForkTest : public testing::Test {
 protected:
@@ -117,7 +75,8 @@ TEST_F(LockForkTest, InheritedGuardDoesNotTouchTheChildsOwnHold)
         const CapturedLog log;
         const FileLockGuard own = take(lock, FileLock::SHARED);
         guard.reset();
-        return !isTimeout(lock, FileLock::SHARED) && isRefused(lock, FileLock::EXCLUSIVE);
+        return !isTimeout(lock, FileLock::SHARED) &&
+               refusal(lock, FileLock::EXCLUSIVE) == Tessara::Keepsafe::Status::INVALID_ARGUMENT;
     }));
 }
 

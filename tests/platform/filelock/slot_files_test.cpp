@@ -28,7 +28,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-constexpr int AT_ONCE = 0;
 constexpr uid_t SOMEBODY = 1234;
 constexpr gid_t SOME_GROUP = 4321;
 constexpr uid_t NOBODY = 65534;
@@ -45,12 +44,9 @@ mode_t permissionsOf(const std::string& path) { return statusOf(path).st_mode & 
 /// Runs the statement as a user without rights, and returns whether it held there.
 bool holdsForNobody(const std::function<bool()>& statement)
 {
-    return Process::fork([&] {
-               const bool done = setgroups(0, nullptr) == 0 && setgid(NOBODY) == 0 && setuid(NOBODY) == 0;
-               return done && statement() ? 0 : 1;
-           })
-               .wait()
-               .exitStatus == 0;
+    return holdsInChild([&] {
+        return setgroups(0, nullptr) == 0 && setgid(NOBODY) == 0 && setuid(NOBODY) == 0 && statement();
+    });
 }
 
 class SlotFilesTest : public testing::Test {
@@ -185,14 +181,10 @@ TEST_F(SlotFilesOfOthersTest, UserWhoMayLockButNotWriteThePageIsRefused)
     ASSERT_EQ(chmod(controlOf(path).c_str(), 0644), 0);
     EXPECT_TRUE(holdsForNobody([&] {
         const CapturedLog log;
-        try {
-            const FileLockGuard guard = take(lock, FileLock::EXCLUSIVE);
-        } catch (const FileLockUnavailable& unavailable) {
-            return unavailable.status() == Tessara::Keepsafe::Status::CACHE_UNUSABLE &&
-                   log.lines() == std::vector<LogLine>{
-                                      cannotLock("cannot write " + controlOf(path) + ": Permission denied")};
-        }
-        return false;
+        const auto unavailable = thrownBy<FileLockUnavailable>([&] { take(lock, FileLock::EXCLUSIVE); });
+        return unavailable.status() == Tessara::Keepsafe::Status::CACHE_UNUSABLE &&
+               log.lines() == std::vector<LogLine>{
+                                  cannotLock("cannot write " + controlOf(path) + ": Permission denied")};
     }));
     expectCorrectExclusion();
 }
@@ -204,12 +196,8 @@ TEST_F(SlotFilesTest, PageOfANewerVersionRefusesWritersAndLeavesReadersTheKernel
     page[8] = 2; // the version, behind eight bytes that tell what the file is
     writeFile(controlOf(path), page);
     const CapturedLog log;
-    try {
-        const FileLockGuard guard = take(lock, FileLock::EXCLUSIVE);
-        ADD_FAILURE() << "taken";
-    } catch (const FileLockUnavailable& unavailable) {
-        EXPECT_EQ(unavailable.status(), Tessara::Keepsafe::Status::CACHE_UNUSABLE);
-    }
+    EXPECT_EQ(thrownBy<FileLockUnavailable>([&] { take(lock, FileLock::EXCLUSIVE); }).status(),
+              Tessara::Keepsafe::Status::CACHE_UNUSABLE);
     EXPECT_THAT(log.lines(), ElementsAre(cannotLock(controlOf(path) + " is of version 2")));
     EXPECT_EQ(readFile(controlOf(path)), page);
     const FileLockGuard guard = take(lock, FileLock::SHARED);

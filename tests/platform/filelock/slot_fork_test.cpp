@@ -21,21 +21,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::SizeIs;
 
-bool holdsInChild(const std::function<bool()>& statement)
-{
-    return Process::fork([&] { return statement() ? 0 : 1; }).wait().exitStatus == 0;
-}
-
-bool isTimeout(const FileLock& lock, int type)
-{
-    try {
-        const FileLockGuard guard = take(lock, type);
-    } catch (const FileLockTimeout&) {
-        return true;
-    }
-    return false;
-}
-
 class SlotForkTest : public testing::Test {
 protected:
     SlotForkTest()

@@ -10,17 +10,12 @@
 
 #include <unistd.h>
 
-#include <keepsafe/platform/filelock/FileLock.h>
+#include "platform/filelock/taking.h"
 
 /// \file
 /// The readers' slots as tests see them from outside.
 
 namespace keepsafe_test {
-
-inline FileLockGuard take(const FileLock& lock, int type, int timeoutMs = 0)
-{
-    return {lock, type, timeoutMs, FileLock::DEFAULT_INTERVAL};
-}
 
 /// Waits until it is so. False: it did not come to be so.
 template <typename Condition>

@@ -29,19 +29,6 @@ namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-constexpr int AT_ONCE = 0;
-
-int refusal(const FileLock& lock, int type)
-{
-    try {
-        const FileLockGuard guard = take(lock, type);
-    } catch (const EC_exception& refused) {
-        return refused.status();
-    }
-    return Tessara::Keepsafe::Status::SUCCESS;
-}
-
-void inAnotherThread(const std::function<void()>& work) { std::thread(work).join(); }
 
 class SlotsTest : public testing::Test {
 protected:

@@ -11,31 +11,18 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "HttpTest.h"
+#include "support/Process.h"
 
 namespace {
 
+using keepsafe_test::holdsInChild;
 using keepsafe_test::HttpsServer;
 using keepsafe_test::HttpTest;
 
 /// Whether the function returns true in a child process, within a minute.
-bool holdsInChild(const std::function<bool()>& function)
-{
-    constexpr unsigned LIMIT_SECONDS = 60;
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::alarm(LIMIT_SECONDS);
-        ::_exit(function() ? 0 : 1);
-    }
-    int status = -1;
-    EXPECT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_FALSE(WIFSIGNALED(status)) << "signal " << WTERMSIG(status);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
-
 /// How many sockets of this process are connected to a port.
 int socketsConnectedTo(int port)
 {

@@ -21,6 +21,7 @@
 #include "RedirectedStderr.h"
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -29,6 +30,7 @@ using keepsafe_test::LogLine;
 using keepsafe_test::readFile;
 using keepsafe_test::RedirectedStderr;
 using keepsafe_test::TempDir;
+using keepsafe_test::thrownBy;
 namespace Platform = Tessara::Keepsafe::Platform;
 
 /// Puts the sink and the threshold back at the end of a test.
@@ -211,12 +213,7 @@ TEST_F(FileSink, ThatCannotBeOpenedNamesFileAndReason)
 {
     const TempDir folder;
     const auto reasonFor = [](const std::string& path) -> std::string {
-        try {
-            Platform::makeFileSink(path);
-        } catch (const std::runtime_error& error) {
-            return error.what();
-        }
-        return "no error";
+        return thrownBy<std::runtime_error>([&path] { Platform::makeFileSink(path); }).what();
     };
     EXPECT_EQ(reasonFor(folder.path()), "cannot open the log file \"" + folder.path() + "\": Is a directory");
     EXPECT_EQ(reasonFor(folder.path("none/log")),

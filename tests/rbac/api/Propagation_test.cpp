@@ -7,8 +7,11 @@
 
 #include <keepsafe/rbac/api/ManagedObjects.h>
 
+#include "support/thrown.h"
+
 namespace {
 
+using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::Propagation;
 
 TEST(Propagation, IsWrittenByItsName)
@@ -30,12 +33,8 @@ TEST(Propagation, ItsValuesHaveTheirNumbers)
 TEST(Propagation, AnyOtherValueCannotBeWritten)
 {
     std::ostringstream text;
-    try {
-        text << Propagation(static_cast<Propagation::enum_type>(3));
-        FAIL() << "nothing was thrown";
-    } catch (const std::invalid_argument& error) {
-        EXPECT_STREQ(error.what(), "invalid propagation value");
-    }
+    const Propagation other(static_cast<Propagation::enum_type>(3));
+    EXPECT_STREQ(thrownBy<std::invalid_argument>([&] { text << other; }).what(), "invalid propagation value");
     EXPECT_EQ(text.str(), "");
 }
 

@@ -9,11 +9,13 @@
 #include <keepsafe/platform/status/EC_exception.h>
 
 #include "support/CapturedLog.h"
+#include "support/thrown.h"
 
 namespace {
 
 using keepsafe_test::CapturedLog;
 using keepsafe_test::LogLine;
+using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -59,12 +61,7 @@ TEST(Rbac2Json, LoadsADocumentAndReleasesItOnce)
 TEST(Rbac2Json, TextThatIsNotJsonIs7610WithTheParsersReason)
 {
     const CapturedLog log;
-    try {
-        (void)rbac::json_loads_shared("no JSON");
-        FAIL() << "nothing was thrown";
-    } catch (const EC_exception& failure) {
-        EXPECT_EQ(failure.status(), 7610);
-    }
+    EXPECT_EQ(thrownStatus([] { (void)rbac::json_loads_shared("no JSON"); }), 7610);
     EXPECT_THAT(log.lines(), ElementsAre(LogLine{16, "json_loads_shared",
                                                  "Error parsing JSON: '[' or '{' expected near 'no'"}));
 }

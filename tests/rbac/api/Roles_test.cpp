@@ -40,13 +40,9 @@ protected:
     template <typename Error, typename Call>
     std::string refusal(const Call& call)
     {
-        try {
-            call();
-        } catch (const Error& error) {
-            EXPECT_THAT(service_->requests, IsEmpty());
-            return error.what();
-        }
-        return "nothing was thrown";
+        const std::string message = thrownBy<Error>(call).what();
+        EXPECT_THAT(service_->requests, IsEmpty());
+        return message;
     }
 };
 

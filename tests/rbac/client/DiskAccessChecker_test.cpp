@@ -13,6 +13,7 @@
 #include "support/CacheWriter.h"
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -20,6 +21,7 @@ using keepsafe_test::AccessModel;
 using keepsafe_test::CacheWriter;
 using keepsafe_test::CapturedLog;
 using keepsafe_test::TempDir;
+using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::DiskAccessChecker;
 using Tessara::Keepsafe::Rbac::Manifest;
@@ -207,12 +209,7 @@ TEST_F(DiskAccessCheckerTest, AnInterruptedWriteIsAnExceptionNotAnAnswer)
     writer.write(dir_.path("cache"));
     const DiskAccessChecker broken = checker({ROLE});
     const CapturedLog log;
-    try {
-        (void)broken.checkAccess(ObjectNamespace("A"));
-        FAIL() << "answered from a cache whose write was interrupted";
-    } catch (const EC_exception& failure) {
-        EXPECT_EQ(failure.status(), 12);
-    }
+    EXPECT_EQ(thrownStatus([&] { (void)broken.checkAccess(ObjectNamespace("A")); }), 12);
 }
 
 } // namespace

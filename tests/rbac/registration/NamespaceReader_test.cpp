@@ -8,8 +8,11 @@
 #include <boost/optional.hpp>
 #include <boost/optional/optional_io.hpp>
 
+#include "support/thrown.h"
+
 namespace {
 
+using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::NamespaceReader;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
@@ -48,12 +51,8 @@ TEST(NamespaceReader, TakesEveryTextAsALexicalCastDoesWhateverItReadBefore)
 
 TEST(NamespaceReader, SaysAsALexicalCastDoesThatATextIsNone)
 {
-    try {
-        (void)NamespaceReader().read("A");
-        ADD_FAILURE();
-    } catch (const boost::bad_lexical_cast& error) {
-        EXPECT_STREQ(error.what(), boost::bad_lexical_cast().what());
-    }
+    EXPECT_STREQ(thrownBy<boost::bad_lexical_cast>([] { (void)NamespaceReader().read("A"); }).what(),
+                 boost::bad_lexical_cast().what());
 }
 
 } // namespace

@@ -24,7 +24,7 @@ using Tessara::Keepsafe::Rbac::ObjectRegistrationCallback;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-using Callback = WorkCallback<ObjectRegistrationCallback>;
+using RegistrationWork = WorkCallback<ObjectRegistrationCallback>;
 
 class RegisterTest : public RegistrationTest {
 protected:
@@ -66,7 +66,7 @@ protected:
         data->relativeChildNamespaces = {ObjectNamespace("C")};
         return data;
     }();
-    const boost::shared_ptr<Callback> callback_ = boost::make_shared<Callback>();
+    const boost::shared_ptr<RegistrationWork> callback_ = boost::make_shared<RegistrationWork>();
 };
 
 TEST_F(RegisterTest, CommitsWhenTheCallbackSucceeds)

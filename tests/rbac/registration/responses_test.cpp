@@ -17,10 +17,9 @@ using testing::Field;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Pair;
-
 using Service = DefaultObjectRegistrationService;
 
-constexpr char TAG[] = "DefaultObjectRegistrationService::extractRegisteredNamespaces";
+constexpr char EXTRACT[] = "DefaultObjectRegistrationService::extractRegisteredNamespaces";
 constexpr char BULK_TAG[] = "DefaultObjectRegistrationService::extractBulkRegisteredNamespaces";
 
 class Responses : public testing::Test {
@@ -72,7 +71,7 @@ TEST_F(Responses, ARecordMayBeAValueOfTheCallers)
     EXPECT_THAT(Service::extractRegisteredNamespaces(record.get()), Pair(ObjectNamespace("A"), IsEmpty()));
     EXPECT_EQ(record->refcount, 1U);
     EXPECT_EQ(thrownStatus([] { (void)Service::extractRegisteredNamespaces(nullptr); }), 9103);
-    expectParseError(TAG);
+    expectParseError(EXTRACT);
 }
 
 TEST_F(Responses, ARecordOfAnotherFormIs9103)
@@ -87,7 +86,7 @@ TEST_F(Responses, ARecordOfAnotherFormIs9103)
           R"({"id":"|A|","relationships":{"registeredObjects":{"data":[{"id":"|A|"},"|B|"]}}})"}) {
         SCOPED_TRACE(response);
         EXPECT_EQ(statusOf(response), 9103);
-        expectParseError(TAG);
+        expectParseError(EXTRACT);
     }
 }
 
@@ -98,15 +97,15 @@ TEST_F(Responses, TheLineNamesThePlaceInARecord)
     EXPECT_THAT(
         log_.lines(),
         ElementsAre(
-            LogLine{16, TAG, "Error parsing JSON response at position 4: Expected string, got integer"},
-            LogLine{16, TAG, "Error parsing JSON response at position 4: Object item not found: id"}));
+            LogLine{16, EXTRACT, "Error parsing JSON response at position 4: Expected string, got integer"},
+            LogLine{16, EXTRACT, "Error parsing JSON response at position 4: Object item not found: id"}));
 }
 
 TEST_F(Responses, RegisteredObjectsThatAreNoArrayAre9103)
 {
     EXPECT_EQ(statusOf(R"({"id":"|A|","relationships":{"registeredObjects":{"data":{}}}})"), 9103);
     EXPECT_THAT(log_.lines(),
-                ElementsAre(LogLine{16, TAG, "Invalid registration response. data is not an array"}));
+                ElementsAre(LogLine{16, EXTRACT, "Invalid registration response. data is not an array"}));
 }
 
 TEST_F(Responses, AResponseThatIsNotJsonIs7610)
@@ -213,7 +212,7 @@ TEST_F(Responses, BulkDataThatIsNoArrayIs9103)
 TEST_F(Responses, ABulkRecordOfAnotherFormIs9103AndNothingIsKept)
 {
     EXPECT_EQ(bulkStatusOf(R"({"data":[{"id":"|A|"},{"id":3}]})"), 9103);
-    expectParseError(TAG);
+    expectParseError(EXTRACT);
     EXPECT_THROW((void)Service::extractBulkRegisteredNamespaces(R"({"data":[{"id":"A"}]})"),
                  boost::bad_lexical_cast);
 }

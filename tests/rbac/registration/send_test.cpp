@@ -23,7 +23,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 
-constexpr char TAG[] = "DefaultObjectRegistrationService::sendHttpRequest";
+using Service = DefaultObjectRegistrationService;
+
+constexpr char SEND[] = "DefaultObjectRegistrationService::sendHttpRequest";
 
 class SendTest : public RegistrationTest {
 protected:
@@ -48,8 +50,8 @@ TEST_F(SendTest, APostAnsweredBy201GivesTheBody)
     EXPECT_EQ(sendAndReceive(HTTP_REQUEST_POST, 0, 201, "the answer"), 0);
     EXPECT_EQ(response_, "the answer");
     EXPECT_THAT(scripted_->requests, ElementsAre(Request{"POST", "some/path", "the body"}));
-    EXPECT_THAT(log_.lines(), ElementsAre(LogLine{4, TAG, "Send request type 2 to URL some/path"},
-                                          LogLine{4, TAG, "Request payload: the body"}));
+    EXPECT_THAT(log_.lines(), ElementsAre(LogLine{4, SEND, "Send request type 2 to URL some/path"},
+                                          LogLine{4, SEND, "Request payload: the body"}));
 }
 
 TEST_F(SendTest, APatchAndADeleteAreAnsweredBy204)
@@ -60,10 +62,10 @@ TEST_F(SendTest, APatchAndADeleteAreAnsweredBy204)
     EXPECT_EQ(response_, "kept");
     EXPECT_THAT(scripted_->requests,
                 ElementsAre(Request{"PATCH", "some/path", "the body"}, Request{"DELETE", "some/path", ""}));
-    EXPECT_THAT(log_.lines(), ElementsAre(LogLine{4, TAG, "Send request type 4 to URL some/path"},
-                                          LogLine{4, TAG, "Request payload: the body"},
-                                          LogLine{4, TAG, "Send request type 3 to URL some/path"},
-                                          LogLine{4, TAG, "Request payload: the body"}));
+    EXPECT_THAT(log_.lines(), ElementsAre(LogLine{4, SEND, "Send request type 4 to URL some/path"},
+                                          LogLine{4, SEND, "Request payload: the body"},
+                                          LogLine{4, SEND, "Send request type 3 to URL some/path"},
+                                          LogLine{4, SEND, "Request payload: the body"}));
 }
 
 TEST_F(SendTest, TheResponseMayBeDiscarded)
@@ -93,14 +95,14 @@ TEST_F(SendTest, AFailedTransferIsItsStatus)
     EXPECT_THAT(
         errors(),
         ElementsAre(
-            LogLine{16, TAG,
+            LogLine{16, SEND,
                     "Failed to send the POST object register request(some/path). CURL request failed. "
                     "error  = 7"},
-            LogLine{16, TAG,
+            LogLine{16, SEND,
                     "Failed to send the PATCH object unregister request(some/path). CURL request failed. "
                     "error  = 28"},
             LogLine{
-                16, TAG,
+                16, SEND,
                 "Failed to send the DELETE object request(some/path). CURL request failed. error  = 56"}));
 }
 
@@ -109,19 +111,19 @@ TEST_F(SendTest, ARefusalIsTheServersCode)
     EXPECT_EQ(sendAndReceive(HTTP_REQUEST_POST, 0, 409, R"({"errorCode":5930,"errorMessage":"is there"})"),
               5930);
     EXPECT_EQ(response_, "before");
-    EXPECT_THAT(errors(), ElementsAre(LogLine{16, TAG,
+    EXPECT_THAT(errors(), ElementsAre(LogLine{16, SEND,
                                               "Failed to register object. HTTP response code = 409. "
                                               "error = 5930"}));
     EXPECT_EQ(sendAndReceive(HTTP_REQUEST_DELETE, 0, 201, R"({"errorCode":5931,"errorMessage":"gone"})"),
               5931);
     EXPECT_EQ(errors().back(),
-              (LogLine{16, TAG, "Failed to register object. HTTP response code = 201. error = 5931"}));
+              (LogLine{16, SEND, "Failed to register object. HTTP response code = 201. error = 5931"}));
 }
 
 TEST_F(SendTest, ARefusalThatCannotBeReadIs9103)
 {
     EXPECT_EQ(sendAndReceive(HTTP_REQUEST_POST, 0, 502, "<html>"), 9103);
-    EXPECT_THAT(errors(), ElementsAre(LogLine{16, TAG,
+    EXPECT_THAT(errors(), ElementsAre(LogLine{16, SEND,
                                               "Failed to parse error from JSON response. HTTP response "
                                               "code = 502. parse error = 7610"}));
 }
@@ -131,7 +133,7 @@ TEST_F(SendTest, OnlyTheExpectedStatusIsSuccess)
     for (const long status : {200L, 202L, 204L, 0L, -1L}) {
         EXPECT_EQ(sendAndReceive(HTTP_REQUEST_POST, 0, status, "{}"), 9103) << status;
         EXPECT_EQ(errors().back(),
-                  (LogLine{16, TAG,
+                  (LogLine{16, SEND,
                            "Failed to parse error from JSON response. HTTP response code = " +
                                std::to_string(status) + ". parse error = 7610"}));
     }
@@ -147,9 +149,9 @@ TEST_F(SendTest, AnyOtherTypeSendsNothingAndFails)
         EXPECT_EQ(send(static_cast<HttpRequestType>(type)), 9103);
         EXPECT_THAT(
             log_.lines(),
-            ElementsAre(LogLine{4, TAG, "Send request type " + std::to_string(type) + " to URL some/path"},
-                        LogLine{4, TAG, "Request payload: the body"},
-                        LogLine{16, TAG,
+            ElementsAre(LogLine{4, SEND, "Send request type " + std::to_string(type) + " to URL some/path"},
+                        LogLine{4, SEND, "Request payload: the body"},
+                        LogLine{16, SEND,
                                 "Failed to parse error from JSON response. HTTP response code = 0. "
                                 "parse error = 7610"}));
     }
@@ -162,7 +164,7 @@ TEST_F(SendTest, WithoutAClientNothingIsSent)
     EXPECT_EQ(send(HTTP_REQUEST_POST), 114);
     DefaultObjectRegistrationService withoutFactory(1556, nullptr);
     EXPECT_EQ(thrownStatus([&] { withoutFactory.sendHttpRequest(HTTP_REQUEST_POST, "p", "b"); }), 114);
-    const LogLine line{16, TAG, "There is no HTTP client for master.example"};
+    const LogLine line{16, SEND, "There is no HTTP client for master.example"};
     EXPECT_THAT(log_.lines(), ElementsAre(line, line));
 }
 
@@ -186,7 +188,6 @@ TEST_F(SendTest, TheDefaultServiceAsksTheMasterServerItself)
 
 TEST_F(SendTest, TheUrisAreThoseOfTheService)
 {
-    using Service = DefaultObjectRegistrationService;
     EXPECT_EQ(Service::OBJECT_REGISTRATION_URI, "keepsafe/access-control/object-registration-requests");
     EXPECT_EQ(Service::BULK_OBJECT_REGISTRATION_URI,
               "keepsafe/access-control/bulk-object-registration-requests");

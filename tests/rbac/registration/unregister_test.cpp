@@ -21,7 +21,7 @@ using Tessara::Keepsafe::Rbac::ObjectUnregistrationCallback;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-using Callback = WorkCallback<ObjectUnregistrationCallback>;
+using UnregistrationWork = WorkCallback<ObjectUnregistrationCallback>;
 
 class UnregisterTest : public RegistrationTest {
 protected:
@@ -43,7 +43,7 @@ protected:
 
     const LogLine begun_ = line(4, "Unregistering |A|b+c|");
     const LogLine pending_ = line(4, "Updated [|A|b+c|] state to PENDING");
-    const boost::shared_ptr<Callback> callback_ = boost::make_shared<Callback>();
+    const boost::shared_ptr<UnregistrationWork> callback_ = boost::make_shared<UnregistrationWork>();
 };
 
 TEST_F(UnregisterTest, DeletesWhenTheCallbackSucceeds)

@@ -13,6 +13,7 @@
 #include "root/initialize.h"
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -21,6 +22,7 @@ using keepsafe_sandbox::CriteriaStore;
 using keepsafe_sandbox::Database;
 using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::RootLayout;
+using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::RBACDbConnectionMgr;
 using Tessara::Keepsafe::RBACDbQueryMgr;
 using Texts = std::list<std::string>;
@@ -38,12 +40,7 @@ protected:
 
     std::string refusal(const Criteria& criteria)
     {
-        try {
-            store_.add(criteria);
-        } catch (const InputError& error) {
-            return error.what();
-        }
-        return "no error";
+        return thrownBy<InputError>([&] { store_.add(criteria); }).what();
     }
 
     keepsafe_test::TempDir dir_;

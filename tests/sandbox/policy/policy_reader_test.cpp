@@ -9,6 +9,7 @@
 
 #include "errors/InputError.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -16,6 +17,7 @@ using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::Policy;
 using keepsafe_sandbox::readPolicy;
 using keepsafe_sandbox::readPolicyFile;
+using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using testing::SizeIs;
 
@@ -41,12 +43,7 @@ std::string withDefinition(const std::string& definition)
 
 std::string errorOf(const std::string& text, const ObjectNamespace& covers = EVERYTHING)
 {
-    try {
-        readPolicy(text, covers);
-        return "no error";
-    } catch (const InputError& error) {
-        return error.what();
-    }
+    return thrownBy<InputError>([&] { readPolicy(text, covers); }).what();
 }
 
 struct BadDocument {
@@ -238,12 +235,7 @@ TEST(PolicyReader, ReadsWhatTheDocumentSays)
 
 std::string fileErrorOf(const std::string& path)
 {
-    try {
-        readPolicyFile(path, EVERYTHING);
-        return "no error";
-    } catch (const InputError& error) {
-        return error.what();
-    }
+    return thrownBy<InputError>([&] { readPolicyFile(path, EVERYTHING); }).what();
 }
 
 TEST(PolicyFile, IsNamedInEveryMessage)

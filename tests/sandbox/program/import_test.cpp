@@ -9,6 +9,7 @@
 #include "sandbox/support/SandboxRoot.h"
 #include "support/Process.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 /// ksrbac-sandbox import, as it is called.
 
@@ -19,7 +20,7 @@ using keepsafe_test::readFile;
 using keepsafe_test::writeFile;
 using testing::HasSubstr;
 
-const std::string COMPANY = KEEPSAFE_EXAMPLE_POLICIES "/company.json";
+const std::string COMPANY_POLICY = KEEPSAFE_EXAMPLE_POLICIES "/company.json";
 const std::string EMPTY = R"({"operations": {}, "roles": [], "objects": [], "accessDefinitions": []})";
 
 class ImportProgram : public testing::Test {
@@ -50,7 +51,7 @@ protected:
 TEST_F(ImportProgram, StoresAndPublishesAPolicyAndSaysWhat)
 {
     run({"init"});
-    const ProgramResult result = import(COMPANY);
+    const ProgramResult result = import(COMPANY_POLICY);
 
     EXPECT_EQ(result.errors, "");
     EXPECT_EQ(result.exitStatus, 0);
@@ -61,8 +62,8 @@ TEST_F(ImportProgram, StoresAndPublishesAPolicyAndSaysWhat)
 TEST_F(ImportProgram, PublishesTheSameCacheAsCompile)
 {
     run({"init"});
-    import(COMPANY);
-    EXPECT_EQ(run({"compile", COMPANY, "--id", "compiled"}).exitStatus, 0);
+    import(COMPANY_POLICY);
+    EXPECT_EQ(run({"compile", COMPANY_POLICY, "--id", "compiled"}).exitStatus, 0);
     for (const std::string file : {"metadata", "objects", "nodes", "segments", "counts", "manifest.json"}) {
         EXPECT_EQ(readFile(cache("service") + "/" + file), readFile(cache("compiled") + "/" + file)) << file;
     }
@@ -71,7 +72,7 @@ TEST_F(ImportProgram, PublishesTheSameCacheAsCompile)
 TEST_F(ImportProgram, ReplacesOnlyWhenItIsToldTo)
 {
     run({"init"});
-    import(COMPANY);
+    import(COMPANY_POLICY);
     const ProgramResult refused = import(policy(EMPTY));
     EXPECT_EQ(refused.exitStatus, 2);
     EXPECT_EQ(refused.errors, "ksrbac-sandbox: there are 38 objects, 32 access definitions, 8 roles and 20 "
@@ -80,13 +81,13 @@ TEST_F(ImportProgram, ReplacesOnlyWhenItIsToldTo)
     const ProgramResult replaced = import(policy(EMPTY), {"--replace"});
     EXPECT_EQ(replaced.errors, "");
     EXPECT_THAT(replaced.output, HasSubstr("generation 2, 0 objects, 0 access definitions, 0 roles"));
-    EXPECT_EQ(import(COMPANY).exitStatus, 0) << "nothing was left";
+    EXPECT_EQ(import(COMPANY_POLICY).exitStatus, 0) << "nothing was left";
 }
 
 TEST_F(ImportProgram, RefusesOtherBitsThanThePublishedOnesUnlessItMayRenumber)
 {
     run({"init"});
-    run({"compile", COMPANY, "--id", "compiled"});
+    run({"compile", COMPANY_POLICY, "--id", "compiled"});
     const std::string other = policy(
         R"({"operations": {"|OPERATIONS|VIEW|": 40}, "roles": [], "objects": [], "accessDefinitions": []})");
 
@@ -103,7 +104,7 @@ TEST_F(ImportProgram, DoesNothingWhileTheServiceIsRunning)
 {
     run({"init"});
     const keepsafe_sandbox::ServiceLock service({root_.path(), "service"}, "the service");
-    const ProgramResult result = import(COMPANY);
+    const ProgramResult result = import(COMPANY_POLICY);
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_EQ(result.errors, "ksrbac-sandbox: the service is running for this root (process " +
                                  std::to_string(::getpid()) + ")\n");
@@ -111,7 +112,7 @@ TEST_F(ImportProgram, DoesNothingWhileTheServiceIsRunning)
 
 TEST_F(ImportProgram, NeedsARootThatWasMadeAndAPolicyThatCanBeUsed)
 {
-    const ProgramResult unmade = import(COMPANY);
+    const ProgramResult unmade = import(COMPANY_POLICY);
     EXPECT_EQ(unmade.exitStatus, 2);
     EXPECT_THAT(unmade.errors, HasSubstr("etc/keepsafe.toml is missing: run 'ksrbac-sandbox init --root"));
 
@@ -120,14 +121,14 @@ TEST_F(ImportProgram, NeedsARootThatWasMadeAndAPolicyThatCanBeUsed)
     EXPECT_EQ(broken.exitStatus, 2);
     EXPECT_THAT(broken.errors, HasSubstr("policy.json: line 1, column 1"));
     EXPECT_EQ(run({"import"}).exitStatus, 2);
-    EXPECT_EQ(import(COMPANY).exitStatus, 0);
+    EXPECT_EQ(import(COMPANY_POLICY).exitStatus, 0);
 }
 
 TEST_F(ImportProgram, EndsWith1WhenTheDatabaseIsGone)
 {
     run({"init"});
     writeFile(root_.path("var/sandbox/auth_main.db"), std::string(4096, 'x'));
-    const ProgramResult result = import(COMPANY);
+    const ProgramResult result = import(COMPANY_POLICY);
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_THAT(result.errors, HasSubstr("ksrbac-sandbox: cannot read the table AUTH_MAIN.ACTL_Role"));
 }

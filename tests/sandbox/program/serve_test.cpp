@@ -27,6 +27,7 @@
 #include "sandbox/support/RunningService.h"
 #include "support/CapturedLog.h"
 #include "support/Descriptor.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -35,6 +36,7 @@ using keepsafe_test::CapturedLog;
 using keepsafe_test::Process;
 using keepsafe_test::ProgramResult;
 using keepsafe_test::RunningService;
+using keepsafe_test::thrownStatus;
 using testing::HasSubstr;
 using testing::StartsWith;
 namespace operations = root_namespaces::operations;
@@ -64,24 +66,14 @@ protected:
         return checker->checkAccess(object);
     }
 
-    /// The status of a call that fails; 0 when it succeeds.
-    template <typename Call>
-    static int statusOf(Call call)
-    {
-        try {
-            call();
-        } catch (const EC_exception& error) {
-            return error.status();
-        }
-        return 0;
-    }
-
     /// Nothing when there is no such object.
     static boost::optional<ManagedObjectState> stateOf(const ObjectNamespace& object)
     {
-        boost::optional<ManagedObjectState> state;
-        (void)statusOf([&] { state = ManagedObjectAPI().get_object(object).state; });
-        return state;
+        try {
+            return ManagedObjectAPI().get_object(object).state;
+        } catch (const EC_exception&) {
+            return boost::none;
+        }
     }
 
     /// Calls `work` with 0, 1 and so on, until it says that it failed: the service is killed some moments
@@ -156,7 +148,7 @@ TEST_F(Service, KeepsRolesForTheLibrary)
     EXPECT_EQ(roles.get_role(role.id).name, "Reader");
     EXPECT_EQ(roles.get_role(role.id).description, "");
     roles.delete_role_by_id(role.id);
-    EXPECT_EQ(statusOf([&] { (void)roles.get_role(role.id); }), 20);
+    EXPECT_EQ(thrownStatus([&] { (void)roles.get_role(role.id); }), 20);
 }
 
 TEST_F(Service, ChangesTheNextDecisionWithAGrant)
@@ -179,7 +171,7 @@ TEST_F(Service, AnswersForObjectsAndOperations)
     const ManagedObjectAPI objects;
     objects.set_inherit(root_namespaces::KEEPSAFE, false);
     EXPECT_FALSE(objects.get_object(root_namespaces::KEEPSAFE).inherit);
-    EXPECT_EQ(statusOf([&] { (void)objects.get_object(ObjectNamespace("none")); }), 20);
+    EXPECT_EQ(thrownStatus([&] { (void)objects.get_object(ObjectNamespace("none")); }), 20);
     EXPECT_EQ(OperationAPI().get_operations("contains(id,'VIEW')"),
               std::list<ObjectNamespace>{operations::VIEW});
 }
@@ -195,7 +187,7 @@ TEST_F(Service, RegistersObjectsInTwoPhases)
     registration.changeObjectState(name, READY);
     EXPECT_EQ(ManagedObjectAPI().get_object(name).state, READY);
     registration.deleteObject(name);
-    EXPECT_EQ(statusOf([&] { (void)ManagedObjectAPI().get_object(name); }), 20);
+    EXPECT_EQ(thrownStatus([&] { (void)ManagedObjectAPI().get_object(name); }), 20);
 }
 
 TEST_F(Service, EndsWith0AndIsBackAtTheSameAddressAtOnce)
@@ -235,7 +227,7 @@ TEST_F(Service, EndsInTimeWhileAChangeWaitsForAReaderThatHasStopped)
     const Process reader =
         stoppedReader(service_.path("wmc/webserver/temp/access-caches/service/manifest.json"));
     std::thread change([&role] {
-        (void)statusOf([&role] {
+        (void)thrownStatus([&role] {
             (void)ManagedObjectAPI().add_access_definition(root_namespaces::KEEPSAFE, role,
                                                            Propagation::OBJECT, operation(operations::VIEW));
         });
@@ -279,7 +271,8 @@ TEST_F(Service, FailsCallsWithAStatusWhileItIsAwayAndAnswersTheNextOnes)
     for (int i = 0; i < 4; ++i) {
         callers.emplace_back([&] {
             while (!isOver) {
-                failures += statusOf([&] { EXPECT_EQ(roles.get_role(role.id).name, "kept"); }) == 0 ? 0 : 1;
+                failures +=
+                    thrownStatus([&] { EXPECT_EQ(roles.get_role(role.id).name, "kept"); }) == 0 ? 0 : 1;
             }
         });
     }
@@ -290,7 +283,7 @@ TEST_F(Service, FailsCallsWithAStatusWhileItIsAwayAndAnswersTheNextOnes)
             std::this_thread::yield();
         }
         service_.start();
-        EXPECT_EQ(statusOf([&] { (void)roles.get_role(role.id); }), 0);
+        EXPECT_EQ(thrownStatus([&] { (void)roles.get_role(role.id); }), 0);
     }
     isOver = true;
     for (std::thread& caller : callers) {
@@ -305,7 +298,7 @@ TEST_F(Service, LosesNothingThatItHasAcknowledgedWhenItIsKilled)
     for (int round = 0; round < rounds; ++round) {
         workUntilItIsKilled([&](int number) {
             const std::string name = "role-" + std::to_string(round) + "-" + std::to_string(number);
-            const bool isMade = statusOf([&] { (void)RoleAPI().create_role(name, ""); }) == 0;
+            const bool isMade = thrownStatus([&] { (void)RoleAPI().create_role(name, ""); }) == 0;
             if (isMade) {
                 acknowledged.insert(name);
             }

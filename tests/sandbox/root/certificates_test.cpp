@@ -15,6 +15,7 @@
 #include "root/Certificate.h"
 #include "sandbox/root/TestRoot.h"
 #include "support/Certificates.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -28,6 +29,7 @@ using keepsafe_sandbox::RootLayout;
 using keepsafe_test::CertificateAuthority;
 using keepsafe_test::CertificateFiles;
 using keepsafe_test::readFile;
+using keepsafe_test::thrownBy;
 using keepsafe_test::writeFile;
 using testing::StartsWith;
 namespace fs = std::filesystem;
@@ -47,12 +49,7 @@ protected:
 
     [[nodiscard]] std::string refusal(const std::string& service = "127.0.0.1") const
     {
-        try {
-            ensure(service);
-        } catch (const InputError& error) {
-            return error.what();
-        }
-        return "no error";
+        return thrownBy<InputError>([&] { ensure(service); }).what();
     }
 
     [[nodiscard]] static Certificate load(const std::string& path)

@@ -7,6 +7,7 @@
 #include "errors/InputError.h"
 #include "root/configuration.h"
 #include "sandbox/root/TestRoot.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -16,6 +17,7 @@ using keepsafe_sandbox::findConfiguration;
 using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::loadDatabaseSettings;
 using keepsafe_sandbox::RootLayout;
+using keepsafe_test::thrownBy;
 using keepsafe_test::writeFile;
 using Tessara::Dal::DbConnectionSettings;
 using Tessara::Keepsafe::Platform::Config;
@@ -34,12 +36,7 @@ protected:
 
     [[nodiscard]] std::string refusal() const
     {
-        try {
-            (void)findConfiguration(root_.layout.configuration());
-        } catch (const InputError& error) {
-            return error.what();
-        }
-        return "no error";
+        return thrownBy<InputError>([this] { (void)findConfiguration(root_.layout.configuration()); }).what();
     }
 
     keepsafe_test::TestRoot root_;

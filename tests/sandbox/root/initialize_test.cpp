@@ -15,6 +15,7 @@
 #include "root/signing_keys.h"
 #include "sandbox/root/TestRoot.h"
 #include "support/CapturedLog.h"
+#include "support/thrown.h"
 #include "tokens/TokenIssuer.h"
 
 namespace {
@@ -28,6 +29,7 @@ using keepsafe_sandbox::loadDatabaseSettings;
 using keepsafe_sandbox::RootLayout;
 using keepsafe_sandbox::TokenStore;
 using keepsafe_test::readFile;
+using keepsafe_test::thrownBy;
 using keepsafe_test::writeFile;
 using Tessara::Dal::DbConnectionSettings;
 namespace fs = std::filesystem;
@@ -42,12 +44,7 @@ protected:
 
     std::string refusal(const DbConnectionSettings& database) const
     {
-        try {
-            initializeRoot(root_.layout, database);
-        } catch (const InputError& error) {
-            return error.what();
-        }
-        return "no error";
+        return thrownBy<InputError>([&] { initializeRoot(root_.layout, database); }).what();
     }
 
     /// What init says of the TLS files, all of them kept or made.
@@ -242,14 +239,9 @@ TEST_F(Initialize, KeepsTheMasterServerThatTheConfigurationNames)
 TEST_F(Initialize, RefusesAnotherMasterServerThanTheConfigurationNames)
 {
     init();
-    try {
-        initializeRoot(layout_, std::nullopt, "127.0.0.2");
-        FAIL() << "no error";
-    } catch (const InputError& error) {
-        EXPECT_EQ(std::string(error.what()),
-                  layout_.configuration() +
-                      " names another master server, 127.0.0.1: change it there, or move the file away");
-    }
+    EXPECT_EQ(thrownBy<InputError>([this] { initializeRoot(layout_, std::nullopt, "127.0.0.2"); }).what(),
+              layout_.configuration() +
+                  " names another master server, 127.0.0.1: change it there, or move the file away");
 }
 
 TEST_F(Initialize, RefusesAMasterServerThatIsNoneBeforeItMakesAnything)

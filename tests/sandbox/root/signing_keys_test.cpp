@@ -8,6 +8,7 @@
 #include "errors/InputError.h"
 #include "root/signing_keys.h"
 #include "sandbox/root/TestRoot.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -16,6 +17,7 @@ using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::loadSigner;
 using keepsafe_sandbox::TokenSigner;
 using keepsafe_test::readFile;
+using keepsafe_test::thrownBy;
 using keepsafe_test::writeFile;
 namespace fs = std::filesystem;
 
@@ -37,13 +39,9 @@ protected:
             return fs::exists(path) ? readFile(path) : std::string("none");
         };
         const std::string before = content(privateKey()) + content(publicKey());
-        try {
-            ensureSigningKeys(root_.layout);
-        } catch (const InputError& error) {
-            EXPECT_EQ(content(privateKey()) + content(publicKey()), before);
-            return error.what();
-        }
-        return "no error";
+        const auto error = thrownBy<InputError>([this] { ensureSigningKeys(root_.layout); });
+        EXPECT_EQ(content(privateKey()) + content(publicKey()), before);
+        return error.what();
     }
 
     /// Which of the two keys are missing, and made.
@@ -139,13 +137,9 @@ TEST_F(SigningKeys, AFileThatIsNoKeyIsRefused)
 
 TEST_F(SigningKeys, AMissingOneIsToldWithWhatMakesIt)
 {
-    try {
-        (void)loadSigner(root_.layout);
-        FAIL() << "a signer from nothing";
-    } catch (const InputError& error) {
-        EXPECT_EQ(error.what(), privateKey() + " is missing: run 'ksrbac-sandbox init --root " +
-                                    root_.layout.root() + "' first");
-    }
+    EXPECT_EQ(thrownBy<InputError>([this] { (void)loadSigner(root_.layout); }).what(),
+              privateKey() + " is missing: run 'ksrbac-sandbox init --root " + root_.layout.root() +
+                  "' first");
 }
 
 } // namespace

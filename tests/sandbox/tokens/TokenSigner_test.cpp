@@ -3,11 +3,13 @@
 #include <string>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
 
 #include "errors/InputError.h"
+#include "support/thrown.h"
 #include "tokens/TokenSigner.h"
 
 namespace {
@@ -15,6 +17,7 @@ namespace {
 using keepsafe_sandbox::base64Url;
 using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::TokenSigner;
+using keepsafe_test::thrownBy;
 
 TEST(Base64Url, GivesTheExamplesOfItsStandardWithoutPadding)
 {
@@ -69,13 +72,8 @@ TEST(TokenSigner, MakesAnotherKeyEachTime)
 
 TEST(TokenSigner, SaysWhichKeyCannotBeMade)
 {
-    try {
-        (void)TokenSigner::generate(16);
-        FAIL() << "a key of 16 bits";
-    } catch (const std::runtime_error& error) {
-        EXPECT_EQ(std::string(error.what()).rfind("cannot generate an RSA key of 16 bits: ", 0), 0U)
-            << error.what();
-    }
+    EXPECT_THAT(thrownBy<std::runtime_error>([] { (void)TokenSigner::generate(16); }).what(),
+                testing::StartsWith("cannot generate an RSA key of 16 bits: "));
     EXPECT_EQ(ERR_peek_error(), 0UL);
 }
 

@@ -4,6 +4,7 @@
 
 #include "errors/InputError.h"
 #include "support/CapturedLog.h"
+#include "support/thrown.h"
 #include "tokens/TokenSigner.h"
 #include "tokens/stored_token.h"
 
@@ -13,6 +14,7 @@ using keepsafe_sandbox::base64Url;
 using keepsafe_sandbox::describeStored;
 using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::sessionIdOf;
+using keepsafe_test::thrownBy;
 
 class StoredToken : public testing::Test {
 protected:
@@ -20,12 +22,7 @@ protected:
 
     static std::string refusal(const std::string& text)
     {
-        try {
-            (void)sessionIdOf(text);
-        } catch (const InputError& error) {
-            return error.what();
-        }
-        return "no error";
+        return thrownBy<InputError>([&] { (void)sessionIdOf(text); }).what();
     }
 
     keepsafe_test::CapturedLog log_;

@@ -7,22 +7,19 @@
 #include <gtest/gtest.h>
 
 #include "errors/InputError.h"
+#include "support/thrown.h"
 #include "tokens/token_options.h"
 
 namespace {
 
 using keepsafe_sandbox::parseLifetime;
 using keepsafe_sandbox::parseRoles;
+using keepsafe_test::thrownBy;
 using namespace std::chrono_literals;
 
 std::string messageOf(const std::function<void()>& call)
 {
-    try {
-        call();
-    } catch (const keepsafe_sandbox::InputError& error) {
-        return error.what();
-    }
-    return "no error";
+    return thrownBy<keepsafe_sandbox::InputError>(call).what();
 }
 
 TEST(Lifetime, HasANumberAndAUnit)

@@ -10,6 +10,7 @@
 #include <keepsafe/rbac/client/DiskAccessControlClient.h>
 
 #include "database/schema.h"
+#include "support/thrown.h"
 
 namespace keepsafe_test {
 
@@ -63,13 +64,8 @@ void ServiceTest::restart()
 
 ServiceTest::Refused ServiceTest::refusal(const std::function<void()>& call)
 {
-    try {
-        call();
-    } catch (const Refusal& refusal) {
-        return {refusal.kind(), refusal.what(), refusal.details()};
-    }
-    ADD_FAILURE() << "it was not refused";
-    return {};
+    const auto refusal = thrownBy<Refusal>(call);
+    return {refusal.kind(), refusal.what(), refusal.details()};
 }
 
 void ServiceTest::addObjects(const std::string& names)

@@ -1,5 +1,6 @@
 #include "database/Transaction.h"
 #include "service/accesscontrol/ServiceTest.h"
+#include "support/thrown.h"
 
 /// What the service makes of a database that does not hold what it should.
 
@@ -13,12 +14,7 @@ class StoredContent : public ServiceTest {
 protected:
     std::string failure()
     {
-        try {
-            (void)Store(database_).load();
-        } catch (const DatabaseError& error) {
-            return error.what();
-        }
-        return "no error";
+        return thrownBy<DatabaseError>([this] { (void)Store(database_).load(); }).what();
     }
 
     const std::string use_ = "cannot use what is stored in AUTH_MAIN.";

@@ -22,6 +22,7 @@
 #include "support/CapturedLog.h"
 #include "support/Process.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -36,6 +37,7 @@ using keepsafe_test::imageOfGeneration;
 using keepsafe_test::Process;
 using keepsafe_test::readFile;
 using keepsafe_test::TempDir;
+using keepsafe_test::thrownBy;
 using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
@@ -55,12 +57,7 @@ protected:
 
     std::string errorOf(unsigned generation)
     {
-        try {
-            publish(generation);
-            return "no error";
-        } catch (const std::runtime_error& error) {
-            return error.what();
-        }
+        return thrownBy<std::runtime_error>([&] { publish(generation); }).what();
     }
 
     [[nodiscard]] std::string directory() const { return dir_.path("caches/vault"); }
@@ -171,18 +168,11 @@ TEST_F(CachePublisherTest, SaysThatReadersRefuseTheCacheWhenAWriteHasFailedMidwa
     PosixFileSystem fileSystem;
     const auto fail = [] { throw FileError("cannot rename it"); };
 
-    EXPECT_THROW(
-        {
-            try {
-                CachePublisher(fileSystem)
-                    .publish(directory(), ObjectNamespace("VAULT"), imageOfGeneration(2), fail);
-            } catch (const PublishError& error) {
-                EXPECT_EQ(error.what(),
-                          "cannot rename it; until it is published again, readers refuse " + directory());
-                throw;
-            }
-        },
-        PublishError);
+    EXPECT_EQ(thrownBy<PublishError>([&] {
+                  CachePublisher(fileSystem)
+                      .publish(directory(), ObjectNamespace("VAULT"), imageOfGeneration(2), fail);
+              }).what(),
+              "cannot rename it; until it is published again, readers refuse " + directory());
     EXPECT_EQ(findingIn(directory()), "refused");
 }
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "errors/InputError.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -13,6 +14,7 @@ using keepsafe_sandbox::CacheImage;
 using keepsafe_sandbox::CacheObject;
 using keepsafe_sandbox::ImageBuilder;
 using keepsafe_sandbox::InputError;
+using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Operation;
 using testing::SizeIs;
@@ -115,16 +117,8 @@ TEST(ImageBuilder, RefusesAnObjectGivenTwice)
     builder.add(object);
     builder.add(object);
 
-    EXPECT_THROW(
-        {
-            try {
-                std::move(builder).build();
-            } catch (const InputError& error) {
-                EXPECT_STREQ(error.what(), "object |A|B| is given twice");
-                throw;
-            }
-        },
-        InputError);
+    EXPECT_STREQ(thrownBy<InputError>([&] { std::move(builder).build(); }).what(),
+                 "object |A|B| is given twice");
 }
 
 TEST(RecordOffset, EndsWhereAnOffsetOf32BitsEnds)

@@ -13,6 +13,7 @@
 #include "files/PosixFileSystem.h"
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -23,6 +24,7 @@ using keepsafe_sandbox::OperationCacheUpdate;
 using keepsafe_sandbox::PosixFileSystem;
 using keepsafe_sandbox::Renumber;
 using keepsafe_test::readFile;
+using keepsafe_test::thrownBy;
 using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::OperationCache;
@@ -44,12 +46,7 @@ protected:
 
     std::string errorOf(const OperationBits& operations)
     {
-        try {
-            publish(operations);
-            return "no error";
-        } catch (const InputError& error) {
-            return error.what();
-        }
+        return thrownBy<InputError>([&] { publish(operations); }).what();
     }
 
     /// The operation's bit as the library reads it; -1 when it is unknown.
@@ -183,16 +180,10 @@ TEST_F(OperationCacheUpdateTest, RefusesADirectoryInTheFilesPlace)
 {
     std::filesystem::create_directories(path());
 
-    EXPECT_THROW(
-        {
-            try {
-                publish({{VIEW, 0}});
-            } catch (const FileError& error) {
-                EXPECT_EQ(error.what(), "cannot open " + path() + ": it is not a regular file");
-                throw;
-            }
-        },
-        FileError);
+    EXPECT_EQ(thrownBy<FileError>([this] {
+                  publish({{VIEW, 0}});
+              }).what(),
+              "cannot open " + path() + ": it is not a regular file");
 }
 
 } // namespace

@@ -169,8 +169,8 @@ struct Numbering {
     std::int32_t addBit;
 };
 
-const ObjectNamespace VIEW("OPERATIONS", "VIEW");
-const ObjectNamespace ADD("OPERATIONS", "ADD");
+const ObjectNamespace VIEWING("OPERATIONS", "VIEW");
+const ObjectNamespace ADDING("OPERATIONS", "ADD");
 
 void publishNumbering(FileSystem& fileSystem, const std::string& root, Numbering numbering)
 {
@@ -181,7 +181,7 @@ void publishNumbering(FileSystem& fileSystem, const std::string& root, Numbering
     builder.add(object);
     publishCache(fileSystem, CacheLocation(root, "vault"), ObjectNamespace("VAULT"),
                  std::move(builder).build(),
-                 OperationBits{{VIEW, numbering.viewBit}, {ADD, numbering.addBit}}, Renumber::Allow);
+                 OperationBits{{VIEWING, numbering.viewBit}, {ADDING, numbering.addBit}}, Renumber::Allow);
 }
 
 /// What a process that starts now finds.
@@ -189,8 +189,8 @@ std::string decisionsIn(const std::string& root)
 {
     try {
         OperationCache operations;
-        const auto view = operations[VIEW];
-        const auto add = operations[ADD];
+        const auto view = operations[VIEWING];
+        const auto add = operations[ADDING];
         const AccessCache cache(Manifest("vault", CacheLocation(root, "vault").accessCache()));
         const AccessCache::Reader reader = cache.lock();
         const ObjectNamespace object("VAULT");

@@ -5,11 +5,13 @@
 #include <gtest/gtest.h>
 
 #include "cachewriter/PublishError.h"
+#include "support/thrown.h"
 
 namespace {
 
 using keepsafe_sandbox::Metadata;
 using keepsafe_sandbox::PublishError;
+using keepsafe_test::thrownBy;
 
 Metadata example()
 {
@@ -27,12 +29,7 @@ Metadata example()
 
 std::string errorOf(const std::string& bytes)
 {
-    try {
-        Metadata::decode(bytes, "metadata");
-        return "no error";
-    } catch (const PublishError& error) {
-        return error.what();
-    }
+    return thrownBy<PublishError>([&] { Metadata::decode(bytes, "metadata"); }).what();
 }
 
 TEST(Metadata, LiesInTheFileAsTheFormatSays)

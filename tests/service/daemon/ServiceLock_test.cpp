@@ -9,6 +9,7 @@
 
 #include "files/FileError.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -17,17 +18,13 @@ using keepsafe_sandbox::CacheLocation;
 using keepsafe_sandbox::FileError;
 using keepsafe_sandbox::ServiceLock;
 using keepsafe_test::TempDir;
+using keepsafe_test::thrownBy;
 
 class ServiceLockTest : public testing::Test {
 protected:
     std::string refusal() const
     {
-        try {
-            const ServiceLock second(location_, "an import");
-        } catch (const AlreadyRunning& error) {
-            return error.what();
-        }
-        return "no error";
+        return thrownBy<AlreadyRunning>([this] { const ServiceLock second(location_, "an import"); }).what();
     }
 
     TempDir root_;
@@ -44,14 +41,14 @@ TEST_F(ServiceLockTest, IsFreeWhenItsHolderIsGone)
 {
     std::optional<ServiceLock> first(std::in_place, location_, "the service, whose text is longer");
     first.reset();
-    EXPECT_EQ(refusal(), "no error");
+    EXPECT_NO_THROW(ServiceLock(location_, "an import"));
 }
 
 TEST_F(ServiceLockTest, IsOneForEachRoot)
 {
     const TempDir other;
     const ServiceLock first({other.path(), "service"}, "the service");
-    EXPECT_EQ(refusal(), "no error");
+    EXPECT_NO_THROW(ServiceLock(location_, "an import"));
 }
 
 TEST_F(ServiceLockTest, CanBeTakenByNobodyElseAsItsFileIsItsOwnersAlone)

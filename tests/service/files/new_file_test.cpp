@@ -2,12 +2,14 @@
 #include <filesystem>
 #include <string>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include "files/FileError.h"
 #include "files/new_file.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -17,6 +19,7 @@ using keepsafe_sandbox::EVERYBODY;
 using keepsafe_sandbox::FileError;
 using keepsafe_sandbox::OWNER_ONLY;
 using keepsafe_test::readFile;
+using keepsafe_test::thrownBy;
 using keepsafe_test::writeFile;
 namespace fs = std::filesystem;
 
@@ -67,13 +70,8 @@ TEST_F(NewFile, NeverReplacesWhatIsThere)
 
 TEST_F(NewFile, NamesTheFolderThatIsMissing)
 {
-    try {
-        createFile(dir_.path("none/file"), OWNER_ONLY, "");
-        FAIL() << "a file in no folder";
-    } catch (const FileError& error) {
-        EXPECT_EQ(std::string(error.what()).rfind("cannot create " + dir_.path("none/file."), 0), 0U)
-            << error.what();
-    }
+    EXPECT_THAT(thrownBy<FileError>([this] { createFile(dir_.path("none/file"), OWNER_ONLY, ""); }).what(),
+                testing::StartsWith("cannot create " + dir_.path("none/file.")));
 }
 
 TEST_F(NewFile, AFolderIsMadeWithItsModeAndKeptAsItIs)

@@ -6,11 +6,13 @@
 #include <gtest/gtest.h>
 
 #include "accesscontrol/Refusal.h"
+#include "support/thrown.h"
 
 namespace {
 
 using keepsafe_sandbox::Filter;
 using keepsafe_sandbox::Refusal;
+using keepsafe_test::thrownBy;
 
 const std::vector<std::string> FIELDS = {"id", "name"};
 
@@ -69,13 +71,9 @@ class MalformedFilter : public testing::TestWithParam<Fault> {};
 
 TEST_P(MalformedFilter, IsRefusedWithThePositionOfTheFault)
 {
-    try {
-        (void)Filter::parse(GetParam().filter, FIELDS);
-        FAIL() << "no refusal";
-    } catch (const Refusal& refusal) {
-        EXPECT_EQ(refusal.kind(), Refusal::Malformed);
-        EXPECT_EQ(refusal.what(), "filter: position " + GetParam().message);
-    }
+    const auto refusal = thrownBy<Refusal>([] { (void)Filter::parse(GetParam().filter, FIELDS); });
+    EXPECT_EQ(refusal.kind(), Refusal::Malformed);
+    EXPECT_EQ(refusal.what(), "filter: position " + GetParam().message);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -97,13 +95,9 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(Filter, RefusesAFieldThatIsNotKnown)
 {
-    try {
-        (void)Filter::parse("colour eq 'red'", FIELDS);
-        FAIL() << "no refusal";
-    } catch (const Refusal& refusal) {
-        EXPECT_EQ(refusal.kind(), Refusal::Invalid);
-        EXPECT_STREQ(refusal.what(), "filter: the field \"colour\" is not known; known are id, name");
-    }
+    const auto refusal = thrownBy<Refusal>([] { (void)Filter::parse("colour eq 'red'", FIELDS); });
+    EXPECT_EQ(refusal.kind(), Refusal::Invalid);
+    EXPECT_STREQ(refusal.what(), "filter: the field \"colour\" is not known; known are id, name");
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "accesscontrol/Refusal.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -14,6 +15,7 @@ using keepsafe_sandbox::namespaceOf;
 using keepsafe_sandbox::Refusal;
 using keepsafe_sandbox::RequestTarget;
 using keepsafe_sandbox::shown;
+using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
 const std::string PREFIX = "/keepsafe/access-control/";
@@ -22,12 +24,8 @@ const std::string PREFIX = "/keepsafe/access-control/";
 template <typename Call>
 std::pair<Refusal::Kind, std::string> refusalOf(Call call)
 {
-    try {
-        call();
-    } catch (const Refusal& refusal) {
-        return {refusal.kind(), refusal.what()};
-    }
-    return {Refusal::Conflict, "no refusal"};
+    const auto refusal = thrownBy<Refusal>(call);
+    return {refusal.kind(), refusal.what()};
 }
 
 using Told = std::pair<Refusal::Kind, std::string>;

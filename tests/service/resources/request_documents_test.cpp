@@ -7,10 +7,12 @@
 #include <gtest/gtest.h>
 
 #include "accesscontrol/Refusal.h"
+#include "support/thrown.h"
 
 namespace {
 
 using namespace keepsafe_sandbox;
+using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Propagation;
 namespace Rbac = Tessara::Keepsafe::Rbac;
@@ -141,13 +143,9 @@ class RequestDocumentFault : public testing::TestWithParam<FaultCase> {};
 
 TEST_P(RequestDocumentFault, IsRefusedWithItsPlace)
 {
-    try {
-        GetParam().read(GetParam().body);
-        FAIL() << "no refusal";
-    } catch (const Refusal& refusal) {
-        EXPECT_EQ(refusal.kind(), GetParam().kind);
-        EXPECT_EQ(std::string(refusal.what()), GetParam().message);
-    }
+    const auto refusal = thrownBy<Refusal>([] { GetParam().read(GetParam().body); });
+    EXPECT_EQ(refusal.kind(), GetParam().kind);
+    EXPECT_EQ(refusal.what(), GetParam().message);
 }
 
 void role(const std::string& body) { (void)readRole(body); }

@@ -89,7 +89,7 @@ TEST(ResponseDocuments, OperationsAccessCacheAndStateUpdateAreExact)
     EXPECT_EQ(stateUpdateDocument(), R"({"data":{"type":"managedObjectUpdate"}})");
 }
 
-const std::string RECORD =
+const std::string REGISTERED =
     R"({"id":"|A|","relationships":{"registeredObjects":{"data":[{"id":"|A|","type":"managedObject"},)"
     R"({"id":"|A|b|","type":"managedObject"}]}},"type":"objectRegistrationResponse"})";
 
@@ -97,8 +97,9 @@ TEST(ResponseDocuments, RegistrationIsItsRecordAloneAndBulkIsAList)
 {
     const RegisteredObjects registered = {ObjectNamespace("A"),
                                           {ObjectNamespace("A"), ObjectNamespace("A", "b")}};
-    EXPECT_EQ(registrationDocument(registered), RECORD);
-    EXPECT_EQ(registrationsDocument({registered, registered}), "{\"data\":[" + RECORD + "," + RECORD + "]}");
+    EXPECT_EQ(registrationDocument(registered), REGISTERED);
+    EXPECT_EQ(registrationsDocument({registered, registered}),
+              "{\"data\":[" + REGISTERED + "," + REGISTERED + "]}");
 }
 
 TEST(ErrorDocuments, HaveCodeMessageAndDetailsWhenThereAreAny)

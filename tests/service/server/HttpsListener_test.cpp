@@ -29,6 +29,7 @@
 #include "support/Descriptor.h"
 #include "support/TempDir.h"
 #include "support/own_address.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -42,6 +43,7 @@ using keepsafe_sandbox::ServiceResponse;
 using keepsafe_test::CertificateAuthority;
 using keepsafe_test::CertificateFiles;
 using keepsafe_test::Descriptor;
+using keepsafe_test::thrownBy;
 using keepsafe_test::TlsConnection;
 using testing::ElementsAre;
 using testing::EndsWith;
@@ -285,23 +287,16 @@ TEST_F(Listener, SpeaksTls12ButNotOlder)
 
 TEST_F(Listener, SharesItsAddressWithNobody)
 {
-    try {
-        const HttpsListener second(address_, files_, answerer());
-        FAIL() << "the address was taken twice";
-    } catch (const std::runtime_error& error) {
-        EXPECT_EQ(std::string(error.what()),
-                  "cannot listen on " + address_.text() + ": Address already in use");
-    }
+    EXPECT_EQ(thrownBy<std::runtime_error>([this] { HttpsListener(address_, files_, answerer()); }).what(),
+              "cannot listen on " + address_.text() + ": Address already in use");
 }
 
 TEST_F(Listener, NamesAnAddressThatIsNone)
 {
-    try {
-        const HttpsListener other({"no such host.invalid"}, files_, answerer());
-        FAIL() << "no error";
-    } catch (const std::runtime_error& error) {
-        EXPECT_THAT(error.what(), StartsWith("cannot listen on no such host.invalid:1556: "));
-    }
+    EXPECT_THAT(thrownBy<std::runtime_error>([this] {
+                    HttpsListener({"no such host.invalid"}, files_, answerer());
+                }).what(),
+                StartsWith("cannot listen on no such host.invalid:1556: "));
 }
 
 TEST_F(Listener, NamesAFileThatCannotBeUsed)
@@ -310,12 +305,10 @@ TEST_F(Listener, NamesAFileThatCannotBeUsed)
     for (const ServerTlsFiles& files : {ServerTlsFiles{none, server_.key, authority_.file()},
                                         ServerTlsFiles{server_.certificate, none, authority_.file()},
                                         ServerTlsFiles{server_.certificate, server_.key, none}}) {
-        try {
-            const HttpsListener other(address_, files, answerer());
-            FAIL() << "no error";
-        } catch (const keepsafe_sandbox::InputError& error) {
-            EXPECT_THAT(error.what(), StartsWith(none + " cannot be used as "));
-        }
+        EXPECT_THAT(thrownBy<keepsafe_sandbox::InputError>([&] {
+                        HttpsListener(address_, files, answerer());
+                    }).what(),
+                    StartsWith(none + " cannot be used as "));
     }
 }
 

@@ -6,11 +6,13 @@
 #include <gtest/gtest.h>
 
 #include "errors/InputError.h"
+#include "support/thrown.h"
 
 namespace {
 
 using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::ListenAddress;
+using keepsafe_test::thrownBy;
 
 TEST(ListenAddress, HasAHostAndAPort)
 {
@@ -24,13 +26,9 @@ TEST(ListenAddress, ThatIsNoneIsRefusedWithAnExample)
 {
     for (const char* text : {"", "127.0.0.1", "127.0.0.1:", ":1556", "127.0.0.1:0", "127.0.0.1:65536", "a:-1",
                              "a:1b", "::1:1556", "[]:1556", "[::1]", "[::1:1556", "a:99999999999999999999"}) {
-        try {
-            (void)ListenAddress::parse(text);
-            ADD_FAILURE() << text << " is accepted";
-        } catch (const InputError& error) {
-            EXPECT_THAT(error.what(), testing::EndsWith("wanted is ADDRESS:PORT, as in 127.0.0.1:1556 or "
-                                                        "[::1]:1556"));
-        }
+        EXPECT_THAT(thrownBy<InputError>([text] { (void)ListenAddress::parse(text); }).what(),
+                    testing::EndsWith("wanted is ADDRESS:PORT, as in 127.0.0.1:1556 or [::1]:1556"))
+            << text;
     }
 }
 

@@ -12,7 +12,7 @@
 namespace keepsafe_test {
 namespace {
 
-const std::string RESTORE = "|OPERATIONS|RESTORE|";
+const std::string RESTORING = "|OPERATIONS|RESTORING|";
 const std::string DATABASES = "|KEEPSAFE|ASSETS|databases|";
 const std::string MACHINE = "|KEEPSAFE|ASSETS|vms|mail-02|";
 
@@ -28,7 +28,7 @@ protected:
 
     [[nodiscard]] std::string decisions() const
     {
-        return root_.tool({"check", "--operation", RESTORE, "--roles=40", DATABASES, MACHINE}).output;
+        return root_.tool({"check", "--operation", RESTORING, "--roles=40", DATABASES, MACHINE}).output;
     }
     static std::string decisions(const std::string& aboutDatabases, const std::string& aboutMachine)
     {
@@ -42,9 +42,9 @@ protected:
 TEST_F(ServiceOnPostgreSql, KeepsGrantsAndRegistrationsWhenItAndTheDatabaseAreKilled)
 {
     ASSERT_EQ(decisions(), decisions("deny", "deny"));
-    EXPECT_EQ(messageOf({"access", "add", DATABASES, "--role=40", "--operations", RESTORE}), "");
+    EXPECT_EQ(messageOf({"access", "add", DATABASES, "--role=40", "--operations", RESTORING}), "");
     EXPECT_EQ(
-        messageOf({"object", "register", MACHINE, "--type=vm", "--grant", "40:" + RESTORE, "--exec=true"}),
+        messageOf({"object", "register", MACHINE, "--type=vm", "--grant", "40:" + RESTORING, "--exec=true"}),
         "");
     ASSERT_EQ(decisions(), decisions("allow", "allow"));
 
@@ -63,11 +63,11 @@ TEST_F(ServiceOnPostgreSql, KeepsGrantsAndRegistrationsWhenItAndTheDatabaseAreKi
 TEST_F(ServiceOnPostgreSql, RefusesChangesWhileTheDatabaseIsAwayAndTakesThemWhenItIsBack)
 {
     database_.stop();
-    EXPECT_THAT(messageOf({"access", "add", DATABASES, "--role=40", "--operations", RESTORE}),
+    EXPECT_THAT(messageOf({"access", "add", DATABASES, "--role=40", "--operations", RESTORING}),
                 testing::HasSubstr("status 220"));
     EXPECT_EQ(decisions(), decisions("deny", "deny"));
     database_.start();
-    EXPECT_EQ(messageOf({"access", "add", DATABASES, "--role=40", "--operations", RESTORE}), "");
+    EXPECT_EQ(messageOf({"access", "add", DATABASES, "--role=40", "--operations", RESTORING}), "");
     EXPECT_EQ(decisions(), decisions("allow", "deny"));
 }
 

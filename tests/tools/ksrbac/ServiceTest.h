@@ -14,6 +14,9 @@
 
 namespace keepsafe_test {
 
+/// Where the resources of the service begin.
+inline const std::string SERVICE = "/keepsafe/access-control/";
+
 /// A private installation whose master server is an HTTPS server within the test, which plays what it is told
 /// to and records what comes. The whole tool runs within the test's process.
 class ServiceTest : public testing::Test {

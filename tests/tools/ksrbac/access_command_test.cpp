@@ -16,7 +16,6 @@ using ksrbac::ExitStatus;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const std::string SERVICE = "/keepsafe/access-control/";
 const std::string OBJECT = SERVICE + "managed-objects/%7CA%2Bb%7C";
 
 std::string definition(const std::string& id, const std::string& propagation, const std::string& operations)

@@ -15,6 +15,7 @@
 
 namespace {
 
+using keepsafe_test::thrownBy;
 using ksrbac::InputError;
 using ksrbac::Invocation;
 using ksrbac::locateCache;
@@ -22,7 +23,7 @@ using ksrbac::locateCache;
 template <typename Call>
 std::string messageOf(const Call& call)
 {
-    return keepsafe_test::thrownBy<InputError>(call).what();
+    return thrownBy<InputError>(call).what();
 }
 
 std::set<int> parseRoleIds(const std::string& list) { return ksrbac::parseRoleIds("--roles", list); }

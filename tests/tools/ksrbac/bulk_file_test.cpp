@@ -14,17 +14,12 @@
 namespace {
 
 using keepsafe_test::TempDir;
+using keepsafe_test::thrownBy;
 using ksrbac::InputError;
 using ksrbac::ObjectRequest;
 using ksrbac::parseGrant;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Propagation;
-
-template <typename Call>
-std::string messageOf(const Call& call)
-{
-    return keepsafe_test::thrownBy<InputError>(call).what();
-}
 
 std::string attributesOf(const ObjectRequest& request)
 {
@@ -53,7 +48,9 @@ TEST(GrantArgument, ColonsAndCommasOfANameAreWrittenEscaped)
 
 TEST(GrantArgument, WhatIsWrongIsNamed)
 {
-    const auto message = [](const char* text) { return messageOf([text] { (void)parseGrant(text); }); };
+    const auto message = [](const char* text) -> std::string {
+        return thrownBy<InputError>([text] { (void)parseGrant(text); }).what();
+    };
     const std::string form = "--grant: not ROLE:OPERATION,...[:PROPAGATION]: ";
     EXPECT_EQ(message("17"), form + "\"17\"");
     EXPECT_EQ(message("17:|O|:OBJECT:x"), form + "\"17:|O|:OBJECT:x\"");
@@ -90,7 +87,7 @@ protected:
     /// The message without the file's name.
     std::string message(const std::string& content)
     {
-        const std::string text = messageOf([&] { (void)read(content); });
+        const std::string text = thrownBy<InputError>([&] { (void)read(content); }).what();
         return text.rfind(file_ + ": ", 0) == 0 ? text.substr(file_.size() + 2) : text;
     }
 
@@ -179,7 +176,7 @@ TEST_F(BulkFile, AnObjectMayNotBeThereTwice)
 
 TEST_F(BulkFile, OneThatCannotBeReadIsNamed)
 {
-    EXPECT_EQ(messageOf([] { (void)ksrbac::readBulkFile("/none/objects.json"); }),
+    EXPECT_EQ(thrownBy<InputError>([] { (void)ksrbac::readBulkFile("/none/objects.json"); }).what(),
               "cannot read /none/objects.json: No such file or directory");
 }
 

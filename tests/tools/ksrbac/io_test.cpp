@@ -18,11 +18,13 @@
 #include "io/LineReader.h"
 #include "support/Descriptor.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
 using keepsafe_test::StringSink;
 using keepsafe_test::TempDir;
+using keepsafe_test::thrownBy;
 using keepsafe_test::writeFile;
 using ksrbac::Console;
 using ksrbac::LineReader;
@@ -75,15 +77,13 @@ TEST_F(Lines, MayBeLongerThanTheBuffer)
 TEST_F(Lines, AMissingFileAndADirectoryAreErrorsWithTheirName)
 {
     const auto messageFor = [](const std::string& path) -> std::string {
-        try {
+        const auto error = thrownBy<ksrbac::InputError>([&] {
             LineReader reader(path, [] {});
             std::string line;
             while (reader.next(line)) {
             }
-        } catch (const ksrbac::InputError& error) {
-            return error.what();
-        }
-        return "no error";
+        });
+        return error.what();
     };
     EXPECT_EQ(messageFor(dir_.path("none")),
               "cannot read " + dir_.path("none") + ": No such file or directory");

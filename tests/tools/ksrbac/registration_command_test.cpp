@@ -20,7 +20,6 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
 
-const std::string SERVICE = "/keepsafe/access-control/";
 const std::string UPDATES = "POST " + SERVICE + "bulk-object-update-requests ";
 
 std::string record(const std::string& object)

@@ -9,6 +9,7 @@
 
 namespace {
 
+using keepsafe_test::thrownBy;
 using keepsafe_test::writeFile;
 using ksrbac::MOST_TOKEN_BYTES;
 using ksrbac::readToken;
@@ -23,7 +24,7 @@ protected:
 
     [[nodiscard]] std::string messageFor(const std::string& path) const
     {
-        return keepsafe_test::thrownBy<ksrbac::InputError>([&] { (void)readToken(path); }).what();
+        return thrownBy<ksrbac::InputError>([&] { (void)readToken(path); }).what();
     }
 
     keepsafe_test::TempDir dir_;

@@ -69,7 +69,7 @@ Configuration twoThreads()
     return configuration;
 }
 
-Configuration newcomer(std::size_t writers)
+Configuration withNewcomer(std::size_t writers)
 {
     Configuration configuration;
     configuration.processes = writers == 1 ? PROCESSES : 2;
@@ -170,9 +170,9 @@ TEST(ReaderSlotsProtocol, ExcludesWithTwoProcesses) { expectSound({}); }
 
 TEST(ReaderSlotsProtocol, ExcludesWithTwoThreadsOfOneProcess) { expectSound(twoThreads()); }
 
-TEST(ReaderSlotsProtocol, ExcludesWithANewcomer) { expectSound(newcomer(1)); }
+TEST(ReaderSlotsProtocol, ExcludesWithANewcomer) { expectSound(withNewcomer(1)); }
 
-TEST(ReaderSlotsProtocol, ExcludesWithANewcomerAndTwoWriters) { expectSound(newcomer(2)); }
+TEST(ReaderSlotsProtocol, ExcludesWithANewcomerAndTwoWriters) { expectSound(withNewcomer(2)); }
 
 TEST(ReaderSlotsProtocol, ExcludesWhileAProcessRenewsItsFile) { expectSound(renewal(1)); }
 

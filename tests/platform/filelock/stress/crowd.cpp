@@ -20,7 +20,7 @@ struct CrowdFigures {
     ReadFigures reads;
 };
 
-void write(const Options& options, Document& document, CrowdFigures& figures)
+void publishAndMeasure(const Options& options, Document& document, CrowdFigures& figures)
 {
     const ProcessLock lock = ProcessLock::ofWriter(options);
     Waits waits;
@@ -58,7 +58,7 @@ bool crowd(const Options& options)
 {
     const Shared<Document> document;
     const Shared<CrowdFigures> figures;
-    Child writer([&] { write(options, *document, *figures); });
+    Child writer([&] { publishAndMeasure(options, *document, *figures); });
     bool well = true;
     std::size_t started = 0;
     std::deque<Child> readers;

@@ -14,7 +14,7 @@ using std::chrono::milliseconds;
 /// Longer than any bound: a writer that starves gives up, so that the run ends.
 constexpr int WRITER_TIMEOUT_MS = 2000;
 
-Waits writeForAWhile(const ProcessLock& lock, Clock::duration duration)
+Waits waitsOfAWriter(const ProcessLock& lock, Clock::duration duration)
 {
     Waits waits;
     const Clock::time_point end = Clock::now() + duration;
@@ -37,7 +37,7 @@ bool fairness(const Options& options)
 {
     const Shared<ReaderFigures> figures;
     std::vector<Child> readers = startReaders(options, *figures);
-    Waits waits = writeForAWhile(ProcessLock::ofWriter(options), options.duration);
+    Waits waits = waitsOfAWriter(ProcessLock::ofWriter(options), options.duration);
     figures->stop = true;
     bool well = endWell(readers);
     printFigure("writer holds", static_cast<std::int64_t>(waits.count()));

@@ -25,7 +25,7 @@ struct FolderFigures {
     ReadFigures reads;
 };
 
-void write(const Options& options, Document& document, FolderFigures& figures)
+void publish(const Options& options, Document& document, FolderFigures& figures)
 {
     const ProcessLock lock = ProcessLock::ofWriter(options);
     while (!figures.stop) {
@@ -198,7 +198,7 @@ std::vector<Child> startProcesses(const Options& options, Document& document, Fo
 {
     std::vector<Child> processes;
     for (int i = 0; i < options.writers; ++i) {
-        processes.emplace_back([&] { write(options, document, figures); });
+        processes.emplace_back([&] { publish(options, document, figures); });
     }
     for (std::size_t number = 0; number < static_cast<std::size_t>(options.processes); ++number) {
         processes.emplace_back([&, number] { read(options, number, document, figures); });

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "errors/InputError.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -15,6 +16,7 @@ using keepsafe_sandbox::FileContent;
 using keepsafe_sandbox::FileRange;
 using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::LiveContent;
+using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Operation;
 
@@ -135,14 +137,9 @@ TEST_P(FullContent, StaysAsItWas)
     content.forgetChanges();
     const auto before = bytesOf(content.whole());
 
-    std::string error;
-    try {
-        content.put(object(ObjectNamespace("C", "long-name", "longer-name"), 7, 7));
-    } catch (const InputError& refused) {
-        error = refused.what();
-    }
-
-    EXPECT_EQ(error,
+    EXPECT_EQ(thrownBy<InputError>([&] {
+                  content.put(object(ObjectNamespace("C", "long-name", "longer-name"), 7, 7));
+              }).what(),
               "too many objects: the file \"" + std::string(GetParam().file) + "\" would exceed 4 GiB");
     EXPECT_EQ(content.objectCount(), 2U);
     // What was taken for a moment and given back may be another free record; what is in use is the same.

@@ -28,7 +28,7 @@ using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Operation;
 
-constexpr int ROUNDS = 300;
+constexpr int WRITES = 300;
 constexpr unsigned HOLDERS = 8;
 constexpr std::int32_t ROLE = 1;
 constexpr Operation WANDERING{33};
@@ -88,7 +88,7 @@ protected:
     /// The grant goes its way, while other objects come, and go again, and the files grow.
     void publishManyChanges()
     {
-        for (unsigned round = 0; round < ROUNDS; ++round) {
+        for (unsigned round = 0; round < WRITES; ++round) {
             cache_.put(objectWith(holder(round % HOLDERS), false));
             cache_.put(objectWith(holder((round + 1) % HOLDERS), true));
             cache_.put(
