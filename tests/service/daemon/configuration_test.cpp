@@ -7,6 +7,7 @@
 
 #include "errors/InputError.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -15,6 +16,7 @@ using keepsafe_sandbox::findConfiguration;
 using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::listenAddress;
 using keepsafe_sandbox::serverTlsFiles;
+using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Platform::Config;
 
 constexpr char COMPLETE[] = R"(master_server = "master.example"
@@ -32,13 +34,7 @@ protected:
     /// What is said about a configuration of which `use` makes something.
     std::string refusal(const std::string& text, const std::function<void(const Config&)>& use = {}) const
     {
-        try {
-            const Config configuration = find(text);
-            use(configuration);
-        } catch (const InputError& error) {
-            return error.what();
-        }
-        return "no error";
+        return thrownBy<InputError>([&] { use(find(text)); }).what();
     }
 
     [[nodiscard]] Config find(const std::string& text) const

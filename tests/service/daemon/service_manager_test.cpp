@@ -8,11 +8,13 @@
 
 #include "service/daemon/NotifySocket.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 namespace {
 
 using keepsafe_sandbox::tellServiceManager;
 using keepsafe_test::NotifySocket;
+using keepsafe_test::thrownBy;
 
 class ServiceManager : public testing::Test {
 protected:
@@ -47,14 +49,9 @@ TEST_F(ServiceManager, NeedNotBeThere)
 
 TEST_F(ServiceManager, IsNamedWhenItCannotBeReached)
 {
-    const auto failure = [](const std::string& socket) {
+    const auto failure = [](const std::string& socket) -> std::string {
         announce(socket);
-        try {
-            tellServiceManager("READY=1");
-        } catch (const std::runtime_error& error) {
-            return std::string(error.what());
-        }
-        return std::string("no error");
+        return thrownBy<std::runtime_error>([] { tellServiceManager("READY=1"); }).what();
     };
     EXPECT_EQ(failure(folder_.path("none")),
               "cannot tell the service manager at " + folder_.path("none") + ": No such file or directory");

@@ -11,7 +11,7 @@ inline std::string shareText(double share)
 {
     constexpr double percent = 100.0;
     char text[32];
-    std::snprintf(text, sizeof text, "%.1f %%", share * percent);
+    (void)std::snprintf(text, sizeof text, "%.1f %%", share * percent);
     return text;
 }
 
