@@ -12,7 +12,7 @@
 namespace keepsafe_test {
 namespace {
 
-const std::string RESTORING = "|OPERATIONS|RESTORING|";
+const std::string RESTORING = "|OPERATIONS|RESTORE|";
 const std::string DATABASES = "|KEEPSAFE|ASSETS|databases|";
 const std::string MACHINE = "|KEEPSAFE|ASSETS|vms|mail-02|";
 
