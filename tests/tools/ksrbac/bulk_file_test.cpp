@@ -177,7 +177,7 @@ TEST_F(BulkFile, AnObjectMayNotBeThereTwice)
 TEST_F(BulkFile, OneThatCannotBeReadIsNamed)
 {
     EXPECT_STREQ(thrownBy<InputError>([] { (void)ksrbac::readBulkFile("/none/objects.json"); }).what(),
-              "cannot read /none/objects.json: No such file or directory");
+                 "cannot read /none/objects.json: No such file or directory");
 }
 
 } // namespace
