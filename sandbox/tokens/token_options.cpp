@@ -52,14 +52,14 @@ std::chrono::milliseconds parseLifetime(std::string_view text)
     const auto [stop, error] = std::from_chars(text.data(), end, count);
     const std::int64_t unit = stop + 1 == end ? secondsOf(*stop) : 0;
     if (error == std::errc::invalid_argument || unit == 0) {
-        refuse(" is not a time such as 90s, 15m, 8h or 7d");
+        refuse(" is not longer than zero such as 90s, 15m, 8h or 7d");
     }
     const std::int64_t most = std::chrono::seconds(MOST_LIFETIME).count() / unit;
     if (error != std::errc() || count > most || count < -most) {
         refuse(" is more than 3650 days");
     }
     if (count == 0) {
-        refuse(" is no time at all");
+        refuse(" is not longer than zero");
     }
     return std::chrono::seconds(count * unit);
 }

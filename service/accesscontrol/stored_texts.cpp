@@ -14,7 +14,7 @@ namespace {
 
 [[noreturn]] void refuse(const std::string& text, const char* what)
 {
-    throw BadStoredText(quoted(text) + " is no " + what);
+    throw BadStoredText(quoted(text) + " is not " + what);
 }
 
 } // namespace
@@ -25,7 +25,7 @@ std::int32_t storedNumber(const std::string& text)
     const char* const end = text.data() + text.size();
     const auto [last, error] = std::from_chars(text.data(), end, number);
     if (error != std::errc() || last != end) {
-        refuse(text, "number of 32 bits");
+        refuse(text, "a number of 32 bits");
     }
     return number;
 }
@@ -46,7 +46,7 @@ std::vector<std::int32_t> storedNumbers(const std::string& text)
         std::int32_t number = 0;
         const auto [last, error] = std::from_chars(at, end, number);
         if (error != std::errc() || (last != end && (*last != ' ' || last + 1 == end))) {
-            refuse(text, "list of numbers");
+            refuse(text, "a list of numbers");
         }
         numbers.push_back(number);
         at = last == end ? end : last + 1;
@@ -57,7 +57,7 @@ std::vector<std::int32_t> storedNumbers(const std::string& text)
 Rbac::ManagedObjectState storedState(const std::string& text)
 {
     if (text != Rbac::READY_STR && text != Rbac::PENDING_STR) {
-        refuse(text, "state of an object");
+        refuse(text, "a state of an object");
     }
     return text == Rbac::READY_STR ? Rbac::READY : Rbac::PENDING;
 }
@@ -66,7 +66,7 @@ Rbac::Propagation storedPropagation(const std::string& text)
 {
     Rbac::Propagation propagation;
     if (!boost::conversion::try_lexical_convert(text, propagation)) {
-        refuse(text, "propagation");
+        refuse(text, "a propagation");
     }
     return propagation;
 }
@@ -75,7 +75,7 @@ Rbac::ObjectNamespace storedNamespace(const std::string& text)
 {
     Rbac::ObjectNamespace ns;
     if (!parseNamespace(text, ns) || ns.str() != text) {
-        refuse(text, "namespace in its text form");
+        refuse(text, "a namespace in its text form");
     }
     return ns;
 }

@@ -33,7 +33,7 @@ JsonHandle parse(const std::string& document, const std::string& path)
                          error.text);
     }
     if (!json_is_object(root.get())) {
-        throw InputError(path + ": not an operation cache: the document is no object");
+        throw InputError(path + ": not an operation cache: the document is not an object");
     }
     return root;
 }
@@ -56,7 +56,7 @@ std::optional<OperationBits> readOperations(const std::string& path)
             bit < std::numeric_limits<std::int32_t>::min() ||
             bit > std::numeric_limits<std::int32_t>::max()) {
             throw InputError(path + ": not an operation cache: the member \"" + key +
-                             "\" is no operation with a bit of 32 bits");
+                             "\" is not an operation with a bit of 32 bits");
         }
         operations.emplace(operation, static_cast<std::int32_t>(bit));
     }

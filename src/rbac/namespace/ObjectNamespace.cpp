@@ -188,7 +188,7 @@ bool operator<(const ObjectNamespace& left, const ObjectNamespace& right) noexce
 namespace {
 
 /// Lets running out of memory pass, which a stream that is not asked for exceptions keeps to itself as
-/// badbit. What else fails is told as the stream tells it.
+/// badbit. Other failures are reported as the stream reports them.
 template <typename Stream, typename Action>
 void passingBadAlloc(Stream& stream, const Action& action)
 {

@@ -184,7 +184,7 @@ TEST_F(RootProgram, IssueSaysWhatIsWrongWithARequest)
     run({"init"});
     EXPECT_EQ(issue("1,b", "8h").errors,
               "ksrbac-sandbox: --roles: item 2, \"b\", is not a role id of 32 bits\n");
-    EXPECT_EQ(issue("1", "0h").errors, "ksrbac-sandbox: --lifetime: \"0h\" is no time at all\n");
+    EXPECT_EQ(issue("1", "0h").errors, "ksrbac-sandbox: --lifetime: \"0h\" is not longer than zero\n");
     EXPECT_EQ(run({"token", "issue", "--subject", "", "--roles", "1"}).errors,
               "ksrbac-sandbox: the subject is empty\n");
     EXPECT_EQ(issue("1,b", "8h").exitStatus, 2);

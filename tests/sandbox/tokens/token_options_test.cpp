@@ -37,14 +37,14 @@ TEST(Lifetime, IsRefusedWhenItIsNoTime)
     for (const std::string text :
          {"", "8", "h", "8 h", " 8h", "8h ", "8hh", "+8h", "8w", "8H", "1.5h", "-", "-h", "0x8h"}) {
         EXPECT_EQ(messageOf([&] { (void)parseLifetime(text); }),
-                  "--lifetime: \"" + text + "\" is not a time such as 90s, 15m, 8h or 7d");
+                  "--lifetime: \"" + text + "\" is not longer than zero such as 90s, 15m, 8h or 7d");
     }
 }
 
 TEST(Lifetime, IsRefusedWhenItIsNothing)
 {
-    EXPECT_EQ(messageOf([] { (void)parseLifetime("0s"); }), "--lifetime: \"0s\" is no time at all");
-    EXPECT_EQ(messageOf([] { (void)parseLifetime("-0d"); }), "--lifetime: \"-0d\" is no time at all");
+    EXPECT_EQ(messageOf([] { (void)parseLifetime("0s"); }), "--lifetime: \"0s\" is not longer than zero");
+    EXPECT_EQ(messageOf([] { (void)parseLifetime("-0d"); }), "--lifetime: \"-0d\" is not longer than zero");
 }
 
 TEST(Lifetime, IsRefusedWhenItIsAbsurd)

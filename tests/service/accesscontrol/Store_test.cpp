@@ -44,12 +44,12 @@ TEST_P(StoredContent, ThatDoesNotFitTogetherIsRefused)
     private_.run("UPDATE AUTH_MAIN.ACTL_AccessDefinition SET RoleID = 7, PermissionBits = '0 1'");
     EXPECT_EQ(failure(), use_ + "ACTL_AccessDefinition, 5: no operation has the bit 1");
     private_.run("UPDATE AUTH_MAIN.ACTL_AccessDefinition SET PermissionBits = '0  6'");
-    EXPECT_EQ(failure(), use_ + "ACTL_AccessDefinition, 5: \"0  6\" is no list of numbers");
+    EXPECT_EQ(failure(), use_ + "ACTL_AccessDefinition, 5: \"0  6\" is not a list of numbers");
     private_.run("UPDATE AUTH_MAIN.ACTL_AccessDefinition SET PermissionBits = '0', Propagation = 'ALL'");
-    EXPECT_EQ(failure(), use_ + "ACTL_AccessDefinition, 5: \"ALL\" is no propagation");
+    EXPECT_EQ(failure(), use_ + "ACTL_AccessDefinition, 5: \"ALL\" is not a propagation");
     private_.run("DELETE FROM AUTH_MAIN.ACTL_AccessDefinition");
     private_.run("UPDATE AUTH_MAIN.ACTL_ManagedObject SET State = 'DELETED'");
-    EXPECT_EQ(failure(), use_ + "ACTL_ManagedObject, 1: \"DELETED\" is no state of an object");
+    EXPECT_EQ(failure(), use_ + "ACTL_ManagedObject, 1: \"DELETED\" is not a state of an object");
     private_.run("UPDATE AUTH_MAIN.ACTL_ManagedObject SET State = 'READY', RegisteredWith = 3");
     EXPECT_EQ(failure(), use_ + "ACTL_ManagedObject, 1: the object that it was registered with is not there");
 }

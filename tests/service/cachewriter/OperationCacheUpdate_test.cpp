@@ -162,12 +162,12 @@ TEST_F(OperationCacheUpdateTest, CreatesALockThatOthersCanOpen)
 TEST_F(OperationCacheUpdateTest, RefusesADocumentThatIsNoOperationCache)
 {
     const std::string notOne = path() + ": not an operation cache: ";
-    const std::string member = " is no operation with a bit of 32 bits";
+    const std::string member = " is not an operation with a bit of 32 bits";
 
     writeFile(path(), "{\"|A|\": 1,}");
     EXPECT_EQ(errorOf({}), path() + ":1:11: string or '}' expected near '}'");
     writeFile(path(), "[]");
-    EXPECT_EQ(errorOf({}), notOne + "the document is no object");
+    EXPECT_EQ(errorOf({}), notOne + "the document is not an object");
     writeFile(path(), "{\"A\": 1}");
     EXPECT_EQ(errorOf({}), notOne + "the member \"A\"" + member);
     writeFile(path(), "{\"|A|\": \"1\"}");

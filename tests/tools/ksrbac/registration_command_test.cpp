@@ -209,7 +209,7 @@ TEST_F(RegisterCommand, BadArgumentsAreToldBeforeAnythingIsSent)
     EXPECT_EQ(message({"--bulk=f", "--grant=17:|O|"}), all);
     EXPECT_EQ(message({"--bulk=/none/f"}), "cannot read /none/f: No such file or directory");
     EXPECT_EQ(messageOf({"object", "unregister", "|"}, ExitStatus::BadInput),
-              "NS: the root is no object that was registered");
+              "NS: the root is not an object that was registered");
     EXPECT_THAT(requests(), IsEmpty());
 }
 

@@ -42,12 +42,12 @@ TEST_F(TokenFile, MayBeSoLongAndNotLonger)
 {
     EXPECT_EQ(readToken(file(std::string(MOST_TOKEN_BYTES, 'a'))).size(), MOST_TOKEN_BYTES);
     const std::string path = file(std::string(MOST_TOKEN_BYTES + 1, 'a'));
-    EXPECT_EQ(messageFor(path), path + ": more than 65536 bytes, which is no token");
+    EXPECT_EQ(messageFor(path), path + ": more than 65536 bytes, which is not a token");
 }
 
 TEST_F(TokenFile, OfEndlessLengthIsReadToTheLimitAlone)
 {
-    EXPECT_EQ(messageFor("/dev/zero"), "/dev/zero: more than 65536 bytes, which is no token");
+    EXPECT_EQ(messageFor("/dev/zero"), "/dev/zero: more than 65536 bytes, which is not a token");
 }
 
 TEST_F(TokenFile, MustHoldSomething)

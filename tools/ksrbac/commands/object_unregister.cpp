@@ -40,7 +40,7 @@ ExitStatus run(const Options& options)
 {
     const Rbac::ObjectNamespace object = parseNamespace("NS", options.object);
     if (object.is_root()) {
-        throw InputError("NS: the root is no object that was registered");
+        throw InputError("NS: the root is not an object that was registered");
     }
     const std::optional<Program> program = options.exec.program();
     SignalWatch signals;

@@ -11,7 +11,7 @@ std::string readToken(const std::string& path)
     std::string token = readUpToLimit(path, MOST_TOKEN_BYTES);
     if (token.size() > MOST_TOKEN_BYTES) {
         throw InputError(name + ": more than " + std::to_string(MOST_TOKEN_BYTES) +
-                         " bytes, which is no token");
+                         " bytes, which is not a token");
     }
     token.erase(token.find_last_not_of(" \t\r\n") + 1);
     if (token.empty()) {
