@@ -15,7 +15,7 @@
 #include "resources/error_documents.h"
 #include "resources/request_documents.h"
 #include "resources/response_documents.h"
-#include "json/JsonHandle.h"
+#include "json/json_text.h"
 
 #include "require.h"
 

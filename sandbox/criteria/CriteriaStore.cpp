@@ -1,7 +1,7 @@
 #include "criteria/CriteriaStore.h"
 
 #include "errors/InputError.h"
-#include "json/JsonHandle.h"
+#include "json/json_text.h"
 
 namespace keepsafe_sandbox {
 

@@ -11,7 +11,7 @@
 #include "files/FileError.h"
 #include "files/FileSystem.h"
 #include "json/Element.h"
-#include "json/JsonHandle.h"
+#include "json/json_text.h"
 
 namespace keepsafe_sandbox {
 

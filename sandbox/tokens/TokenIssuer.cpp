@@ -7,7 +7,7 @@
 
 #include "errors/InputError.h"
 #include "openssl/openssl_error.h"
-#include "json/JsonHandle.h"
+#include "json/json_text.h"
 
 namespace keepsafe_sandbox {
 

@@ -5,7 +5,7 @@
 #include <keepsafe/jwt/JWT.h>
 
 #include "errors/InputError.h"
-#include "json/JsonHandle.h"
+#include "json/json_text.h"
 
 namespace keepsafe_sandbox {
 

@@ -3,7 +3,7 @@
 #include <jansson.h>
 
 #include "accesscontrol/Store.h"
-#include "json/JsonHandle.h"
+#include "json/json_text.h"
 
 namespace keepsafe_sandbox {
 

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "json/JsonHandle.h"
+#include "json/json_text.h"
 
 namespace keepsafe_sandbox {
 

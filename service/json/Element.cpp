@@ -3,7 +3,7 @@
 #include <boost/lexical_cast.hpp>
 
 #include "errors/InputError.h"
-#include "json/JsonHandle.h"
+#include "json/json_text.h"
 
 namespace keepsafe_sandbox {
 

@@ -3,7 +3,7 @@
 #include <keepsafe/platform/status/status_codes.h>
 
 #include "database/DatabaseError.h"
-#include "json/JsonHandle.h"
+#include "json/json_text.h"
 
 namespace keepsafe_sandbox {
 

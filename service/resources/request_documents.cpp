@@ -8,7 +8,7 @@
 #include "errors/InputError.h"
 #include "resources/RequestTarget.h"
 #include "json/Element.h"
-#include "json/JsonHandle.h"
+#include "json/json_text.h"
 
 namespace keepsafe_sandbox {
 

@@ -8,7 +8,7 @@
 
 #include <keepsafe/platform/uri/percent_encode.h>
 
-#include "json/JsonHandle.h"
+#include "json/json_text.h"
 
 namespace keepsafe_sandbox {
 

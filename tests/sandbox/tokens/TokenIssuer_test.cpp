@@ -13,7 +13,7 @@
 
 #include "errors/InputError.h"
 #include "tokens/TokenIssuer.h"
-#include "json/JsonHandle.h"
+#include "json/json_text.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 
 #include "files/PosixFileSystem.h"
 #include "support/TempDir.h"
-#include "json/JsonHandle.h"
+#include "json/json_text.h"
 
 namespace {
 

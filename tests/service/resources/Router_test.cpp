@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "service/accesscontrol/ServiceTest.h"
-#include "json/JsonHandle.h"
+#include "json/json_text.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 
 #include "database/DatabaseError.h"
 #include "resources/error_documents.h"
-#include "json/JsonHandle.h"
+#include "json/json_text.h"
 
 namespace {
 

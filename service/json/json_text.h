@@ -1,19 +1,18 @@
-#ifndef KEEPSAFE_SANDBOX_JSON_JSONHANDLE_H
-#define KEEPSAFE_SANDBOX_JSON_JSONHANDLE_H
+#ifndef KEEPSAFE_SERVICE_JSON_JSON_TEXT_H
+#define KEEPSAFE_SERVICE_JSON_JSON_TEXT_H
 
 #include <cstdlib>
 #include <memory>
+#include <new>
 #include <string>
 
 #include <jansson.h>
 
+#include "JsonHandle.h"
+
 namespace keepsafe_sandbox {
 
-struct JsonRelease {
-    void operator()(json_t* value) const noexcept { json_decref(value); }
-};
-/// Owns one reference to a JSON value.
-using JsonHandle = std::unique_ptr<json_t, JsonRelease>;
+using Tessara::Keepsafe::JsonHandle;
 
 /// The value as text, objects with their keys sorted. `flags` are Jansson's.
 inline std::string jsonText(const json_t* value, std::size_t flags)
