@@ -296,13 +296,13 @@ TEST_F(ReaderTest, ATreeThatLeadsRoundInACircleIsStatus12)
 
 TEST_F(ReaderTest, ATrieThatLeadsBackToItsTopIsStatus12ForANameThatIsLongerThanTheFile)
 {
-    constexpr int RECORDS = 100;
+    constexpr std::uint32_t RECORDS = 100;
     CacheWriter writer;
-    for (int record = 1; record <= RECORDS; ++record) {
-        const auto next = static_cast<std::uint32_t>((record + 1) * sizeof(CacheWriter::SegmentNode));
+    constexpr auto SIZE = static_cast<std::uint32_t>(sizeof(CacheWriter::SegmentNode));
+    for (std::uint32_t record = 1; record <= RECORDS; ++record) {
         const bool isLast = record == RECORDS;
-        writer.add(segmentNode(isLast ? BAR : BAR - 1 - RECORDS + record, 0, isLast ? 0 : next, 0,
-                               static_cast<std::uint32_t>(sizeof(CacheWriter::SegmentNode))));
+        const auto key = BAR - static_cast<std::int32_t>(RECORDS - record);
+        writer.add(segmentNode(key, 0, isLast ? 0 : (record + 1) * SIZE, 0, SIZE));
     }
     writer.metadata.segmentRoot = static_cast<std::uint32_t>(sizeof(CacheWriter::SegmentNode));
     const auto reader = open(writer).lock();
