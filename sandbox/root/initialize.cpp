@@ -1,5 +1,6 @@
 #include "root/initialize.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "daemon/configuration.h"
@@ -120,10 +121,9 @@ std::vector<std::string> ensureKeysAndCertificates(const RootLayout& layout, con
     std::vector<EnsuredFile> files = ensureSigningKeys(layout);
     const std::vector<EnsuredFile> certificates = ensureCertificates(layout, service);
     files.insert(files.end(), certificates.begin(), certificates.end());
-    std::vector<std::string> lines;
-    for (const EnsuredFile& file : files) {
-        lines.push_back(line(file.isMade, file.path));
-    }
+    std::vector<std::string> lines(files.size());
+    std::transform(files.begin(), files.end(), lines.begin(),
+                   [](const EnsuredFile& file) { return line(file.isMade, file.path); });
     return lines;
 }
 

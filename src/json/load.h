@@ -22,8 +22,8 @@ inline JsonHandle loadJsonFile(const std::string& path, json_error_t& error)
     const Process::Descriptor file = Process::openRegularFile(path, failure);
     if (!file.isOpen()) {
         error.position = 0;
-        std::snprintf(error.text, sizeof error.text, "unable to open %s: %s", path.c_str(),
-                      Process::failureText(failure).c_str());
+        static_cast<void>(std::snprintf(error.text, sizeof error.text, "unable to open %s: %s", path.c_str(),
+                                        Process::failureText(failure).c_str()));
         return nullptr;
     }
     return JsonHandle(json_loadfd(file.get(), 0, &error));

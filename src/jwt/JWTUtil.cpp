@@ -27,7 +27,7 @@ constexpr char OPENED[] = "successfully opened jwt public key file";
 constexpr char READ[] = "successfully read jwt public key file";
 
 /// A file that is longer has no end, as a device has, or is not one with a key.
-constexpr std::size_t LONGEST_KEY = 16 * 1024 * 1024;
+constexpr std::size_t LONGEST_KEY = std::size_t{16} << 20U;
 
 /// Reads a whole file, or nothing. Returns 0, or the failure of `openRegularFile` or `readAll`.
 int readPlainly(const std::string& path, std::string& text)
