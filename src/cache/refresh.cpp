@@ -41,7 +41,7 @@ bool AccessCache::refresh(Reader& reader) const
     if (__builtin_expect(isMapped && reader.isReadable() && !pagesAreMissing(reader), 1)) {
         return true;
     }
-    const bool lookIsDue = writes == 0 && look_->isDue(LOOK_INTERVAL);
+    const bool lookIsDue = mustRenewAll_ || (writes == 0 && look_->isDue(LOOK_INTERVAL));
     if ((lookIsDue || !reader.isReadable() || pagesAreMissing(reader)) && !lookAtFiles(reader)) {
         return false;
     }
@@ -131,7 +131,6 @@ bool AccessCache::refreshSizes() const
         const std::lock_guard<std::mutex> guard(remapMutex);
         if (map->change() == Change::Replaced) { // asked again: another thread may have been here
             mustRenewAll_ = true;
-            look_->makeDue();
             return false;
         }
         map->refresh();
