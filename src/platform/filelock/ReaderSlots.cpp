@@ -15,6 +15,7 @@
 #include "random_number.h"
 #include "reader_files.h"
 #include "reader_marks.h"
+#include "replace_pages.h"
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
@@ -60,7 +61,7 @@ bool mayRead(const std::string& lockPath, FileIdentity& identity) noexcept
 /// In this process only: a child must have its own slots.
 bool mapOver(void* address, std::size_t size, int protection, const Process::Descriptor& file) noexcept
 {
-    return mmap(address, size, protection, MAP_SHARED | MAP_FIXED, file.get(), 0) == address &&
+    return Process::replacePages(address, size, protection, MAP_SHARED, file.get()) &&
            madvise(address, size, MADV_DONTFORK) == 0;
 }
 
@@ -314,8 +315,8 @@ bool ReaderSlots::mapFiles()
 void ReaderSlots::dropMappings() noexcept
 {
     if (reserved_ != nullptr) {
-        static_cast<void>(mmap(reserved_, sizeof(Region), PROT_READ | PROT_WRITE,
-                               MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED | MAP_NORESERVE, -1, 0));
+        static_cast<void>(Process::replacePages(reserved_, sizeof(Region), PROT_READ | PROT_WRITE,
+                                                MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE));
         static_cast<void>(madvise(reserved_, sizeof(Region), MADV_DONTFORK));
     }
 }

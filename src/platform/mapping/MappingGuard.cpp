@@ -6,7 +6,7 @@
 #include <csignal>
 #include <cstdint>
 
-#include <sys/mman.h>
+#include "replace_pages.h"
 
 namespace Tessara::Keepsafe::Platform {
 
@@ -46,7 +46,7 @@ bool replacePage(const Range& range, void* address) noexcept
         pageMissing(range.context.load(std::memory_order_relaxed));
     }
     void* const page = static_cast<char*>(address) - reinterpret_cast<std::uintptr_t>(address) % PAGE;
-    return mmap(page, PAGE, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) == page;
+    return Process::replacePages(page, PAGE, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS);
 }
 
 void onBusError(int signal, siginfo_t* info, void* /*context*/)
