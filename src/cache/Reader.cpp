@@ -30,24 +30,6 @@ AccessCache::Reader::~Reader() = default;
 
 void AccessCache::Reader::release() noexcept { guard_.reset(); }
 
-void AccessCache::Reader::captureHeader() noexcept
-{
-    missingPages_ = cache_.missingPages_.load(std::memory_order_acquire);
-    metadata_ = cache_.metadata_.view();
-}
-
-void AccessCache::Reader::captureViews() noexcept
-{
-    objects_ = cache_.objects_.view();
-    nodes_ = cache_.nodes_.view();
-    segments_ = cache_.segments_.view();
-}
-
-bool AccessCache::Reader::isReadable() const noexcept
-{
-    return metadata_.count() != 0 && !writing_in_progress();
-}
-
 /// The lock is released before anything is logged: a log that is stuck must not keep the writer out.
 void AccessCache::Reader::requireReadable()
 {

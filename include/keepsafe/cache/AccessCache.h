@@ -159,10 +159,23 @@ private:
     friend class detail::CacheWalk;
     explicit Reader(const AccessCache& cache);
 
-    void captureHeader() noexcept;
-    void captureViews() noexcept;
+    void captureHeader() noexcept
+    {
+        missingPages_ = cache_.missingPages_.load(std::memory_order_acquire);
+        metadata_ = cache_.metadata_.view();
+    }
+    void captureViews() noexcept
+    {
+        objects_ = cache_.objects_.view();
+        nodes_ = cache_.nodes_.view();
+        segments_ = cache_.segments_.view();
+    }
     void release() noexcept;
-    [[nodiscard]] bool isReadable() const noexcept;
+    [[nodiscard]] bool isReadable() const noexcept
+    {
+        const detail::MetadataHeader* const header = metadata_.find(0);
+        return header != nullptr && header->writeInProgress == 0;
+    }
     void requireReadable();
     [[nodiscard]] bool isWhole() const noexcept
     {

@@ -102,7 +102,8 @@ private:
     {
         SegmentCursor segment(text);
         // No record of a trie is met twice on the way down.
-        StepBudget budget(segments_.count());
+        const std::size_t records = segments_.count();
+        StepBudget budget(records, records);
         NodeOffset level = reader_.segmentRoot();
         while (level != 0) {
             const SegmentNode* node = findSegment(level, segment.value(), budget);
@@ -127,7 +128,7 @@ private:
     const RecordView<BitsNode> nodes_;
     const RecordView<SegmentNode> segments_;
     /// Trees of bits are shared, and met again for every role and every ancestor.
-    mutable StepBudget bitsBudget_{nodes_.count() + MOST_BITS_STEPS};
+    mutable StepBudget bitsBudget_{nodes_.count(), nodes_.count() + MOST_BITS_STEPS};
 };
 
 } // namespace Tessara::Keepsafe::Rbac::detail

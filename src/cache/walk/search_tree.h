@@ -35,25 +35,26 @@ inline void fetchBehind(const BitsNode* /*node*/) noexcept {}
 /// in a circle, met again and again on the way down a long name, from holding the lock for seconds.
 class StepBudget {
 public:
-    explicit StepBudget(std::size_t steps) noexcept : left_(steps) {}
+    /// `perTree`: no tree has more nodes than the file has records.
+    StepBudget(std::size_t perTree, std::size_t inAll) noexcept : perTree_(perTree), left_(inAll) {}
 
 private:
     template <typename Record, typename Damaged>
     friend const Record* findInTree(const RecordView<Record>& records, NodeOffset root, std::int32_t key,
                                     StepBudget& budget, const Damaged& damaged);
 
+    const std::size_t perTree_;
     std::size_t left_;
 };
 
 /// Walks one search tree for `key`. Returns the record, or null when the tree has none. An offset outside the
-/// file, and a walk that uses up the budget or is longer than the file has records, which can only be a
-/// cycle, are passed to `damaged(Damage)`, whose result is then the result.
+/// file, and a walk that uses up the budget, which can only be a cycle, are passed to `damaged(Damage)`, whose
+/// result is then the result.
 template <typename Record, typename Damaged>
 [[nodiscard]] inline const Record* findInTree(const RecordView<Record>& records, NodeOffset root,
                                               std::int32_t key, StepBudget& budget, const Damaged& damaged)
 {
-    // No tree has more nodes than the file has records.
-    const std::size_t most = std::min(records.count(), budget.left_);
+    const std::size_t most = std::min(budget.perTree_, budget.left_);
     std::size_t left = most;
     for (NodeOffset offset = root; offset != 0;) {
         const Record* node = records.find(offset);
