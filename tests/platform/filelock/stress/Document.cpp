@@ -93,6 +93,14 @@ void DocumentReader::read(const Document& document, ReadFigures& figures) noexce
     figures.complete.fetch_add(1, relaxed);
 }
 
+void ReadFigures::add(const ReadFigures& others) noexcept
+{
+    complete += others.complete;
+    interrupted += others.interrupted;
+    torn += others.torn;
+    backward += others.backward;
+}
+
 bool ReadFigures::printAndCheck() const
 {
     printFigure("reads of a complete generation", complete);

@@ -32,6 +32,8 @@ struct ReadFigures {
     std::atomic<std::int64_t> torn;        ///< somebody wrote meanwhile
     std::atomic<std::int64_t> backward;    ///< an older generation than before
 
+    void add(const ReadFigures& others) noexcept;
+
     /// Prints them. Returns whether there was something to read and all of it was sound.
     [[nodiscard]] bool printAndCheck() const;
 };
