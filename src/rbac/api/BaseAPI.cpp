@@ -26,7 +26,7 @@ BaseAPI::BaseAPI(boost::shared_ptr<KSClientCURL_BaseFactory> factory)
 
 KSClientCURL_Base* BaseAPI::new_curl() const
 {
-    return factory_->create(masterServer_, MASTER_SERVER_PORT, CLIENT_KIND_REST);
+    return newClient(factory_.get(), masterServer_, MASTER_SERVER_PORT, "BaseAPI::new_curl");
 }
 
 } // namespace Tessara::Keepsafe::Rbac

@@ -1,6 +1,7 @@
 #ifndef KEEPSAFE_RBAC_API_REQUESTS_H
 #define KEEPSAFE_RBAC_API_REQUESTS_H
 
+#include <stdexcept>
 #include <string>
 
 #include <boost/scoped_ptr.hpp>
@@ -15,6 +16,15 @@ namespace Tessara::Keepsafe::Rbac {
 /// Logs the server's message about its refusal. Returns its status: the error code, or 114 when its answer is
 /// not an error document.
 int logRefusal(long httpStatus, const std::string& body, const char* tag);
+
+/// Throws `std::invalid_argument` for a text with a zero byte, which would be sent, or logged, only as far as
+/// there.
+inline void requireNoZeroByte(const std::string& text, const std::string& what)
+{
+    if (text.find('\0') != std::string::npos) {
+        throw std::invalid_argument(what + " contains a zero byte");
+    }
+}
 
 /// What a request logs under the name of its operation.
 struct RequestLog {
@@ -39,9 +49,6 @@ std::string request(const BaseAPI& api, const char* tag, const std::string& path
                     const Send& send)
 {
     const boost::scoped_ptr<KSClientCURL_Base> curl(api.new_curl());
-    if (!curl) {
-        throw ExplainedFailure(Status::CONVERSION_FAILED, "there is no HTTP client");
-    }
     return exchange(*curl, expectedStatus, send, RequestLog{tag, path});
 }
 

@@ -77,10 +77,7 @@ std::string requestCache(const std::string& objectNamespace, KSClientCURL_BaseFa
     }
     path.insert(0, RESOURCE);
     const boost::scoped_ptr<KSClientCURL_Base> curl(
-        httpClients.create(masterServer(), MASTER_SERVER_PORT, CLIENT_KIND_REST));
-    if (!curl) {
-        throw ExplainedFailure(Status::CONVERSION_FAILED, "there is no HTTP client");
-    }
+        newClient(&httpClients, masterServer(), MASTER_SERVER_PORT, TAG));
     constexpr long OK = 200;
     return exchange(
         *curl, OK, [&path](KSClientCURL_Base& client) { return client.Get(path); }, RequestLog{path});

@@ -10,6 +10,8 @@
 #include <keepsafe/platform/log/logmsg.h>
 #include <keepsafe/platform/status/status_codes.h>
 
+#include "fail.h"
+
 /// \file The common part of all requests to the master server. Each caller does its own logging.
 
 namespace Tessara::Keepsafe::Rbac {
@@ -45,6 +47,19 @@ inline std::string masterServer(const char* tag)
         logmsgf(Platform::LOG_LEVEL_ERROR, tag, "Couldn't get master server: %d", failure.status());
         throw;
     }
+}
+
+/// A client for the master server, which the caller owns. Throws 114, logged under `tag`, when there is no
+/// factory or it makes none.
+inline KSClientCURL_Base* newClient(KSClientCURL_BaseFactory* factory, const std::string& master, int port,
+                                    const char* tag)
+{
+    KSClientCURL_Base* const client =
+        factory == nullptr ? nullptr : factory->create(master, port, CLIENT_KIND_REST);
+    if (client == nullptr) {
+        diagnostics::fail(Status::CONVERSION_FAILED, tag, "There is no HTTP client for " + master);
+    }
+    return client;
 }
 
 /// One request: `send` sends it with the client and returns the transfer status. Returns the response's body

@@ -7,7 +7,6 @@
 #include <keepsafe/platform/http/extract_error.h>
 
 #include "exchange.h"
-#include "fail.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -85,11 +84,7 @@ void DefaultObjectRegistrationService::sendHttpRequest(HttpRequestType type, con
 {
     constexpr int PAYLOAD_VERBOSITY = 2;
     constexpr int PAYLOAD_CATEGORY = 5;
-    const boost::scoped_ptr<KSClientCURL_Base> client(
-        factory_ ? factory_->create(masterServer_, port_, CLIENT_KIND_REST) : nullptr);
-    if (!client) {
-        diagnostics::fail(Status::CONVERSION_FAILED, TAG, "There is no HTTP client for " + masterServer_);
-    }
+    const boost::scoped_ptr<KSClientCURL_Base> client(newClient(factory_.get(), masterServer_, port_, TAG));
     client->setApiVersion(MAX_VERSION);
     logmsgf(Platform::LOG_LEVEL_INFORMATION, TAG, "Send request type %d to URL %s", static_cast<int>(type),
             url.c_str());

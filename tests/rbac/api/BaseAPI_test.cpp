@@ -1,6 +1,7 @@
 #include <keepsafe/rbac/api/BaseAPI.h>
 
 #include <keepsafe/platform/status/ExplainedFailure.h>
+#include <keepsafe/rbac/api/Roles.h>
 
 #include "rbac/api/ScriptedService.h"
 
@@ -11,6 +12,7 @@ using keepsafe_test::thrownBy;
 using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::ExplainedFailure;
 using Tessara::Keepsafe::Rbac::BaseAPI;
+using Tessara::Keepsafe::Rbac::RoleAPI;
 using testing::ElementsAre;
 
 using BaseApiTest = keepsafe_test::ApiTest<BaseAPI>;
@@ -36,6 +38,16 @@ TEST_F(BaseApiTest, WithoutAFactoryUsesTheProductsClients)
     const BaseAPI real;
     const std::unique_ptr<KSClientCURL_Base> client(real.new_curl());
     EXPECT_NE(dynamic_cast<KSClientCURL*>(client.get()), nullptr);
+}
+
+TEST_F(BaseApiTest, WithoutAnHttpClientIs114)
+{
+    service_->onCreate = [] { return nullptr; };
+    EXPECT_EQ(thrownStatus([this] { (void)api().new_curl(); }), 114);
+    EXPECT_EQ(thrownStatus([] { (void)BaseAPI(nullptr).new_curl(); }), 114);
+    EXPECT_EQ(thrownStatus([] { RoleAPI(nullptr).delete_role_by_id(1); }), 114);
+    const LogLine line{16, "BaseAPI::new_curl", "There is no HTTP client for master.example"};
+    EXPECT_THAT(log_.lines(), ElementsAre(line, line, line));
 }
 
 TEST_F(BaseApiTest, SaysWhyThereIsNoMasterServer)

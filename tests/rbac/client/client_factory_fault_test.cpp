@@ -175,7 +175,8 @@ TEST_F(ClientFactoryFault, TheCauseOfAMalformedAnswerSaysWhatIsWrong)
 TEST_F(ClientFactoryFault, WithoutAnHttpClientIs114)
 {
     service_->onCreate = [] { return nullptr; };
-    EXPECT_THAT(explain(), Pair(114, "there is no HTTP client"));
+    EXPECT_THAT(explain(), Pair(114, "There is no HTTP client for master.example"));
+    EXPECT_THAT(log_.lines(16), ElementsAre(LogLine{16, TAG, "There is no HTTP client for master.example"}));
 }
 
 TEST_F(ClientFactoryFault, WithoutAMasterServerTheCauseNamesTheSetting)

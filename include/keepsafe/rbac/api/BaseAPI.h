@@ -26,7 +26,8 @@ public:
     /// The same with HTTP clients from the caller's factory.
     explicit BaseAPI(boost::shared_ptr<KSClientCURL_BaseFactory> factory);
 
-    /// A new HTTP client for the master server; the caller owns it.
+    /// A new HTTP client for the master server; the caller owns it. Throws `EC_exception` 114, with a line in
+    /// the log, when there is no factory or it makes no client.
     [[nodiscard]] KSClientCURL_Base* new_curl() const;
 
 private:
