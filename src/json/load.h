@@ -9,10 +9,10 @@
 
 namespace Tessara::Keepsafe {
 
-/// The document in the text, or null with `error` filled.
+/// The document that is the whole text, zero bytes included, or null with `error` filled.
 inline JsonHandle loadJson(const std::string& text, json_error_t& error)
 {
-    return JsonHandle(json_loads(text.c_str(), 0, &error));
+    return JsonHandle(json_loadb(text.data(), text.size(), 0, &error));
 }
 
 /// The document in a regular file, or null with `error` filled as `json_load_file` fills it.

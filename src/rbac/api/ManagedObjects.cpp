@@ -171,6 +171,7 @@ std::list<AccessDefinition> ManagedObjectAPI::get_access_definitions(const Objec
 void ManagedObjectAPI::delete_access_definition_by_id(const ObjectNamespace& object,
                                                       const std::string& id) const
 {
+    requireNoZeroByte(id, "access definition id");
     const std::string path = definitionsPath(object) + '/' + id;
     change(*this, "ManagedObjectAPI::delete_access_definition_by_id", path,
            [&](KSClientCURL_Base& curl) { return curl.Delete(path); });

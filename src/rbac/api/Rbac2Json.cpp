@@ -46,6 +46,9 @@ boost::shared_ptr<json_t> json_array_shared() { return own(json_array()); }
 
 boost::shared_ptr<json_t> json_string_shared(const std::string& text)
 {
+    if (text.find('\0') != std::string::npos) {
+        throw std::bad_alloc(); // as for other bytes that no string of JSON holds; not a part of the text
+    }
     return own(json_string(text.c_str()));
 }
 

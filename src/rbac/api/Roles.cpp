@@ -33,6 +33,8 @@ void checkLimits(const std::string& name, const std::string& description, std::s
     if (name.empty()) {
         throw std::invalid_argument("role name is required");
     }
+    requireNoZeroByte(name, "role name");
+    requireNoZeroByte(description, "role description");
 }
 
 std::string requestDocument(const std::string& name, const std::string& description)
@@ -123,6 +125,7 @@ std::list<Role> RoleAPI::get_roles(const std::string& filter) const
 void RoleAPI::update_role(const Role& role) const
 {
     checkLimits(role.name, role.description, LONGEST_NAME_UPDATED);
+    requireNoZeroByte(role.href, "role link");
     const std::string path = "keepsafe" + role.href;
     const std::string body = requestDocument(role.name, role.description);
     change(*this, "RoleAPI::update_role", path,

@@ -2,9 +2,6 @@
 
 #include <keepsafe/rbac/registration/DefaultObjectRegistrationService.h>
 
-#include <algorithm>
-
-#include "documents.h"
 #include "workflow_steps.h"
 
 namespace Tessara::Keepsafe::Rbac {
@@ -21,12 +18,7 @@ const char* missingArgument(const Service::DataList& data, bool hasCallback) noe
     if (data.empty()) {
         return "bulkRegistrationData must not be empty";
     }
-    if (!hasCallback) {
-        return "callback is required";
-    }
-    return std::all_of(data.begin(), data.end(), isComplete)
-               ? nullptr
-               : "ObjectRegistrationData and AccessControlAttributes are required";
+    return hasCallback ? nullptr : "callback is required";
 }
 
 int registerPending(const Service& service, const Service::DataList& data,

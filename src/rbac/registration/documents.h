@@ -7,23 +7,32 @@
 #include <boost/lexical_cast.hpp>
 
 #include <keepsafe/platform/status/status_codes.h>
+#include <keepsafe/rbac/api/Rbac2Json.h>
 #include <keepsafe/rbac/registration/ObjectRegistrationData.h>
 
 #include "fail.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
-/// Whether the data can be sent: there is some, with accessControlAttributes.
-inline bool isComplete(const boost::shared_ptr<ObjectRegistrationData>& data) noexcept
+constexpr char RECORD_TAG[] = "DefaultObjectRegistrationService::buildRegistrationJSON";
+
+/// Throws 20 when there is no data. Data without accessControlAttributes cannot be packed either, as Jansson
+/// words it: `json_pack_shared` logs that and throws `std::bad_alloc`.
+inline void requireComplete(const ObjectRegistrationData* data)
 {
-    return data != nullptr && data->accessControlAttributes != nullptr;
+    if (data == nullptr) {
+        diagnostics::fail(Status::INVALID_ARGUMENT, RECORD_TAG, "ObjectRegistrationData is required");
+    }
+    if (data->accessControlAttributes == nullptr) {
+        (void)json_pack_shared("{s:O}", "accessControlAttributes", nullptr);
+    }
 }
 
-inline void requireComplete(const boost::shared_ptr<ObjectRegistrationData>& data)
+/// Throws 20 for a text with a zero byte: C functions would take what is before it for the whole.
+inline void requireNoZeroByte(const std::string& text, const char* what)
 {
-    if (!isComplete(data)) {
-        diagnostics::fail(Status::INVALID_ARGUMENT, "DefaultObjectRegistrationService::buildRegistrationJSON",
-                          "ObjectRegistrationData and AccessControlAttributes are required");
+    if (text.find('\0') != std::string::npos) {
+        diagnostics::fail(Status::INVALID_ARGUMENT, RECORD_TAG, std::string(what) + " contains a zero byte");
     }
 }
 

@@ -31,20 +31,19 @@ constexpr char BULK_TAG[] = "DefaultObjectRegistrationService::extractBulkRegist
                           error.text);
 }
 
-enum class Form { RIGHT, WRONG, NO_ARRAY };
-
-/// Reads a record without logging. `error` is set if the form is wrong.
-Form readRecord(const json_t* record, NamespaceReader& names, Service::RegisteredObject& registered,
+/// Reads a record without logging. False, with `error` set, if its form is wrong.
+bool readRecord(const json_t* record, NamespaceReader& names, Service::RegisteredObject& registered,
                 json_error_t& error)
 {
     const char* id = nullptr;
     const json_t* objects = nullptr;
     if (json_unpack_ex(const_cast<json_t*>(record), &error, 0, "{s:s, s?:{s:{s:o}}}", "id", &id,
                        "relationships", "registeredObjects", "data", &objects) != 0) {
-        return Form::WRONG;
+        return false;
     }
-    if (objects != nullptr && !json_is_array(objects)) {
-        return Form::NO_ARRAY;
+    // An array of any length; of anything else Jansson says what it is.
+    if (objects != nullptr && json_unpack_ex(const_cast<json_t*>(objects), &error, 0, "[]") != 0) {
+        return false;
     }
     registered.first = names.read(id);
     for (std::size_t index = 0; index < json_array_size(objects); ++index) {
@@ -52,11 +51,11 @@ Form readRecord(const json_t* record, NamespaceReader& names, Service::Registere
         id = json_string_value(json_object_get(element, "id"));
         // Unpacking takes longer and says what is wrong.
         if (id == nullptr && json_unpack_ex(element, &error, 0, "{s:s}", "id", &id) != 0) {
-            return Form::WRONG;
+            return false;
         }
         registered.second.push_back(names.read(id));
     }
-    return Form::RIGHT;
+    return true;
 }
 
 /// Reads the records one after the other, without a tree of the whole document, which would take 50 % longer.
@@ -77,7 +76,7 @@ bool readInTurn(const std::string& response, Service::RegisteredObjects& registe
                                            JSON_DISABLE_EOF_CHECK, &error));
         const auto length = static_cast<std::size_t>(error.position); // `readRecord` overwrites it
         Service::RegisteredObject object;
-        if (!record || readRecord(record.get(), names, object, error) != Form::RIGHT) {
+        if (!record || !readRecord(record.get(), names, object, error)) {
             return false;
         }
         position += length;
@@ -94,15 +93,10 @@ DefaultObjectRegistrationService::extractRegisteredNamespaces(const json_t* reco
     RegisteredObject registered;
     NamespaceReader names;
     json_error_t error;
-    switch (readRecord(record, names, registered, error)) {
-    case Form::RIGHT:
-        return registered;
-    case Form::NO_ARRAY:
-        diagnostics::fail(Status::UNEXPECTED_RESPONSE, TAG,
-                          "Invalid registration response. data is not an array");
-    default:
+    if (!readRecord(record, names, registered, error)) {
         rejectForm(error, TAG);
     }
+    return registered;
 }
 
 DefaultObjectRegistrationService::RegisteredObject

@@ -33,9 +33,10 @@ void appendValue(std::string& text, const json_t* value)
     }
 }
 
-/// The text as a JSON string, with its quotation marks.
-std::string quoted(const std::string& value)
+/// The text as a JSON string, with its quotation marks. `what` names it in a refusal.
+std::string quoted(const std::string& value, const char* what)
 {
+    requireNoZeroByte(value, what);
     std::string text;
     appendValue(text, json_pack_shared("s", value.c_str()).get());
     return text;
@@ -47,7 +48,7 @@ public:
     const std::string& of(const std::string& objectType)
     {
         if (text_.empty() || objectType != type_) {
-            text_ = quoted(objectType);
+            text_ = quoted(objectType, "objectType");
             type_ = objectType;
         }
         return text_;
@@ -71,7 +72,7 @@ void appendChildren(std::string& text, const std::list<ObjectNamespace>& childre
 void appendRecord(std::string& text, const boost::shared_ptr<ObjectRegistrationData>& given,
                   Attributes attributes, TypeText& types)
 {
-    requireComplete(given);
+    requireComplete(given.get());
     const ObjectRegistrationData& data = *given;
     text.append(R"({"id":")").append(textOf(data.objectNamespace));
     text.append(R"(","type":"objectRegistrationData","attributes":{"objectType":)");
@@ -134,7 +135,7 @@ std::string registrationText(const boost::shared_ptr<ObjectRegistrationData>& da
 std::string stateText(const ObjectNamespace& objectNamespace, const std::string& state)
 {
     std::string text;
-    appendState(text, objectNamespace, quoted(state));
+    appendState(text, objectNamespace, quoted(state, "state"));
     return text;
 }
 

@@ -2,7 +2,6 @@
 
 #include <keepsafe/rbac/registration/DefaultObjectRegistrationService.h>
 
-#include "documents.h"
 #include "workflow_steps.h"
 
 namespace Tessara::Keepsafe::Rbac {
@@ -119,7 +118,7 @@ int DefaultObjectRegistrationService::registerObject(
     const boost::shared_ptr<ObjectRegistrationCallback>& callback, std::exception_ptr& cause)
 {
     cause = nullptr;
-    if (!isComplete(data)) {
+    if (data == nullptr || data->accessControlAttributes == nullptr) {
         return missing(REGISTER_TAG, "ObjectRegistrationData and AccessControlAttributes are required");
     }
     if (!callback) {

@@ -88,4 +88,25 @@ TEST(Rbac2Json, NamespacesAreAnArrayInTheirOrder)
     EXPECT_EQ(dump(rbac::json_namespaces_shared({})), "[]");
 }
 
+TEST(Rbac2Json, ADocumentIsTheWholeText)
+{
+    for (const std::string& text : {std::string("{} x"), std::string("{}\0", 3), std::string("{}\0x", 4),
+                                    std::string("{\"a\":\"\0\"}", 9), std::string(R"({"a":"\u0000"})"),
+                                    std::string("1"), std::string()}) {
+        EXPECT_EQ(thrownStatus([&] { (void)rbac::json_loads_shared(text); }), 7610) << text;
+    }
+}
+
+TEST(Rbac2Json, OfMembersOfOneNameTheLastCounts)
+{
+    EXPECT_EQ(dump(rbac::json_loads_shared(R"( {"a":1,"a":2} )")), R"({"a":2})");
+}
+
+TEST(Rbac2Json, AZeroByteIsBadAllocAndNotTheEndOfTheText)
+{
+    const CapturedLog log;
+    EXPECT_THROW(rbac::json_string_shared(std::string("a\0b", 3)), std::bad_alloc);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
 } // namespace

@@ -369,4 +369,62 @@ TEST_F(RoleApiTest, AnIdThatIsNoNumberOrNegativeIs9103)
     EXPECT_THAT(log_.lines(16), ElementsAre(LogLine{16, "Role::Role", "Invalid role ID in response: -1"}));
 }
 
+TEST_F(RoleApiTest, LimitsCountBytes)
+{
+    std::string name;
+    std::string description;
+    for (int i = 0; i < 32; ++i) {
+        name += "\xC3\xA9"; // two bytes, one character
+    }
+    for (int i = 0; i < 128; ++i) {
+        description += "\xC3\xA9";
+    }
+    EXPECT_EQ(refusal<std::length_error>([&] { (void)api().create_role(name + "x", ""); }),
+              "limit for role name is 64");
+    EXPECT_EQ(refusal<std::length_error>([&] { (void)api().create_role("n", description + "x"); }),
+              "limit for role description is 256");
+    Role role;
+    role.name = description + "x";
+    EXPECT_EQ(refusal<std::length_error>([&] { api().update_role(role); }), "limit for role name is 256");
+    respond(201, document(PLAIN));
+    (void)api().create_role(name, description);
+    EXPECT_EQ(service_->requests.size(), 1U);
+}
+
+TEST_F(RoleApiTest, AZeroByteIsRefusedAndNotTheEndOfATextThatIsSent)
+{
+    const std::string cut("a\0b", 3);
+    EXPECT_EQ(refusal<std::invalid_argument>([&] { (void)api().create_role(cut, ""); }),
+              "role name contains a zero byte");
+    EXPECT_EQ(refusal<std::invalid_argument>([&] { (void)api().create_role("n", cut); }),
+              "role description contains a zero byte");
+    Role role;
+    role.name = "n";
+    role.href = cut;
+    EXPECT_EQ(refusal<std::invalid_argument>([&] { api().update_role(role); }),
+              "role link contains a zero byte");
+    EXPECT_THAT(service_->created, IsEmpty());
+}
+
+TEST_F(RoleApiTest, ANegativeIdGoesIntoThePathAsItIs)
+{
+    respond(200, document(PLAIN));
+    (void)api().get_role(-1);
+    respond(204, "");
+    api().delete_role_by_id(-2147483647 - 1);
+    EXPECT_THAT(service_->requests,
+                ElementsAre(Request{"GET", "keepsafe/access-control/roles/-1", ""},
+                            Request{"DELETE", "keepsafe/access-control/roles/-2147483648", ""}));
+}
+
+TEST_F(RoleApiTest, TheTypeIsComparedExactly)
+{
+    for (const char* type :
+         {"accessControlRol", "accessControlRoles", "AccessControlRole", "", "accessControlRole "}) {
+        EXPECT_EQ(statusOf(R"({"type":")" + std::string(type) + R"(","id":"1","attributes":{"name":"n"}})"),
+                  9103)
+            << type;
+    }
+}
+
 } // namespace

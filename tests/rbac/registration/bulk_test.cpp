@@ -266,15 +266,29 @@ TEST_F(BulkTest, AMissingCallbackIs20BeforeMissingData)
     expectNothingDone();
 }
 
-TEST_F(BulkTest, AnIncompleteElementIs20BeforeAnythingIsSent)
+TEST_F(BulkTest, AnElementWithoutAttributesFailsWhenItIsPacked)
+{
+    data_.back()->accessControlAttributes.reset();
+    EXPECT_EQ(registerAll(), 114);
+    EXPECT_THAT(log_.lines(),
+                ElementsAre(begun_, LogLine{16, "json_pack_shared", "Error generating JSON: NULL object"},
+                            line(16, "Registration failed with exception: std::bad_alloc")));
+    EXPECT_THAT(callback_->told, ElementsAre(114));
+    EXPECT_EQ(callback_->invoked, 0);
+    EXPECT_THAT(scripted_->created, IsEmpty()) << "nothing is sent";
+}
+
+TEST_F(BulkTest, AMissingElementFailsTheFirstPhase)
 {
     data_.push_back(nullptr);
     EXPECT_EQ(registerAll(), 20);
-    data_.back() = boost::make_shared<ObjectRegistrationData>();
-    EXPECT_EQ(registerAll(), 20);
-    const LogLine required = line(16, "ObjectRegistrationData and AccessControlAttributes are required");
-    EXPECT_THAT(log_.lines(), ElementsAre(required, required));
-    expectNothingDone();
+    EXPECT_THAT(log_.lines(),
+                ElementsAre(line(4, "Registering 3 objects"),
+                            LogLine{16, tagOf("buildRegistrationJSON"), "ObjectRegistrationData is required"},
+                            line(16, "Registration failed, status=20")));
+    EXPECT_THAT(callback_->told, ElementsAre(20));
+    EXPECT_EQ(callback_->invoked, 0);
+    EXPECT_THAT(scripted_->created, IsEmpty()) << "nothing is sent";
 }
 
 TEST_F(BulkTest, AnAnswerThatCannotBeUnderstoodFailsTheFirstPhase)

@@ -171,16 +171,38 @@ TEST(Requests, TextThatIsNotUtf8IsRefused)
                 ElementsAre(LogLine{16, "json_pack_shared", "Error generating JSON: Invalid UTF-8 string"}));
 }
 
+constexpr char BUILD_TAG[] = "DefaultObjectRegistrationService::buildRegistrationJSON";
+
 TEST(Requests, ARecordOfNothingIsRefused)
+{
+    const CapturedLog log;
+    EXPECT_EQ(thrownStatus([] { (void)Service::buildRegistrationRequest(nullptr); }), 20);
+    EXPECT_THAT(log.lines(), ElementsAre(LogLine{16, BUILD_TAG, "ObjectRegistrationData is required"}));
+}
+
+TEST(Requests, ARecordWithoutAttributesCannotBePacked)
 {
     const CapturedLog log;
     const auto incomplete = dataOf(ObjectNamespace("A"));
     incomplete->accessControlAttributes.reset();
-    EXPECT_EQ(thrownStatus([] { (void)Service::buildRegistrationRequest(nullptr); }), 20);
-    EXPECT_EQ(thrownStatus([&] { (void)Service::buildBulkRegistrationRequest({incomplete}); }), 20);
-    const LogLine line{16, "DefaultObjectRegistrationService::buildRegistrationJSON",
-                       "ObjectRegistrationData and AccessControlAttributes are required"};
-    EXPECT_THAT(log.lines(), ElementsAre(line, line));
+    EXPECT_THROW((void)Service::buildRegistrationJSON(incomplete), std::bad_alloc);
+    EXPECT_THROW((void)Service::buildRegistrationRequest(incomplete), std::bad_alloc);
+    EXPECT_THROW((void)Service::buildBulkRegistrationRequest({incomplete}), std::bad_alloc);
+    const LogLine line{16, "json_pack_shared", "Error generating JSON: NULL object"};
+    EXPECT_THAT(log.lines(), ElementsAre(line, line, line));
+}
+
+TEST(Requests, AZeroByteIsRefusedAndNotTheEndOfATextThatIsSent)
+{
+    const CapturedLog log;
+    const std::string cut("POLICY\0X", 8);
+    const auto data = dataOf(ObjectNamespace("A"));
+    data->objectType = cut;
+    EXPECT_EQ(thrownStatus([&] { (void)Service::buildRegistrationRequest(data); }), 20);
+    EXPECT_EQ(thrownStatus([&] { (void)Service::buildBulkRegistrationRequest({data}); }), 20);
+    EXPECT_EQ(thrownStatus([&] { (void)Service::buildNamespaceStatePair(ObjectNamespace("A"), cut); }), 20);
+    const LogLine type{16, BUILD_TAG, "objectType contains a zero byte"};
+    EXPECT_THAT(log.lines(), ElementsAre(type, type, LogLine{16, BUILD_TAG, "state contains a zero byte"}));
 }
 
 } // namespace

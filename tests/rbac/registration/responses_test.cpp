@@ -101,11 +101,31 @@ TEST_F(Responses, TheLineNamesThePlaceInARecord)
             LogLine{16, EXTRACT, "Error parsing JSON response at position 4: Object item not found: id"}));
 }
 
-TEST_F(Responses, RegisteredObjectsThatAreNoArrayAre9103)
+TEST_F(Responses, RegisteredObjectsThatAreNoArrayAreARecordOfAnotherForm)
 {
     EXPECT_EQ(statusOf(R"({"id":"|A|","relationships":{"registeredObjects":{"data":{}}}})"), 9103);
-    EXPECT_THAT(log_.lines(),
-                ElementsAre(LogLine{16, EXTRACT, "Invalid registration response. data is not an array"}));
+    EXPECT_EQ(bulkStatusOf(R"({"data":[{"id":"|A|","relationships":{"registeredObjects":{"data":3}}}]})"),
+              9103);
+    const std::string start = "Error parsing JSON response at position ";
+    ASSERT_EQ(log_.lines().size(), 2U);
+    EXPECT_EQ(log_.lines().at(0), (LogLine{16, EXTRACT, start + "1: Expected array, got object"}));
+    EXPECT_EQ(log_.lines().at(1), (LogLine{16, EXTRACT, start + "1: Expected array, got integer"}));
+}
+
+TEST_F(Responses, ATextBehindTheDocumentIsNotJson)
+{
+    for (const std::string& behind :
+         {std::string(1, '\0') + "behind", std::string(1, '\0'), std::string("x")}) {
+        EXPECT_EQ(statusOf(R"({"id":"|A|"})" + behind), 7610);
+        log_.clear();
+        EXPECT_EQ(bulkStatusOf(R"({"data":[{"id":"|A|"}]})" + behind), 9103);
+        expectParseError(BULK_TAG);
+    }
+}
+
+TEST_F(Responses, OfMembersOfOneNameTheLastCounts)
+{
+    EXPECT_EQ(Service::extractRegisteredNamespaces(R"({"id":"|A|","id":"|B|"})").first, ObjectNamespace("B"));
 }
 
 TEST_F(Responses, AResponseThatIsNotJsonIs7610)
@@ -154,8 +174,7 @@ TEST_F(Responses, HowABulkResponseIsLaidOutDoesNotCount)
          {R"( {"data":[)" + records + "]}", R"({"data": [)" + records + "]}",
           R"({"data":[ )" + records + "]}", R"({"data":[)" + records + " ]}",
           R"({"data":[)" + records + "] }\n", R"({"data":[)" + records + R"(],"x":1})",
-          R"({"x":[],"data":[)" + records + "]}", R"({"data":[{"id":"|Z|"}],"data":[)" + records + "]}",
-          R"({"data":[)" + records + "]}" + std::string(1, '\0') + "behind"}) {
+          R"({"x":[],"data":[)" + records + "]}", R"({"data":[{"id":"|Z|"}],"data":[)" + records + "]}"}) {
         EXPECT_EQ(Service::extractBulkRegisteredNamespaces(response), expected) << response;
     }
     EXPECT_THAT(log_.lines(), IsEmpty());

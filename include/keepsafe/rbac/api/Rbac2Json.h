@@ -28,7 +28,7 @@ KEEPSAFE_API boost::shared_ptr<json_t> json_object_shared();
 /// A new empty array.
 KEEPSAFE_API boost::shared_ptr<json_t> json_array_shared();
 
-/// A JSON string. Throws `std::bad_alloc`, also for text that is not UTF-8.
+/// A JSON string. Throws `std::bad_alloc`, also for text that is not UTF-8 or contains a zero byte.
 KEEPSAFE_API boost::shared_ptr<json_t> json_string_shared(const std::string& text);
 
 /// The document in the text. Throws `EC_exception` 7610, with a line in the log, when it is not JSON.
