@@ -1,6 +1,7 @@
 #include <keepsafe/rbac/api/Rbac2Curl.h>
 
 #include <cstddef>
+#include <limits>
 
 #include <keepsafe/platform/http/service_failures.h>
 #include <keepsafe/platform/uri/percent_encode.h>
@@ -14,17 +15,21 @@ namespace {
 
 /// The server's error document; borrows from the document it was read from.
 struct ServerError {
-    int code = 0;
+    json_int_t code = 0;
     const char* message = nullptr;
     json_t* details = nullptr;
 };
 
+/// False when it is none. That includes one whose code is 0, which would look like success, or no `int`, as
+/// `extractErrorFromJSON` has it.
 bool unpack(json_t* document, ServerError& error)
 {
     json_error_t reason;
     return document != nullptr &&
-           json_unpack_ex(document, &reason, 0, "{s:i, s:s, s?:o}", "errorCode", &error.code, "errorMessage",
-                          &error.message, "errorDetails", &error.details) == 0;
+           json_unpack_ex(document, &reason, 0, "{s:I, s:s, s?:o}", "errorCode", &error.code, "errorMessage",
+                          &error.message, "errorDetails", &error.details) == 0 &&
+           error.code != Status::SUCCESS && error.code >= std::numeric_limits<int>::min() &&
+           error.code <= std::numeric_limits<int>::max();
 }
 
 /// The message and, in parentheses, the details. The text ends before a detail that is not a string, without
@@ -68,7 +73,7 @@ int logRefusal(long httpStatus, const std::string& body, const char* tag)
         return Status::CONVERSION_FAILED;
     }
     logmsgf(Platform::LOG_LEVEL_ERROR, tag, "Unexpected HTTP status: %d: %s", actual, textOf(error).c_str());
-    return error.code;
+    return static_cast<int>(error.code);
 }
 
 void throw_on_http_error(int expected, int actual, const std::string& body, const char* tag)

@@ -69,6 +69,23 @@ TEST_F(ManagedObjectApiTest, AnotherTypeOfTheDefinitionItsRoleOrItsObjectIs9103)
                             LogLine{16, DEFINITION_TAG, "Invalid object relationship type: c"}));
 }
 
+TEST_F(ManagedObjectApiTest, TheTypesInAnAccessDefinitionAreComparedExactly)
+{
+    const auto cut = [](std::string type) { return type.substr(0, type.size() - 1); };
+    for (std::string DefinitionText::*type :
+         {&DefinitionText::type, &DefinitionText::roleType, &DefinitionText::objectType}) {
+        DefinitionText definition;
+        EXPECT_EQ(statusOf(definition), 0);
+        (definition.*type) = cut(definition.*type);
+        EXPECT_EQ(statusOf(definition), 9103) << definition.*type;
+        (definition.*type) = (DefinitionText().*type) + "s";
+        EXPECT_EQ(statusOf(definition), 9103) << definition.*type;
+    }
+    DefinitionText definition;
+    definition.operations = R"([{"id":"|A|","type":"accessControlOperatio"}])";
+    EXPECT_EQ(statusOf(definition), 9103);
+}
+
 TEST_F(ManagedObjectApiTest, ChecksAnAccessDefinitionInThisOrder)
 {
     DefinitionText definition{"", R"("id":"d1",)", "a", "b", "c", "d", R"([{"id":"O","type":"e"},{}])", "f",

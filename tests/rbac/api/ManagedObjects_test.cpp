@@ -248,5 +248,37 @@ TEST_F(ManagedObjectApiTest, AFailedTransferIsItsStatusAndNotLogged)
     EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
+TEST_F(ManagedObjectApiTest, TypesAndStatesAreComparedExactly)
+{
+    const auto object = [](const std::string& type, const std::string& state) {
+        return R"({"type":")" + type + R"(","id":"|A|","attributes":{"inherit":true,"state":")" + state +
+               R"("}})";
+    };
+    EXPECT_EQ(statusOf(object("managedObject", "READY")), 0);
+    for (const char* type : {"managedObjec", "managedObjects", "ManagedObject", ""}) {
+        EXPECT_EQ(statusOf(object(type, "READY")), 9103) << type;
+    }
+    for (const char* state : {"READ", "READY ", "READYS", "PEND", "PENDINGS", "Pending"}) {
+        EXPECT_EQ(statusOf(object("managedObject", state)), 9103) << state;
+    }
+}
+
+TEST_F(ManagedObjectApiTest, TheLinkOfAnObjectIsNotRead)
+{
+    EXPECT_EQ(receive(R"({"type":"managedObject","id":"|A|","attributes":{"inherit":true,"state":"READY"},)"
+                      R"("href":"/x","links":{"self":{"href":"/y"}}})")
+                  .href,
+              "");
+}
+
+TEST_F(ManagedObjectApiTest, AZeroByteInAnIdIsRefusedAndNotTheEndOfThePath)
+{
+    const std::string cut("d\0x", 3);
+    EXPECT_STREQ(
+        thrownBy<std::invalid_argument>([&] { api().delete_access_definition_by_id(object_, cut); }).what(),
+        "access definition id contains a zero byte");
+    EXPECT_THAT(service_->created, IsEmpty());
+}
+
 } // namespace
 } // namespace keepsafe_test

@@ -115,4 +115,12 @@ TEST_F(OperationApiTest, AFailedTransferIsItsStatusAndNotLogged)
     EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
+TEST_F(OperationApiTest, TheTypeIsComparedExactly)
+{
+    for (const char* type :
+         {"accessControlOperatio", "accessControlOperations", "AccessControlOperation", ""}) {
+        EXPECT_EQ(statusOf(R"({"data":[{"type":")" + std::string(type) + R"(","id":"|A|"}]})"), 9103) << type;
+    }
+}
+
 } // namespace

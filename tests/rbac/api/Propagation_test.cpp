@@ -52,7 +52,8 @@ TEST(Propagation, IsReadAsOneWord)
 
 TEST(Propagation, AnyOtherWordFailsAndLeavesTheValue)
 {
-    for (const char* word : {"object", "OBJECTS", "OBJECT,", ""}) {
+    for (const char* word : {"object", "OBJECTS", "OBJECT,", "", "OBJEC", "O", "CHILD", "CHILDRENS",
+                             "OBJECT_AND", "OBJECT_AND_CHILDREN_"}) {
         SCOPED_TRACE(word);
         std::istringstream text(word);
         Propagation value = Propagation::CHILDREN;

@@ -119,4 +119,41 @@ TEST_F(HttpErrorTest, AnotherSuccessIsAnErrorToo)
     EXPECT_EQ(line(), "Unexpected HTTP status: 204");
 }
 
+TEST_F(HttpErrorTest, OtherMembersDoNotCountAndAMessageMayBeEmpty)
+{
+    EXPECT_EQ(statusOf(400, R"({"x":{},"errorCode":227,"errorMessage":"","errorDetails":["a"],"y":1})"), 227);
+    EXPECT_EQ(line(), "Unexpected HTTP status: 400:  (a)");
+}
+
+TEST_F(HttpErrorTest, ANegativeCodeIsACode)
+{
+    EXPECT_EQ(statusOf(400, R"({"errorCode":-2147483648,"errorMessage":"m"})"), -2147483647 - 1);
+    EXPECT_EQ(line(), "Unexpected HTTP status: 400: m");
+}
+
+TEST_F(HttpErrorTest, ACodeOfSuccessOrThatFitsNoIntIs114)
+{
+    for (const char* code : {"0", "-0", "4294967296", "4294967297", "2147483648", "-2147483649"}) {
+        SCOPED_TRACE(code);
+        log_.clear();
+        const std::string body = R"({"errorCode":)" + std::string(code) + R"(,"errorMessage":"fine"})";
+        const auto refusal =
+            thrownBy<ServiceRefusal>([&] { throw_on_http_error(200, 500, body, "Tag::operation"); });
+        EXPECT_EQ(refusal.status(), 114);
+        EXPECT_EQ(refusal.reason(), "HTTP status 500");
+        EXPECT_EQ(line(), "Unexpected HTTP status: 500");
+    }
+}
+
+TEST_F(HttpErrorTest, AnErrorDocumentIsTheWholeBody)
+{
+    const std::string document = R"({"errorCode":1,"errorMessage":"m"})";
+    EXPECT_EQ(statusOf(500, document + " x"), 114);
+    log_.clear();
+    EXPECT_EQ(statusOf(500, document + '\0'), 114);
+    log_.clear();
+    EXPECT_EQ(statusOf(500, R"({"errorCode":1,"errorCode":2,"errorMessage":"m"})"), 2)
+        << "the last one counts";
+}
+
 } // namespace

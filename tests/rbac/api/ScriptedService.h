@@ -57,7 +57,7 @@ public:
     std::deque<Response> responses;
     std::vector<Request> requests;
     std::vector<std::string> created;
-    std::vector<int> apiVersions;
+    std::vector<int> apiVersions;                 ///< of each request, as it was set before; 0: none was
     std::function<KSClientCURL_Base*()> onCreate; ///< makes the clients, or fails to
     int living = 0;
 
@@ -81,7 +81,7 @@ private:
         }
         int Get(const std::string& path) override { return play({"GET", path, ""}); }
         int Delete(const std::string& path) override { return play({"DELETE", path, ""}); }
-        void setApiVersion(int version) override { service_.apiVersions.push_back(version); }
+        void setApiVersion(int version) override { apiVersion_ = version; }
         [[nodiscard]] long httpStatus() const override { return response_.httpStatus; }
         [[nodiscard]] const std::string& responseBody() const override { return response_.body; }
         [[nodiscard]] std::string failureReason() const override { return response_.failureReason; }
@@ -90,6 +90,7 @@ private:
         int play(const Request& request)
         {
             service_.requests.push_back(request);
+            service_.apiVersions.push_back(apiVersion_);
             response_ = service_.responses.front();
             service_.responses.pop_front();
             if (response_.thrown) {
@@ -99,6 +100,7 @@ private:
         }
 
         ScriptedService& service_;
+        int apiVersion_ = 0;
         Response response_;
     };
 };

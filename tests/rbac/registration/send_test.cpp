@@ -271,4 +271,40 @@ static_assert(sizeof(DefaultObjectRegistrationService) ==
               sizeof(void*) + sizeof(long) + sizeof(std::string) +
                   sizeof(boost::shared_ptr<KSClientCURL_BaseFactory>));
 
+TEST_F(SendTest, EveryTypeOfRequestHasTheNewestVersion)
+{
+    for (const HttpRequestType type : {HTTP_REQUEST_PATCH, HTTP_REQUEST_DELETE}) {
+        EXPECT_EQ(sendAndReceive(type, 0, 204, ""), 0);
+    }
+    EXPECT_THAT(scripted_->apiVersions, ElementsAre(MAX_VERSION, MAX_VERSION));
+}
+
+TEST_F(SendTest, AnErrorDocumentIsReadWhateverItsMessageAndOtherMembersAre)
+{
+    EXPECT_EQ(sendAndReceive(HTTP_REQUEST_POST, 0, 409, R"({"errorCode":5930,"errorMessage":"","x":[1]})"),
+              5930);
+    EXPECT_EQ(sendAndReceive(HTTP_REQUEST_POST, 0, 409, R"({"errorCode":-3,"errorMessage":"m"})"), -3);
+    EXPECT_EQ(errors().at(0).text, "Failed to register object. HTTP response code = 409. error = 5930");
+    EXPECT_EQ(errors().at(1).text, "Failed to register object. HTTP response code = 409. error = -3");
+}
+
+TEST_F(SendTest, AnErrorOfCode0IsOneThatCannotBeRead)
+{
+    EXPECT_EQ(sendAndReceive(HTTP_REQUEST_POST, 0, 500, R"({"errorCode":0,"errorMessage":"fine"})"), 9103);
+    EXPECT_THAT(errors(), ElementsAre(LogLine{16, SEND,
+                                              "Failed to parse error from JSON response. HTTP response "
+                                              "code = 500. parse error = 7610"}));
+}
+
+TEST_F(StateUpdateTest, IsToldBeforeItIsSent)
+{
+    scripted_->onCreate = [this]() -> KSClientCURL_Base* {
+        EXPECT_THAT(log_.lines(),
+                    ElementsAre(LogLine{4, tagOf("bulkUpdateObjectState"),
+                                        "Updating object state. ready=0, pending=1, deleted=0"}));
+        throw EC_exception(31);
+    };
+    EXPECT_EQ(thrownStatus([this] { service().changeObjectState(ObjectNamespace("A"), PENDING); }), 31);
+}
+
 } // namespace
