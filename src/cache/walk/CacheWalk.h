@@ -87,6 +87,19 @@ public:
         }
     }
 
+    /// For walks that are not by one name.
+    [[nodiscard]] const RecordView<SegmentNode>& segments() const noexcept { return segments_; }
+    [[nodiscard]] const RecordView<BitsNode>& nodes() const noexcept { return nodes_; }
+    [[nodiscard]] NodeOffset segmentRoot() const noexcept { return reader_.segmentRoot(); }
+    [[noreturn]] void throwDamagedSegments(const Damage& where) const
+    {
+        reader_.throwDamaged(AccessCache::SEGMENT_FILE_NAME, where.offset, where.what);
+    }
+    [[noreturn]] void throwDamagedNodes(const Damage& where) const
+    {
+        reader_.throwDamaged(AccessCache::NODE_FILE_NAME, where.offset, where.what);
+    }
+
 private:
     [[nodiscard]] const SegmentNode* findSegment(NodeOffset level, std::int32_t key, StepBudget& budget) const
     {

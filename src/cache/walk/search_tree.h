@@ -15,6 +15,7 @@ namespace Tessara::Keepsafe::Rbac::detail {
 struct Damage {
     static constexpr const char* OUTSIDE = "offset outside the file";
     static constexpr const char* ENDLESS = "tree without end";
+    static constexpr const char* UNORDERED = "key out of order";
 
     NodeOffset offset = 0;
     const char* what = nullptr;
@@ -38,6 +39,11 @@ public:
     /// `perTree`: no tree has more nodes than the file has records.
     StepBudget(std::size_t perTree, std::size_t inAll) noexcept : perTree_(perTree), left_(inAll) {}
 
+    /// Takes one step. False: there is none left.
+    [[nodiscard]] bool spend() noexcept { return left_ != 0 && left_-- != 0; }
+
+    [[nodiscard]] std::size_t left() const noexcept { return left_; }
+
 private:
     template <typename Record, typename Damaged>
     friend const Record* findInTree(const RecordView<Record>& records, NodeOffset root, std::int32_t key,
@@ -48,8 +54,8 @@ private:
 };
 
 /// Walks one search tree for `key`. Returns the record, or null when the tree has none. An offset outside the
-/// file, and a walk that uses up the budget, which can only be a cycle, are passed to `damaged(Damage)`, whose
-/// result is then the result.
+/// file, and a walk that uses up the budget, which can only be a cycle, are passed to `damaged(Damage)`,
+/// whose result is then the result.
 template <typename Record, typename Damaged>
 [[nodiscard]] inline const Record* findInTree(const RecordView<Record>& records, NodeOffset root,
                                               std::int32_t key, StepBudget& budget, const Damaged& damaged)

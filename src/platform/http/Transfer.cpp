@@ -6,8 +6,6 @@
 #include <new>
 
 #include "Receiver.h"
-#include "server_address.h"
-#include "verification.h"
 
 namespace Tessara::Keepsafe::Platform::http {
 namespace {
@@ -74,7 +72,7 @@ private:
     CURLcode status_;
 };
 
-void setSecurity(Options& options, const TlsFiles& files, std::string& host)
+void setSecurity(Options& options, const TlsFiles& files)
 {
     options.set(CURLOPT_PROTOCOLS_STR, "https")
         .set(CURLOPT_FOLLOWLOCATION, 0L)
@@ -85,8 +83,6 @@ void setSecurity(Options& options, const TlsFiles& files, std::string& host)
         .set(CURLOPT_SSL_SESSIONID_CACHE, 0L)
         .set(CURLOPT_SSL_VERIFYPEER, 1L)
         .set(CURLOPT_SSL_VERIFYHOST, 2L)
-        .set(CURLOPT_SSL_CTX_FUNCTION, &requireAlternativeName)
-        .set(CURLOPT_SSL_CTX_DATA, &host)
         .set(CURLOPT_CAINFO, files.ca.path.c_str())
         // Otherwise the system's authorities would be trusted as well.
         .set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
@@ -100,10 +96,7 @@ void setSecurity(Options& options, const TlsFiles& files, std::string& host)
 
 void setLimits(Options& options, const Config& config, const Request& request)
 {
-    options
-        .set(CURLOPT_NOSIGNAL, 1L)
-        // Otherwise a slow lookup of the server's name is waited for to its end, whatever the limits are.
-        .set(CURLOPT_QUICK_EXIT, 1L)
+    options.set(CURLOPT_NOSIGNAL, 1L)
         .set(CURLOPT_CONNECTTIMEOUT, static_cast<long>(config.httpConnectTimeoutSeconds))
         .set(CURLOPT_TIMEOUT, static_cast<long>(config.httpTotalTimeoutSeconds))
         .set(CURLOPT_LOW_SPEED_LIMIT, STALL_BYTES_PER_SECOND)
@@ -112,17 +105,6 @@ void setLimits(Options& options, const Config& config, const Request& request)
         .set(CURLOPT_XFERINFOFUNCTION, &progress)
         .set(CURLOPT_XFERINFODATA, request.aborted)
         .set(CURLOPT_NOPROGRESS, 0L);
-}
-
-/// Whether a server that gets the request twice does no more than with the first one.
-bool mayBeRepeated(const std::string& method) { return method != "POST" && method != "PATCH"; }
-
-/// libcurl repeats a request if a kept connection ends before its response: the server may have closed the
-/// idle connection before it saw the request. It cannot know that, so other requests never use a kept one.
-void setConnection(Options& options, const Request& request)
-{
-    const long isAlone = mayBeRepeated(request.method) ? 0L : 1L;
-    options.set(CURLOPT_FRESH_CONNECT, isAlone).set(CURLOPT_FORBID_REUSE, isAlone);
 }
 
 void setRequest(Options& options, const std::string& serverUrl, const Request& request,
@@ -159,9 +141,7 @@ int transfer(Handle& handle, const Config& config, const Request& request, Respo
     std::array<char, CURL_ERROR_SIZE> words{};
     Options options(handle);
     options.set(CURLOPT_ERRORBUFFER, words.data());
-    std::string host = hostOf(handle.key().serverUrl);
-    setSecurity(options, handle.key().files, host);
-    setConnection(options, request);
+    setSecurity(options, handle.key().files);
     setLimits(options, config, request);
     setRequest(options, handle.key().serverUrl, request, headers.get());
     setReceiver(options, receiver);

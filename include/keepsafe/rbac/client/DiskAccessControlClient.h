@@ -40,6 +40,13 @@ public:
                                           int reserved,
                                           boost::shared_ptr<const AccessChecker>& checker) override;
 
+    /// What the client was made from.
+    [[nodiscard]] const boost::shared_ptr<const AccessCache>& accessCache() const noexcept
+    {
+        return accessCache_;
+    }
+    [[nodiscard]] OperationCache& operationCache() const noexcept { return operationCache_; }
+
 private:
     ObjectNamespace objectNamespace_;
     boost::shared_ptr<const AccessCache> accessCache_;
