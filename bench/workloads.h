@@ -47,6 +47,8 @@ void measureWhilePublishing(const Settings& settings, Report& report);
 void measureWriterWait(const Settings& settings, Report& report);
 /// Publishing one change, beside the same writes by bare system calls.
 void measureChanges(const Settings& settings, Report& report);
+/// Pages, counts and all names of what a caller can reach.
+void measureReach(const Settings& settings, Report& report);
 /// Verification of session tokens and role lookup, beside bare OpenSSL and ODBC.
 void measureTokens(const Settings& settings, Report& report);
 /// Requests to the master server, beside bare libcurl; creating a client.

@@ -22,6 +22,8 @@ class PublishedCache {
 public:
     explicit PublishedCache(const keepsafe_sandbox::CacheImage& image);
 
+    /// The installation root that the cache is under.
+    [[nodiscard]] std::string root() const { return folder_.path(); }
     [[nodiscard]] const keepsafe_sandbox::CacheLocation& location() const noexcept { return location_; }
     [[nodiscard]] const boost::shared_ptr<const Tessara::Keepsafe::Rbac::AccessCache>& cache() const noexcept
     {
