@@ -23,11 +23,11 @@ void serveRoot(const ServeOptions& options)
 {
     const RootLayout layout(options.root);
     const Platform::Config configuration = loadConfiguration(layout);
-    const ServiceSettings settings = {
-        layout.root() + "/",
-        listenAddress(options.listen, configuration, layout.configuration()),
-        {layout.serverCertificate(), layout.serverKey(), layout.authorityCertificate()},
-        databaseSettings(configuration)};
+    ServiceSettings settings;
+    settings.root = layout.root() + "/";
+    settings.address = listenAddress(options.listen, configuration, layout.configuration());
+    settings.tls = {layout.serverCertificate(), layout.serverKey(), layout.authorityCertificate()};
+    settings.database = databaseSettings(configuration);
     Platform::setInstallationRoot(settings.root);
     Platform::applyLogConfig(configuration, "ksrbac-sandbox");
     serve(settings);

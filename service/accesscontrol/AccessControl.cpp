@@ -1,15 +1,20 @@
 #include "accesscontrol/AccessControl.h"
 
+#include <atomic>
 #include <mutex>
+#include <optional>
 #include <shared_mutex>
 #include <unordered_set>
 
+#include <keepsafe/platform/status/EC_exception.h>
+
+#include "accesscontrol/LogAfterwards.h"
 #include "accesscontrol/Model.h"
+#include "accesscontrol/Outage.h"
 #include "accesscontrol/Store.h"
 #include "accesscontrol/plans.h"
 #include "accesscontrol/stored_texts.h"
 #include "cachewriter/LiveCache.h"
-#include "cachewriter/PublishError.h"
 #include "errors/InputError.h"
 
 namespace keepsafe_sandbox {
@@ -18,6 +23,15 @@ using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::READY;
 
 namespace {
+
+constexpr char TAG[] = "AccessControl";
+constexpr int NOTABLE = 8;
+constexpr int ERROR = 16;
+
+/// While changes are being made a repeated attempt must not hold them up; it is enough for readers that come
+/// and go.
+constexpr std::chrono::milliseconds RETRYS_WAIT{250};
+constexpr std::chrono::milliseconds NO_WAIT{0};
 
 bool isNothing(const Changes& changes, NextIds before)
 {
@@ -28,16 +42,27 @@ bool isNothing(const Changes& changes, NextIds before)
 
 } // namespace
 
-/// A change takes the writer's mutex from its checks to its publication, and that of the model, too, while it
-/// changes the model: readers are never held up by the database or the disk.
+/// A change, or an attempt to publish again, takes the writer's mutex from its checks to its publication, and
+/// that of the model, too, while it changes the model: readers are never held up by the database or the disk.
 class AccessControl::State {
 public:
-    State(Database& database, FileSystem& fileSystem, const CacheLocation& location)
-        : store_(database), model_(store_.load()), cache_(fileSystem, location, ObjectNamespace())
+    State(Database& database, FileSystem& fileSystem, const CacheLocation& location,
+          const Publishing& publishing)
+        : store_(database), publishing_(publishing), model_(store_.load()),
+          cache_(fileSystem, location, ObjectNamespace()),
+          retry_([this] { return publishAgain(); }, publishing.pauses)
     {
         noteReadyObjects();
-        publish();
+        LogAfterwards log(TAG);
+        const std::lock_guard<std::mutex> lock(writerMutex_);
+        const Settlement settlement(*this);
+        const std::optional<Failure> failure = tryToPublish(publishing_.lock.longest, log);
+        if (failure && failure->needsRemedy) {
+            throw PublishError(failure->reason);
+        }
     }
+
+    [[nodiscard]] bool isPublished() const noexcept { return isPublished_; }
 
     template <typename Read>
     [[nodiscard]] auto read(const Read& read) const
@@ -50,24 +75,89 @@ public:
     template <typename Plan>
     auto change(const Plan& plan)
     {
+        LogAfterwards log(TAG);
         const std::lock_guard<std::mutex> lock(writerMutex_);
+        const Settlement settlement(*this);
         if (isUncertain_) {
             reload();
         }
         Draft draft(model_);
         auto result = plan(model_, draft);
-        carryOut(std::move(draft).finish());
+        const Changes changes = std::move(draft).finish();
+        if (!isNothing(changes, model_.next())) {
+            store(changes);
+        }
+        publish(log);
         return result;
     }
 
 private:
-    void carryOut(const Changes& changes)
-    {
-        if (!isNothing(changes, model_.next())) {
-            store(changes);
+    /// Why publishing has failed.
+    struct Failure {
+        std::string reason;
+        bool needsRemedy; ///< it will fail again until somebody has done something about it
+    };
+
+    /// At its end, however that comes: if the cache is not what the database holds, or nobody knows what that
+    /// is, publishing is repeated.
+    class Settlement {
+    public:
+        explicit Settlement(State& state) noexcept : state_(state) {}
+        ~Settlement()
+        {
+            state_.isPublished_ = state_.isCurrent_ && !state_.isUncertain_;
+            if (!state_.isPublished_) {
+                state_.beginRetry();
+            }
         }
-        if (!outdated_.empty() || !isPublished_) {
-            publish();
+        Settlement(const Settlement&) = delete;
+        Settlement& operator=(const Settlement&) = delete;
+
+    private:
+        State& state_;
+    };
+
+    void beginRetry() noexcept
+    {
+        try {
+            retry_.begin();
+        } catch (const std::exception&) {
+            // No thread can be made now: the next change publishes, or tries to make one again.
+        }
+    }
+
+    void publish(LogAfterwards& log)
+    {
+        if (outdated_.empty() && isCurrent_) {
+            return;
+        }
+        if (tryToPublish(outage_.isOn() ? NO_WAIT : publishing_.lock.longest, log)) {
+            throw NotPublished("the change is stored, but " + outage_.text());
+        }
+    }
+
+    /// The retry's attempt.
+    bool publishAgain() noexcept
+    {
+        LogAfterwards log(TAG);
+        const std::lock_guard<std::mutex> lock(writerMutex_);
+        const Settlement settlement(*this);
+        try {
+            if (isUncertain_) {
+                reload();
+            }
+            return isCurrent_ || !tryToPublish(RETRYS_WAIT, log);
+        } catch (const std::exception& error) {
+            return fail(error.what(), log), false;
+        }
+    }
+
+    void fail(const std::string& reason, LogAfterwards& log) noexcept
+    {
+        try {
+            log.set(ERROR, outage_.failed(reason));
+        } catch (const std::bad_alloc&) {
+            // The attempts go on; they are only not told.
         }
     }
 
@@ -103,7 +193,7 @@ private:
         }
         noteReadyObjects();
         isUncertain_ = false;
-        publish();
+        isCurrent_ = false;
     }
 
     void noteReadyObjects()
@@ -141,42 +231,66 @@ private:
         }
     }
 
-    void publish()
+    /// Nothing: the cache is what the model is.
+    std::optional<Failure> tryToPublish(std::chrono::milliseconds longestWait, LogAfterwards& log)
     {
-        isPublished_ = false;
+        isCurrent_ = false;
+        std::optional<Failure> failure;
         try {
-            for (auto name = outdated_.begin(); name != outdated_.end(); name = outdated_.erase(name)) {
-                const Model::Object* const object = model_.object(*name);
-                if (object != nullptr && object->kept.state == READY) {
-                    cache_.put(model_.cacheObject(*object));
-                } else {
-                    cache_.remove(storedNamespace(*name));
-                }
-            }
-            static_cast<void>(cache_.publish(model_.operations()));
+            writeCache(longestWait);
         } catch (const InputError& error) {
             // No fault of the request: the cache outgrows its format, or the operation cache contradicts.
-            throw PublishError(error.what());
+            failure = {error.what(), true};
+        } catch (const EC_exception& error) {
+            failure = {"status " + std::to_string(error.status()) + ": " + error.what(), false};
+        } catch (const std::exception& error) {
+            failure = {error.what(), false};
         }
-        isPublished_ = true;
+        if (failure) {
+            fail(failure->reason, log);
+        } else {
+            isCurrent_ = true;
+            log.set(NOTABLE, outage_.succeeded());
+        }
+        return failure;
+    }
+
+    void writeCache(std::chrono::milliseconds longestWait)
+    {
+        for (auto name = outdated_.begin(); name != outdated_.end(); name = outdated_.erase(name)) {
+            const Model::Object* const object = model_.object(*name);
+            if (object != nullptr && object->kept.state == READY) {
+                cache_.put(model_.cacheObject(*object));
+            } else {
+                cache_.remove(storedNamespace(*name));
+            }
+        }
+        static_cast<void>(cache_.publish(model_.operations(), {longestWait, publishing_.lock.isEnding}));
     }
 
     Store store_;
+    const Publishing publishing_;
     mutable std::shared_mutex modelMutex_;
     Model model_;
     std::mutex writerMutex_;
     LiveCache cache_;
     std::unordered_set<std::string> outdated_; ///< what the cache has to learn
-    bool isPublished_ = false;
+    bool isCurrent_ = false; ///< the published cache is what the model was, up to what is outdated
+    std::atomic<bool> isPublished_ = false;
     bool isUncertain_ = false; ///< the model may not be what the database holds
+    Outage outage_;
+    Retry retry_; ///< last: its thread uses the others
 };
 
-AccessControl::AccessControl(Database& database, FileSystem& fileSystem, const CacheLocation& location)
-    : state_(std::make_unique<State>(database, fileSystem, location))
+AccessControl::AccessControl(Database& database, FileSystem& fileSystem, const CacheLocation& location,
+                             const Publishing& publishing)
+    : state_(std::make_unique<State>(database, fileSystem, location, publishing))
 {
 }
 
 AccessControl::~AccessControl() = default;
+
+bool AccessControl::isPublished() const noexcept { return state_->isPublished(); }
 
 std::vector<RoleRecord> AccessControl::roles() const
 {

@@ -7,8 +7,11 @@
 #include <vector>
 
 #include "accesscontrol/Refusal.h"
+#include "accesscontrol/Retry.h"
 #include "accesscontrol/records.h"
 #include "cachewriter/CacheLocation.h"
+#include "cachewriter/ExclusiveLock.h"
+#include "cachewriter/PublishError.h"
 #include "database/Database.h"
 #include "files/FileSystem.h"
 
@@ -17,25 +20,45 @@ namespace keepsafe_sandbox {
 /// Id of the one access cache that the service publishes; it covers all names.
 constexpr char SERVICE_CACHE_ID[] = "service";
 
+/// A change is stored, but the access cache is not yet what the store says. It is published again until it
+/// is.
+class NotPublished : public PublishError {
+public:
+    using PublishError::PublishError;
+};
+
+/// How publishing waits for the cache's lock, and how it is repeated.
+struct Publishing {
+    LockPatience lock{std::chrono::milliseconds(2000), nullptr};
+    RetryPauses pauses;
+};
+
 /// The access-control service's data and rules: roles, operations, managed objects with their states, and
 /// access definitions, kept in the database and published as one access cache that covers all names.
 ///
 /// A change is checked, stored in one transaction, and published before the function returns. One that is
 /// refused (`Refusal`) or that the database rejects (`DatabaseError`) has changed nothing. When publishing
-/// fails (`FileError`, `PublishError`, `EC_exception`) the change is stored and in force; readers refuse the
-/// cache or see the previous one until the next change, or the next start, publishes everything again.
+/// fails, or its lock is held by others for too long, the change is stored and in force (`NotPublished`);
+/// readers refuse the cache or see the previous one. A thread then publishes until it succeeds. Meanwhile
+/// changes are stored, attempt to publish, and do not wait for the lock.
 ///
 /// Any thread; changes run one after another.
 class AccessControl {
 public:
     using ObjectNamespace = Tessara::Keepsafe::Rbac::ObjectNamespace;
 
-    /// Loads everything from the database and publishes it. The references must outlive the object. Only one
-    /// process at a time may do this for a database.
-    AccessControl(Database& database, FileSystem& fileSystem, const CacheLocation& location);
+    /// Loads everything from the database and publishes it; when that fails, it is repeated as after a
+    /// change. Throws `DatabaseError`, and `PublishError` for what only an operator can remedy: contents that
+    /// do not fit the cache, or operations that contradict the published ones. The references must outlive
+    /// the object. Only one process at a time may do this for a database.
+    AccessControl(Database& database, FileSystem& fileSystem, const CacheLocation& location,
+                  const Publishing& publishing = {});
     ~AccessControl();
     AccessControl(const AccessControl&) = delete;
     AccessControl& operator=(const AccessControl&) = delete;
+
+    /// Whether the access cache is what the store says.
+    [[nodiscard]] bool isPublished() const noexcept;
 
     /// By id.
     [[nodiscard]] std::vector<RoleRecord> roles() const;

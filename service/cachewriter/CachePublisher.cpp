@@ -4,7 +4,6 @@
 
 #include <keepsafe/cache/AccessCache.h>
 #include <keepsafe/cache/detail/records.h>
-#include <keepsafe/platform/filelock/FileLock.h>
 
 #include "cachewriter/ManifestFile.h"
 #include "cachewriter/PublishError.h"
@@ -178,21 +177,31 @@ private:
 
 } // namespace
 
-std::uint64_t CachePublisher::publish(const std::string& directory, const ObjectNamespace& covers,
-                                      const CacheImage& image, const std::function<void()>& whileMarked)
-{
-    return publish(
-        directory, covers, [&image](const FoundCache& /*found*/) { return wholeOf(image); }, whileMarked);
-}
-
-std::uint64_t CachePublisher::publish(const std::string& directory, const ObjectNamespace& covers,
-                                      const ContentFor& contentFor, const std::function<void()>& whileMarked)
+OpenFile CachePublisher::openManifest(const std::string& directory)
 {
     fileSystem_.createDirectories(directory);
     // The lock is on the manifest, so the manifest has to be there first; without content it is refused.
-    const OpenFile manifest = fileSystem_.openOrCreate(directory + "/" + AccessCache::MANIFEST_FILE_NAME);
-    const FileLock lock = FileLockManager::instance().getLock(manifest.path());
-    const FileLockGuard guard(lock, FileLock::EXCLUSIVE, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL);
+    return fileSystem_.openOrCreate(directory + "/" + AccessCache::MANIFEST_FILE_NAME);
+}
+
+void CachePublisher::mark(const std::string& directory)
+{
+    const OpenFile manifest = openManifest(directory);
+    const ExclusiveLock lock(manifest.path(), patience_);
+    MetadataFile(fileSystem_, directory).mark();
+}
+
+std::uint64_t CachePublisher::publish(const std::string& directory, const ObjectNamespace& covers,
+                                      const CacheImage& image)
+{
+    return publish(directory, covers, [&image](const FoundCache& /*found*/) { return wholeOf(image); });
+}
+
+std::uint64_t CachePublisher::publish(const std::string& directory, const ObjectNamespace& covers,
+                                      const ContentFor& contentFor)
+{
+    const OpenFile manifest = openManifest(directory);
+    const ExclusiveLock lock(manifest.path(), patience_);
 
     MetadataFile metadata(fileSystem_, directory);
     RecordFiles records(fileSystem_, directory);
@@ -201,9 +210,6 @@ std::uint64_t CachePublisher::publish(const std::string& directory, const Object
 
     try {
         metadata.mark();
-        if (whileMarked) {
-            whileMarked();
-        }
         records.write(content);
         metadata.describe(content);
         updateManifest(fileSystem_, manifest, covers);

@@ -2,13 +2,13 @@
 #define KEEPSAFE_SANDBOX_CACHEWRITER_CACHEPUBLISHER_H
 
 #include <cstdint>
-#include <functional>
 #include <string>
 
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
 #include "cachewriter/CacheContent.h"
 #include "cachewriter/CacheImage.h"
+#include "cachewriter/ExclusiveLock.h"
 #include "files/FileSystem.h"
 
 namespace keepsafe_sandbox {
@@ -21,32 +21,39 @@ namespace keepsafe_sandbox {
 /// 1. every file is grown to the size that it needs: what can fail for lack of space fails here, and the
 ///    generation before stays published;
 /// 2. the write-in-progress flag is set, and has reached the disk before anything else is changed;
-/// 3. what has to change together with the cache is changed (`whileMarked`);
-/// 4. the content is written and has reached the disk;
-/// 5. the header with the new root follows, then the manifest if it has to change;
-/// 6. the flag is cleared, and the lock released.
+/// 3. the content is written and has reached the disk;
+/// 4. the header with the new root follows, then the manifest if it has to change;
+/// 5. the flag is cleared, and the lock released.
 ///
 /// A writer that dies or fails after step 2 leaves the flag set: readers refuse the cache until the next
 /// `publish` of whole content, which neither trusts nor needs the content it finds. A directory that never
 /// held a whole cache has a manifest without content, which readers refuse too.
 class CachePublisher {
 public:
-    explicit CachePublisher(FileSystem& fileSystem) noexcept : fileSystem_(fileSystem) {}
+    explicit CachePublisher(FileSystem& fileSystem, const LockPatience& patience = {}) noexcept
+        : fileSystem_(fileSystem), patience_(patience)
+    {
+    }
 
-    /// Returns the number of the generation that is now published. Waits for readers without a time limit.
-    /// Throws `FileError`, `PublishError` for a directory of another writer and for a failure after step 2,
-    /// `EC_exception` when the lock cannot be acquired, and what `whileMarked` throws.
+    /// Returns the number of the generation that is now published. Throws `FileError`, `PublishError` for a
+    /// directory of another writer and for a failure after step 2, and what `ExclusiveLock` throws.
     std::uint64_t publish(const std::string& directory,
-                          const Tessara::Keepsafe::Rbac::ObjectNamespace& covers, const CacheImage& image,
-                          const std::function<void()>& whileMarked = {});
+                          const Tessara::Keepsafe::Rbac::ObjectNamespace& covers, const CacheImage& image);
     /// The same for content that is decided on, under the lock, when it is known what is there. Files that
     /// are to stay as they are cost nothing; `contentFor` may throw, which changes nothing.
     std::uint64_t publish(const std::string& directory,
                           const Tessara::Keepsafe::Rbac::ObjectNamespace& covers,
-                          const ContentFor& contentFor, const std::function<void()>& whileMarked = {});
+                          const ContentFor& contentFor);
+
+    /// Step 2 alone, under the lock: readers refuse the cache until it is published. Throws like
+    /// `publish`.
+    void mark(const std::string& directory);
 
 private:
+    OpenFile openManifest(const std::string& directory);
+
     FileSystem& fileSystem_;
+    LockPatience patience_;
 };
 
 } // namespace keepsafe_sandbox

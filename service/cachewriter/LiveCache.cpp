@@ -16,7 +16,7 @@ public:
 
     [[nodiscard]] LiveContent& content() noexcept { return content_; }
 
-    std::uint64_t publish(const OperationBits& operations)
+    std::uint64_t publish(const OperationBits& operations, const LockPatience& patience)
     {
         const std::uint64_t before = published_;
         // Bytes that the system has failed to bring to the disk may be lost without a further error.
@@ -27,7 +27,7 @@ public:
                 const bool isOurs = before != NOTHING && found.isIntact && found.generation == before;
                 return isOurs ? content_.changes() : content_.whole();
             },
-            operations, Renumber::Refuse);
+            operations, Renumber::Refuse, patience);
         content_.forgetChanges();
         return published_;
     }
@@ -56,6 +56,9 @@ void LiveCache::remove(const ObjectNamespace& ns) { state_->content().remove(ns)
 
 std::size_t LiveCache::objectCount() const noexcept { return state_->content().objectCount(); }
 
-std::uint64_t LiveCache::publish(const OperationBits& operations) { return state_->publish(operations); }
+std::uint64_t LiveCache::publish(const OperationBits& operations, const LockPatience& patience)
+{
+    return state_->publish(operations, patience);
+}
 
 } // namespace keepsafe_sandbox

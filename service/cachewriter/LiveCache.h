@@ -35,7 +35,7 @@ public:
 
     /// Publishes what has changed since the last call that succeeded, together with the operation cache, as
     /// `publishCache` does; returns the generation. After a failure everything is written the next time.
-    std::uint64_t publish(const OperationBits& operations);
+    std::uint64_t publish(const OperationBits& operations, const LockPatience& patience = {});
 
 private:
     class State;

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <limits>
+#include <optional>
 
 #include <boost/lexical_cast.hpp>
 
@@ -16,13 +17,6 @@ using Tessara::Keepsafe::Rbac::ObjectNamespace;
 namespace {
 
 std::string folderOf(const std::string& path) { return std::filesystem::path(path).parent_path().string(); }
-
-/// Creates the folder first: the lock file goes there.
-FileLock lockOf(FileSystem& fileSystem, const std::string& path)
-{
-    fileSystem.createDirectories(folderOf(path));
-    return FileLockManager::instance().getLock(path + ".lck", FileLock::MissingFile::IsCreated);
-}
 
 JsonHandle parse(const std::string& document, const std::string& path)
 {
@@ -78,69 +72,74 @@ std::string documentOf(const OperationBits& operations)
 
 OperationCacheUpdate::OperationCacheUpdate(FileSystem& fileSystem, const std::string& path,
                                            const OperationBits& operations, Renumber renumber)
-    : fileSystem_(fileSystem), path_(path), preparedPath_(path + ".new"), lock_(lockOf(fileSystem, path)),
-      guard_(lock_, FileLock::EXCLUSIVE, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL),
-      published_(readOperations(path))
+    : fileSystem_(fileSystem), path_(path), operations_(operations), renumber_(renumber), merged_(merge())
 {
-    merge(operations, renumber);
 }
 
-OperationCacheUpdate::~OperationCacheUpdate()
+OperationCacheUpdate::Merged OperationCacheUpdate::merge() const
 {
-    if (isPrepared_) {
-        static_cast<void>(std::remove(preparedPath_.c_str()));
+    const std::optional<OperationBits> published = readOperations(path_);
+    if (!published) {
+        return {operations_, OperationChange::Renewal};
     }
-}
-
-void OperationCacheUpdate::merge(const OperationBits& operations, Renumber renumber)
-{
-    wanted_ = operations;
     std::map<std::int32_t, const ObjectNamespace*> owners;
-    for (const auto& [operation, bit] : operations) {
+    for (const auto& [operation, bit] : operations_) {
         owners.emplace(bit, &operation);
     }
-    if (!published_) {
-        return;
-    }
-    for (const auto& [operation, bit] : *published_) {
-        const auto wanted = operations.find(operation);
+    Merged merged{operations_, OperationChange::None};
+    for (const auto& [operation, bit] : *published) {
+        const auto wanted = operations_.find(operation);
         const auto owner = owners.find(bit);
-        const bool isMoved = wanted != operations.end() && wanted->second != bit;
-        const bool isTakenOver = wanted == operations.end() && owner != owners.end();
-        if (renumber == Renumber::Refuse && isMoved) {
+        const bool isMoved = wanted != operations_.end() && wanted->second != bit;
+        const bool isTakenOver = wanted == operations_.end() && owner != owners.end();
+        if (renumber_ == Renumber::Refuse && isMoved) {
             throw InputError("operation " + operation.str() + ": bit " + std::to_string(wanted->second) +
                              " is asked for, but it is published with bit " + std::to_string(bit));
         }
-        if (renumber == Renumber::Refuse && isTakenOver) {
+        if (renumber_ == Renumber::Refuse && isTakenOver) {
             throw InputError("operation " + owner->second->str() + ": bit " + std::to_string(bit) +
                              " is asked for, but it is published as that of " + operation.str());
         }
-        if (wanted == operations.end() && !isTakenOver) {
-            wanted_.emplace(operation, bit);
+        if (isMoved || isTakenOver) {
+            merged.change = OperationChange::Renewal;
+        } else {
+            merged.wanted.emplace(operation, bit);
         }
     }
+    if (merged.change == OperationChange::None && merged.wanted != *published) {
+        merged.change = OperationChange::Addition;
+    }
+    return merged;
 }
 
-void OperationCacheUpdate::prepare()
+void OperationCacheUpdate::carryOut(const LockPatience& patience)
 {
-    if (wanted_ == published_) {
-        return;
+    fileSystem_.createDirectories(folderOf(path_));
+    const OpenFile lockFile = fileSystem_.openOrCreate(path_ + ".lck");
+    const ExclusiveLock lock(lockFile.path(), patience);
+    const Merged now = merge();
+    if (now.change != OperationChange::None && now.change != merged_.change) {
+        throw PublishError(path_ + " was changed by others meanwhile");
     }
+    if (now.change != OperationChange::None) {
+        replaceBy(now.wanted);
+    }
+}
+
+void OperationCacheUpdate::replaceBy(const OperationBits& wanted)
+{
     // The lock makes the name ours: what may be there was left by a writer that was killed.
-    const OpenFile file = fileSystem_.openOrCreate(preparedPath_);
-    isPrepared_ = true;
-    fileSystem_.truncate(file);
-    fileSystem_.write(file, 0, documentOf(wanted_));
-    fileSystem_.sync(file);
-}
-
-void OperationCacheUpdate::commit()
-{
-    if (!isPrepared_) {
-        return;
+    const std::string prepared = path_ + ".new";
+    try {
+        const OpenFile file = fileSystem_.openOrCreate(prepared);
+        fileSystem_.truncate(file);
+        fileSystem_.write(file, 0, documentOf(wanted));
+        fileSystem_.sync(file);
+        fileSystem_.rename(prepared, path_);
+    } catch (...) {
+        static_cast<void>(std::remove(prepared.c_str()));
+        throw;
     }
-    fileSystem_.rename(preparedPath_, path_);
-    isPrepared_ = false;
     fileSystem_.syncDirectory(folderOf(path_));
 }
 

@@ -3,12 +3,11 @@
 
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <string>
 
-#include <keepsafe/platform/filelock/FileLock.h>
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
+#include "cachewriter/ExclusiveLock.h"
 #include "files/FileSystem.h"
 
 namespace keepsafe_sandbox {
@@ -21,36 +20,44 @@ using OperationBits = std::map<Tessara::Keepsafe::Rbac::ObjectNamespace, std::in
 /// makes them grant what was never granted, until they are restarted.
 enum class Renumber { Refuse, Allow };
 
-/// One change of the operation cache file, under its exclusive lock from construction to destruction. The
-/// file is replaced by renaming, its lock is on a separate file: a reader sees the old document or the new.
+/// What has to be done to the published operations so that others are among them.
+enum class OperationChange {
+    None,
+    Addition, ///< what is published keeps its bits
+    Renewal   ///< nothing is published, or bits change: caches with the bits of before are of no use
+};
+
+/// One change of the operation cache file. It is replaced by renaming, and its lock is on a separate file: a
+/// reader sees the old document or the new. The lock excludes other writers, and readers that ask for it; it
+/// is held only while the new document is written and put in place.
 class OperationCacheUpdate {
 public:
-    /// Takes the lock, reads the file and adds `operations` to it. Operations that are in the file alone stay
-    /// there; `Renumber::Allow` drops those whose bit is taken over. Throws `InputError` when bits conflict
-    /// or the file is not an operation cache, `FileError`, and `EC_exception` when the lock cannot be
-    /// acquired.
+    /// Reads the file, without its lock, and adds `operations` to what is there. Operations that are in the
+    /// file alone stay there; `Renumber::Allow` drops those whose bit is taken over. Throws `InputError` when
+    /// bits conflict or the file is not an operation cache, and `FileError`.
     OperationCacheUpdate(FileSystem& fileSystem, const std::string& path, const OperationBits& operations,
                          Renumber renumber);
-    ~OperationCacheUpdate();
-    OperationCacheUpdate(const OperationCacheUpdate&) = delete;
-    OperationCacheUpdate& operator=(const OperationCacheUpdate&) = delete;
 
-    /// Brings the new document to the disk beside the published one.
-    void prepare();
-    /// Puts it in the published one's place.
-    void commit();
+    [[nodiscard]] OperationChange change() const noexcept { return merged_.change; }
+
+    /// Reads the file again, under the exclusive lock, and replaces it. The new file may be read by whoever
+    /// may read the one that it replaces. Throws what the constructor and `ExclusiveLock` throw, and
+    /// `PublishError` when the change has become another one meanwhile.
+    void carryOut(const LockPatience& patience = {});
 
 private:
-    void merge(const OperationBits& operations, Renumber renumber);
+    struct Merged {
+        OperationBits wanted;
+        OperationChange change = OperationChange::None;
+    };
+    [[nodiscard]] Merged merge() const;
+    void replaceBy(const OperationBits& wanted);
 
     FileSystem& fileSystem_;
     std::string path_;
-    std::string preparedPath_;
-    FileLock lock_;
-    FileLockGuard guard_;
-    std::optional<OperationBits> published_; ///< empty: there is no file
-    OperationBits wanted_;
-    bool isPrepared_ = false;
+    OperationBits operations_;
+    Renumber renumber_;
+    Merged merged_;
 };
 
 } // namespace keepsafe_sandbox

@@ -14,17 +14,22 @@
 namespace keepsafe_sandbox {
 
 /// Publishes an access cache together with the operation cache that its bits belong to; returns the access
-/// cache's generation. The operation cache changes while the access cache is marked as being written, so no
-/// reader that opens both pairs one generation's bits with another's. Both locks are held meanwhile, that of
-/// the operation cache taken first; readers never hold both.
+/// cache's generation. The two locks are never held together, and one that nothing has to be changed under is
+/// not taken: whoever holds one of them delays nothing but changes of what it protects.
+///
+/// The operation cache changes first. If it only grows, both generations of the access cache go with it. Else
+/// the access cache is marked as being written before, so that no reader that opens both pairs one
+/// generation's bits with another's.
 ///
 /// Throws what `CachePublisher::publish` and `OperationCacheUpdate` throw.
 std::uint64_t publishCache(FileSystem& fileSystem, const CacheLocation& location,
                            const Tessara::Keepsafe::Rbac::ObjectNamespace& covers, const CacheImage& image,
-                           const OperationBits& operations, Renumber renumber);
+                           const OperationBits& operations, Renumber renumber,
+                           const LockPatience& patience = {});
 std::uint64_t publishCache(FileSystem& fileSystem, const CacheLocation& location,
                            const Tessara::Keepsafe::Rbac::ObjectNamespace& covers,
-                           const ContentFor& contentFor, const OperationBits& operations, Renumber renumber);
+                           const ContentFor& contentFor, const OperationBits& operations, Renumber renumber,
+                           const LockPatience& patience = {});
 
 } // namespace keepsafe_sandbox
 

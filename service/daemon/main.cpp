@@ -15,10 +15,13 @@ namespace {
 using namespace keepsafe_sandbox;
 namespace Platform = Tessara::Keepsafe::Platform;
 
+constexpr unsigned LONGEST_LOCK_WAIT = 60'000;
+
 struct Options {
     std::string root = Platform::installationRoot();
     std::optional<std::string> configuration;
     std::optional<std::string> listen;
+    unsigned lockWait = 2000;
 };
 
 void run(const Options& options)
@@ -31,7 +34,8 @@ void run(const Options& options)
         throw InputError(path + " is missing");
     }
     const ServiceSettings settings = {options.root, listenAddress(options.listen, *configuration, path),
-                                      serverTlsFiles(*configuration, path), databaseSettings(*configuration)};
+                                      serverTlsFiles(*configuration, path), databaseSettings(*configuration),
+                                      std::chrono::milliseconds(options.lockWait)};
     Platform::applyLogConfig(*configuration, "ksrbacd");
     serve(settings);
 }
@@ -61,6 +65,14 @@ int parseAndRun(int argc, char** argv)
                     "Where to listen, as in 0.0.0.0:1556 or [::]:1556; without it at port 1556 of the master "
                     "server that the configuration names")
         ->type_name("ADDRESS:PORT");
+    program
+        .add_option(
+            "--lock-wait", options.lockWait,
+            "Milliseconds for which a change waits for a lock that others hold, before it is answered "
+            "that it is stored but not yet published")
+        ->type_name("MS")
+        ->check(CLI::Range(0U, LONGEST_LOCK_WAIT))
+        ->capture_default_str();
     program.footer(
         "It stays in the foreground, prints a line when clients can connect, and ends with SIGTERM or "
         "SIGINT.\n"

@@ -4,11 +4,15 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <future>
 #include <iostream>
+#include <mutex>
 #include <optional>
 #include <stdexcept>
+#include <string>
 
+#include <poll.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -23,6 +27,9 @@
 namespace keepsafe_sandbox {
 
 namespace {
+
+/// From the signal on, for whatever the service is doing. Longer than the listener waits for its requests.
+constexpr std::chrono::milliseconds TIME_TO_END{1700};
 
 /// The signals that ask the service to end. Threads that are made while it lives are not interrupted by them.
 class EndSignals {
@@ -52,24 +59,89 @@ private:
     sigset_t signals_{};
 };
 
-/// Serves until a signal arrives; throws if something else ends the listener. A request that takes too long
-/// does not hold up the end of the program: it stays unanswered, as when the service is killed.
-void serveUntilSignal(HttpsListener& listener, const EndSignals& signals)
-{
-    std::future<bool> serving = std::async(std::launch::async, [&listener] {
-        try {
-            return listener.run();
-        } catch (...) {
-            EndSignals::raise();
-            throw;
+/// Passes the wish to end on to the service, whatever state it is in.
+class End {
+public:
+    void ask()
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        isAsked_ = true;
+        if (stop_) {
+            stop_();
         }
-    });
-    signals.wait();
-    listener.stop();
-    if (!serving.get()) {
-        std::cerr << program_invocation_short_name << ": ended while requests were being carried out"
-                  << std::endl;
-        std::_Exit(EXIT_REFUSED);
+    }
+
+    [[nodiscard]] const std::atomic<bool>& isAsked() const noexcept { return isAsked_; }
+
+    /// What `ask` does besides, until it is set to nothing.
+    void setStop(std::function<void()> stop)
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        stop_ = std::move(stop);
+        if (isAsked_ && stop_) {
+            stop_();
+        }
+    }
+
+private:
+    std::mutex mutex_;
+    std::atomic<bool> isAsked_ = false;
+    std::function<void()> stop_;
+};
+
+/// While it lives the listener stops when the service is to end.
+class StopsListener {
+public:
+    StopsListener(End& end, HttpsListener& listener) : end_(end)
+    {
+        end_.setStop([&listener] { listener.stop(); });
+    }
+    ~StopsListener() { end_.setStop({}); }
+    StopsListener(const StopsListener&) = delete;
+    StopsListener& operator=(const StopsListener&) = delete;
+
+private:
+    End& end_;
+};
+
+/// Ends the process without waiting for what is going on, as a kill does. Standard error may be a pipe that
+/// nobody reads: then nothing is said.
+[[noreturn]] void endUnfinished()
+{
+    const std::string message =
+        std::string(program_invocation_short_name) + ": ended while requests were being carried out\n";
+    pollfd errors = {STDERR_FILENO, POLLOUT, 0};
+    if (::poll(&errors, 1, 0) == 1 && (errors.revents & POLLOUT) != 0) {
+        static_cast<void>(::write(STDERR_FILENO, message.data(), message.size()));
+    }
+    std::_Exit(EXIT_REFUSED);
+}
+
+void run(const ServiceSettings& settings, const CacheLocation& location, End& end)
+{
+    std::optional<Router> router;
+    HttpsListener listener(settings.address, settings.tls,
+                           {[&router](const ServiceRequest& request) { return router->answer(request); },
+                            Router::mostBodyBytes});
+
+    Database database(settings.database);
+    ensureSchema(database,
+                 settings.database.onConnect.empty() ? SchemaOrigin::Create : SchemaOrigin::Attached);
+    PosixFileSystem fileSystem;
+    AccessControl accessControl(database, fileSystem, location,
+                                {{settings.longestLockWait, &end.isAsked()}, {}});
+    if (end.isAsked()) {
+        return;
+    }
+    router.emplace(accessControl);
+
+    if (!(std::cout << "listening on https://" << settings.address.text() << std::endl)) {
+        throw std::runtime_error("cannot write standard output");
+    }
+    tellServiceManager("READY=1");
+    const StopsListener stopsListener(end, listener);
+    if (!listener.run()) {
+        endUnfinished();
     }
 }
 
@@ -80,23 +152,21 @@ void serve(const ServiceSettings& settings)
     const EndSignals signals;
     const CacheLocation location(settings.root, SERVICE_CACHE_ID);
     const ServiceLock lock(location, "the service");
-    std::optional<Router> router;
-    HttpsListener listener(settings.address, settings.tls,
-                           {[&router](const ServiceRequest& request) { return router->answer(request); },
-                            Router::mostBodyBytes});
-
-    Database database(settings.database);
-    ensureSchema(database,
-                 settings.database.onConnect.empty() ? SchemaOrigin::Create : SchemaOrigin::Attached);
-    PosixFileSystem fileSystem;
-    AccessControl accessControl(database, fileSystem, location);
-    router.emplace(accessControl);
-
-    if (!(std::cout << "listening on https://" << settings.address.text() << std::endl)) {
-        throw std::runtime_error("cannot write standard output");
+    End end;
+    std::future<void> running = std::async(std::launch::async, [&] {
+        try {
+            run(settings, location, end);
+        } catch (...) {
+            EndSignals::raise();
+            throw;
+        }
+    });
+    signals.wait();
+    end.ask();
+    if (running.wait_for(TIME_TO_END) != std::future_status::ready) {
+        endUnfinished();
     }
-    tellServiceManager("READY=1");
-    serveUntilSignal(listener, signals);
+    running.get();
 }
 
 } // namespace keepsafe_sandbox

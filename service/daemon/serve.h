@@ -1,6 +1,7 @@
 #ifndef KEEPSAFE_SANDBOX_DAEMON_SERVE_H
 #define KEEPSAFE_SANDBOX_DAEMON_SERVE_H
 
+#include <chrono>
 #include <string>
 
 #include <keepsafe/platform/dal/Dal.h>
@@ -15,12 +16,15 @@ struct ServiceSettings {
     ListenAddress address;
     ServerTlsFiles tls;
     Tessara::Dal::DbConnectionSettings database;
+    /// For which a change waits for a lock that others hold, before it is answered that it is not published.
+    std::chrono::milliseconds longestLockWait{2000};
 };
 
 /// Runs the access-control service until SIGTERM or SIGINT. When clients are answered, it prints "listening
 /// on https://ADDRESS:PORT" and tells the service manager. The process has one thread when this is called.
+/// It returns within 2 s of the signal, or ends the process with status 1 if something takes longer.
 ///
-/// Throws `InputError`, `AlreadyRunning`, `DatabaseError`, `FileError`, `PublishError`, `EC_exception`, and
+/// Throws `InputError`, `AlreadyRunning`, `DatabaseError`, `FileError`, `PublishError`, and
 /// `std::runtime_error` for what the system refuses.
 void serve(const ServiceSettings& settings);
 

@@ -17,8 +17,9 @@ struct ServiceRequest {
 
 struct ServiceResponse {
     int status = 500;
-    std::string body;           ///< JSON; empty for 204
-    std::string allowedMethods; ///< with 405: what the resource knows, as the header Allow has it
+    std::string body;             ///< JSON; empty for 204
+    std::string allowedMethods;   ///< with 405: what the resource knows, as the header Allow has it
+    bool isCacheOutdated = false; ///< the access cache is not yet what the store says
 };
 
 } // namespace keepsafe_sandbox

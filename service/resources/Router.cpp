@@ -121,6 +121,7 @@ ServiceResponse Router::answer(const ServiceRequest& request) const
     } catch (...) {
         response = responseFor(std::current_exception());
     }
+    response.isCacheOutdated = !accessControl_.isPublished();
     constexpr int serverError = 500;
     const std::string call = request.method + " " + shown(request.target);
     if (response.status >= serverError) {

@@ -2,6 +2,7 @@
 
 #include <keepsafe/platform/status/status_codes.h>
 
+#include "accesscontrol/AccessControl.h"
 #include "database/DatabaseError.h"
 #include "json/json_text.h"
 
@@ -86,12 +87,15 @@ ServiceResponse protocolErrorResponse(int httpStatus, const std::string& message
 ServiceResponse responseFor(const std::exception_ptr& error)
 {
     constexpr int serverError = 500;
+    constexpr int unavailable = 503;
     try {
         std::rethrow_exception(error);
     } catch (const Refusal& refusal) {
         return refusalResponse(refusal);
     } catch (const DatabaseError& failure) {
         return errorResponse(serverError, Status::DATABASE_UNAVAILABLE, failure.what());
+    } catch (const NotPublished& failure) {
+        return errorResponse(unavailable, Status::CACHE_UNUSABLE, failure.what());
     } catch (const std::exception& failure) {
         return errorResponse(serverError, Status::CONVERSION_FAILED, failure.what());
     } catch (...) {

@@ -15,6 +15,9 @@ std::string responseText(const ServiceResponse& response, bool hasBody, bool end
     if (!response.allowedMethods.empty()) {
         text += "Allow: " + response.allowedMethods + "\r\n";
     }
+    if (response.isCacheOutdated) {
+        text += "Keepsafe-Access-Cache: outdated\r\n";
+    }
     if (endsConnection) {
         text += "Connection: close\r\n";
     }

@@ -192,7 +192,7 @@ TEST_F(CompileProgram, ExitsWith1WhenTheSystemRefuses)
     const ProgramResult result = compile(COMPANY);
 
     EXPECT_EQ(result.exitStatus, 1);
-    EXPECT_THAT(result.errors, StartsWith("ksrbac-sandbox: cannot create the directory " + dir_.path("wmc")));
+    EXPECT_THAT(result.errors, StartsWith("ksrbac-sandbox: cannot open " + dir_.path("wmc") + "/"));
 }
 
 TEST_F(CompileProgram, TellsItsVersion)

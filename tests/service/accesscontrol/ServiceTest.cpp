@@ -62,6 +62,13 @@ void ServiceTest::restart()
     service_ = std::make_unique<AccessControl>(database_, fileSystem_, location_);
 }
 
+keepsafe_sandbox::Publishing ServiceTest::withoutRetry()
+{
+    keepsafe_sandbox::Publishing publishing;
+    publishing.pauses.first = std::chrono::hours(1);
+    return publishing;
+}
+
 ServiceTest::Refused ServiceTest::refusal(const std::function<void()>& call)
 {
     const auto refusal = thrownBy<Refusal>(call);

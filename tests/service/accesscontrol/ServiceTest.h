@@ -54,6 +54,9 @@ protected:
     /// Restarts the service on the contents of the database.
     void restart();
 
+    /// For a service that publishes again with the next change alone.
+    static keepsafe_sandbox::Publishing withoutRetry();
+
     /// How a call is refused: its kind, message and details. Fails the test when it is not.
     struct Refused {
         Refusal::Kind kind = Refusal::Malformed;

@@ -1,8 +1,4 @@
-#include <keepsafe/platform/status/EC_exception.h>
-
-#include "cachewriter/PublishError.h"
 #include "database/Transaction.h"
-#include "files/FileError.h"
 #include "service/accesscontrol/ServiceTest.h"
 
 /// Changes that the database or the disk does not take.
@@ -12,8 +8,6 @@ namespace {
 using namespace keepsafe_test;
 using keepsafe_sandbox::CommitError;
 using keepsafe_sandbox::DatabaseError;
-using keepsafe_sandbox::FileError;
-using keepsafe_sandbox::PublishError;
 
 class FailedChange : public ServiceTest {
 protected:
@@ -103,34 +97,6 @@ TEST_P(FailedChange, ToATableThatIsGoneChangesNothing)
     EXPECT_EQ(service_->accessDefinitions(ns("|A|")).front().id, "1");
 }
 
-TEST_P(FailedChange, ThatIsNotPublishedIsInForceAndPublishedByTheNextOne)
-{
-    addObjects("|A| |B|");
-    /// Fails from its next step on, until told otherwise.
-    class FullDisk : public UnsyncedFileSystem {
-    public:
-        void write(const keepsafe_sandbox::OpenFile& file, std::uint64_t offset,
-                   std::string_view bytes) override
-        {
-            if (isFull) {
-                throw FileError("no space");
-            }
-            UnsyncedFileSystem::write(file, offset, bytes);
-        }
-        bool isFull = false;
-    } disk;
-    service_ = std::make_unique<AccessControl>(database_, disk, location_);
-    disk.isFull = true;
-    EXPECT_THROW(grant("|A|", VIEW), PublishError);
-    EXPECT_EQ(definitionsOf("|A|").size(), 1U);
-    EXPECT_THROW(service_->setInherit(ns("|A|"), true), PublishError) << "also when nothing changes";
-
-    disk.isFull = false;
-    grant("|B|", RESTORE);
-    EXPECT_TRUE(isAllowed("|A|", VIEW));
-    EXPECT_TRUE(isAllowed("|B|", RESTORE));
-}
-
 TEST_P(FailedChange, LeavesIdsThatWereNeverSeenToTheNextOne)
 {
     addObjects("|A|");
@@ -158,6 +124,7 @@ INSTANTIATE_TEST_SUITE_P(Databases, DatabaseLost, testing::Values(DatabaseKind::
 TEST_P(DatabaseLost, AtTheCommitOfAChangeTheServiceReadsEverythingAnewBeforeTheNextOne)
 {
     addObjects("|A|");
+    service_ = std::make_unique<AccessControl>(database_, fileSystem_, location_, withoutRetry());
     dieAtCommit();
     EXPECT_THROW(service_->createRole("lost", ""), CommitError);
     // What another hand does meanwhile stands for a change that was made although its answer was lost.

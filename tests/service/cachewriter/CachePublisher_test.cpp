@@ -1,10 +1,14 @@
 #include "cachewriter/CachePublisher.h"
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,6 +23,7 @@
 #include "files/FileError.h"
 #include "files/PosixFileSystem.h"
 #include "service/support/Generations.h"
+#include "service/support/StoppedReader.h"
 #include "support/CapturedLog.h"
 #include "support/Process.h"
 #include "support/TempDir.h"
@@ -28,6 +33,7 @@ namespace {
 
 using keepsafe_sandbox::CachePublisher;
 using keepsafe_sandbox::FileError;
+using keepsafe_sandbox::LockBusy;
 using keepsafe_sandbox::PosixFileSystem;
 using keepsafe_sandbox::PublishError;
 using keepsafe_test::CapturedLog;
@@ -36,12 +42,16 @@ using keepsafe_test::findingOf;
 using keepsafe_test::imageOfGeneration;
 using keepsafe_test::Process;
 using keepsafe_test::readFile;
+using keepsafe_test::StoppedReader;
 using keepsafe_test::TempDir;
 using keepsafe_test::thrownBy;
 using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
+using testing::AllOf;
+using testing::EndsWith;
+using testing::StartsWith;
 namespace fs = std::filesystem;
 
 const std::string FILES[] = {"manifest.json", "metadata", "objects", "nodes", "segments", "counts"};
@@ -120,17 +130,77 @@ TEST_F(CachePublisherTest, KeepsEveryFileInItsPlaceAndNeverShrinksOne)
     EXPECT_EQ(sizes["metadata"], 64U);
 }
 
+/// Calls a function before each write to a record file.
+class WatchedFileSystem : public PosixFileSystem {
+public:
+    explicit WatchedFileSystem(std::function<void()> watch) : watch_(std::move(watch)) {}
+    void write(const keepsafe_sandbox::OpenFile& file, std::uint64_t offset, std::string_view bytes) override
+    {
+        if (fs::path(file.path()).filename() == "objects") {
+            watch_();
+        }
+        PosixFileSystem::write(file, offset, bytes);
+    }
+
+private:
+    std::function<void()> watch_;
+};
+
 TEST_F(CachePublisherTest, SetsTheFlagWhileItWritesAndClearsItAfterwards)
 {
     publish(1);
-    PosixFileSystem fileSystem;
     std::string metadataMeanwhile;
-    CachePublisher(fileSystem).publish(directory(), ObjectNamespace("VAULT"), imageOfGeneration(2), [&] {
-        metadataMeanwhile = readFile(file("metadata"));
-    });
+    WatchedFileSystem fileSystem([&] { metadataMeanwhile = readFile(file("metadata")); });
+    CachePublisher(fileSystem).publish(directory(), ObjectNamespace("VAULT"), imageOfGeneration(2));
 
     EXPECT_EQ(metadataMeanwhile.at(20), 1);
     EXPECT_EQ(readFile(file("metadata")).at(20), 0);
+}
+
+TEST_F(CachePublisherTest, MarksACacheThatReadersThenRefuseUntilItIsPublished)
+{
+    publish(1);
+    PosixFileSystem fileSystem;
+    CachePublisher(fileSystem).mark(directory());
+    EXPECT_EQ(findingIn(directory()), "refused");
+
+    publish(2);
+    EXPECT_EQ(findingIn(directory()), "generation 2");
+}
+
+TEST_F(CachePublisherTest, GivesUpWhenOthersHoldTheLockForTooLong)
+{
+    publish(1);
+    const StoppedReader reader(file("manifest.json"));
+    PosixFileSystem fileSystem;
+    CachePublisher impatient(fileSystem, {std::chrono::milliseconds(600), nullptr});
+
+    EXPECT_EQ(thrownBy<LockBusy>([&] {
+                  impatient.publish(directory(), ObjectNamespace("VAULT"), imageOfGeneration(2));
+              }).what(),
+              file("manifest.json") + " is locked by others");
+    ASSERT_EQ(log_.lines(8).size(), 1U);
+    EXPECT_THAT(log_.lines(8)[0].text,
+                AllOf(StartsWith("waiting since 2"), EndsWith("Z for the lock on " + file("manifest.json"))));
+    EXPECT_EQ(findingIn(directory()), "generation 1");
+}
+
+TEST_F(CachePublisherTest, WaitsForNoLockAnyLongerWhenTheProgramIsToEnd)
+{
+    publish(1);
+    const StoppedReader reader(file("manifest.json"));
+    PosixFileSystem fileSystem;
+    std::atomic<bool> isEnding = false;
+    std::thread signal([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        isEnding = true;
+    });
+    const auto begin = std::chrono::steady_clock::now();
+    CachePublisher patient(fileSystem, {std::chrono::hours(1), &isEnding});
+
+    EXPECT_THROW(patient.publish(directory(), ObjectNamespace("VAULT"), imageOfGeneration(2)), LockBusy);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1500));
+    signal.join();
 }
 
 TEST_F(CachePublisherTest, RepairsWhatAKilledWriterLeft)
@@ -165,14 +235,13 @@ TEST_F(CachePublisherTest, KeepsTheGenerationBeforeWhenSpaceRunsOut)
 TEST_F(CachePublisherTest, SaysThatReadersRefuseTheCacheWhenAWriteHasFailedMidway)
 {
     publish(1);
-    PosixFileSystem fileSystem;
-    const auto fail = [] { throw FileError("cannot rename it"); };
+    WatchedFileSystem fileSystem([] { throw FileError("cannot write it"); });
 
-    EXPECT_EQ(thrownBy<PublishError>([&] {
-                  CachePublisher(fileSystem)
-                      .publish(directory(), ObjectNamespace("VAULT"), imageOfGeneration(2), fail);
-              }).what(),
-              "cannot rename it; until it is published again, readers refuse " + directory());
+    EXPECT_EQ(
+        thrownBy<PublishError>([&] {
+            CachePublisher(fileSystem).publish(directory(), ObjectNamespace("VAULT"), imageOfGeneration(2));
+        }).what(),
+        "cannot write it; until it is published again, readers refuse " + directory());
     EXPECT_EQ(findingIn(directory()), "refused");
 }
 

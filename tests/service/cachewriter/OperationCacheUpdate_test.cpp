@@ -21,7 +21,9 @@ using keepsafe_sandbox::FileError;
 using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::OperationBits;
 using keepsafe_sandbox::OperationCacheUpdate;
+using keepsafe_sandbox::OperationChange;
 using keepsafe_sandbox::PosixFileSystem;
+using keepsafe_sandbox::PublishError;
 using keepsafe_sandbox::Renumber;
 using keepsafe_test::readFile;
 using keepsafe_test::thrownBy;
@@ -39,9 +41,7 @@ protected:
 
     void publish(const OperationBits& operations, Renumber renumber = Renumber::Refuse)
     {
-        OperationCacheUpdate update(fileSystem_, path(), operations, renumber);
-        update.prepare();
-        update.commit();
+        OperationCacheUpdate(fileSystem_, path(), operations, renumber).carryOut();
     }
 
     std::string errorOf(const OperationBits& operations)
@@ -128,18 +128,59 @@ TEST_F(OperationCacheUpdateTest, RenumbersWhenAskedTo)
     EXPECT_EQ(bitOf(COPY), -1) << "its bit was taken over";
 }
 
-TEST_F(OperationCacheUpdateTest, ChangesNothingBeforeItIsCommitted)
+TEST_F(OperationCacheUpdateTest, TellsWhatItWillChangeAndChangesNothingYet)
+{
+    const auto changeFor = [this](const OperationBits& operations, Renumber renumber) {
+        return OperationCacheUpdate(fileSystem_, path(), operations, renumber).change();
+    };
+    EXPECT_EQ(changeFor({}, Renumber::Refuse), OperationChange::Renewal) << "there is none";
+    publish({{VIEW, 0}, {COPY, 2}});
+    const std::string before = readFile(path());
+
+    EXPECT_EQ(changeFor({{VIEW, 0}}, Renumber::Refuse), OperationChange::None);
+    EXPECT_EQ(changeFor({{ADD, 1}}, Renumber::Refuse), OperationChange::Addition);
+    EXPECT_EQ(changeFor({{VIEW, 1}}, Renumber::Allow), OperationChange::Renewal) << "another bit";
+    EXPECT_EQ(changeFor({{ADD, 2}}, Renumber::Allow), OperationChange::Renewal) << "the bit of another";
+    EXPECT_EQ(readFile(path()), before);
+}
+
+TEST_F(OperationCacheUpdateTest, ThatFailsRemovesWhatItHasPrepared)
 {
     publish({{VIEW, 0}});
     const std::string before = readFile(path());
-    {
-        OperationCacheUpdate update(fileSystem_, path(), {{ADD, 1}}, Renumber::Refuse);
-        update.prepare();
-        EXPECT_EQ(readFile(path()), before);
-    }
+    class NoRename : public PosixFileSystem {
+        void rename(const std::string& /*from*/, const std::string& /*to*/) override
+        {
+            throw FileError("no rename");
+        }
+    } fileSystem;
+
+    EXPECT_THROW(OperationCacheUpdate(fileSystem, path(), {{ADD, 1}}, Renumber::Refuse).carryOut(),
+                 FileError);
 
     EXPECT_EQ(readFile(path()), before);
-    EXPECT_FALSE(std::filesystem::exists(path() + ".new")) << "what was prepared in vain is removed";
+    EXPECT_FALSE(std::filesystem::exists(path() + ".new"));
+}
+
+TEST_F(OperationCacheUpdateTest, IsGivenUpWhenTheFileHasBecomeAnotherMeanwhile)
+{
+    publish({{VIEW, 0}});
+    OperationCacheUpdate update(fileSystem_, path(), {{ADD, 1}}, Renumber::Refuse);
+    std::filesystem::remove(path());
+
+    EXPECT_EQ(thrownBy<PublishError>([&] { update.carryOut(); }).what(),
+              path() + " was changed by others meanwhile");
+}
+
+TEST_F(OperationCacheUpdateTest, TakesUpWhatAnotherWriterHasAddedMeanwhile)
+{
+    publish({{VIEW, 0}});
+    OperationCacheUpdate update(fileSystem_, path(), {{ADD, 1}}, Renumber::Refuse);
+    publish({{COPY, 2}});
+    update.carryOut();
+
+    EXPECT_EQ(bitOf(COPY), 2);
+    EXPECT_EQ(bitOf(ADD), 1);
 }
 
 TEST_F(OperationCacheUpdateTest, WritesOverWhatAKilledWriterHadPrepared)

@@ -1,82 +1,28 @@
 // ksrbacd as a process, started as a service manager starts it and asked by the library's clients.
 
 #include <csignal>
-#include <cstdlib>
 #include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <keepsafe/rbac/api/Roles.h>
 
-#include "sandbox/support/SandboxRoot.h"
-#include "service/daemon/NotifySocket.h"
-#include "support/CapturedLog.h"
+#include "service/daemon/ServiceProgram.h"
 #include "support/Process.h"
 #include "support/TempDir.h"
-#include "support/own_address.h"
 
 namespace {
 
-using keepsafe_test::NotifySocket;
 using keepsafe_test::Process;
 using keepsafe_test::ProgramResult;
 using keepsafe_test::readFile;
+using keepsafe_test::ServiceProgram;
 using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::Role;
 using Tessara::Keepsafe::Rbac::RoleAPI;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-/// An installation root whose processes look for the service at a private address, and the service's own
-/// configuration, which is another file.
-class ServiceProgram : public testing::Test {
-protected:
-    ServiceProgram()
-    {
-        const ProgramResult made = root_.sandbox({"init", "--service", address_});
-        EXPECT_EQ(made.exitStatus, 0) << made.errors;
-        writeFile(configuration_, "master_server = \"" + address_ + "\"\n" + withoutMasterServer());
-    }
-
-    [[nodiscard]] std::string withoutMasterServer() const
-    {
-        return "[tls]\ncertificate = \"" + root_.path("var/sandbox/tls/server.pem") + "\"\nkey = \"" +
-               root_.path("var/sandbox/tls/server.key") + "\"\nca = \"" + root_.path("etc/tls/ca.pem") +
-               "\"\n[log]\nlevel = 4\n" +
-               "[database]\nconnection = \"Driver=SQLite3;Database=:memory:;Timeout=10000;\"\n" +
-               "on_connect = [\"ATTACH DATABASE '" + root_.path("var/sandbox/auth_main.db") +
-               "' AS AUTH_MAIN\"]\n";
-    }
-
-    [[nodiscard]] std::vector<std::string> command() const
-    {
-        return {KSRBACD_BINARY, "--root", root_.path(), "--config", configuration_};
-    }
-
-    [[nodiscard]] ProgramResult refused(const std::string& text) const
-    {
-        writeFile(configuration_, text);
-        return keepsafe_test::runProgram(command());
-    }
-
-    /// Starts the service and waits until it says that it is ready.
-    Process started() const
-    {
-        NotifySocket socket(root_.path("notify"));
-        ::setenv("NOTIFY_SOCKET", socket.name().c_str(), 1);
-        Process process = Process::start(command(), root_.path("output"), root_.path("errors"));
-        ::unsetenv("NOTIFY_SOCKET");
-        EXPECT_EQ(socket.received(), "READY=1") << readFile(root_.path("errors"));
-        return process;
-    }
-
-    keepsafe_test::SandboxRoot root_;
-    keepsafe_test::CapturedLog log_{8};
-    const std::string address_ = keepsafe_test::ownAddress();
-    const std::string configuration_ = root_.path("etc/ksrbacd.toml");
-};
 
 TEST_F(ServiceProgram, AnswersFromItsReadinessToASignal)
 {

@@ -9,6 +9,7 @@
 #include <keepsafe/rbac/api/ManagedObjects.h>
 #include <keepsafe/rbac/api/Roles.h>
 
+#include "accesscontrol/AccessControl.h"
 #include "database/DatabaseError.h"
 #include "resources/error_documents.h"
 #include "json/json_text.h"
@@ -131,7 +132,7 @@ TEST(ErrorDocuments, TellTheKindOfARefusal)
     EXPECT_EQ(told(Refusal::Conflict), expected("409", "20"));
 }
 
-TEST(ErrorDocuments, TellAFailureOfTheDatabaseFromOthers)
+TEST(ErrorDocuments, TellAFailureOfTheDatabaseAndOfPublishingFromOthers)
 {
     const auto told = [](const std::exception_ptr& error) {
         const ServiceResponse response = responseFor(error);
@@ -139,6 +140,8 @@ TEST(ErrorDocuments, TellAFailureOfTheDatabaseFromOthers)
     };
     EXPECT_EQ(told(std::make_exception_ptr(DatabaseError("no database"))),
               R"(500 {"errorCode":220,"errorMessage":"no database"})");
+    EXPECT_EQ(told(std::make_exception_ptr(keepsafe_sandbox::NotPublished("the change is stored"))),
+              R"(503 {"errorCode":12,"errorMessage":"the change is stored"})");
     EXPECT_EQ(told(std::make_exception_ptr(std::runtime_error("no disk"))),
               R"(500 {"errorCode":114,"errorMessage":"no disk"})");
     EXPECT_EQ(told(std::make_exception_ptr(1)),

@@ -1,0 +1,58 @@
+#include "cachewriter/ExclusiveLock.h"
+
+#include <algorithm>
+
+#include <keepsafe/platform/log/logmsg.h>
+
+#include "cachewriter/utc_time.h"
+
+namespace keepsafe_sandbox {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr int NOTABLE = 8;
+
+/// After each of these it is looked whether the program is to end.
+constexpr milliseconds PART_OF_A_WAIT{500};
+
+} // namespace
+
+ExclusiveLock::ExclusiveLock(const std::string& path, const LockPatience& patience)
+    : lock_(FileLockManager::instance().getLock(path))
+{
+    const std::string since = utcTime(std::chrono::system_clock::now());
+    const Clock::time_point end = Clock::now() + patience.longest;
+    bool isTold = false;
+    while (true) {
+        const bool isEnding = patience.isEnding != nullptr && patience.isEnding->load();
+        const auto left = std::chrono::duration_cast<milliseconds>(end - Clock::now());
+        const bool isLast = isEnding || left <= PART_OF_A_WAIT;
+        if (take(isEnding ? milliseconds(0) : std::clamp(left, milliseconds(0), PART_OF_A_WAIT))) {
+            return;
+        }
+        if (isLast) {
+            throw LockBusy(path);
+        }
+        if (!isTold) {
+            isTold = true;
+            logmsgf(NOTABLE, "ExclusiveLock", "waiting since %s for the lock on %s", since.c_str(),
+                    path.c_str());
+        }
+    }
+}
+
+bool ExclusiveLock::take(milliseconds longest)
+{
+    try {
+        guard_.emplace(lock_, FileLock::EXCLUSIVE, static_cast<int>(longest.count()),
+                       FileLock::DEFAULT_INTERVAL);
+        return true;
+    } catch (const FileLockTimeout&) {
+        return false;
+    }
+}
+
+} // namespace keepsafe_sandbox
