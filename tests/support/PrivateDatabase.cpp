@@ -22,7 +22,7 @@ PrivateDatabase::PrivateDatabase(DatabaseKind kind) : kind_(kind)
 {
     if (kind_ == DatabaseKind::Sqlite) {
         folder_ = std::make_unique<TempDir>();
-        settings_.connectionString = "Driver=SQLite3;Database=" + folder_->path("main.db") + ";";
+        settings_.connectionString = "Driver=SQLite3;NoCreat=0;Database=" + folder_->path("main.db") + ";";
         settings_.onConnect = {"ATTACH DATABASE '" + folder_->path("auth.db") + "' AS AUTH_MAIN"};
     } else {
         static const PrivatePostgres POSTGRES;

@@ -1,7 +1,9 @@
 #include "ConnectionState.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <string_view>
 
 #include <keepsafe/platform/log/logmsg.h>
 
@@ -11,6 +13,18 @@ namespace {
 /// A connection that died while idle fails at once. One that dies later was in use, and its statement is not
 /// repeated, so that a call ends within its time.
 constexpr std::chrono::seconds DIED_WHILE_IDLE{5};
+
+/// Whether a statement cannot begin a transaction that outlives it: a single query. A semicolon may be in
+/// front of further statements; in a text it costs no more than an unnecessary rollback.
+bool isPlainQuery(const std::string& sql)
+{
+    constexpr std::string_view SELECT = "select ";
+    const bool selects = sql.size() > SELECT.size() &&
+                         std::equal(SELECT.begin(), SELECT.end(), sql.begin(), [](char expected, char is) {
+                             return expected == is || (is >= 'A' && is <= 'Z' && expected == is - 'A' + 'a');
+                         });
+    return selects && sql.find(';') == std::string::npos;
+}
 
 } // namespace
 
@@ -32,6 +46,7 @@ Failure DbConnection::State::runOnce(std::unique_ptr<Prepared>& result, const st
                                      bool& reused)
 {
     Failure failure;
+    unsettled_ = unsettled_ || !isPlainQuery(sql);
     std::unique_ptr<Prepared> statement = link_->prepare(sql, failure);
     if (!statement) {
         reused = false;
@@ -64,6 +79,7 @@ Failure DbConnection::State::runOnNewLink(std::unique_ptr<Prepared>& result, con
     }
     link_ = std::move(link);
     age_ = age;
+    unsettled_ = true;
     bool reused = false;
     return noteDeath(runOnce(result, sql, parameters, count, reused));
 }
@@ -99,6 +115,14 @@ void DbConnection::State::drop(std::unique_ptr<Prepared> result)
 {
     --results_;
     link_->keep(std::move(result));
+}
+
+bool DbConnection::State::endTransaction() noexcept
+{
+    if (unsettled_) {
+        unsettled_ = !link_->endTransaction();
+    }
+    return !unsettled_;
 }
 
 } // namespace Tessara::Dal

@@ -45,9 +45,13 @@ public:
     /// Takes a view's result back.
     void drop(std::unique_ptr<Prepared> result);
 
+    /// To be called when the connection is given back: ends a transaction that a statement may have begun.
+    /// False when that failed: the connection must be closed.
+    bool endTransaction() noexcept;
     /// To be called when the connection comes out of the pool after it was idle there.
     void markIdled() noexcept { proven_ = false; }
     [[nodiscard]] bool isDead() const noexcept { return link_->isDead(); }
+    [[nodiscard]] const std::string& product() const noexcept { return link_->product(); }
     [[nodiscard]] std::uint64_t age() const noexcept { return age_; }
 
 private:
@@ -63,6 +67,8 @@ private:
     /// Whether it has worked since it was last idle. A server that went away in between is only noticed at
     /// the next statement.
     bool proven_ = true;
+    /// Whether a statement has run that may have begun a transaction; a statement run on connect may have.
+    bool unsettled_ = true;
     /// Results that views hold on the link.
     unsigned int results_ = 0;
 };

@@ -126,6 +126,8 @@ DbConnectionView::~DbConnectionView() = default;
 DbConnection::DbConnection(std::unique_ptr<State> state) : state_(std::move(state)) {}
 DbConnection::~DbConnection() = default;
 
+const char* DbConnection::product() const noexcept { return state_->product().c_str(); }
+
 SSRDbConnection::SSRDbConnection(std::unique_ptr<State> state) : DbConnection(std::move(state)) {}
 
 int DbConnection::Execute(DalOdbcView* view, const char* sql, const DalOdbcView::BindingStruct* parameters,

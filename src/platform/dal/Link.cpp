@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
 
 #include <keepsafe/platform/log/logmsg.h>
+
+#include "ConnectTurn.h"
+#include "driver_keywords.h"
 
 namespace Tessara::Dal {
 namespace {
@@ -23,25 +26,7 @@ constexpr std::size_t MAX_CONNECTION_STRING = 32000;
 
 constexpr SQLINTEGER SQLITE_BUSY = 5;
 constexpr SQLINTEGER SQLITE_LOCKED = 6;
-
-/// SQLite's driver waits up to 100 s for a locked database unless its connection string says "Timeout" in
-/// milliseconds; neither ODBC's attributes nor SQLite's own setting change that. It waits once to connect,
-/// and twice that long for a statement. Other drivers ignore the keyword. The first occurrence counts.
-std::string withLockTimeout(const DbConnectionSettings& settings)
-{
-    if (settings.queryTimeoutSeconds == 0 && settings.connectTimeoutSeconds == 0) {
-        return settings.connectionString;
-    }
-    constexpr std::uint64_t SLACK_MS = 100;
-    constexpr std::uint64_t NO_BOUND = 1U << 30U;
-    const std::uint64_t waitsToConnect = 1 + 2 * settings.onConnect.size();
-    const auto share = [](std::uint64_t seconds, std::uint64_t parts) {
-        return seconds == 0 ? NO_BOUND : (seconds * 1000 - SLACK_MS) / parts;
-    };
-    const std::uint64_t wait = std::min({share(settings.queryTimeoutSeconds, 2),
-                                         share(settings.connectTimeoutSeconds, waitsToConnect), NO_BOUND});
-    return "Timeout=" + std::to_string(wait) + ";" + settings.connectionString;
-}
+constexpr SQLINTEGER SQLITE_CANTOPEN = 14;
 
 bool isIn(const std::string& state, std::initializer_list<const char*> states)
 {
@@ -80,7 +65,7 @@ int Link::connect(const DbConnectionSettings& settings)
         logmsgf(LOG_LEVEL_ERROR, TAG, "cannot allocate an ODBC connection handle");
         return STATUS_CONNECT_FAILED;
     }
-    std::string text = withLockTimeout(settings);
+    std::string text = withDriverKeywords(settings);
     if (text.size() > MAX_CONNECTION_STRING || text.find('\0') != std::string::npos) {
         logmsgf(LOG_LEVEL_ERROR, TAG, "the connection string is too long or holds a zero byte");
         return STATUS_CONNECT_FAILED;
@@ -89,13 +74,13 @@ int Link::connect(const DbConnectionSettings& settings)
                       reinterpret_cast<SQLPOINTER>( // NOLINT(performance-no-int-to-ptr)
                           static_cast<std::uintptr_t>(settings.connectTimeoutSeconds)),
                       0);
-    const SQLRETURN result =
-        SQLDriverConnect(handle_.get(), nullptr, reinterpret_cast<SQLCHAR*>(text.data()),
-                         static_cast<SQLSMALLINT>(text.size()), nullptr, 0, nullptr, SQL_DRIVER_NOPROMPT);
-    if (!SQL_SUCCEEDED(result)) {
+    if (!SQL_SUCCEEDED(connectAs(text))) {
         const Diagnostic diagnostic = diagnosticOf(SQL_HANDLE_DBC, handle_.get());
-        logmsgf(LOG_LEVEL_ERROR, TAG, "cannot connect to the database, SQLSTATE %s: %s",
-                diagnostic.state.c_str(), secrets_.checked(diagnostic.message).c_str());
+        logmsgf(LOG_LEVEL_ERROR, TAG, "cannot connect to the database, SQLSTATE %s: %s%s",
+                diagnostic.state.c_str(), secrets_.checked(diagnostic.message).c_str(),
+                diagnostic.native == SQLITE_CANTOPEN && diagnostic.message.rfind("[SQLite]", 0) == 0
+                    ? ": the file does not exist or cannot be opened"
+                    : "");
         return STATUS_CONNECT_FAILED;
     }
     connected_ = true;
@@ -103,18 +88,44 @@ int Link::connect(const DbConnectionSettings& settings)
     SQLSMALLINT length = 0;
     SQLGetInfo(handle_.get(), SQL_DBMS_NAME, product.data(), static_cast<SQLSMALLINT>(product.size()),
                &length);
-    isSqlite_ = std::string(product.data()) == "SQLite";
+    product_ = product.data();
+    reportMissingBound();
     return runOnConnect(settings);
+}
+
+SQLRETURN Link::connectAs(std::string& text)
+{
+    const ConnectTurn turn;
+    return SQLDriverConnect(handle_.get(), nullptr, reinterpret_cast<SQLCHAR*>(text.data()),
+                            static_cast<SQLSMALLINT>(text.size()), nullptr, 0, nullptr, SQL_DRIVER_NOPROMPT);
+}
+
+/// A driver that cannot bound statements says so when it is asked to, by an error or by another value.
+void Link::reportMissingBound()
+{
+    static std::atomic<bool> isReported{false};
+    if (queryTimeoutSeconds_ == 0) {
+        return;
+    }
+    StatementHandle probe(handle_.get());
+    if (setTimeout(probe.get(), queryTimeoutSeconds_) == SQL_SUCCESS) {
+        return;
+    }
+    const std::string state = diagnosticOf(SQL_HANDLE_STMT, probe.get()).state;
+    const bool isMissing = isIn(state, {"01S02", "HYC00", "IM001"});
+    if (isMissing && !isReported.exchange(true)) {
+        logmsgf(Keepsafe::Platform::LOG_LEVEL_NOTABLE, "DbConnectionManager::connect",
+                "the driver of %s cannot bound the time of a statement (SQLSTATE %s): a server that stops "
+                "answering is waited for as long as the driver's own keywords say",
+                product_.c_str(), state.c_str());
+    }
 }
 
 int Link::runOnConnect(const DbConnectionSettings& settings)
 {
     for (std::size_t at = 0; at < settings.onConnect.size(); ++at) {
         StatementHandle statement(handle_.get());
-        SQLSetStmtAttr(statement.get(), SQL_ATTR_QUERY_TIMEOUT,
-                       reinterpret_cast<SQLPOINTER>( // NOLINT(performance-no-int-to-ptr)
-                           static_cast<std::uintptr_t>(settings.connectTimeoutSeconds)),
-                       0);
+        setTimeout(statement.get(), settings.connectTimeoutSeconds);
         const std::string& sql = settings.onConnect[at];
         const SQLRETURN result = SQLExecDirect(
             statement.get(), reinterpret_cast<SQLCHAR*>(const_cast<char*>(sql.c_str())), SQL_NTS);
@@ -174,6 +185,35 @@ void Link::keep(std::unique_ptr<Prepared> statement)
     kept_.push_back(std::move(statement));
 }
 
+SQLRETURN Link::runPlain(const char* sql, StatementHandle& statement) noexcept
+{
+    setTimeout(statement.get(), queryTimeoutSeconds_);
+    return SQLExecDirect(statement.get(), reinterpret_cast<SQLCHAR*>(const_cast<char*>(sql)), SQL_NTS);
+}
+
+bool Link::endTransaction() noexcept
+try {
+    if (isSqlite() || product_ == "PostgreSQL") {
+        // Without a transaction, SQLite rejects a ROLLBACK and PostgreSQL writes a warning into its log. With
+        // one, this statement fails or does nothing. Other databases would commit.
+        StatementHandle begin(handle_.get());
+        runPlain("BEGIN", begin);
+    }
+    // SQLEndTran is not enough: a driver that does not know of the transaction does nothing.
+    StatementHandle rollback(handle_.get());
+    if (SQL_SUCCEEDED(runPlain("ROLLBACK", rollback)) &&
+        SQL_SUCCEEDED(SQLEndTran(SQL_HANDLE_DBC, handle_.get(), SQL_ROLLBACK))) {
+        return true;
+    }
+    const Diagnostic diagnostic = diagnosticOf(SQL_HANDLE_STMT, rollback.get());
+    logmsgf(Keepsafe::Platform::LOG_LEVEL_NOTABLE, "SSRGuard::~SSRGuard",
+            "cannot end the transaction of a connection, which is closed: SQLSTATE %s: %s",
+            diagnostic.state.c_str(), secrets_.checked(diagnostic.message).c_str());
+    return false;
+} catch (...) {
+    return false; // no memory for the message
+}
+
 Failure Link::failureOf(const Prepared& statement)
 {
     const Diagnostic diagnostic = statement.handle() == SQL_NULL_HANDLE
@@ -193,7 +233,7 @@ int Link::classify(const Diagnostic& diagnostic)
         return STATUS_CONNECTION_LOST;
     }
     if (isIn(diagnostic.state, {"57014", "55P03", "HYT00", "HYT01"}) ||
-        (isSqlite_ && (diagnostic.native == SQLITE_BUSY || diagnostic.native == SQLITE_LOCKED))) {
+        (isSqlite() && (diagnostic.native == SQLITE_BUSY || diagnostic.native == SQLITE_LOCKED))) {
         return STATUS_TIMED_OUT;
     }
     return STATUS_STATEMENT_FAILED;

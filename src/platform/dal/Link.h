@@ -38,23 +38,33 @@ public:
     /// Takes back a statement that has done its work, closed, for later use.
     void keep(std::unique_ptr<Prepared> statement);
 
+    /// Rolls back whatever transaction a statement has left open. Results must be dropped before. False, with
+    /// a line in the log, when that fails: the connection must not be used again.
+    bool endTransaction() noexcept;
+
     /// What the failure of the last call on the statement means.
     Failure failureOf(const Prepared& statement);
+    /// The database's name for itself.
+    [[nodiscard]] const std::string& product() const noexcept { return product_; }
     /// Whether a failure showed that the connection is dead.
     [[nodiscard]] bool isDead() const noexcept { return dead_; }
 
 private:
     Link(const Environment& environment, const DbConnectionSettings& settings);
     int connect(const DbConnectionSettings& settings);
+    SQLRETURN connectAs(std::string& text);
+    void reportMissingBound();
+    [[nodiscard]] bool isSqlite() const noexcept { return product_ == "SQLite"; }
     int runOnConnect(const DbConnectionSettings& settings);
     int classify(const Diagnostic& diagnostic);
+    SQLRETURN runPlain(const char* sql, StatementHandle& statement) noexcept;
 
     // INVARIANT: the statements are declared after the connection, so that they are freed before it.
     ConnectionHandle handle_;
     Secrets secrets_;
     unsigned int queryTimeoutSeconds_;
+    std::string product_;
     bool connected_ = false;
-    bool isSqlite_ = false;
     bool dead_ = false;
     std::vector<std::unique_ptr<Prepared>> kept_;
 };

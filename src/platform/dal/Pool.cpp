@@ -10,6 +10,8 @@
 #include <keepsafe/platform/config/config.h>
 #include <keepsafe/platform/log/logmsg.h>
 
+#include "secure_execution.h"
+
 namespace Tessara::Dal {
 namespace {
 
@@ -27,6 +29,11 @@ DbConnectionSettings withSaneNumbers(DbConnectionSettings settings)
 DbConnectionManager::Pool::Pool(const DbConnectionSettings& settings, Source source)
     : settings_(withSaneNumbers(settings)), source_(source)
 {
+    // The driver manager reads ODBCSYSINI and others, and files under HOME, when its environment is made:
+    // they name files that it writes to and libraries that it loads.
+    if (!Keepsafe::Process::isSecureExecution()) {
+        environment_.emplace();
+    }
 }
 
 SSRDbConnection* DbConnectionManager::Pool::lend(int& status)
@@ -118,9 +125,10 @@ void DbConnectionManager::Pool::giveBack(SSRDbConnection* connection)
 {
     OwnedConnection owned(connection);
     OwnedConnection expired;
+    const bool isUsable = !owned->state_->isDead() && owned->state_->endTransaction();
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        if (!owned->state_->isDead() && owned->state_->age() == age_) {
+        if (isUsable && owned->state_->age() == age_) {
             idle_.push_back({std::move(owned), Clock::now()});
             expired = takeExpired();
         } else {
@@ -177,12 +185,19 @@ bool DbConnectionManager::Pool::currentSettings(DbConnectionSettings& settings, 
 
 std::unique_ptr<Link> DbConnectionManager::Pool::connect(int& status)
 {
+    if (!environment_) {
+        logmsgf(LOG_LEVEL_ERROR, TAG,
+                "no database for a process with more rights than its caller (AT_SECURE): the caller's "
+                "environment says which driver is loaded");
+        status = STATUS_CONNECT_FAILED;
+        return nullptr;
+    }
     for (unsigned int attempt = 0;; ++attempt) {
         DbConnectionSettings settings;
         if (!currentSettings(settings, status)) {
             return nullptr;
         }
-        std::unique_ptr<Link> link = Link::open(environment_, settings, status);
+        std::unique_ptr<Link> link = Link::open(*environment_, settings, status);
         if (link || attempt == settings.connectRetries) {
             return link;
         }

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "ConnectionState.h"
@@ -50,7 +51,8 @@ private:
 
     const DbConnectionSettings settings_;
     const Source source_;
-    const Environment environment_;
+    /// None in a process that must not use ODBC.
+    std::optional<const Environment> environment_;
     std::atomic<std::uint32_t> open_{0};
 
     std::mutex mutex_;

@@ -1,7 +1,6 @@
 #include "Prepared.h"
 
 #include <algorithm>
-#include <cstdint>
 
 namespace Tessara::Dal {
 
@@ -10,11 +9,7 @@ bool Prepared::prepare(unsigned int timeoutSeconds)
     if (!handle_) {
         return false;
     }
-    // PostgreSQL's driver turns the attribute into the server's statement_timeout; SQLite's ignores it.
-    SQLSetStmtAttr(handle_.get(), SQL_ATTR_QUERY_TIMEOUT,
-                   reinterpret_cast<SQLPOINTER>( // NOLINT(performance-no-int-to-ptr)
-                       static_cast<std::uintptr_t>(timeoutSeconds)),
-                   0);
+    setTimeout(handle_.get(), timeoutSeconds);
     return SQL_SUCCEEDED(
         SQLPrepare(handle_.get(), reinterpret_cast<SQLCHAR*>(const_cast<char*>(sql_.c_str())), SQL_NTS));
 }

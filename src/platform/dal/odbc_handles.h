@@ -1,6 +1,7 @@
 #ifndef KEEPSAFE_SRC_PLATFORM_DAL_ODBC_HANDLES_H
 #define KEEPSAFE_SRC_PLATFORM_DAL_ODBC_HANDLES_H
 
+#include <cstdint>
 #include <string>
 
 #include <sql.h>
@@ -55,6 +56,17 @@ public:
 private:
     OdbcHandle<SQL_HANDLE_ENV> handle_;
 };
+
+/// Asks the driver to bound each execution of the statement; 0 for no bound. PostgreSQL's driver turns it
+/// into the server's statement_timeout; SQLite's ignores it.
+inline SQLRETURN setTimeout(SQLHANDLE statement, unsigned int seconds) noexcept
+{
+    // The attribute is a number in the place of a pointer.
+    return SQLSetStmtAttr(statement, SQL_ATTR_QUERY_TIMEOUT,
+                          reinterpret_cast<SQLPOINTER>( // NOLINT(performance-no-int-to-ptr)
+                              static_cast<std::uintptr_t>(seconds)),
+                          0);
+}
 
 /// What ODBC says about the last call on a handle.
 struct Diagnostic {

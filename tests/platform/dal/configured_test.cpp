@@ -29,7 +29,7 @@ protected:
 
     void configureDatabase(const std::string& file)
     {
-        configure("[database]\nconnection = \"Driver=SQLite3;Database=" + root.path(file) +
+        configure("[database]\nconnection = \"Driver=SQLite3;NoCreat=0;Database=" + root.path(file) +
                   ";\"\non_connect = [\"ATTACH DATABASE '" + root.path("auth.db") +
                   "' AS AUTH_MAIN\", \"CREATE TEMPORARY TABLE Mine (Name TEXT)\"]\n");
     }

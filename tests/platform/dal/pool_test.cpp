@@ -27,7 +27,10 @@ using testing::ElementsAre;
 
 class Pool : public testing::Test {
 protected:
-    Pool() { settings.connectionString = "Driver=SQLite3;Database=" + folder.path("main.db") + ";"; }
+    Pool()
+    {
+        settings.connectionString = "Driver=SQLite3;NoCreat=0;Database=" + folder.path("main.db") + ";";
+    }
 
     TempDir folder;
     Dal::DbConnectionSettings settings;

@@ -1,8 +1,10 @@
 /// What the layer does when a real server is slow, full, killed or restarted. Each test has a server of its
 /// own.
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <thread>
@@ -243,6 +245,41 @@ TEST(PostgresServer, IsNotWaitedForLongerThanConnectingMayTake)
     EXPECT_LT(stopwatch.elapsed(), LONG);
     server.signal(SIGCONT);
     EXPECT_EQ(selectOne(manager), 0);
+}
+
+TEST(PostgresServer, DelaysNoOtherConnectionWhenItIsStopped)
+{
+    PrivatePostgres stopped;
+    Dal::DbConnectionManager waiting(settingsFor(stopped));
+    Dal::DbConnectionSettings settings;
+    settings.connectionString = "Driver=SQLite3;Database=:memory:;";
+    stopped.signal(SIGSTOP);
+    std::atomic<bool> ended{false};
+    int status = 0;
+    std::thread waiter([&] {
+        status = selectOne(waiting);
+        ended = true;
+    });
+    while (!ended) {
+        const Stopwatch stopwatch;
+        Dal::DbConnectionManager other(settings);
+        EXPECT_EQ(Session(other).guard.status(), 0);
+        EXPECT_LT(stopwatch.elapsed(), std::chrono::seconds(2)) << "the other attempt takes 5 s";
+    }
+    waiter.join();
+    EXPECT_EQ(status, Dal::STATUS_CONNECT_FAILED);
+    stopped.signal(SIGCONT);
+}
+
+TEST(PostgresServer, TakesNoOptionsFromTheEnvironment)
+{
+    PrivatePostgres server;
+    Dal::DbConnectionManager manager(settingsFor(server));
+    setenv("PGOPTIONS", "-c work_mem=99MB", 1); // NOLINT(concurrency-mt-unsafe)
+    std::string text;
+    EXPECT_EQ(queryText(manager, "SELECT current_setting('work_mem')", text), 0);
+    unsetenv("PGOPTIONS"); // NOLINT(concurrency-mt-unsafe)
+    EXPECT_EQ(text, "4MB");
 }
 
 TEST(PostgresServer, SeesThePasswordThatNoLogShows)

@@ -1,6 +1,7 @@
 /// What is particular about SQLite: files, locks, and a database that only the process itself knows.
 
 #include <chrono>
+#include <filesystem>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -27,7 +28,7 @@ class Sqlite : public testing::Test {
 protected:
     Sqlite()
     {
-        settings.connectionString = "Driver=SQLite3;Database=" + folder.path("main.db") + ";";
+        settings.connectionString = "Driver=SQLite3;NoCreat=0;Database=" + folder.path("main.db") + ";";
         settings.onConnect = {"ATTACH DATABASE '" + folder.path("auth.db") + "' AS AUTH_MAIN"};
     }
 
@@ -98,9 +99,22 @@ TEST_F(Sqlite, SaysWhyItCannotBeOpened)
     Dal::DbConnectionManager manager(settings);
     const CapturedLog log;
     EXPECT_EQ(Session(manager).guard.status(), Dal::STATUS_CONNECT_FAILED);
-    EXPECT_THAT(log.lines(), ElementsAre(LogLine{
-                                 16, "DbConnectionManager::connect",
-                                 "cannot connect to the database, SQLSTATE HY000: [SQLite]connect failed"}));
+    EXPECT_THAT(log.lines(),
+                ElementsAre(LogLine{
+                    16, "DbConnectionManager::connect",
+                    "cannot connect to the database, SQLSTATE HY000: [SQLite]connect failed: the file "
+                    "does not exist or cannot be opened"}));
+}
+
+TEST_F(Sqlite, IsNotCreatedWhereAFileIsMissing)
+{
+    for (const std::string& file : {std::string("mistyped.db"), std::string("auth.db")}) {
+        settings.connectionString =
+            "Driver=SQLite3;Database=" + (file == "auth.db" ? ":memory:" : folder.path(file)) + ";";
+        Dal::DbConnectionManager manager(settings);
+        EXPECT_EQ(Session(manager).guard.status(), Dal::STATUS_CONNECT_FAILED);
+        EXPECT_FALSE(std::filesystem::exists(folder.path(file))) << file;
+    }
 }
 
 TEST_F(Sqlite, IsNotUsedWhenAStatementForANewConnectionFails)
@@ -122,7 +136,7 @@ TEST_F(Sqlite, ShowsNoPasswordInALog)
     settings.onConnect = {"PRAGMA key = 'geheim' geheim"};
     const CapturedLog log;
     for (const std::string& text :
-         {"Driver=SQLite3;Database=" + folder.path("main.db") + ";Pwd=geheim;",
+         {"Driver=SQLite3;NoCreat=0;Database=" + folder.path("main.db") + ";Pwd=geheim;",
           "Driver=SQLite3;Database=" + folder.path("geheim/main.db") + ";Pwd=geheim;",
           "Driver=SQLite3 Pwd=geheim;Database=" + folder.path("main.db"),
           "Driver={SQLite3;PWD=geheim;Database=" + folder.path("main.db")}) {

@@ -178,6 +178,9 @@ public:
                             const DalOdbcView::BindingStruct* columns, unsigned long columnCount,
                             unsigned long* fetched, bool rejectNull, bool allowTruncation);
 
+    /// What the database calls itself, for example "PostgreSQL". Valid until the next statement.
+    [[nodiscard]] const char* product() const noexcept;
+
 protected:
     class State;
     explicit DbConnection(std::unique_ptr<State> state);
@@ -199,6 +202,12 @@ private:
 
 /// Borrows a connection of a manager while it lives; if all are lent, waits for as long as a connection
 /// attempt may take.
+///
+/// A transaction that is still open at the end is rolled back before anybody else gets the connection; if
+/// that fails, the connection is closed. Whoever wants to keep changes commits them before. A connection that
+/// has run single queries alone, "SELECT ..." without a semicolon, goes back without a further statement.
+/// What a database keeps beside transactions, such as settings and temporary tables, stays with the
+/// connection.
 class KEEPSAFE_API SSRGuard {
 public:
     /// Sets `connection` to the connection, or to null when `status()` is not 0.
