@@ -27,6 +27,11 @@ Database::Database(const Dal::DbConnectionSettings& settings)
 {
 }
 
+std::string Database::product()
+{
+    return BorrowedConnection(manager_, "connect to the database").get().product();
+}
+
 void Database::change(const std::string& attempt, const std::string& sql, const Texts& parameters)
 {
     const BorrowedConnection connection(manager_, attempt);

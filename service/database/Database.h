@@ -26,6 +26,9 @@ public:
     /// For transactions: see `Transaction`.
     [[nodiscard]] Tessara::Dal::DbConnectionManager& transactionManager() noexcept { return transactions_; }
 
+    /// What the database calls itself.
+    [[nodiscard]] std::string product();
+
     /// Runs a statement that changes data.
     void change(const std::string& attempt, const std::string& sql, const Texts& parameters = {});
 

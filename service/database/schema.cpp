@@ -15,9 +15,13 @@ struct Table {
     const char* definition;
 };
 
+/// Session identifiers are compared byte by byte. SQLite does that by itself.
 constexpr Table TOKENS = {"AUTH_Access_Token_Details", "SessionTokenValue, AzTokenValue",
                           "SessionTokenValue VARCHAR(255) NOT NULL PRIMARY KEY, "
                           "AzTokenValue TEXT NOT NULL"};
+constexpr Table POSTGRES_TOKENS = {TOKENS.name, TOKENS.columns,
+                                   "SessionTokenValue VARCHAR(255) COLLATE \"C\" NOT NULL PRIMARY KEY, "
+                                   "AzTokenValue TEXT NOT NULL"};
 
 constexpr Table CRITERIA = {"ACTL_CollectionCriteria", "CriteriaID, CollectionKey, CriteriaJson, objectType",
                             "CriteriaID INTEGER NOT NULL PRIMARY KEY, "
@@ -82,15 +86,43 @@ constexpr char SYSTEM_ROLE[] = "INSERT INTO AUTH_MAIN.ACTL_Role (RoleID, Name, D
                                "VALUES (0, 'Administrator', 'Allowed every operation on every object, "
                                "whatever the access definitions say', 1) ON CONFLICT (RoleID) DO NOTHING";
 
+/// Other databases reject one of the statements, after they have made the tables before it.
+void requireKnown(const std::string& product)
+{
+    if (product != "PostgreSQL" && product != "SQLite") {
+        throw DatabaseError("cannot use a database of " + (product.empty() ? "an unknown kind" : product) +
+                            ": it must be of PostgreSQL or SQLite");
+    }
+}
+
+/// A table that was made by others may compare by a collation that takes different identifiers for the same:
+/// a session would get the roles of another.
+void requireBinaryTokens(Database& database)
+{
+    const std::string table = fullName(TOKENS);
+    for (const char* const comparison : {"= 'K'", "= 'k '"}) {
+        const std::int32_t equal =
+            database.number("use the table " + table,
+                            "SELECT CAST(COUNT(*) AS INTEGER) FROM (SELECT SessionTokenValue FROM " + table +
+                                " WHERE 1 = 0 UNION ALL SELECT 'k') AS probes WHERE "
+                                "SessionTokenValue " +
+                                comparison);
+        if (equal != 0) {
+            throw DatabaseError("cannot use the table " + table +
+                                ": its column SessionTokenValue must have a binary collation");
+        }
+    }
+}
+
 /// In one transaction, which a database flushes to disk once.
-void makeTables(Database& database)
+void makeTables(Database& database, const Table& tokens)
 {
     database.change("create the table " + fullName(NEXT_IDS), creation(NEXT_IDS));
     Transaction transaction(database, "make the tables of AUTH_MAIN");
     // Changes no row, but takes SQLite's lock for writing. A transaction that reads before it writes is
     // refused without waiting if another writer was faster.
     transaction.change("UPDATE AUTH_MAIN.ACTL_NextID SET NextID = NextID WHERE Kind = ''");
-    for (const Table& table : {TOKENS, CRITERIA, ROLES, OPERATIONS, OBJECTS, ACCESS_DEFINITIONS}) {
+    for (const Table& table : {tokens, CRITERIA, ROLES, OPERATIONS, OBJECTS, ACCESS_DEFINITIONS}) {
         transaction.change(creation(table));
     }
     transaction.change(SYSTEM_ROLE);
@@ -103,13 +135,16 @@ void makeTables(Database& database)
 
 SchemaContent ensureSchema(Database& database, SchemaOrigin origin)
 {
+    const std::string product = database.product();
+    requireKnown(product);
     if (origin == SchemaOrigin::Create) {
         database.change("create the schema AUTH_MAIN", "CREATE SCHEMA IF NOT EXISTS AUTH_MAIN");
     }
-    makeTables(database);
+    makeTables(database, product == "PostgreSQL" ? POSTGRES_TOKENS : TOKENS);
     for (const Table& table : {ROLES, OPERATIONS, OBJECTS, ACCESS_DEFINITIONS, NEXT_IDS}) {
         static_cast<void>(countRows(database, table));
     }
+    requireBinaryTokens(database);
     SchemaContent content;
     content.tokens = countRows(database, TOKENS);
     content.criteria = countRows(database, CRITERIA);

@@ -118,7 +118,8 @@ TEST_F(RootProgram, InitIsToldWhereTheServiceIs)
 
 TEST_F(RootProgram, InitTakesAConnectionFromAFileSoThatNobodySeesItsPassword)
 {
-    const std::string connection = "Driver=SQLite3;Database=" + dir_.path("main.db") + ";Pwd=secret;";
+    const std::string connection =
+        "Driver=SQLite3;NoCreat=0;Database=" + dir_.path("main.db") + ";Pwd=secret;";
     const ProgramResult made =
         run({"init", "--database-file", file("connection", connection + "\n"), "--on-connect",
              "ATTACH DATABASE '" + dir_.path("auth.db") + "' AS AUTH_MAIN"});
@@ -150,7 +151,7 @@ TEST_F(RootProgram, InitEndsWith1WhenTheDatabaseCannotBeReached)
         run({"init", "--database", "Driver=SQLite3;Database=" + dir_.path("none/x.db") + ";Pwd=secret;"});
 
     EXPECT_EQ(result.exitStatus, 1);
-    EXPECT_EQ(lastLine(result.errors), "ksrbac-sandbox: cannot create the schema AUTH_MAIN: database status "
+    EXPECT_EQ(lastLine(result.errors), "ksrbac-sandbox: cannot connect to the database: database status "
                                        "2007002, the database cannot be reached or refuses\n");
     EXPECT_EQ(result.errors.find("secret"), std::string::npos) << result.errors;
 }

@@ -165,7 +165,7 @@ TEST_F(Initialize, LeavesNoConfigurationWhenTheDatabaseCannotBeReached)
 TEST_F(Initialize, TakesAnotherDatabaseWithStatementsThatAttachTheSchema)
 {
     DbConnectionSettings other;
-    other.connectionString = "Driver=SQLite3;Database=" + root_.folder.path("main.db") + ";";
+    other.connectionString = "Driver=SQLite3;NoCreat=0;Database=" + root_.folder.path("main.db") + ";";
     other.onConnect = {"ATTACH DATABASE '" + root_.folder.path("auth.db") + "' AS AUTH_MAIN"};
 
     EXPECT_EQ(initializeRoot(layout_, other),
@@ -254,6 +254,7 @@ TEST_F(Initialize, RefusesAMasterServerThatIsNoneBeforeItMakesAnything)
 
 TEST_F(Initialize, TellsWhatAnOlderConfigurationHasToBeTold)
 {
+    writeFile(root_.folder.path("auth.db"), "");
     writeFile(layout_.configuration(),
               "[features]\nenabled = [1]\n[database]\nconnection = "
               "\"Driver=SQLite3;Database=:memory:;\"\non_connect = [\"ATTACH DATABASE '" +

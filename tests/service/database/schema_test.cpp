@@ -6,6 +6,7 @@
 #include "database/schema.h"
 #include "support/CapturedLog.h"
 #include "support/PrivateDatabase.h"
+#include "support/thrown.h"
 
 namespace {
 
@@ -72,6 +73,49 @@ TEST_P(Schema, RefusesATableOfAnotherShape)
 {
     private_.run("CREATE TABLE AUTH_MAIN.ACTL_ManagedObject (other INTEGER)");
     EXPECT_THROW(ensure(), DatabaseError);
+}
+
+TEST_P(Schema, TellsIdentifiersOfSessionsApartByTheirBytes)
+{
+    ensure();
+    for (const std::string identifier : {"k", "K", "k "}) {
+        private_.run("INSERT INTO AUTH_MAIN.AUTH_Access_Token_Details VALUES ('" + identifier +
+                     "', 'token')");
+    }
+    EXPECT_EQ(ensureSchema(database_, SchemaOrigin::Attached).tokens, 3);
+}
+
+TEST_P(Schema, RefusesATableThatTakesDifferentIdentifiersForTheSame)
+{
+    std::vector<std::string> collations = {"NOCASE", "RTRIM"};
+    if (GetParam() == DatabaseKind::Postgres) {
+        private_.run("CREATE COLLATION AUTH_MAIN.nocase (provider = icu, deterministic = false, "
+                     "locale = 'und-u-ks-level2')");
+        collations = {"AUTH_MAIN.nocase"};
+    }
+    for (const std::string& collation : collations) {
+        private_.run(
+            "CREATE TABLE AUTH_MAIN.AUTH_Access_Token_Details (SessionTokenValue VARCHAR(255) COLLATE " +
+            collation + " NOT NULL PRIMARY KEY, AzTokenValue TEXT NOT NULL)");
+        EXPECT_STREQ(keepsafe_test::thrownBy<DatabaseError>([this] { ensure(); }).what(),
+                     "cannot use the table AUTH_MAIN.AUTH_Access_Token_Details: its column SessionTokenValue "
+                     "must have a binary collation");
+        private_.run("DROP TABLE AUTH_MAIN.AUTH_Access_Token_Details");
+    }
+}
+
+TEST(PostgresSchema, ComparesIdentifiersOfSessionsByTheCollationC)
+{
+    PrivateDatabase database(DatabaseKind::Postgres);
+    Database connection(database.settings());
+    ensureSchema(connection, SchemaOrigin::Attached);
+    std::vector<std::string> found;
+    connection.forEachRow(
+        "read",
+        "SELECT CAST(collation_name AS TEXT) FROM information_schema.columns WHERE table_schema = "
+        "'auth_main' AND column_name = 'sessiontokenvalue'",
+        1, [&](const Database::Texts& row) { found.push_back(row.front()); });
+    EXPECT_EQ(found, (std::vector<std::string>{"C"}));
 }
 
 } // namespace
