@@ -9,17 +9,21 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <boost/make_shared.hpp>
 
 #include <keepsafe/platform/log/log_sink.h>
 #include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/rbac/client/DiskAccessChecker.h>
+#include <keepsafe/rbac/questions/bulk_check.h>
 
 #include "PrivateFolder.h"
 #include "require.h"
 
 using Tessara::Keepsafe::Rbac::AccessCache;
+using Tessara::Keepsafe::Rbac::Answer;
+using Tessara::Keepsafe::Rbac::checkRow;
 using Tessara::Keepsafe::Rbac::DiskAccessChecker;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -41,6 +45,23 @@ void writeCache(const std::string& directory, const std::uint8_t* data, std::siz
                            std::ios::binary);
         file.write(reinterpret_cast<const char*>(data) + position, static_cast<std::streamsize>(length));
         position += length;
+    }
+}
+
+/// What a row allows, a check allows.
+void askRow(const boost::shared_ptr<const AccessCache>& cache)
+{
+    const std::vector<ObjectNamespace> objects{ObjectNamespace(), ObjectNamespace("KEEPSAFE"),
+                                               ObjectNamespace("KEEPSAFE", "pool"),
+                                               ObjectNamespace("KEEPSAFE", "pool", "disk")};
+    const DiskAccessChecker checker(cache, {-4, 1, 2, 17}, Operation{5}, 0);
+    try {
+        const std::vector<Answer> answers = checkRow(checker, objects);
+        for (std::size_t i = 0; i < objects.size(); ++i) {
+            require(answers[i] != Answer::Allowed || checker.checkAccess(objects[i]), "a row grants no more");
+        }
+    } catch (const EC_exception& failure) {
+        require(failure.status() == 12, "a damaged cache is status 12");
     }
 }
 
@@ -71,7 +92,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     (void)quiet;
     writeCache(folder.path(), data, size);
     try {
-        askSomething(boost::make_shared<const AccessCache>(Manifest("fuzz", folder.path())));
+        const auto cache = boost::make_shared<const AccessCache>(Manifest("fuzz", folder.path()));
+        askSomething(cache);
+        askRow(cache);
     } catch (const EC_exception& failure) {
         require(failure.status() == 12 || failure.status() == 7610, "a bad manifest is status 12 or 7610");
     } catch (const std::runtime_error& error) {

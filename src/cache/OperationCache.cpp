@@ -7,12 +7,14 @@
 #include <ace/RW_Thread_Mutex.h>
 #include <boost/lexical_cast.hpp>
 #include <boost/numeric/conversion/cast.hpp>
+#include <sys/stat.h>
 
 #include <keepsafe/platform/config/installation.h>
 #include <keepsafe/platform/filelock/FileLock.h>
 #include <keepsafe/platform/log/logmsg.h>
 #include <keepsafe/platform/status/status_codes.h>
 
+#include "FileState.h"
 #include "fail.h"
 #include "load.h"
 #include "require.h"
@@ -49,7 +51,17 @@ Operation toOperation(const json_t* value)
     return Operation{boost::numeric_cast<std::int32_t>(json_integer_value(value))};
 }
 
+/// A missing file has a state, too: that of no file.
+Process::FileState stateOf(const std::string& path)
+{
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 ? Process::FileState(status) : Process::FileState();
+}
+
 } // namespace
+
+OperationCache::OperationCache() = default;
+OperationCache::~OperationCache() = default;
 
 std::string OperationCache::fileName()
 {
@@ -106,6 +118,23 @@ boost::optional<Operation> OperationCache::operator[](const ObjectNamespace& ope
                 operation.toLogStr().c_str());
     }
     return found;
+}
+
+void OperationCache::reloadIfChanged()
+{
+    // Determined before the file is read: if it changes in between, the next call reads it again.
+    const Process::FileState now = stateOf(fileName());
+    {
+        const ACE_Read_Guard<ACE_RW_Thread_Mutex> readGuard(operationsMutex);
+        diagnostics::require(readGuard.locked(), "read_guard.locked()");
+        if (reloaded_ && *reloaded_ == now) {
+            return;
+        }
+    }
+    const ACE_Write_Guard<ACE_RW_Thread_Mutex> writeGuard(operationsMutex);
+    diagnostics::require(writeGuard.locked(), "write_guard.locked()");
+    load();
+    reloaded_ = std::make_unique<Process::FileState>(now);
 }
 
 std::map<ObjectNamespace, Operation> OperationCache::operations() const

@@ -17,6 +17,7 @@
 
 #include "CoarseClock.h"
 #include "ForkHandlers.h"
+#include "ThreadCounts.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -26,6 +27,12 @@ using Change = detail::MemoryMap::Change;
 
 /// Half of the time within which a reader has to notice that files are others, because the clock is coarse.
 constexpr std::chrono::milliseconds LOOK_INTERVAL{5};
+
+void countRefresh() noexcept
+{
+    detail::ThreadCounts& counts = detail::ThreadCounts::ofThisThread();
+    detail::ThreadCounts::add(counts.refreshes);
+}
 
 /// Held while mappings of any cache are replaced or released, which is rare.
 std::mutex remapMutex;
@@ -117,6 +124,7 @@ void AccessCache::reopenChanged() const
             retireMappings();
         }
     }
+    countRefresh();
     mustRenewAll_ = false;
     mappedAtMissingPages_.store(missingPages, std::memory_order_release);
 }
@@ -134,6 +142,7 @@ bool AccessCache::refreshSizes() const
             return false;
         }
         map->refresh();
+        countRefresh();
         retireMappings();
     }
     if (hasRetired_.load(std::memory_order_relaxed)) {

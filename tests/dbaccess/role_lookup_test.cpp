@@ -3,6 +3,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <boost/make_shared.hpp>
@@ -11,6 +12,9 @@
 #include <keepsafe/jwt/JWTHandler.h>
 #include <keepsafe/rbac/client/DiskAccessControlClient.h>
 #include <keepsafe/rbac/namespace/root_namespaces.h>
+#include <keepsafe/rbac/questions/explain.h>
+#include <keepsafe/rbac/questions/matrix.h>
+#include <keepsafe/rbac/questions/roles_and_operations.h>
 
 #include "dbaccess/SessionTest.h"
 #include "support/CacheWriter.h"
@@ -24,7 +28,9 @@ using keepsafe_test::messagesOf;
 using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::AccessChecker;
+using Tessara::Keepsafe::Rbac::CheckerList;
 using Tessara::Keepsafe::Rbac::DiskAccessControlClient;
+using Tessara::Keepsafe::Rbac::Explainer;
 using Tessara::Keepsafe::Rbac::JWTHandler;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -220,6 +226,35 @@ TEST_P(CheckerBySessionToken, AFailedLookupIsItsStatusAndLeavesTheChecker)
     EXPECT_EQ(checker_, before);
     EXPECT_THAT(log.lines(), Contains(LogLine{16, "DiskAccessControlClient::createAccessChecker",
                                               "Failed to extract role IDs from ID token, error=117"}));
+}
+
+TEST_P(CheckerBySessionToken, QuestionsAreAnsweredForTheRolesOfTheToken)
+{
+    DiskAccessControlClient client(ObjectNamespace(), cache(), operationCache_);
+    std::set<int> roleIds{9};
+    EXPECT_EQ(findRoles(client, &database_.manager(), sessionToken("session-1"), roleIds), 0);
+    EXPECT_THAT(roleIds, ElementsAre(3, 17));
+    EXPECT_TRUE(Explainer(client, roleIds, operations::VIEW).verdict(ObjectNamespace("A")).isAllowed);
+    EXPECT_THAT(whatMay(client, roleIds, ObjectNamespace("A")).operations, ElementsAre(operations::VIEW));
+    const CapturedLog log(17);
+    EXPECT_EQ(findRoles(client, &database_.manager(), sessionToken("session-3"), roleIds), 117);
+    EXPECT_THAT(roleIds, ElementsAre(3, 17));
+}
+
+TEST_P(CheckerBySessionToken, CheckersOfSeveralOperationsHaveTheRolesOfTheToken)
+{
+    DiskAccessControlClient client(ObjectNamespace(), cache(), operationCache_);
+    const CapturedLog log(17);
+    for (const auto& [session, isAllowed] : {std::pair("session-1", true), std::pair("session-2", false)}) {
+        CheckerList checkers;
+        ASSERT_EQ(createAccessCheckers(client, &database_.manager(), sessionToken(session),
+                                       {operations::ADD, operations::VIEW}, 0, checkers),
+                  0);
+        const auto matrix = checkMatrix(checkers, {ObjectNamespace("A"), ObjectNamespace("B")});
+        EXPECT_EQ(matrix.isAllowed(0, 1), isAllowed);
+        EXPECT_FALSE(matrix.isAllowed(0, 0));
+        EXPECT_FALSE(matrix.isAllowed(1, 1));
+    }
 }
 
 /// Notes what the lookup hands on.

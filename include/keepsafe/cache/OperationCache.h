@@ -2,6 +2,7 @@
 #define KEEPSAFE_CACHE_OPERATIONCACHE_H
 
 #include <map>
+#include <memory>
 #include <string>
 
 #include <boost/optional.hpp>
@@ -9,6 +10,10 @@
 #include <keepsafe/cache/Operation.h>
 #include <keepsafe/platform/export/export.h>
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
+
+namespace Tessara::Keepsafe::Process {
+struct FileState;
+}
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -18,12 +23,14 @@ namespace Tessara::Keepsafe::Rbac {
 ///
 /// The map only grows: an operation once known keeps the value first read.
 ///
-/// Threads: `operator[]` may be called from any thread; one process-wide reader-writer mutex guards all
-/// instances. `load()` takes no mutex: only call it while no other thread uses the object.
+/// Threads: `operator[]`, `reloadIfChanged()` and `operations()` may be called from any thread; one
+/// process-wide reader-writer mutex guards all instances. `load()` takes no mutex: only call it while no
+/// other thread uses the object.
 class KEEPSAFE_API OperationCache {
 public:
     /// Empty; nothing is read.
-    OperationCache() = default;
+    OperationCache();
+    ~OperationCache();
     OperationCache(const OperationCache&) = delete;
     OperationCache& operator=(const OperationCache&) = delete;
 
@@ -37,6 +44,10 @@ public:
     /// `load()` throws.
     boost::optional<Operation> operator[](const ObjectNamespace& operation);
 
+    /// Does what `load()` does if the file is another than when this was last called, and looks at it
+    /// otherwise: for questions about all operations. Throws what `load()` throws.
+    void reloadIfChanged();
+
     /// The operations known at this moment; nothing is read.
     [[nodiscard]] std::map<ObjectNamespace, Operation> operations() const;
 
@@ -47,6 +58,7 @@ private:
     boost::optional<Operation> find(const ObjectNamespace& operation) const;
 
     std::map<ObjectNamespace, Operation> operations_;
+    std::unique_ptr<Process::FileState> reloaded_; ///< the file that `reloadIfChanged` has read
 };
 
 } // namespace Tessara::Keepsafe::Rbac

@@ -1,13 +1,15 @@
 #ifndef KEEPSAFE_CACHE_WALK_CACHEWALK_H
 #define KEEPSAFE_CACHE_WALK_CACHEWALK_H
 
-#include <string>
+#include <cstddef>
+#include <string_view>
 
 #include <keepsafe/cache/AccessCache.h>
 
 #include "SegmentCursor.h"
 #include "role_tree.h"
 #include "search_tree.h"
+#include "visit_tree.h"
 
 namespace Tessara::Keepsafe::Rbac::detail {
 
@@ -21,24 +23,34 @@ public:
     }
 
     /// The object whose name has this text form, or null. Throws when the trie is damaged.
-    [[nodiscard]] const ManagedObject* lookup(const std::string& text) const
+    [[nodiscard]] const ManagedObject* lookup(std::string_view text) const
     {
         const ManagedObject* found = nullptr;
-        walkTrie(text, [&](const SegmentNode& node, bool /*endsComponent*/, bool isNamed) {
-            if (isNamed && node.object != 0) {
-                found = &managedObject(node.object);
-            }
-        });
+        walkTrie(text,
+                 [&](const SegmentNode& node, bool /*endsComponent*/, bool isNamed, std::size_t /*end*/) {
+                     if (isNamed && node.object != 0) {
+                         found = &managedObject(node.object);
+                     }
+                 });
         return found;
     }
 
     /// See `AccessCache::Reader::visitPath`; `text` is the name's text form. Throws when the trie is damaged.
     template <typename Visitor>
-    void visitPath(const std::string& text, const Visitor& visit) const
+    void visitPath(std::string_view text, const Visitor& visit) const
     {
-        walkTrie(text, [&](const SegmentNode& node, bool endsComponent, bool isNamed) {
+        visitNames(text,
+                   [&](const ManagedObject& object, bool isNamed, std::size_t) { visit(object, isNamed); });
+    }
+
+    /// The same with the length that the text has up to the end of the object's name: `visit(object, isNamed,
+    /// length)`.
+    template <typename Visitor>
+    void visitNames(std::string_view text, const Visitor& visit) const
+    {
+        walkTrie(text, [&](const SegmentNode& node, bool endsComponent, bool isNamed, std::size_t end) {
             if (endsComponent && node.object != 0) {
-                visit(managedObject(node.object), isNamed);
+                visit(managedObject(node.object), isNamed, end);
             }
         });
     }
@@ -65,6 +77,42 @@ public:
                                           const Operation& operation) const
     {
         return detail::anyRoleHolds(nodes_, roleTree, roles, operation, bitsBudget_);
+    }
+
+    /// The same with steps of its own, for questions of which one reader answers any number.
+    [[nodiscard]] RoleAnswer anyRoleHoldsAfresh(NodeOffset roleTree, const RoleIds& roles,
+                                                const Operation& operation) const
+    {
+        StepBudget budget(nodes_.count(), nodes_.count() + MOST_BITS_STEPS);
+        return detail::anyRoleHolds(nodes_, roleTree, roles, operation, budget);
+    }
+
+    /// Where the role's words begin in a role tree; 0 when it has none there. Throws when the tree is
+    /// damaged.
+    [[nodiscard]] NodeOffset wordsOf(NodeOffset roleTree, std::int32_t roleId) const
+    {
+        RoleAnswer answer = RoleAnswer::denied();
+        const BitsNode* role = findBits(nodes_, roleTree, roleId, bitsBudget_, answer);
+        static_cast<void>(isGranted(answer));
+        return role != nullptr ? role->value : 0;
+    }
+
+    /// Whether the words hold the operation's bit. Throws when they are damaged.
+    [[nodiscard]] bool wordsHold(NodeOffset words, const Operation& operation) const
+    {
+        return isGranted(detail::wordsHold(nodes_, words, operation, bitsBudget_));
+    }
+
+    /// Calls `visit(std::int32_t roleId, NodeOffset words)` for each role of a role tree, ascending. Throws
+    /// when the tree is damaged, or has a role where a search would not find it.
+    template <typename Visitor>
+    void visitRoles(NodeOffset roleTree, const Visitor& visit) const
+    {
+        const Damage damage = visitTree(nodes_, roleTree, bitsBudget_,
+                                        [&](const BitsNode& role) { visit(role.key, role.value); });
+        if (damage.what != nullptr) {
+            throwDamagedNodes(damage);
+        }
     }
 
     /// The decision of an answer. Throws if the answer is damage.
@@ -100,18 +148,19 @@ public:
         reader_.throwDamaged(AccessCache::NODE_FILE_NAME, where.offset, where.what);
     }
 
-private:
+    /// The segment with that key in a level's tree, or null. Throws when the tree is damaged.
     [[nodiscard]] const SegmentNode* findSegment(NodeOffset level, std::int32_t key, StepBudget& budget) const
     {
-        return findInTree(segments_, level, key, budget, [this](const Damage& where) -> const SegmentNode* {
-            reader_.throwDamaged(AccessCache::SEGMENT_FILE_NAME, where.offset, where.what);
-        });
+        return findInTree(segments_, level, key, budget,
+                          [this](const Damage& where) -> const SegmentNode* { throwDamagedSegments(where); });
     }
 
-    /// Calls `meet(const SegmentNode& node, bool endsComponent, bool isLast)` for the node of each
-    /// segment of the text, as far as the trie has them.
+private:
+    /// Calls `meet(const SegmentNode& node, bool endsComponent, bool isLast, std::size_t end)` for the node
+    /// of each segment of the text, as far as the trie has them; the segment ends before the text's byte
+    /// `end`.
     template <typename Meet>
-    void walkTrie(const std::string& text, const Meet& meet) const
+    void walkTrie(std::string_view text, const Meet& meet) const
     {
         SegmentCursor segment(text);
         // No record of a trie is met twice on the way down.
@@ -125,7 +174,7 @@ private:
             }
             const bool endsComponent = segment.endsComponent();
             segment.advance();
-            meet(*node, endsComponent, segment.atEnd());
+            meet(*node, endsComponent, segment.atEnd(), segment.position());
             if (segment.atEnd()) {
                 return;
             }

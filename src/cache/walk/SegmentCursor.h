@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <string>
+#include <string_view>
 
 #include <emmintrin.h>
 
@@ -19,13 +19,18 @@ namespace Tessara::Keepsafe::Rbac::detail {
 /// Refers to the text, which must outlive it unchanged.
 class SegmentCursor {
 public:
-    explicit SegmentCursor(const std::string& text) noexcept : text_(text.data()), size_(text.size())
+    /// Begins at `position`, where a segment begins.
+    explicit SegmentCursor(std::string_view text, std::size_t position = 0) noexcept
+        : text_(text.data()), size_(text.size()), position_(position)
     {
         findBars();
         measure();
     }
 
     [[nodiscard]] bool atEnd() const noexcept { return position_ >= size_; }
+
+    /// Of the current segment in the text.
+    [[nodiscard]] std::size_t position() const noexcept { return position_; }
 
     /// The current segment's bytes as a number, most significant byte first, padded with zeros.
     [[nodiscard]] std::int32_t value() const noexcept
@@ -103,7 +108,7 @@ private:
 
     const char* text_;
     std::size_t size_;
-    std::size_t position_ = 0;
+    std::size_t position_;
     std::size_t foundUpTo_ = 0;
     std::uint64_t bars_ = 0; ///< bit i: the byte i behind the position is a bar
     std::uint32_t length_ = 0;

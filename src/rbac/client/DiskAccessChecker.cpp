@@ -7,6 +7,7 @@
 #include <boost/assert.hpp>
 
 #include "CacheWalk.h"
+#include "ThreadCounts.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -83,7 +84,10 @@ bool DiskAccessChecker::checkAccess(const ObjectNamespace& object) const
     __builtin_prefetch(text);
     __builtin_prefetch(text + CACHE_LINE);
     fetchRoles();
-    return checkAccess(accessCache_->lock(), object);
+    detail::CountedCheck counted;
+    const bool isAllowed = checkAccess(accessCache_->lock(), object);
+    counted.answered(isAllowed);
+    return isAllowed;
 }
 
 bool DiskAccessChecker::checkAccess(const AccessCache::Reader& reader, const ObjectNamespace& object) const

@@ -35,6 +35,11 @@ public:
     /// objects under one lock. Keep it short; the writer waits meanwhile.
     [[nodiscard]] bool checkAccess(const AccessCache::Reader& reader, const ObjectNamespace& object) const;
 
+    /// What the checker was made from; valid as long as the checker.
+    [[nodiscard]] const AccessCache& accessCache() const noexcept { return *accessCache_; }
+    [[nodiscard]] const detail::RoleIds& roleIds() const noexcept { return roleIds_; }
+    [[nodiscard]] const Operation& operation() const noexcept { return operation_; }
+
 private:
     void fetchRoles() const noexcept;
 
