@@ -1,5 +1,6 @@
 #include <keepsafe/rbac/client/DiskAccessControlClient.h>
 
+#include <cstring>
 #include <memory>
 #include <set>
 #include <string>
@@ -9,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <keepsafe/rbac/client/DiskAccessChecker.h>
 #include <keepsafe/rbac/namespace/root_namespaces.h>
 
 #include "support/CacheWriter.h"
@@ -25,6 +27,7 @@ using keepsafe_test::TempRoot;
 using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::AccessChecker;
+using Tessara::Keepsafe::Rbac::DiskAccessChecker;
 using Tessara::Keepsafe::Rbac::DiskAccessControlClient;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -61,6 +64,17 @@ TEST_F(DiskAccessControlClientTest, MakesACheckerThatAnswersFromTheCache)
     ASSERT_TRUE(checker_);
     EXPECT_TRUE(checker_->checkAccess(ObjectNamespace("A")));
     EXPECT_FALSE(checker_->checkAccess(ObjectNamespace("B")));
+}
+
+TEST_F(DiskAccessControlClientTest, KeepsTheReservedNumberInTheChecker)
+{
+    for (const int reserved : {0x5EED0123, -77}) {
+        ASSERT_EQ(client_->createAccessChecker({17}, operations::VIEW, reserved, checker_), 0);
+        const auto* checker = dynamic_cast<const DiskAccessChecker*>(checker_.get());
+        ASSERT_NE(checker, nullptr);
+        EXPECT_NE(memmem(checker, sizeof *checker, &reserved, sizeof reserved), nullptr)
+            << "nobody asks for it";
+    }
 }
 
 TEST_F(DiskAccessControlClientTest, EachOperationHasItsOwnBit)

@@ -5,6 +5,7 @@
 #include <new>
 #include <set>
 #include <thread>
+#include <utility>
 
 #include <boost/make_shared.hpp>
 #include <gmock/gmock.h>
@@ -159,6 +160,54 @@ TEST_F(AllocationTest, ACheckerThatCannotBeAllocatedIsLoggedAndStillReturnsZero)
                     testing::ElementsAre(LogLine{16, "DiskAccessControlClient::createAccessChecker",
                                                  "Failed to create AccessChecker, error=36"}));
     }
+}
+
+template <typename Client>
+int allocationsOfAChecker(Client& client, const std::set<int>& roles, const ObjectNamespace& operation)
+{
+    boost::shared_ptr<const AccessChecker> checker;
+    AllocationCount count;
+    (void)client.createAccessChecker(roles, operation, 0, checker);
+    return count.stop();
+}
+
+TEST_F(AllocationTest, ACheckerAndItsCountAreOneAllocation)
+{
+    DiskAccessControlClient client(ObjectNamespace(), cache_, operationCache_);
+    StubAccessControlClient stub;
+    const ObjectNamespace view("OPERATIONS", "VIEW");
+    for (const std::set<int>& roles : {std::set<int>{17}, std::set<int>{0}}) {
+        EXPECT_EQ(allocationsOfAChecker(client, roles, view), 1);
+        EXPECT_EQ(allocationsOfAChecker(stub, roles, view), 1);
+    }
+}
+
+TEST_F(AllocationTest, OfAnUnknownOperationTheLookupPassesAFailedAllocationOnAndTheCheckerDoesNot)
+{
+    DiskAccessControlClient client(ObjectNamespace(), cache_, operationCache_);
+    const CapturedLog noLines(17);
+    const ObjectNamespace unknown("OPERATIONS", "NONE");
+    const std::set<int> roles{17};
+    (void)allocationsOfAChecker(client, roles, unknown);
+    const int last = allocationsOfAChecker(client, roles, unknown) - 1;
+    ASSERT_GT(last, 0);
+    const auto createFailing = [&](int allocation) {
+        boost::shared_ptr<const AccessChecker> checker;
+        const AllocationCount count(allocation);
+        const int status = client.createAccessChecker(roles, unknown, 0, checker);
+        return std::pair(status, checker != nullptr);
+    };
+    EXPECT_EQ(createFailing(last), std::pair(0, false));
+    EXPECT_EQ(createFailing(last + 1), std::pair(0, true));
+    int passed = 0;
+    for (int inTheLookup = 0; inTheLookup < last; ++inTheLookup) {
+        try {
+            EXPECT_EQ(createFailing(inTheLookup), std::pair(0, true)) << "the lock does without that one";
+        } catch (const std::bad_alloc&) {
+            ++passed;
+        }
+    }
+    EXPECT_GT(passed, last / 2);
 }
 
 TEST_F(AllocationTest, TheStubPassesAFailedAllocationOn)

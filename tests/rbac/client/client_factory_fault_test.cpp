@@ -186,4 +186,54 @@ TEST_F(ClientFactoryFault, WithoutAMasterServerTheCauseNamesTheSetting)
     EXPECT_THAT(explain(), Pair(114, "no master server: \"master_server\" is not configured in " + file));
 }
 
+TEST_F(ClientFactoryFault, TheLongestServerNameIsAskedWhole)
+{
+    const std::string longest(256, 'm');
+    keepsafe_test::writeFile(root_.path("etc/keepsafe.toml"),
+                             "master_server = \"" + longest + "\"\n[features]\nenabled = [1]\n");
+    respond({7, 0, ""});
+    EXPECT_EQ(create(), 7);
+    EXPECT_THAT(service_->created, ElementsAre(longest + ":1556 kind 1"));
+}
+
+TEST_F(ClientFactoryFault, AnotherSuccessThan200Is114)
+{
+    respond({0, 201, R"({"data":{"type":"accessCache","id":"x"}})"});
+    EXPECT_THAT(explain().first, 114);
+    EXPECT_THAT(log_.lines(16), ElementsAre(LogLine{16, TAG, "Get access-cache return HTTP status 201"}));
+}
+
+TEST_F(ClientFactoryFault, TextAfterTheAnswerIsNoJson)
+{
+    const std::string answer = R"({"data":{"type":"accessCache","id":"x"}})";
+    for (const std::string after : {" x", "{}", "]"}) {
+        SCOPED_TRACE(after);
+        log_.clear();
+        respond({0, 200, answer + after});
+        EXPECT_EQ(create(), 7610);
+        ASSERT_EQ(log_.lines(16).size(), 1U);
+        EXPECT_THAT(
+            log_.lines(16)[0].text,
+            testing::MatchesRegex("Error parsing response at position .*: end of file expected near '.*'"));
+    }
+}
+
+TEST_F(ClientFactoryFault, APositionCountsBytesAndNotLinesOrColumns)
+{
+    respond({0, 200, "{\n\n\"a\": }"});
+    EXPECT_EQ(create(), 7610);
+    EXPECT_THAT(log_.lines(16),
+                ElementsAre(LogLine{16, "process_access_cace_response",
+                                    "Error parsing response at position 9: unexpected token near '}'"}));
+}
+
+TEST_F(ClientFactoryFault, TypesAreComparedWhole)
+{
+    for (const std::string type : {"accessCaches", "accessCach", "AccessCache", "accesscache", ""}) {
+        respond({0, 200, R"({"data":{"type":")" + type + R"(","id":"x"}})"});
+        EXPECT_THAT(explain(),
+                    Pair(7610, "Unexpected response type. Got " + type + "; expected accessCache"));
+    }
+}
+
 } // namespace

@@ -287,6 +287,20 @@ TEST_F(ClientFactory, AnythingElseThatGoesWrongWhileOpeningIs114)
     EXPECT_THAT(log_.lines(16), IsEmpty());
 }
 
+TEST_F(ClientFactory, GivesAllItsClientsTheSameOperations)
+{
+    writeCache("cache-7");
+    const ObjectNamespace operation("OPERATIONS", "KNOWN_TO_ALL_CLIENTS");
+    writeFile(OperationCache::fileName(), "{\"" + operation.str() + "\": 4}");
+    boost::shared_ptr<const AccessChecker> checker;
+    ASSERT_EQ(createFrom(R"({"data":{"type":"accessCache","id":"cache-7"}})"), 0);
+    ASSERT_EQ(client->createAccessChecker({17}, operation, 0, checker), 0);
+    std::filesystem::remove(OperationCache::fileName());
+    ASSERT_EQ(createFrom(R"({"data":{"type":"accessCache","id":"cache-7"}})"), 0);
+    ASSERT_EQ(client->createAccessChecker({17}, operation, 0, checker), 0) << "nothing is left to be read";
+    EXPECT_TRUE(checker->checkAccess(ObjectNamespace("A")));
+}
+
 TEST_F(ClientFactory, ServesThreadsAtOnce)
 {
     writeCache("cache-7");
