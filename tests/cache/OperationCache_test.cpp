@@ -1,5 +1,7 @@
 #include <keepsafe/cache/OperationCache.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <stdexcept>
@@ -235,12 +237,13 @@ TEST_F(OperationCacheTest, ALoadWaitsForTheWriter)
     writer.join();
 }
 
-/// Counts how often a file is opened from now on.
+/// Counts how often a file is opened from now on. Closing it is watched, too, because the kernel merges equal
+/// events that follow one another.
 class OpenCounter {
 public:
     explicit OpenCounter(const std::string& path) : fd_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
     {
-        if (fd_ == -1 || inotify_add_watch(fd_, path.c_str(), IN_OPEN) == -1) {
+        if (fd_ == -1 || inotify_add_watch(fd_, path.c_str(), IN_OPEN | IN_CLOSE) == -1) {
             throw std::runtime_error("cannot watch " + path);
         }
     }
@@ -248,13 +251,16 @@ public:
     OpenCounter(const OpenCounter&) = delete;
     OpenCounter& operator=(const OpenCounter&) = delete;
 
-    /// Opens since the last call. Equal events in a row may be merged by the kernel only while unread.
+    /// Opens since the last call.
     int count()
     {
         // A watch on a file itself, not on a folder, gives events without a name: all of one size.
-        alignas(inotify_event) char events[256 * sizeof(inotify_event)];
-        const ssize_t bytes = read(fd_, events, sizeof events);
-        return bytes <= 0 ? 0 : static_cast<int>(static_cast<std::size_t>(bytes) / sizeof(inotify_event));
+        std::array<inotify_event, 256> events{};
+        const ssize_t bytes = read(fd_, events.data(), sizeof events);
+        const auto count = bytes <= 0 ? 0 : bytes / static_cast<ssize_t>(sizeof(inotify_event));
+        return static_cast<int>(
+            std::count_if(events.begin(), events.begin() + count,
+                          [](const inotify_event& event) { return (event.mask & IN_OPEN) != 0; }));
     }
 
 private:
