@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <iostream>
 #include <stdexcept>
-#include <system_error>
 #include <utility>
 
 #include <fcntl.h>
@@ -16,6 +15,7 @@
 
 #include "Descriptor.h"
 #include "file_status.h"
+#include "read_file.h"
 
 namespace Tessara::Keepsafe::Rbac::detail {
 
@@ -28,20 +28,19 @@ const MappedRegion NOTHING{};
 [[noreturn]] void throwFileError(const char* action, const std::string& path, int error)
 {
     const std::string what = std::string("error ") + action;
-    const std::string line = what + ' ' + path + ": " + std::generic_category().message(error) + '\n';
+    const std::string line = what + ' ' + path + ": " + Process::failureText(error) + '\n';
     std::cerr << line << std::flush;
     throw std::runtime_error(what + " file");
 }
 
 void countMissingPage(void* count) noexcept { ++*static_cast<MissingPages*>(count); }
 
-Process::Descriptor openToRead(const std::string& path) noexcept
+[[noreturn]] void throwOpenError(const std::string& path, int failure)
 {
-    Process::Descriptor file(open(path.c_str(), O_RDONLY));
-    if (file.isOpen()) {
-        fcntl(file.get(), F_SETFD, FD_CLOEXEC);
+    if (failure == EISDIR) {
+        throwFileError("mapping", path, ENODEV); // it opens, but the system does not map it
     }
-    return file;
+    throwFileError("opening", path, failure);
 }
 
 struct stat statusOf(int descriptor, const std::string& path)
@@ -81,11 +80,11 @@ private:
 MemoryMap::MemoryMap(const std::string& path, MissingPages* missingPages)
     : path_(path), missingPages_(missingPages), region_(&NOTHING)
 {
-    Process::Descriptor file = openToRead(path_);
-    const int openError = errno;
+    int failure = 0;
+    Process::Descriptor file = Process::openRegularFile(path_, failure);
     logmsgf(Platform::LOG_LEVEL_INFORMATION, "MemoryMap", "instantiating memory map for %s", path_.c_str());
     if (!file.isOpen()) {
-        throwFileError("opening", path_, openError);
+        throwOpenError(path_, failure);
     }
     remember(statusOf(file.get(), path_));
     publish(mapFile(file.get()));
@@ -164,9 +163,10 @@ void MemoryMap::refresh()
 
 void MemoryMap::reopen()
 {
-    Process::Descriptor file = openToRead(path_);
+    int failure = 0;
+    Process::Descriptor file = Process::openRegularFile(path_, failure);
     if (!file.isOpen()) {
-        throwFileError("opening", path_, errno);
+        throwOpenError(path_, failure);
     }
     const struct stat status = statusOf(file.get(), path_);
     auto renewed = mapFile(file.get());

@@ -1,6 +1,7 @@
 #ifndef KEEPSAFE_SRC_JSON_LOAD_H
 #define KEEPSAFE_SRC_JSON_LOAD_H
 
+#include <cstddef>
 #include <cstdio>
 #include <string>
 
@@ -15,18 +16,30 @@ inline JsonHandle loadJson(const std::string& text, json_error_t& error)
     return JsonHandle(json_loadb(text.data(), text.size(), 0, &error));
 }
 
-/// The document in a regular file, or null with `error` filled as `json_load_file` fills it.
-inline JsonHandle loadJsonFile(const std::string& path, json_error_t& error)
+/// The longest file that is read as a document, in bytes: an operation cache of that size has a million
+/// operations. Parsing takes several times as much memory.
+constexpr std::size_t MOST_JSON_FILE_BYTES = std::size_t{64} << 20U;
+
+/// The document in a regular file, or null with `error` filled as `json_load_file` fills it. A longer file is
+/// not read to its end.
+inline JsonHandle loadJsonFile(const std::string& path, json_error_t& error,
+                               std::size_t mostBytes = MOST_JSON_FILE_BYTES)
 {
     int failure = 0;
     const Process::Descriptor file = Process::openRegularFile(path, failure);
-    if (!file.isOpen()) {
+    const char* action = "open";
+    std::string text;
+    if (file.isOpen()) {
+        action = "read";
+        failure = Process::readAll(file, text, mostBytes);
+    }
+    if (failure != 0) {
         error.position = 0;
-        static_cast<void>(std::snprintf(error.text, sizeof error.text, "unable to open %s: %s", path.c_str(),
-                                        Process::failureText(failure).c_str()));
+        static_cast<void>(std::snprintf(error.text, sizeof error.text, "unable to %s %s: %s", action,
+                                        path.c_str(), Process::failureText(failure).c_str()));
         return nullptr;
     }
-    return JsonHandle(json_loadfd(file.get(), 0, &error));
+    return JsonHandle(json_loadb(text.data(), text.size(), 0, &error));
 }
 
 } // namespace Tessara::Keepsafe

@@ -1,5 +1,7 @@
 #include <keepsafe/cache/Manifest.h>
 
+#include <cstdint>
+#include <filesystem>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -69,6 +71,17 @@ TEST_F(ManifestTest, AFifoInItsPlaceIsStatus12AndNotWaitedFor)
                 ElementsAre(LogLine{16, "Manifest constructor",
                                     "Error loading " + path_ + " at position 0: unable to open " + path_ +
                                         ": not a regular file"}));
+}
+
+TEST_F(ManifestTest, AFileThatIsTooLongIsStatus12AndNotReadToItsEnd)
+{
+    writeFile(path_, R"({"namespace": "|"})");
+    std::filesystem::resize_file(path_, std::uintmax_t{1} << 40U);
+    EXPECT_EQ(statusOfOpening(), 12);
+    EXPECT_THAT(log_.lines(),
+                ElementsAre(LogLine{16, "Manifest constructor",
+                                    "Error loading " + path_ + " at position 0: unable to read " + path_ +
+                                        ": File too large"}));
 }
 
 TEST_F(ManifestTest, AFileThatIsNoJsonIsStatus12WithThePosition)

@@ -1,9 +1,11 @@
 #include <keepsafe/cache/detail/MemoryMap.h>
 
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -81,6 +83,31 @@ TEST(MemoryMap, AFolderCannotBeMapped)
     EXPECT_STREQ(thrownBy<std::runtime_error>([&] { const MemoryMap map(dir.path()); }).what(),
                  "error mapping file");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "error mapping " + dir.path() + ": No such device\n");
+}
+
+TEST(MemoryMap, AFifoOrADeviceIsNotOpenedAndNotWaitedFor)
+{
+    const TempDir dir;
+    ASSERT_EQ(mkfifo(dir.path("fifo").c_str(), 0600), 0);
+    for (const std::string& path : {dir.path("fifo"), std::string("/dev/zero")}) {
+        testing::internal::CaptureStderr();
+        EXPECT_STREQ(thrownBy<std::runtime_error>([&] { const MemoryMap map(path); }).what(),
+                     "error opening file");
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "error opening " + path + ": not a regular file\n");
+    }
+}
+
+TEST(MemoryMap, AFifoThatReplacesTheFileIsNotWaitedFor)
+{
+    const TempDir dir;
+    writeFile(dir.path("file"), "x");
+    MemoryMap map(dir.path("file"));
+    std::filesystem::remove(dir.path("file"));
+    ASSERT_EQ(mkfifo(dir.path("file").c_str(), 0600), 0);
+    testing::internal::CaptureStderr();
+    EXPECT_THROW(map.reopen(), std::runtime_error);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "error opening " + dir.path("file") + ": not a regular file\n");
 }
 
 TEST(MemoryMap, AFailingSizeQueryIsToldOnStandardErrorAndThrown)

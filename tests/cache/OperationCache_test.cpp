@@ -118,6 +118,17 @@ TEST_F(OperationCacheTest, OfTwoSpellingsOfOneNameTheFirstWins)
     EXPECT_EQ(cache_[operations::VIEW]->offset, 1);
 }
 
+TEST_F(OperationCacheTest, AFileThatIsTooLongIsStatus13AndNotReadToItsEnd)
+{
+    write("{}");
+    std::filesystem::resize_file(OperationCache::fileName(), std::uintmax_t{1} << 40U);
+    EXPECT_EQ(statusOfLookup(), 13);
+    EXPECT_THAT(log_.lines(),
+                ElementsAre(RELOADING_VIEW, LogLine{16, LOAD_TAG,
+                                                    "Error loading operation cache: unable to read " +
+                                                        OperationCache::fileName() + ": File too large"}));
+}
+
 TEST_F(OperationCacheTest, AMissingFileIsStatus13)
 {
     std::filesystem::create_directories(root_.path("wmc/webserver/temp"));

@@ -13,6 +13,7 @@
 #include <keepsafe/platform/log/logmsg.h>
 
 #include "host_name.h"
+#include "key_depth.h"
 #include "toml_parser.h"
 
 namespace Tessara::Keepsafe::Platform {
@@ -231,6 +232,11 @@ void readTable(const std::string& file, std::string_view tableName, const toml::
 
 toml::table parseToml(const std::string& text, const std::string& name)
 {
+    TextPlace place;
+    if (hasDeepKey(text, place)) {
+        throw ConfigError(name + ":" + std::to_string(place.line) + ":" + std::to_string(place.column) +
+                          ": a key has more than " + std::to_string(MOST_KEY_PARTS) + " parts");
+    }
     try {
         return toml::parse(std::string_view(text), std::string_view(name));
     } catch (const toml::parse_error& error) {

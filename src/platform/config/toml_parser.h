@@ -7,6 +7,9 @@
 /// assumptions that a malformed text breaks: they abort a debug build and are promises to the optimiser in
 /// any other. Here they have no effect, and the parser finds the error a moment later.
 
+/// Arrays and inline tables in one another: the parser calls itself for each, and so does the destructor.
+#define TOML_MAX_NESTED_VALUES 16
+
 #include <toml++/impl/preprocessor.h>
 #undef TOML_ASSUME
 #define TOML_ASSUME(expression) static_assert(true)

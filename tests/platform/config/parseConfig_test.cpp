@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "support/thrown.h"
@@ -273,6 +274,48 @@ TEST(ParseConfig, SurvivesDeepNesting)
 {
     const std::string error = errorOf("x = " + std::string(100000, '['));
     EXPECT_EQ(error.rfind("keepsafe.toml:1:", 0), 0U) << error;
+}
+
+std::string repeated(const std::string& text, int count)
+{
+    std::string result;
+    for (int i = 0; i < count; ++i) {
+        result += text;
+    }
+    return result;
+}
+
+TEST(ParseConfig, RefusesAKeyOfManyPartsInsteadOfOverflowingTheStack)
+{
+    const std::string parts = repeated("a.", 150000);
+    for (const std::string& text :
+         {parts + "a = 1", "[" + parts + "a]", "[[" + parts + "a]]", "x = {" + parts + "a = 1}",
+          "# a comment\"\n" + parts + "a = 1", repeated("a . ", 150000) + "a = 1",
+          repeated("\"=\\\".'\".", 150000) + "a = 1", repeated("'='.", 150000) + "a = 1",
+          "x = [\"\"\"a\"\"\"\", {" + parts + "a = 1}, \"b\"]", "x = ['''a''''', {" + parts + "a = 1}, 'b']",
+          "x = \"\"\"\n\"\\\"\"\"\"\n" + parts + "a = 1", "x = '''\n'\\'''\n" + parts + "a = 1"}) {
+        EXPECT_THAT(errorOf(text), testing::EndsWith(": a key has more than 16 parts")) << text.substr(0, 20);
+    }
+    EXPECT_EQ(errorOf("\n  " + parts + "a = 1"), "keepsafe.toml:2:34: a key has more than 16 parts");
+}
+
+TEST(ParseConfig, TakesDotsInTextsNumbersAndComments)
+{
+    const std::string dots(100, '.');
+    EXPECT_EQ(parsed("# " + dots + "\ndatabase.connection = \"" + dots + "\"\n").databaseConnection, dots);
+    EXPECT_EQ(parsed("database.connection = '''\n" + dots + "''' # x\n").databaseConnection, dots);
+    EXPECT_EQ(parsed("database.connection = \"\"\"" + dots + "\"\"\"\"\n").databaseConnection, dots + '"');
+    EXPECT_EQ(errorOf(repeated("a.", 15) + "a = 1"), "keepsafe.toml:1:1: unknown key \"a\"");
+}
+
+TEST(ParseConfig, RefusesDeepArraysAndTables)
+{
+    for (const std::string& text :
+         {"x = " + repeated("[", 150000), "x = " + repeated("[", 150000) + repeated("]", 150000),
+          "x = " + repeated("{a = ", 100000) + "1" + repeated("}", 100000),
+          "x = " + repeated("[{a = ", 100000), "x = " + repeated("{" + repeated("a.", 10) + "a = ", 20000)}) {
+        EXPECT_THAT(errorOf(text), testing::HasSubstr("maximum nested value depth of 16"));
+    }
 }
 
 } // namespace

@@ -5,7 +5,7 @@
 #include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/platform/status/status_codes.h>
 
-#include "JsonHandle.h"
+#include "load.h"
 #include "log/SilencedLog.h"
 #include "output/escape.h"
 
@@ -20,7 +20,7 @@ Fault explain(const std::string& path, int status)
 {
     const std::string& file = Rbac::AccessCache::MANIFEST_FILE_NAME;
     json_error_t error = {};
-    const Tessara::Keepsafe::JsonHandle root(json_load_file(path.c_str(), 0, &error));
+    const Tessara::Keepsafe::JsonHandle root = Tessara::Keepsafe::loadJsonFile(path, error);
     if (!root) {
         const auto byte = static_cast<std::uint64_t>(error.position < 0 ? 0 : error.position);
         return {file, byte, "not a JSON document: " + escapeForMessage(error.text), ""};
