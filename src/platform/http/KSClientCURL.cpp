@@ -1,5 +1,6 @@
 #include <keepsafe/platform/http/KSClientCURL.h>
 
+#include <cstdlib>
 #include <exception>
 #include <memory>
 #include <new>
@@ -13,12 +14,21 @@
 #include "HandlePool.h"
 #include "Transfer.h"
 #include "log_tag.h"
+#include "secure_execution.h"
 #include "server_address.h"
 
 namespace Platform = Tessara::Keepsafe::Platform;
 namespace http = Platform::http;
 
 namespace {
+
+/// Whether libcurl, when it is initialised, would open a file of the caller's choice with rights that the
+/// caller does not have. It does not ask whether the environment is to be trusted.
+bool opensKeyLog() noexcept
+{
+    return Tessara::Keepsafe::Process::isSecureExecution() &&
+           std::getenv("SSLKEYLOGFILE") != nullptr; // NOLINT(concurrency-mt-unsafe)
+}
 
 /// Null, with `status` and `reason` set, when there is none.
 std::unique_ptr<http::Handle> handleFor(http::ConnectionKey key, int& status, std::string& reason)
@@ -31,7 +41,12 @@ std::unique_ptr<http::Handle> handleFor(http::ConnectionKey key, int& status, st
     if (status != CURLE_OK) {
         return nullptr;
     }
-    handle = http::Handle::make(std::move(key));
+    if (opensKeyLog()) {
+        reason = "no requests with SSLKEYLOGFILE in a process with more rights than its caller (AT_SECURE)";
+        logmsgf(Platform::LOG_LEVEL_ERROR, http::TAG, "%s", reason.c_str());
+    } else {
+        handle = http::Handle::make(std::move(key));
+    }
     if (!handle) {
         status = CURLE_FAILED_INIT;
     }

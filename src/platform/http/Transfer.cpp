@@ -5,6 +5,8 @@
 #include <memory>
 #include <new>
 
+#include <openssl/ssl.h>
+
 #include "Receiver.h"
 
 namespace Tessara::Keepsafe::Platform::http {
@@ -72,6 +74,13 @@ private:
     CURLcode status_;
 };
 
+/// libcurl writes the secrets of each connection to the file that the environment names as SSLKEYLOGFILE.
+CURLcode withoutKeyLog(CURL* /*curl*/, void* context, void* /*user*/) noexcept
+{
+    SSL_CTX_set_keylog_callback(static_cast<SSL_CTX*>(context), nullptr);
+    return CURLE_OK;
+}
+
 void setSecurity(Options& options, const TlsFiles& files)
 {
     options.set(CURLOPT_PROTOCOLS_STR, "https")
@@ -81,6 +90,7 @@ void setSecurity(Options& options, const TlsFiles& files)
         // Each connection verifies its server again; also, libcurl 7.88 frees a session twice if it runs out
         // of memory while storing it.
         .set(CURLOPT_SSL_SESSIONID_CACHE, 0L)
+        .set(CURLOPT_SSL_CTX_FUNCTION, &withoutKeyLog)
         .set(CURLOPT_SSL_VERIFYPEER, 1L)
         .set(CURLOPT_SSL_VERIFYHOST, 2L)
         .set(CURLOPT_CAINFO, files.ca.path.c_str())
