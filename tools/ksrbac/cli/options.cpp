@@ -66,6 +66,15 @@ void addRepeated(CLI::App& command, const char* name, std::vector<std::string>& 
     command.add_option(name, values, description)->type_name(valueName)->allow_extra_args(false);
 }
 
+void requireUnless(CLI::App& command, const char* name, const char* other)
+{
+    command.parse_complete_callback([&command, name, other] {
+        if (command.count(name) == 0 && command.count(other) == 0) {
+            throw CLI::RequiredError(name);
+        }
+    });
+}
+
 void addCache(CLI::App& command, std::string& cache)
 {
     addRequired(command, "CACHE", cache, value_name::CACHE, "A directory if it has a slash, else an id");

@@ -47,6 +47,9 @@ void addRest(CLI::App& command, const char* name, std::vector<std::string>& valu
 void addRepeated(CLI::App& command, const char* name, std::vector<std::string>& values, const char* valueName,
                  const std::string& description);
 
+/// Makes the option required on command lines that do not have the other one.
+void requireUnless(CLI::App& command, const char* name, const char* other);
+
 // Options that several commands share.
 
 /// CACHE, a directory or an id.

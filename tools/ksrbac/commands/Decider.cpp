@@ -4,6 +4,7 @@
 
 #include <boost/lexical_cast/try_lexical_convert.hpp>
 
+#include "commands/explanation.h"
 #include "output/Json.h"
 #include "output/escape.h"
 
@@ -23,21 +24,36 @@ bool Decider::answer(const std::string& text)
     if (!boost::conversion::try_lexical_convert(text, object)) {
         return false;
     }
-    const bool allowed = checker_.checkAccess(object);
+    if (explainer_ != nullptr) {
+        const Rbac::Explanation explanation = explainer_->explain(object);
+        print(text, object.str(), explanation.verdict.isAllowed, &explanation);
+    } else {
+        print(text, object.str(), checker_.checkAccess(object), nullptr);
+    }
+    return true;
+}
+
+void Decider::print(std::string_view text, std::string_view textForm, bool allowed,
+                    const Rbac::Explanation* explanation)
+{
     if (!allowed) {
         raise(ExitStatus::Negative);
     }
     if (json_) {
-        console_.print(JsonObject()
-                           .add("object", object.str())
-                           .add("operation", operation_)
-                           .add("allowed", allowed)
-                           .text() +
-                       '\n');
-    } else {
-        console_.print((allowed ? "allow\t" : "deny\t") + text + '\n');
+        JsonObject json;
+        json.add("object", textForm).add("operation", operation_).add("allowed", allowed);
+        if (explanation != nullptr) {
+            addExplanation(json, *explanation);
+        }
+        console_.print(json.text() + '\n');
+        return;
     }
-    return true;
+    console_.print(allowed ? "allow\t" : "deny\t");
+    console_.print(text);
+    console_.print("\n");
+    if (explanation != nullptr) {
+        console_.print(explanationText(*explanation));
+    }
 }
 
 void Decider::complainMalformed(const std::string& where, const std::string& text)

@@ -2,21 +2,30 @@
 #define KSRBAC_COMMANDS_DECIDER_H
 
 #include <string>
+#include <string_view>
 
 #include <keepsafe/rbac/client/AccessChecker.h>
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
+#include <keepsafe/rbac/questions/explain.h>
 
 #include "exit_status.h"
 #include "io/Console.h"
 
 namespace ksrbac {
 
-/// Answers objects one by one with one checker, prints the answers and keeps the resulting exit status. The
-/// checker and the console must outlive it.
+/// Answers objects with one checker, prints the answers and keeps the resulting exit status. The checker and
+/// the console must outlive it.
 class Decider {
 public:
     Decider(const Tessara::Keepsafe::Rbac::AccessChecker& checker,
             const Tessara::Keepsafe::Rbac::ObjectNamespace& operation, bool json, Console& console);
+
+    /// From now on the explainer decides, and each answer has its explanation. It must outlive the decider.
+    void explainWith(const Tessara::Keepsafe::Rbac::Explainer& explainer) noexcept
+    {
+        explainer_ = &explainer;
+    }
+    [[nodiscard]] bool isExplaining() const noexcept { return explainer_ != nullptr; }
 
     /// `where` names the place of the text for the message about a malformed one. Exceptions of the checker
     /// pass through; nothing is printed for that object.
@@ -28,14 +37,20 @@ public:
         }
     }
 
+    /// Prints the answer about a name in its text form, which was decided elsewhere.
+    void print(std::string_view text, bool allowed) { print(text, text, allowed, nullptr); }
+
     [[nodiscard]] ExitStatus status() const noexcept { return status_; }
 
 private:
     [[nodiscard]] bool answer(const std::string& text);
+    void print(std::string_view text, std::string_view textForm, bool allowed,
+               const Tessara::Keepsafe::Rbac::Explanation* explanation);
     void complainMalformed(const std::string& where, const std::string& text);
     void raise(ExitStatus status) noexcept;
 
     const Tessara::Keepsafe::Rbac::AccessChecker& checker_;
+    const Tessara::Keepsafe::Rbac::Explainer* explainer_ = nullptr;
     std::string operation_;
     bool json_;
     Console& console_;

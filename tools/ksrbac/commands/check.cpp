@@ -6,20 +6,20 @@
 #include <variant>
 #include <vector>
 
-#include <keepsafe/cache/OperationCache.h>
 #include <keepsafe/rbac/client/AccessControlClient.h>
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
+#include <keepsafe/rbac/questions/explain.h>
 
 #include "cli/arguments.h"
 #include "cli/options.h"
 #include "commands/Decider.h"
-#include "commands/clients.h"
+#include "commands/ObjectRow.h"
 #include "commands/commands.h"
-#include "commands/load_operations.h"
+#include "commands/decision_table.h"
 #include "commands/make_checker.h"
+#include "commands/policy.h"
 #include "io/LineReader.h"
 #include "io/input.h"
-#include "io/token_file.h"
 #include "output/escape.h"
 
 namespace ksrbac {
@@ -59,10 +59,20 @@ carriage return or an empty line makes it malformed. Malformed objects are
 reported on standard error with their line number, and the others are still
 answered.
 
-Exit status: 0 all allowed, 1 some denied, 2 usage error, or an input that is
-malformed or cannot be read, 3 the library reported a status or failed: it is
-printed on standard error, and objects without a line were not decided, 4
-standard output could not be written.)";
+With --explain each answer has its reason and the objects on the way to it:
+indented lines, or with --json the members "reason" and "path". The reasons:
+granted, granted-by-ancestor, role-0, unknown-operation, no-roles,
+inheritance-off, not-granted, enforcement-off.
+
+With --expect the decisions are those of a table, one a line: role ids,
+operation, object, and allow or deny, with tabs between them; # begins a
+comment. Only those that differ are printed, and the exit status is 1 if any
+does.
+
+Exit status: 0 all allowed, or all as expected, 1 some not, 2 usage error, or an
+input that is malformed or cannot be read, 3 the library reported a status or
+failed: it is printed on standard error, and objects without a line were not
+decided, 4 standard output could not be written.)";
 
 constexpr char EXAMPLE[] = R"(Examples:
   ksrbac check --cache main --operation '|OPERATIONS|VIEW|' --roles 17,3 \
@@ -72,43 +82,38 @@ constexpr char EXAMPLE[] = R"(Examples:
   ksrbac check --operation '|OPERATIONS|VIEW|' --session-token-file token \
     '|KEEPSAFE|PROTECTION|'
   ksrbac check --for '|STORAGE|' --operation '|OPERATIONS|VIEW|' --roles 17 \
-    '|STORAGE|disk-01|')";
+    '|STORAGE|disk-01|'
+  ksrbac check --cache main --operation '|OPERATIONS|VIEW|' --roles 17 \
+    --explain '|KEEPSAFE|PROTECTION|'
+  ksrbac check --cache main --expect decisions.tsv)";
 
 struct Options {
-    std::optional<std::string> cache;     ///< nothing: the service is asked
-    std::optional<std::string> coveredBy; ///< the namespace that the service is asked about
-    std::string operation;
-    std::optional<std::string> roles;
-    std::optional<std::string> sessionTokenFile;
+    PolicyOptions policy;
+    CallerOptions caller;
+    std::optional<std::string> operation;
     std::optional<std::string> objectsFrom;
+    std::optional<std::string> expect;
     std::vector<std::string> objects;
+    bool explain = false;
 };
 
 void requireConsistent(const Options& options)
 {
+    requireConsistent("check", options.policy);
+    if (options.expect) {
+        if (options.operation || options.caller.roles || options.caller.sessionTokenFile || options.explain ||
+            options.objectsFrom || !options.objects.empty()) {
+            throw InputError("check: --expect takes roles, operations and objects from the table alone");
+        }
+        return;
+    }
     if (options.objects.empty() && !options.objectsFrom) {
         throw InputError("check: give objects as arguments or with --objects-from");
     }
-    if (options.roles.has_value() == options.sessionTokenFile.has_value()) {
-        throw InputError("check: give either --roles or --session-token-file");
-    }
-    if (options.cache && options.coveredBy) {
-        throw InputError("check: --for is for the service, which --cache does not ask");
-    }
-    if (options.sessionTokenFile == STANDARD_INPUT && options.objectsFrom == STANDARD_INPUT) {
+    requireConsistent("check", options.caller);
+    if (options.caller.sessionTokenFile == STANDARD_INPUT && options.objectsFrom == STANDARD_INPUT) {
         throw InputError("check: --session-token-file and --objects-from cannot both be standard input");
     }
-}
-
-/// Who asks: role ids, or a session token.
-using Caller = std::variant<std::set<int>, std::string>;
-
-Caller readCaller(const Options& options)
-{
-    if (options.roles) {
-        return parseRoleIds("--roles", *options.roles);
-    }
-    return readToken(*options.sessionTokenFile);
 }
 
 /// One overload per kind of caller.
@@ -123,65 +128,66 @@ struct CheckerMaker {
     }
 };
 
-boost::shared_ptr<Rbac::AccessControlClient> makeClient(const Options& options,
-                                                        Rbac::OperationCache& operations)
+/// Has all objects decided, as many at a time as are there.
+void decideAll(const Options& options, const Rbac::AccessChecker& checker, Decider& decider, Console& console)
 {
-    if (options.cache) {
-        return openClient(*options.cache, operations);
-    }
-    return requestClient(options.coveredBy ? parseNamespace("--for", *options.coveredBy)
-                                           : Rbac::ObjectNamespace());
-}
-
-/// Reads the operation cache once, so that an unknown operation is reported here and not as a denial without
-/// a reason.
-void noteUnknown(Rbac::OperationCache& operations, const Rbac::ObjectNamespace& operation, Console& console)
-{
-    loadOperations(operations);
-    if (operations.operations().count(operation) == 0) {
-        console.complain("note: the operation cache does not know " + operation.str() +
-                         ": it is denied everywhere");
-    }
-}
-
-void decideAll(const Options& options, Decider& decider, Console& console)
-{
+    ObjectRow arguments(checker, decider,
+                        [](std::size_t position) { return "OBJECT " + std::to_string(position); });
     std::size_t position = 0;
     for (const std::string& object : options.objects) {
-        ++position;
-        decider.decide(object, [position] { return "OBJECT " + std::to_string(position); });
+        arguments.add(object, ++position);
     }
+    arguments.finish();
     if (!options.objectsFrom) {
         return;
     }
-    LineReader lines(*options.objectsFrom, [&console] { console.flush(); });
-    const auto where = [&lines] {
-        return escapeForMessage(lines.name()) + ':' + std::to_string(lines.lineNumber());
-    };
-    std::string line;
-    while (lines.next(line)) {
-        decider.decide(line, where);
+    const std::string name = escapeForMessage(inputName(*options.objectsFrom));
+    ObjectRow row(checker, decider, [&name](std::size_t line) { return name + ':' + std::to_string(line); });
+    LineReader lines(*options.objectsFrom, [&row, &console] {
+        row.finish();
+        console.flush();
+    });
+    try {
+        std::string line;
+        while (lines.next(line)) {
+            row.add(line, lines.lineNumber());
+        }
+    } catch (const InputError&) {
+        row.finish(); // what was read before is still answered
+        throw;
     }
+    row.finish();
+}
+
+ExitStatus decideObjects(const Options& options, bool json, Console& console)
+{
+    const Caller caller = readCaller(options.caller);
+    const Rbac::ObjectNamespace operation = parseNamespace("--operation", *options.operation);
+    Policy policy("check", options.policy, console);
+    policy.noteUnknown(operation, console);
+    if (options.explain) {
+        const std::set<int> roles = policy.rolesOf(caller);
+        const Rbac::Explainer explainer(policy.client(), roles, operation);
+        const auto checker = makeChecker(policy.client(), roles, operation);
+        Decider decider(*checker, operation, json, console);
+        decider.explainWith(explainer);
+        decideAll(options, *checker, decider, console);
+        return decider.status();
+    }
+    const auto checker = std::visit(CheckerMaker{policy.client(), operation}, caller);
+    Decider decider(*checker, operation, json, console);
+    decideAll(options, *checker, decider, console);
+    return decider.status();
 }
 
 ExitStatus run(const Options& options, bool json, Console& console)
 {
     requireConsistent(options);
-    const Caller caller = readCaller(options);
-    const Rbac::ObjectNamespace operation = parseNamespace("--operation", options.operation);
-    Rbac::OperationCache operations;
-    const auto client = makeClient(options, operations);
-    if (isEnforcing(*client)) {
-        noteUnknown(operations, operation, console);
-    } else {
-        console.complain(
-            "note: enforcement is off (feature 1 of the configuration): everything is allowed, and "
-            "neither roles nor tokens are looked at");
+    if (!options.expect) {
+        return decideObjects(options, json, console);
     }
-    const auto checker = std::visit(CheckerMaker{*client, operation}, caller);
-    Decider decider(*checker, operation, json, console);
-    decideAll(options, decider, console);
-    return decider.status();
+    Policy policy("check", options.policy, console);
+    return compareWithTable(policy, *options.expect, json, console);
 }
 
 } // namespace
@@ -190,17 +196,16 @@ Action addCheck(CLI::App& command)
 {
     const auto options = std::make_shared<Options>();
     describe(command, DESCRIPTION, EXAMPLE);
-    addOptional(command, "--cache", options->cache, value_name::CACHE,
-                "Cache: a directory if it has a slash, else an id");
-    addOptional(command, "--for", options->coveredBy, "NS",
-                "Namespace whose access cache is asked for in place\nof |, without --cache");
-    addRequired(command, "--operation", options->operation, "NS", "Namespace of the operation");
-    addOptional(command, "--roles", options->roles, "IDS",
-                "Role ids, as in 17,3; --roles=-5,3 for negative\nones, --roles= for none");
-    addOptional(command, "--session-token-file", options->sessionTokenFile, value_name::FILE_OR_STDIN,
-                "Ask for the roles of the session token in a\nfile; - is standard input");
+    addPolicyOptions(command, options->policy);
+    addOptional(command, "--operation", options->operation, "NS",
+                "Namespace of the operation; required without\n--expect");
+    addCallerOptions(command, options->caller);
     addOptional(command, "--objects-from", options->objectsFrom, value_name::FILE_OR_STDIN,
                 "Read objects by line; - is standard input");
+    addFlag(command, "--explain", options->explain, "Say why");
+    addOptional(command, "--expect", options->expect, value_name::FILE_OR_STDIN,
+                "Compare the decisions with those of a table");
+    requireUnless(command, "--operation", "--expect");
     addRest(command, "OBJECT", options->objects, "NS", "Namespaces of objects");
     // The parser would end the objects at "--" once it has seen one of them.
     return {[options](bool json, Console& console) { return run(*options, json, console); },

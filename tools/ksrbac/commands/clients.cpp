@@ -42,10 +42,11 @@ boost::shared_ptr<Rbac::AccessControlClient> openClient(const std::string& idOrD
     return boost::make_shared<Rbac::DiskAccessControlClient>(manifest.ns, openCache(manifest), operations);
 }
 
-boost::shared_ptr<Rbac::AccessControlClient> requestClient(const Rbac::ObjectNamespace& objectNamespace)
+boost::shared_ptr<Rbac::AccessControlClient> requestClient(const std::string& command,
+                                                           const Rbac::ObjectNamespace& objectNamespace)
 {
     boost::shared_ptr<Rbac::AccessControlClient> client;
-    askService("check: asking which access cache serves " + objectNamespace.str(), [&] {
+    askService(command + ": asking which access cache serves " + objectNamespace.str(), [&] {
         std::exception_ptr cause;
         const int status = Rbac::AccessControlClient::create(objectNamespace, client, cause);
         if (status != Tessara::Keepsafe::Status::SUCCESS) {

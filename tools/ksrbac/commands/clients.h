@@ -17,9 +17,9 @@ boost::shared_ptr<Tessara::Keepsafe::Rbac::AccessControlClient>
 openClient(const std::string& idOrDirectory, Tessara::Keepsafe::Rbac::OperationCache& operations);
 
 /// The client that a process of the product gets for objects below the namespace: where enforcement is on,
-/// the service is asked which cache that is. Throws `ServiceError`.
+/// the service is asked which cache that is. Throws `ServiceError` that begins with the command's name.
 boost::shared_ptr<Tessara::Keepsafe::Rbac::AccessControlClient>
-requestClient(const Tessara::Keepsafe::Rbac::ObjectNamespace& objectNamespace);
+requestClient(const std::string& command, const Tessara::Keepsafe::Rbac::ObjectNamespace& objectNamespace);
 
 /// False for the client that allows everything, because enforcement is off.
 bool isEnforcing(const Tessara::Keepsafe::Rbac::AccessControlClient& client) noexcept;

@@ -6,6 +6,8 @@ const CommandTable& commandTable()
 {
     static const CommandTable table{
         {"check", addCheck},
+        {"who-can", addWhoCan},
+        {"what-can", addWhatCan},
         {"cache", nullptr, "Examine an access cache.", "ksrbac cache verify main"},
         {"cache info", addCacheInfo},
         {"cache verify", addCacheVerify},

@@ -11,6 +11,8 @@ const CommandTable& commandTable();
 
 // Each is the `add` of its row, in a file with the command's name.
 Action addCheck(CLI::App& command);
+Action addWhoCan(CLI::App& command);
+Action addWhatCan(CLI::App& command);
 Action addCacheInfo(CLI::App& command);
 Action addCacheVerify(CLI::App& command);
 Action addOperations(CLI::App& command);
