@@ -16,9 +16,10 @@ namespace Tessara::Keepsafe::Rbac {
 /// The client that answers from an access cache on disk, without network traffic. Holds no mutable state; any
 /// thread.
 ///
-/// An operation that the operation cache does not know is denied everywhere, with status 0. Role id 0 is
-/// granted every operation on every object, without consulting the cache. An empty set of roles is denied
-/// everywhere.
+/// An operation that the operation cache does not know is denied everywhere, with status 0; the file of
+/// operations is read again at each request for such a checker, so keep the checker and not the question.
+/// Role id 0 is granted every operation that the operation cache knows, on every object, without consulting
+/// the access cache. An empty set of roles is denied everywhere.
 class KEEPSAFE_API DiskAccessControlClient : public AccessControlClient {
 public:
     /// Shares `accessCache` with every checker it makes. `operationCache` is not owned and must outlive the

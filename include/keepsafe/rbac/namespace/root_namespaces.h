@@ -6,8 +6,11 @@
 
 /// \file
 /// The predefined namespaces, built when the library is loaded. Their text forms are computed at once, so
-/// they may be shared between threads as they are. Static objects of other libraries must not use them in
-/// their constructors.
+/// they may be shared between threads as they are.
+///
+/// Constructors of static objects must not use them in code that may be initialised before this library: in
+/// another library that is loaded together with it without being linked to it, or in a static library inside
+/// it. A program, and a library that is linked to this one, are initialised later and may.
 
 namespace Tessara::Keepsafe::Rbac::root_namespaces {
 
