@@ -19,7 +19,8 @@ namespace Tessara::Keepsafe::Rbac {
 /// access caches store a name.
 ///
 /// Text becomes a namespace through `operator>>`, usually as `boost::lexical_cast<ObjectNamespace>(text)`,
-/// which throws `boost::bad_lexical_cast` for a malformed text.
+/// which throws `boost::bad_lexical_cast` for a malformed text. `parseNamespace` (parse_namespace.h) also
+/// says what is wrong with it.
 ///
 /// Threads: a value without a lock. `str()`, `toLogStr()`, `operator<<` and `namespaceToString` compute the
 /// text form of a const object on first use and store it, so two threads must not make that first use of one
