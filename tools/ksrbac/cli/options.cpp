@@ -68,11 +68,9 @@ void addRepeated(CLI::App& command, const char* name, std::vector<std::string>& 
 
 void requireUnless(CLI::App& command, const char* name, const char* other)
 {
-    command.parse_complete_callback([&command, name, other] {
-        if (command.count(name) == 0 && command.count(other) == 0) {
-            throw CLI::RequiredError(name);
-        }
-    });
+    // Values are looked at before the parser asks for what is missing.
+    CLI::Option* const option = command.get_option(name)->required();
+    command.get_option(other)->each([option](const std::string& /*value*/) { option->required(false); });
 }
 
 void addCache(CLI::App& command, std::string& cache)
