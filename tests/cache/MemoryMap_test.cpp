@@ -177,6 +177,7 @@ TEST(MemoryMap, UnmapAndMapReleaseAndRenewTheMapping)
     MemoryMap map(dir.path("file"));
     map.unmap();
     EXPECT_EQ(map.address(), nullptr);
+    EXPECT_EQ(map.size(), 0U);
     map.map();
     EXPECT_EQ(contentOf(map), "abc");
 }

@@ -113,6 +113,17 @@ TEST_P(ChangedFilesTest, FolderThatIsReplacedAfterItsOldFilesWereMarkedIsReadFro
     EXPECT_TRUE(grants(2));
 }
 
+TEST_P(ChangedFilesTest, FilesThatWereMarkedAreLookedForAtOnce)
+{
+    write(directory_ + ".new", 2);
+    std::fstream marked(file("metadata"), std::ios::in | std::ios::out);
+    EXPECT_TRUE(grants(1)) << "which has just looked at the files";
+    marked.seekp(20).put(1).flush();
+    std::filesystem::rename(directory_, directory_ + MOVED_AWAY);
+    std::filesystem::rename(directory_ + ".new", directory_);
+    EXPECT_TRUE(grants(2));
+}
+
 TEST_P(ChangedFilesTest, SingleFileThatIsReplacedIsReadFromThenOn)
 {
     write(directory_ + ".new", 2);

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -90,6 +91,25 @@ TEST_F(SlotBarrierTest, WaitsForReadersOnANewPageOnly)
     EXPECT_GE(timeOfRaise(), settings.newPageWait);
     settings.newPageWait = std::chrono::hours(1); // would not end
     timeOfRaise();
+}
+
+TEST_F(SlotBarrierTest, TakesThePageThatAnotherWriterMakesWhileItWaits)
+{
+    LockSettings patience = settings;
+    patience.newPageWait = std::chrono::milliseconds(300);
+    SlotBarrier waiting(path, patience);
+    settings.newPageWait = std::chrono::milliseconds(0);
+    std::thread another([this] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        makePage();
+    });
+    raise(waiting);
+    another.join();
+    EXPECT_TRUE(waiting.isInForce());
+    ReaderSlots readers(path, settings);
+    EXPECT_FALSE(canEnter(readers));
+    waiting.lower();
+    EXPECT_TRUE(canEnterSoon(readers));
 }
 
 TEST_F(SlotBarrierTest, RaisedEarlyItMakesNothing)

@@ -135,7 +135,9 @@ TEST(LogLineEscape, WritesBytesThatAreNotUtf8InHex)
     EXPECT_EQ(escaped("\xC0\x8A"), "\\xC0\\x8A") << "overlong line feed";
     EXPECT_EQ(escaped("\xE0\x80\x8A"), "\\xE0\\x80\\x8A") << "overlong line feed";
     EXPECT_EQ(escaped("\xF0\x80\x80\x8A"), "\\xF0\\x80\\x80\\x8A") << "overlong line feed";
-    EXPECT_EQ(escaped("\xED\xA0\x80"), "\\xED\\xA0\\x80") << "surrogate";
+    EXPECT_EQ(escaped("\xED\xA0\x80"), "\\xED\\xA0\\x80") << "the first surrogate";
+    EXPECT_EQ(escaped("\xED\xBF\xBF"), "\\xED\\xBF\\xBF") << "the last surrogate";
+    EXPECT_EQ(escaped("\xED\x9F\xBF\xEE\x80\x80"), "\xED\x9F\xBF\xEE\x80\x80") << "their neighbours";
     EXPECT_EQ(escaped("\xF4\x8F\xBF\xBF"), "\xF4\x8F\xBF\xBF") << "the last code point";
     EXPECT_EQ(escaped("\xF4\x90\x80\x80"), "\\xF4\\x90\\x80\\x80") << "beyond Unicode";
 }

@@ -25,13 +25,21 @@ namespace {
 thread_local bool counting = false;
 thread_local int allocations = 0;
 thread_local int failAt = -1; ///< number of the one allocation that fails; -1: none
+std::atomic<long> living{0};  ///< blocks of all threads that are not released
 
 void* allocate(std::size_t size, const std::nothrow_t& /*nothrow*/) noexcept
 {
     if (counting && allocations++ == failAt) {
         return nullptr;
     }
+    ++living;
     return std::malloc(size == 0 ? 1 : size);
+}
+
+void release(void* memory) noexcept
+{
+    living -= memory == nullptr ? 0 : 1;
+    std::free(memory);
 }
 
 void* allocate(std::size_t size)
@@ -75,12 +83,12 @@ public:
 {
     return allocate(size, nothrow);
 }
-[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete[](void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory) noexcept { release(memory); }
+[[gnu::noinline]] void operator delete[](void* memory) noexcept { release(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { release(memory); }
+[[gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept { release(memory); }
+[[gnu::noinline]] void operator delete(void* memory, const std::nothrow_t&) noexcept { release(memory); }
+[[gnu::noinline]] void operator delete[](void* memory, const std::nothrow_t&) noexcept { release(memory); }
 
 namespace {
 
@@ -217,6 +225,21 @@ TEST_F(AllocationTest, TheStubPassesAFailedAllocationOn)
     const AllocationCount count(0);
     EXPECT_THROW((void)client.createAccessChecker({17}, operations::VIEW, 0, checker), std::bad_alloc);
     EXPECT_FALSE(checker);
+}
+
+TEST_F(AllocationTest, AThreadThatHasCheckedLeavesNothingBehind)
+{
+    const DiskAccessChecker checker(cache_, {17}, Operation{4}, 0);
+    const ObjectNamespace object("A", "X");
+    const auto checkInAThread = [&] {
+        std::thread([&] { EXPECT_TRUE(checker.checkAccess(object)); }).join();
+    };
+    checkInAThread(); // what the process keeps
+    const long before = living;
+    for (int i = 0; i < 10; ++i) {
+        checkInAThread();
+    }
+    EXPECT_LT(living - before, 10);
 }
 
 TEST_F(AllocationTest, AThreadsFirstCheckWithoutMemoryIsAnExceptionNotAnAnswer)
