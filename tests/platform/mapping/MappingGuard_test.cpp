@@ -70,6 +70,21 @@ TEST(MappingGuardTest, CutFileReadsAsZerosAndEachMissingPageIsReported)
     EXPECT_EQ(end.signal, 0);
 }
 
+TEST(MappingGuardTest, HandlerThatTheHostHasTakenAwayStaysAway)
+{
+    const ProcessEnd end = inAnotherProcess([] {
+        const CutFile file;
+        MappingGuard guard;
+        guard.guard(file.memory(), 2 * PAGE, nullptr, nullptr);
+        const bool wasThere = std::signal(SIGBUS, SIG_DFL) != SIG_DFL;
+        MappingGuard another;
+        another.guard(file.memory(), 2 * PAGE, nullptr, nullptr);
+        return wasThere && std::signal(SIGBUS, SIG_DFL) == SIG_DFL;
+    });
+    EXPECT_EQ(end.exitStatus, 0);
+    EXPECT_EQ(end.signal, 0);
+}
+
 TEST(MappingGuardTest, BusErrorElsewhereEndsTheProcessAsEver)
 {
     const ProcessEnd end = inAnotherProcess([] {

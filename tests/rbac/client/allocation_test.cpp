@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <new>
 #include <set>
+#include <string>
 #include <thread>
 #include <utility>
 
@@ -179,6 +180,15 @@ int allocationsOfAChecker(Client& client, const std::set<int>& roles, const Obje
     return count.stop();
 }
 
+int allocationsOfACheckerForAToken(StubAccessControlClient& client, const ObjectNamespace& operation)
+{
+    const std::string token;
+    boost::shared_ptr<const AccessChecker> checker;
+    AllocationCount count;
+    (void)client.createAccessChecker(nullptr, token, operation, 0, checker);
+    return count.stop();
+}
+
 TEST_F(AllocationTest, ACheckerAndItsCountAreOneAllocation)
 {
     DiskAccessControlClient client(ObjectNamespace(), cache_, operationCache_);
@@ -188,6 +198,7 @@ TEST_F(AllocationTest, ACheckerAndItsCountAreOneAllocation)
         EXPECT_EQ(allocationsOfAChecker(client, roles, view), 1);
         EXPECT_EQ(allocationsOfAChecker(stub, roles, view), 1);
     }
+    EXPECT_EQ(allocationsOfACheckerForAToken(stub, view), 1);
 }
 
 TEST_F(AllocationTest, OfAnUnknownOperationTheLookupPassesAFailedAllocationOnAndTheCheckerDoesNot)
