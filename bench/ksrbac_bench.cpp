@@ -31,6 +31,7 @@ constexpr std::array WORKLOADS{
     Workload{"peers", "checks, beside a hash table, LMDB and SQLite", measurePeers},
     Workload{"lookup", "kinds of lookups under a held lock", measureLookups},
     Workload{"opening", "open a cache", measureOpening},
+    Workload{"rows", "many objects at once, beside a hash table", measureRows},
     Workload{"scaling", "checks by roles, depth of the name, threads and processes", measureScaling},
     Workload{"publishing", "single checks while another process publishes", measureWhilePublishing},
     Workload{"writer-wait", "a writer's wait beside 8 threads that check", measureWriterWait},

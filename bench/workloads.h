@@ -34,6 +34,9 @@ void measureLock(const Settings& settings, Report& report);
 /// All contenders on caches of all sizes; what a check costs besides time; threads and processes; opening.
 /// Throws `std::runtime_error` when two contenders answer a question differently.
 void measurePeers(const Settings& settings, Report& report);
+/// Many objects at once, beside the hash table of `measurePeers`. Throws `std::runtime_error` when they
+/// answer a question differently.
+void measureRows(const Settings& settings, Report& report);
 /// Kinds of lookups, beside the same walk without bounds checks.
 void measureLookups(const Settings& settings, Report& report);
 /// Opening a cache: time, and what of it is resident.
