@@ -5,9 +5,9 @@
 #include <memory>
 #include <new>
 
-#include <openssl/ssl.h>
-
 #include "Receiver.h"
+#include "server_address.h"
+#include "verification.h"
 
 namespace Tessara::Keepsafe::Platform::http {
 namespace {
@@ -74,14 +74,7 @@ private:
     CURLcode status_;
 };
 
-/// libcurl writes the secrets of each connection to the file that the environment names as SSLKEYLOGFILE.
-CURLcode withoutKeyLog(CURL* /*curl*/, void* context, void* /*user*/) noexcept
-{
-    SSL_CTX_set_keylog_callback(static_cast<SSL_CTX*>(context), nullptr);
-    return CURLE_OK;
-}
-
-void setSecurity(Options& options, const TlsFiles& files)
+void setSecurity(Options& options, const TlsFiles& files, std::string& host)
 {
     options.set(CURLOPT_PROTOCOLS_STR, "https")
         .set(CURLOPT_FOLLOWLOCATION, 0L)
@@ -90,9 +83,10 @@ void setSecurity(Options& options, const TlsFiles& files)
         // Each connection verifies its server again; also, libcurl 7.88 frees a session twice if it runs out
         // of memory while storing it.
         .set(CURLOPT_SSL_SESSIONID_CACHE, 0L)
-        .set(CURLOPT_SSL_CTX_FUNCTION, &withoutKeyLog)
         .set(CURLOPT_SSL_VERIFYPEER, 1L)
         .set(CURLOPT_SSL_VERIFYHOST, 2L)
+        .set(CURLOPT_SSL_CTX_FUNCTION, &setUpContext)
+        .set(CURLOPT_SSL_CTX_DATA, &host)
         .set(CURLOPT_CAINFO, files.ca.path.c_str())
         // Otherwise the system's authorities would be trusted as well.
         .set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
@@ -106,7 +100,10 @@ void setSecurity(Options& options, const TlsFiles& files)
 
 void setLimits(Options& options, const Config& config, const Request& request)
 {
-    options.set(CURLOPT_NOSIGNAL, 1L)
+    options
+        .set(CURLOPT_NOSIGNAL, 1L)
+        // Otherwise a slow lookup of the server's name is waited for to its end, whatever the limits are.
+        .set(CURLOPT_QUICK_EXIT, 1L)
         .set(CURLOPT_CONNECTTIMEOUT, static_cast<long>(config.httpConnectTimeoutSeconds))
         .set(CURLOPT_TIMEOUT, static_cast<long>(config.httpTotalTimeoutSeconds))
         .set(CURLOPT_LOW_SPEED_LIMIT, STALL_BYTES_PER_SECOND)
@@ -115,6 +112,17 @@ void setLimits(Options& options, const Config& config, const Request& request)
         .set(CURLOPT_XFERINFOFUNCTION, &progress)
         .set(CURLOPT_XFERINFODATA, request.aborted)
         .set(CURLOPT_NOPROGRESS, 0L);
+}
+
+/// Whether a server that gets the request twice does no more than with the first one.
+bool mayBeRepeated(const std::string& method) { return method != "POST" && method != "PATCH"; }
+
+/// libcurl repeats a request if a kept connection ends before its response: the server may have closed the
+/// idle connection before it saw the request. It cannot know that, so other requests never use a kept one.
+void setConnection(Options& options, const Request& request)
+{
+    const long isAlone = mayBeRepeated(request.method) ? 0L : 1L;
+    options.set(CURLOPT_FRESH_CONNECT, isAlone).set(CURLOPT_FORBID_REUSE, isAlone);
 }
 
 void setRequest(Options& options, const std::string& serverUrl, const Request& request,
@@ -151,7 +159,9 @@ int transfer(Handle& handle, const Config& config, const Request& request, Respo
     std::array<char, CURL_ERROR_SIZE> words{};
     Options options(handle);
     options.set(CURLOPT_ERRORBUFFER, words.data());
-    setSecurity(options, handle.key().files);
+    std::string host = hostOf(handle.key().serverUrl);
+    setSecurity(options, handle.key().files, host);
+    setConnection(options, request);
     setLimits(options, config, request);
     setRequest(options, handle.key().serverUrl, request, headers.get());
     setReceiver(options, receiver);

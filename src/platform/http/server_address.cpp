@@ -21,6 +21,13 @@ std::string serverUrl(const std::string& host, int port)
     return "https://" + (isIPv6 ? "[" + host + "]" : host) + ":" + std::to_string(port) + "/";
 }
 
+std::string hostOf(const std::string& serverUrl)
+{
+    const std::size_t begin = serverUrl.find("//") + 2;
+    const std::string host = serverUrl.substr(begin, serverUrl.rfind(':') - begin);
+    return host.front() == '[' ? host.substr(1, host.size() - 2) : host;
+}
+
 std::string requestTarget(const std::string& path)
 {
     if (!std::all_of(path.begin(), path.end(), isPathByte)) {

@@ -101,7 +101,7 @@ TEST_F(Fork, DoesNotDisturbRequestsOfOtherThreads)
     for (int number = 0; number < 4; ++number) {
         threads.emplace_back([this, &over, &failures] {
             while (!over) {
-                failures += clientOf(server).Post("parent", "{}") == CURLE_OK ? 0 : 1;
+                failures += clientOf(server).Put("parent", "{}") == CURLE_OK ? 0 : 1;
             }
         });
     }

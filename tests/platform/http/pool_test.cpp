@@ -17,7 +17,9 @@
 namespace {
 
 using keepsafe_test::answer;
+using keepsafe_test::bytesThenBreakOff;
 using keepsafe_test::bytesThenClose;
+using keepsafe_test::bytesThenReset;
 using keepsafe_test::CertificateAuthority;
 using keepsafe_test::CertificateFiles;
 using keepsafe_test::HttpsServer;
@@ -44,16 +46,60 @@ TEST_F(Connections, ServeAThousandRequestsOfAsManyClients)
     EXPECT_EQ(server.connections(), 1U);
 }
 
-TEST_F(Connections, ServeEveryKindOfRequest)
+TEST_F(Connections, ServeRequestsThatMayBeRepeated)
+{
+    KSClientCURL client = clientOf(server);
+    EXPECT_EQ(client.Get("path"), CURLE_OK);
+    EXPECT_EQ(client.Put("path", "{}"), CURLE_OK);
+    EXPECT_EQ(client.Delete("path"), CURLE_OK);
+    EXPECT_EQ(server.connections(), 1U);
+}
+
+TEST_F(Connections, OfRequestsThatMustNotBeRepeatedAreTheirOwn)
 {
     KSClientCURL client = clientOf(server);
     EXPECT_EQ(client.Get("path"), CURLE_OK);
     EXPECT_EQ(client.Post("path", "{}"), CURLE_OK);
-    EXPECT_EQ(client.Put("path", "{}"), CURLE_OK);
-    EXPECT_EQ(client.Delete("path"), CURLE_OK);
     EXPECT_EQ(client.Patch("path", "{}"), CURLE_OK);
-    EXPECT_EQ(server.connections(), 1U);
+    EXPECT_EQ(server.connections(), 3U);
+    EXPECT_EQ(server.waitForOpenConnections(1), 1U) << "they are closed after the response";
+    EXPECT_EQ(client.Get("path"), CURLE_OK);
+    EXPECT_EQ(lastConnection(), 1U) << "the kept one is still used";
 }
+
+/// A request of a method, sent when the client keeps a connection that the server closes once it has read it.
+class KeptConnection : public Connections, public testing::WithParamInterface<std::string> {
+protected:
+    int sendAfterGet(const keepsafe_test::Play& play, const std::string& body = "{}")
+    {
+        EXPECT_EQ(statusOfGet(server), CURLE_OK);
+        server.playNext(play);
+        KSClientCURL client = clientOf(server);
+        return GetParam() == "POST" ? client.Post("changes", body) : client.Patch("changes", body);
+    }
+
+    /// How many requests have come beside the first.
+    [[nodiscard]] std::size_t changes() const { return server.requests().size() - 1; }
+};
+
+TEST_P(KeptConnection, ThatTheServerClosesAfterReadingDoesNotSendItTwice)
+{
+    EXPECT_NE(sendAfterGet(bytesThenClose("")), CURLE_OK);
+    EXPECT_EQ(changes(), 1U);
+    EXPECT_NE(sendAfterGet(bytesThenBreakOff("")), CURLE_OK);
+    EXPECT_EQ(changes(), 3U) << "and one more GET";
+    EXPECT_NE(sendAfterGet(bytesThenReset("")), CURLE_OK);
+    EXPECT_EQ(changes(), 5U) << "and one more GET";
+}
+
+TEST_P(KeptConnection, ThatTheServerClosesAfterReadingDoesNotSendALongOrEmptyBodyTwice)
+{
+    EXPECT_NE(sendAfterGet(bytesThenClose(""), std::string(1 << 20, ' ')), CURLE_OK);
+    EXPECT_NE(sendAfterGet(bytesThenClose(""), ""), CURLE_OK);
+    EXPECT_EQ(changes(), 3U) << "of which one is a GET";
+}
+
+INSTANTIATE_TEST_SUITE_P(OfEachMethod, KeptConnection, testing::Values("POST", "PATCH"));
 
 TEST_F(Connections, LiveOnAfterAResponseOfAnyStatus)
 {
@@ -67,7 +113,7 @@ TEST_F(Connections, LiveOnAfterAResponseOfAnyStatus)
 TEST_F(Connections, ThatTheServerClosedMeanwhileAreReplaced)
 {
     for (int round = 0; round < 5; ++round) {
-        EXPECT_EQ(clientOf(server).Post("path", "{}"), CURLE_OK);
+        EXPECT_EQ(clientOf(server).Put("path", "{}"), CURLE_OK);
         server.closeConnections();
     }
     EXPECT_EQ(server.connections(), 5U);
@@ -79,7 +125,7 @@ TEST_F(Connections, ThatTheServerClosesInsteadOfARespondingAreReplaced)
     // As when the server closes an idle connection while the request is on its way.
     ASSERT_EQ(statusOfGet(server), CURLE_OK);
     server.playNext(bytesThenClose(""));
-    EXPECT_EQ(clientOf(server).Post("path", "{}"), CURLE_OK);
+    EXPECT_EQ(clientOf(server).Put("path", "{}"), CURLE_OK);
     EXPECT_EQ(server.connections(), 2U);
     EXPECT_EQ(server.requests().back().body, "{}");
 }
@@ -160,7 +206,7 @@ TEST_F(Connections, ServeOneThreadAtATime)
                 const std::unique_ptr<KSClientCURL_Base> client(
                     factory.create("127.0.0.1", server.port(), CLIENT_KIND_REST));
                 const std::string path = std::to_string(number) + "/" + std::to_string(round);
-                const bool sent = client->Post(path, "-" + path) == CURLE_OK;
+                const bool sent = client->Put(path, "-" + path) == CURLE_OK;
                 right += sent && client->responseBody() == "/" + path + "-" + path ? 1 : 0;
             }
         });

@@ -124,7 +124,7 @@ TEST_F(Requests, NameTheVersionThatWasAskedFor)
 TEST_F(Requests, DoNotInheritAnythingFromTheOneBeforeOnTheSameConnection)
 {
     client.setApiVersion(3);
-    ASSERT_EQ(client.Post("first", "{\"a\":1}"), CURLE_OK);
+    ASSERT_EQ(client.Put("first", "{\"a\":1}"), CURLE_OK);
     ASSERT_EQ(clientOf(server).Get("second"), CURLE_OK);
     const RecordedRequest request = lastRequest();
     EXPECT_EQ(request.connection, 1U);

@@ -50,6 +50,22 @@ TEST_F(ServerCertificate, OfAnotherHostIsRefused)
     EXPECT_EQ(statusWith(ca.issue({"text", "serverAuth", "DNS:127.0.0.1"})), CURLE_PEER_FAILED_VERIFICATION);
 }
 
+TEST_F(ServerCertificate, WithoutAnAlternativeNameIsRefusedWhateverItsCommonNameIs)
+{
+    EXPECT_EQ(statusWith(ca.issue({"localhost", "serverAuth", ""}), "localhost"),
+              CURLE_PEER_FAILED_VERIFICATION);
+    EXPECT_EQ(statusWith(ca.issue({"127.0.0.1", "serverAuth", ""})), CURLE_PEER_FAILED_VERIFICATION);
+    EXPECT_EQ(statusWith(ca.issue({"localhost", "serverAuth", "URI:https://localhost/,email:a@localhost"}),
+                         "localhost"),
+              CURLE_PEER_FAILED_VERIFICATION);
+}
+
+TEST_F(ServerCertificate, ThatNamesOnlyAPartOfTheHostIsRefused)
+{
+    EXPECT_EQ(statusWith(ca.issue({"part", "serverAuth", "DNS:local*"}), "localhost"),
+              CURLE_PEER_FAILED_VERIFICATION);
+}
+
 TEST_F(ServerCertificate, ThatHasExpiredOrIsNotYetValidIsRefused)
 {
     EXPECT_EQ(statusWith(ca.issue({"old", "serverAuth", "IP:127.0.0.1", -7200, -3600})),

@@ -19,11 +19,13 @@
 /// belong to the last request, and are 0 and empty when it failed.
 ///
 /// The server may close a kept connection just when the next request is on its way; if no part of a response
-/// has arrived, that request is sent once more on a new connection.
+/// has arrived, a GET, PUT or DELETE is sent once more on a new connection. POST and PATCH are never sent
+/// twice: each has a connection of its own.
 ///
-/// Security: TLS 1.2 or later; the server's certificate must be issued by the configured CA for the requested
-/// name; the host's certificate and key authenticate the client; redirects are not followed, and proxies of
-/// the environment are not used. See `[tls]` and `[http]` in the configuration.
+/// Security: TLS 1.2 or later; the server's certificate must be issued by the configured CA and have the
+/// requested name or address as a subject alternative name; its common name does not count. The host's
+/// certificate and key authenticate the client; redirects are not followed, and proxies of the environment
+/// are not used. See `[tls]` and `[http]` in the configuration.
 
 /// Which of the host's certificates authenticates the client.
 enum cert_type : int { CERT_TYPE_NONE = 0, CERT_TYPE_HOST = 1 };
