@@ -7,13 +7,14 @@
 #include <keepsafe/platform/status/EC_exception.h>
 
 #include "errors/InputError.h"
+#include "printable.h"
 
 namespace keepsafe_sandbox {
 
 int runProgram(const std::string& name, const std::function<int()>& run)
 {
     const auto report = [&name](const std::string& message, int status) {
-        std::cerr << name << ": " << message << "\n";
+        std::cerr << name << ": " << Tessara::Keepsafe::Process::printable(message) << "\n";
         return status;
     };
     // A file size limit must show as an error of the write that reaches it.

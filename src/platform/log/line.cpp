@@ -1,6 +1,5 @@
 #include "line.h"
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -10,57 +9,10 @@
 
 #include <keepsafe/platform/log/logmsg.h>
 
+#include "printable.h"
+
 namespace Tessara::Keepsafe::Platform::detail {
 namespace {
-
-unsigned byteAt(std::string_view text, std::size_t at) { return static_cast<unsigned char>(text[at]); }
-
-bool isContinuation(unsigned byte) { return (byte & 0xC0U) == 0x80U; }
-
-/// The length of the UTF-8 sequence of more than one byte at the start of `text`, and its code point; 0 when
-/// there is none or it is overlong, a surrogate or beyond Unicode.
-std::size_t decodeSequence(std::string_view text, std::uint32_t& codePoint)
-{
-    struct Form {
-        unsigned mask, lead;
-        std::uint32_t least;
-    };
-    constexpr std::array<Form, 3> FORMS = {
-        {{0xE0U, 0xC0U, 0x80U}, {0xF0U, 0xE0U, 0x800U}, {0xF8U, 0xF0U, 0x10000U}}};
-    const unsigned first = byteAt(text, 0);
-    for (std::size_t form = 0; form < FORMS.size(); ++form) {
-        const std::size_t length = form + 2;
-        if ((first & FORMS[form].mask) != FORMS[form].lead) {
-            continue;
-        }
-        if (text.size() < length) {
-            return 0;
-        }
-        codePoint = first & ~FORMS[form].mask;
-        for (std::size_t at = 1; at < length; ++at) {
-            if (!isContinuation(byteAt(text, at))) {
-                return 0;
-            }
-            codePoint = (codePoint << 6U) | (byteAt(text, at) & 0x3FU);
-        }
-        const bool isSurrogate = codePoint >= 0xD800U && codePoint <= 0xDFFFU;
-        return codePoint < FORMS[form].least || isSurrogate || codePoint > 0x10FFFFU ? 0 : length;
-    }
-    return 0;
-}
-
-/// How many bytes at the start of `text` can be written as they are.
-std::size_t harmlessLength(std::string_view text)
-{
-    const unsigned first = byteAt(text, 0);
-    if (first < 0x80U) {
-        return first >= 0x20U && first != 0x7FU ? 1 : 0;
-    }
-    std::uint32_t codePoint = 0;
-    const std::size_t length = decodeSequence(text, codePoint);
-    const bool breaksLines = codePoint < 0xA0U || codePoint == 0x2028U || codePoint == 0x2029U;
-    return breaksLines ? 0 : length;
-}
 
 const char* levelName(int level)
 {
@@ -111,9 +63,9 @@ void appendTime(std::chrono::system_clock::time_point now, spdlog::memory_buf_t&
 void appendEscaped(std::string_view text, spdlog::memory_buf_t& out)
 {
     while (!text.empty()) {
-        const std::size_t length = harmlessLength(text);
+        const std::size_t length = Process::printableLength(text);
         if (length == 0) {
-            fmt::format_to(std::back_inserter(out), "\\x{:02X}", byteAt(text, 0));
+            fmt::format_to(std::back_inserter(out), "\\x{:02X}", static_cast<unsigned char>(text.front()));
             text.remove_prefix(1);
         } else {
             out.append(text.data(), text.data() + length);

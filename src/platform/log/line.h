@@ -13,8 +13,8 @@
 
 namespace Tessara::Keepsafe::Platform::detail {
 
-/// Appends `text` with every byte that could break a line or command a terminal written as \xHH: the control
-/// characters of ASCII and Latin-1, the separators U+2028 and U+2029, and bytes that are not UTF-8.
+/// Appends `text` with every byte that could break a line, command a terminal or disguise what is shown
+/// written as \xHH: control and format characters (see printable.h) and bytes that are not UTF-8.
 void appendEscaped(std::string_view text, spdlog::memory_buf_t& out);
 
 /// Appends a whole line for the record, its end included:

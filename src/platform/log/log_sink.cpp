@@ -1,6 +1,9 @@
 #include <keepsafe/platform/log/log_sink.h>
 
 #include <cerrno>
+#include <cstddef>
+#include <exception>
+#include <string>
 #include <utility>
 
 #include <keepsafe/platform/log/logmsg.h>
@@ -50,18 +53,52 @@ namespace detail {
 
 std::atomic<int> threshold{LOG_LEVEL_NOTABLE};
 
-void dispatch(int level, std::string_view tag, std::string_view text) noexcept
+namespace {
+
+/// Short enough, without half a character at its end.
+std::string_view beginningOf(std::string_view text) noexcept
+{
+    std::size_t size = LONGEST_TEXT;
+    if (text.size() > size) {
+        for (int back = 0; back < 3 && (static_cast<unsigned char>(text[size]) & 0xC0U) == 0x80U; ++back) {
+            --size;
+        }
+    }
+    return text.substr(0, size);
+}
+
+void hand(LogSink& sink, const LogRecord& record, std::size_t leftOut) noexcept
+{
+    if (leftOut == 0) {
+        return sink.write(record);
+    }
+    try {
+        const std::string text =
+            std::string(record.text) + "... (" + std::to_string(leftOut) + " more bytes)";
+        sink.write({record.level, record.tag, text});
+    } catch (const std::exception&) {
+        sink.write(record);
+    }
+}
+
+} // namespace
+
+void dispatch(int level, std::string_view tag, std::string_view text, std::size_t leftOut) noexcept
 {
     const int errorNumber = errno;
+    const std::string_view shown = beginningOf(text);
+    const LogRecord record{level, tag, shown};
+    leftOut += text.size() - shown.size();
     std::shared_ptr<LogSink> sink;
     {
         const std::lock_guard<std::mutex> guard(sinkMutex);
         sink = *current;
     }
     if (sink != nullptr) {
-        sink->write({level, tag, text});
+        hand(*sink, record, leftOut);
     } else {
-        StderrSink().write({level, tag, text});
+        StderrSink standardError;
+        hand(standardError, record, leftOut);
     }
     errno = errorNumber;
 }

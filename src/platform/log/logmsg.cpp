@@ -1,5 +1,6 @@
 #include <keepsafe/platform/log/logmsg.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstddef>
@@ -29,12 +30,13 @@ int levelOfVerbosity(int verbosity) noexcept
 void dispatchLong(int level, std::string_view tag, const char* format, std::va_list arguments,
                   std::size_t length, std::string_view beginning) noexcept
 {
-    const std::unique_ptr<char[]> text(new (std::nothrow) char[length + 1]);
-    if (text == nullptr || std::vsnprintf(text.get(), length + 1, format, arguments) < 0) {
-        dispatch(level, tag, beginning);
+    const std::size_t shown = std::min(length, Platform::detail::LONGEST_TEXT);
+    const std::unique_ptr<char[]> text(new (std::nothrow) char[shown + 1]);
+    if (text == nullptr || std::vsnprintf(text.get(), shown + 1, format, arguments) < 0) {
+        dispatch(level, tag, beginning, length - beginning.size());
         return;
     }
-    dispatch(level, tag, {text.get(), length});
+    dispatch(level, tag, {text.get(), shown}, length - shown);
 }
 
 void formatAndDispatch(int level, const char* tag, const char* format, std::va_list arguments) noexcept

@@ -121,7 +121,20 @@ TEST(LogLineEscape, WritesOtherLineBreaksAndTerminalControlsInHex)
     EXPECT_EQ(escaped("\xC2\xA0"), "\xC2\xA0") << "the first character after the controls";
     EXPECT_EQ(escaped("\xE2\x80\xA8"), "\\xE2\\x80\\xA8") << "line separator";
     EXPECT_EQ(escaped("\xE2\x80\xA9"), "\\xE2\\x80\\xA9") << "paragraph separator";
-    EXPECT_EQ(escaped("\xE2\x80\xA7\xE2\x80\xAA"), "\xE2\x80\xA7\xE2\x80\xAA") << "their neighbours";
+    EXPECT_EQ(escaped("\xE2\x80\xA7\xE2\x80\xAF"), "\xE2\x80\xA7\xE2\x80\xAF") << "the neighbours of these";
+}
+
+TEST(LogLineEscape, WritesFormatCharactersInHex)
+{
+    EXPECT_EQ(escaped("a\xE2\x80\xAE"
+                      "b"),
+              "a\\xE2\\x80\\xAEb")
+        << "right-to-left override";
+    EXPECT_EQ(escaped("\xE2\x81\xA6"), "\\xE2\\x81\\xA6") << "left-to-right isolate";
+    EXPECT_EQ(escaped("\xE2\x80\x8B"), "\\xE2\\x80\\x8B") << "zero width space";
+    EXPECT_EQ(escaped("\xC2\xAD"), "\\xC2\\xAD") << "soft hyphen";
+    EXPECT_EQ(escaped("\xEF\xBB\xBF"), "\\xEF\\xBB\\xBF") << "byte order mark";
+    EXPECT_EQ(escaped("\xF3\xA0\x81\x81"), "\\xF3\\xA0\\x81\\x81") << "a tag";
 }
 
 TEST(LogLineEscape, WritesBytesThatAreNotUtf8InHex)

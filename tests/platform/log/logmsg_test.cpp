@@ -46,14 +46,34 @@ TEST(Logmsgf, DoesNotLookAtTheArgumentsOfAMessageBelowTheThreshold)
     EXPECT_EQ(log.lines(), Lines{});
 }
 
-TEST(Logmsgf, WritesMessagesOfAnyLengthWhole)
+TEST(Logmsgf, WritesMessagesOfUpTo16KiBWhole)
 {
-    for (const std::size_t length : {0U, 1U, 1022U, 1023U, 1024U, 1025U, 4096U, 1000000U}) {
+    for (const std::size_t length : {0U, 1U, 511U, 512U, 1022U, 1023U, 1024U, 1025U, 4096U, 8192U}) {
         const CapturedLog log;
         const std::string text(length, 'x');
         logmsgf(16, "tag", "%s%s", text.c_str(), text.c_str());
         EXPECT_EQ(log.lines(), (Lines{{16, "tag", text + text}})) << length;
     }
+}
+
+TEST(Logmsgf, SaysHowMuchOfALongerMessageIsLeftOut)
+{
+    const CapturedLog log;
+    const std::string longest(16 * 1024, 'x');
+    logmsgf(16, "tag", "%sy", longest.c_str());
+    logmsgf(16, "tag", "%s", std::string(60'000'000, 'x').c_str());
+    logmsgv(1, 0, "tag", (longest + "abc").c_str());
+    EXPECT_EQ(log.lines(), (Lines{{16, "tag", longest + "... (1 more bytes)"},
+                                  {16, "tag", longest + "... (59983616 more bytes)"},
+                                  {4, "tag", longest + "... (3 more bytes)"}}));
+}
+
+TEST(Logmsgf, CutsALongMessageBetweenTwoCharacters)
+{
+    const CapturedLog log;
+    const std::string beginning(16 * 1024 - 1, 'x');
+    logmsgv(1, 0, "tag", (beginning + "\xE2\x82\xAC.").c_str());
+    EXPECT_EQ(log.lines(), (Lines{{4, "tag", beginning + "... (4 more bytes)"}}));
 }
 
 TEST(Logmsgf, KeepsErrno)

@@ -34,6 +34,9 @@ TEST(JsonString, EscapesWhatJsonDoesNotAllow)
 {
     EXPECT_EQ(jsonString("a\"b\\c/"), R"("a\"b\\c/")");
     EXPECT_EQ(jsonString(std::string("\n\x01\0", 3)), R"("\u000a\u0001\u0000")");
+    EXPECT_EQ(jsonString("\x7F\xC2\x9B"), R"("\u007f\u009b")") << "what a terminal obeys";
+    EXPECT_EQ(jsonString("\xE2\x80\xAE\xF3\xA0\x80\x81"), R"("\u202e\udb40\udc01")")
+        << "what disguises a text";
 }
 
 TEST(JsonString, KeepsUtf8AndReplacesOtherBytes)

@@ -1,6 +1,9 @@
 #include "output/Json.h"
 
+#include <cstdint>
 #include <cstdio>
+
+#include "printable.h"
 
 namespace ksrbac {
 
@@ -8,39 +11,25 @@ namespace {
 
 constexpr char REPLACEMENT[] = "\xEF\xBF\xBD";
 
-/// Length of the UTF-8 sequence at the start of `text`, or 0 when there is none: bad lead or following
-/// bytes, an overlong form, a surrogate or a number past U+10FFFF.
-std::size_t utf8Length(std::string_view text)
+using Tessara::Keepsafe::Process::decodeUtf8;
+using Tessara::Keepsafe::Process::isControl;
+
+void appendUnit(std::string& out, std::uint32_t unit)
 {
-    const auto byte = [&text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const unsigned char lead = byte(0);
-    const std::size_t length = lead < 0x80 ? 1 : lead < 0xC2 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    if (length == 0 || lead > 0xF4 || text.size() < length) {
-        return 0;
-    }
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xC0U) != 0x80U) {
-            return 0;
-        }
-    }
-    const bool outOfRange =
-        length >= 3 && ((lead == 0xE0 && byte(1) < 0xA0) || (lead == 0xED && byte(1) > 0x9F) ||
-                        (lead == 0xF0 && byte(1) < 0x90) || (lead == 0xF4 && byte(1) > 0x8F));
-    return outOfRange ? 0 : length;
+    char escape[8];
+    (void)std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(unit));
+    out += escape;
 }
 
-void appendAscii(std::string& out, char c)
+/// Beyond the first 65536 characters as two units of UTF-16.
+void appendEscape(std::string& out, std::uint32_t codePoint)
 {
-    if (c == '"' || c == '\\') {
-        out += '\\';
-        out += c;
-    } else if (static_cast<unsigned char>(c) < 0x20) {
-        char escape[8];
-        (void)std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
-        out += escape;
-    } else {
-        out += c;
+    constexpr std::uint32_t PLANE = 0x10000;
+    if (codePoint < PLANE) {
+        return appendUnit(out, codePoint);
     }
+    appendUnit(out, 0xD800U + ((codePoint - PLANE) >> 10U));
+    appendUnit(out, 0xDC00U + ((codePoint - PLANE) & 0x3FFU));
 }
 
 } // namespace
@@ -48,7 +37,8 @@ void appendAscii(std::string& out, char c)
 bool isUtf8(std::string_view text)
 {
     while (!text.empty()) {
-        const std::size_t length = utf8Length(text);
+        std::uint32_t ignored = 0;
+        const std::size_t length = decodeUtf8(text, ignored);
         if (length == 0) {
             return false;
         }
@@ -61,12 +51,14 @@ std::string jsonString(std::string_view text)
 {
     std::string out = "\"";
     while (!text.empty()) {
-        const std::size_t length = utf8Length(text);
+        std::uint32_t codePoint = 0;
+        const std::size_t length = decodeUtf8(text, codePoint);
         if (length == 0) {
             out += REPLACEMENT;
-        } else if (length == 1) {
-            appendAscii(out, text.front());
+        } else if (isControl(codePoint)) {
+            appendEscape(out, codePoint);
         } else {
+            out += codePoint == '"' || codePoint == '\\' ? "\\" : "";
             out += text.substr(0, length);
         }
         text.remove_prefix(length == 0 ? 1 : length);

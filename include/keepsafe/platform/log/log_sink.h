@@ -17,7 +17,8 @@
 
 namespace Tessara::Keepsafe::Platform {
 
-/// One message as a sink receives it. The views are valid during the call only.
+/// One message as a sink receives it. The views are valid during the call only. A text of more than 16 KiB is
+/// cut there, and ends in "... (N more bytes)".
 struct LogRecord {
     int level;
     std::string_view tag;
@@ -39,10 +40,10 @@ public:
 ///
 ///     2024-02-29T23:59:58.007Z error(16) 4711/4712 RoleAPI::get_role: no such role
 ///
-/// The level's name is that of the nearest named level below it. Control characters, line and paragraph
-/// separators and bytes that are not UTF-8 are written as \xHH, so that one message is always one line,
-/// handed over in one piece: lines of several threads and processes do not mix. What cannot be written is
-/// lost.
+/// The level's name is that of the nearest named level below it. Control and format characters, line and
+/// paragraph separators and bytes that are not UTF-8 are written as \xHH, so that one message is always one
+/// line, handed over in one piece: lines of several threads and processes do not mix. What cannot be written
+/// is lost.
 KEEPSAFE_API std::shared_ptr<LogSink> makeStderrSink();
 /// Appends such lines to a file, which is created when missing (mode 0640 less the umask). Throws
 /// `std::runtime_error` that names the file and the reason when it cannot be opened.
