@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
 
 namespace {
 
@@ -36,15 +37,49 @@ constexpr std::array<Entry, 20> TABLE = {{
     {Status::NO_MORE_ROWS, "no more rows"},
 }};
 
+/// The HTTP client returns libcurl's errors. INVARIANT: ascending codes, none of the product's, which go
+/// first.
+constexpr std::array<Entry, 16> TRANSFERS = {{
+    {2, "a request to a server could not be set up"},
+    {3, "the address of a request is malformed"},
+    {6, "the server's name cannot be looked up"},
+    {7, "the server cannot be reached"},
+    {18, "the response of a server ended early"},
+    {27, "not enough memory for a request to a server"},
+    {28, "a request to a server took too long"},
+    {35, "the TLS handshake with a server failed"},
+    {42, "a request to a server was ended by its caller"},
+    {52, "a server closed the connection without a response"},
+    {55, "a request could not be sent to a server"},
+    {56, "the response of a server could not be received"},
+    {58, "the host's certificate or key cannot be used"},
+    {60, "the certificate of a server is not accepted"},
+    {63, "the response of a server is too long"},
+    {77, "the CA certificates cannot be used"},
+}};
+/// libcurl's errors are from 1 to this.
+constexpr int LAST_TRANSFER = 99;
+
+template <typename Table>
+const char* find(const Table& table, int status)
+{
+    const auto* const entry =
+        std::lower_bound(table.begin(), table.end(), status,
+                         [](const Entry& candidate, int code) { return candidate.code < code; });
+    return entry != table.end() && entry->code == status ? entry->text : nullptr;
+}
+
 } // namespace
 
 std::string getECmsg(int status)
 {
-    const auto* const entry =
-        std::lower_bound(TABLE.begin(), TABLE.end(), status,
-                         [](const Entry& candidate, int code) { return candidate.code < code; });
-    if (entry != TABLE.end() && entry->code == status) {
-        return entry->text;
+    for (const char* const text : {find(TABLE, status), find(TRANSFERS, status)}) {
+        if (text != nullptr) {
+            return text;
+        }
     }
-    return "status " + std::to_string(status) + " has no message text";
+    const std::string number = std::to_string(status);
+    return status > 0 && status <= LAST_TRANSFER
+               ? "a request to a server failed with transfer status " + number
+               : "status " + number + " has no message text";
 }

@@ -32,8 +32,8 @@ inline constexpr int NO_MORE_ROWS = 2007031;     ///< the database layer's end o
 
 } // namespace Tessara::Keepsafe::Status
 
-/// The message text of a status code. A code that is not in the table gives a text that contains the number.
-/// Any thread. Throws only `std::bad_alloc`.
+/// The message text of a status code, or of a transfer status of the HTTP client that no constant has. Others
+/// give a text that contains the number. Any thread. Throws only `std::bad_alloc`.
 KEEPSAFE_API std::string getECmsg(int status);
 
 #endif

@@ -16,7 +16,9 @@ namespace Tessara::Keepsafe::Rbac {
 /// Operations of the derived classes throw `EC_exception`: with libcurl's code when the transfer failed; with
 /// the server's "errorCode", or 114, for an HTTP status other than the expected one; 7610 for a response that
 /// is not JSON or lacks a member; 9103 for one of the wrong type. A request that cannot be packed is
-/// `std::bad_alloc`. Nothing of a failed response is kept.
+/// `std::bad_alloc`. Nothing of a failed response is kept. Numbers of libcurl, the server and the library can
+/// be the same: the exceptions are a `TransferFailure`, a `ServiceRefusal` (with HTTP status and the server's
+/// message) or another `ExplainedFailure`. See service_failures.h.
 class KEEPSAFE_API BaseAPI {
 public:
     /// Asks the configured master server, authenticated by the host's certificate. Throws `EC_exception` when
