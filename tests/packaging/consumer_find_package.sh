@@ -9,4 +9,9 @@ cmake -G Ninja -S "$source/examples/consumer" -B "$work/build" \
   -DCMAKE_CXX_FLAGS="-Wall -Wextra -Wpedantic -Werror"
 cmake --build "$work/build"
 
+cmake -G Ninja -S "$source/tests/packaging/uses_jansson" -B "$work/uses_jansson" \
+  -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx"
+cmake --build "$work/uses_jansson"
+"$work/uses_jansson/uses_jansson"
+
 "$(dirname "$0")/run_consumer.sh" "$source" "$work" "$sandbox" "$work/build"

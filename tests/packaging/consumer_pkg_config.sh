@@ -15,5 +15,7 @@ build() { # SOURCE PROGRAM
 build main.cpp consumer
 build decision.cpp decision
 build registration.cpp registration
+build ../../tests/packaging/uses_jansson/main.cpp uses_jansson
+"$work/uses_jansson"
 
 "$(dirname "$0")/run_consumer.sh" "$source" "$work" "$sandbox" "$work"
