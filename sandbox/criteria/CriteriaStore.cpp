@@ -1,6 +1,7 @@
 #include "criteria/CriteriaStore.h"
 
 #include "errors/InputError.h"
+#include "load.h"
 #include "json/json_text.h"
 
 namespace keepsafe_sandbox {
@@ -17,7 +18,7 @@ void requireUsable(const Criteria& criteria)
                          std::to_string(CriteriaStore::MOST_DOCUMENT_BYTES) + " can be read back");
     }
     json_error_t error = {};
-    const JsonHandle document(json_loadb(criteria.json.data(), bytes, JSON_REJECT_DUPLICATES, &error));
+    const JsonHandle document = Tessara::Keepsafe::loadJson(criteria.json, error, JSON_REJECT_DUPLICATES);
     if (!document) {
         throw InputError("the criteria document is not JSON: line " + std::to_string(error.line) +
                          ", column " + std::to_string(error.column) + ": " + error.text);

@@ -10,6 +10,7 @@
 #include "errors/InputError.h"
 #include "files/FileError.h"
 #include "files/FileSystem.h"
+#include "load.h"
 #include "json/Element.h"
 #include "json/json_text.h"
 
@@ -160,7 +161,8 @@ std::string readDocument(const std::string& path)
 Policy readPolicy(const std::string& document, const ObjectNamespace& covers)
 {
     json_error_t error;
-    const JsonHandle root(json_loadb(document.data(), document.size(), JSON_REJECT_DUPLICATES, &error));
+    const JsonHandle root = Tessara::Keepsafe::loadJson(document, error, JSON_REJECT_DUPLICATES,
+                                                        Tessara::Keepsafe::JsonBounds::ofAnySize());
     if (root == nullptr) {
         throw InputError("line " + std::to_string(error.line) + ", column " + std::to_string(error.column) +
                          ": " + error.text);

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "load.h"
 #include "json/json_text.h"
 
 namespace keepsafe_sandbox {
@@ -12,7 +13,8 @@ namespace {
 
 bool names(const std::string& document, const ObjectNamespace& covers)
 {
-    const JsonHandle root(json_loadb(document.data(), document.size(), 0, nullptr));
+    json_error_t ignored;
+    const JsonHandle root = Tessara::Keepsafe::loadJson(document, ignored);
     const char* text = json_string_value(json_object_get(root.get(), "namespace"));
     return text != nullptr && covers.str() == text;
 }

@@ -8,6 +8,7 @@
 #include <boost/lexical_cast.hpp>
 
 #include "errors/InputError.h"
+#include "load.h"
 #include "json/json_text.h"
 
 namespace keepsafe_sandbox {
@@ -21,7 +22,7 @@ std::string folderOf(const std::string& path) { return std::filesystem::path(pat
 JsonHandle parse(const std::string& document, const std::string& path)
 {
     json_error_t error;
-    JsonHandle root(json_loadb(document.data(), document.size(), JSON_REJECT_DUPLICATES, &error));
+    JsonHandle root = Tessara::Keepsafe::loadJson(document, error, JSON_REJECT_DUPLICATES);
     if (root == nullptr) {
         throw InputError(path + ":" + std::to_string(error.line) + ":" + std::to_string(error.column) + ": " +
                          error.text);

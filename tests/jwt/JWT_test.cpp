@@ -15,6 +15,7 @@
 #include "jwt/expected_lines.h"
 #include "jwt/keys.h"
 #include "support/CapturedLog.h"
+#include "support/SmallStackThread.h"
 
 namespace {
 
@@ -351,6 +352,14 @@ TEST_F(JWTTest, NoSubjectIsExtractedWhenItIsNoString)
     EXPECT_EQ(JWT::extractSubject(unsignedToken(R"({"sub":5})")), nullptr);
     EXPECT_THAT(log_.lines(), ElementsAre(lines::error("JWT::getSubject", lines::NOT_A_STRING),
                                           lines::error("extractSubject", "JWT getSubject failed")));
+}
+
+TEST_F(JWTTest, APayloadThatIsNestedDeepIs7610OnASmallStack)
+{
+    const std::string deep = R"({"x":)" + std::string(2040, '[') + std::string(2040, ']') + "}";
+    int status = 0;
+    keepsafe_test::runOnSmallStack([&] { status = refusal(unsignedToken(deep)); }, 64);
+    EXPECT_EQ(status, 7610);
 }
 
 } // namespace

@@ -11,9 +11,9 @@
 #include <keepsafe/platform/log/KSLogger.h>
 
 #include "jwt/HostKeyRoot.h"
-#include "jwt/SmallStackThread.h"
 #include "jwt/bad_tokens/TokenCase.h"
 #include "support/CapturedLog.h"
+#include "support/SmallStackThread.h"
 
 namespace keepsafe_test {
 

@@ -1,6 +1,5 @@
-#include "jwt/SmallStackThread.h"
+#include "support/SmallStackThread.h"
 
-#include <cstddef>
 #include <stdexcept>
 
 #include <pthread.h>
@@ -9,8 +8,8 @@ namespace keepsafe_test {
 
 namespace {
 
-/// KEEPSAFE_INSTRUMENTATION_KIB is what a sanitizer takes from every thread's stack for its own state.
-constexpr std::size_t STACK_BYTES = std::size_t{256 + KEEPSAFE_INSTRUMENTATION_KIB} * 1024;
+/// What a sanitizer takes from every thread's stack for its own state.
+constexpr std::size_t OF_INSTRUMENTATION = KEEPSAFE_INSTRUMENTATION_KIB;
 
 void* call(void* work)
 {
@@ -20,13 +19,13 @@ void* call(void* work)
 
 } // namespace
 
-void runOnSmallStack(const std::function<void()>& work)
+void runOnSmallStack(const std::function<void()>& work, std::size_t kib)
 {
     pthread_attr_t attributes;
     pthread_t thread;
     std::function<void()> copy = work;
     const bool started = pthread_attr_init(&attributes) == 0 &&
-                         pthread_attr_setstacksize(&attributes, STACK_BYTES) == 0 &&
+                         pthread_attr_setstacksize(&attributes, (kib + OF_INSTRUMENTATION) * 1024) == 0 &&
                          pthread_create(&thread, &attributes, call, &copy) == 0;
     pthread_attr_destroy(&attributes);
     if (!started) {

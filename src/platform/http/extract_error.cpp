@@ -3,7 +3,7 @@
 #include <keepsafe/platform/status/status_codes.h>
 #include <limits>
 
-#include "JsonHandle.h"
+#include "load.h"
 
 namespace {
 
@@ -20,7 +20,8 @@ bool isErrorCode(const json_t* value)
 
 int extractErrorFromJSON(const std::string& body, int& errorCode, std::string& errorMessage)
 {
-    const Tessara::Keepsafe::JsonHandle document(json_loadb(body.data(), body.size(), 0, nullptr));
+    json_error_t ignored;
+    const Tessara::Keepsafe::JsonHandle document = Tessara::Keepsafe::loadJson(body, ignored);
     const json_t* const code = json_object_get(document.get(), "errorCode");
     const json_t* const message = json_object_get(document.get(), "errorMessage");
     if (!isErrorCode(code) || !json_is_string(message)) {

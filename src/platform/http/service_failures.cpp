@@ -8,7 +8,7 @@
 #include <keepsafe/platform/http/extract_error.h>
 #include <keepsafe/platform/status/status_codes.h>
 
-#include "JsonHandle.h"
+#include "load.h"
 
 namespace Tessara::Keepsafe {
 
@@ -17,7 +17,8 @@ namespace {
 /// " (a; b)", or nothing when there are no details or they only repeat the message.
 std::string detailsOf(const std::string& body, const std::string& message)
 {
-    const JsonHandle document(json_loadb(body.data(), body.size(), 0, nullptr));
+    json_error_t ignored;
+    const JsonHandle document = loadJson(body, ignored);
     const json_t* const details = json_object_get(document.get(), "errorDetails");
     std::string text;
     for (std::size_t index = 0; index < json_array_size(details); ++index) {

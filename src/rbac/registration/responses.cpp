@@ -108,15 +108,16 @@ DefaultObjectRegistrationService::extractRegisteredNamespaces(const std::string&
 DefaultObjectRegistrationService::RegisteredObjects
 DefaultObjectRegistrationService::extractBulkRegisteredNamespaces(const std::string& response)
 {
+    json_error_t error;
     try {
         RegisteredObjects registered;
-        if (readInTurn(response, registered)) {
+        if (isWithinBounds(response, error, JsonBounds::ofText(response.size())) &&
+            readInTurn(response, registered)) {
             return registered;
         }
     } catch (const boost::bad_lexical_cast&) {
         // of a document that the tree may find more wrong with
     }
-    json_error_t error;
     const JsonHandle document = loadJson(response, error);
     const json_t* records = nullptr;
     if (!document || json_unpack_ex(document.get(), &error, 0, "{s:o}", "data", &records) != 0) {

@@ -9,6 +9,7 @@
 #include <keepsafe/platform/status/EC_exception.h>
 
 #include "support/CapturedLog.h"
+#include "support/SmallStackThread.h"
 #include "support/thrown.h"
 
 namespace {
@@ -107,6 +108,19 @@ TEST(Rbac2Json, AZeroByteIsBadAllocAndNotTheEndOfTheText)
     const CapturedLog log;
     EXPECT_THROW(rbac::json_string_shared(std::string("a\0b", 3)), std::bad_alloc);
     EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(Rbac2Json, TextThatIsNestedDeepIs7610OnASmallStack)
+{
+    const std::string text = std::string(2000, '[') + std::string(2000, ']');
+    const CapturedLog log;
+    int status = 0;
+    keepsafe_test::runOnSmallStack(
+        [&] { status = thrownStatus([&] { (void)rbac::json_loads_shared(text); }); }, 64);
+    EXPECT_EQ(status, 7610);
+    EXPECT_THAT(log.lines(),
+                ElementsAre(LogLine{16, "json_loads_shared",
+                                    "Error parsing JSON: more than 100 levels of arrays and objects"}));
 }
 
 } // namespace

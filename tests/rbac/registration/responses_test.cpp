@@ -3,6 +3,7 @@
 #include <boost/lexical_cast.hpp>
 
 #include "RegistrationTest.h"
+#include "support/SmallStackThread.h"
 
 namespace {
 
@@ -234,6 +235,21 @@ TEST_F(Responses, ABulkRecordOfAnotherFormIs9103AndNothingIsKept)
     expectParseError(EXTRACT);
     EXPECT_THROW((void)Service::extractBulkRegisteredNamespaces(R"({"data":[{"id":"A"}]})"),
                  boost::bad_lexical_cast);
+}
+
+TEST_F(Responses, ThatAreNestedDeepAreRefusedOnASmallStack)
+{
+    const std::string deep = std::string(2000, '[') + std::string(2000, ']');
+    int single = 0;
+    int bulk = 0;
+    keepsafe_test::runOnSmallStack(
+        [&] {
+            single = statusOf(R"({"id":"|A|","x":)" + deep + "}");
+            bulk = bulkStatusOf(R"({"data":[{"id":"|A|","x":)" + deep + "}]}");
+        },
+        64);
+    EXPECT_EQ(single, 7610);
+    EXPECT_EQ(bulk, 9103);
 }
 
 } // namespace

@@ -4,11 +4,11 @@
 #include <cstdint>
 #include <map>
 
-#include "JsonHandle.h"
 #include "JsonPlace.h"
 #include "cli/arguments.h"
 #include "exit_status.h"
 #include "io/input.h"
+#include "load.h"
 #include "output/escape.h"
 
 namespace ksrbac {
@@ -108,7 +108,8 @@ ObjectRequest toRequest(const Place& place)
 JsonHandle parse(const std::string& text)
 {
     json_error_t error = {};
-    JsonHandle document(json_loadb(text.data(), text.size(), JSON_REJECT_DUPLICATES, &error));
+    JsonHandle document = Tessara::Keepsafe::loadJson(text, error, JSON_REJECT_DUPLICATES,
+                                                      Tessara::Keepsafe::JsonBounds::ofAnySize());
     if (!document) {
         throw InputError("line " + std::to_string(error.line) + ", column " + std::to_string(error.column) +
                          ": " + escapeForMessage(error.text));
