@@ -25,3 +25,21 @@ endif()
 if(KEEPSAFE_BUILD_FUZZERS)
   target_compile_options(keepsafe_build_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
+
+# What is installed is hardened, tests and benchmarks are not. Sanitizers replace the functions that FORTIFY checks,
+# and coverage counts what was written.
+add_library(keepsafe_product_options INTERFACE)
+target_link_libraries(keepsafe_product_options INTERFACE keepsafe_build_options)
+if(KEEPSAFE_HARDEN AND NOT KEEPSAFE_SANITIZE AND NOT KEEPSAFE_COVERAGE)
+  target_compile_options(keepsafe_product_options INTERFACE
+    -fstack-protector-strong -fstack-clash-protection -fcf-protection=full
+    $<$<NOT:$<BOOL:$<TARGET_PROPERTY:POSITION_INDEPENDENT_CODE>>>:-fPIE>
+    # Some compilers set a lower level themselves. It has no effect without optimisation.
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3>)
+  # The linker marks a file for shadow stacks only if all objects are marked, and Debian 12's start files are not,
+  # though they do nothing that a shadow stack forbids. It is not told the same of indirect branches: the functions
+  # of the start files begin without the instruction that the processor would demand.
+  target_link_options(keepsafe_product_options INTERFACE
+    $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-pie>
+    LINKER:-z,relro,-z,now,-z,noexecstack,-z,shstk,-z,text)
+endif()

@@ -31,5 +31,5 @@ function(keepsafe_module name)
     VISIBILITY_INLINES_HIDDEN ON)
   target_link_libraries(keepsafe_${name}
     PUBLIC keepsafe_headers_${name}
-    PRIVATE keepsafe_build_options ${arg_LIBRARIES})
+    PRIVATE keepsafe_product_options ${arg_LIBRARIES})
 endfunction()

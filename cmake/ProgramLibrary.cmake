@@ -6,5 +6,5 @@ function(keepsafe_program_library name)
   target_include_directories(${name} PUBLIC "${CMAKE_CURRENT_SOURCE_DIR}")
   target_link_libraries(${name}
     PUBLIC ${arg_LIBRARIES}
-    PRIVATE keepsafe_build_options)
+    PRIVATE keepsafe_product_options)
 endfunction()
