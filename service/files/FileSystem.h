@@ -35,6 +35,7 @@ public:
     FileSystem& operator=(const FileSystem&) = delete;
     virtual ~FileSystem() = default;
 
+    /// Returns when the entries of those that were missing have reached the disk.
     virtual void createDirectories(const std::string& path) = 0;
     /// Opens for reading and writing, and creates what is missing; what is there keeps its content. Anything
     /// but a regular file is refused.

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -84,9 +85,18 @@ std::optional<std::string> readWhole(const std::string& path)
 void PosixFileSystem::createDirectories(const std::string& path)
 {
     std::error_code error;
+    std::vector<std::filesystem::path> missing;
+    for (std::filesystem::path folder = path; folder.has_relative_path() && !exists(folder, error);
+         folder = folder.parent_path()) {
+        missing.push_back(folder);
+    }
     std::filesystem::create_directories(path, error);
     if (error) {
         fail("create the directory", path, error.value());
+    }
+    // What is in a directory is lost with its entry.
+    for (const std::filesystem::path& folder : missing) {
+        syncDirectory(folder.has_parent_path() ? folder.parent_path().string() : ".");
     }
     // An existing file in the directory's place is no error of create_directories.
     if (!std::filesystem::is_directory(path, error)) {

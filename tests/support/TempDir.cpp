@@ -14,9 +14,11 @@ namespace keepsafe_test {
 
 namespace Platform = Tessara::Keepsafe::Platform;
 
-TempDir::TempDir()
+TempDir::TempDir() : TempDir(std::filesystem::temp_directory_path()) {}
+
+TempDir::TempDir(const std::filesystem::path& parent)
 {
-    std::string pattern = (std::filesystem::temp_directory_path() / "keepsafe-test-XXXXXX").string();
+    std::string pattern = (parent / "keepsafe-test-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) {
         throw std::runtime_error("cannot make a folder like " + pattern);
     }
@@ -27,6 +29,12 @@ TempDir::~TempDir()
 {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
+}
+
+std::filesystem::path memoryFolder()
+{
+    const std::filesystem::path folder = "/dev/shm";
+    return std::filesystem::is_directory(folder) ? folder : std::filesystem::temp_directory_path();
 }
 
 TempRoot::TempRoot() : before_(Platform::installationRoot()) { Platform::setInstallationRoot(path()); }

@@ -10,6 +10,7 @@ namespace keepsafe_test {
 class TempDir {
 public:
     TempDir();
+    explicit TempDir(const std::filesystem::path& parent);
     ~TempDir();
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
@@ -20,6 +21,9 @@ public:
 private:
     std::filesystem::path path_;
 };
+
+/// A parent for folders of tests that write much: in memory, where the system has a file system for that.
+std::filesystem::path memoryFolder();
 
 /// A private installation root: a `TempDir` that is the process's installation root while it lives.
 class TempRoot : public TempDir {
