@@ -58,7 +58,9 @@ AccessCache::Reader AccessCache::lock() const
         Reader reader(*this);
         if (refresh(reader)) {
             reader.captureViews();
-            return reader;
+            if (__builtin_expect(reader.isConsistent(), 1)) {
+                return reader;
+            }
         }
         reader.release();
         if (retries == MOST_RETRIES) {

@@ -172,8 +172,10 @@ void MemoryMap::reopen()
     auto renewed = mapFile(file.get());
     retired_.reserve(retired_.size() + 1);
     // The number stays where it can, because other threads ask for the size by it at any moment.
-    if (!isStillOpen() || dup3(file.get(), fd_, O_CLOEXEC) == -1) {
+    if (!isStillOpen()) {
         fd_ = file.release();
+    } else if (dup3(file.get(), fd_, O_CLOEXEC) == -1) {
+        throwFileError("opening", path_, errno);
     }
     remember(status);
     replace(std::move(renewed));

@@ -8,6 +8,7 @@
 // A file that is no longer the one at its path is opened again in the same way, and so are all files when
 // pages were missing or a descriptor has become someone else's. The lock must then be that of the manifest at
 // the path: if the manifest was replaced, too, the old one's lock does not keep the writer out of the new
+// files. Other threads may capture the mappings meanwhile: `renewals_` tells them that some are of other
 // files.
 
 #include <array>
@@ -45,7 +46,8 @@ bool AccessCache::refresh(Reader& reader) const
 {
     const std::uint64_t writes = reader.guard_->writes();
     const bool isMapped = writes != 0 && writes == mappedAtWrites_.load(std::memory_order_acquire);
-    if (__builtin_expect(isMapped && reader.isReadable() && !pagesAreMissing(reader), 1)) {
+    if (__builtin_expect(isMapped && reader.isReadable() && !pagesAreMissing(reader) && reader.isConsistent(),
+                         1)) {
         return true;
     }
     const bool lookIsDue = mustRenewAll_ || (writes == 0 && look_->isDue(LOOK_INTERVAL));
@@ -69,7 +71,7 @@ bool AccessCache::pagesAreMissing(const Reader& reader) const noexcept
 
 bool AccessCache::lookAtFiles(Reader& reader) const
 {
-    const Look look = renewFiles(reader);
+    const Look look = distrustUnlessRenewed(reader);
     if (look == Look::LockIsOutdated) {
         look_->makeDue();
         return false;
@@ -81,6 +83,26 @@ bool AccessCache::lookAtFiles(Reader& reader) const
     }
     reader.captureHeader();
     return !pagesAreMissing(reader);
+}
+
+/// After a look that failed, nobody answers from the mappings before one has succeeded: the files may be
+/// others.
+AccessCache::Look AccessCache::distrustUnlessRenewed(const Reader& reader) const
+{
+    const auto distrust = [this] {
+        mustRenewAll_ = true;
+        renewals_.fetch_or(1);
+    };
+    try {
+        const Look look = renewFiles(reader);
+        if (look == Look::FilesAreGone || look == Look::NamespaceIsAnother) {
+            distrust();
+        }
+        return look;
+    } catch (...) {
+        distrust();
+        throw;
+    }
 }
 
 std::array<detail::MemoryMap*, 4> AccessCache::maps() const noexcept
@@ -118,6 +140,7 @@ void AccessCache::reopenChanged() const
     const std::lock_guard<std::mutex> guard(remapMutex);
     const std::uint64_t missingPages = missingPages_.load();
     const bool all = mustRenewAll_ || missingPages != mappedAtMissingPages_.load();
+    renewals_.fetch_or(1);
     for (detail::MemoryMap* map : maps()) {
         if (all || map->changeAtPath() != Change::None) {
             map->reopen();
@@ -126,6 +149,7 @@ void AccessCache::reopenChanged() const
     }
     countRefresh();
     mustRenewAll_ = false;
+    ++renewals_;
     mappedAtMissingPages_.store(missingPages, std::memory_order_release);
 }
 

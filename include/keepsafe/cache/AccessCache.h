@@ -87,6 +87,7 @@ private:
     [[nodiscard]] bool refresh(Reader& reader) const;
     [[nodiscard]] bool pagesAreMissing(const Reader& reader) const noexcept;
     [[nodiscard]] bool lookAtFiles(Reader& reader) const;
+    [[nodiscard]] Look distrustUnlessRenewed(const Reader& reader) const;
     [[nodiscard]] Look renewFiles(const Reader& reader) const;
     void reopenChanged() const;
     [[nodiscard]] bool refreshSizes() const;
@@ -108,7 +109,10 @@ private:
     detail::ReadOnlyBlockAllocator<detail::SegmentNode> segments_;
     mutable std::atomic<bool> hasRetired_{false};
     mutable FileLock::OtherHolders retiredUsers_;   ///< who may use retired mappings
-    mutable std::atomic<bool> mustRenewAll_{false}; ///< a descriptor was lost
+    mutable std::atomic<bool> mustRenewAll_{false}; ///< a descriptor was lost, or renewing failed
+    /// Even, except while mappings are being replaced and after that has failed. INVARIANT: mappings that are
+    /// taken while it keeps one even value are of files that belong together.
+    mutable std::atomic<std::uint64_t> renewals_{0};
     /// INVARIANT: no page of the mappings was missing after this number was counted.
     mutable std::atomic<std::uint64_t> mappedAtMissingPages_{0};
     const std::unique_ptr<Process::OnceInAWhile> look_; ///< at the files at their paths
@@ -161,6 +165,7 @@ private:
 
     void captureHeader() noexcept
     {
+        renewals_ = cache_.renewals_.load(std::memory_order_acquire);
         missingPages_ = cache_.missingPages_.load(std::memory_order_acquire);
         metadata_ = cache_.metadata_.view();
     }
@@ -171,6 +176,11 @@ private:
         segments_ = cache_.segments_.view();
     }
     void release() noexcept;
+    /// Whether all that was captured belongs together.
+    [[nodiscard]] bool isConsistent() const noexcept
+    {
+        return renewals_ % 2 == 0 && renewals_ == cache_.renewals_.load(std::memory_order_acquire);
+    }
     [[nodiscard]] bool isReadable() const noexcept
     {
         const detail::MetadataHeader* const header = metadata_.find(0);
@@ -191,6 +201,7 @@ private:
     const AccessCache& cache_;
     const FileLock& fileLock_;
     std::shared_ptr<FileLockGuard> guard_;
+    std::uint64_t renewals_ = 0;     ///< of the cache before anything was captured
     std::uint64_t missingPages_ = 0; ///< of the cache before anything was read
     detail::RecordView<detail::MetadataHeader> metadata_;
     detail::RecordView<ManagedObject> objects_;
