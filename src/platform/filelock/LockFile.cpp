@@ -125,7 +125,7 @@ void LockFile::close() noexcept
 
 void LockFile::closeUnderForkMutex() noexcept
 {
-    if (isOpen() && isOwnDescriptor()) {
+    if (isOpen() && !isForeignDescriptor()) {
         ::close(descriptor_);
     }
     descriptor_ = -1;
@@ -184,13 +184,26 @@ bool LockFile::isCurrent(const std::string& path) const noexcept
            status.st_ino == inode_;
 }
 
-bool LockFile::isOwnDescriptor() const noexcept
+bool LockFile::hasOwnFlags() const noexcept
 {
     // Code that reuses the number for the same file is unlikely to open it with O_NONBLOCK.
     const int flags = fcntl(descriptor_, F_GETFL);
+    return flags >= 0 && (flags & O_NONBLOCK) != 0;
+}
+
+bool LockFile::isOwnDescriptor() const noexcept
+{
     struct stat status {};
-    return flags >= 0 && (flags & O_NONBLOCK) != 0 && fstat(descriptor_, &status) == 0 &&
-           status.st_dev == device_ && status.st_ino == inode_;
+    return hasOwnFlags() && fstat(descriptor_, &status) == 0 && status.st_dev == device_ &&
+           status.st_ino == inode_;
+}
+
+bool LockFile::isForeignDescriptor() const noexcept
+{
+    // An open file that cannot be asked what it is keeps its locks until it is closed: it counts as our own.
+    struct stat status {};
+    return !hasOwnFlags() ||
+           (fstat(descriptor_, &status) == 0 && (status.st_dev != device_ || status.st_ino != inode_));
 }
 
 } // namespace Tessara::Keepsafe::Platform::filelock

@@ -75,6 +75,9 @@ public:
 
 private:
     [[nodiscard]] bool isOwnDescriptor() const noexcept;
+    /// Whether the descriptor was closed or is another file's.
+    [[nodiscard]] bool isForeignDescriptor() const noexcept;
+    [[nodiscard]] bool hasOwnFlags() const noexcept;
 
     int descriptor_ = -1;
     dev_t device_ = 0;
