@@ -1,5 +1,6 @@
 #include "resources/request_documents.h"
 
+#include <new>
 #include <utility>
 
 #include <boost/lexical_cast.hpp>
@@ -42,6 +43,9 @@ JsonHandle parse(const std::string& body)
 {
     json_error_t error;
     JsonHandle document(json_loadb(body.data(), body.size(), JSON_REJECT_DUPLICATES, &error));
+    if (document == nullptr && error.text[0] == '\0') {
+        throw std::bad_alloc(); // the parser has found no fault
+    }
     if (document == nullptr) {
         throw Refusal(Refusal::Malformed, "the request's body is not JSON: line " +
                                               std::to_string(error.line) + ", column " +
