@@ -1,0 +1,151 @@
+// Calls of the system and of ODBC fail while the service carries out a change: stores it and publishes it.
+
+#include <optional>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <keepsafe/cache/AccessCache.h>
+#include <keepsafe/platform/config/installation.h>
+#include <keepsafe/platform/status/EC_exception.h>
+
+#include "accesscontrol/AccessControl.h"
+#include "accesscontrol/Store.h"
+#include "database/schema.h"
+#include "faults/FaultRuns.h"
+#include "files/PosixFileSystem.h"
+#include "resources/Router.h"
+#include "support/PrivateDatabase.h"
+
+namespace {
+
+using keepsafe_sandbox::AccessControl;
+using keepsafe_sandbox::CacheLocation;
+using keepsafe_sandbox::Content;
+using keepsafe_sandbox::Database;
+using keepsafe_sandbox::PosixFileSystem;
+using keepsafe_sandbox::Router;
+using keepsafe_sandbox::SERVICE_CACHE_ID;
+using keepsafe_test::DatabaseKind;
+using keepsafe_test::PrivateDatabase;
+using keepsafe_test::Result;
+using Tessara::Keepsafe::Rbac::AccessCache;
+using Tessara::Keepsafe::Rbac::Manifest;
+using Tessara::Keepsafe::Rbac::ObjectNamespace;
+using Tessara::Keepsafe::Rbac::Operation;
+
+constexpr int ROLE = 7;
+constexpr int LEVEL_OF_REQUESTS = 4; // each is logged with its status
+const std::string GRANT =
+    R"({"data":{"type":"accessDefinition","attributes":{"propagation":"OBJECT"},"relationships":{)"
+    R"("role":{"data":{"id":"7","type":"accessControlRole"}},)"
+    R"("operations":{"data":[{"id":"|OPERATIONS|VIEW|","type":"accessControlOperation"}]}}}})";
+
+CacheLocation locationIn(const std::string& folder) { return {folder, SERVICE_CACHE_ID}; }
+
+/// "allow", "deny", or "no answer".
+std::string answerFor(const std::string& folder, const ObjectNamespace& object)
+{
+    try {
+        const AccessCache cache(Manifest(SERVICE_CACHE_ID, locationIn(folder).accessCache()));
+        return cache.lock().getOperationBit(object, ROLE, Operation{0}) ? "allow" : "deny";
+    } catch (const EC_exception& failure) {
+        return failure.status() == 12 ? "no answer" : "status " + std::to_string(failure.status());
+    }
+}
+
+/// A service that knows role 7 and the objects |A|, |B| and |C|. Role 7 may view |C|.
+class Change : public keepsafe_test::Scenario {
+public:
+    explicit Change(const std::string& folder) : database_(DatabaseKind::Sqlite), connection_(unsynced())
+    {
+        ensureSchema(connection_, keepsafe_sandbox::SchemaOrigin::Attached);
+        keepsafe_sandbox::Store store(connection_);
+        Content content = store.load();
+        content.roles.push_back({ROLE, "operator", "", false});
+        content.next.role = ROLE + 1;
+        content.operations = {{ObjectNamespace("OPERATIONS", "VIEW"), 0}};
+        store.replace(content);
+        service_.emplace(connection_, fileSystem_, locationIn(folder));
+        router_.emplace(*service_);
+        for (const std::string object : {"A", "B", "C"}) {
+            register_(object);
+        }
+        require(grant("C"));
+    }
+
+    Result work() override { return resultOf(grant("A")); }
+    Result workAgain() override { return resultOf(grant("B")); }
+
+private:
+    [[nodiscard]] Tessara::Dal::DbConnectionSettings unsynced() const
+    {
+        auto settings = database_.settings();
+        settings.onConnect.emplace_back("PRAGMA AUTH_MAIN.synchronous = OFF");
+        return settings;
+    }
+
+    static Result resultOf(int status) { return status == 201 ? Result::Right : Result::Refused; }
+    static void require(int status)
+    {
+        if (status != 201) {
+            throw std::runtime_error("the service refuses: " + std::to_string(status));
+        }
+    }
+
+    int post(const std::string& path, const std::string& body)
+    {
+        return router_->answer({"POST", "/keepsafe/access-control/" + path, "application/json", body}).status;
+    }
+    int grant(const std::string& object)
+    {
+        return post("managed-objects/%7C" + object + "%7C/access-definitions", GRANT);
+    }
+    void register_(const std::string& object)
+    {
+        require(post("object-registration-requests",
+                     R"({"data":{"id":"|)" + object + R"(|","type":"objectRegistrationData","attributes":{)" +
+                         R"("objectType":"vm","ignoreAlreadyRegistered":false,)" +
+                         R"("accessControlAttributes":null,"relativeChildNamespaces":[]}}})"));
+        require(post("bulk-object-update-requests",
+                     R"({"data":{"type":"managedObjectUpdate","attributes":{"managedObjectsWithAttributes":[)"
+                     R"({"objectId":"|)" +
+                         object + R"(|","state":"READY"}]}}})"));
+    }
+
+    PrivateDatabase database_;
+    Database connection_;
+    PosixFileSystem fileSystem_;
+    std::optional<AccessControl> service_;
+    std::optional<Router> router_;
+};
+
+/// What readers find after the change: the state before it, the state after it, or that a write was
+/// interrupted.
+std::string inspect(const std::string& folder, Result result)
+{
+    const std::string granted = answerFor(folder, ObjectNamespace("A"));
+    const std::string before = answerFor(folder, ObjectNamespace("C"));
+    const std::string never = answerFor(folder, ObjectNamespace("B"));
+    if (granted == "no answer" && before == granted && never == granted) {
+        return result == Result::Right ? "the change was answered with success, but readers refuse the cache"
+                                       : "";
+    }
+    if ((granted != "allow" && granted != "deny") || before != "allow" || never != "deny") {
+        return "a mixture: |A| " + granted + ", |C| " + before + ", |B| " + never;
+    }
+    if (result == Result::Right && granted != "allow") {
+        return "the change was answered with success, but is not in force";
+    }
+    return keepsafe_test::whatHoldsLock(locationIn(folder).accessCache() + "/manifest.json") +
+           keepsafe_test::whatHoldsLock(locationIn(folder).operationCache() + ".lck");
+}
+
+TEST(FaultsInAPublishedChange, LeaveTheOldStateTheNewOneOrAMark)
+{
+    keepsafe_test::expectSoundUnderFaults(
+        {[](const std::string& folder) { return std::make_unique<Change>(folder); }, inspect,
+         LEVEL_OF_REQUESTS});
+}
+
+} // namespace
