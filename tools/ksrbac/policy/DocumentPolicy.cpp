@@ -1,0 +1,187 @@
+#include "policy/DocumentPolicy.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <set>
+
+#include "JsonHandle.h"
+#include "JsonPlace.h"
+#include "cli/arguments.h"
+#include "exit_status.h"
+#include "io/input.h"
+#include "output/escape.h"
+#include "policy/role_bits.h"
+
+namespace ksrbac {
+
+namespace Rbac = Tessara::Keepsafe::Rbac;
+using Tessara::Keepsafe::JsonHandle;
+
+namespace {
+
+constexpr std::size_t MOST_BYTES = std::size_t{1} << 31U;
+
+/// How faults of the document are told.
+struct DocumentFaults {
+    [[noreturn]] static void fail(const std::string& place, const std::string& what)
+    {
+        throw InputError(place.empty() ? what : place + ": " + what);
+    }
+    static std::string quoted(const std::string& text) { return '"' + escapeForMessage(text) + '"'; }
+    static std::string missing(const char* member) { return "no member " + quoted(member); }
+    static std::string wrongType(json_type expected, const json_t* /*found*/)
+    {
+        switch (expected) {
+        case JSON_OBJECT:
+            return "not an object";
+        case JSON_ARRAY:
+            return "not an array";
+        case JSON_STRING:
+            return "not a string";
+        case JSON_INTEGER:
+            return "not an integer";
+        default:
+            return "neither true nor false";
+        }
+    }
+    static std::string outOfRange(json_int_t number, std::int32_t least, std::int32_t most)
+    {
+        return std::to_string(number) + " is not between " + std::to_string(least) + " and " +
+               std::to_string(most);
+    }
+    static Rbac::ObjectNamespace toNamespace(const std::string& place, const std::string& text)
+    {
+        return parseNamespace(place, text);
+    }
+};
+using Place = Tessara::Keepsafe::JsonPlace<DocumentFaults>;
+
+struct ObjectBits {
+    bool inherits = true;
+    RoleBits onObject;
+    RoleBits onChildren;
+};
+
+class Reading {
+public:
+    explicit Reading(const OperationNames& host) : host_(host) {}
+
+    std::map<std::string, ObjectBits> read(const Place& document) &&
+    {
+        document.expectObject({"operations", "roles", "objects", "accessDefinitions"});
+        for (const auto& [name, bit] : document.member("operations").entries()) {
+            readOperation(name, bit);
+        }
+        for (const Place& role : document.member("roles").items()) {
+            role.expectObject({"id", "name"});
+            roles_.insert(role.member("id").integer(std::numeric_limits<std::int32_t>::min()));
+        }
+        for (const Place& object : document.member("objects").items()) {
+            readObject(object);
+        }
+        for (const Place& definition : document.member("accessDefinitions").items()) {
+            readDefinition(definition);
+        }
+        return std::move(objects_);
+    }
+
+private:
+    void readOperation(const std::string& text, const Place& place)
+    {
+        const std::string name = parseNamespace(place.place(), text).str();
+        const std::int32_t bit = place.integer(0);
+        const auto hostBit = host_.bits().find(name);
+        const auto hostName = host_.names().find(bit);
+        if (hostBit != host_.bits().end() ? hostBit->second != bit : hostName != host_.names().end()) {
+            place.fail("bit " + std::to_string(bit) + " is not that of this host's operation cache");
+        }
+        if (!operations_.emplace(name, bit).second) {
+            place.fail("operation " + name + " is given twice");
+        }
+    }
+
+    void readObject(const Place& place)
+    {
+        place.expectObject({"namespace", "inherit"});
+        const std::string name = place.member("namespace").objectNamespace().str();
+        const auto inherit = place.optionalMember("inherit");
+        if (!objects_.emplace(name, ObjectBits{!inherit || inherit->boolean(), {}, {}}).second) {
+            place.fail("object " + name + " is given twice");
+        }
+    }
+
+    void readDefinition(const Place& place)
+    {
+        place.expectObject({"object", "role", "propagation", "operations"});
+        const std::string name = place.member("object").objectNamespace().str();
+        const auto object = objects_.find(name);
+        if (object == objects_.end()) {
+            place.fail("object " + name + " is not among the objects");
+        }
+        const Place rolePlace = place.member("role");
+        const std::int32_t role = rolePlace.integer(std::numeric_limits<std::int32_t>::min());
+        if (roles_.count(role) == 0) {
+            rolePlace.fail("role " + std::to_string(role) + " is not among the roles");
+        }
+        const Place propagationPlace = place.member("propagation");
+        const auto propagation = parsePropagation(propagationPlace.place(), propagationPlace.text());
+        for (const Place& operation : place.member("operations").items()) {
+            const auto bit = operations_.find(operation.objectNamespace().str());
+            if (bit == operations_.end()) {
+                operation.fail("the operation is not among the operations");
+            }
+            if (propagation != Rbac::Propagation::CHILDREN) {
+                object->second.onObject[role].insert(bit->second);
+            }
+            if (propagation != Rbac::Propagation::OBJECT) {
+                object->second.onChildren[role].insert(bit->second);
+            }
+        }
+    }
+
+    const OperationNames& host_;
+    std::map<std::string, std::int32_t> operations_;
+    std::set<std::int32_t> roles_;
+    std::map<std::string, ObjectBits> objects_;
+};
+
+JsonHandle load(const std::string& path)
+{
+    const std::string text = readUpToLimit(path, MOST_BYTES);
+    json_error_t error = {};
+    JsonHandle document(json_loadb(text.data(), text.size(), JSON_REJECT_DUPLICATES, &error));
+    if (!document) {
+        throw InputError(inputName(path) + ": line " + std::to_string(error.line) + ", column " +
+                         std::to_string(error.column) + ": " + escapeForMessage(error.text));
+    }
+    return document;
+}
+
+} // namespace
+
+DocumentPolicy::DocumentPolicy(const std::string& path, const OperationNames& operations)
+{
+    const JsonHandle document = load(path);
+    try {
+        for (auto& [name, object] : Reading(operations).read(Place(document.get()))) {
+            objects_.emplace(name, Rbac::GrantedObject{name, object.inherits, wordsOf(object.onObject),
+                                                       wordsOf(object.onChildren)});
+        }
+    } catch (const InputError& error) {
+        throw InputError(inputName(path) + ": " + error.what());
+    }
+    next_ = objects_.begin();
+}
+
+bool DocumentPolicy::next(Rbac::GrantedObject& object)
+{
+    if (next_ == objects_.end()) {
+        return false;
+    }
+    object = next_->second;
+    ++next_;
+    return true;
+}
+
+} // namespace ksrbac
