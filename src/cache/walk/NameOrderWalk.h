@@ -123,6 +123,9 @@ private:
             textSize = text_.size();
             appendUnchecked(*node);
         }
+        if (node == nullptr) {
+            return false; // no text form is empty
+        }
         text_.resize(textSize);
         base_ = node;
         levels_.push_back({node, 0, textSize, CanonicalText(), state});

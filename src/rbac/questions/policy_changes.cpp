@@ -135,7 +135,11 @@ private:
     /// One object as both policies have it; null: does not have it.
     void compare(const GrantedObject* before, const GrantedObject* after)
     {
-        name_ = before != nullptr ? before->name : after->name;
+        if (before != nullptr) {
+            name_ = before->name;
+        } else if (after != nullptr) {
+            name_ = after->name;
+        }
         if (wanted_.contents) {
             compareContents(before, after);
         }
