@@ -116,7 +116,12 @@ OperationCacheUpdate::Merged OperationCacheUpdate::merge() const
 void OperationCacheUpdate::carryOut(const LockPatience& patience)
 {
     fileSystem_.createDirectories(folderOf(path_));
-    const OpenFile lockFile = fileSystem_.openOrCreate(path_ + ".lck");
+    const std::string lockPath = path_ + ".lck";
+    const bool isNewLock = !readWhole(lockPath);
+    const OpenFile lockFile = fileSystem_.openOrCreate(lockPath);
+    if (isNewLock) {
+        fileSystem_.restrictLike(lockFile, path_);
+    }
     const ExclusiveLock lock(lockFile.path(), patience);
     const Merged now = merge();
     if (now.change != OperationChange::None && now.change != merged_.change) {
@@ -133,6 +138,7 @@ void OperationCacheUpdate::replaceBy(const OperationBits& wanted)
     const std::string prepared = path_ + ".new";
     try {
         const OpenFile file = fileSystem_.openOrCreate(prepared);
+        fileSystem_.restrictLike(file, path_);
         fileSystem_.truncate(file);
         fileSystem_.write(file, 0, documentOf(wanted));
         fileSystem_.sync(file);

@@ -27,7 +27,7 @@ private:
 /// The system's steps that publishing is made of. Everything that publishing changes on disk goes through
 /// here, so that a test can stop the writer, or let it fail, at each step in turn.
 ///
-/// Every function throws `FileError` with the path and the system's reason.
+/// Modes do not depend on the umask. Every function throws `FileError` with the path and the system's reason.
 class FileSystem {
 public:
     FileSystem() = default;
@@ -35,10 +35,10 @@ public:
     FileSystem& operator=(const FileSystem&) = delete;
     virtual ~FileSystem() = default;
 
-    /// Returns when the entries of those that were missing have reached the disk.
+    /// New directories have mode 0755. Returns when their entries have reached the disk.
     virtual void createDirectories(const std::string& path) = 0;
-    /// Opens for reading and writing, and creates what is missing; what is there keeps its content. Anything
-    /// but a regular file is refused.
+    /// Opens for reading and writing, and creates what is missing, with mode 0644; what is there keeps its
+    /// content and its mode. Anything but a regular file is refused.
     virtual OpenFile openOrCreate(const std::string& path) = 0;
     /// Allocates the file's blocks up to `size` bytes, longer files stay as long as they are. Afterwards no
     /// write below `size` can fail for want of space.
@@ -52,6 +52,9 @@ public:
     /// Returns when the directory's entries have reached the disk.
     virtual void syncDirectory(const std::string& path) = 0;
     virtual void rename(const std::string& from, const std::string& to) = 0;
+    /// Lets those read the file who may read the one at `model`, and nobody but the owner write it. No effect
+    /// without a model.
+    virtual void restrictLike(const OpenFile& file, const std::string& model) = 0;
 };
 
 /// Reading changes nothing and needs no seam.

@@ -3,8 +3,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <optional>
 #include <system_error>
-#include <vector>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -24,6 +25,40 @@ namespace {
 
 /// O_NONBLOCK has no effect on regular files and keeps a FIFO in a file's place from blocking.
 constexpr int OPEN_FLAGS = O_CLOEXEC | O_NONBLOCK;
+
+constexpr mode_t NEW_FILE = 0644;
+constexpr mode_t NEW_DIRECTORY = 0755;
+
+/// Makes a directory whose parent is there. False: there is one.
+bool makeDirectory(const std::string& path)
+{
+    if (::mkdir(path.c_str(), NEW_DIRECTORY) != 0) {
+        if (errno != EEXIST) {
+            fail("create the directory", path, errno);
+        }
+        return false;
+    }
+    if (::chmod(path.c_str(), NEW_DIRECTORY) != 0) { // the umask was in force before
+        fail("set the mode of", path, errno);
+    }
+    return true;
+}
+
+/// A new file, or nothing when there is one.
+std::optional<OpenFile> newFile(const std::string& path)
+{
+    OpenFile file(::open(path.c_str(), OPEN_FLAGS | O_RDWR | O_CREAT | O_EXCL, NEW_FILE), path);
+    if (file.descriptor() == -1) {
+        if (errno == EEXIST) {
+            return std::nullopt;
+        }
+        fail("open", path, errno);
+    }
+    if (::fchmod(file.descriptor(), NEW_FILE) != 0) {
+        fail("set the mode of", path, errno);
+    }
+    return file;
+}
 
 /// Refuses directories, FIFOs and the like.
 OpenFile regularFile(int descriptor, const std::string& path)
@@ -85,28 +120,29 @@ std::optional<std::string> readWhole(const std::string& path)
 void PosixFileSystem::createDirectories(const std::string& path)
 {
     std::error_code error;
-    std::vector<std::filesystem::path> missing;
-    for (std::filesystem::path folder = path; folder.has_relative_path() && !exists(folder, error);
-         folder = folder.parent_path()) {
-        missing.push_back(folder);
+    std::filesystem::path made;
+    for (const std::filesystem::path& part : std::filesystem::path(path)) {
+        made /= part;
+        if (!std::filesystem::exists(made, error) && makeDirectory(made.string())) {
+            // What is in a directory is lost with its entry.
+            syncDirectory(made.has_parent_path() ? made.parent_path().string() : ".");
+        }
     }
-    std::filesystem::create_directories(path, error);
-    if (error) {
-        fail("create the directory", path, error.value());
-    }
-    // What is in a directory is lost with its entry.
-    for (const std::filesystem::path& folder : missing) {
-        syncDirectory(folder.has_parent_path() ? folder.parent_path().string() : ".");
-    }
-    // An existing file in the directory's place is no error of create_directories.
     if (!std::filesystem::is_directory(path, error)) {
-        fail("create the directory", path, ENOTDIR);
+        fail("create the directory", path, error ? error.value() : ENOTDIR);
     }
 }
 
 OpenFile PosixFileSystem::openOrCreate(const std::string& path)
 {
-    return regularFile(::open(path.c_str(), OPEN_FLAGS | O_RDWR | O_CREAT, 0666), path);
+    const int descriptor = ::open(path.c_str(), OPEN_FLAGS | O_RDWR);
+    if (descriptor == -1 && errno == ENOENT) {
+        if (std::optional<OpenFile> file = newFile(path)) {
+            return std::move(*file);
+        }
+        return regularFile(::open(path.c_str(), OPEN_FLAGS | O_RDWR), path); // somebody else has made it
+    }
+    return regularFile(descriptor, path);
 }
 
 void PosixFileSystem::allocate(const OpenFile& file, std::uint64_t size)
@@ -159,6 +195,30 @@ void PosixFileSystem::syncDirectory(const std::string& path)
     // EINVAL: the file system cannot sync directories and gives no promise that could be broken.
     if (::fsync(directory.descriptor()) != 0 && errno != EINVAL) {
         fail("write to disk", path, errno);
+    }
+}
+
+void PosixFileSystem::restrictLike(const OpenFile& file, const std::string& model)
+{
+    struct stat wanted = {};
+    struct stat status = {};
+    if (::stat(model.c_str(), &wanted) != 0) {
+        return;
+    }
+    constexpr auto AS_IT_IS = static_cast<uid_t>(-1);
+    if (::fchown(file.descriptor(), wanted.st_uid, wanted.st_gid) != 0 &&
+        ::fchown(file.descriptor(), AS_IT_IS, wanted.st_gid) != 0) {
+        // Only a privileged process may give files away: then the group must not read what it might not.
+    }
+    if (::fstat(file.descriptor(), &status) != 0) {
+        fail("read the mode of", file.path(), errno);
+    }
+    mode_t mode = S_IRUSR | S_IWUSR | (wanted.st_mode & (S_IRGRP | S_IROTH));
+    if (status.st_gid != wanted.st_gid && (mode & S_IROTH) == 0) {
+        mode &= ~mode_t{S_IRGRP};
+    }
+    if (::fchmod(file.descriptor(), mode) != 0) {
+        fail("set the mode of", file.path(), errno);
     }
 }
 

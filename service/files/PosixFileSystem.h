@@ -17,6 +17,7 @@ public:
     void sync(const OpenFile& file) override;
     void syncDirectory(const std::string& path) override;
     void rename(const std::string& from, const std::string& to) override;
+    void restrictLike(const OpenFile& file, const std::string& model) override;
 };
 
 } // namespace keepsafe_sandbox

@@ -62,7 +62,11 @@ void ensureFolder(const std::string& path, mode_t mode)
         return;
     }
     fileSystem.createDirectories(std::filesystem::path(path).parent_path().string());
-    if (::mkdir(path.c_str(), mode) != 0 && errno != EEXIST) {
+    if (::mkdir(path.c_str(), mode) == 0) {
+        if (::chmod(path.c_str(), mode) != 0) { // the umask was in force before
+            fail("set the mode of", path);
+        }
+    } else if (errno != EEXIST) {
         fail("create the directory", path);
     }
     // Refuses what is there and is not a directory.

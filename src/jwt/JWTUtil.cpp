@@ -29,11 +29,11 @@ constexpr char READ[] = "successfully read jwt public key file";
 /// A file that is longer has no end, as a device has, or is not one with a key.
 constexpr std::size_t LONGEST_KEY = std::size_t{16} << 20U;
 
-/// Reads a whole file, or nothing. Returns 0, or the failure of `openRegularFile` or `readAll`.
+/// Reads a whole file, or nothing. Returns 0, or the failure of `openTrustedFile` or `readAll`.
 int readPlainly(const std::string& path, std::string& text)
 {
     int failure = 0;
-    const Process::Descriptor file = Process::openRegularFile(path, failure);
+    const Process::Descriptor file = Process::openTrustedFile(path, failure);
     std::string content;
     if (file.isOpen()) {
         failure = Process::readAll(file, content, LONGEST_KEY);
@@ -108,8 +108,8 @@ int JWTUtil::loadJwtPublicKey(std::string& key)
     // A stream costs more than its system calls. A file that they cannot read is read by a stream again, for
     // its error message.
     const int failure = readPlainly(path, key);
-    if (failure == Process::NOT_REGULAR) {
-        // Not opened as a stream, which would wait for the writer of a FIFO.
+    if (failure == Process::NOT_REGULAR || failure == Process::WORLD_WRITABLE) {
+        // Not opened as a stream, which would wait for the writer of a FIFO, and trust anybody's key.
         logmsgf(Platform::LOG_LEVEL_ERROR, LOAD_KEY_TAG, "failed to open jwt public key file. Error = %s ",
                 Process::failureText(failure).c_str());
         return Status::CACHE_UNUSABLE;

@@ -15,14 +15,18 @@
 #include "Descriptor.h"
 
 /// \file
-/// Reading of files. Failures are values of `errno`, or `NOT_REGULAR`.
+/// Reading of files. Failures are values of `errno`, `NOT_REGULAR`, or `WORLD_WRITABLE`.
 
 namespace Tessara::Keepsafe::Process {
 
 constexpr int NOT_REGULAR = -1;
+constexpr int WORLD_WRITABLE = -2;
 
 inline std::string failureText(int failure)
 {
+    if (failure == WORLD_WRITABLE) {
+        return "writable by everybody";
+    }
     return failure == NOT_REGULAR ? "not a regular file" : std::generic_category().message(failure);
 }
 
@@ -38,6 +42,18 @@ inline std::string failureText(int failure)
     }
     if (!S_ISREG(status.st_mode)) {
         failure = S_ISDIR(status.st_mode) ? EISDIR : NOT_REGULAR;
+        return Descriptor();
+    }
+    return file;
+}
+
+/// The same for a file that decides whom the process trusts: one that everybody may change is refused.
+[[nodiscard]] inline Descriptor openTrustedFile(const std::string& path, int& failure) noexcept
+{
+    Descriptor file = openRegularFile(path, failure);
+    struct stat status {};
+    if (file.isOpen() && (::fstat(file.get(), &status) != 0 || (status.st_mode & S_IWOTH) != 0)) {
+        failure = WORLD_WRITABLE;
         return Descriptor();
     }
     return file;

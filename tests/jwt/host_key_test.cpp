@@ -88,6 +88,17 @@ TEST_F(HostKeyTest, AFifoInItsPlaceIsStatus12WithoutWaitingForItsOtherEnd)
                                          "failed to open jwt public key file. Error = not a regular file ")));
 }
 
+TEST_F(HostKeyTest, AFileThatEverybodyMayWriteIsStatus12)
+{
+    std::filesystem::permissions(root_.keyFile(), std::filesystem::perms(0666));
+    std::string key = "as it was";
+    EXPECT_EQ(JWTUtil::loadJwtPublicKey(key), 12);
+    EXPECT_EQ(key, "as it was");
+    EXPECT_THAT(log_.lines(), ElementsAre(lines::error(
+                                  lines::LOAD_KEY_TAG,
+                                  "failed to open jwt public key file. Error = writable by everybody ")));
+}
+
 TEST_F(HostKeyTest, AFileThatIsTooLongForAKeyIsStatus13)
 {
     std::filesystem::resize_file(root_.keyFile(), 1024UL * 1024 * 1024);

@@ -44,6 +44,20 @@ TEST_F(ReadFile, StopsBeyondTheLimit)
     EXPECT_EQ(Process::readAll(Process::openRegularFile(path_, failure), text, 9), EFBIG);
 }
 
+TEST_F(ReadFile, RefusesToTrustAFileThatEverybodyMayWrite)
+{
+    keepsafe_test::writeFile(path_, "");
+    int failure = 0;
+    for (const mode_t mode : {0600U, 0664U}) {
+        ASSERT_EQ(::chmod(path_.c_str(), mode), 0);
+        EXPECT_TRUE(Process::openTrustedFile(path_, failure).isOpen()) << mode;
+    }
+    ASSERT_EQ(::chmod(path_.c_str(), 0602), 0);
+    EXPECT_FALSE(Process::openTrustedFile(path_, failure).isOpen());
+    EXPECT_EQ(failure, Process::WORLD_WRITABLE);
+    EXPECT_EQ(Process::failureText(failure), "writable by everybody");
+}
+
 TEST_F(ReadFile, TellsAFileThatIsMissing) { EXPECT_EQ(failureOfOpening(), ENOENT); }
 
 TEST_F(ReadFile, RefusesAFolder)

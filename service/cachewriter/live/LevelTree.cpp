@@ -94,21 +94,11 @@ void LevelTree::updateHeight(NodeOffset node) noexcept
     heights_[node / sizeof(SegmentNode)] = static_cast<std::uint8_t>(below + 1);
 }
 
-LevelTree::NodeOffset LevelTree::rotateLeft(NodeOffset node) noexcept
+LevelTree::NodeOffset LevelTree::rotate(NodeOffset node, Side rising, Side other) noexcept
 {
-    const NodeOffset top = nodes_[node].right;
-    setRight(node, nodes_[top].left);
-    setLeft(top, node);
-    updateHeight(node);
-    updateHeight(top);
-    return top;
-}
-
-LevelTree::NodeOffset LevelTree::rotateRight(NodeOffset node) noexcept
-{
-    const NodeOffset top = nodes_[node].left;
-    setLeft(node, nodes_[top].right);
-    setRight(top, node);
+    const NodeOffset top = nodes_[node].*rising;
+    nodes_.set(node, rising, nodes_[top].*other);
+    nodes_.set(top, other, node);
     updateHeight(node);
     updateHeight(top);
     return top;

@@ -54,8 +54,17 @@ private:
     {
         nodes_.set(node, &SegmentNode::right, right);
     }
-    NodeOffset rotateLeft(NodeOffset node) noexcept;
-    NodeOffset rotateRight(NodeOffset node) noexcept;
+    using Side = NodeOffset SegmentNode::*;
+    /// Makes the child on one side the root of the subtree, and the node its child on the other side.
+    NodeOffset rotate(NodeOffset node, Side rising, Side other) noexcept;
+    NodeOffset rotateLeft(NodeOffset node) noexcept
+    {
+        return rotate(node, &SegmentNode::right, &SegmentNode::left);
+    }
+    NodeOffset rotateRight(NodeOffset node) noexcept
+    {
+        return rotate(node, &SegmentNode::left, &SegmentNode::right);
+    }
     NodeOffset balanced(NodeOffset node) noexcept;
     /// Takes the node with the least key out of the tree: the rest, and that node.
     Changed withoutLeast(NodeOffset root) noexcept;

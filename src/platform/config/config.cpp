@@ -47,7 +47,7 @@ namespace detail {
 Config loadConfigFrom(const std::string& path)
 {
     int failure = 0;
-    const Process::Descriptor file = Process::openRegularFile(path, failure);
+    const Process::Descriptor file = Process::openTrustedFile(path, failure);
     if (!file.isOpen()) {
         if (failure == ENOENT && isMissing(path)) {
             return {};

@@ -37,12 +37,60 @@ void refuseOtherThanRegular(const std::string& path)
     }
 }
 
-int openOnce(const std::string& path, int flags) noexcept
+int openOnce(const std::string& path, int flags, mode_t mode = 0) noexcept
 {
     int descriptor = -1;
     do {
-        descriptor = open(path.c_str(), flags, 0666);
+        descriptor = open(path.c_str(), flags, mode);
     } while (descriptor < 0 && errno == EINTR);
+    return descriptor;
+}
+
+/// The state of what a new lock file takes after: the document that it is for, or its folder.
+struct stat modelFor(const std::string& path) noexcept
+{
+    constexpr std::size_t SUFFIX = sizeof ".lck" - 1;
+    struct stat status {};
+    if (path.size() > SUFFIX && path.compare(path.size() - SUFFIX, SUFFIX, ".lck") == 0 &&
+        stat(path.substr(0, path.size() - SUFFIX).c_str(), &status) == 0) {
+        return status;
+    }
+    const std::size_t slash = path.rfind('/');
+    if (stat(slash == std::string::npos ? "." : path.substr(0, slash + 1).c_str(), &status) != 0) {
+        status = {};
+    }
+    return status;
+}
+
+/// Who may read the model may open the lock file to share the lock; the model's owner may take it
+/// exclusively. The umask has no effect.
+void restrictLike(int descriptor, const struct stat& model) noexcept
+{
+    constexpr auto AS_IT_IS = static_cast<uid_t>(-1);
+    if (fchown(descriptor, model.st_uid, model.st_gid) != 0 &&
+        fchown(descriptor, AS_IT_IS, model.st_gid) != 0) {
+        // Only a privileged process may give files away: then the group must not read what it might not.
+    }
+    mode_t mode = S_IRUSR | S_IWUSR | (model.st_mode & (S_IRGRP | S_IROTH));
+    struct stat made {};
+    const bool isOfModelsGroup = fstat(descriptor, &made) == 0 && made.st_gid == model.st_gid;
+    if (!isOfModelsGroup && (mode & S_IROTH) == 0) {
+        mode &= ~mode_t{S_IRGRP};
+    }
+    static_cast<void>(fchmod(descriptor, mode)); // without it, the umask may keep others out
+}
+
+int create(const std::string& path, int flags) noexcept
+{
+    const struct stat model = modelFor(path);
+    const mode_t mode = S_IRUSR | S_IWUSR | (model.st_mode & (S_IRGRP | S_IROTH));
+    const int descriptor = openOnce(path, flags | O_CREAT | O_EXCL, mode);
+    if (descriptor < 0 && errno == EEXIST) {
+        return openOnce(path, flags); // somebody else has made it
+    }
+    if (descriptor >= 0) {
+        restrictLike(descriptor, model);
+    }
     return descriptor;
 }
 
@@ -54,7 +102,7 @@ int openDescriptor(const std::string& path, LockFile::Access access, bool create
     // First without O_CREAT: a user who may not write in the folder can still share an existing file.
     int descriptor = openOnce(path, flags);
     if (descriptor < 0 && errno == ENOENT && createIfMissing) {
-        descriptor = openOnce(path, flags | O_CREAT);
+        descriptor = create(path, flags);
     }
     if (descriptor < 0) {
         failToOpen(errno);

@@ -77,7 +77,7 @@ int open(const Kind& kind, const std::string& path, std::string& reason)
         return CURLE_OK;
     }
     int failure = 0;
-    if (Process::openRegularFile(path, failure).isOpen()) {
+    if (Process::openTrustedFile(path, failure).isOpen()) {
         return CURLE_OK;
     }
     return failToRead(kind, path, failure == EISDIR ? Process::NOT_REGULAR : failure, reason);

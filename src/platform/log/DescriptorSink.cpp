@@ -9,6 +9,7 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "line.h"
@@ -33,10 +34,21 @@ void writeAll(int descriptor, const char* data, std::size_t size)
 
 Process::Descriptor openForAppending(const std::string& path)
 {
-    int descriptor = -1;
-    do {
-        descriptor = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0640);
-    } while (descriptor < 0 && errno == EINTR);
+    constexpr int FLAGS = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY;
+    constexpr mode_t MODE = 0640;
+    const auto openOnce = [&path](int flags) {
+        int opened = -1;
+        do {
+            opened = ::open(path.c_str(), flags, MODE);
+        } while (opened < 0 && errno == EINTR);
+        return opened;
+    };
+    int descriptor = openOnce(FLAGS | O_EXCL);
+    if (descriptor >= 0) {
+        static_cast<void>(::fchmod(descriptor, MODE)); // a new file: the umask was in force
+    } else if (errno == EEXIST) {
+        descriptor = openOnce(FLAGS);
+    }
     if (descriptor < 0) {
         const int error = errno;
         throw std::runtime_error("cannot open the log file \"" + path +

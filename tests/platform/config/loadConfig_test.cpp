@@ -78,6 +78,13 @@ TEST_F(LoadConfig, RefusesAPipeInTheFilesPlaceWithoutWaitingForItsWriter)
     EXPECT_EQ(errorOfLoading(), "cannot read \"" + file() + "\": not a regular file");
 }
 
+TEST_F(LoadConfig, RefusesAFileThatEverybodyMayWrite)
+{
+    writeFile(file(), "");
+    ASSERT_EQ(::chmod(file().c_str(), 0646), 0);
+    EXPECT_EQ(errorOfLoading(), "cannot read \"" + file() + "\": writable by everybody");
+}
+
 TEST_F(LoadConfig, FollowsALinkAndRefusesOneThatLeadsNowhere)
 {
     writeFile(root_.path("elsewhere"), "master_server = \"linked\"");

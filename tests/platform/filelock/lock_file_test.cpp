@@ -52,9 +52,44 @@ protected:
         writeFile(path, "");
     }
 
+    static mode_t modeOf(const std::string& file)
+    {
+        struct stat status {};
+        EXPECT_EQ(::stat(file.c_str(), &status), 0);
+        return status.st_mode & 07777U;
+    }
+
     const TempDir directory;
     const std::string path = directory.path("operation-cache.json.lck");
 };
+
+TEST_F(LockFileTest, ANewFileMayBeReadByThoseWhoMayReadTheDocumentBesideItWhateverTheUmask)
+{
+    const std::string document = directory.path("operation-cache.json");
+    writeFile(document, "{}");
+    for (const mode_t mask : {0U, 077U}) {
+        for (const mode_t mode : {0644U, 0640U, 0600U, 0666U}) {
+            fs::remove(path);
+            ASSERT_EQ(::chmod(document.c_str(), mode), 0);
+            const mode_t before = ::umask(mask);
+            take(lock(MissingFile::IsCreated), FileLock::SHARED, FileLock::WAIT_FOREVER);
+            ::umask(before);
+            EXPECT_EQ(modeOf(path), mode & 0644U) << "umask " << mask << ", document " << mode;
+        }
+    }
+}
+
+TEST_F(LockFileTest, ANewFileWithoutADocumentMayBeReadByThoseWhoMayListTheFolder)
+{
+    for (const mode_t mode : {0755U, 0700U}) {
+        fs::remove(path);
+        ASSERT_EQ(::chmod(directory.path("").c_str(), mode), 0);
+        const mode_t before = ::umask(077);
+        take(lock(MissingFile::IsCreated), FileLock::EXCLUSIVE, FileLock::WAIT_FOREVER);
+        ::umask(before);
+        EXPECT_EQ(modeOf(path), mode & 0644U);
+    }
+}
 
 void LockFileTest::expectUnavailable(const std::string& reason, MissingFile missing) const
 {
@@ -98,15 +133,6 @@ TEST_F(LockFileTest, MissingFileIsCreatedWhenThatIsAllowed)
         EXPECT_EQ(fs::file_size(path), 0U);
         expectCorrectExclusion(created);
     }
-}
-
-TEST_F(LockFileTest, CreatedFileCanBeUsedByAllWhomTheUmaskAllows)
-{
-    const mode_t before = umask(022);
-    const FileLock created = lock(MissingFile::IsCreated);
-    take(created, FileLock::SHARED);
-    umask(before);
-    EXPECT_EQ(fs::status(path).permissions(), fs::perms(0644));
 }
 
 TEST_F(LockFileTest, PermissionToCreateBelongsToTheHandle)

@@ -95,6 +95,14 @@ TEST_F(TlsFiles, ThatAreMissingAreFoundOnceTheyAreThere)
     EXPECT_EQ(statusOfGet(server), CURLE_OK);
 }
 
+TEST_F(TlsFiles, ThatEverybodyMayWriteAreNotUsed)
+{
+    ASSERT_EQ(::chmod(caFile.c_str(), 0666), 0);
+    EXPECT_EQ(failure(CURLE_SSL_CACERT_BADFILE, CERT_TYPE_NONE),
+              "cannot read the CA certificates \"" + caFile + "\": writable by everybody");
+    EXPECT_EQ(server.connections(), 0U);
+}
+
 TEST_F(TlsFiles, ThatAreNoFilesAreNamed)
 {
     ::unlink(hostFiles.key.c_str());

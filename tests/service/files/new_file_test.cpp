@@ -83,6 +83,20 @@ TEST_F(NewFile, AFolderIsMadeWithItsModeAndKeptAsItIs)
     EXPECT_EQ(modeOf(dir_.path("a/b/private")), 0700U);
 }
 
+TEST_F(NewFile, AFolderAndThoseAboveItHaveTheirModesWhateverTheUmask)
+{
+    for (const mode_t mask : {0U, 077U}) {
+        const std::string top = dir_.path(std::to_string(mask));
+        const mode_t before = ::umask(mask);
+        ensureFolder(top + "/below", 0700);
+        ensureFolder(top + "/open", 0755);
+        ::umask(before);
+        EXPECT_EQ(modeOf(top), 0755U) << mask;
+        EXPECT_EQ(modeOf(top + "/below"), 0700U) << mask;
+        EXPECT_EQ(modeOf(top + "/open"), 0755U) << mask;
+    }
+}
+
 TEST_F(NewFile, AFileInTheFoldersPlaceIsRefused)
 {
     writeFile(dir_.path("file"), "");

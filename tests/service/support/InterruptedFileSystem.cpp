@@ -77,4 +77,10 @@ void InterruptedFileSystem::rename(const std::string& from, const std::string& t
     UnsyncedFileSystem::rename(from, to);
 }
 
+void InterruptedFileSystem::restrictLike(const OpenFile& file, const std::string& model)
+{
+    interruptIfTheStep();
+    UnsyncedFileSystem::restrictLike(file, model);
+}
+
 } // namespace keepsafe_test

@@ -37,6 +37,7 @@ public:
     void sync(const keepsafe_sandbox::OpenFile& file) override;
     void syncDirectory(const std::string& path) override;
     void rename(const std::string& from, const std::string& to) override;
+    void restrictLike(const keepsafe_sandbox::OpenFile& file, const std::string& model) override;
 
 private:
     [[nodiscard]] bool isTheStep() noexcept { return stepsLeft_-- == 0; }

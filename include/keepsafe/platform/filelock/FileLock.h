@@ -52,9 +52,11 @@ public:
     /// The default retry interval: the longest pause between two attempts to take the lock. One millisecond.
     static const ACE_Time_Value DEFAULT_INTERVAL;
 
-    /// Whether a missing file is created (mode 0666 less the umask) when a guard is made. A lock on someone
-    /// else's document must not create it; a pure lock file may be created. This belongs to the handle, not
-    /// to the lock.
+    /// Whether a missing file is created when a guard is made. A lock on someone else's document must not
+    /// create it; a pure lock file may be created. Whatever the umask, a new file may be read by those who
+    /// may read the document beside it (the path without ".lck"; the folder when there is none), and written
+    /// by its owner alone, who is that of the document if the process may give files away. This belongs to
+    /// the handle, not to the lock.
     enum class MissingFile { IsAnError, IsCreated };
 
     class State;
