@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <gtest/gtest.h>
@@ -339,6 +340,22 @@ TEST_F(CacheVerify, InfoOfADamagedCacheShowsWhatThereIs)
                                 "write in progress  yes: the last write was interrupted\n"
                                 "faults             3; 'ksrbac cache verify' lists them\n");
     EXPECT_EQ(info.status, ksrbac::ExitStatus::Good);
+}
+
+TEST_F(CacheVerify, NeedsMemoryOnlyForRecordsThatAreReached)
+{
+    sampleCache().write(directory());
+    constexpr std::uintmax_t size = 200'000'000'000; // without content: almost no space on the disk
+    for (const char* const name : {"objects", "nodes", "segments"}) {
+        std::filesystem::resize_file(file(name), size / 96 * 96);
+    }
+    rlimit before = {};
+    ASSERT_EQ(::getrlimit(RLIMIT_DATA, &before), 0);
+    const rlimit memory = {256'000'000, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_DATA, &memory), 0);
+    const ProgramRun run = verify();
+    EXPECT_EQ(::setrlimit(RLIMIT_DATA, &before), 0);
+    EXPECT_EQ(run.status, ksrbac::ExitStatus::Good) << run.messages;
 }
 
 TEST_F(CacheVerify, InfoTellsTheSameAsJson)

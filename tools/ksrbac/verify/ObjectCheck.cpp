@@ -6,17 +6,16 @@ using Tessara::Keepsafe::Rbac::ManagedObject;
 using Tessara::Keepsafe::Rbac::NodeOffset;
 
 ObjectCheck::ObjectCheck(const View& records, const char* file, RoleWalk& roles)
-    : records_(records), target_{file, sizeof(ManagedObject), records.count()}, roles_(roles),
-      isReached_(records.count(), false)
+    : records_(records), target_{file, sizeof(ManagedObject), records.count()}, roles_(roles)
 {
 }
 
 void ObjectCheck::examine(std::uint32_t index, const Whereabouts& name)
 {
-    if (isReached_[index]) {
+    if (isReached_.get(index)) {
         return;
     }
-    isReached_[index] = true;
+    isReached_.set(index, true);
     ++reachedCount_;
     const std::uint64_t byte = std::uint64_t{index} * sizeof(ManagedObject);
     const ManagedObject& object = *records_.find(static_cast<NodeOffset>(byte));

@@ -4,13 +4,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include <keepsafe/cache/detail/ReadOnlyBlockAllocator.h>
 #include <keepsafe/cache/detail/records.h>
 
 #include "verify/BitsWalks.h"
 #include "verify/Reference.h"
+#include "verify/SparseArray.h"
 #include "verify/Whereabouts.h"
 
 namespace ksrbac {
@@ -34,7 +34,7 @@ private:
     View records_;
     TargetFile target_;
     RoleWalk& roles_;
-    std::vector<bool> isReached_;
+    SparseArray<bool> isReached_;
     std::size_t reachedCount_ = 0;
     const char* field_ = ""; ///< the one whose role tree is walked
     const Whereabouts* name_ = nullptr;

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,6 +13,7 @@
 
 #include "verify/Fault.h"
 #include "verify/Reference.h"
+#include "verify/SparseArray.h"
 #include "verify/Whereabouts.h"
 
 namespace ksrbac {
@@ -35,14 +36,25 @@ public:
 
     /// `file` is the name of the file that holds the records; it must live on.
     SearchTreeWalk(const View& records, const char* file, FaultList& faults)
-        : records_(records), target_{file, sizeof(Record), records.count()}, faults_(faults),
-          states_(records.count(), State::New), summaries_(new Summary[records.count()])
+        : records_(records), target_{file, sizeof(Record), records.count()}, faults_(faults)
     {
     }
 
     /// Records that were reached so far.
     [[nodiscard]] std::size_t reachedCount() const noexcept { return reachedCount_; }
-    [[nodiscard]] bool isReached(std::size_t index) const noexcept { return states_[index] != State::New; }
+    [[nodiscard]] bool isReached(std::size_t index) const noexcept
+    {
+        return states_.get(index) != State::New;
+    }
+    /// Records of one file that two walks have reached.
+    [[nodiscard]] static std::size_t reachedByEither(const SearchTreeWalk& left, const SearchTreeWalk& right)
+    {
+        std::size_t byBoth = 0;
+        left.states_.forEach([&](std::size_t index, State state) {
+            byBoth += state != State::New && right.isReached(index) ? 1 : 0;
+        });
+        return left.reachedCount() + right.reachedCount() - byBoth;
+    }
     /// Nodes on the longest way down within one search tree.
     [[nodiscard]] std::size_t deepestTree() const noexcept { return deepestTree_; }
     /// Search trees on the longest way through levels.
@@ -110,8 +122,7 @@ private:
 
     enum class State : std::uint8_t { New, OnTheWay, Done };
 
-    /// What lies at and below a record. Left without a value until the record is done, so that memory is only
-    /// touched for records that are reached.
+    /// What lies at and below a record that is done.
     struct Summary {
         std::int32_t smallest;
         std::int32_t largest; ///< less than `smallest` when every key is out of order
@@ -172,14 +183,14 @@ private:
         const auto index = resolve(to, target_, complaint);
         if (!index) {
             addFault(to.byte, to.file, complaint);
-        } else if (states_[*index] == State::New) {
+        } else if (!isReached(*index)) {
             enter({*index, edge, Edge::Left, low, high});
-        } else if (states_[*index] == State::OnTheWay) {
+        } else if (states_.get(*index) == State::OnTheWay) {
             addFault(to.byte, to.file,
                      std::string(to.field) + " is " + std::to_string(to.target) +
                          ", a record on the way to this one: a cycle");
         } else {
-            requireBetween(to, summaries_[*index], low, high);
+            requireBetween(to, summaries_.get(*index), low, high);
         }
     }
 
@@ -198,7 +209,7 @@ private:
 
     void enter(const Frame& frame)
     {
-        states_[frame.index] = State::OnTheWay;
+        states_.set(frame.index, State::OnTheWay);
         ++reachedCount_;
         frames_.push_back(frame);
         const std::int64_t key = record(frame.index).key;
@@ -227,8 +238,8 @@ private:
         const Frame frame = frames_.back();
         frames_.pop_back();
         const Summary summary = summarise(frame);
-        summaries_[frame.index] = summary;
-        states_[frame.index] = State::Done;
+        summaries_.set(frame.index, summary);
+        states_.set(frame.index, State::Done);
         deepestTree_ = std::max<std::size_t>(deepestTree_, summary.treeHeight);
         deepestLevel_ = std::max<std::size_t>(deepestLevel_, summary.levels);
     }
@@ -242,10 +253,10 @@ private:
             sum.largest = key;
         }
         for (const Edge edge : {Edge::Left, Edge::Right, Edge::NextLevel}) {
-            const Summary* below = doneBelow(reference(frame.index, edge).target);
-            if (below != nullptr && edge == Edge::NextLevel) {
+            const std::optional<Summary> below = doneBelow(reference(frame.index, edge).target);
+            if (below && edge == Edge::NextLevel) {
                 sum.levels = std::max(sum.levels, below->levels + 1);
-            } else if (below != nullptr) {
+            } else if (below) {
                 sum.smallest = std::min(sum.smallest, below->smallest);
                 sum.largest = std::max(sum.largest, below->largest);
                 sum.treeHeight = std::max(sum.treeHeight, below->treeHeight + 1);
@@ -255,18 +266,18 @@ private:
         return sum;
     }
 
-    [[nodiscard]] const Summary* doneBelow(Tessara::Keepsafe::Rbac::NodeOffset offset) const noexcept
+    [[nodiscard]] std::optional<Summary> doneBelow(Tessara::Keepsafe::Rbac::NodeOffset offset) const noexcept
     {
         const std::size_t index = offset / sizeof(Record);
-        const bool isDone = index != 0 && index < target_.recordCount && states_[index] == State::Done;
-        return isDone ? &summaries_[index] : nullptr;
+        const bool isDone = index != 0 && index < target_.recordCount && states_.get(index) == State::Done;
+        return isDone ? std::optional<Summary>(summaries_.get(index)) : std::nullopt;
     }
 
     View records_;
     TargetFile target_;
     FaultList& faults_;
-    std::vector<State> states_;
-    std::unique_ptr<Summary[]> summaries_;
+    SparseArray<State> states_;
+    SparseArray<Summary> summaries_;
     std::vector<Frame> frames_;
     std::size_t reachedCount_ = 0;
     std::size_t deepestTree_ = 0;

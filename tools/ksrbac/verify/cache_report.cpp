@@ -70,9 +70,7 @@ void walkTrees(const CacheFiles& files, const MetadataHeader& header, CacheRepor
     report.segments.used = segments.reachedCount();
     report.roleTreeNodes = roles.reachedCount();
     report.wordTreeNodes = words.reachedCount();
-    for (std::size_t i = 0; i < nodes.count(); ++i) {
-        report.nodes.used += roles.isReached(i) || words.isReached(i) ? 1 : 0;
-    }
+    report.nodes.used = RoleWalk::reachedByEither(roles, words);
     report.trieDepth = segments.deepestLevel();
     report.deepestTree = std::max({segments.deepestTree(), roles.deepestTree(), words.deepestTree()});
     report.isWalked = true;
