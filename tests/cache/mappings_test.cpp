@@ -1,5 +1,6 @@
 /// What a cache holds of its files: mappings and descriptors, as the kernel lists them.
 
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <stdexcept>
@@ -177,6 +178,18 @@ TEST_F(MappingsTest, ThatFailLeaveNoDescriptorBehind)
         EXPECT_THAT(descriptorsOf(file(name)), IsEmpty()) << name;
     }
     testing::internal::GetCapturedStderr();
+}
+
+TEST_F(MappingsTest, OfAFileThatNobodyCanMapLeaveNoDescriptorBehind)
+{
+    const std::string file = "/sys/devices/system/cpu/online"; // a regular file of a page
+    if (!std::filesystem::exists(file)) {
+        GTEST_SKIP() << "there is no " << file;
+    }
+    testing::internal::CaptureStderr();
+    EXPECT_THROW(const MemoryMap map(file), std::runtime_error);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "error mapping " + file + ": No such device\n");
+    EXPECT_THAT(descriptorsOf(file), IsEmpty());
 }
 
 TEST_F(MappingsTest, DescriptorsAreClosedInProgramsThatAreStarted)

@@ -85,6 +85,31 @@ TEST(MappingGuardTest, HandlerThatTheHostHasTakenAwayStaysAway)
     EXPECT_EQ(end.signal, 0);
 }
 
+TEST(MappingGuardTest, HandlerRunsOnTheAlternateStackAndRestartsCalls)
+{
+    const ProcessEnd end = inAnotherProcess([] {
+        const CutFile file;
+        MappingGuard guard;
+        guard.guard(file.memory(), 2 * PAGE, nullptr, nullptr);
+        struct sigaction ours {};
+        constexpr int WANTED = SA_SIGINFO | SA_ONSTACK | SA_RESTART;
+        return sigaction(SIGBUS, nullptr, &ours) == 0 && (ours.sa_flags & WANTED) == WANTED;
+    });
+    EXPECT_EQ(end.exitStatus, 0);
+}
+
+TEST(MappingGuardTest, BusErrorRightBehindAGuardedRangeEndsTheProcess)
+{
+    const ProcessEnd end = inAnotherProcess([] {
+        const CutFile file;
+        MappingGuard guard;
+        guard.guard(file.memory(), PAGE, nullptr, nullptr);
+        file.cut();
+        return file.bytes()[0] == 0 && file.bytes()[PAGE] == 0;
+    });
+    EXPECT_EQ(end.signal, SIGBUS);
+}
+
 TEST(MappingGuardTest, BusErrorElsewhereEndsTheProcessAsEver)
 {
     const ProcessEnd end = inAnotherProcess([] {
