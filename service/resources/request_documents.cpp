@@ -7,6 +7,7 @@
 
 #include "accesscontrol/Refusal.h"
 #include "errors/InputError.h"
+#include "load.h"
 #include "resources/RequestTarget.h"
 #include "json/Element.h"
 #include "json/json_text.h"
@@ -42,7 +43,7 @@ void expectType(const Element& resource, const std::string& wanted)
 JsonHandle parse(const std::string& body)
 {
     json_error_t error;
-    JsonHandle document(json_loadb(body.data(), body.size(), JSON_REJECT_DUPLICATES, &error));
+    JsonHandle document = Tessara::Keepsafe::loadJson(body, error, JSON_REJECT_DUPLICATES);
     if (document == nullptr && error.text[0] == '\0') {
         throw std::bad_alloc(); // the parser has found no fault
     }

@@ -13,9 +13,9 @@ namespace net = boost::asio;
 using boost::system::error_code;
 
 Connection::Connection(net::ip::tcp::socket socket, net::ssl::context& tls, const ServerLimits& limits,
-                       RequestReader::BodyLimit mostBodyBytes, ConnectionHost& host)
+                       RequestReader::BodyLimit mostBodyBytes, BodyBudget& bodies, ConnectionHost& host)
     : stream_(std::move(socket), tls), deadline_(stream_.get_executor()), limits_(limits), host_(host),
-      reader_(std::move(mostBodyBytes))
+      reader_(std::move(mostBodyBytes), bodies)
 {
 }
 

@@ -42,9 +42,10 @@ public:
 
     enum class Phase { Handshake, Idle, Header, Body, Answering, Sending, Closing };
 
-    /// The host must outlive the connection's use, and the limits, too.
+    /// The host must outlive the connection's use, and the limits and the budget of bodies, too.
     Connection(boost::asio::ip::tcp::socket socket, boost::asio::ssl::context& tls,
-               const ServerLimits& limits, RequestReader::BodyLimit mostBodyBytes, ConnectionHost& host);
+               const ServerLimits& limits, RequestReader::BodyLimit mostBodyBytes, BodyBudget& bodies,
+               ConnectionHost& host);
 
     void begin();
     /// While the phase is `Answering`: begins to send. Any thread. Returns the number of the response.

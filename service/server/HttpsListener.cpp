@@ -18,6 +18,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/socket.h>
 
 #include <keepsafe/platform/log/logmsg.h>
@@ -37,6 +38,7 @@ using Clock = Connection::Clock;
 constexpr char TAG[] = "ksrbac-sandbox";
 constexpr int ERROR = 16;
 constexpr int BACKLOG = 1024;
+constexpr std::size_t LARGE_BODY = std::size_t(1) << 20U;
 /// How often it is looked whether there is room again for connections.
 constexpr std::chrono::milliseconds RETRY(50);
 constexpr std::chrono::seconds BETWEEN_COMPLAINTS(60);
@@ -172,8 +174,8 @@ private:
         tcp::socket socket(io_, acceptor_.local_endpoint().protocol(), descriptor);
         error_code ignored;
         socket.set_option(tcp::no_delay(true), ignored);
-        const auto connection =
-            std::make_shared<Connection>(std::move(socket), tls_, limits_, answerer_.mostBodyBytes, *this);
+        const auto connection = std::make_shared<Connection>(std::move(socket), tls_, limits_,
+                                                             answerer_.mostBodyBytes, bodies_, *this);
         open_.add(*connection);
         connection->begin();
     }
@@ -196,8 +198,13 @@ private:
 
     void work()
     {
-        while (const std::optional<Job> job = lead()) {
+        while (std::optional<Job> job = lead()) {
+            const bool wasLarge = job->request.body.size() >= LARGE_BODY;
             const unsigned number = job->connection->respond(answered(job->request));
+            job->request = {};
+            if (wasLarge) {
+                ::malloc_trim(0); // the allocator keeps what its document took
+            }
             net::post(io_, [this, connection = job->connection, number] {
                 --answering_;
                 connection->awaitSent(number);
@@ -270,6 +277,7 @@ private:
     const ListenAddress address_;
     const ServerLimits limits_;
     const RequestAnswerer answerer_;
+    BodyBudget bodies_{limits_.bodyBytes};
     net::io_context io_;
     const net::executor_work_guard<net::io_context::executor_type> work_ = net::make_work_guard(io_);
     net::ssl::context tls_{net::ssl::context::tls_server};

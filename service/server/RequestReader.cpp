@@ -56,7 +56,10 @@ struct RequestReader::Parser {
         };
 };
 
-RequestReader::RequestReader(BodyLimit mostBodyBytes) : mostBodyBytes_(std::move(mostBodyBytes)) {}
+RequestReader::RequestReader(BodyLimit mostBodyBytes, BodyBudget& budget)
+    : mostBodyBytes_(std::move(mostBodyBytes)), body_(budget)
+{
+}
 
 RequestReader::~RequestReader() = default;
 
@@ -69,6 +72,7 @@ RequestReader::State RequestReader::take(std::string_view bytes)
 RequestReader::State RequestReader::next()
 {
     state_ = State::Idle;
+    body_.giveBack();
     return read();
 }
 
@@ -160,6 +164,9 @@ RequestReader::State RequestReader::readBody()
     }
     error_code error;
     received_.erase(0, parser_->http.put(net::buffer(received_), error));
+    if (!body_.growTo(parser_->http.get().body().size())) {
+        return refuse(BODIES_TOO_LONG);
+    }
     if (parser_->http.is_done()) {
         request_.body = std::move(parser_->http.get().body());
         return state_ = State::Whole;
@@ -175,6 +182,8 @@ RequestReader::State RequestReader::refuse(const RequestFault& fault)
 {
     refusal_ = protocolErrorResponse(fault.httpStatus, fault.message);
     received_.clear();
+    parser_.reset();
+    body_.giveBack();
     keepsConnection_ = false;
     return state_ = State::Refused;
 }

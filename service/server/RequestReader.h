@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "resources/Exchange.h"
+#include "server/BodyBudget.h"
 
 namespace keepsafe_sandbox {
 
@@ -34,14 +35,16 @@ public:
     /// The longest body that a request to a target may have.
     using BodyLimit = std::function<std::size_t(const std::string& target)>;
 
-    explicit RequestReader(BodyLimit mostBodyBytes);
+    /// The budget is that of all readers together, and outlives them.
+    RequestReader(BodyLimit mostBodyBytes, BodyBudget& budget);
     ~RequestReader();
     RequestReader(const RequestReader&) = delete;
     RequestReader& operator=(const RequestReader&) = delete;
 
     /// Reads on with more bytes of the connection.
     State take(std::string_view bytes);
-    /// After `Whole`: begins with the next request, of which a part may have come with the last one.
+    /// After `Whole`, when the request has been answered: begins with the next one, of which a part may have
+    /// come with it.
     State next();
 
     [[nodiscard]] ServiceRequest takeRequest() { return std::move(request_); }
@@ -69,6 +72,7 @@ private:
     std::string received_;    ///< what has come and is not parsed yet
     std::size_t scanned_ = 0; ///< as far as this the end of the header is not in it
     std::unique_ptr<Parser> parser_;
+    BodyShare body_; ///< of the request that is read or answered
     ServiceRequest request_;
     ServiceResponse refusal_;
     bool keepsConnection_ = false;

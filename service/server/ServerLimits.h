@@ -9,9 +9,10 @@ namespace keepsafe_sandbox {
 /// How many connections a server has, and how long it waits for their clients. Each time is for a step as a
 /// whole: bytes that trickle in do not prolong it.
 struct ServerLimits {
-    std::size_t connections = 128; ///< whose clients have shown a certificate
-    std::size_t strangers = 256;   ///< whose handshake is not over
-    std::size_t workers = 8;       ///< requests that are answered at a time
+    std::size_t connections = 128;                          ///< whose clients have shown a certificate
+    std::size_t strangers = 256;                            ///< whose handshake is not over
+    std::size_t workers = 8;                                ///< requests that are answered at a time
+    std::size_t bodyBytes = std::size_t(256) * 1024 * 1024; ///< of all requests together
     std::chrono::milliseconds handshake{10'000};
     std::chrono::milliseconds header{10'000};
     std::chrono::milliseconds body{60'000};

@@ -19,6 +19,8 @@ constexpr RequestFault LENGTH_TWICE = {400, "the request says more than once how
 constexpr RequestFault LENGTH_NO_NUMBER = {400, "the header Content-Length is not a number"};
 constexpr RequestFault BODY_ENDS_BADLY = {400, "the request's body does not end well"};
 constexpr RequestFault BODY_TOO_LONG = {413, "the request's body is too long"};
+constexpr RequestFault BODIES_TOO_LONG = {503,
+                                          "the bodies of the requests at this time are too long together"};
 constexpr RequestFault TARGET_TOO_LONG = {414, "the request's target is too long"};
 constexpr RequestFault HEADER_TOO_LONG = {431, "the request's header is too long"};
 

@@ -4,9 +4,12 @@
 #include <ostream>
 #include <string>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "accesscontrol/Refusal.h"
+#include "support/PeakMemory.h"
+#include "support/SmallStackThread.h"
 #include "support/thrown.h"
 
 namespace {
@@ -265,5 +268,30 @@ INSTANTIATE_TEST_SUITE_P(
                   "data.attributes.managedObjectsWithAttributes[0]: member \"objectId\" is missing"},
         FaultCase{"other type", states, REGISTRATION, Refusal::WrongType,
                   "data.type: expected \"managedObjectUpdate\", found \"objectRegistrationData\""}));
+
+TEST(RequestDocuments, ThatAreNestedDeepNeedASmallStack)
+{
+    const std::string body = "{\"data\":" + std::string(2000, '[') + std::string(2000, ']') + "}";
+    std::string message;
+    keepsafe_test::runOnSmallStack(
+        [&] { message = thrownBy<Refusal>([&] { (void)readRegistration(body); }).what(); }, 64);
+    EXPECT_EQ(
+        message,
+        "the request's body is not JSON: line 1, column 108: more than 100 levels of arrays and objects");
+}
+
+TEST(RequestDocuments, OfManySmallValuesAreRefusedBeforeTheyTakeMemory)
+{
+    std::string body = "{\"data\":[{}";
+    while (body.size() < 60'000'000) {
+        body += ",{}";
+    }
+    body += "]}";
+    keepsafe_test::PeakMemory peak;
+    const Refusal refusal = thrownBy<Refusal>([&] { (void)readRegistrations(body); });
+    EXPECT_EQ(refusal.kind(), Refusal::Malformed);
+    EXPECT_THAT(refusal.what(), testing::EndsWith("values need more than 268435456 bytes"));
+    EXPECT_LT(peak.growth(), 10'000'000U);
+}
 
 } // namespace

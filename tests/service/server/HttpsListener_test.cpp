@@ -27,6 +27,7 @@
 #include "support/CapturedLog.h"
 #include "support/Certificates.h"
 #include "support/Descriptor.h"
+#include "support/PeakMemory.h"
 #include "support/TempDir.h"
 #include "support/own_address.h"
 #include "support/thrown.h"
@@ -52,6 +53,9 @@ using testing::IsEmpty;
 using testing::StartsWith;
 
 constexpr std::size_t MOST_BODY = keepsafe_test::BAD_REQUESTS_MOST_BODY;
+
+/// What an answer may need for its document, in small pieces.
+constexpr std::size_t GARBAGE = std::size_t(128) * 1024 * 1024;
 
 constexpr std::size_t LARGE = std::size_t(32) * 1024 * 1024;
 
@@ -104,7 +108,7 @@ protected:
     RequestAnswerer answerer()
     {
         return {[this](const ServiceRequest& request) { return answer(request); },
-                [](const std::string& /*target*/) { return MOST_BODY; }};
+                [](const std::string& target) { return target == "/garbage" ? LARGE : MOST_BODY; }};
     }
 
     ServiceResponse answer(const ServiceRequest& request)
@@ -119,6 +123,14 @@ protected:
         }
         if (request.target == "/large") {
             return {200, std::string(LARGE, 'x'), ""};
+        }
+        if (request.target == "/garbage") {
+            std::vector<std::unique_ptr<std::string>> pieces;
+            for (std::size_t bytes = 0; bytes < GARBAGE; bytes += 128) {
+                pieces.push_back(std::make_unique<std::string>(100, 'x'));
+            }
+            kept_.push_back(std::move(pieces.back())); // behind it, nothing can be cut off the heap
+            return {200, "{}", ""};
         }
         if (request.target == "/none") {
             return {204, "", ""};
@@ -182,6 +194,7 @@ protected:
     const ServerTlsFiles files_{server_.certificate, server_.key, authority_.file()};
     std::mutex mutex_;
     std::vector<std::string> requests_;
+    std::vector<std::unique_ptr<std::string>> kept_; // by one connection's requests, one after the other
     std::promise<void> slowBegan_;
     std::promise<void> slowMayEnd_;
     std::unique_ptr<HttpsListener> listener_;
@@ -648,6 +661,42 @@ TEST_F(Listener, ClosesWhenTheClientWantsIt)
         client.send(request);
         EXPECT_THAT(client.response(), HasSubstr("\r\nConnection: close\r\n"));
         EXPECT_LT(secondsOf([&] { EXPECT_TRUE(client.isClosed()); }), 1);
+    }
+}
+
+TEST_F(Listener, GivesTheMemoryOfALargeRequestBack)
+{
+    const keepsafe_test::PeakMemory peak;
+    const std::string head = "POST /garbage HTTP/1.1\r\nHost: x\r\nContent-Length: 8388608\r\n\r\n";
+    TlsConnection connection = connect();
+    for (int round = 0; round < 3; ++round) {
+        connection.send(head);
+        connection.send(std::string(8388608, 'x'));
+        EXPECT_THAT(connection.response(), StartsWith("HTTP/1.1 200 "));
+    }
+    EXPECT_GT(peak.growth(), GARBAGE);
+    // The memory is returned after the response has been sent.
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (peak.growthNow() > GARBAGE / 2 && std::chrono::steady_clock::now() < end) {
+        std::this_thread::yield();
+    }
+    EXPECT_LT(peak.growthNow(), GARBAGE / 2);
+}
+
+TEST_F(Listener, RefusesBodiesThatAreTooLongTogether)
+{
+    ServerLimits limits;
+    limits.bodyBytes = 100;
+    restart(limits);
+    const auto post = [](int size) {
+        return "POST /x HTTP/1.1\r\nHost: x\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n" +
+               std::string(static_cast<std::size_t>(size), 'x');
+    };
+    EXPECT_THAT(responseTo(post(101)), StartsWith("HTTP/1.1 503 Service Unavailable\r\nConnection: close"));
+    TlsConnection connection = connect();
+    for (int round = 0; round < 3; ++round) {
+        connection.send(post(100));
+        EXPECT_THAT(connection.response(), StartsWith("HTTP/1.1 200 ")) << "what was answered does not count";
     }
 }
 

@@ -21,6 +21,13 @@ using testing::IsEmpty;
 
 constexpr std::size_t MOST_BODY = keepsafe_test::BAD_REQUESTS_MOST_BODY;
 
+/// A budget of bodies that is never used up.
+keepsafe_sandbox::BodyBudget& enough()
+{
+    static keepsafe_sandbox::BodyBudget budget(std::size_t(1) << 30U);
+    return budget;
+}
+
 struct Reading {
     std::vector<std::string> requests; ///< method, target, media type and body
     int refusal = 0;                   ///< HTTP status
@@ -31,7 +38,7 @@ struct Reading {
 /// Reads the pieces, one after the other, and goes on behind whole requests.
 Reading readPieces(const std::vector<std::string>& pieces)
 {
-    RequestReader reader([](const std::string& /*target*/) { return MOST_BODY; });
+    RequestReader reader([](const std::string& /*target*/) { return MOST_BODY; }, enough());
     Reading reading;
     for (const std::string& piece : pieces) {
         reading.state = reader.take(piece);
@@ -115,7 +122,7 @@ TEST(RequestReader, TakesABlankHeaderAndBytesAboveAscii)
 TEST(RequestReader, KeepsTheConnectionUnlessTheClientDoesNotWantIt)
 {
     const auto keeps = [](const std::string& text) {
-        RequestReader reader([](const std::string& /*target*/) { return MOST_BODY; });
+        RequestReader reader([](const std::string& /*target*/) { return MOST_BODY; }, enough());
         EXPECT_EQ(reader.take(text), State::Whole);
         return reader.keepsConnection();
     };
@@ -127,7 +134,7 @@ TEST(RequestReader, KeepsTheConnectionUnlessTheClientDoesNotWantIt)
 
 TEST(RequestReader, SaysOnceThatTheClientWaitsToBeAskedForItsBody)
 {
-    RequestReader reader([](const std::string& /*target*/) { return MOST_BODY; });
+    RequestReader reader([](const std::string& /*target*/) { return MOST_BODY; }, enough());
     EXPECT_EQ(reader.take(post("Expect: 100-Continue\r\nContent-Length: 1\r\n", "")), State::Body);
     EXPECT_TRUE(reader.takeExpectation());
     EXPECT_FALSE(reader.takeExpectation());
@@ -136,11 +143,32 @@ TEST(RequestReader, SaysOnceThatTheClientWaitsToBeAskedForItsBody)
 
 TEST(RequestReader, ReadsNoBodyThatIsTooLong)
 {
-    RequestReader reader([](const std::string& target) { return target == "/large" ? 10U : 1U; });
+    RequestReader reader([](const std::string& target) { return target == "/large" ? 10U : 1U; }, enough());
     EXPECT_EQ(reader.take("PUT /large HTTP/1.1\r\nHost: x\r\nContent-Length: 10\r\n\r\n"), State::Body);
-    RequestReader small([](const std::string& target) { return target == "/large" ? 10U : 1U; });
+    RequestReader small([](const std::string& target) { return target == "/large" ? 10U : 1U; }, enough());
     EXPECT_EQ(small.take("PUT /small HTTP/1.1\r\nHost: x\r\nContent-Length: 10\r\n\r\n"), State::Refused);
     EXPECT_EQ(small.refusal().status, 413);
+}
+
+TEST(RequestReader, SharesABudgetOfBodiesWithTheOthersUntilItsRequestIsAnswered)
+{
+    keepsafe_sandbox::BodyBudget budget(10);
+    const auto most = [](const std::string& /*target*/) { return MOST_BODY; };
+    const auto six = post("Content-Length: 6\r\n", "123456");
+    RequestReader first(most, budget);
+    EXPECT_EQ(first.take(six), State::Whole);
+    {
+        RequestReader second(most, budget);
+        EXPECT_EQ(second.take(post("Content-Length: 6\r\n", "1234")), State::Body);
+        EXPECT_EQ(second.take("5"), State::Refused);
+        EXPECT_EQ(second.refusal().status, 503);
+        EXPECT_THAT(second.refusal().body, HasSubstr("too long together"));
+        RequestReader third(most, budget);
+        EXPECT_EQ(third.take(post("Content-Length: 4\r\n", "1234")), State::Whole) << "the second gave back";
+    }
+    EXPECT_EQ(first.next(), State::Idle) << "the first is answered";
+    RequestReader fourth(most, budget);
+    EXPECT_EQ(fourth.take(post("Content-Length: 10\r\n", "1234567890")), State::Whole);
 }
 
 const std::string HIDDEN = "GET /hidden HTTP/1.1\r\nHost: x\r\n\r\n";
