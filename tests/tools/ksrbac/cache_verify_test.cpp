@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -301,28 +302,38 @@ TEST_F(CacheVerify, TellsTheSameAsJson)
             "\"ignoredBytes\":{\"objects\":0,\"segments\":0,\"nodes\":0}}\n");
 }
 
+/// Without what the header and the time of the last write tell.
+std::string withoutState(const std::string& info)
+{
+    static const std::regex lines("(generation|last change|stamp) [^\n]*\n");
+    static const std::regex members(
+        "\"generation\":null,\"accessDefinitions\":null,\"lastChange\":\"[^\"]*\","
+        "\"ageSeconds\":[^,]*,\"stamp\":\"[^\"]*\",");
+    return std::regex_replace(std::regex_replace(info, lines, ""), members, "");
+}
+
 TEST_F(CacheVerify, InfoShowsCountsSizesAndDepths)
 {
     sampleCache().write(directory(), "|A|");
     const ProgramRun info = run({"info", directory()});
-    EXPECT_EQ(info.results, "cache                " + directory() +
-                                "\n"
-                                "namespace            |A|\n"
-                                "write in progress    no\n"
-                                "objects              4\n"
-                                "segments             5\n"
-                                "role tree nodes      4\n"
-                                "word tree nodes      3\n"
-                                "longest name         3 segments\n"
-                                "deepest search tree  2 nodes\n"
-                                "fragmentation        11.1 %\n"
-                                "faults               none\n"
-                                "\n"
-                                "FILE      BYTES  RECORDS  IN USE  UNREACHABLE\n"
-                                "metadata     32\n"
-                                "objects      80        5       4            0\n"
-                                "segments    224        7       5            1\n"
-                                "nodes       216        9       7            1\n");
+    EXPECT_EQ(withoutState(info.results), "cache                " + directory() +
+                                              "\n"
+                                              "namespace            |A|\n"
+                                              "write in progress    no\n"
+                                              "objects              4\n"
+                                              "segments             5\n"
+                                              "role tree nodes      4\n"
+                                              "word tree nodes      3\n"
+                                              "longest name         3 segments\n"
+                                              "deepest search tree  2 nodes\n"
+                                              "fragmentation        11.1 %\n"
+                                              "faults               none\n"
+                                              "\n"
+                                              "FILE      BYTES  RECORDS  IN USE  UNREACHABLE\n"
+                                              "metadata     32\n"
+                                              "objects      80        5       4            0\n"
+                                              "segments    224        7       5            1\n"
+                                              "nodes       216        9       7            1\n");
     EXPECT_EQ(info.status, ksrbac::ExitStatus::Good);
 }
 
@@ -362,7 +373,7 @@ TEST_F(CacheVerify, InfoTellsTheSameAsJson)
 {
     sampleCache().write(directory());
     EXPECT_EQ(
-        run({"info", "--json", directory()}).results,
+        withoutState(run({"info", "--json", directory()}).results),
         "{\"cache\":\"" + directory() +
             "\",\"namespace\":\"|\",\"writeInProgress\":false,\"objects\":4,\"segments\":5,\"roleTreeNodes\":"
             "4,"

@@ -11,6 +11,7 @@
 #include "cli/options.h"
 #include "commands/commands.h"
 #include "commands/share_text.h"
+#include "log/SilencedLog.h"
 #include "output/Json.h"
 #include "output/TextTable.h"
 #include "output/escape.h"
@@ -48,6 +49,7 @@ using State = std::optional<Tessara::Keepsafe::Rbac::CacheState>;
 
 State readState(const std::string& directory)
 {
+    const SilencedLog silenced;
     try {
         return Tessara::Keepsafe::Rbac::cacheState(directory);
     } catch (const EC_exception&) {

@@ -64,7 +64,7 @@ std::string PolicyDocument::nameOf(std::int32_t bit)
         return known->second;
     }
     using Tessara::Keepsafe::Rbac::ObjectNamespace;
-    const std::string name = ObjectNamespace("OPERATIONS", "BIT-" + std::to_string(bit)).str();
+    std::string name = ObjectNamespace("OPERATIONS", "BIT-" + std::to_string(bit)).str();
     operations_.emplace(bit, name);
     unknown_.emplace(bit, name);
     return name;
