@@ -3,9 +3,7 @@
 #include <string>
 
 #include <boost/make_shared.hpp>
-#include <curl/curl.h>
 #include <gtest/gtest.h>
-#include <openssl/ssl.h>
 
 #include <keepsafe/rbac/api/Rbac2Json.h>
 #include <keepsafe/rbac/api/Roles.h>
@@ -50,12 +48,9 @@ void answerByPath(ServerConnection& connection, const RecordedRequest& request)
     }
 }
 
-/// These initialise themselves once in a process, and remember it for ever when that failed.
-void initializeLibraries()
-{
-    curl_global_init(CURL_GLOBAL_DEFAULT);
-    OPENSSL_init_ssl(OPENSSL_INIT_LOAD_SSL_STRINGS, nullptr);
-}
+/// OpenSSL and libcurl initialise themselves once in a process, and remember it for ever when that failed. A
+/// child does not use the connection of its parent.
+void initializeLibraries() { static_cast<void>(RoleAPI().get_role(7)); }
 
 constexpr int LEVEL_OF_EVENTS = 8;
 constexpr bool EXCEPTIONS_NEED_LINES = false; // a transfer that fails is in the exception, not in the log
@@ -81,8 +76,8 @@ public:
 
 TEST(FaultsInARestCall, GiveTheWholeAnswerOrAnException)
 {
-    initializeLibraries();
     const MasterServer server(answerByPath);
+    initializeLibraries();
     keepsafe_test::expectSoundUnderFaults(
         {[](const std::string& /*folder*/) { return std::make_unique<AskForRole>(); }, nothingElse,
          LEVEL_OF_EVENTS, EXCEPTIONS_NEED_LINES});
@@ -119,8 +114,8 @@ public:
 
 TEST(FaultsInARegistration, EndInAStatusAndTheWorkIsDoneOnceAtMost)
 {
-    initializeLibraries();
     const MasterServer server(answerByPath);
+    initializeLibraries();
     keepsafe_test::expectSoundUnderFaults(
         {[](const std::string& /*folder*/) { return std::make_unique<Register>(); }, nothingElse});
 }
