@@ -112,7 +112,7 @@ private:
         std::string(program_invocation_short_name) + ": ended while requests were being carried out\n";
     pollfd errors = {STDERR_FILENO, POLLOUT, 0};
     if (::poll(&errors, 1, 0) == 1 && (errors.revents & POLLOUT) != 0) {
-        static_cast<void>(::write(STDERR_FILENO, message.data(), message.size()));
+        [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, message.data(), message.size());
     }
     std::_Exit(EXIT_REFUSED);
 }
