@@ -15,26 +15,17 @@ namespace {
 
 constexpr char TAG[] = "AccessCache::Reader";
 
-std::shared_ptr<FileLockGuard> takeShared(const FileLock& lock)
-{
-    const auto take = [&lock](int timeout) {
-        return std::allocate_shared<FileLockGuard>(RecyclingAllocator<FileLockGuard>(), lock,
-                                                   FileLock::SHARED, timeout, FileLock::DEFAULT_INTERVAL);
-    };
-    try {
-        return take(0);
-    } catch (const FileLockTimeout&) {
-        detail::ThreadCounts& counts = detail::ThreadCounts::ofThisThread();
-        detail::ThreadCounts::add(counts.waits);
-    }
-    return take(FileLock::WAIT_FOREVER);
-}
-
 } // namespace
 
 AccessCache::Reader::Reader(const AccessCache& cache)
-    : cache_(cache), fileLock_(cache.fileLock_), guard_(takeShared(cache.fileLock_))
+    : cache_(cache), fileLock_(cache.fileLock_),
+      guard_(std::allocate_shared<FileLockGuard>(RecyclingAllocator<FileLockGuard>(), fileLock_,
+                                                 FileLock::SHARED, FileLock::WAIT_FOREVER,
+                                                 FileLock::DEFAULT_INTERVAL))
 {
+    if (__builtin_expect(guard_->hasWaited(), 0)) {
+        detail::ThreadCounts::add(detail::ThreadCounts::ofThisThread().waits);
+    }
     captureHeader();
 }
 

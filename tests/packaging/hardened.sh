@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# hardened.sh OBJECTS FILE...: every FILE, a library or a program, protects itself against the use of memory faults,
-# and every object file below the folder OBJECTS is compiled for control-flow protection.
+# hardened.sh BUILD FILE...: every FILE, a library or a program, protects itself against the use of memory faults, and
+# every object file of the build folder BUILD that goes into them is compiled for control-flow protection.
 set -euo pipefail
-objects=$1
+build=$1
 shift
 
 wrong=0
@@ -44,11 +44,12 @@ done
 
 count=0
 while IFS= read -r object; do
+  [ -e "$build/$object" ] || continue # of a target that is not built by default
   count=$((count + 1))
-  if [ "$(readelf --wide --notes "$object" | grep -cE 'x86 feature: IBT, SHSTK')" -eq 0 ]; then
+  if [ "$(readelf --wide --notes "$build/$object" | grep -cE 'x86 feature: IBT, SHSTK')" -eq 0 ]; then
     complain "$object" "is compiled without control-flow protection"
   fi
-done < <(find "$objects"/{src,service,sandbox,tools} -name '*.o')
+done < <(grep -oE -- '-o (src|service|sandbox|tools)/[^ ]+\.o' "$build/compile_commands.json" | cut -c4-)
 
 echo "$# files and $count objects, $wrong complaints"
 [ $# -gt 0 ] && [ "$count" -gt 0 ] && [ "$wrong" -eq 0 ]

@@ -89,7 +89,7 @@ void FileLockGuard::takeSlowly(const FileLock& lock, int timeoutMs, const ACE_Ti
             return;
         }
         const FileLock::State::Hold hold =
-            state_->lockShared(lock.missing_, wait, held == ThreadHolds::Kind::Shared);
+            state_->lockShared(lock.missing_, wait, held == ThreadHolds::Kind::Shared, hasWaited_);
         slot_ = hold.slot;
         writes_ = hold.writes;
         if (slot_ == nullptr) {

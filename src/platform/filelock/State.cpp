@@ -99,10 +99,12 @@ void FileLock::State::forgetInChild() noexcept
     writerPresent_.store(false, std::memory_order_relaxed);
 }
 
-FileLock::State::Hold FileLock::State::lockShared(MissingFile missing, const Wait& wait, bool nested)
+FileLock::State::Hold FileLock::State::lockShared(MissingFile missing, const Wait& wait, bool nested,
+                                                  bool& hasWaited)
 {
     const Attempt attempt = tryShared(missing, nested ? Gate::Ignore : Gate::AskSometimes);
-    return attempt == Attempt::Taken ? Hold() : waitShared(missing, wait, attempt);
+    hasWaited = attempt != Attempt::Taken;
+    return hasWaited ? waitShared(missing, wait, attempt) : Hold();
 }
 
 FileLock::State::Hold FileLock::State::waitShared(MissingFile missing, const Wait& wait, Attempt refused)

@@ -53,8 +53,8 @@ public:
     static void unlockSlot(ReaderSlots::Own& slot) noexcept { ReaderSlots::leave(slot); }
 
     /// `nested`: this thread already holds the lock, so waiting for a writer would be waiting for itself.
-    /// Throw `LockFileError` and `FileLockTimeout`.
-    Hold lockShared(MissingFile missing, const Wait& wait, bool nested);
+    /// `hasWaited`: whether it was not free at once. Throw `LockFileError` and `FileLockTimeout`.
+    Hold lockShared(MissingFile missing, const Wait& wait, bool nested, bool& hasWaited);
     void lockExclusive(MissingFile missing, const Wait& wait);
     /// Return 0, or the system's error: the lock had been lost before.
     int unlockShared() noexcept;

@@ -138,10 +138,12 @@ std::string deepObjects(std::size_t objects)
 void addSizes(TokenCases& cases)
 {
     constexpr std::size_t MEBIBYTE = std::size_t{1024} * 1024;
-    cases.push_back(good("arrays to the depth of 2000", deep(2000)));
-    cases.push_back(good("objects to the depth of 2000", deepObjects(2000)));
-    cases.push_back(good("arrays to the greatest depth", deep(2047)));
-    cases.push_back(noObject("arrays beyond the greatest depth", deep(2048)));
+    // The payload itself is one level.
+    cases.push_back(good("arrays to the greatest depth", deep(99)));
+    cases.push_back(good("objects to the greatest depth", deepObjects(99)));
+    cases.push_back(noObject("arrays beyond the greatest depth", deep(100)));
+    cases.push_back(noObject("objects beyond the greatest depth", deepObjects(100)));
+    cases.push_back(noObject("arrays to the depth of 2000", deep(2000)));
     cases.push_back(noObject("a hundred thousand opening brackets", std::string(100000, '[')));
     cases.push_back(noObject("a hundred thousand opening objects", [] {
         std::string text;

@@ -23,6 +23,13 @@ std::vector<Opened> opened;
 std::vector<std::pair<int, std::string>> sent;
 int closed = 0;
 
+void add(int priority, const char* format, std::va_list arguments)
+{
+    char text[256];
+    std::vsnprintf(text, sizeof text, format, arguments);
+    sent.emplace_back(priority, text);
+}
+
 } // namespace
 
 // These take the place of the C library's functions in this program and the shared libraries it loads.
@@ -34,10 +41,17 @@ void syslog(int priority, const char* format, ...)
 {
     std::va_list arguments;
     va_start(arguments, format);
-    char text[256];
-    std::vsnprintf(text, sizeof text, format, arguments);
+    add(priority, format, arguments);
     va_end(arguments);
-    sent.emplace_back(priority, text);
+}
+
+/// What libraries call that are compiled with checked functions.
+void __syslog_chk(int priority, int /*flag*/, const char* format, ...)
+{
+    std::va_list arguments;
+    va_start(arguments, format);
+    add(priority, format, arguments);
+    va_end(arguments);
 }
 
 void closelog() { ++closed; }

@@ -149,6 +149,9 @@ public:
     FileLockGuard(const FileLockGuard&) = delete;
     FileLockGuard& operator=(const FileLockGuard&) = delete;
 
+    /// For a shared lock: whether it was not free at once.
+    [[nodiscard]] bool hasWaited() const noexcept { return hasWaited_; }
+
     /// For a shared lock: tells one state of what the lock protects from another. Between two holds with the
     /// same number, other than 0, no writer has held the lock. 0: unknown, because the lock is held without
     /// slots, or because it is time to check the files themselves, which is every 10 ms.
@@ -166,6 +169,7 @@ private:
     std::uint64_t writes_ = 0;
     unsigned long generation_; ///< the process generation (count of forks) in which the lock was taken
     int lockType_;
+    bool hasWaited_ = false;
 };
 
 #endif
