@@ -62,8 +62,9 @@ protected:
     {
         return std::async(std::launch::async,
                           [type] {
+                              const FileLock taken = lock();
                               try {
-                                  const FileLockGuard guard(lock(), type, 0, FileLock::DEFAULT_INTERVAL);
+                                  const FileLockGuard guard(taken, type, 0, FileLock::DEFAULT_INTERVAL);
                                   return true;
                               } catch (const EC_exception&) {
                                   return false;

@@ -39,7 +39,14 @@ void* operator new(std::size_t size)
     note(nullptr, block);
     return block;
 }
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
+{
+    void* const block = std::malloc(size);
+    note(nullptr, block);
+    return block;
+}
 void* operator new[](std::size_t size) { return operator new(size); }
+void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept { return operator new(size, tag); }
 void operator delete(void* block) noexcept
 {
     if (block != nullptr) {

@@ -1,5 +1,6 @@
 #include <keepsafe/rbac/questions/counts.h>
 
+#include <chrono>
 #include <cmath>
 #include <set>
 #include <string>
@@ -128,21 +129,25 @@ TEST_F(CountsTest, AChildBeginsAtZero)
     EXPECT_EQ(checkCounts().checks - before_.checks, 5U);
 }
 
-TEST_F(CountsTest, AReaderThatFindsAWriterCountsAWait)
+TEST_F(CountsTest, AReaderThatHadToWaitForAWriterCountsAWait)
 {
     const FileLock lock = FileLockManager::instance().getLock(root_.directory() + "/manifest.json");
-    std::thread reader;
-    {
-        const FileLockGuard writer(lock, FileLock::EXCLUSIVE, FileLock::WAIT_FOREVER,
-                                   FileLock::DEFAULT_INTERVAL);
-        reader = std::thread([this] { checkAndDeny(1); });
-        while (checkCounts().waits == before_.waits) {
-            std::this_thread::yield();
+    std::uint64_t readers = 0;
+    // A reader that gets the processor late finds the lock free.
+    while (checkCounts().waits == before_.waits) {
+        std::thread reader;
+        {
+            const FileLockGuard writer(lock, FileLock::EXCLUSIVE, FileLock::WAIT_FOREVER,
+                                       FileLock::DEFAULT_INTERVAL);
+            reader = std::thread([this] { checkAndDeny(1); });
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            EXPECT_EQ(checkCounts().denials - before_.denials, readers);
         }
-        EXPECT_EQ(checkCounts().denials, before_.denials);
+        reader.join();
+        ++readers;
     }
-    reader.join();
-    EXPECT_EQ(checkCounts().denials - before_.denials, 1U);
+    EXPECT_EQ(checkCounts().denials - before_.denials, readers);
+    EXPECT_EQ(checkCounts().waits - before_.waits, 1U);
 }
 
 TEST_F(CountsTest, AFileThatGrowsIsARefresh)

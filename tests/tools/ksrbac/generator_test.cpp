@@ -29,7 +29,7 @@ TEST(BashCompletion, KnowsCommandsOptionsAndValues)
 {
     const std::string script = ksrbac::bashCompletion();
     EXPECT_TRUE(contains(script, "['ksrbac']='" + commandsAndGroups() + "'\n")) << script;
-    EXPECT_TRUE(contains(script, "['ksrbac cache']='info verify dump diff'\n"));
+    EXPECT_TRUE(contains(script, "['ksrbac cache']='info dump diff verify'\n"));
     EXPECT_TRUE(contains(script, "['ksrbac cache verify']='-h --help --max-faults --version --root --json "
                                  "--log-level'\n"));
     EXPECT_TRUE(contains(script, "['ksrbac check --cache']='ID_OR_DIR'\n"));

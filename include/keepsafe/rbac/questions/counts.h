@@ -24,7 +24,7 @@ struct CheckCounts {
     std::uint64_t checks;    ///< answered or not
     std::uint64_t denials;   ///< answered with no
     std::uint64_t errors;    ///< ended by an exception; a row that does counts as one check
-    std::uint64_t waits;     ///< a reader found the lock taken by a writer
+    std::uint64_t waits;     ///< a reader had to wait for a writer, and has the lock now
     std::uint64_t refreshes; ///< a cache's files were mapped again because they had grown or were replaced
     /// How long single checks took, waiting included: of each thread, one in 256 is measured.
     std::vector<DurationBucket> durations;
