@@ -104,7 +104,7 @@ public:
         data->objectType = "POLICY";
         data->accessControlAttributes = Tessara::Keepsafe::Rbac::json_pack_shared("{}");
         const int status = DefaultObjectRegistrationService().registerObject(data, callback);
-        // Whoever is told of success has done the work, and the work is done once at most.
+        // A call that reports success has done the work, and the work is done at most once.
         const bool isSound = callback->invoked <= 1 && callback->failures <= 1 &&
                              callback->invoked + callback->failures == 1 &&
                              (status != 0 || callback->invoked == 1);

@@ -209,7 +209,7 @@ public:
         }
     }
 
-    /// What is told for a role and a bit on a name: 1 allowed now, -1 denied now, 0 as before.
+    /// What is reported for a role and a bit on a name: 1 allowed now, -1 denied now, 0 as before.
     [[nodiscard]] int told(const ObjectNamespace& name, int role, std::int32_t bit) const
     {
         if (const int* found = find(onObject_, name.str(), {role, bit})) {

@@ -28,7 +28,7 @@ using testing::HasSubstr;
 using testing::StartsWith;
 using Clock = std::chrono::steady_clock;
 
-/// Takes no writes as long as it is told so.
+/// Refuses writes while it is set to.
 class FullDisk : public UnsyncedFileSystem {
 public:
     void write(const keepsafe_sandbox::OpenFile& file, std::uint64_t offset, std::string_view bytes) override
