@@ -41,7 +41,7 @@ public:
     {
         const std::uint32_t count = below(60);
         for (std::uint32_t i = 0; i < count; ++i) {
-            model.objects[anyName()] = {below(4) != 0, grants(), grants()};
+            model.objects[anyName()] = anyObject();
         }
         options.shape = static_cast<TreeShape>(below(4));
         options.offsetsInsideRecords = below(2) == 0;
@@ -88,6 +88,8 @@ public:
         }
         return chosen;
     }
+
+    ModelObject anyObject() { return {below(4) != 0, grants(), grants()}; }
 
     AccessModel model;
     CacheWriter::Options options;

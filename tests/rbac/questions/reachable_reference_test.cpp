@@ -64,7 +64,8 @@ public:
         RandomPolicy policy(seed);
         const auto client = disk_.publish(policy.model, policy.options);
         for (; questions > 0; questions -= QUESTIONS_OF_A_CALLER) {
-            const Caller caller{policy.roles(), policy.below(20) != 0, policy.anyOf(RandomPolicy::bits())};
+            const Caller caller{policy.roles(), policy.below(20) != 0,
+                                policy.anyOf(RandomPolicy::someBits())};
             const ReachableObjects reachable(*client, caller.roles,
                                              caller.knows ? PolicyOnDisk::operationOf(caller.bit)
                                                           : PolicyOnDisk::unknownOperation());
