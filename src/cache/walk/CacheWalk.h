@@ -83,7 +83,7 @@ public:
     [[nodiscard]] RoleAnswer anyRoleHoldsAfresh(NodeOffset roleTree, const RoleIds& roles,
                                                 const Operation& operation) const
     {
-        StepBudget budget(nodes_.count(), nodes_.count() + MOST_BITS_STEPS);
+        StepBudget budget(nodes_.count() + MOST_BITS_STEPS);
         return detail::anyRoleHolds(nodes_, roleTree, roles, operation, budget);
     }
 
@@ -164,8 +164,7 @@ private:
     {
         SegmentCursor segment(text);
         // No record of a trie is met twice on the way down.
-        const std::size_t records = segments_.count();
-        StepBudget budget(records, records);
+        StepBudget budget(segments_.count());
         NodeOffset level = reader_.segmentRoot();
         while (level != 0) {
             const SegmentNode* node = findSegment(level, segment.value(), budget);
@@ -190,7 +189,7 @@ private:
     const RecordView<BitsNode> nodes_;
     const RecordView<SegmentNode> segments_;
     /// Trees of bits are shared, and met again for every role and every ancestor.
-    mutable StepBudget bitsBudget_{nodes_.count(), nodes_.count() + MOST_BITS_STEPS};
+    mutable StepBudget bitsBudget_{nodes_.count() + MOST_BITS_STEPS};
 };
 
 } // namespace Tessara::Keepsafe::Rbac::detail

@@ -19,7 +19,7 @@ namespace Tessara::Keepsafe::Rbac::detail {
 class RememberedAnswers {
 public:
     RememberedAnswers(const CacheWalk& walk, const RoleIds& roleIds, const Operation& operation) noexcept
-        : walk_(walk), roleIds_(roleIds), operation_(operation), steps_(walk.nodes().count(), MOST_STEPS)
+        : walk_(walk), roleIds_(roleIds), operation_(operation), steps_(MOST_STEPS)
     {
     }
 

@@ -93,7 +93,7 @@ private:
         }
         Level level = levels_.empty() ? Level{0, walk.segmentRoot(), 0} : levels_.back();
         met_.resize(level.metCount);
-        StepBudget budget(walk.segments().count(), walk.segments().count());
+        StepBudget budget(walk.segments().count());
         SegmentCursor segment(text, level.position);
         if (levels_.empty()) {
             levels_.push_back(level);

@@ -36,8 +36,7 @@ inline void fetchBehind(const BitsNode* /*node*/) noexcept {}
 /// in a circle, met again and again on the way down a long name, from holding the lock for seconds.
 class StepBudget {
 public:
-    /// `perTree`: no tree has more nodes than the file has records.
-    StepBudget(std::size_t perTree, std::size_t inAll) noexcept : perTree_(perTree), left_(inAll) {}
+    explicit StepBudget(std::size_t steps) noexcept : left_(steps) {}
 
     /// Takes one step. False: there is none left.
     [[nodiscard]] bool spend() noexcept { return left_ != 0 && left_-- != 0; }
@@ -49,7 +48,6 @@ private:
     friend const Record* findInTree(const RecordView<Record>& records, NodeOffset root, std::int32_t key,
                                     StepBudget& budget, const Damaged& damaged);
 
-    const std::size_t perTree_;
     std::size_t left_;
 };
 
@@ -60,7 +58,8 @@ template <typename Record, typename Damaged>
 [[nodiscard]] inline const Record* findInTree(const RecordView<Record>& records, NodeOffset root,
                                               std::int32_t key, StepBudget& budget, const Damaged& damaged)
 {
-    const std::size_t most = std::min(budget.perTree_, budget.left_);
+    // No tree has more nodes than the file has records.
+    const std::size_t most = std::min(records.count(), budget.left_);
     std::size_t left = most;
     for (NodeOffset offset = root; offset != 0;) {
         const Record* node = records.find(offset);

@@ -102,7 +102,7 @@ private:
     [[nodiscard]] RoleWords readTree(NodeOffset roleTree)
     {
         RoleWords words;
-        detail::StepBudget budget(walk_.nodes().count(), MOST_STEPS_OF_A_TREE);
+        detail::StepBudget budget(MOST_STEPS_OF_A_TREE);
         visit(roleTree, budget, [&](const detail::BitsNode& role) {
             visit(role.value, budget, [&](const detail::BitsNode& word) {
                 if (word.value != 0 && word.key >= 0 && word.key <= LAST_WORD) {
