@@ -9,6 +9,7 @@
 #include "JsonPlace.h"
 #include "cli/arguments.h"
 #include "exit_status.h"
+#include "io/DocumentFaults.h"
 #include "io/input.h"
 #include "output/escape.h"
 #include "policy/role_bits.h"
@@ -22,39 +23,6 @@ namespace {
 
 constexpr std::size_t MOST_BYTES = std::size_t{1} << 31U;
 
-/// How faults of the document are told.
-struct DocumentFaults {
-    [[noreturn]] static void fail(const std::string& place, const std::string& what)
-    {
-        throw InputError(place.empty() ? what : place + ": " + what);
-    }
-    static std::string quoted(const std::string& text) { return '"' + escapeForMessage(text) + '"'; }
-    static std::string missing(const char* member) { return "no member " + quoted(member); }
-    static std::string wrongType(json_type expected, const json_t* /*found*/)
-    {
-        switch (expected) {
-        case JSON_OBJECT:
-            return "not an object";
-        case JSON_ARRAY:
-            return "not an array";
-        case JSON_STRING:
-            return "not a string";
-        case JSON_INTEGER:
-            return "not an integer";
-        default:
-            return "neither true nor false";
-        }
-    }
-    static std::string outOfRange(json_int_t number, std::int32_t least, std::int32_t most)
-    {
-        return std::to_string(number) + " is not between " + std::to_string(least) + " and " +
-               std::to_string(most);
-    }
-    static Rbac::ObjectNamespace toNamespace(const std::string& place, const std::string& text)
-    {
-        return parseNamespace(place, text);
-    }
-};
 using Place = Tessara::Keepsafe::JsonPlace<DocumentFaults>;
 
 struct ObjectBits {

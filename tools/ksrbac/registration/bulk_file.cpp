@@ -7,6 +7,7 @@
 #include "JsonPlace.h"
 #include "cli/arguments.h"
 #include "exit_status.h"
+#include "io/DocumentFaults.h"
 #include "io/input.h"
 #include "load.h"
 #include "output/escape.h"
@@ -20,40 +21,18 @@ namespace {
 
 constexpr std::size_t MOST_MEBIBYTES = 64;
 
-/// How faults of the file are told.
-struct BulkFileFaults {
-    [[noreturn]] static void fail(const std::string& place, const std::string& what)
+/// All integers of the file are ids of roles.
+struct BulkFileFaults : DocumentFaults {
+    static std::string wrongType(json_type expected, const json_t* found)
     {
-        throw InputError(place.empty() ? what : place + ": " + what);
-    }
-    static std::string quoted(const std::string& text) { return '"' + escapeForMessage(text) + '"'; }
-    static std::string missing(const char* member) { return "no member " + quoted(member); }
-    static std::string wrongType(json_type expected, const json_t* /*found*/)
-    {
-        switch (expected) {
-        case JSON_OBJECT:
-            return "not an object";
-        case JSON_ARRAY:
-            return "not an array";
-        case JSON_STRING:
-            return "not a string";
-        case JSON_INTEGER:
-            return NO_ROLE_ID;
-        default:
-            return "neither true nor false";
-        }
+        return expected == JSON_INTEGER ? NO_ROLE_ID : DocumentFaults::wrongType(expected, found);
     }
     static std::string outOfRange(json_int_t /*number*/, std::int32_t /*least*/, std::int32_t /*most*/)
     {
         return NO_ROLE_ID;
     }
-    static Rbac::ObjectNamespace toNamespace(const std::string& place, const std::string& text)
-    {
-        return parseNamespace(place, text);
-    }
 
 private:
-    // All integers of the file are ids of roles.
     static constexpr char NO_ROLE_ID[] = "not a role id, which is a number from 0 to 2147483647";
 };
 using Place = Tessara::Keepsafe::JsonPlace<BulkFileFaults>;
