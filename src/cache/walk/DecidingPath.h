@@ -9,21 +9,9 @@
 #include <keepsafe/cache/detail/records.h>
 
 #include "CacheWalk.h"
+#include "MetObject.h"
 
 namespace Tessara::Keepsafe::Rbac::detail {
-
-/// An object of the cache that a decision may depend on.
-struct MetObject {
-    /// The grants that count: of the named object those on itself, of the others those on their children.
-    [[nodiscard]] NodeOffset countingTree() const noexcept
-    {
-        return isNamed ? object->ownBits : object->childBits;
-    }
-
-    const ManagedObject* object;
-    std::size_t nameLength; ///< of its text form, which begins the named object's
-    bool isNamed;           ///< it is the object that is asked about
-};
 
 /// The objects of the cache that decide about one object: itself, and the objects above it up to the first
 /// that does not inherit. Valid as long as the reader. Throws when the trie is damaged.
@@ -31,9 +19,9 @@ class DecidingPath {
 public:
     DecidingPath(const CacheWalk& walk, std::string_view text)
     {
-        walk.visitNames(text, [this](const ManagedObject& object, bool isNamed, std::size_t length) {
+        walk.visitNames(text, [this](const ManagedObject& object, bool /*isNamed*/, std::size_t length) {
             __builtin_prefetch(&object);
-            met_.push_back({&object, length, isNamed});
+            met_.push_back({&object, length});
         });
     }
 

@@ -63,7 +63,7 @@ private:
         std::size_t steps = 0;
         std::size_t count = 0;
         Stage stage = Stage::Segments;
-        std::array<RowObject, MOST_OBJECTS> met;
+        std::array<MetObject, MOST_OBJECTS> met;
     };
 
     void begin(Descent& descent, std::size_t index) const

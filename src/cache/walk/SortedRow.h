@@ -118,7 +118,7 @@ private:
     const RowDecision& decision_;
     std::string_view before_;
     std::vector<Level> levels_;
-    std::vector<RowObject> met_;
+    std::vector<MetObject> met_;
 };
 
 } // namespace Tessara::Keepsafe::Rbac::detail

@@ -84,8 +84,10 @@ struct Finding {
             found.push_back({met.nameLength, object.inherit != 0,
                              holders(walk, object.ownBits, roles, operation),
                              holders(walk, object.childBits, roles, operation)});
-            const auto& counting = met.isNamed ? found.back().rolesOnObject : found.back().rolesOnChildren;
-            verdict = {!counting.empty(), met.isNamed ? Reason::Granted : Reason::GrantedByAncestor};
+            const auto& counting =
+                met.isNamed(text.size()) ? found.back().rolesOnObject : found.back().rolesOnChildren;
+            verdict = {!counting.empty(),
+                       met.isNamed(text.size()) ? Reason::Granted : Reason::GrantedByAncestor};
             return verdict.isAllowed;
         });
         isComplete = !verdict.isAllowed && !isCut;
@@ -160,8 +162,9 @@ Verdict Explainer::verdict(const ObjectNamespace& object) const
     Verdict verdict{false, Reason::NotGranted};
     const DecidingPath path(walk, text);
     const bool isCut = path.visitUpwards([&](const MetObject& met) {
-        verdict.isAllowed = walk.isGranted(walk.anyRoleHolds(met.countingTree(), roleIds_, operation_));
-        verdict.reason = met.isNamed ? Reason::Granted : Reason::GrantedByAncestor;
+        verdict.isAllowed =
+            walk.isGranted(walk.anyRoleHolds(met.countingTree(text.size()), roleIds_, operation_));
+        verdict.reason = met.isNamed(text.size()) ? Reason::Granted : Reason::GrantedByAncestor;
         return verdict.isAllowed;
     });
     walk.requireWhole();

@@ -35,8 +35,9 @@ GrantsByRole findHolders(const CacheWalk& walk, const std::string& text, const O
     GrantsByRole holders;
     const DecidingPath path(walk, text);
     path.visitUpwards([&](const MetObject& met) {
-        const FoundGrant grant{met.nameLength, met.isNamed ? GrantScope::OnObject : GrantScope::OnChildren};
-        walk.visitRoles(met.countingTree(), [&](std::int32_t role, NodeOffset words) {
+        const FoundGrant grant{met.nameLength,
+                               met.isNamed(text.size()) ? GrantScope::OnObject : GrantScope::OnChildren};
+        walk.visitRoles(met.countingTree(text.size()), [&](std::int32_t role, NodeOffset words) {
             if (walk.wordsHold(words, operation)) {
                 holders[role].push_back(grant);
             }
@@ -57,7 +58,7 @@ std::vector<NodeOffset> findWords(const CacheWalk& walk, const std::string& text
     const DecidingPath path(walk, text);
     path.visitUpwards([&](const MetObject& met) {
         for (const int role : roleIds) {
-            const NodeOffset words = walk.wordsOf(met.countingTree(), role);
+            const NodeOffset words = walk.wordsOf(met.countingTree(text.size()), role);
             if (known.insert(words).second) {
                 all.push_back(words);
             }
