@@ -26,14 +26,23 @@ public:
         return Clock::now().time_since_epoch().count() < ignoredUntil_.load(std::memory_order_relaxed);
     }
 
+    /// Whether it was shut when it was last asked: then each acquisition asks, until one finds it open. Else
+    /// a reader that gives up and tries again would be one of the many that do not ask.
+    [[nodiscard]] bool wasShut() const noexcept { return wasShut_.load(std::memory_order_relaxed); }
+
     /// For how long it will be ignored next time.
     [[nodiscard]] Clock::duration nextSpan() const noexcept
     {
         return Clock::duration(span_.load(std::memory_order_relaxed));
     }
 
+    void gateWasShut() noexcept { wasShut_.store(true, std::memory_order_relaxed); }
+
     void gateWasOpen() noexcept
     {
+        if (wasShut()) {
+            wasShut_.store(false, std::memory_order_relaxed);
+        }
         const auto first = Clock::duration(settings_.gateOpen).count();
         if (span_.load(std::memory_order_relaxed) != first) {
             span_.store(first, std::memory_order_relaxed);
@@ -55,6 +64,7 @@ private:
     const LockSettings& settings_;
     std::atomic<Clock::rep> ignoredUntil_{0};
     std::atomic<Clock::rep> span_;
+    std::atomic<bool> wasShut_{false};
 };
 
 } // namespace Tessara::Keepsafe::Platform::filelock

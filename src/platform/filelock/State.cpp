@@ -134,7 +134,8 @@ FileLock::State::Hold FileLock::State::waitShared(MissingFile missing, const Wai
 FileLock::State::Attempt FileLock::State::tryShared(MissingFile missing, Gate gate)
 {
     const ReaderCount::Entry entry = count_.enter(gate == Gate::Ignore);
-    const bool askGate = gate == Gate::Ask || (gate == Gate::AskSometimes && entry.asksGate);
+    const bool askGate =
+        gate == Gate::Ask || (gate == Gate::AskSometimes && (entry.asksGate || patience_.wasShut()));
     return entry.first ? takeFirst(missing, askGate) : join(askGate);
 }
 
@@ -207,8 +208,9 @@ FileLock::State::LockFile::Outcome FileLock::State::askGateOfReaders() noexcept
         return LockFile::Outcome::Done;
     }
     const LockFile::Outcome outcome = readers_.askGate();
-    if (outcome == LockFile::Outcome::Busy && patience_.gateIsIgnored()) {
-        return LockFile::Outcome::Done;
+    if (outcome == LockFile::Outcome::Busy) {
+        patience_.gateWasShut();
+        return patience_.gateIsIgnored() ? LockFile::Outcome::Done : outcome;
     }
     if (outcome == LockFile::Outcome::Done) {
         patience_.gateWasOpen();

@@ -301,6 +301,37 @@ TEST_F(FileLockTest, ReadersAndWritersOfManyThreadsNeverMeet)
     EXPECT_EQ(meetings, 0);
 }
 
+/// Somebody is always inside: without the gate no writer would ever be.
+TEST_F(FileLockTest, ReadersThatTryBeforeTheyWaitLetWritersIn)
+{
+    const FileLock held = lock();
+    std::atomic<bool> stop{false};
+    const auto read = [&held](int timeout) {
+        const FileLockGuard guard = take(held, FileLock::SHARED, timeout);
+        std::this_thread::sleep_for(milliseconds(1));
+    };
+    std::vector<std::thread> readers;
+    readers.reserve(4);
+    for (int t = 0; t < 4; ++t) {
+        readers.emplace_back([&] {
+            while (!stop) {
+                try {
+                    read(AT_ONCE);
+                } catch (const FileLockTimeout&) {
+                    read(FileLock::WAIT_FOREVER);
+                }
+            }
+        });
+    }
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_NO_THROW(take(held, FileLock::EXCLUSIVE, 10'000));
+    }
+    stop = true;
+    for (std::thread& reader : readers) {
+        reader.join();
+    }
+}
+
 TEST_F(FileLockTest, ThreadsGetTheLockWhileItsFileIsReplacedAllTheTime)
 {
     const FileLock held = lock();
