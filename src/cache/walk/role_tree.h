@@ -67,12 +67,14 @@ struct RoleAnswer {
     if (root == 0) {
         return answer;
     }
+    StepBudget steps = budget; // in a register meanwhile
     for (const std::int32_t role : roles) {
-        answer = roleHolds(nodes, root, role, operation, budget);
+        answer = roleHolds(nodes, root, role, operation, steps);
         if (answer.kind != RoleAnswer::DENIED) {
             break;
         }
     }
+    budget = steps;
     return answer;
 }
 
