@@ -4,6 +4,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
+
+#include <emmintrin.h>
 
 namespace Tessara::Keepsafe::Rbac::detail {
 
@@ -75,6 +78,41 @@ private:
 };
 
 inline constexpr std::array<CanonicalText::Kind, 256> CanonicalText::KINDS = CanonicalText::makeKinds();
+
+/// Whether all of 16 bytes stand for themselves in a text form: letters, digits and `- . * + _ |`.
+[[nodiscard]] inline bool areLiteral(const char* piece) noexcept
+{
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(piece));
+    const auto between = [](__m128i values, char first, char last) {
+        return _mm_and_si128(_mm_cmpgt_epi8(values, _mm_set1_epi8(static_cast<char>(first - 1))),
+                             _mm_cmplt_epi8(values, _mm_set1_epi8(static_cast<char>(last + 1))));
+    };
+    const auto is = [bytes](char value) { return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(value)); };
+    // In one case, so that the letters are one range. No other byte gets among them.
+    const __m128i letters = between(_mm_or_si128(bytes, _mm_set1_epi8(0x20)), 'a', 'z');
+    const __m128i digits = between(bytes, '0', '9');
+    const __m128i signs = _mm_or_si128(between(bytes, '*', '+'), between(bytes, '-', '.'));
+    const __m128i lines = _mm_or_si128(is('_'), is('|'));
+    const __m128i literal = _mm_or_si128(_mm_or_si128(letters, digits), _mm_or_si128(signs, lines));
+    return _mm_movemask_epi8(literal) == 0xFFFF;
+}
+
+/// Whether all bytes of a text stand for themselves, as those of most names do. Not found out for texts of
+/// less than 16 bytes: false.
+[[nodiscard]] inline bool isAllLiteral(std::string_view text) noexcept
+{
+    constexpr std::size_t PIECE = 16;
+    if (text.size() < PIECE) {
+        return false;
+    }
+    const std::size_t last = text.size() - PIECE;
+    for (std::size_t at = 0; at < last; at += PIECE) {
+        if (!areLiteral(text.data() + at)) {
+            return false;
+        }
+    }
+    return areLiteral(text.data() + last);
+}
 
 } // namespace Tessara::Keepsafe::Rbac::detail
 

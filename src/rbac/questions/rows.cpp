@@ -29,6 +29,10 @@ using detail::SortedRow;
 /// Names whose texts are looked up at a time.
 constexpr std::size_t CHUNK = 1024;
 
+constexpr std::size_t CACHE_LINE = 64;
+/// A text is fetched from memory while so many before it are looked at.
+constexpr std::size_t TEXTS_AHEAD = 8;
+
 /// How long a piece holds the lock, if one name is not longer. A writer has to wait for it, and for its turn.
 constexpr std::chrono::microseconds LONGEST_HOLD{500};
 
@@ -37,9 +41,18 @@ bool isTextForm(std::string_view text) noexcept
     if (text.empty() || text.front() != '|' || text.back() != '|') {
         return false;
     }
+    if (detail::isAllLiteral(text)) {
+        return true;
+    }
     detail::CanonicalText form;
     return std::all_of(text.begin(), text.end(),
                        [&form](char byte) { return form.add(static_cast<unsigned char>(byte)); });
+}
+
+void fetch(std::string_view text) noexcept
+{
+    __builtin_prefetch(text.data());
+    __builtin_prefetch(text.data() + CACHE_LINE);
 }
 
 /// Asks the questions of several checkers about the names of a row.
@@ -88,7 +101,11 @@ private:
         texts_.clear();
         firstText_ = begin;
         for (std::size_t i = begin; i < end; ++i) {
+            if (i + TEXTS_AHEAD < end) {
+                row_.names.fetchText(i + TEXTS_AHEAD);
+            }
             texts_.push_back(row_.names.textForm(i));
+            fetch(texts_.back());
         }
     }
 
@@ -156,6 +173,13 @@ std::string_view RowNames::textForm(std::size_t index) const
         return objects_[index].str();
     }
     return isTextForm(texts_[index]) ? texts_[index] : std::string_view();
+}
+
+void RowNames::fetchText(std::size_t index) const noexcept
+{
+    if (texts_ != nullptr) {
+        fetch(texts_[index]);
+    }
 }
 
 ObjectNamespace RowNames::object(std::size_t index) const

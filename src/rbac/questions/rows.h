@@ -19,6 +19,10 @@ public:
     /// The name's text form; nothing for a text that is none. Computes that of an object if it is not known.
     [[nodiscard]] std::string_view textForm(std::size_t index) const;
 
+    /// Begins to fetch a text that will be looked at soon. The texts of objects are fetched when they are
+    /// known.
+    void fetchText(std::size_t index) const noexcept;
+
     [[nodiscard]] ObjectNamespace object(std::size_t index) const;
 
 private:

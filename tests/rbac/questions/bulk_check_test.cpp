@@ -102,6 +102,24 @@ TEST_F(BulkCheckTest, TextFormsAreAnsweredBesideTextsThatAreNone)
                 ElementsAre(YES, Answer::NotAName, YES, NO, YES, Answer::NotAName, NO));
 }
 
+TEST_F(BulkCheckTest, EveryByteThatATextFormEscapesIsNoticedWhereverItStands)
+{
+    const std::string_view literals = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-.*+_|";
+    const ConstantAccessChecker<true> everything;
+    for (const std::size_t length : {3U, 16U, 18U, 33U, 47U}) {
+        for (std::size_t place = 1; place + 1 < length; ++place) {
+            for (int byte = 0; byte < 256; ++byte) {
+                std::string text = '|' + std::string(length - 2, 'g') + '|';
+                text[place] = static_cast<char>(byte);
+                const bool isName = literals.find(text[place]) != std::string_view::npos;
+                EXPECT_THAT(checkRow(everything, std::vector<std::string_view>{text}),
+                            ElementsAre(isName ? Answer::Allowed : Answer::NotAName))
+                    << byte << " at " << place << " of " << length;
+            }
+        }
+    }
+}
+
 TEST_F(BulkCheckTest, AscendingNamesAreAnsweredLikeAnyOthers)
 {
     std::vector<std::string> names;
