@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "Descriptor.h"
+#include "file_status.h"
 
 /// \file
 /// Reading of files. Failures are values of `errno`, `NOT_REGULAR`, or `WORLD_WRITABLE`.
@@ -30,33 +31,46 @@ inline std::string failureText(int failure)
     return failure == NOT_REGULAR ? "not a regular file" : std::generic_category().message(failure);
 }
 
-/// Opens a regular file for reading. Anything else is refused, without waiting for the writer of a FIFO. On
-/// failure returns no descriptor and sets `failure`: EISDIR for a folder.
-[[nodiscard]] inline Descriptor openRegularFile(const std::string& path, int& failure) noexcept
+namespace detail {
+
+/// `refuseMode(mode_t)` returns why a regular file of that mode is refused, or 0.
+template <typename RefuseMode>
+[[nodiscard]] Descriptor openUnlessRefused(const std::string& path, int& failure,
+                                           const RefuseMode& refuseMode) noexcept
 {
     Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat status {};
-    if (!file.isOpen() || ::fstat(file.get(), &status) != 0) {
+    if (!file.isOpen() || fileStatus(file.get(), status) != 0) {
         failure = errno;
         return Descriptor();
     }
-    if (!S_ISREG(status.st_mode)) {
-        failure = S_ISDIR(status.st_mode) ? EISDIR : NOT_REGULAR;
+    int refusal = 0;
+    if (S_ISREG(status.st_mode)) {
+        refusal = refuseMode(status.st_mode);
+    } else {
+        refusal = S_ISDIR(status.st_mode) ? EISDIR : NOT_REGULAR;
+    }
+    if (refusal != 0) {
+        failure = refusal;
         return Descriptor();
     }
     return file;
 }
 
+} // namespace detail
+
+/// Opens a regular file for reading. Anything else is refused, without waiting for the writer of a FIFO. On
+/// failure returns no descriptor and sets `failure`: EISDIR for a folder.
+[[nodiscard]] inline Descriptor openRegularFile(const std::string& path, int& failure) noexcept
+{
+    return detail::openUnlessRefused(path, failure, [](mode_t /*mode*/) { return 0; });
+}
+
 /// The same for a file that decides whom the process trusts: one that everybody may change is refused.
 [[nodiscard]] inline Descriptor openTrustedFile(const std::string& path, int& failure) noexcept
 {
-    Descriptor file = openRegularFile(path, failure);
-    struct stat status {};
-    if (file.isOpen() && (::fstat(file.get(), &status) != 0 || (status.st_mode & S_IWOTH) != 0)) {
-        failure = WORLD_WRITABLE;
-        return Descriptor();
-    }
-    return file;
+    return detail::openUnlessRefused(path, failure,
+                                     [](mode_t mode) { return (mode & S_IWOTH) != 0 ? WORLD_WRITABLE : 0; });
 }
 
 /// Appends the rest of the file. Returns 0, or the failure: EFBIG when `text` grows beyond the limit.
