@@ -113,6 +113,25 @@ TEST_F(Service, DecidesForTheOwnerOfASessionToken)
     EXPECT_EQ(decision(caller, POOL), "deny");
 }
 
+TEST_F(Service, QuestionsHaveTheSameAnswersForTheOwnerOfATokenAsForItsRoles)
+{
+    writeFile(root_.path("token"), root_.issue("17"));
+    const std::vector<std::vector<std::string>> questions{
+        {"list", "--operation=|OPERATIONS|RESTORE|", "--under=|KEEPSAFE|ASSETS|"},
+        {"list", "--operation=|OPERATIONS|RESTORE|", "--count"},
+        {"what-can", "|KEEPSAFE|ASSETS|shares|public|"},
+        {"what-can", "--under=|"},
+        {"check", "--operation=|OPERATIONS|RESTORE|", "--explain", "|KEEPSAFE|ASSETS|vms|web-01|"}};
+    for (std::vector<std::string> byRoles : questions) {
+        std::vector<std::string> byToken = byRoles;
+        byRoles.emplace_back("--roles=17");
+        byToken.emplace_back("--session-token-file=" + root_.path("token"));
+        const std::string answer = done(byToken);
+        EXPECT_NE(answer, "");
+        EXPECT_EQ(answer, done(byRoles));
+    }
+}
+
 TEST_F(Service, InheritanceDecidesWhetherGrantsFromAboveReachAnObject)
 {
     (void)done({"access", "add", "|KEEPSAFE|STORAGE|", "--role=17", "--operations=" + EXPIRE,
