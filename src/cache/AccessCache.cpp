@@ -2,21 +2,38 @@
 
 #include <chrono>
 #include <thread>
+#include <utility>
 
 #include <keepsafe/platform/config/installation.h>
 #include <keepsafe/platform/log/logmsg.h>
-#include <keepsafe/platform/status/EC_exception.h>
+#include <keepsafe/platform/status/ExplainedFailure.h>
 #include <keepsafe/platform/status/status_codes.h>
 
 #include "CoarseClock.h"
-#include "fail.h"
+#include "RepeatedLines.h"
+#include "tell.h"
+#include "world_writable.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
 namespace {
 
+constexpr char TAG[] = "AccessCache";
 constexpr std::chrono::milliseconds PAUSE_BEFORE_RETRY{1};
 constexpr int MOST_RETRIES = 1000;
+
+void warnIfWorldWritable(const std::string& directory)
+{
+    diagnostics::warnIfWorldWritable(TAG, directory);
+    for (const std::string* const file :
+         {&AccessCache::MANIFEST_FILE_NAME, &AccessCache::METADATA_FILE_NAME, &AccessCache::OBJECT_FILE_NAME,
+          &AccessCache::NODE_FILE_NAME, &AccessCache::SEGMENT_FILE_NAME}) {
+        std::string path = directory;
+        path += '/';
+        path += *file;
+        diagnostics::warnIfWorldWritable(TAG, path);
+    }
+}
 
 } // namespace
 
@@ -39,9 +56,11 @@ AccessCache::AccessCache(const Manifest& manifest)
       nodeMap_(manifest.directory + '/' + NODE_FILE_NAME, &missingPages_),
       segmentMap_(manifest.directory + '/' + SEGMENT_FILE_NAME, &missingPages_), metadata_(metadataMap_),
       objects_(objectMap_), nodes_(nodeMap_), segments_(segmentMap_),
-      look_(std::make_unique<Process::OnceInAWhile>())
+      look_(std::make_unique<Process::OnceInAWhile>()),
+      repeatedLines_(std::make_unique<Process::RepeatedLines>())
 {
     prepareForForks();
+    warnIfWorldWritable(manifest_.directory);
     manifest_.ns.str(); // readers in several threads put it into log lines
 }
 
@@ -70,10 +89,23 @@ AccessCache::Reader AccessCache::lock() const
     }
 }
 
+std::string AccessCache::unreadable(const char* reason) const
+{
+    return "Cache " + manifest_.ns.str() + " cannot be read: " + reason;
+}
+
 void AccessCache::throwUnreadable(const char* reason) const
 {
-    diagnostics::fail(Status::CACHE_UNUSABLE, "AccessCache",
-                      "Cache " + manifest_.ns.str() + " cannot be read: " + reason);
+    const std::string text = unreadable(reason);
+    tell(TAG, text);
+    throw ExplainedFailure(Status::CACHE_UNUSABLE, text);
+}
+
+void AccessCache::tell(const char* tag, std::string text) const
+{
+    if (diagnostics::admit(*repeatedLines_, text)) {
+        diagnostics::TellAfterwards::write({Platform::LOG_LEVEL_ERROR, tag, std::move(text), nullptr});
+    }
 }
 
 } // namespace Tessara::Keepsafe::Rbac

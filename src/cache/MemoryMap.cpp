@@ -16,6 +16,7 @@
 #include "Descriptor.h"
 #include "file_status.h"
 #include "read_file.h"
+#include "tell.h"
 
 namespace Tessara::Keepsafe::Rbac::detail {
 
@@ -28,8 +29,10 @@ const MappedRegion NOTHING{};
 [[noreturn]] void throwFileError(const char* action, const std::string& path, int error)
 {
     const std::string what = std::string("error ") + action;
-    const std::string line = what + ' ' + path + ": " + Process::failureText(error) + '\n';
-    std::cerr << line << std::flush;
+    diagnostics::TellAfterwards::tell(
+        {0, nullptr, what + ' ' + path + ": " + Process::failureText(error), [](const std::string& text) {
+             std::cerr << text + '\n' << std::flush;
+         }});
     throw std::runtime_error(what + " file");
 }
 

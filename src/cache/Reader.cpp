@@ -1,19 +1,25 @@
+#include <cstddef>
 #include <memory>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include <keepsafe/cache/AccessCache.h>
+#include <keepsafe/platform/log/logmsg.h>
+#include <keepsafe/platform/status/ExplainedFailure.h>
 #include <keepsafe/platform/status/status_codes.h>
 
 #include "CacheWalk.h"
 #include "ThreadCounts.h"
-#include "fail.h"
 #include "recycled_storage.h"
+#include "tell.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
 namespace {
 
 constexpr char TAG[] = "AccessCache::Reader";
+constexpr char CACHE_TAG[] = "AccessCache";
 
 } // namespace
 
@@ -34,7 +40,6 @@ AccessCache::Reader::~Reader() = default;
 
 void AccessCache::Reader::release() noexcept { guard_.reset(); }
 
-/// The lock is released before anything is logged: a log that is stuck must not keep the writer out.
 void AccessCache::Reader::requireReadable()
 {
     if (isReadable()) {
@@ -45,9 +50,8 @@ void AccessCache::Reader::requireReadable()
     if (!isInterrupted) {
         throwDamaged(METADATA_FILE_NAME, 0, "header missing");
     }
-    diagnostics::fail(Status::CACHE_UNUSABLE, TAG,
-                      "A previous write on cache " + cache_.manifest_.ns.str() +
-                          " was interrupted. Assuming invalid.");
+    fail(TAG,
+         "A previous write on cache " + cache_.manifest_.ns.str() + " was interrupted. Assuming invalid.");
 }
 
 bool AccessCache::Reader::writing_in_progress() const noexcept
@@ -116,9 +120,61 @@ bool AccessCache::Reader::get_operation_bit(NodeOffset roleTree, std::int32_t ro
 
 void AccessCache::Reader::throwDamaged(const std::string& fileName, NodeOffset offset, const char* what) const
 {
-    diagnostics::fail(Status::CACHE_UNUSABLE, TAG,
-                      "Cache " + cache_.manifest_.ns.str() + " is damaged: " + fileName + " at offset " +
-                          std::to_string(offset) + ": " + what);
+    fail(TAG, "Cache " + cache_.manifest_.ns.str() + " is damaged: " + fileName + " at offset " +
+                  std::to_string(offset) + ": " + what);
+}
+
+void AccessCache::Reader::throwUnreadable(const char* reason) const
+{
+    fail(CACHE_TAG, cache_.unreadable(reason));
+}
+
+/// Logs nothing while the lock is held: a log that is stuck must not keep the writer out.
+void AccessCache::Reader::fail(const char* tag, std::string text) const
+{
+    std::string line = text;
+    if (guard_ == nullptr) {
+        cache_.tell(tag, std::move(line));
+    } else if (diagnostics::admit(*cache_.repeatedLines_, line)) {
+        tellWhenReleased(tag, std::move(line));
+    }
+    throw ExplainedFailure(Status::CACHE_UNUSABLE, std::move(text));
+}
+
+/// The lock, and the lines that are logged when it has been released. More lines than that are left out.
+struct __attribute__((visibility("hidden"))) AccessCache::Reader::Untold {
+    struct Release {
+        std::shared_ptr<Untold> untold;
+        void operator()(const FileLockGuard* /*guard*/) const noexcept { untold->release(); }
+    };
+    static constexpr std::size_t MOST_LINES = 64;
+
+    void release() noexcept
+    {
+        guard.reset();
+        for (diagnostics::Line& line : lines) {
+            diagnostics::TellAfterwards::write(std::move(line));
+        }
+    }
+
+    std::shared_ptr<FileLockGuard> guard;
+    std::vector<diagnostics::Line> lines;
+};
+
+void AccessCache::Reader::tellWhenReleased(const char* tag, std::string text) const
+{
+    auto* release = std::get_deleter<Untold::Release>(guard_);
+    if (release == nullptr) {
+        const auto untold = std::make_shared<Untold>();
+        std::shared_ptr<FileLockGuard> both(guard_.get(), Untold::Release{untold});
+        untold->guard = std::move(guard_);
+        guard_ = std::move(both);
+        release = std::get_deleter<Untold::Release>(guard_);
+    }
+    std::vector<diagnostics::Line>& lines = release->untold->lines;
+    if (lines.size() < Untold::MOST_LINES) {
+        lines.push_back({Platform::LOG_LEVEL_ERROR, tag, std::move(text), nullptr});
+    }
 }
 
 } // namespace Tessara::Keepsafe::Rbac

@@ -19,6 +19,7 @@
 #include "CoarseClock.h"
 #include "ForkHandlers.h"
 #include "ThreadCounts.h"
+#include "tell.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -50,6 +51,18 @@ bool AccessCache::refresh(Reader& reader) const
                          1)) {
         return true;
     }
+    // Nothing is logged while the lock is held: a log that is stuck must not keep the writer out.
+    const diagnostics::TellAfterwards tellAfterwards(repeatedLines_.get());
+    try {
+        return refreshSlowly(reader, writes);
+    } catch (...) {
+        reader.release();
+        throw;
+    }
+}
+
+bool AccessCache::refreshSlowly(Reader& reader, std::uint64_t writes) const
+{
     const bool lookIsDue = mustRenewAll_ || (writes == 0 && look_->isDue(LOOK_INTERVAL));
     if ((lookIsDue || !reader.isReadable() || pagesAreMissing(reader)) && !lookAtFiles(reader)) {
         return false;
@@ -110,7 +123,6 @@ std::array<detail::MemoryMap*, 4> AccessCache::maps() const noexcept
     return {&metadataMap_, &objectMap_, &nodeMap_, &segmentMap_};
 }
 
-/// Nothing is logged under the mutex, which a fork waits for.
 AccessCache::Look AccessCache::renewFiles(const Reader& reader) const
 {
     bool isReplaced = false;

@@ -6,12 +6,14 @@
 #include <keepsafe/platform/log/logmsg.h>
 #include <keepsafe/platform/status/ExplainedFailure.h>
 
+#include "tell.h"
+
 namespace Tessara::Keepsafe::diagnostics {
 
 /// Logs an error and throws it, with the text of the log line as its reason.
 [[noreturn]] inline void fail(int status, const char* tag, const std::string& text)
 {
-    logmsgf(Platform::LOG_LEVEL_ERROR, tag, "%s", text.c_str());
+    tell(Platform::LOG_LEVEL_ERROR, tag, text);
     throw ExplainedFailure(status, text);
 }
 

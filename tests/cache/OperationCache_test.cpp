@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <sys/inotify.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <boost/lexical_cast.hpp>
@@ -21,6 +22,7 @@
 #include <keepsafe/rbac/namespace/root_namespaces.h>
 
 #include "support/CapturedLog.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
@@ -28,6 +30,7 @@ namespace {
 
 using keepsafe_test::CapturedLog;
 using keepsafe_test::LogLine;
+using keepsafe_test::Process;
 using keepsafe_test::TempRoot;
 using keepsafe_test::thrownBy;
 using keepsafe_test::thrownStatus;
@@ -345,30 +348,35 @@ TEST_F(OperationCacheTest, OfTwoConcurrentMissesOneReadsTheFile)
     EXPECT_EQ(opens.count(), 1);
 }
 
-/// Asks the cache again from within a message that it writes while it holds its mutex.
-class ReentrantSink : public Tessara::Keepsafe::Platform::LogSink {
-public:
-    explicit ReentrantSink(OperationCache& cache) : cache_(cache) {}
-    void write(const Tessara::Keepsafe::Platform::LogRecord& record) noexcept override
-    {
-        if (record.level == 16) {
-            (void)cache_[operations::ADD];
+TEST_F(OperationCacheTest, ChildrenThatAreForkedWhileTheFileIsReadReadItToo)
+{
+    write(R"({"|OPERATIONS|VIEW|": 4})");
+    std::atomic<bool> isOver{false};
+    std::thread reads([&] {
+        while (!isOver) {
+            cache_.load();
         }
+    });
+    const auto readInChild = [this] {
+        alarm(30);
+        cache_.load();
+        return cache_.operations().size() == 1 ? 0 : 1;
+    };
+    for (int child = 0; child < 100; ++child) {
+        EXPECT_EQ(Process::fork(readInChild).wait().exitStatus, 0) << child;
     }
+    isOver = true;
+    reads.join();
+}
 
-private:
-    OperationCache& cache_;
-};
-
-TEST_F(OperationCacheTest, AMutexThatCannotBeTakenStopsTheProgram)
+TEST_F(OperationCacheTest, AFileThatEverybodyMayWriteIsWarnedOfOnce)
 {
     write("{}");
-    EXPECT_DEATH(
-        {
-            Tessara::Keepsafe::Platform::setLogSink(std::make_shared<ReentrantSink>(cache_));
-            (void)cache_[operations::VIEW];
-        },
-        "Assertion `read_guard\\.locked\\(\\)' failed");
+    ASSERT_EQ(chmod(OperationCache::fileName().c_str(), 0666), 0);
+    cache_.load();
+    cache_.load();
+    EXPECT_THAT(log_.lines(),
+                ElementsAre(LogLine{8, LOAD_TAG, OperationCache::fileName() + " is writable by everybody"}));
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -264,11 +265,13 @@ TEST_F(ReaderTest, AnOffsetOutsideItsFileIsStatus12AndNamesThePlace)
 {
     CacheWriter writer;
     writer.metadata.segmentRoot = writer.add(segmentNode(BAR, 0, 0, 16, 64));
-    const auto reader = open(writer).lock();
+    std::optional<AccessCache::Reader> reader(open(writer).lock());
     const CapturedLog log;
-    EXPECT_EQ(thrownStatus([&] { (void)reader.lookup(ObjectNamespace()); }), 12);
-    EXPECT_EQ(thrownStatus([&] { (void)reader.lookup(ObjectNamespace("A")); }), 12);
-    EXPECT_EQ(thrownStatus([&] { (void)reader.getManagedObject(4294967295U); }), 12);
+    EXPECT_EQ(thrownStatus([&] { (void)reader->lookup(ObjectNamespace()); }), 12);
+    EXPECT_EQ(thrownStatus([&] { (void)reader->lookup(ObjectNamespace("A")); }), 12);
+    EXPECT_EQ(thrownStatus([&] { (void)reader->getManagedObject(4294967295U); }), 12);
+    EXPECT_THAT(log.lines(), IsEmpty()) << "as long as the lock is held";
+    reader.reset();
     EXPECT_THAT(
         log.lines(),
         ElementsAre(
@@ -287,9 +290,9 @@ TEST_F(ReaderTest, ATreeThatLeadsRoundInACircleIsStatus12)
     const auto first = writer.add(segmentNode(BAR + 2, second, 0, 0, 0));
     writer.add(segmentNode(BAR + 1, first, 0, 0, 0));
     writer.metadata.segmentRoot = first;
-    const auto reader = open(writer).lock();
+    const AccessCache& cache = open(writer);
     const CapturedLog log;
-    EXPECT_EQ(thrownStatus([&] { (void)reader.lookup(ObjectNamespace()); }), 12);
+    EXPECT_EQ(thrownStatus([&] { (void)cache.lock().lookup(ObjectNamespace()); }), 12);
     ASSERT_EQ(log.lines().size(), 1U);
     EXPECT_THAT(log.lines()[0].text, testing::HasSubstr("tree without end"));
 }
@@ -305,9 +308,9 @@ TEST_F(ReaderTest, ATrieThatLeadsBackToItsTopIsStatus12ForANameThatIsLongerThanT
         writer.add(segmentNode(key, 0, isLast ? 0 : (record + 1) * SIZE, 0, SIZE));
     }
     writer.metadata.segmentRoot = static_cast<std::uint32_t>(sizeof(CacheWriter::SegmentNode));
-    const auto reader = open(writer).lock();
+    const AccessCache& cache = open(writer);
     const CapturedLog log;
-    EXPECT_EQ(thrownStatus([&] { (void)reader.lookup(ObjectNamespace() | "" | "" | ""); }), 12);
+    EXPECT_EQ(thrownStatus([&] { (void)cache.lock().lookup(ObjectNamespace() | "" | "" | ""); }), 12);
     ASSERT_EQ(log.lines().size(), 1U);
     EXPECT_THAT(log.lines()[0].text, testing::HasSubstr("tree without end"));
 }

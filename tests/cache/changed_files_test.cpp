@@ -135,10 +135,10 @@ TEST_P(ChangedFilesTest, SingleFileThatIsReplacedIsReadFromThenOn)
 
 TEST_P(ChangedFilesTest, FilesThatAreGoneAnswerNothing)
 {
+    const CapturedLog log;
     for (const char* name : {"metadata", "objects", "nodes", "segments"}) {
         std::filesystem::rename(file(name), file(name) + MOVED_AWAY);
         letTimePass();
-        const CapturedLog log;
         EXPECT_EQ(statusOfAQuestion(), 12) << name;
         EXPECT_THAT(log.lines(),
                     testing::Contains(

@@ -113,6 +113,24 @@ TEST_F(OperationFileTest, IsWaitedForWhileItIsWrittenHoweverLong)
     EXPECT_NO_THROW(loaded.get());
 }
 
+TEST_F(OperationFileTest, IsNotWaitedForToFindAKnownOperation)
+{
+    cache_.load();
+    const FileLock writers = lock();
+    auto held = std::make_unique<FileLockGuard>(writers, FileLock::EXCLUSIVE, FileLock::WAIT_FOREVER,
+                                                FileLock::DEFAULT_INTERVAL);
+    auto unknown = std::async(std::launch::async, [this] { return cache_[ObjectNamespace("D")]; });
+    auto all = std::async(std::launch::async, [this] { cache_.reloadIfChanged(); });
+    EXPECT_EQ(unknown.wait_for(50ms), std::future_status::timeout);
+    EXPECT_EQ(all.wait_for(50ms), std::future_status::timeout);
+    auto known = std::async(std::launch::async, [this] { return cache_[ObjectNamespace("B")]->offset; });
+    EXPECT_EQ(known.wait_for(20s), std::future_status::ready);
+    held.reset();
+    EXPECT_EQ(known.get(), 2);
+    EXPECT_FALSE(unknown.get());
+    EXPECT_NO_THROW(all.get());
+}
+
 TEST_F(OperationFileTest, ItsLockIsClosedInProgramsThatAreStarted)
 {
     const std::string path = OperationCache::fileName() + ".lck";

@@ -24,7 +24,8 @@
 
 namespace Tessara::Keepsafe::Process {
 class OnceInAWhile;
-}
+class RepeatedLines;
+} // namespace Tessara::Keepsafe::Process
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -39,7 +40,8 @@ class CacheWalk;
 /// `lock()`. The writer is kept out by the file lock named by the manifest's path.
 ///
 /// Nothing in the files is trusted: an offset outside its file, a tree with a cycle, or a file that is cut
-/// short while it is read throws `EC_exception` 12 after a line in the log.
+/// short while it is read throws `EC_exception` 12. The log has a line for it, which is written when the lock
+/// has been released. Equal lines of one cache are logged once a second, with the number of those held back.
 ///
 /// Replaced files are noticed within 10 ms: the new ones are opened if they are complete and belong to the
 /// same namespace; otherwise `lock()` throws `EC_exception` 12.
@@ -85,6 +87,7 @@ private:
 
     static void prepareForForks();
     [[nodiscard]] bool refresh(Reader& reader) const;
+    [[nodiscard]] bool refreshSlowly(Reader& reader, std::uint64_t writes) const;
     [[nodiscard]] bool pagesAreMissing(const Reader& reader) const noexcept;
     [[nodiscard]] bool lookAtFiles(Reader& reader) const;
     [[nodiscard]] Look distrustUnlessRenewed(const Reader& reader) const;
@@ -94,7 +97,9 @@ private:
     [[nodiscard]] std::array<detail::MemoryMap*, 4> maps() const noexcept;
     void retireMappings() const;
     void releaseRetired() const noexcept;
+    [[nodiscard]] std::string unreadable(const char* reason) const;
     [[noreturn]] void throwUnreadable(const char* reason) const;
+    void tell(const char* tag, std::string text) const;
 
     mutable detail::MissingPages missingPages_{0}; ///< of all four mappings, which it outlives
     Manifest manifest_;
@@ -116,6 +121,7 @@ private:
     /// INVARIANT: no page of the mappings was missing after this number was counted.
     mutable std::atomic<std::uint64_t> mappedAtMissingPages_{0};
     const std::unique_ptr<Process::OnceInAWhile> look_; ///< at the files at their paths
+    const std::unique_ptr<Process::RepeatedLines> repeatedLines_;
     /// INVARIANT: while the lock is held on this state of the files, the mappings have the files' sizes. 0:
     /// no state is known.
     mutable std::atomic<std::uint64_t> mappedAtWrites_{0};
@@ -197,12 +203,16 @@ private:
     [[nodiscard]] bool get_operation_bit(NodeOffset roleTree, std::int32_t roleId,
                                          const Operation& operation) const;
     [[noreturn]] void throwDamaged(const std::string& fileName, NodeOffset offset, const char* what) const;
+    [[noreturn]] void throwUnreadable(const char* reason) const;
+    [[noreturn]] void fail(const char* tag, std::string text) const;
+    struct Untold;
+    void tellWhenReleased(const char* tag, std::string text) const;
 
     const AccessCache& cache_;
     const FileLock& fileLock_;
-    std::shared_ptr<FileLockGuard> guard_;
-    std::uint64_t renewals_ = 0;     ///< of the cache before anything was captured
-    std::uint64_t missingPages_ = 0; ///< of the cache before anything was read
+    mutable std::shared_ptr<FileLockGuard> guard_; ///< replaced by one that also tells what went wrong
+    std::uint64_t renewals_ = 0;                   ///< of the cache before anything was captured
+    std::uint64_t missingPages_ = 0;               ///< of the cache before anything was read
     detail::RecordView<detail::MetadataHeader> metadata_;
     detail::RecordView<ManagedObject> objects_;
     detail::RecordView<detail::BitsNode> nodes_;

@@ -23,9 +23,8 @@ namespace Tessara::Keepsafe::Rbac {
 ///
 /// The map only grows: an operation once known keeps the value first read.
 ///
-/// Threads: `operator[]`, `reloadIfChanged()` and `operations()` may be called from any thread; one
-/// process-wide reader-writer mutex guards all instances. `load()` takes no mutex: only call it while no
-/// other thread uses the object.
+/// Threads: all functions may be called from any thread; one process-wide reader-writer mutex guards all
+/// instances. Operations that are known are found at any time, also while a thread waits for the file's lock.
 class KEEPSAFE_API OperationCache {
 public:
     /// Empty; nothing is read.
@@ -56,6 +55,10 @@ public:
 
 private:
     boost::optional<Operation> find(const ObjectNamespace& operation) const;
+    boost::optional<Operation> findInFile(const ObjectNamespace& operation);
+    [[nodiscard]] bool isReloaded(const Process::FileState& file) const;
+    void read();
+    void add(std::map<ObjectNamespace, Operation>& operations);
 
     std::map<ObjectNamespace, Operation> operations_;
     std::unique_ptr<Process::FileState> reloaded_; ///< the file that `reloadIfChanged` has read

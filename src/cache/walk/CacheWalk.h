@@ -131,7 +131,7 @@ public:
         // The count is made in this thread, by a signal handler, or in another one.
         std::atomic_signal_fence(std::memory_order_acquire);
         if (__builtin_expect(!reader_.isWhole(), 0)) {
-            reader_.cache_.throwUnreadable("a file was cut short while it was read");
+            reader_.throwUnreadable("a file was cut short while it was read");
         }
     }
 

@@ -1,7 +1,10 @@
 #include <keepsafe/platform/filelock/FileLock.h>
 
+#include <array>
 #include <chrono>
+#include <cinttypes>
 #include <cstdint>
+#include <cstdio>
 
 #include <keepsafe/platform/log/logmsg.h>
 #include <keepsafe/platform/status/status_codes.h>
@@ -17,14 +20,30 @@ using Tessara::Keepsafe::Platform::filelock::LockFileError;
 using Tessara::Keepsafe::Platform::filelock::ReaderSlots;
 using Tessara::Keepsafe::Platform::filelock::SystemErrorText;
 using Tessara::Keepsafe::Platform::filelock::ThreadHolds;
+using Tessara::Keepsafe::Process::RepeatedLines;
 
 namespace {
 
 constexpr const char* TAG = "FileLockGuard";
 
-void logFailure(const FileLock& lock, const char* reason) noexcept
+void logFailure(const FileLock& lock, const char* reason, const char* more = "") noexcept
 {
-    logmsgf(LOG_LEVEL_ERROR, TAG, "Cannot lock %s: %s", lock.name().c_str(), reason);
+    logmsgf(LOG_LEVEL_ERROR, TAG, "Cannot lock %s: %s%s", lock.name().c_str(), reason, more);
+}
+
+/// A reader tries again at every check.
+void logRepeatedFailure(const FileLock& lock, RepeatedLines& repeated, const char* reason) noexcept
+{
+    const auto heldBack = repeated.admit(reason);
+    if (!heldBack) {
+        return;
+    }
+    std::array<char, 48> more{};
+    if (*heldBack != 0) {
+        static_cast<void>(
+            std::snprintf(more.data(), more.size(), " (%" PRIu64 " more like this)", *heldBack));
+    }
+    logFailure(lock, reason, more.data());
 }
 
 [[noreturn]] void refuse(const FileLock& lock, const char* reason)
@@ -96,7 +115,11 @@ void FileLockGuard::takeSlowly(const FileLock& lock, int timeoutMs, const ACE_Ti
             holds.add(state_, ThreadHolds::Kind::Shared);
         }
     } catch (const LockFileError& error) {
-        logFailure(lock, error.what());
+        if (lockType_ == FileLock::SHARED) {
+            logRepeatedFailure(lock, state_->repeatedLines(), error.what());
+        } else {
+            logFailure(lock, error.what());
+        }
         throw FileLockUnavailable();
     }
 }

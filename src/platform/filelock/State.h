@@ -15,6 +15,7 @@
 #include "LockSettings.h"
 #include "ReaderCount.h"
 #include "ReaderSlots.h"
+#include "RepeatedLines.h"
 #include "SlotBarrier.h"
 
 /// One name's lock in this process. Readers enter by the slots of `ReaderSlots` where they can. Otherwise
@@ -59,6 +60,12 @@ public:
     /// Return 0, or the system's error: the lock had been lost before.
     int unlockShared() noexcept;
     int unlockExclusive() noexcept;
+
+    /// Those that say why a reader cannot take the lock.
+    [[nodiscard]] Tessara::Keepsafe::Process::RepeatedLines& repeatedLines() noexcept
+    {
+        return repeatedLines_;
+    }
 
     [[nodiscard]] const ReaderSlots& slots() const noexcept { return slots_; }
     /// For the calling thread's shared lock: whether its file is the one at the path. If not, the next
@@ -108,6 +115,7 @@ private:
     LockFile writer_;
     SlotBarrier barrier_{name_, settings_};
     Clock::time_point lastExclusiveHold_;
+    Tessara::Keepsafe::Process::RepeatedLines repeatedLines_;
 };
 
 #endif

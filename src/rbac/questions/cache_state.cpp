@@ -14,6 +14,7 @@
 #include "disk_client.h"
 #include "fail.h"
 #include "read_file.h"
+#include "tell.h"
 
 namespace Tessara::Keepsafe::Rbac {
 
@@ -119,6 +120,7 @@ CacheState cacheState(const std::string& directory)
 {
     const FileLock lock =
         FileLockManager::instance().getLock(directory + '/' + AccessCache::MANIFEST_FILE_NAME);
+    const diagnostics::TellAfterwards tellAfterwards; // when the lock has been released
     const FileLockGuard guard(lock, FileLock::SHARED, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL);
     const std::string path = directory + '/' + AccessCache::METADATA_FILE_NAME;
     const Process::Descriptor file = open(path);

@@ -10,6 +10,7 @@
 #include "WholeWalk.h"
 #include "disk_client.h"
 #include "fail.h"
+#include "tell.h"
 #include "visit_tree.h"
 
 namespace Tessara::Keepsafe::Rbac {
@@ -168,6 +169,7 @@ private:
     {
         piece_.clear();
         taken_ = 0;
+        const diagnostics::TellAfterwards tellAfterwards; // when the lock has been released
         Hold hold(*cache_, place_);
         GrantedObject object;
         while (hold.next(object, STEPS_OF_A_PIECE)) {
