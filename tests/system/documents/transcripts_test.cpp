@@ -98,7 +98,8 @@ TEST_F(Documents, OfTheToolShowWhatItPrints)
     const SandboxRoot unconfigured;
     writeFile(unconfigured.path("etc/keepsafe.toml"),
               "[log]\ndestination = \"file:" + folder_.path("log") + "\"\n");
-    const std::string document = readFile(KEEPSAFE_SOURCES "/docs/ksrbac.md");
+    const std::string document =
+        readFile(KEEPSAFE_SOURCES "/docs/ksrbac.md") + readFile(KEEPSAFE_SOURCES "/docs/report.md");
     writeFile(folder_.path("objects.json"), codeBlocksIn(document, "json").at(0));
     RunningService service(KEEPSAFE_SOURCES "/examples/policies/company.json");
     int commands = 0;

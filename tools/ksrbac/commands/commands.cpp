@@ -15,6 +15,7 @@ const CommandTable& commandTable()
         {"cache dump", addCacheDump},
         {"cache diff", addCacheDiff},
         {"cache verify", addCacheVerify},
+        {"report", addReport},
         {"operations", addOperations},
         {"token", nullptr, "Examine a session token.", "ksrbac token verify token"},
         {"token verify", addTokenVerify},

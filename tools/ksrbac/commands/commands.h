@@ -19,6 +19,7 @@ Action addCacheInfo(CLI::App& command);
 Action addCacheDump(CLI::App& command);
 Action addCacheDiff(CLI::App& command);
 Action addCacheVerify(CLI::App& command);
+Action addReport(CLI::App& command);
 Action addOperations(CLI::App& command);
 Action addTokenVerify(CLI::App& command);
 Action addTokenShow(CLI::App& command);

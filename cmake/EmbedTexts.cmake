@@ -1,0 +1,21 @@
+# Run by cmake -P: writes a C++ source with functions that return the content of text files.
+#   -DOUTPUT=FILE -DHEADER=NAME -DNAMESPACE=NAME -DFOLDER=DIRECTORY -DTEXTS=FUNCTION=FILE,FILE...:FUNCTION=FILE...
+# Several files of one function become one text.
+set(source "#include \"${HEADER}\"\n\nnamespace ${NAMESPACE} {\n")
+string(REPLACE ":" ";" texts "${TEXTS}")
+foreach(text IN LISTS texts)
+  string(REGEX MATCH "^([a-z]+)=(.*)$" matched "${text}")
+  string(APPEND source "\nstd::string ${CMAKE_MATCH_1}()\n{\n    std::string text;\n")
+  string(REPLACE "," ";" files "${CMAKE_MATCH_2}")
+  foreach(file IN LISTS files)
+    file(READ "${FOLDER}/${file}" content)
+    string(FIND "${content}" ")EMBEDDED\"" end)
+    if(NOT end EQUAL -1)
+      message(FATAL_ERROR "${file} has the end of the literal that it becomes")
+    endif()
+    string(APPEND source "    text += R\"EMBEDDED(${content})EMBEDDED\";\n")
+  endforeach()
+  string(APPEND source "    return text;\n}\n")
+endforeach()
+string(APPEND source "\n} // namespace ${NAMESPACE}\n")
+file(WRITE "${OUTPUT}" "${source}")
