@@ -44,7 +44,8 @@ private:
     const char* table_;
 };
 
-/// Reads table by table, so that what a row refers to is loaded before it.
+/// Reads table by table, so that what a row refers to is loaded before it. What rows are ordered by is named
+/// with its table: the name alone means the text that is read, in PostgreSQL.
 class ContentReader {
 public:
     explicit ContentReader(Database& database) : database_(database) {}
@@ -64,7 +65,7 @@ private:
     {
         Rows(database_, "ACTL_Role")
             .forEach("CAST(RoleID AS TEXT), Name, Description, CAST(SystemDefined AS TEXT)",
-                     "ORDER BY RoleID",
+                     "ORDER BY ACTL_Role.RoleID",
                      {INTEGER_BYTES, Store::MOST_ROLE_TEXT_BYTES, Store::MOST_ROLE_TEXT_BYTES, INTEGER_BYTES},
                      [this](const Database::Texts& row) {
                          content_.roles.push_back({storedNumber(row[0]), row[1], row[2], storedFlag(row[3])});
@@ -79,7 +80,7 @@ private:
     void readOperations()
     {
         Rows(database_, "ACTL_Operation")
-            .forEach("CAST(PermissionBit AS TEXT), Namespace", "ORDER BY PermissionBit",
+            .forEach("CAST(PermissionBit AS TEXT), Namespace", "ORDER BY ACTL_Operation.PermissionBit",
                      {INTEGER_BYTES, Store::MOST_NAME_BYTES}, [this](const Database::Texts& row) {
                          const std::int32_t bit = storedNumber(row[0]);
                          if (!content_.operations.emplace(storedNamespace(row[1]), bit).second) {
@@ -95,7 +96,7 @@ private:
         Rows(database_, "ACTL_ManagedObject")
             .forEach("CAST(ObjectID AS TEXT), Namespace, objectType, CAST(Inherit AS TEXT), State, "
                      "CAST(RegisteredWith AS TEXT)",
-                     "ORDER BY ObjectID",
+                     "ORDER BY ACTL_ManagedObject.ObjectID",
                      {INTEGER_BYTES, Store::MOST_NAME_BYTES, Store::MOST_TYPE_BYTES, INTEGER_BYTES,
                       WORD_BYTES, INTEGER_BYTES},
                      [&](const Database::Texts& row) {

@@ -71,6 +71,16 @@ TEST_P(StoredContent, WithoutItsCountersStillGivesNewIds)
     EXPECT_EQ(service_->addAccessDefinition(ns("|A|"), {ROLE, Propagation::OBJECT, {VIEW}}).id, "2");
 }
 
+TEST_P(StoredContent, WithoutItsCountersTakesTheLargestIdForTheLast)
+{
+    for (const char* name : {"8", "9", "10"}) {
+        service_->createRole(name, "");
+    }
+    private_.run("DELETE FROM AUTH_MAIN.ACTL_NextID");
+    restart();
+    EXPECT_EQ(service_->createRole("new", "").id, 11);
+}
+
 TEST_P(StoredContent, OfWhichAllIdsWereGivenOutTakesNoMore)
 {
     private_.run("UPDATE AUTH_MAIN.ACTL_NextID SET NextID = 2147483646");
