@@ -146,7 +146,7 @@ std::uint64_t importPolicy(Database& database, FileSystem& fileSystem, const Cac
     // Refuses bits that contradict the published ones while nothing is stored yet.
     static_cast<void>(
         OperationCacheUpdate(fileSystem, location.operationCache(), policy.operations, renumber));
-    store.replace(content);
+    store.replace(kept, content, localAuthor());
     return publishCache(fileSystem, location, Rbac::ObjectNamespace(), image, policy.operations, renumber);
 }
 

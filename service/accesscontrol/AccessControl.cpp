@@ -13,6 +13,7 @@
 #include "accesscontrol/Outage.h"
 #include "accesscontrol/Store.h"
 #include "accesscontrol/plans.h"
+#include "accesscontrol/ready_objects.h"
 #include "accesscontrol/stored_texts.h"
 #include "cachewriter/LiveCache.h"
 #include "errors/InputError.h"
@@ -48,11 +49,11 @@ class AccessControl::State {
 public:
     State(Database& database, FileSystem& fileSystem, const CacheLocation& location,
           const Publishing& publishing)
-        : store_(database), publishing_(publishing), model_(store_.load()),
+        : database_(database), store_(database), publishing_(publishing), model_(store_.load()),
           cache_(fileSystem, location, ObjectNamespace()),
           retry_([this] { return publishAgain(); }, publishing.pauses)
     {
-        noteReadyObjects();
+        noteReadyObjects(model_, outdated_);
         LogAfterwards log(TAG);
         const std::lock_guard<std::mutex> lock(writerMutex_);
         const Settlement settlement(*this);
@@ -64,6 +65,11 @@ public:
 
     [[nodiscard]] bool isPublished() const noexcept { return isPublished_; }
 
+    [[nodiscard]] JournalPage journal(const JournalQuery& query) const
+    {
+        return readJournal(database_, query);
+    }
+
     template <typename Read>
     [[nodiscard]] auto read(const Read& read) const
     {
@@ -73,7 +79,7 @@ public:
 
     /// Checks, stores and publishes what `plan` adds to a draft; returns what it returns.
     template <typename Plan>
-    auto change(const Plan& plan)
+    auto change(Occasion occasion, const Author& author, const Plan& plan)
     {
         LogAfterwards log(TAG);
         const std::lock_guard<std::mutex> lock(writerMutex_);
@@ -85,7 +91,7 @@ public:
         auto result = plan(model_, draft);
         const Changes changes = std::move(draft).finish();
         if (!isNothing(changes, model_.next())) {
-            store(changes);
+            store(changes, occasion, author);
         }
         publish(log);
         return result;
@@ -161,12 +167,12 @@ private:
         }
     }
 
-    void store(const Changes& changes)
+    void store(const Changes& changes, Occasion occasion, const Author& author)
     {
         std::unordered_set<std::string> names;
-        noteReadyObjects(changes, names);
+        noteReadyObjects(model_, changes, names);
         try {
-            store_.apply(changes);
+            store_.apply(model_, changes, occasion, author);
         } catch (const CommitError&) {
             isUncertain_ = true;
             throw;
@@ -177,7 +183,7 @@ private:
             const std::lock_guard<std::shared_mutex> lock(modelMutex_);
             model_.apply(changes);
         }
-        noteReadyObjects(changes, names);
+        noteReadyObjects(model_, changes, names);
         outdated_.merge(names);
         isUncertain_ = false;
     }
@@ -186,49 +192,14 @@ private:
     void reload()
     {
         Model model(store_.load());
-        noteReadyObjects();
+        noteReadyObjects(model_, outdated_);
         {
             const std::lock_guard<std::shared_mutex> lock(modelMutex_);
             model_ = std::move(model);
         }
-        noteReadyObjects();
+        noteReadyObjects(model_, outdated_);
         isUncertain_ = false;
         isCurrent_ = false;
-    }
-
-    void noteReadyObjects()
-    {
-        for (const auto& [number, object] : model_.objects()) {
-            if (object.kept.state == READY) {
-                outdated_.insert(object.kept.name);
-            }
-        }
-    }
-
-    /// Of what changes the objects that are ready at this moment: called before a change and after it, it
-    /// finds all that the cache has to learn.
-    void noteReadyObjects(const Changes& changes, std::unordered_set<std::string>& names) const
-    {
-        const auto note = [&](std::int32_t number) {
-            const Model::Object* const object = model_.object(number);
-            if (object != nullptr && object->kept.state == READY) {
-                names.insert(object->kept.name);
-            }
-        };
-        for (const std::int32_t number : changes.removedObjects) {
-            note(number);
-        }
-        for (const KeptObject& object : changes.objects) {
-            note(object.number);
-        }
-        for (const KeptDefinition& definition : changes.definitions) {
-            note(definition.object);
-        }
-        for (const std::int32_t id : changes.removedDefinitions) {
-            if (const KeptDefinition* const definition = model_.definition(id)) {
-                note(definition->object);
-            }
-        }
     }
 
     /// Nothing: the cache is what the model is.
@@ -268,6 +239,7 @@ private:
         static_cast<void>(cache_.publish(model_.operations(), {longestWait, publishing_.lock.isEnding}));
     }
 
+    Database& database_;
     Store store_;
     const Publishing publishing_;
     mutable std::shared_mutex modelMutex_;
@@ -308,23 +280,26 @@ RoleRecord AccessControl::role(std::int32_t id) const
     return state_->read([&](const Model& model) { return knownRole(model, id); });
 }
 
-RoleRecord AccessControl::createRole(const std::string& name, const std::string& description)
+RoleRecord AccessControl::createRole(const std::string& name, const std::string& description,
+                                     const Author& author)
 {
-    return state_->change(
-        [&](const Model& model, Draft& draft) { return planNewRole(model, name, description, draft); });
+    return state_->change(Occasion::Roles, author, [&](const Model& model, Draft& draft) {
+        return planNewRole(model, name, description, draft);
+    });
 }
 
-void AccessControl::updateRole(std::int32_t id, const std::string& name, const std::string& description)
+void AccessControl::updateRole(std::int32_t id, const std::string& name, const std::string& description,
+                               const Author& author)
 {
-    state_->change([&](const Model& model, Draft& draft) {
+    state_->change(Occasion::Roles, author, [&](const Model& model, Draft& draft) {
         planRoleUpdate(model, {id, name, description, false}, draft);
         return true;
     });
 }
 
-void AccessControl::deleteRole(std::int32_t id)
+void AccessControl::deleteRole(std::int32_t id, const Author& author)
 {
-    state_->change([&](const Model& model, Draft& draft) {
+    state_->change(Occasion::Roles, author, [&](const Model& model, Draft& draft) {
         planRoleRemoval(model, id, draft);
         return true;
     });
@@ -346,9 +321,9 @@ ObjectRecord AccessControl::object(const ObjectNamespace& ns) const
     return state_->read([&](const Model& model) { return model.record(knownObject(model, ns)); });
 }
 
-void AccessControl::setInherit(const ObjectNamespace& ns, bool inherit)
+void AccessControl::setInherit(const ObjectNamespace& ns, bool inherit, const Author& author)
 {
-    state_->change([&](const Model& model, Draft& draft) {
+    state_->change(Occasion::Inheritance, author, [&](const Model& model, Draft& draft) {
         planInherit(model, ns, inherit, draft);
         return true;
     });
@@ -365,32 +340,39 @@ std::vector<AccessDefinitionRecord> AccessControl::accessDefinitions(const Objec
     });
 }
 
-AccessDefinitionRecord AccessControl::addAccessDefinition(const ObjectNamespace& ns, const Grant& grant)
+AccessDefinitionRecord AccessControl::addAccessDefinition(const ObjectNamespace& ns, const Grant& grant,
+                                                          const Author& author)
 {
-    return state_->change(
-        [&](const Model& model, Draft& draft) { return model.record(planGrant(model, ns, grant, draft)); });
+    return state_->change(Occasion::Access, author, [&](const Model& model, Draft& draft) {
+        return model.record(planGrant(model, ns, grant, draft));
+    });
 }
 
-void AccessControl::deleteAccessDefinition(const ObjectNamespace& ns, const std::string& id)
+void AccessControl::deleteAccessDefinition(const ObjectNamespace& ns, const std::string& id,
+                                           const Author& author)
 {
-    state_->change([&](const Model& model, Draft& draft) {
+    state_->change(Occasion::Access, author, [&](const Model& model, Draft& draft) {
         planDefinitionRemoval(model, ns, id, draft);
         return true;
     });
 }
 
-std::vector<RegisteredObjects> AccessControl::registerObjects(const std::vector<Registration>& registrations)
+std::vector<RegisteredObjects> AccessControl::registerObjects(const std::vector<Registration>& registrations,
+                                                              const Author& author)
 {
-    return state_->change(
-        [&](const Model& model, Draft& draft) { return planRegistration(model, registrations, draft); });
+    return state_->change(Occasion::Registration, author, [&](const Model& model, Draft& draft) {
+        return planRegistration(model, registrations, draft);
+    });
 }
 
-void AccessControl::updateStates(const std::vector<StateChange>& changes)
+void AccessControl::updateStates(const std::vector<StateChange>& changes, const Author& author)
 {
-    state_->change([&](const Model& model, Draft& draft) {
+    state_->change(Occasion::States, author, [&](const Model& model, Draft& draft) {
         planStates(model, changes, draft);
         return true;
     });
 }
+
+JournalPage AccessControl::journal(const JournalQuery& query) const { return state_->journal(query); }
 
 } // namespace keepsafe_sandbox

@@ -14,6 +14,8 @@
 #include "cachewriter/PublishError.h"
 #include "database/Database.h"
 #include "files/FileSystem.h"
+#include "journal/Author.h"
+#include "journal/read_journal.h"
 
 namespace keepsafe_sandbox {
 
@@ -42,6 +44,9 @@ struct Publishing {
 /// readers refuse the cache or see the previous one. A thread then publishes until it succeeds. Meanwhile
 /// changes are stored, attempt to publish, and do not wait for the lock.
 ///
+/// The journal has an entry for everything that a change has done, stored in the same transaction. What
+/// changes nothing has none. `author` is who asks for the change, this process's user if it is left out.
+///
 /// Any thread; changes run one after another.
 class AccessControl {
 public:
@@ -64,32 +69,40 @@ public:
     [[nodiscard]] std::vector<RoleRecord> roles() const;
     [[nodiscard]] RoleRecord role(std::int32_t id) const;
     /// Ids are never reused: a token that still names a deleted role must not gain another's grants.
-    RoleRecord createRole(const std::string& name, const std::string& description);
-    void updateRole(std::int32_t id, const std::string& name, const std::string& description);
+    RoleRecord createRole(const std::string& name, const std::string& description,
+                          const Author& author = localAuthor());
+    void updateRole(std::int32_t id, const std::string& name, const std::string& description,
+                    const Author& author = localAuthor());
     /// With its access definitions.
-    void deleteRole(std::int32_t id);
+    void deleteRole(std::int32_t id, const Author& author = localAuthor());
 
     /// By name.
     [[nodiscard]] std::vector<ObjectNamespace> operations() const;
 
     [[nodiscard]] ObjectRecord object(const ObjectNamespace& ns) const;
-    void setInherit(const ObjectNamespace& ns, bool inherit);
+    void setInherit(const ObjectNamespace& ns, bool inherit, const Author& author = localAuthor());
 
     /// By id.
     [[nodiscard]] std::vector<AccessDefinitionRecord> accessDefinitions(const ObjectNamespace& ns) const;
-    AccessDefinitionRecord addAccessDefinition(const ObjectNamespace& ns, const Grant& grant);
-    void deleteAccessDefinition(const ObjectNamespace& ns, const std::string& id);
+    AccessDefinitionRecord addAccessDefinition(const ObjectNamespace& ns, const Grant& grant,
+                                               const Author& author = localAuthor());
+    void deleteAccessDefinition(const ObjectNamespace& ns, const std::string& id,
+                                const Author& author = localAuthor());
 
     /// Makes all of them pending, or none. The result is in the order of the registrations. An object that is
     /// there already is a `Conflict`, unless its registration says to ignore that: then a pending one is
     /// registered again, with the new data, and a ready one is unchanged and not among the registered ones,
     /// so that rolling back cannot remove what existed before.
-    std::vector<RegisteredObjects> registerObjects(const std::vector<Registration>& registrations);
+    std::vector<RegisteredObjects> registerObjects(const std::vector<Registration>& registrations,
+                                                   const Author& author = localAuthor());
 
     /// All of them, or none. A pending object becomes ready, pending again or deleted; a ready one pending,
     /// ready again or deleted. The children that were registered with an object follow it, unless the same
     /// call says otherwise for them. A deleted object is gone with its access definitions.
-    void updateStates(const std::vector<StateChange>& changes);
+    void updateStates(const std::vector<StateChange>& changes, const Author& author = localAuthor());
+
+    /// From the database, without waiting for changes.
+    [[nodiscard]] JournalPage journal(const JournalQuery& query) const;
 
 private:
     class State;

@@ -78,7 +78,7 @@ AccessDefinitionRecord Model::record(const KeptDefinition& definition) const
     record.grant.roleId = definition.roleId;
     record.grant.propagation = definition.propagation;
     for (const std::int32_t bit : definition.bits) {
-        record.grant.operations.push_back(operationNames_.at(bit));
+        record.grant.operations.push_back(operationOf(bit));
     }
     return record;
 }

@@ -39,6 +39,11 @@ public:
     [[nodiscard]] std::vector<std::int32_t> definitionsOfRole(std::int32_t id) const;
 
     [[nodiscard]] const OperationBits& operations() const noexcept { return operations_; }
+    /// The operation with a bit that one has.
+    [[nodiscard]] const Tessara::Keepsafe::Rbac::ObjectNamespace& operationOf(std::int32_t bit) const
+    {
+        return operationNames_.at(bit);
+    }
 
     [[nodiscard]] const std::unordered_map<std::int32_t, Object>& objects() const noexcept
     {

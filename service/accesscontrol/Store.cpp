@@ -6,6 +6,7 @@
 
 #include "accesscontrol/stored_texts.h"
 #include "database/Transaction.h"
+#include "journal/JournalWriter.h"
 
 namespace keepsafe_sandbox {
 
@@ -178,10 +179,20 @@ private:
     std::unordered_set<std::int32_t> objects_;
 };
 
-/// The statements of one transaction. Statements of a kind are grouped, so that each is prepared once.
+/// The statements of one transaction. Statements of a kind are grouped, so that each is prepared once. The
+/// first one locks the counter of revisions: whoever else changes the store waits until this has committed.
 class ContentWriter {
 public:
-    explicit ContentWriter(Database& database) : transaction_(database, STORE) {}
+    ContentWriter(Database& database, const Author& author)
+        : transaction_(database, STORE), journal_(transaction_, author)
+    {
+    }
+
+    /// What adds an entry to the journal.
+    [[nodiscard]] TakeEntry record()
+    {
+        return [this](const JournalEntry& entry) { journal_.add(entry); };
+    }
 
     void clear()
     {
@@ -255,7 +266,11 @@ public:
         putNext("accessDefinition", next.definition);
     }
 
-    void commit() { transaction_.commit(); }
+    void commit()
+    {
+        journal_.finish();
+        transaction_.commit();
+    }
 
 private:
     void putNext(const char* kind, std::int32_t next)
@@ -267,15 +282,16 @@ private:
     }
 
     Transaction transaction_;
+    JournalWriter journal_;
 };
 
 } // namespace
 
 Content Store::load() { return ContentReader(database_).read(); }
 
-void Store::apply(const Changes& changes)
+void Store::apply(const Model& model, const Changes& changes, Occasion occasion, const Author& author)
 {
-    ContentWriter writer(database_);
+    ContentWriter writer(database_, author);
     writer.remove("ACTL_AccessDefinition", "DefinitionID", changes.removedDefinitions);
     writer.remove("ACTL_ManagedObject", "ObjectID", changes.removedObjects);
     writer.remove("ACTL_Role", "RoleID", changes.removedRoles);
@@ -283,18 +299,20 @@ void Store::apply(const Changes& changes)
     writer.put(changes.objects);
     writer.put(changes.definitions);
     writer.put(changes.next);
+    forEachEntry(model, changes, occasion, writer.record());
     writer.commit();
 }
 
-void Store::replace(const Content& content)
+void Store::replace(const Content& kept, const Content& content, const Author& author)
 {
-    ContentWriter writer(database_);
+    ContentWriter writer(database_, author);
     writer.clear();
     writer.put(content.roles);
     writer.put(content.operations);
     writer.put(content.objects);
     writer.put(content.definitions);
     writer.put(content.next);
+    forEachEntry(kept, content, writer.record());
     writer.commit();
 }
 

@@ -4,7 +4,9 @@
 #include <cstddef>
 
 #include "accesscontrol/Content.h"
+#include "accesscontrol/change_entries.h"
 #include "database/Database.h"
+#include "journal/Author.h"
 
 namespace keepsafe_sandbox {
 
@@ -25,11 +27,12 @@ public:
     /// Everything. Inconsistent data is a failure that names it.
     [[nodiscard]] Content load();
 
-    /// All or nothing; if the connection is lost at the end, the outcome is unknown.
-    void apply(const Changes& changes);
+    /// With the entries of the journal, all or nothing; if the connection is lost at the end, the outcome is
+    /// unknown. `model` is that before the changes.
+    void apply(const Model& model, const Changes& changes, Occasion occasion, const Author& author);
 
-    /// Replaces everything, all or nothing, except if the connection is lost at the end.
-    void replace(const Content& content);
+    /// Replaces everything that is kept, likewise.
+    void replace(const Content& kept, const Content& content, const Author& author);
 
 private:
     Database& database_;

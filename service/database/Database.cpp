@@ -57,7 +57,7 @@ void Database::forEachRow(const std::string& attempt, const std::string& sql, st
 
 void Database::forEachRow(const std::string& attempt, const std::string& sql,
                           const std::vector<std::size_t>& mostBytes,
-                          const std::function<void(const Texts&)>& take)
+                          const std::function<void(const Texts&)>& take, const Texts& parameters)
 {
     std::vector<Dal::DalOdbcView::BindingStruct> columns;
     std::size_t rowSize = 0;
@@ -67,7 +67,7 @@ void Database::forEachRow(const std::string& attempt, const std::string& sql,
         rowSize += most + 1;
     }
     const BorrowedConnection connection(manager_, attempt);
-    Statement statement(connection.get(), attempt, sql, {}, Statement::Query);
+    Statement statement(connection.get(), attempt, sql, parameters, Statement::Query);
     std::vector<char> row(rowSize);
     Texts texts(columns.size());
     int status = statement.fetch(row.data(), row.size(), columns);

@@ -44,7 +44,8 @@ public:
     /// The same, with the most bytes that each column may have: many rows of short texts are read faster this
     /// way.
     void forEachRow(const std::string& attempt, const std::string& sql,
-                    const std::vector<std::size_t>& mostBytes, const std::function<void(const Texts&)>& take);
+                    const std::vector<std::size_t>& mostBytes, const std::function<void(const Texts&)>& take,
+                    const Texts& parameters = {});
 
     static constexpr std::size_t MOST_BYTES = 32767;
 

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "database/Transaction.h"
+#include "journal/JournalWriter.h"
 
 namespace keepsafe_sandbox {
 
@@ -61,6 +62,39 @@ constexpr Table NEXT_IDS = {"ACTL_NextID", "Kind, NextID",
                             "Kind VARCHAR(32) NOT NULL PRIMARY KEY, "
                             "NextID INTEGER NOT NULL"};
 
+// Times have one form of digits in fixed places, which every collation orders alike.
+constexpr Table CHANGES = {
+    "ACTL_Change", "Revision, Place, ChangedAt, ChangedBy, What, Namespace, RoleID, BeforeJson, AfterJson",
+    "Revision BIGINT NOT NULL, "
+    "Place INTEGER NOT NULL, "
+    "ChangedAt VARCHAR(27) NOT NULL, "
+    "ChangedBy TEXT NOT NULL, "
+    "What VARCHAR(32) NOT NULL, "
+    "Namespace TEXT NOT NULL, "
+    "RoleID INTEGER NOT NULL, "
+    "BeforeJson TEXT NOT NULL, "
+    "AfterJson TEXT NOT NULL, "
+    "PRIMARY KEY (Revision, Place)"};
+
+/// One row, which a change locks: revisions are in the order in which changes are committed.
+constexpr Table REVISIONS = {"ACTL_Revision", "Kind, LastRevision",
+                             "Kind VARCHAR(32) NOT NULL PRIMARY KEY, "
+                             "LastRevision BIGINT NOT NULL"};
+
+/// An index is in the schema of its table; only SQLite wants to be told.
+constexpr char TIME_INDEX[] = "CREATE INDEX IF NOT EXISTS AUTH_MAIN.ACTL_Change_ChangedAt ON ACTL_Change "
+                              "(ChangedAt, Revision)";
+constexpr char POSTGRES_TIME_INDEX[] = "CREATE INDEX IF NOT EXISTS ACTL_Change_ChangedAt ON "
+                                       "AUTH_MAIN.ACTL_Change (ChangedAt, Revision)";
+
+/// What differs from database to database.
+struct Dialect {
+    Table tokens;
+    const char* timeIndex;
+};
+constexpr Dialect SQLITE = {TOKENS, TIME_INDEX};
+constexpr Dialect POSTGRES = {POSTGRES_TOKENS, POSTGRES_TIME_INDEX};
+
 std::string fullName(const Table& table) { return std::string("AUTH_MAIN.") + table.name; }
 
 std::string creation(const Table& table)
@@ -69,11 +103,16 @@ std::string creation(const Table& table)
 }
 
 /// Naming the columns makes a table of another shape fail here and not at the first query.
-std::int32_t countRows(Database& database, const Table& table)
+std::int32_t countRows(Database& database, const Table& table, const char* condition = "1 = 1")
 {
     return database.number("use the table " + fullName(table),
                            std::string("SELECT CAST(COUNT(*) AS INTEGER) FROM (SELECT ") + table.columns +
-                               " FROM " + fullName(table) + ") AS rows_there");
+                               " FROM " + fullName(table) + " WHERE " + condition + ") AS rows_there");
+}
+
+void requireColumns(Database& database, const Table& table)
+{
+    static_cast<void>(countRows(database, table, "1 = 0"));
 }
 
 std::string counter(const std::string& kind)
@@ -115,19 +154,22 @@ void requireBinaryTokens(Database& database)
 }
 
 /// In one transaction, which a database flushes to disk once.
-void makeTables(Database& database, const Table& tokens)
+void makeTables(Database& database, const Dialect& dialect)
 {
     database.change("create the table " + fullName(NEXT_IDS), creation(NEXT_IDS));
     Transaction transaction(database, "make the tables of AUTH_MAIN");
     // Changes no row, but takes SQLite's lock for writing. A transaction that reads before it writes is
     // refused without waiting if another writer was faster.
     transaction.change("UPDATE AUTH_MAIN.ACTL_NextID SET NextID = NextID WHERE Kind = ''");
-    for (const Table& table : {tokens, CRITERIA, ROLES, OPERATIONS, OBJECTS, ACCESS_DEFINITIONS}) {
+    for (const Table& table :
+         {dialect.tokens, CRITERIA, ROLES, OPERATIONS, OBJECTS, ACCESS_DEFINITIONS, CHANGES, REVISIONS}) {
         transaction.change(creation(table));
     }
+    transaction.change(dialect.timeIndex);
     transaction.change(SYSTEM_ROLE);
     transaction.change(counter("role"));
     transaction.change(counter("accessDefinition"));
+    beginJournal(transaction);
     transaction.commit();
 }
 
@@ -140,9 +182,10 @@ SchemaContent ensureSchema(Database& database, SchemaOrigin origin)
     if (origin == SchemaOrigin::Create) {
         database.change("create the schema AUTH_MAIN", "CREATE SCHEMA IF NOT EXISTS AUTH_MAIN");
     }
-    makeTables(database, product == "PostgreSQL" ? POSTGRES_TOKENS : TOKENS);
-    for (const Table& table : {ROLES, OPERATIONS, OBJECTS, ACCESS_DEFINITIONS, NEXT_IDS}) {
-        static_cast<void>(countRows(database, table));
+    makeTables(database, product == "PostgreSQL" ? POSTGRES : SQLITE);
+    for (const Table& table :
+         {ROLES, OPERATIONS, OBJECTS, ACCESS_DEFINITIONS, NEXT_IDS, CHANGES, REVISIONS}) {
+        requireColumns(database, table);
     }
     requireBinaryTokens(database);
     SchemaContent content;

@@ -17,9 +17,9 @@ struct SchemaContent {
 enum class SchemaOrigin { Create, Attached };
 
 /// Makes what is missing: the two tables of the product's database that the library reads, and those of the
-/// access-control service, with role 0 and the counters of ids in them. What is there stays. Counts the rows
-/// of the former. Throws `DatabaseError`, also when a table of one of the names does not have the columns
-/// that are needed.
+/// access-control service, with role 0, the counters of ids and the first entry of the journal in them. What
+/// is there stays. Counts the rows of the former. Throws `DatabaseError`, also when a table of one of the
+/// names does not have the columns that are needed.
 SchemaContent ensureSchema(Database& database, SchemaOrigin origin);
 
 } // namespace keepsafe_sandbox

@@ -13,6 +13,7 @@ struct ServiceRequest {
     std::string target; ///< path and query as they came, still percent-encoded
     std::string contentType;
     std::string body;
+    std::string client = {}; ///< the subject of its certificate: see client_name.h
 };
 
 struct ServiceResponse {

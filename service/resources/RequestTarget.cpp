@@ -60,24 +60,30 @@ RequestTarget RequestTarget::parse(const std::string& target)
     return parsed;
 }
 
-std::optional<std::string> RequestTarget::filter() const
+std::map<std::string, std::string> RequestTarget::parameters(const std::vector<std::string>& known) const
 {
+    std::map<std::string, std::string> found;
     if (!query || query->empty()) {
-        return std::nullopt;
+        return found;
     }
-    std::optional<std::string> found;
     for (const std::string& parameter : split(*query, '&')) {
         const std::size_t equals = parameter.find('=');
         const std::string name = decoded(parameter.substr(0, equals));
-        if (name != "filter") {
+        if (std::find(known.begin(), known.end(), name) == known.end()) {
             throw Refusal(Refusal::Invalid, "the query parameter " + shown(name) + " is not known");
         }
-        if (found) {
-            throw Refusal(Refusal::Invalid, "the query parameter \"filter\" is given twice");
+        const std::string value = equals == std::string::npos ? "" : decoded(parameter.substr(equals + 1));
+        if (!found.emplace(name, value).second) {
+            throw Refusal(Refusal::Invalid, "the query parameter \"" + name + "\" is given twice");
         }
-        found = equals == std::string::npos ? "" : decoded(parameter.substr(equals + 1));
     }
     return found;
+}
+
+std::optional<std::string> RequestTarget::filter() const
+{
+    const std::map<std::string, std::string> given = parameters({"filter"});
+    return given.empty() ? std::nullopt : std::optional<std::string>(given.at("filter"));
 }
 
 void RequestTarget::expectNoQuery() const

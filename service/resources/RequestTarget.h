@@ -2,6 +2,7 @@
 #define KEEPSAFE_SANDBOX_SERVICE_REQUESTTARGET_H
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,6 +23,9 @@ struct RequestTarget {
     /// Throws `Unknown` for a path outside the service, `Malformed` for bad percent escapes.
     static RequestTarget parse(const std::string& target);
 
+    /// The query's parameters by name, decoded; one without a value has an empty one. Throws `Invalid` for
+    /// one that is not known or given twice.
+    [[nodiscard]] std::map<std::string, std::string> parameters(const std::vector<std::string>& known) const;
     /// The filter of the query. No other parameter is known.
     [[nodiscard]] std::optional<std::string> filter() const;
     void expectNoQuery() const;

@@ -74,7 +74,7 @@ ServiceResponse methodNotAllowed(const std::string& method, const std::string& a
 Router::Router(AccessControl& accessControl) : accessControl_(accessControl)
 {
     routes_.push_back({"GET", {"access-caches", "*"}, getAccessCache});
-    for (std::vector<Route> routes : {roleRoutes(), objectRoutes(), registrationRoutes()}) {
+    for (std::vector<Route> routes : {roleRoutes(), objectRoutes(), registrationRoutes(), changeRoutes()}) {
         std::move(routes.begin(), routes.end(), std::back_inserter(routes_));
     }
 }
@@ -104,7 +104,7 @@ ServiceResponse Router::route(const ServiceRequest& request) const
             return protocolErrorResponse(415, "the body's media type " + shown(request.contentType) +
                                                   " is not application/json");
         }
-        return route.handle({accessControl_, target, *names, request.body});
+        return route.handle({accessControl_, target, *names, request.body, {request.client}});
     }
     if (!allowed.empty()) {
         return methodNotAllowed(request.method, allowed);

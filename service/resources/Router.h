@@ -21,6 +21,7 @@ struct ResourceCall {
     const RequestTarget& target;
     std::vector<std::string> names; ///< the segments of the path that name something, decoded
     const std::string& body;
+    const Author client;
 };
 
 using ResourceHandler = ServiceResponse (*)(const ResourceCall& call);
@@ -36,6 +37,7 @@ struct Route {
 [[nodiscard]] std::vector<Route> roleRoutes();
 [[nodiscard]] std::vector<Route> objectRoutes();
 [[nodiscard]] std::vector<Route> registrationRoutes();
+[[nodiscard]] std::vector<Route> changeRoutes();
 
 /// Answers requests: whatever comes, the response is the wanted document or an error document. Any thread.
 class Router {

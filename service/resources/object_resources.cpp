@@ -24,7 +24,7 @@ ServiceResponse getObject(const ResourceCall& call)
 ServiceResponse setInherit(const ResourceCall& call)
 {
     const ObjectNamespace ns = objectOf(call);
-    call.accessControl.setInherit(ns, readInherit(call.body));
+    call.accessControl.setInherit(ns, readInherit(call.body), call.client);
     return {204, "", ""};
 }
 
@@ -36,14 +36,16 @@ ServiceResponse getDefinitions(const ResourceCall& call)
 ServiceResponse addDefinition(const ResourceCall& call)
 {
     const ObjectNamespace ns = objectOf(call);
-    return {201, definitionDocument(call.accessControl.addAccessDefinition(ns, readGrant(call.body))), ""};
+    const AccessDefinitionRecord added =
+        call.accessControl.addAccessDefinition(ns, readGrant(call.body), call.client);
+    return {201, definitionDocument(added), ""};
 }
 
 ServiceResponse deleteDefinition(const ResourceCall& call)
 {
     const ObjectNamespace ns = objectOf(call);
     (void)idOf(call.names[1], "the access definition's id");
-    call.accessControl.deleteAccessDefinition(ns, call.names[1]);
+    call.accessControl.deleteAccessDefinition(ns, call.names[1], call.client);
     return {204, "", ""};
 }
 

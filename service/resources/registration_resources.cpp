@@ -12,20 +12,22 @@ ServiceResponse registerObject(const ResourceCall& call)
 {
     call.target.expectNoQuery();
     const std::vector<RegisteredObjects> registered =
-        call.accessControl.registerObjects({readRegistration(call.body)});
+        call.accessControl.registerObjects({readRegistration(call.body)}, call.client);
     return {201, registrationDocument(registered.at(0)), ""};
 }
 
 ServiceResponse registerObjects(const ResourceCall& call)
 {
     call.target.expectNoQuery();
-    return {201, registrationsDocument(call.accessControl.registerObjects(readRegistrations(call.body))), ""};
+    const std::vector<RegisteredObjects> registered =
+        call.accessControl.registerObjects(readRegistrations(call.body), call.client);
+    return {201, registrationsDocument(registered), ""};
 }
 
 ServiceResponse updateStates(const ResourceCall& call)
 {
     call.target.expectNoQuery();
-    call.accessControl.updateStates(readStateChanges(call.body));
+    call.accessControl.updateStates(readStateChanges(call.body), call.client);
     return {201, stateUpdateDocument(), ""};
 }
 

@@ -2,6 +2,7 @@
 
 #include <initializer_list>
 #include <new>
+#include <stdexcept>
 #include <utility>
 
 #include <boost/lexical_cast.hpp>
@@ -64,6 +65,8 @@ JsonHandle array(const Items& items, ToJson toJson)
 
 JsonHandle boolean(bool value) { return made(json_boolean(value)); }
 
+JsonHandle integer(std::int64_t value) { return made(json_integer(value)); }
+
 std::string dataDocument(JsonHandle data)
 {
     return jsonText(object({{"data", std::move(data)}}).get(), JSON_COMPACT);
@@ -124,6 +127,32 @@ JsonHandle registrationRecord(const RegisteredObjects& registered)
                                     object({{"data", array(registered.registered, objectReference)}})}})}});
 }
 
+/// A value of the journal, which is JSON.
+JsonHandle kept(const std::string& json)
+{
+    JsonHandle value(json_loadb(json.data(), json.size(), JSON_DECODE_ANY, nullptr));
+    if (value == nullptr) {
+        throw std::runtime_error("the journal of changes holds what is not JSON: " + json.substr(0, 64));
+    }
+    return value;
+}
+
+JsonHandle changeResource(const RecordedEntry& change)
+{
+    const JournalEntry& entry = change.entry;
+    return object({{"type", std::string("change")},
+                   {"id", std::to_string(change.at.revision) + '-' + std::to_string(change.at.place)},
+                   {"attributes",
+                    object({{"revision", integer(change.at.revision)},
+                            {"time", change.time},
+                            {"who", change.who},
+                            {"what", entry.what},
+                            {"object", entry.object.empty() ? made(json_null()) : text(entry.object)},
+                            {"roleId", entry.roleId == NO_ROLE ? made(json_null()) : integer(entry.roleId)},
+                            {"before", kept(entry.before)},
+                            {"after", kept(entry.after)}})}});
+}
+
 } // namespace
 
 std::string accessCacheDocument(const std::string& cacheId)
@@ -173,6 +202,16 @@ std::string registrationDocument(const RegisteredObjects& registered)
 std::string registrationsDocument(const std::vector<RegisteredObjects>& registered)
 {
     return dataDocument(array(registered, registrationRecord));
+}
+
+std::string changesDocument(const JournalPage& page, const std::string& next)
+{
+    const JsonHandle document = object({{"data", array(page.entries, changeResource)}});
+    if (!next.empty() && json_object_set_new(document.get(), "links",
+                                             object({{"next", object({{"href", next}})}}).release()) != 0) {
+        throw std::bad_alloc();
+    }
+    return jsonText(document.get(), JSON_COMPACT);
 }
 
 std::string stateUpdateDocument()

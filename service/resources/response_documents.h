@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "accesscontrol/records.h"
+#include "journal/read_journal.h"
 
 /// \file
 /// The documents that the service answers with, as JSON texts.
@@ -23,6 +24,8 @@ operationsDocument(const std::vector<Tessara::Keepsafe::Rbac::ObjectNamespace>& 
 [[nodiscard]] std::string registrationDocument(const RegisteredObjects& registered);
 [[nodiscard]] std::string registrationsDocument(const std::vector<RegisteredObjects>& registered);
 [[nodiscard]] std::string stateUpdateDocument();
+/// `next`: the link of the next page; empty when this is the last one.
+[[nodiscard]] std::string changesDocument(const JournalPage& page, const std::string& next);
 
 } // namespace keepsafe_sandbox
 

@@ -69,7 +69,7 @@ ServiceResponse createRole(const ResourceCall& call)
 {
     call.target.expectNoQuery();
     const RoleText text = readRole(call.body);
-    return {201, roleDocument(call.accessControl.createRole(text.name, text.description)), ""};
+    return {201, roleDocument(call.accessControl.createRole(text.name, text.description, call.client)), ""};
 }
 
 std::int32_t roleId(const ResourceCall& call)
@@ -87,13 +87,13 @@ ServiceResponse updateRole(const ResourceCall& call)
 {
     const std::int32_t id = roleId(call);
     const RoleText text = readRole(call.body);
-    call.accessControl.updateRole(id, text.name, text.description);
+    call.accessControl.updateRole(id, text.name, text.description, call.client);
     return {204, "", ""};
 }
 
 ServiceResponse deleteRole(const ResourceCall& call)
 {
-    call.accessControl.deleteRole(roleId(call));
+    call.accessControl.deleteRole(roleId(call), call.client);
     return {204, "", ""};
 }
 

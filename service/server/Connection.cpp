@@ -5,6 +5,7 @@
 
 #include <boost/asio/write.hpp>
 
+#include "server/client_name.h"
 #include "server/response_text.h"
 
 namespace keepsafe_sandbox {
@@ -53,10 +54,20 @@ void Connection::begin()
                                     self->close();
                                     return;
                                 }
-                                self->host_.welcome();
-                                self->enter(Phase::Idle, self->limits_.idle);
-                                self->receive();
+                                self->welcome();
                             });
+}
+
+void Connection::welcome()
+{
+    try {
+        client_ = clientName(*stream_.native_handle());
+    } catch (const std::bad_alloc&) {
+        return close();
+    }
+    host_.welcome();
+    enter(Phase::Idle, limits_.idle);
+    receive();
 }
 
 void Connection::receive()
@@ -99,10 +110,17 @@ void Connection::goOn(RequestReader::State state)
     case RequestReader::State::Whole:
         phase_ = Phase::Answering;
         deadline_.expires_at(Clock::time_point::max()); // not just cancelled: see `enter`
-        return host_.answer(shared_from_this(), reader_.takeRequest());
+        return host_.answer(shared_from_this(), takeRequest());
     case RequestReader::State::Refused:
         return awaitSent(send(reader_.refusal(), true));
     }
+}
+
+ServiceRequest Connection::takeRequest()
+{
+    ServiceRequest request = reader_.takeRequest();
+    request.client = client_;
+    return request;
 }
 
 void Connection::askForBody()

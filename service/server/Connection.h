@@ -61,9 +61,11 @@ public:
 
 private:
     void enter(Phase phase, std::chrono::milliseconds time);
+    void welcome();
     void receive();
     void take(std::string_view bytes);
     void goOn(RequestReader::State state);
+    [[nodiscard]] ServiceRequest takeRequest();
     void askForBody();
     unsigned send(const ServiceResponse& response, bool isLast);
     void continueAfter(bool isLast);
@@ -75,6 +77,7 @@ private:
     const ServerLimits& limits_;
     ConnectionHost& host_;
     RequestReader reader_;
+    std::string client_; ///< the subject of its certificate
     Phase phase_ = Phase::Handshake;
     Clock::time_point since_ = Clock::now();
     bool isClosed_ = false;

@@ -61,11 +61,12 @@ public:
     {
         ensureSchema(connection_, keepsafe_sandbox::SchemaOrigin::Attached);
         keepsafe_sandbox::Store store(connection_);
-        Content content = store.load();
+        const Content kept = store.load();
+        Content content = kept;
         content.roles.push_back({ROLE, "operator", "", false});
         content.next.role = ROLE + 1;
         content.operations = {{ObjectNamespace("OPERATIONS", "VIEW"), 0}};
-        store.replace(content);
+        store.replace(kept, content, keepsafe_sandbox::localAuthor());
         service_.emplace(connection_, fileSystem_, locationIn(folder));
         router_.emplace(*service_);
         for (const std::string object : {"A", "B", "C"}) {

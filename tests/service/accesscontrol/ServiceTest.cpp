@@ -10,6 +10,7 @@
 #include <keepsafe/rbac/client/DiskAccessControlClient.h>
 
 #include "database/schema.h"
+#include "service/support/JournalReplay.h"
 #include "support/thrown.h"
 
 namespace keepsafe_test {
@@ -46,11 +47,12 @@ ServiceTest::ServiceTest()
 {
     ensureSchema(database_, keepsafe_sandbox::SchemaOrigin::Attached);
     keepsafe_sandbox::Store store(database_);
-    Content content = store.load();
+    const Content kept = store.load();
+    Content content = kept;
     content.roles.push_back({ROLE, "operator", "", false});
     content.next.role = ROLE + 1;
     content.operations = {{VIEW, 0}, {RESTORE, 6}, {AUDIT, 40}};
-    store.replace(content);
+    store.replace(kept, content, keepsafe_sandbox::localAuthor());
     restart();
 }
 
@@ -163,6 +165,32 @@ Texts ServiceTest::everything(const std::vector<ObjectNamespace>& objects) const
         texts.insert(texts.end(), definitions.begin(), definitions.end());
     }
     return texts;
+}
+
+std::vector<keepsafe_sandbox::RecordedEntry> ServiceTest::journal(std::size_t pageSize) const
+{
+    std::vector<keepsafe_sandbox::RecordedEntry> entries;
+    keepsafe_sandbox::JournalQuery query;
+    query.limit = pageSize;
+    keepsafe_sandbox::JournalPage page;
+    do {
+        page = service_->journal(query);
+        EXPECT_LE(page.entries.size(), pageSize);
+        for (const auto& entry : page.entries) {
+            entries.push_back(entry);
+            query.after = entry.at;
+        }
+    } while (page.hasMore);
+    return entries;
+}
+
+void ServiceTest::expectJournalLeadsToTheStore()
+{
+    JournalReplay replay;
+    for (const auto& [at, time, who, entry] : journal()) {
+        replay.add(at.revision, entry.what, entry.before, entry.after);
+    }
+    EXPECT_EQ(replay.items(), itemsOf(keepsafe_sandbox::Store(database_).load()));
 }
 
 } // namespace keepsafe_test

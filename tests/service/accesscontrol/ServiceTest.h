@@ -84,6 +84,11 @@ protected:
     /// Everything that the service answers, to be compared.
     [[nodiscard]] Texts everything(const std::vector<ObjectNamespace>& objects) const;
 
+    /// The whole journal, read in pages of so many entries.
+    [[nodiscard]] std::vector<keepsafe_sandbox::RecordedEntry> journal(std::size_t pageSize = 1000) const;
+    /// Does the journal again, and compares the result with what the database holds.
+    void expectJournalLeadsToTheStore();
+
     static constexpr int ROLE = 7;
 
     TempRoot root_;

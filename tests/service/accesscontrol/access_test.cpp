@@ -164,13 +164,14 @@ TEST_P(AccessRules, ManyOperationsFitOneDefinition)
 {
     service_.reset();
     keepsafe_sandbox::Store store(database_);
-    auto content = store.load();
+    const auto kept = store.load();
+    auto content = kept;
     std::vector<ObjectNamespace> operations;
     for (std::int32_t i = 0; i < 2500; ++i) {
         operations.emplace_back("OPERATIONS", "OP-" + std::to_string(i));
         content.operations.emplace(operations.back(), 2147483647 - i);
     }
-    store.replace(content);
+    store.replace(kept, content, keepsafe_sandbox::localAuthor());
     restart();
     addObjects("|A|");
     service_->addAccessDefinition(ns("|A|"), {ROLE, Propagation::OBJECT, operations});

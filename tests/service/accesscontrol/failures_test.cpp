@@ -97,6 +97,45 @@ TEST_P(FailedChange, ToATableThatIsGoneChangesNothing)
     EXPECT_EQ(service_->accessDefinitions(ns("|A|")).front().id, "1");
 }
 
+TEST_P(FailedChange, ThatTheJournalCannotTakeChangesNothing)
+{
+    addObjects("|A|");
+    grant("|A|", VIEW);
+    const Texts before = all();
+    const std::size_t entries = journal().size();
+    refuseRows("INSERT", "ACTL_Change", "NEW.What = 'objectRegistered' OR NEW.RoleID = 7");
+    EXPECT_THROW(grant("|A|", RESTORE), DatabaseError);
+    EXPECT_THROW(service_->deleteRole(ROLE), DatabaseError);
+    EXPECT_THROW(service_->registerObjects({registration("|B|"), registration("|C|")}), DatabaseError);
+    EXPECT_FALSE(isAllowed("|A|", RESTORE));
+    EXPECT_EQ(journal().size(), entries);
+    expectUnchangedFrom(before);
+
+    takeRowsAgain("ACTL_Change");
+    service_->registerObjects({registration("|B|")});
+    expectJournalLeadsToTheStore();
+}
+
+TEST_P(FailedChange, WithoutACounterOfRevisionsChangesNothing)
+{
+    addObjects("|A|");
+    const Texts before = all();
+    private_.run("DELETE FROM AUTH_MAIN.ACTL_Revision");
+    EXPECT_THROW(grant("|A|", VIEW), DatabaseError);
+    expectUnchangedFrom(before);
+}
+
+TEST_P(FailedChange, LeavesNoGapBetweenRevisions)
+{
+    addObjects("|A|");
+    const auto last = journal().back().at.revision;
+    refuseRows("INSERT", "ACTL_AccessDefinition", "NEW.RoleID = 7");
+    EXPECT_THROW(grant("|A|", VIEW), DatabaseError);
+    takeRowsAgain("ACTL_AccessDefinition");
+    grant("|A|", VIEW);
+    EXPECT_EQ(journal().back().at.revision, last + 1);
+}
+
 TEST_P(FailedChange, LeavesIdsThatWereNeverSeenToTheNextOne)
 {
     addObjects("|A|");

@@ -28,13 +28,14 @@ protected:
     {
         service_.reset();
         keepsafe_sandbox::Store store(database_);
-        Content content = store.load();
+        const Content kept = store.load();
+        Content content = kept;
         for (int i = 0; i < OBJECTS; ++i) {
             content.objects.push_back({i + 1, nameOf(i), "", true, READY, 0});
             content.definitions.push_back({i + 1, i + 1, ROLE, Propagation::OBJECT, {0, 6}});
         }
         content.next.definition = OBJECTS + 1;
-        store.replace(content);
+        store.replace(kept, content, keepsafe_sandbox::localAuthor());
     }
 
     static std::chrono::milliseconds since(Clock::time_point start)
@@ -111,6 +112,7 @@ TEST_P(ManyHands, RegisterDisjointAndTheSameObjectsOnceEach)
         EXPECT_EQ(stateOf("|shared-" + std::to_string(number) + "|"), "READY");
         EXPECT_TRUE(isAllowed("|own-7-" + std::to_string(number) + "|", VIEW));
     }
+    expectJournalLeadsToTheStore();
 }
 
 TEST_P(ManyHands, ABulkRegistrationOf10000ObjectsIsOneChange)
@@ -132,6 +134,10 @@ TEST_P(ManyHands, ABulkRegistrationOf10000ObjectsIsOneChange)
     }
     service_->updateStates(changes);
     EXPECT_FALSE(isAllowed("|bulk|0|", VIEW));
+    const auto entries = journal();
+    EXPECT_EQ(entries.size(), 6U + 50000) << "an entry for each object and each access definition";
+    EXPECT_EQ(entries.back().at.revision, 5) << "of three changes, behind the beginning and the policy";
+    expectJournalLeadsToTheStore();
 }
 
 } // namespace

@@ -326,6 +326,7 @@ TEST_P(RandomChanges, LeaveTheServiceAndTheLibraryWithTheModelsAnswers)
         restart();
         expectEqualToModel();
         expectDecisionsOfModel();
+        expectJournalLeadsToTheStore();
         ASSERT_FALSE(HasFailure());
     }
 }

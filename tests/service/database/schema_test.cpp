@@ -60,13 +60,28 @@ TEST_P(Schema, MadeAgainKeepsWhatIsThere)
 TEST_P(Schema, OfADatabaseWithTheLibrarysTwoTablesAloneIsMadeWhole)
 {
     ensure();
-    for (const std::string table :
-         {"ACTL_Role", "ACTL_Operation", "ACTL_ManagedObject", "ACTL_AccessDefinition", "ACTL_NextID"}) {
+    for (const std::string table : {"ACTL_Role", "ACTL_Operation", "ACTL_ManagedObject",
+                                    "ACTL_AccessDefinition", "ACTL_NextID", "ACTL_Change", "ACTL_Revision"}) {
         private_.run("DROP TABLE AUTH_MAIN." + table);
     }
     private_.run("INSERT INTO AUTH_MAIN.AUTH_Access_Token_Details VALUES ('session', 'token')");
     EXPECT_EQ(ensureSchema(database_, SchemaOrigin::Attached).tokens, 1);
     EXPECT_EQ(rows("SELECT Name FROM AUTH_MAIN.ACTL_Role").size(), 1U);
+}
+
+TEST_P(Schema, OfAStoreFromBeforeTheJournalGetsOneThatBeginsNow)
+{
+    ensure();
+    private_.run("DROP TABLE AUTH_MAIN.ACTL_Change");
+    private_.run("DROP TABLE AUTH_MAIN.ACTL_Revision");
+    private_.run("INSERT INTO AUTH_MAIN.ACTL_ManagedObject VALUES (1, '|A|', '', 1, 'READY', 0)");
+    for (int start = 0; start < 2; ++start) {
+        ensure();
+        EXPECT_EQ(rows("SELECT What FROM AUTH_MAIN.ACTL_Change WHERE Revision = 1"),
+                  (std::vector<std::string>{"journalBegun"}));
+        EXPECT_EQ(rows("SELECT What FROM AUTH_MAIN.ACTL_Change").size(), 1U) << "no invented history";
+        EXPECT_EQ(rows("SELECT Kind FROM AUTH_MAIN.ACTL_Revision WHERE LastRevision = 1").size(), 1U);
+    }
 }
 
 TEST_P(Schema, RefusesATableOfAnotherShape)

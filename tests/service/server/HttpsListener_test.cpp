@@ -121,6 +121,9 @@ protected:
             slowBegan_.set_value();
             slowMayEnd_.get_future().wait();
         }
+        if (request.target == "/client") {
+            return {200, request.client, ""};
+        }
         if (request.target == "/large") {
             return {200, std::string(LARGE, 'x'), ""};
         }
@@ -254,6 +257,19 @@ TEST_F(Listener, SendsTheWholeDocumentWhateverRangeIsAskedFor)
                 testing::AllOf(StartsWith("HTTP/1.1 200 OK\r\n"), HasSubstr("0123456789")));
 }
 
+TEST_F(Listener, KnowsItsClientsByTheirSubjects)
+{
+    const std::string who = "GET /client HTTP/1.1\r\nHost: x\r\n\r\n";
+    TlsConnection host = connect();
+    TlsConnection other = connect(authority_.issueForClient("it's \"ä\", Ltd"));
+    for (int request = 0; request < 2; ++request) {
+        host.send(who);
+        other.send(who);
+        EXPECT_THAT(host.response(), EndsWith("\r\n\r\nCN=host"));
+        EXPECT_THAT(other.response(), EndsWith("\r\n\r\nCN=it's \\\"ä\\\"\\, Ltd"));
+    }
+}
+
 TEST_F(Listener, ResumesTlsSessions)
 {
     TlsConnection first = connect();
@@ -262,6 +278,8 @@ TEST_F(Listener, ResumesTlsSessions)
     TlsConnection second(address_.host, address_.port, authority_.file(), client_, 0, first.session());
     second.send(GET);
     EXPECT_THAT(second.response(), StartsWith("HTTP/1.1 200 OK\r\n"));
+    second.send("GET /client HTTP/1.1\r\nHost: x\r\n\r\n");
+    EXPECT_THAT(second.response(), EndsWith("\r\n\r\nCN=host")) << "as shown by the first one";
     EXPECT_TRUE(second.isResumed());
 }
 

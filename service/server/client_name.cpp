@@ -1,0 +1,76 @@
+#include "server/client_name.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <new>
+#include <string_view>
+
+#include <openssl/bio.h>
+
+#include "printable.h"
+
+namespace keepsafe_sandbox {
+
+namespace {
+
+struct Release {
+    void operator()(BIO* bio) const noexcept { BIO_free(bio); }
+    void operator()(X509* certificate) const noexcept { X509_free(certificate); }
+};
+
+std::string printed(const X509_NAME& name, unsigned long form)
+{
+    const std::unique_ptr<BIO, Release> memory(BIO_new(BIO_s_mem()));
+    if (memory == nullptr || X509_NAME_print_ex(memory.get(), &name, 0, form) < 0) {
+        throw std::bad_alloc();
+    }
+    char* text = nullptr;
+    const long size = BIO_get_mem_data(memory.get(), &text);
+    return size > 0 ? std::string(text, static_cast<std::size_t>(size)) : "";
+}
+
+bool isUtf8(std::string_view text)
+{
+    std::uint32_t ignored = 0;
+    while (!text.empty()) {
+        const std::size_t length = Tessara::Keepsafe::Process::decodeUtf8(text, ignored);
+        if (length == 0) {
+            return false;
+        }
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
+/// Not longer than it may be, and without a half character at the end.
+std::string shortened(const std::string& text)
+{
+    if (text.size() <= MOST_CLIENT_NAME_BYTES) {
+        return text;
+    }
+    std::string start = text.substr(0, MOST_CLIENT_NAME_BYTES - 3);
+    while (!isUtf8(start)) {
+        start.pop_back();
+    }
+    return start + "...";
+}
+
+} // namespace
+
+std::string nameText(const X509_NAME& name)
+{
+    // The form of RFC 2253 is that of RFC 4514.
+    constexpr unsigned long form = XN_FLAG_RFC2253;
+    constexpr unsigned long escapesAllBeyondAscii = ASN1_STRFLGS_ESC_MSB;
+    const std::string text = printed(name, form & ~escapesAllBeyondAscii);
+    return shortened(isUtf8(text) ? text : printed(name, form));
+}
+
+std::string clientName(const SSL& connection)
+{
+    const std::unique_ptr<X509, Release> certificate(SSL_get1_peer_certificate(&connection));
+    return certificate == nullptr ? "" : nameText(*X509_get_subject_name(certificate.get()));
+}
+
+} // namespace keepsafe_sandbox
