@@ -51,25 +51,26 @@ bool AccessCache::refresh(Reader& reader) const
                          1)) {
         return true;
     }
+    return refreshSlowly(reader, writes);
+}
+
+/// Not inlined, so that the check above needs no stack frame.
+__attribute__((noinline)) bool AccessCache::refreshSlowly(Reader& reader, std::uint64_t writes) const
+{
     // Nothing is logged while the lock is held: a log that is stuck must not keep the writer out.
     const diagnostics::TellAfterwards tellAfterwards(repeatedLines_.get());
     try {
-        return refreshSlowly(reader, writes);
+        const bool lookIsDue = mustRenewAll_ || (writes == 0 && look_->isDue(LOOK_INTERVAL));
+        if ((lookIsDue || !reader.isReadable() || pagesAreMissing(reader)) && !lookAtFiles(reader)) {
+            return false;
+        }
+        reader.requireReadable();
+        if (!refreshSizes()) {
+            return false;
+        }
     } catch (...) {
         reader.release();
         throw;
-    }
-}
-
-bool AccessCache::refreshSlowly(Reader& reader, std::uint64_t writes) const
-{
-    const bool lookIsDue = mustRenewAll_ || (writes == 0 && look_->isDue(LOOK_INTERVAL));
-    if ((lookIsDue || !reader.isReadable() || pagesAreMissing(reader)) && !lookAtFiles(reader)) {
-        return false;
-    }
-    reader.requireReadable();
-    if (!refreshSizes()) {
-        return false;
     }
     if (writes != 0) {
         mappedAtWrites_.store(writes, std::memory_order_release);
