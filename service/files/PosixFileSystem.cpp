@@ -29,6 +29,14 @@ constexpr int OPEN_FLAGS = O_CLOEXEC | O_NONBLOCK;
 constexpr mode_t NEW_FILE = 0644;
 constexpr mode_t NEW_DIRECTORY = 0755;
 
+/// Closes the descriptor when there is no memory for the path.
+OpenFile owned(int descriptor, const std::string& path)
+{
+    Tessara::Keepsafe::Process::Descriptor file(descriptor);
+    std::string name = path;
+    return {file.release(), std::move(name)};
+}
+
 /// Makes a directory whose parent is there. False: there is one.
 bool makeDirectory(const std::string& path)
 {
@@ -47,7 +55,7 @@ bool makeDirectory(const std::string& path)
 /// A new file, or nothing when there is one.
 std::optional<OpenFile> newFile(const std::string& path)
 {
-    OpenFile file(::open(path.c_str(), OPEN_FLAGS | O_RDWR | O_CREAT | O_EXCL, NEW_FILE), path);
+    OpenFile file = owned(::open(path.c_str(), OPEN_FLAGS | O_RDWR | O_CREAT | O_EXCL, NEW_FILE), path);
     if (file.descriptor() == -1) {
         if (errno == EEXIST) {
             return std::nullopt;
@@ -63,7 +71,7 @@ std::optional<OpenFile> newFile(const std::string& path)
 /// Refuses directories, FIFOs and the like.
 OpenFile regularFile(int descriptor, const std::string& path)
 {
-    OpenFile file(descriptor, path);
+    OpenFile file = owned(descriptor, path);
     struct stat status = {};
     if (descriptor == -1 || ::fstat(descriptor, &status) != 0) {
         fail("open", path, errno);
@@ -188,7 +196,7 @@ void PosixFileSystem::sync(const OpenFile& file)
 
 void PosixFileSystem::syncDirectory(const std::string& path)
 {
-    const OpenFile directory(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC), path);
+    const OpenFile directory = owned(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC), path);
     if (directory.descriptor() == -1) {
         fail("open the directory", path, errno);
     }
