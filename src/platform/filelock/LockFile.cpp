@@ -47,7 +47,7 @@ int openOnce(const std::string& path, int flags, mode_t mode = 0) noexcept
 }
 
 /// The state of what a new lock file takes after: the document that it is for, or its folder.
-struct stat modelFor(const std::string& path) noexcept
+struct stat modelFor(const std::string& path)
 {
     constexpr std::size_t SUFFIX = sizeof ".lck" - 1;
     struct stat status {};
@@ -80,7 +80,7 @@ void restrictLike(int descriptor, const struct stat& model) noexcept
     static_cast<void>(fchmod(descriptor, mode)); // without it, the umask may keep others out
 }
 
-int create(const std::string& path, int flags) noexcept
+int create(const std::string& path, int flags)
 {
     const struct stat model = modelFor(path);
     const mode_t mode = S_IRUSR | S_IWUSR | (model.st_mode & (S_IRGRP | S_IROTH));

@@ -138,7 +138,7 @@ void SlotBarrier::raiseEarly()
     list(folder);
 }
 
-bool SlotBarrier::isInForce() const noexcept
+bool SlotBarrier::isInForce() const
 {
     return page_ != nullptr && page_->writes.load() == odd_ && isAt(folderPath_, folder_) &&
            isAt(folderPath_ + '/' + SlotFolder::CONTROL, pageFile_);

@@ -38,7 +38,7 @@ public:
     void raiseEarly();
     [[nodiscard]] bool isRaised() const noexcept { return isRaised_; }
     /// Whether it is set in the control page, and nobody has lowered it or replaced the page since.
-    [[nodiscard]] bool isInForce() const noexcept;
+    [[nodiscard]] bool isInForce() const;
     /// Whether all readers have left that were inside when it was raised. Removes the files of processes that
     /// have ended. Throws `LockFileError`.
     [[nodiscard]] bool isClear();
