@@ -90,6 +90,15 @@ TEST_F(Certificates, OfTheServerIsForTheServiceAndForLocalClients)
     EXPECT_FALSE(server.isFor("127.0.0.2"));
 }
 
+TEST_F(Certificates, WithACommonNameAloneAreForNobody)
+{
+    const PrivateKey key = PrivateKey::generate();
+    const Certificate authority = Certificate::issueAuthority("authority", key);
+    const Certificate server =
+        Certificate::issue({"master.example", CertificateUse::Server, {}}, key, authority, key);
+    EXPECT_FALSE(server.isFor("master.example"));
+}
+
 TEST_F(Certificates, CanBeForAnAddressOfVersion6)
 {
     ensure("::1");
