@@ -65,7 +65,7 @@ public:
            const ServerLimits& limits)
         : address_(address), limits_(limits), answerer_(std::move(answerer))
     {
-        setUpTls(*tls_.native_handle(), files);
+        setUpTls(tls_, files);
         listen();
     }
 

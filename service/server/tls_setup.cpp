@@ -1,42 +1,101 @@
 #include "server/tls_setup.h"
 
+#include <cstddef>
+
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/ssl/context.hpp>
 #include <openssl/ssl.h>
+#include <openssl/x509.h>
 
 #include "errors/InputError.h"
 #include "openssl/openssl_error.h"
+#include "read_file.h"
 
 namespace keepsafe_sandbox {
 
 namespace {
 
-void requireUsable(bool isUsable, const std::string& file, const std::string& what)
+namespace asio = boost::asio;
+namespace Process = Tessara::Keepsafe::Process;
+
+/// Of certificates and keys, in bytes.
+constexpr std::size_t MOST = std::size_t(1) << 20U;
+
+struct File {
+    const std::string& path;
+    const char* purpose;
+};
+
+void requireUsable(const File& file, bool isUsable, const std::string& reason)
 {
     if (!isUsable) {
-        throw InputError(file + " cannot be used as " + what + ": " + takeOpensslReason());
+        throw InputError(file.path + " cannot be used as " + file.purpose + ": " + reason);
     }
+}
+
+void requireUsable(const File& file, const boost::system::error_code& error)
+{
+    requireUsable(file, !error, error.message());
+}
+
+/// OpenSSL would open any file, and wait for the writer of a FIFO in its place.
+std::string contentOf(const File& file)
+{
+    int failure = 0;
+    std::string content;
+    const Process::Descriptor opened = Process::openTrustedFile(file.path, failure);
+    if (opened.isOpen()) {
+        failure = Process::readAll(opened, content, MOST);
+    }
+    requireUsable(file, failure == 0, Process::failureText(failure));
+    return content;
+}
+
+/// Never asks on the terminal for the pass phrase of a key.
+int noPassPhrase(char* /*buffer*/, int /*size*/, int /*isWriting*/, void* /*data*/) { return -1; }
+
+void useOwn(asio::ssl::context& context, const File& certificate, const File& key)
+{
+    boost::system::error_code error;
+    context.use_certificate_chain(asio::buffer(contentOf(certificate)), error);
+    requireUsable(certificate, error);
+    SSL_CTX_set_default_passwd_cb(context.native_handle(), noPassPhrase);
+    context.use_private_key(asio::buffer(contentOf(key)), asio::ssl::context::pem, error);
+    requireUsable(key, error);
+}
+
+void trust(asio::ssl::context& context, const File& authority)
+{
+    boost::system::error_code error;
+    context.add_certificate_authority(asio::buffer(contentOf(authority)), error);
+    requireUsable(authority, error);
+    SSL_CTX* const handle = context.native_handle();
+    const STACK_OF(X509_OBJECT)* const known = X509_STORE_get0_objects(SSL_CTX_get_cert_store(handle));
+    for (int i = 0; i < sk_X509_OBJECT_num(known); ++i) {
+        X509* const certificate = X509_OBJECT_get0_X509(sk_X509_OBJECT_value(known, i));
+        requireUsable(authority, certificate != nullptr && SSL_CTX_add_client_CA(handle, certificate) == 1,
+                      takeOpensslReason());
+    }
+    SSL_CTX_set_verify(handle, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
 }
 
 } // namespace
 
-void setUpTls(SSL_CTX& context, const ServerTlsFiles& files)
+void setUpTls(asio::ssl::context& context, const ServerTlsFiles& files)
 {
     constexpr char sessionContext[] = "ksrbac-sandbox";
-    requireUsable(SSL_CTX_set_min_proto_version(&context, TLS1_2_VERSION) == 1, files.certificate,
-                  "a certificate for TLS 1.2");
-    SSL_CTX_set_options(&context, SSL_OP_NO_COMPRESSION | SSL_OP_NO_RENEGOTIATION);
-    requireUsable(SSL_CTX_use_certificate_chain_file(&context, files.certificate.c_str()) == 1,
-                  files.certificate, "the server's certificate");
-    requireUsable(SSL_CTX_use_PrivateKey_file(&context, files.key.c_str(), SSL_FILETYPE_PEM) == 1, files.key,
-                  "the server's private key");
-    requireUsable(SSL_CTX_load_verify_locations(&context, files.clientAuthority.c_str(), nullptr) == 1,
-                  files.clientAuthority, "the clients' authority");
-    SSL_CTX_set_client_CA_list(&context, SSL_load_client_CA_file(files.clientAuthority.c_str()));
-    SSL_CTX_set_verify(&context, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
+    const File certificate{files.certificate, "the server's certificate"};
+    SSL_CTX* const handle = context.native_handle();
+    requireUsable(certificate, SSL_CTX_set_min_proto_version(handle, TLS1_2_VERSION) == 1, "no TLS 1.2");
+    SSL_CTX_set_options(handle, SSL_OP_NO_COMPRESSION | SSL_OP_NO_RENEGOTIATION);
+    useOwn(context, certificate, {files.key, "the server's private key"});
+    trust(context, {files.clientAuthority, "the clients' authority"});
     // Without a context of its own a resumed session, whose client has shown its certificate before, fails.
-    requireUsable(SSL_CTX_set_session_id_context(&context,
+    requireUsable(certificate,
+                  SSL_CTX_set_session_id_context(handle,
                                                  reinterpret_cast<const unsigned char*>(sessionContext),
                                                  sizeof sessionContext - 1) == 1,
-                  files.certificate, "a server's certificate");
+                  "its session cannot be named");
 }
 
 } // namespace keepsafe_sandbox

@@ -3,7 +3,9 @@
 
 #include <string>
 
-#include <openssl/types.h>
+namespace boost::asio::ssl {
+class context;
+}
 
 namespace keepsafe_sandbox {
 
@@ -14,8 +16,10 @@ struct ServerTlsFiles {
     std::string clientAuthority;
 };
 
-/// TLS 1.2 or later, clients with a certificate only. Throws `InputError` for files that cannot be used.
-void setUpTls(SSL_CTX& context, const ServerTlsFiles& files);
+/// TLS 1.2 or later, clients with a certificate only. Throws `InputError` for files that cannot be used; only
+/// regular ones of up to 1 MiB can that not everybody may write. Nobody is asked for the pass phrase of a
+/// key.
+void setUpTls(boost::asio::ssl::context& context, const ServerTlsFiles& files);
 
 } // namespace keepsafe_sandbox
 

@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 
 #include <keepsafe/platform/http/KSClientCURL.h>
 
@@ -340,6 +341,40 @@ TEST_F(Listener, NamesAFileThatCannotBeUsed)
                         HttpsListener(address_, files, answerer());
                     }).what(),
                     StartsWith(none + " cannot be used as "));
+    }
+}
+
+TEST_F(Listener, RefusesAFifoInTheFilesPlacesWithoutWaiting)
+{
+    const std::string fifo = folder_.path("fifo");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    for (const ServerTlsFiles& files : {ServerTlsFiles{fifo, server_.key, authority_.file()},
+                                        ServerTlsFiles{server_.certificate, fifo, authority_.file()},
+                                        ServerTlsFiles{server_.certificate, server_.key, fifo}}) {
+        const std::string refusal = thrownBy<keepsafe_sandbox::InputError>([&] {
+                                        HttpsListener(address_, files, answerer());
+                                    }).what();
+        EXPECT_THAT(refusal, StartsWith(fifo + " cannot be used as "));
+        EXPECT_THAT(refusal, EndsWith(": not a regular file"));
+    }
+}
+
+TEST_F(Listener, RefusesAKeyThatEverybodyMayWrite)
+{
+    ASSERT_EQ(::chmod(server_.key.c_str(), 0666), 0);
+    EXPECT_EQ(
+        thrownBy<keepsafe_sandbox::InputError>([&] { HttpsListener(address_, files_, answerer()); }).what(),
+        server_.key + " cannot be used as the server's private key: writable by everybody");
+}
+
+TEST_F(Listener, RefusesAnAuthorityWithoutACertificateAndAKeyWithAPassPhrase)
+{
+    const std::string encrypted = folder_.path("encrypted.key");
+    keepsafe_test::encryptKey(server_.key, encrypted, "secret");
+    for (const ServerTlsFiles& files : {ServerTlsFiles{server_.certificate, server_.key, server_.key},
+                                        ServerTlsFiles{server_.certificate, encrypted, authority_.file()},
+                                        ServerTlsFiles{server_.key, server_.key, authority_.file()}}) {
+        EXPECT_THROW(HttpsListener(address_, files, answerer()), keepsafe_sandbox::InputError);
     }
 }
 
