@@ -28,7 +28,7 @@ class Browser:
         self._folder = tempfile.mkdtemp(prefix="report-browser-")
         self._driver = subprocess.Popen(
             [self._program("chromedriver"), "--port=0"], stdout=subprocess.PIPE,
-            stderr=subprocess.STDOUT, text=True, start_new_session=True, env={**os.environ, "HOME": self._folder})
+            stderr=subprocess.STDOUT, text=True, start_new_session=True, env={**os.environ, "HOME": self._folder, "TMPDIR": self._folder})
         try:
             self._port = self._read_port()
             self._session = self._start_session()

@@ -70,6 +70,13 @@ class Page:
         """Presses the key for it, and types."""
         self.browser.press("/", text)
 
+    def paste_search(self, text):
+        """The same for long texts, all at once."""
+        self.browser.run("""const search = document.getElementById('search');
+            search.focus();
+            search.value = arguments[0];
+            search.dispatchEvent(new Event('input'))""", text)
+
     def active_row(self):
         """What a person sees of the row that the keys have reached."""
         return self.browser.run("return document.querySelector('.row.active')?.innerText.replaceAll('\\n', ' ')")

@@ -154,6 +154,7 @@ class Company(PageTest):
         self.assertIn("|KEEPSAFE|ASSETS| grants it on everything below it", browser.text("#answer"))
         browser.click("#answer .path li:last-child button")
         self.assertEqual(self.page.shown_object(), "ASSETS")
+        self.assertEqual(self.page.focused(), "panel-object")
 
     def test_moves_in_the_matrix_by_keys(self):
         self.page.search("|assets|vms|web-01|")
@@ -377,8 +378,7 @@ class Hostile(PageTest):
         for wanted in ("xxxxxx", "|" + "deep|" * 100):
             for width in (360, 1280):
                 browser.resize(width, 800)
-                browser.run("document.activeElement.blur()")
-                self.page.search(wanted)
+                self.page.paste_search(wanted)
                 browser.press("Enter")
                 self.assertIn(wanted[1:5], self.page.shown_object())
                 self.assertLessEqual(browser.run("return document.documentElement.scrollWidth"), width)

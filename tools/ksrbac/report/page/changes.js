@@ -107,6 +107,7 @@ class Changes {
       type: 'button', class: 'more', onclick: () => {
         this.most += 5 * MORE_CHANGES;
         this.show();
+        this.panel.focus({preventScroll: true});
       },
     }, `Show more of ${count(total, 'change')}`);
   }

@@ -75,6 +75,7 @@ function start() {
   const reveal = (node) => {
     tabs.show('tab-object');
     tree.reveal(node);
+    byId('panel-object').focus({preventScroll: true}); // what was clicked may be gone
   };
   const why = new Why(policy, reveal);
   const changes = policy.data.before === null ? null : new Changes(policy, reveal);

@@ -61,6 +61,7 @@ class Matrix {
       type: 'button', class: 'more', onclick: () => {
         this[limit] += step;
         this.render();
+        this.box.querySelector('[tabindex="0"]').focus();
       },
     }, `Show more of ${count(total, what)}`);
   }

@@ -31,7 +31,7 @@ class ObjectPanel {
   way(node) {
     const {policy} = this;
     const steps = policy.path(node).slice(0, -1).map((above) => element('li', null, element('button', {
-      type: 'button', class: `step${policy.inherits(above) ? '' : ' is-cut'}`, onclick: () => this.actions.reveal(above),
+      'type': 'button', 'aria-label': above === 0 ? 'root' : undefined, 'class': `step${policy.inherits(above) ? '' : ' is-cut'}`, 'onclick': () => this.actions.reveal(above),
     }, above === 0 ? '|' : element('bdi', null, readableComponent(policy.component(above))))));
     return steps.length === 0 ? null
       : element('nav', {'class': 'way', 'aria-label': 'Objects above'}, element('ol', null, ...steps));
