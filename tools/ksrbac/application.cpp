@@ -47,10 +47,13 @@ void configure(const GlobalOptions& options)
 
 ExitStatus run(const std::vector<std::string>& arguments, Console& console)
 {
-    const Invocation invocation = parseCommandLine(arguments, commandTable());
+    const Invocation invocation = parseCommandLine(arguments, commandTable(), console.width());
+    console.chooseColours(invocation.global.json ? ColourChoice::Never : invocation.global.colour);
     ExitStatus status = ExitStatus::Good;
     if (invocation.programText.empty()) {
-        configure(invocation.global);
+        if (invocation.action.usesInstallation) {
+            configure(invocation.global);
+        }
         status = invocation.action.run(invocation.global.json, console);
     } else {
         console.print(invocation.programText);

@@ -41,7 +41,7 @@ int main(int argc, char** argv)
     (void)std::signal(SIGPIPE, SIG_IGN);
     ksrbac::DescriptorSink results(STDOUT_FILENO);
     ksrbac::DescriptorSink messages(STDERR_FILENO);
-    ksrbac::Console console(results, messages);
+    ksrbac::Console console(results, messages, ksrbac::Terminal::ofProcess());
     const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
     return static_cast<int>(ksrbac::runApplication(arguments, console));
 }

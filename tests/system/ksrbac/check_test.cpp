@@ -133,8 +133,8 @@ TEST_F(Check, UsageErrorsEndWithTwoBeforeAnythingIsAnswered)
                      "check: give either --roles or --session-token-file");
     expectUsageError({"check", cache, operation, "--session-token-file=-", "--objects-from=-"},
                      "check: --session-token-file and --objects-from cannot both be standard input");
-    expectUsageError({"check", cache, operation, "--roles=1,b", "|A|"},
-                     "--roles: item 2, \"b\", is not a role id");
+    expectUsageError({"check", cache, operation, "--roles=1,", "|A|"},
+                     "--roles: item 2, \"\", is neither the id nor the name of a role");
     expectUsageError({"check", cache, "--operation=VIEW", "--roles=1", "|A|"},
                      "--operation: not a namespace: \"VIEW\"");
     expectUsageError({"check", "--cache=..", operation, "--roles=1", "|A|"},

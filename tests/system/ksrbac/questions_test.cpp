@@ -163,7 +163,7 @@ TEST_F(Questions, ATableThatIsMalformedOrEmptyEndsWithTwo)
         return result.errors;
     };
     EXPECT_EQ(messageOf("17\t|OPERATIONS|VIEW|\t|A|\n"),
-              "ksrbac: <stdin>:1: 3 columns instead of 4: role ids, operation, object and decision with tabs "
+              "ksrbac: <stdin>:1: 3 columns instead of 4: roles, operation, object and decision with tabs "
               "between\n");
     EXPECT_EQ(messageOf("\n17\t|OPERATIONS|VIEW|\t|A|\tyes\n"),
               "ksrbac: <stdin>:2: neither allow nor deny: \"yes\"\n");

@@ -14,7 +14,10 @@ namespace {
 
 using ksrbac::ExitStatus;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
 
 const std::string OBJECT = SERVICE + "managed-objects/%7CA%2Bb%7C";
 
@@ -28,6 +31,12 @@ std::string definition(const std::string& id, const std::string& propagation, co
     return R"({"type":"accessDefinition","id":")" + id + R"(","attributes":{"propagation":")" + propagation +
            R"("},"relationships":{"role":{"data":{"type":"accessControlRole","id":"17"}},"operations":{"data":[)" +
            list + R"(]},"managedObject":{"data":{"type":"managedObject","id":"|A+b|"}}}})";
+}
+
+Play roles()
+{
+    return answer(200,
+                  R"({"data":[{"type":"accessControlRole","id":"17","attributes":{"name":"Operator"}}]})");
 }
 
 class ObjectCommand : public ServiceTest {};
@@ -74,52 +83,78 @@ TEST_F(AccessCommand, ListPrintsATable)
 {
     server_.playNext(answer(200, R"({"data":[)" + definition("3", "OBJECT", "VW") + ',' +
                                      definition("21", "CHILDREN", "V") + "]}"));
-    EXPECT_EQ(run({"access", "list", "|A+b|"}).results, "ID  ROLE  PROPAGATION  OPERATIONS\n"
-                                                        " 3    17  OBJECT       |O|V|,|O|W|\n"
-                                                        "21    17  CHILDREN     |O|V|\n");
-    EXPECT_THAT(requests(), ElementsAre("GET " + OBJECT + "/access-definitions"));
+    server_.playNext(roles());
+    EXPECT_EQ(run({"access", "list", "|A+b|"}).results, "ID  ROLE  NAME      PROPAGATION  OPERATIONS\n"
+                                                        " 3    17  Operator  OBJECT       |O|V|,|O|W|\n"
+                                                        "21    17  Operator  CHILDREN     |O|V|\n");
+    EXPECT_THAT(requests(), ElementsAre("GET " + OBJECT + "/access-definitions", "GET " + SERVICE + "roles"));
+}
+
+TEST_F(AccessCommand, ListWithoutNamesOfRolesIsStillAList)
+{
+    server_.playNext(answer(200, R"({"data":[)" + definition("3", "OBJECT", "V") + "]}"));
+    server_.playNext(answer(503, ""));
+    const auto result = run({"access", "list", "|A+b|"});
+    EXPECT_EQ(result.results, "ID  ROLE  NAME  PROPAGATION  OPERATIONS\n"
+                              " 3    17        OBJECT       |O|V|\n");
+    EXPECT_THAT(result.messages, StartsWith("ksrbac: note: access list: asking for the names of roles: "));
+    EXPECT_EQ(result.status, ExitStatus::Good);
 }
 
 TEST_F(AccessCommand, ListPrintsOneJsonObjectForEachDefinition)
 {
     server_.playNext(answer(200, R"({"data":[)" + definition("3", "OBJECT", "VW") + ',' +
                                      definition("4", "CHILDREN", "") + "]}"));
+    server_.playNext(roles());
     EXPECT_EQ(run({"access", "list", "|A+b|", "--json"}).results,
-              "{\"id\":\"3\",\"object\":\"|A+b|\",\"roleId\":17,\"propagation\":\"OBJECT\","
+              "{\"id\":\"3\",\"object\":\"|A+b|\",\"roleId\":17,\"roleName\":\"Operator\",\"propagation\":"
+              "\"OBJECT\","
               "\"operations\":[\"|O|V|\",\"|O|W|\"]}\n"
-              "{\"id\":\"4\",\"object\":\"|A+b|\",\"roleId\":17,\"propagation\":\"CHILDREN\","
+              "{\"id\":\"4\",\"object\":\"|A+b|\",\"roleId\":17,\"roleName\":\"Operator\",\"propagation\":"
+              "\"CHILDREN\","
               "\"operations\":[]}\n");
 }
 
 TEST_F(AccessCommand, AddGrantsAndShowsTheDefinition)
 {
     server_.playNext(answer(201, R"({"data":)" + definition("5", "OBJECT_AND_CHILDREN", "VW") + '}'));
+    server_.playNext(roles());
     const auto result = run({"access", "add", "|A+b|", "--role", "17", "--operations", "|O|V|,|O|W|",
                              "--propagation", "OBJECT_AND_CHILDREN"});
-    EXPECT_EQ(result.results, "ID  ROLE  PROPAGATION          OPERATIONS\n"
-                              " 5    17  OBJECT_AND_CHILDREN  |O|V|,|O|W|\n");
+    EXPECT_EQ(result.results, "ID  ROLE  NAME      PROPAGATION          OPERATIONS\n"
+                              " 5    17  Operator  OBJECT_AND_CHILDREN  |O|V|,|O|W|\n");
     EXPECT_THAT(requests(),
                 ElementsAre("POST " + OBJECT +
-                            R"(/access-definitions {"data":{"type":"accessDefinition","attributes":)"
-                            R"({"propagation":"OBJECT_AND_CHILDREN"},"relationships":{"role":{"data":)"
-                            R"({"id":"17","type":"accessControlRole"}},"operations":{"data":[)"
-                            R"({"id":"|O|V|","type":"accessControlOperation"},)"
-                            R"({"id":"|O|W|","type":"accessControlOperation"}]}}}})"));
+                                R"(/access-definitions {"data":{"type":"accessDefinition","attributes":)"
+                                R"({"propagation":"OBJECT_AND_CHILDREN"},"relationships":{"role":{"data":)"
+                                R"({"id":"17","type":"accessControlRole"}},"operations":{"data":[)"
+                                R"({"id":"|O|V|","type":"accessControlOperation"},)"
+                                R"({"id":"|O|W|","type":"accessControlOperation"}]}}}})",
+                            "GET " + SERVICE + "roles"));
+}
+
+TEST_F(AccessCommand, AddTakesTheNameOfARoleAndAsksForItOnce)
+{
+    server_.playNext(roles());
+    server_.playNext(answer(201, R"({"data":)" + definition("5", "OBJECT", "V") + '}'));
+    EXPECT_EQ(run({"access", "add", "|A|", "--role=Operator", "--operations=|O|V|"}).status,
+              ExitStatus::Good);
+    ASSERT_THAT(requests(), SizeIs(2));
+    EXPECT_THAT(requests().back(), HasSubstr(R"({"role":{"data":{"id":"17",)"));
 }
 
 TEST_F(AccessCommand, AddGrantsOnTheObjectAloneUnlessToldOtherwise)
 {
     server_.playNext(answer(201, R"({"data":)" + definition("5", "OBJECT", "V") + '}'));
     EXPECT_EQ(run({"access", "add", "|A|", "--role=17", "--operations=|O|V|"}).status, ExitStatus::Good);
-    EXPECT_NE(requests().back().find(R"("propagation":"OBJECT"})"), std::string::npos);
+    EXPECT_THAT(requests().front(), HasSubstr(R"("propagation":"OBJECT"})"));
 }
 
 TEST_F(AccessCommand, ACommaInANameOfAnOperationIsWrittenEscaped)
 {
     server_.playNext(answer(201, R"({"data":)" + definition("5", "OBJECT", "V") + '}'));
     EXPECT_EQ(run({"access", "add", "|A|", "--role=17", "--operations=|O|a%2Cb|"}).status, ExitStatus::Good);
-    EXPECT_NE(requests().back().find(R"("data":[{"id":"|O|a%2Cb|",)"), std::string::npos)
-        << requests().back();
+    EXPECT_THAT(requests().front(), HasSubstr(R"("data":[{"id":"|O|a%2Cb|",)"));
 }
 
 TEST_F(AccessCommand, DeleteSaysNothing)
@@ -148,8 +183,8 @@ TEST_F(AccessCommand, BadArgumentsAreToldBeforeAnythingIsSent)
                           propagation},
                          ExitStatus::BadInput);
     };
-    EXPECT_EQ(add("x", "|O|V|", "OBJECT"),
-              "--role: not a role id, which is a number from 0 to 2147483647: \"x\"");
+    EXPECT_EQ(add("2147483648", "|O|V|", "OBJECT"),
+              "--role: not a role id, which is a number from 0 to 2147483647: \"2147483648\"");
     EXPECT_EQ(add("17", "|O|V|,", "OBJECT"), "--operations: not a namespace: \"\"");
     EXPECT_EQ(add("17", "VIEW", "OBJECT"), "--operations: not a namespace: \"VIEW\"");
     EXPECT_EQ(add("17", "|O|V|", "object"),

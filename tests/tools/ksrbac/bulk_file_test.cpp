@@ -17,9 +17,14 @@ using keepsafe_test::TempDir;
 using keepsafe_test::thrownBy;
 using ksrbac::InputError;
 using ksrbac::ObjectRequest;
-using ksrbac::parseGrant;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Propagation;
+
+ksrbac::GrantRequest parseGrant(const std::string& text)
+{
+    ksrbac::RoleNames names("object register"); // nobody is asked for ids
+    return ksrbac::parseGrant("--grant", text, names);
+}
 
 std::string attributesOf(const ObjectRequest& request)
 {
@@ -54,7 +59,7 @@ TEST(GrantArgument, WhatIsWrongIsNamed)
     const std::string form = "--grant: not ROLE:OPERATION,...[:PROPAGATION]: ";
     EXPECT_EQ(message("17"), form + "\"17\"");
     EXPECT_EQ(message("17:|O|:OBJECT:x"), form + "\"17:|O|:OBJECT:x\"");
-    EXPECT_EQ(message("x:|O|"), "--grant: not a role id, which is a number from 0 to 2147483647: \"x\"");
+    EXPECT_EQ(message("-1:|O|"), "--grant: not a role id, which is a number from 0 to 2147483647: \"-1\"");
     EXPECT_EQ(message("17:"), "--grant: not a namespace: \"\"");
     EXPECT_EQ(message("17:|O|,"), "--grant: not a namespace: \"\"");
     EXPECT_EQ(message("17:|O|:"), "--grant: none of OBJECT, CHILDREN and OBJECT_AND_CHILDREN: \"\"");

@@ -74,6 +74,17 @@ TEST_F(Lines, MayBeLongerThanTheBuffer)
     EXPECT_EQ(linesOf(exactly + "y\nz\n"), (List{exactly + "y", "z"}));
 }
 
+TEST_F(Lines, ThatDoNotEndAreRefused)
+{
+    writeFile(dir_.path("input"), "a\n");
+    ASSERT_EQ(truncate(dir_.path("input").c_str(), 65 * 1024 * 1024), 0);
+    LineReader reader(dir_.path("input"), [] {});
+    std::string line;
+    ASSERT_TRUE(reader.next(line));
+    EXPECT_EQ(std::string(thrownBy<ksrbac::InputError>([&] { (void)reader.next(line); }).what()),
+              dir_.path("input") + ":2: longer than 64 MiB");
+}
+
 TEST_F(Lines, AMissingFileAndADirectoryAreErrorsWithTheirName)
 {
     const auto messageFor = [](const std::string& path) -> std::string {

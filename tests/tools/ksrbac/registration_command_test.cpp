@@ -201,8 +201,8 @@ TEST_F(RegisterCommand, BadArgumentsAreToldBeforeAnythingIsSent)
     EXPECT_EQ(message({"|A|", "--type=VM", "--child=x"}), "--child: not a namespace: \"x\"");
     EXPECT_EQ(message({"|A|", "--type=VM", "--inherit=yes"}), "--inherit: neither on nor off: \"yes\"");
     EXPECT_EQ(message({"|A|", "--type=VM", "--exec="}), "--exec: a program is needed");
-    EXPECT_EQ(message({"|A|", "--type=VM", "--", "x"}).substr(0, 45),
-              "The following argument was not expected: x\nRu");
+    EXPECT_EQ(message({"|A|", "--type=VM", "--", "x"}).substr(0, 42),
+              "unexpected argument \"x\"\nRun 'ksrbac object");
     const std::string all = "object register: with --bulk the file says what there is to say of the objects";
     EXPECT_EQ(message({"|A|", "--bulk=f"}), all);
     EXPECT_EQ(message({"--bulk=f", "--ignore-registered"}), all);

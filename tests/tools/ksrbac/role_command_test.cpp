@@ -137,12 +137,11 @@ TEST_F(RoleCommand, BadArgumentsAreToldBeforeAnythingIsSent)
     const auto message = [this](const std::vector<std::string>& arguments) {
         return messageOf(arguments, ExitStatus::BadInput);
     };
-    const std::string noId = "ID: not a role id, which is a number from 0 to 2147483647: ";
-    EXPECT_EQ(message({"role", "get", "12a"}), noId + "\"12a\"");
+    const std::string noId = "ROLE: not a role id, which is a number from 0 to 2147483647: ";
     EXPECT_EQ(message({"role", "get", "--", "-1"}), noId + "\"-1\"");
-    EXPECT_EQ(message({"role", "get", ""}), noId + "\"\"");
+    EXPECT_EQ(message({"role", "get", ""}), "ROLE, \"\", is neither the id nor the name of a role");
     EXPECT_EQ(message({"role", "delete", "2147483648"}), noId + "\"2147483648\"");
-    EXPECT_EQ(message({"role", "update", "x", "--name", "n"}), noId + "\"x\"");
+    EXPECT_EQ(message({"role", "update", "-0", "--name", "n"}), noId + "\"-0\"");
     EXPECT_EQ(message({"role", "create", ""}), "NAME: a role needs a name");
     EXPECT_EQ(message({"role", "create", long65}).substr(0, 30), "NAME: longer than 64 bytes: \"n");
     EXPECT_EQ(message({"role", "create", "n", "--description", long257}).substr(0, 40),

@@ -22,6 +22,8 @@ struct Action {
     /// Where the arguments after `--` belong, called after those before it were read. Null, or returning
     /// null: they are for the parser.
     std::function<std::vector<std::string>*()> tail = nullptr;
+    /// Whether the installation is needed: its configuration is read and says where the log goes.
+    bool usesInstallation = true;
 };
 
 /// A command, or a group of commands.
@@ -32,6 +34,10 @@ struct CommandRow {
     Action (*add)(CLI::App& command);
     const char* groupDescription = nullptr;
     const char* groupExample = nullptr;
+    /// The heading of the overview that the command is under.
+    const char* purpose = nullptr;
+    /// Not in the overview, the manual page and the completion.
+    bool isHidden = false;
 };
 
 /// All commands, in the order of the help.

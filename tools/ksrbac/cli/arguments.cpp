@@ -67,31 +67,24 @@ std::list<Rbac::ObjectNamespace> parseNamespaces(const std::string& name, const 
     return parsed;
 }
 
-std::set<int> parseRoleIds(const std::string& name, const std::string& text)
-{
-    std::set<int> ids;
-    if (text.empty()) {
-        return ids;
-    }
-    std::size_t position = 0;
-    for (const std::string& item : split(text, ',')) {
-        ++position;
-        int id = 0;
-        const std::errc error = parseDecimal(item, id);
-        if (error != std::errc()) {
-            throw InputError(name + ": item " + std::to_string(position) + ", \"" + escapeForMessage(item) +
-                             (error == std::errc::result_out_of_range ? "\", does not fit 32 bits"
-                                                                      : "\", is not a role id"));
-        }
-        ids.insert(id);
-    }
-    return ids;
-}
-
-int parseServiceRoleId(const std::string& name, const std::string& text)
+std::optional<int> parseRoleId(const std::string& place, const std::string& text)
 {
     int id = 0;
-    if (parseDecimal(text, id) != std::errc() || text.front() == '-') {
+    const std::errc error = parseDecimal(text, id);
+    if (error == std::errc::result_out_of_range) {
+        throw InputError(place + ", \"" + escapeForMessage(text) + "\", does not fit 32 bits");
+    }
+    return error == std::errc() ? std::optional(id) : std::nullopt;
+}
+
+std::optional<int> parseServiceRoleId(const std::string& name, const std::string& text)
+{
+    int id = 0;
+    const std::errc error = parseDecimal(text, id);
+    if (error == std::errc::invalid_argument) {
+        return std::nullopt;
+    }
+    if (error != std::errc() || text.front() == '-') {
         refuse(name, "not a role id, which is a number from 0 to 2147483647", text);
     }
     return id;

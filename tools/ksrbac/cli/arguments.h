@@ -3,7 +3,7 @@
 
 #include <cstddef>
 #include <list>
-#include <set>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,12 +25,12 @@ Tessara::Keepsafe::Rbac::ObjectNamespace parseNamespace(const std::string& name,
 std::list<Tessara::Keepsafe::Rbac::ObjectNamespace> parseNamespaces(const std::string& name,
                                                                     const std::string& text);
 
-/// Role ids from a list such as `17,3` or `-5,3`. An empty text is no role at all. The message names the item
-/// that is not a decimal number or does not fit 32 bits.
-std::set<int> parseRoleIds(const std::string& name, const std::string& text);
+/// The id of a role, a decimal number that fits 32 bits; nothing for a text that is no decimal number.
+/// `place` is the argument's name, with the number of the item if there are several.
+std::optional<int> parseRoleId(const std::string& place, const std::string& text);
 
-/// The id of a role as the service gives them out: decimal, from 0 to 2147483647.
-int parseServiceRoleId(const std::string& name, const std::string& text);
+/// The same as the service gives them out: from 0 to 2147483647.
+std::optional<int> parseServiceRoleId(const std::string& name, const std::string& text);
 
 /// "on" or "off".
 bool parseSwitch(const std::string& name, const std::string& text);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "cli/option_tree.h"
+#include "cli/usage_error.h"
 #include "exit_status.h"
 
 namespace ksrbac {
@@ -32,13 +33,6 @@ Arguments withEmptyValues(const Arguments& arguments)
         }
     }
     return result;
-}
-
-/// The innermost command that was named: the one whose help is requested.
-const CLI::App& namedCommand(const CLI::App& app)
-{
-    const auto named = app.get_subcommands();
-    return named.empty() ? app : namedCommand(*named.front());
 }
 
 Invocation parseWith(OptionTree& tree, Arguments arguments)
@@ -72,12 +66,12 @@ std::optional<Invocation> parseWithoutTail(const Arguments& arguments, const Com
 
 } // namespace
 
-Invocation parseCommandLine(const Arguments& arguments, const CommandTable& commands)
+Invocation parseCommandLine(const Arguments& arguments, const CommandTable& commands, std::size_t width)
 {
     if (auto invocation = parseWithoutTail(arguments, commands)) {
         return *invocation;
     }
-    OptionTree tree(commands);
+    OptionTree tree(commands, width);
     try {
         return parseWith(tree, arguments);
     } catch (const CLI::CallForHelp&) {
@@ -85,7 +79,7 @@ Invocation parseCommandLine(const Arguments& arguments, const CommandTable& comm
     } catch (const CLI::CallForVersion& version) {
         return {{}, {}, std::string(version.what()) + '\n'};
     } catch (const CLI::ParseError& error) {
-        throw InputError(std::string(error.what()) + "\nRun 'ksrbac --help' for how it is used.");
+        throw InputError(usageError(tree.app(), error));
     }
 }
 

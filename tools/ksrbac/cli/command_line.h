@@ -1,11 +1,13 @@
 #ifndef KSRBAC_CLI_COMMAND_LINE_H
 #define KSRBAC_CLI_COMMAND_LINE_H
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "cli/Command.h"
+#include "io/Terminal.h"
 
 namespace ksrbac {
 
@@ -14,6 +16,7 @@ struct GlobalOptions {
     std::optional<std::string> root;
     bool json = false;
     std::optional<int> logLevel;
+    ColourChoice colour = ColourChoice::Auto;
 };
 
 struct Invocation {
@@ -23,8 +26,10 @@ struct Invocation {
     std::string programText;
 };
 
-/// Reads the arguments, the program's name not among them. Throws `InputError` for a usage error.
-Invocation parseCommandLine(const std::vector<std::string>& arguments, const CommandTable& commands);
+/// Reads the arguments, the program's name not among them. Help is made for lines of `width` columns. Throws
+/// `InputError` for a usage error.
+Invocation parseCommandLine(const std::vector<std::string>& arguments, const CommandTable& commands,
+                            std::size_t width = Terminal::USUAL_WIDTH);
 
 } // namespace ksrbac
 

@@ -1,8 +1,9 @@
 #include "cli/help_formatter.h"
 
-#include <sstream>
 #include <utility>
 #include <vector>
+
+#include "cli/text_layout.h"
 
 namespace ksrbac {
 
@@ -18,6 +19,8 @@ std::string usageOfOption(const CLI::Option& option)
     return option.get_required() ? text : '[' + text + ']';
 }
 
+constexpr std::size_t EXIT_STATUS_COLUMN = 5;
+
 bool isShown(const CLI::Option& option) { return !option.get_group().empty(); }
 
 } // namespace
@@ -30,26 +33,35 @@ std::string fullName(const CLI::App& app)
     return parent == nullptr ? app.get_name() : fullName(*parent) + ' ' + app.get_name();
 }
 
-HelpFormatter::HelpFormatter()
+HelpFormatter::HelpFormatter(std::size_t width) : width_(width)
 {
-    column_width(28);
+    constexpr std::size_t NARROW = 60;
+    column_width(width < NARROW ? 8 : 28);
     label("Positionals", "Arguments");
+}
+
+std::string HelpFormatter::make_option(const CLI::Option* option, bool isPositional) const
+{
+    return inColumns(make_option_name(option, isPositional) + make_option_opts(option),
+                     make_option_desc(option), get_column_width(), width_);
 }
 
 std::string HelpFormatter::make_subcommand(const CLI::App* command) const
 {
-    const std::string description = command->get_description();
-    std::stringstream out;
-    CLI::detail::format_help(out, command->get_name(), description.substr(0, description.find('\n')),
-                             get_column_width());
-    return out.str();
+    constexpr std::size_t COLUMN = 16;
+    return inColumns(command->get_name(), Description(command->get_description()).summary, COLUMN, width_);
 }
 
 std::string HelpFormatter::make_help(const CLI::App* app, std::string name, CLI::AppFormatMode mode) const
 {
-    std::string text = make_usage(app, std::move(name)) + app->get_description() + '\n';
-    text += make_positionals(app);
-    text += make_groups(app, mode);
+    const Description description(app->get_description());
+    const bool isGroup = !app->get_subcommands([](const CLI::App*) { return true; }).empty();
+    std::string text = make_usage(app, std::move(name)) + '\n' + wrapped(description.summary, 0, width_);
+    if (!description.body.empty()) {
+        text += isGroup ? '\n' + wrappedParagraphs(description.body, 0, width_)
+                        : "\nDescription:\n" + wrappedParagraphs(description.body, 2, width_);
+    }
+    text += make_subcommands(app, mode) + make_positionals(app) + make_groups(app, mode);
     for (const CLI::App* parent = app->get_parent(); parent != nullptr; parent = parent->get_parent()) {
         const auto options = parent->get_options([parent](const CLI::Option* option) {
             return isShown(*option) && !option->get_positional() && option != parent->get_help_ptr();
@@ -58,22 +70,28 @@ std::string HelpFormatter::make_help(const CLI::App* app, std::string name, CLI:
             text += make_group("Global options", false, options);
         }
     }
-    text += make_subcommands(app, mode);
-    return text + '\n' + make_footer(app);
+    text += '\n' + make_footer(app);
+    if (!description.exitStatuses.empty()) {
+        text += "\nExit status:\n";
+        for (const auto& [status, meaning] : description.exitStatuses) {
+            text += inColumns(status, meaning, EXIT_STATUS_COLUMN, width_);
+        }
+    }
+    return text;
 }
 
 std::string HelpFormatter::make_usage(const CLI::App* app, std::string /*name*/) const
 {
-    std::string text = "Usage: " + fullName(*app) + " [OPTION]...";
+    std::string operands;
     for (const CLI::Option* option : app->get_options()) {
         const bool named = option->get_required() && takesValue(*option);
         if (isShown(*option) && (option->get_positional() || named)) {
-            text += ' ' + usageOfOption(*option);
+            operands += ' ' + usageOfOption(*option);
         }
     }
-    if (!app->get_subcommands([](const CLI::App*) { return true; }).empty()) {
-        text += " COMMAND";
-    }
+    const bool hasCommands = !app->get_subcommands([](const CLI::App*) { return true; }).empty();
+    const std::string text =
+        "Usage: " + fullName(*app) + " [OPTION]..." + operands + (hasCommands ? " COMMAND" : "");
     return text + '\n';
 }
 

@@ -12,7 +12,8 @@ namespace ksrbac {
 /// the manual page and the shell completion are all made from it.
 class OptionTree {
 public:
-    explicit OptionTree(const CommandTable& commands);
+    /// Help has lines of `width` columns.
+    explicit OptionTree(const CommandTable& commands, std::size_t width = Terminal::USUAL_WIDTH);
     OptionTree(const OptionTree&) = delete;
     OptionTree& operator=(const OptionTree&) = delete;
 

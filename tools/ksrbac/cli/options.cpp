@@ -89,9 +89,18 @@ void addObject(CLI::App& command, std::string& object)
     addRequired(command, "NS", object, "NS", "Namespace of the object");
 }
 
-void addRole(CLI::App& command, std::string& id) { addRequired(command, "ID", id, "ID", "Id of the role"); }
+void addRole(CLI::App& command, std::string& role)
+{
+    addRequired(command, "ROLE", role, value_name::ROLE, "Id or name of the role");
+}
 
-void addFilter(CLI::App& command, const std::string& what, std::string& filter)
+void addRoleNames(CLI::App& command, bool& roleNames)
+{
+    addFlag(command, "--role-names", roleNames,
+            "Ask the service for the names of roles and print\nthem beside the ids");
+}
+
+void addFilter(CLI::App& command, const std::string& what, std::optional<std::string>& filter)
 {
     addOptional(command, "--filter", filter, "EXPR", "Only " + what + " that the expression is true of");
 }

@@ -17,13 +17,22 @@ class App;
 
 namespace ksrbac {
 
-/// Value names that the shell completion knows how to complete.
+/// Value names that the shell completion knows how to complete. Any other one with bars in it is a choice of
+/// words.
 namespace value_name {
 inline constexpr char CACHE[] = "ID_OR_DIR";
+inline constexpr char COLOUR[] = "auto|always|never";
 inline constexpr char DIRECTORY[] = "DIR";
 inline constexpr char FILE_OR_STDIN[] = "FILE|-";
+inline constexpr char GRANT[] = "GRANT";
+inline constexpr char INHERITANCE[] = "NS=on|off";
+inline constexpr char OBJECT[] = "NS";
+inline constexpr char OPERATION[] = "OPERATION";
+inline constexpr char OPERATIONS[] = "OPERATION,...";
 inline constexpr char PROGRAM[] = "CMD";
 inline constexpr char PROPAGATION[] = "PROPAGATION";
+inline constexpr char ROLE[] = "ROLE";
+inline constexpr char ROLES[] = "ROLES";
 inline constexpr char SWITCH[] = "on|off";
 } // namespace value_name
 
@@ -58,10 +67,12 @@ void addCache(CLI::App& command, std::string& cache);
 void addTokenFile(CLI::App& command, std::string& tokenFile);
 /// NS, a managed object.
 void addObject(CLI::App& command, std::string& object);
-/// ID, a role.
-void addRole(CLI::App& command, std::string& id);
+/// ROLE, by its id or its name.
+void addRole(CLI::App& command, std::string& role);
+/// --role-names.
+void addRoleNames(CLI::App& command, bool& roleNames);
 /// --filter EXPR. `what` is what the service lists.
-void addFilter(CLI::App& command, const std::string& what, std::string& filter);
+void addFilter(CLI::App& command, const std::string& what, std::optional<std::string>& filter);
 
 } // namespace ksrbac
 

@@ -14,7 +14,8 @@ namespace Rbac = Tessara::Keepsafe::Rbac;
 
 Decider::Decider(const Rbac::AccessChecker& checker, const Rbac::ObjectNamespace& operation, bool json,
                  Console& console)
-    : checker_(checker), operation_(operation.str()), json_(json), console_(console)
+    : checker_(checker), operation_(operation.str()), json_(json), console_(console),
+      allow_(console.paint("allow", Colour::Good)), deny_(console.paint("deny", Colour::Bad))
 {
 }
 
@@ -43,16 +44,17 @@ void Decider::print(std::string_view text, std::string_view textForm, bool allow
         JsonObject json;
         json.add("object", textForm).add("operation", operation_).add("allowed", allowed);
         if (explanation != nullptr) {
-            addExplanation(json, *explanation);
+            addExplanation(json, *explanation, *names_);
         }
         console_.print(json.text() + '\n');
         return;
     }
-    console_.print(allowed ? "allow\t" : "deny\t");
+    console_.print(allowed ? allow_ : deny_);
+    console_.print("\t");
     console_.print(text);
     console_.print("\n");
     if (explanation != nullptr) {
-        console_.print(explanationText(*explanation));
+        console_.print(explanationText(*explanation, *names_));
     }
 }
 

@@ -10,6 +10,7 @@
 
 #include "exit_status.h"
 #include "io/Console.h"
+#include "service/RoleNames.h"
 
 namespace ksrbac {
 
@@ -20,10 +21,12 @@ public:
     Decider(const Tessara::Keepsafe::Rbac::AccessChecker& checker,
             const Tessara::Keepsafe::Rbac::ObjectNamespace& operation, bool json, Console& console);
 
-    /// From now on the explainer decides, and each answer has its explanation. It must outlive the decider.
-    void explainWith(const Tessara::Keepsafe::Rbac::Explainer& explainer) noexcept
+    /// From now on the explainer decides, and each answer has its explanation, with the names of roles as far
+    /// as they are known. Both must outlive the decider.
+    void explainWith(const Tessara::Keepsafe::Rbac::Explainer& explainer, const RoleNames& names) noexcept
     {
         explainer_ = &explainer;
+        names_ = &names;
     }
     [[nodiscard]] bool isExplaining() const noexcept { return explainer_ != nullptr; }
 
@@ -51,9 +54,12 @@ private:
 
     const Tessara::Keepsafe::Rbac::AccessChecker& checker_;
     const Tessara::Keepsafe::Rbac::Explainer* explainer_ = nullptr;
+    const RoleNames* names_ = nullptr;
     std::string operation_;
     bool json_;
     Console& console_;
+    const std::string allow_;
+    const std::string deny_;
     ExitStatus status_ = ExitStatus::Good;
 };
 

@@ -33,7 +33,7 @@ sent, the grant may have been made, 4 standard output could not be written: the
 grant is made.)";
 
 constexpr char EXAMPLE[] = R"(Examples:
-  ksrbac access add '|KEEPSAFE|ASSETS|' --role 17 \
+  ksrbac access add '|KEEPSAFE|ASSETS|' --role 'Restore operator' \
     --operations '|OPERATIONS|VIEW|,|OPERATIONS|RESTORE|' \
     --propagation OBJECT_AND_CHILDREN)";
 
@@ -61,16 +61,15 @@ boost::shared_ptr<json_t> references(const std::list<Rbac::ObjectNamespace>& ope
 ExitStatus run(const Options& options, bool json, Console& console)
 {
     const Rbac::ObjectNamespace object = parseNamespace("NS", options.object);
-    Rbac::Role role;
-    role.id = parseServiceRoleId("--role", options.role);
     const auto operations = references(parseNamespaces("--operations", options.operations));
     const Rbac::Propagation propagation = parsePropagation("--propagation", options.propagation);
-    printAccessDefinitions({askService("access add " + object.str(),
-                                       [&] {
-                                           return Rbac::ManagedObjectAPI().add_access_definition(
-                                               object, role, propagation, operations);
-                                       })},
-                           json, console);
+    RoleNames names("access add");
+    Rbac::Role role;
+    role.id = readServiceRole(names, "--role", options.role);
+    const auto definition = askService("access add " + object.str(), [&] {
+        return Rbac::ManagedObjectAPI().add_access_definition(object, role, propagation, operations);
+    });
+    printAccessDefinitions({definition}, names, json, console);
     return ExitStatus::Good;
 }
 
@@ -81,8 +80,9 @@ Action addAccessAdd(CLI::App& command)
     const auto options = std::make_shared<Options>();
     describe(command, DESCRIPTION, EXAMPLE);
     addObject(command, options->object);
-    addRequired(command, "--role", options->role, "ID", "Id of the role");
-    addRequired(command, "--operations", options->operations, "NS,...", "Namespaces of the operations");
+    addRequired(command, "--role", options->role, value_name::ROLE, "Id or name of the role");
+    addRequired(command, "--operations", options->operations, value_name::OPERATIONS,
+                "Namespaces of the operations");
     addOptional(command, "--propagation", options->propagation, value_name::PROPAGATION,
                 "OBJECT, CHILDREN (everything below it) or\nOBJECT_AND_CHILDREN; without it OBJECT");
     return {[options](bool json, Console& console) { return run(*options, json, console); }};

@@ -15,11 +15,21 @@ namespace Rbac = Tessara::Keepsafe::Rbac;
 namespace {
 
 using Align = TextTable::Align;
-using Definition = Rbac::AccessDefinition;
+
+struct Definition : Rbac::AccessDefinition {
+    const std::string* roleName; ///< null: not known
+};
 
 std::string propagationOf(const Definition& definition)
 {
     return boost::lexical_cast<std::string>(definition.propagation);
+}
+
+std::string roleNameOf(const Definition& definition)
+{
+    return definition.roleName == nullptr
+               ? ""
+               : escapeForMessage(*definition.roleName, definition.roleName->size());
 }
 
 /// In the form that --operations takes.
@@ -38,26 +48,37 @@ JsonObject toJson(const Definition& definition)
     for (const Rbac::ObjectNamespace& operation : definition.operations) {
         operations.addJson(jsonString(operation.str()));
     }
-    return JsonObject()
-        .add("id", definition.id)
+    JsonObject json;
+    json.add("id", definition.id)
         .add("object", definition.managedObject.str())
-        .add("roleId", std::int64_t{definition.roleId})
-        .add("propagation", propagationOf(definition))
-        .addJson("operations", operations.text());
+        .add("roleId", std::int64_t{definition.roleId});
+    if (definition.roleName != nullptr) {
+        json.add("roleName", *definition.roleName);
+    }
+    return json.add("propagation", propagationOf(definition)).addJson("operations", operations.text());
 }
 
 } // namespace
 
-void printAccessDefinitions(const std::list<Definition>& definitions, bool json, Console& console)
+void printAccessDefinitions(const std::list<Rbac::AccessDefinition>& definitions, RoleNames& names, bool json,
+                            Console& console)
 {
+    if (!definitions.empty()) {
+        names.askIfPossible(console);
+    }
+    std::list<Definition> named;
+    for (const Rbac::AccessDefinition& definition : definitions) {
+        named.push_back({definition, names.nameOf(definition.roleId)});
+    }
     const Listing<Definition> listing{
         {{"ID", Align::Right, [](const Definition& definition) { return escapeForMessage(definition.id); }},
          {"ROLE", Align::Right,
           [](const Definition& definition) { return std::to_string(definition.roleId); }},
+         {"NAME", Align::Left, roleNameOf},
          {"PROPAGATION", Align::Left, propagationOf},
          {"OPERATIONS", Align::Left, joinedOperations}},
         toJson};
-    listing.print(definitions, json, console);
+    listing.print(named, json, console);
 }
 
 } // namespace ksrbac

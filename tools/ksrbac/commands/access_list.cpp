@@ -18,7 +18,8 @@ constexpr char DESCRIPTION[] =
 
 Those on the object itself; grants that reach it from above are on the objects
 above. Prints a table, or with --json one object per line: {"id":...,
-"object":...,"roleId":...,"propagation":...,"operations":[...]}.
+"object":...,"roleId":...,"roleName":..., "propagation":...,"operations":[...]}.
+A role that the service does not name has no name there.
 
 Exit status: 0 listed, 2 usage error, 3 the service could not be reached or
 refused: its message is printed, 4 standard output could not be written.)";
@@ -29,10 +30,11 @@ constexpr char EXAMPLE[] = R"(Example:
 ExitStatus run(const std::string& text, bool json, Console& console)
 {
     const Rbac::ObjectNamespace object = parseNamespace("NS", text);
-    printAccessDefinitions(
-        askService("access list " + object.str(),
-                   [&] { return Rbac::ManagedObjectAPI().get_access_definitions(object); }),
-        json, console);
+    const auto definitions = askService("access list " + object.str(), [&] {
+        return Rbac::ManagedObjectAPI().get_access_definitions(object);
+    });
+    RoleNames names("access list");
+    printAccessDefinitions(definitions, names, json, console);
     return ExitStatus::Good;
 }
 

@@ -27,7 +27,9 @@ The first five are what the caches hold. The others are decisions: what a role
 may do now, or not any more, whatever grant that comes from. A decision for
 CHILDREN holds for everything below the object, except where a line further down
 names the same role and operation; as-before takes it back there. With --json it
-prints {"change":...,"object":...,"role":...,"operation":...,"propagation":...}.
+prints {"change":...,"object":...,"role":...,"operation":...,"propagation":...}. With
+--role-names a line ends with the name of its role, where the service has one,
+and the JSON object has it as "name".
 
 An operation that the operation cache does not know is printed as its bit.
 Memory does not grow with the number of differences. The caches are read in
@@ -47,6 +49,7 @@ struct Options {
     std::string after;
     bool contents = false;
     bool decisions = false;
+    bool roleNames = false;
 };
 
 ExitStatus run(const Options& options, bool json, Console& console)
@@ -56,7 +59,11 @@ ExitStatus run(const Options& options, bool json, Console& console)
     Rbac::CachePolicySource beforeSource(before.client());
     Rbac::CachePolicySource afterSource(after.client());
     const bool isAll = options.contents == options.decisions;
-    ChangePrinter printer(json, console);
+    RoleNames roles("cache diff");
+    if (options.roleNames) {
+        roles.askIfPossible(console);
+    }
+    ChangePrinter printer(json, console, roles);
     printer.print(beforeSource, afterSource, {isAll || options.contents, isAll || options.decisions});
     before.requireAsOpened();
     after.requireAsOpened();
@@ -71,6 +78,7 @@ Action addCacheDiff(CLI::App& command)
     describe(command, DESCRIPTION, EXAMPLE);
     addFlag(command, "--contents", options->contents, "Print what the caches hold alone");
     addFlag(command, "--decisions", options->decisions, "Print decisions alone");
+    addRoleNames(command, options->roleNames);
     addRequired(command, "BEFORE", options->before, value_name::CACHE, "The earlier cache");
     addRequired(command, "AFTER", options->after, value_name::CACHE, "The later cache");
     return {[options](bool json, Console& console) { return run(*options, json, console); }};

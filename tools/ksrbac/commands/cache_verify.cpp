@@ -7,6 +7,7 @@
 #include "cli/options.h"
 #include "commands/commands.h"
 #include "commands/share_text.h"
+#include "io/Progress.h"
 #include "output/Json.h"
 #include "output/escape.h"
 #include "verify/cache_report.h"
@@ -79,8 +80,9 @@ void printText(const CacheReport& report, const FaultList& faults, Console& cons
     } else {
         console.print("the trees were not examined\n");
     }
-    console.print(escapeForMessage(report.directory, report.directory.size()) + ": " +
-                  faultCount(faults.count()) + '\n');
+    console.print(
+        escapeForMessage(report.directory, report.directory.size()) + ": " +
+        console.paint(faultCount(faults.count()), faults.count() == 0 ? Colour::Good : Colour::Bad) + '\n');
 }
 
 void printJson(const CacheReport& report, const FaultList& faults, Console& console)
@@ -113,10 +115,22 @@ void printJson(const CacheReport& report, const FaultList& faults, Console& cons
                   '\n');
 }
 
+CacheReport examine(const std::string& directory, FaultList& faults, Console& console)
+{
+    Progress progress(console, "verified", "objects");
+    if (!progress.isWatched()) {
+        return examineCache(directory, faults);
+    }
+    return examineCache(directory, faults, [&progress](std::size_t records) {
+        progress.setTotal(records - 1); // the first one is reserved
+        progress.add();
+    });
+}
+
 ExitStatus run(const Options& options, bool json, Console& console)
 {
     FaultList faults(options.maxFaults);
-    const CacheReport report = examineCache(locateCache(options.cache).directory, faults);
+    const CacheReport report = examine(locateCache(options.cache).directory, faults, console);
     (json ? printJson : printText)(report, faults, console);
     return faults.count() == 0 ? ExitStatus::Good : ExitStatus::Negative;
 }

@@ -19,6 +19,7 @@
 #include "commands/make_checker.h"
 #include "commands/policy.h"
 #include "io/LineReader.h"
+#include "io/Progress.h"
 #include "io/input.h"
 #include "output/escape.h"
 
@@ -31,11 +32,12 @@ namespace {
 constexpr char DESCRIPTION[] =
     R"(Decide whether roles may perform an operation on objects.
 
-Whose roles: those of --roles, or those of the owner of a session token, which
---session-token-file reads from a file or from standard input. The token is
-verified and its roles are looked up in the database as in every process of the
-product; a token that is not valid, has expired or is not known to the database
-ends the command with 3. Give exactly one of the two options.
+Whose roles: those of --roles, by id or by name, or those of the owner of a
+session token, which --session-token-file reads from a file or from standard
+input. The token is verified and its roles are looked up in the database as in
+every process of the product; a token that is not valid, has expired or is not
+known to the database ends the command with 3. Give exactly one of the two
+options. The service is asked for names of roles only if one is given.
 
 Who decides: with --cache that access cache, whether or not enforcement is on.
 Without it the answer is the one that a process of the product would get: if
@@ -62,9 +64,11 @@ answered.
 With --explain each answer has its reason and the objects on the way to it:
 indented lines, or with --json the members "reason" and "path". The reasons:
 granted, granted-by-ancestor, role-0, unknown-operation, no-roles,
-inheritance-off, not-granted, enforcement-off.
+inheritance-off, not-granted, enforcement-off. Roles are printed with their names,
+for which the service is asked; with --cache that needs --role-names. JSON has
+them as the member "roleNames", by id.
 
-With --expect the decisions are those of a table, one a line: role ids,
+With --expect the decisions are those of a table, one a line: roles,
 operation, object, and allow or deny, with tabs between them; # begins a
 comment. Only those that differ are printed, and the exit status is 1 if any
 does.
@@ -85,6 +89,8 @@ constexpr char EXAMPLE[] = R"(Examples:
     '|STORAGE|disk-01|'
   ksrbac check --cache main --operation '|OPERATIONS|VIEW|' --roles 17 \
     --explain '|KEEPSAFE|PROTECTION|'
+  ksrbac check --operation '|OPERATIONS|VIEW|' --roles 'Restore operator,3' \
+    '|KEEPSAFE|PROTECTION|'
   ksrbac check --cache main --expect decisions.tsv)";
 
 struct Options {
@@ -95,11 +101,15 @@ struct Options {
     std::optional<std::string> expect;
     std::vector<std::string> objects;
     bool explain = false;
+    bool roleNames = false;
 };
 
 void requireConsistent(const Options& options)
 {
     requireConsistent("check", options.policy);
+    if (options.roleNames && !options.explain) {
+        throw InputError("check: --role-names is for the roles that --explain prints");
+    }
     if (options.expect) {
         if (options.operation || options.caller.roles || options.caller.sessionTokenFile || options.explain ||
             options.objectsFrom || !options.objects.empty()) {
@@ -147,10 +157,12 @@ void decideAll(const Options& options, const Rbac::AccessChecker& checker, Decid
         row.finish();
         console.flush();
     });
+    Progress progress(console, "checked", "objects");
     try {
         std::string line;
         while (lines.next(line)) {
             row.add(line, lines.lineNumber());
+            progress.add();
         }
     } catch (const InputError&) {
         row.finish(); // what was read before is still answered
@@ -161,8 +173,9 @@ void decideAll(const Options& options, const Rbac::AccessChecker& checker, Decid
 
 ExitStatus decideObjects(const Options& options, bool json, Console& console)
 {
-    const Caller caller = readCaller(options.caller);
     const Rbac::ObjectNamespace operation = parseNamespace("--operation", *options.operation);
+    RoleNames names("check");
+    const Caller caller = readCaller(options.caller, names);
     Policy policy("check", options.policy, console);
     policy.noteUnknown(operation, console);
     if (options.explain) {
@@ -170,7 +183,10 @@ ExitStatus decideObjects(const Options& options, bool json, Console& console)
         const Rbac::Explainer explainer(policy.client(), roles, operation);
         const auto checker = makeChecker(policy.client(), roles, operation);
         Decider decider(*checker, operation, json, console);
-        decider.explainWith(explainer);
+        if (options.roleNames || (!options.policy.cache && policy.isEnforcing())) {
+            names.askIfPossible(console);
+        }
+        decider.explainWith(explainer, names);
         decideAll(options, *checker, decider, console);
         return decider.status();
     }
@@ -187,7 +203,8 @@ ExitStatus run(const Options& options, bool json, Console& console)
         return decideObjects(options, json, console);
     }
     Policy policy("check", options.policy, console);
-    return compareWithTable(policy, *options.expect, json, console);
+    RoleNames names("check");
+    return compareWithTable(policy, *options.expect, names, json, console);
 }
 
 } // namespace
@@ -197,12 +214,13 @@ Action addCheck(CLI::App& command)
     const auto options = std::make_shared<Options>();
     describe(command, DESCRIPTION, EXAMPLE);
     addPolicyOptions(command, options->policy);
-    addOptional(command, "--operation", options->operation, "NS",
+    addOptional(command, "--operation", options->operation, value_name::OPERATION,
                 "Namespace of the operation; required without\n--expect");
     addCallerOptions(command, options->caller);
     addOptional(command, "--objects-from", options->objectsFrom, value_name::FILE_OR_STDIN,
                 "Read objects by line; - is standard input");
     addFlag(command, "--explain", options->explain, "Say why");
+    addRoleNames(command, options->roleNames);
     addOptional(command, "--expect", options->expect, value_name::FILE_OR_STDIN,
                 "Compare the decisions with those of a table");
     requireUnless(command, "--operation", "--expect");

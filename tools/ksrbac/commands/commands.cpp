@@ -2,25 +2,56 @@
 
 namespace ksrbac {
 
+namespace {
+
+/// A row of the table below that stands for the heading of those after it.
+CommandRow heading(const char* purpose) { return {nullptr, nullptr, nullptr, nullptr, purpose}; }
+
+CommandRow hidden(CommandRow row)
+{
+    row.isHidden = true;
+    return row;
+}
+
+CommandTable underHeadings(const CommandTable& rows)
+{
+    CommandTable table;
+    const char* purpose = nullptr;
+    for (CommandRow row : rows) {
+        if (row.name == nullptr) {
+            purpose = row.purpose;
+            continue;
+        }
+        row.purpose = purpose;
+        table.push_back(row);
+    }
+    return table;
+}
+
+} // namespace
+
 const CommandTable& commandTable()
 {
-    static const CommandTable table{
+    static const CommandTable table = underHeadings({
+        heading("Ask for decisions"),
         {"check", addCheck},
         {"who-can", addWhoCan},
         {"what-can", addWhatCan},
         {"list", addList},
         {"simulate", addSimulate},
+        heading("Examine what is on this host"),
         {"cache", nullptr, "Examine an access cache.", "ksrbac cache verify main"},
         {"cache info", addCacheInfo},
         {"cache dump", addCacheDump},
         {"cache diff", addCacheDiff},
         {"cache verify", addCacheVerify},
         {"report", addReport},
-        {"operations", addOperations},
+        hidden({"operations", addOperations}),
         {"token", nullptr, "Examine a session token.", "ksrbac token verify token"},
         {"token verify", addTokenVerify},
         {"token show", addTokenShow},
         {"token roles", addTokenRoles},
+        heading("Manage the access-control service"),
         {"role", nullptr, "Manage the roles of the service.", "ksrbac role list"},
         {"role list", addRoleList},
         {"role get", addRoleGet},
@@ -37,9 +68,10 @@ const CommandTable& commandTable()
         {"access list", addAccessList},
         {"access add", addAccessAdd},
         {"access delete", addAccessDelete},
-        {"operation", nullptr, "Ask the service for operations.", "ksrbac operation list"},
+        {"operation", nullptr, "List operations, of the service or of this host.", "ksrbac operation list"},
         {"operation list", addOperationList},
-    };
+        hidden({"complete", addComplete}),
+    });
     return table;
 }
 

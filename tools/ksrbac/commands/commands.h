@@ -37,6 +37,7 @@ Action addAccessList(CLI::App& command);
 Action addAccessAdd(CLI::App& command);
 Action addAccessDelete(CLI::App& command);
 Action addOperationList(CLI::App& command);
+Action addComplete(CLI::App& command);
 
 } // namespace ksrbac
 

@@ -29,19 +29,19 @@ struct Decision {
     bool isAllowed;
 };
 
-Decision parseDecision(const std::string& where, const std::string& line)
+Decision parseDecision(const std::string& where, const std::string& line, RoleNames& names)
 {
     constexpr std::size_t COLUMNS = 4;
     const std::vector<std::string> columns = split(line, '\t');
     if (columns.size() != COLUMNS) {
         throw InputError(where + ": " + std::to_string(columns.size()) +
-                         " columns instead of 4: role ids, operation, object and decision with tabs between");
+                         " columns instead of 4: roles, operation, object and decision with tabs between");
     }
     const std::string& decision = columns[3];
     if (decision != "allow" && decision != "deny") {
         throw InputError(where + ": neither allow nor deny: \"" + escapeForMessage(decision) + '"');
     }
-    return {columns[0], parseRoleIds(where, columns[0]), parseNamespace(where, columns[1]),
+    return {columns[0], readRoles(names, where, columns[0]), parseNamespace(where, columns[1]),
             parseNamespace(where, columns[2]), decision == "allow"};
 }
 
@@ -68,7 +68,8 @@ const char* nameOf(bool isAllowed) { return isAllowed ? "allow" : "deny"; }
 
 std::string text(const std::string& where, const Decision& decision)
 {
-    return where + ": roles " + (decision.rolesText.empty() ? "(none)" : decision.rolesText) + ", " +
+    return where + ": roles " +
+           (decision.rolesText.empty() ? "(none)" : escapeForMessage(decision.rolesText)) + ", " +
            decision.operation.str() + ", " + decision.object.str() + ": expected " +
            nameOf(decision.isAllowed) + ", decided " + nameOf(!decision.isAllowed);
 }
@@ -91,7 +92,8 @@ std::string json(std::size_t line, const Decision& decision)
 
 } // namespace
 
-ExitStatus compareWithTable(Policy& policy, const std::string& path, bool asJson, Console& console)
+ExitStatus compareWithTable(Policy& policy, const std::string& path, RoleNames& names, bool asJson,
+                            Console& console)
 {
     Checkers checkers(policy.client());
     LineReader lines(path, [&console] { console.flush(); });
@@ -104,7 +106,7 @@ ExitStatus compareWithTable(Policy& policy, const std::string& path, bool asJson
         }
         isEmpty = false;
         const std::string where = escapeForMessage(lines.name()) + ':' + std::to_string(lines.lineNumber());
-        const Decision decision = parseDecision(where, line);
+        const Decision decision = parseDecision(where, line, names);
         if (checkers.decide(decision) != decision.isAllowed) {
             status = ExitStatus::Negative;
             console.print((asJson ? json(lines.lineNumber(), decision) : text(where, decision)) + '\n');

@@ -1,5 +1,6 @@
 #include "commands/explanation.h"
 
+#include <set>
 #include <vector>
 
 namespace ksrbac {
@@ -8,11 +9,11 @@ namespace Rbac = Tessara::Keepsafe::Rbac;
 
 namespace {
 
-std::string rolesText(const std::vector<int>& roles)
+std::string rolesText(const std::vector<int>& roles, const RoleNames& names)
 {
     std::string text = roles.size() == 1 ? "role " : "roles ";
     for (std::size_t i = 0; i < roles.size(); ++i) {
-        text += (i == 0 ? "" : ", ") + std::to_string(roles[i]);
+        text += (i == 0 ? "" : ", ") + roleText(names, roles[i]);
     }
     return text;
 }
@@ -41,17 +42,17 @@ std::string meaning(const Rbac::Explanation& explanation)
     return "nothing up to the root grants the operation";
 }
 
-std::string stepText(const Rbac::PathStep& step)
+std::string stepText(const Rbac::PathStep& step, const RoleNames& names)
 {
     if (!step.isCached) {
         return "not in the cache";
     }
     std::string text = step.inherits ? "inherits" : "does not inherit";
     if (!step.rolesOnObject.empty()) {
-        text += "; on it: " + rolesText(step.rolesOnObject);
+        text += "; on it: " + rolesText(step.rolesOnObject, names);
     }
     if (!step.rolesOnChildren.empty()) {
-        text += "; below it: " + rolesText(step.rolesOnChildren);
+        text += "; below it: " + rolesText(step.rolesOnChildren, names);
     }
     return text;
 }
@@ -72,12 +73,12 @@ const char* propagationName(Rbac::GrantScope scope) noexcept
     return scope == Rbac::GrantScope::OnObject ? "OBJECT" : "CHILDREN";
 }
 
-std::string explanationText(const Rbac::Explanation& explanation)
+std::string explanationText(const Rbac::Explanation& explanation, const RoleNames& names)
 {
     std::string text =
         std::string("  ") + reasonName(explanation.verdict.reason) + ": " + meaning(explanation) + '\n';
     for (const Rbac::PathStep& step : explanation.path) {
-        text += "  " + step.object.str() + "  " + stepText(step) + '\n';
+        text += "  " + step.object.str() + "  " + stepText(step, names) + '\n';
     }
     const char* separator = "  would be allowed by a grant ";
     for (const Rbac::GrantPlace& place : explanation.wouldAllow) {
@@ -89,10 +90,13 @@ std::string explanationText(const Rbac::Explanation& explanation)
     return explanation.wouldAllow.empty() ? text : text + '\n';
 }
 
-void addExplanation(JsonObject& object, const Rbac::Explanation& explanation)
+void addExplanation(JsonObject& object, const Rbac::Explanation& explanation, const RoleNames& names)
 {
     JsonArray path;
+    std::set<int> roles;
     for (const Rbac::PathStep& step : explanation.path) {
+        roles.insert(step.rolesOnObject.begin(), step.rolesOnObject.end());
+        roles.insert(step.rolesOnChildren.begin(), step.rolesOnChildren.end());
         path.addJson(JsonObject()
                          .add("object", step.object.str())
                          .add("inCache", step.isCached)
@@ -103,6 +107,7 @@ void addExplanation(JsonObject& object, const Rbac::Explanation& explanation)
                          .text());
     }
     object.add("reason", reasonName(explanation.verdict.reason)).addJson("path", path.text());
+    addRoleNames(object, roles, names);
 }
 
 } // namespace ksrbac

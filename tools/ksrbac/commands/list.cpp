@@ -14,6 +14,7 @@
 #include "cli/options.h"
 #include "commands/commands.h"
 #include "commands/policy.h"
+#include "io/Progress.h"
 #include "output/Json.h"
 
 namespace ksrbac {
@@ -62,6 +63,23 @@ struct Options {
     bool count = false;
 };
 
+/// The same as `ReachableObjects::count`, in pieces.
+std::uint64_t countWithProgress(const Rbac::ReachableObjects& reachable, const Rbac::ObjectNamespace& under,
+                                const std::string& after, Console& console)
+{
+    Progress progress(console, "counted", "objects");
+    if (!progress.isWatched()) {
+        return reachable.count(under, after);
+    }
+    std::uint64_t count = 0;
+    reachable.forEach(under, after, [&](std::string_view /*name*/) {
+        ++count;
+        progress.add();
+        return true;
+    });
+    return count;
+}
+
 void printCount(std::uint64_t count, bool json, Console& console)
 {
     console.print((json ? JsonObject().add("count", count).text() : std::to_string(count)) + '\n');
@@ -87,7 +105,8 @@ ExitStatus run(const Options& options, bool json, Console& console)
     const Rbac::ObjectNamespace operation = parseNamespace("--operation", options.operation);
     const Rbac::ObjectNamespace under = parseNamespace("--under", options.under);
     const std::string after = options.after ? parseNamespace("--after", *options.after).str() : "";
-    const Caller caller = readCaller(options.caller);
+    RoleNames names("list");
+    const Caller caller = readCaller(options.caller, names);
     Policy policy("list", options.policy, console);
     if (!policy.isEnforcing()) {
         throw std::runtime_error("list: without enforcement no cache says which objects there are; give one "
@@ -96,7 +115,8 @@ ExitStatus run(const Options& options, bool json, Console& console)
     policy.noteUnknown(operation, console);
     const Rbac::ReachableObjects reachable(policy.client(), policy.rolesOf(caller), operation);
     if (options.count) {
-        printCount(std::min<std::uint64_t>(reachable.count(under, after), options.limit), json, console);
+        const std::uint64_t count = countWithProgress(reachable, under, after, console);
+        printCount(std::min<std::uint64_t>(count, options.limit), json, console);
     } else {
         printNames(reachable, under, after, options.limit, json, console);
     }
@@ -110,7 +130,8 @@ Action addList(CLI::App& command)
     const auto options = std::make_shared<Options>();
     describe(command, DESCRIPTION, EXAMPLE);
     addPolicyOptions(command, options->policy);
-    addRequired(command, "--operation", options->operation, "NS", "Namespace of the operation");
+    addRequired(command, "--operation", options->operation, value_name::OPERATION,
+                "Namespace of the operation");
     addCallerOptions(command, options->caller);
     addOptional(command, "--under", options->under, "NS", "List NS and what is below it in place of |");
     addOptional(command, "--after", options->after, "NS", "Begin after NS in the order of names");

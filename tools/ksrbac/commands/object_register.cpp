@@ -9,6 +9,7 @@
 #include "cli/arguments.h"
 #include "cli/options.h"
 #include "commands/commands.h"
+#include "io/Progress.h"
 #include "registration/ExecOptions.h"
 #include "registration/ObjectRequest.h"
 #include "registration/bulk_file.h"
@@ -33,9 +34,9 @@ the standard descriptors of ksrbac, and the object's namespace in the environmen
 variable KSRBAC_OBJECT. A status other than 0, death by a signal, and a program
 that cannot be started are failures.
 
---grant ROLE:OP,...[:PROPAGATION] grants operations to a role; without a
-propagation on the object alone. A colon or comma in a name is written %3A or
-%2C.
+--grant ROLE:OP,...[:PROPAGATION] grants operations to a role, by its id or its
+name; without a propagation on the object alone. A colon or comma in a name is
+written %3A or %2C.
 
 --bulk FILE registers the objects in a JSON file, all or none in the first phase:
 an array of {"namespace":...,"type":...,"children":[...],"inherit":...,
@@ -90,8 +91,9 @@ ObjectRequest readRequest(const Options& options)
     for (const std::string& child : options.children) {
         request.children.push_back(parseNamespace("--child", child));
     }
+    RoleNames names("object register");
     for (const std::string& grant : options.grants) {
-        request.grants.push_back(parseGrant(grant));
+        request.grants.push_back(parseGrant("--grant", grant, names));
     }
     if (options.inherit) {
         request.inherit = parseSwitch("--inherit", *options.inherit);
@@ -119,8 +121,10 @@ void registerMany(const std::vector<ObjectRequest>& requests, const Work& work, 
         data.push_back(registrationData(request));
         objects.push_back(request.object);
     }
+    Progress progress(console, "worked on", "objects", requests.size());
     const auto tell = [&](const std::string& message) { console.complain(question + ": " + message); };
-    registerThrough(question, boost::make_shared<BulkCallback>(work, objects, tell),
+    registerThrough(question,
+                    boost::make_shared<BulkCallback>(work, objects, tell, [&progress] { progress.add(); }),
                     [&](auto& service, const auto& callback, auto& cause) {
                         return service.bulkRegisterObjects(data, callback, cause);
                     });
@@ -150,9 +154,9 @@ Action addObjectRegister(CLI::App& command)
     describe(command, DESCRIPTION, EXAMPLE);
     addOptional(command, "NS", options->object, "NS", "Namespace of the object");
     addOptional(command, "--type", options->type, "TYPE", "Type of the object; needed without --bulk");
-    addRepeated(command, "--child", options->children, "NS",
+    addRepeated(command, "--child", options->children, "CHILD",
                 "Namespace, relative to the object, of a child\nthat is registered with it; may be repeated");
-    addRepeated(command, "--grant", options->grants, "GRANT",
+    addRepeated(command, "--grant", options->grants, value_name::GRANT,
                 "ROLE:OPERATION,...[:PROPAGATION]; may be\nrepeated");
     addOptional(command, "--inherit", options->inherit, value_name::SWITCH,
                 "Whether grants on the objects above reach it");

@@ -46,8 +46,9 @@ void requireConsistent(const std::string& command, const PolicyOptions& options)
 
 void addCallerOptions(CLI::App& command, CallerOptions& options)
 {
-    addOptional(command, "--roles", options.roles, "IDS",
-                "Role ids, as in 17,3; --roles=-5,3 for negative\nones, --roles= for none");
+    addOptional(command, "--roles", options.roles, value_name::ROLES,
+                "Ids or names of roles, as in 17,Auditor; a comma\nin a name is %2C. --roles=-5,3 for "
+                "negative ids,\n--roles= for none");
     addOptional(command, "--session-token-file", options.sessionTokenFile, value_name::FILE_OR_STDIN,
                 "Ask for the roles of the session token in a\nfile; - is standard input");
 }
@@ -59,10 +60,10 @@ void requireConsistent(const std::string& command, const CallerOptions& options)
     }
 }
 
-Caller readCaller(const CallerOptions& options)
+Caller readCaller(const CallerOptions& options, RoleNames& names)
 {
     if (options.roles) {
-        return parseRoleIds("--roles", *options.roles);
+        return readRoles(names, "--roles", *options.roles);
     }
     return readToken(*options.sessionTokenFile);
 }

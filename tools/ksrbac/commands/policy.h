@@ -13,6 +13,7 @@
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
 #include "io/Console.h"
+#include "service/RoleNames.h"
 
 namespace CLI {
 class App;
@@ -47,8 +48,9 @@ void requireConsistent(const std::string& command, const CallerOptions& options)
 /// Who asks: role ids, or a session token.
 using Caller = std::variant<std::set<int>, std::string>;
 
-/// Throws `InputError`.
-Caller readCaller(const CallerOptions& options);
+/// Throws `InputError`, and `ServiceError` when roles are given by their names and the service cannot be
+/// asked.
+Caller readCaller(const CallerOptions& options, RoleNames& names);
 
 /// The open policy.
 class Policy {

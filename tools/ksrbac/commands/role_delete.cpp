@@ -3,9 +3,9 @@
 
 #include <keepsafe/rbac/api/Roles.h>
 
-#include "cli/arguments.h"
 #include "cli/options.h"
 #include "commands/commands.h"
+#include "service/RoleNames.h"
 #include "service/ask_service.h"
 
 namespace ksrbac {
@@ -17,7 +17,7 @@ namespace {
 constexpr char DESCRIPTION[] =
     R"(Delete a role with its access definitions.
 
-Prints nothing.
+It is given by its id or by its name. Prints nothing.
 
 Exit status: 0 deleted, 2 usage error, 3 the service could not be reached or
 refused: its message is printed; when the connection broke after the request was
@@ -28,7 +28,8 @@ constexpr char EXAMPLE[] = R"(Example:
 
 ExitStatus run(const std::string& role)
 {
-    const int id = parseServiceRoleId("ID", role);
+    RoleNames names("role delete");
+    const int id = readServiceRole(names, "ROLE", role);
     askService("role delete " + std::to_string(id), [id] { Rbac::RoleAPI().delete_role_by_id(id); });
     return ExitStatus::Good;
 }

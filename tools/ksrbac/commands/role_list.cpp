@@ -1,4 +1,5 @@
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <keepsafe/rbac/api/Roles.h>
@@ -29,9 +30,10 @@ constexpr char EXAMPLE[] = R"help(Examples:
   ksrbac role list
   ksrbac role list --json --filter "contains(name,'operator')")help";
 
-ExitStatus run(const std::string& filter, bool json, Console& console)
+ExitStatus run(const std::optional<std::string>& filter, bool json, Console& console)
 {
-    printRoles(askService("role list", [&] { return Rbac::RoleAPI().get_roles(filter); }), json, console);
+    printRoles(askService("role list", [&] { return Rbac::RoleAPI().get_roles(filter.value_or("")); }), json,
+               console);
     return ExitStatus::Good;
 }
 
@@ -39,7 +41,7 @@ ExitStatus run(const std::string& filter, bool json, Console& console)
 
 Action addRoleList(CLI::App& command)
 {
-    const auto filter = std::make_shared<std::string>();
+    const auto filter = std::make_shared<std::optional<std::string>>();
     describe(command, DESCRIPTION, EXAMPLE);
     addFilter(command, "roles", *filter);
     return {[filter](bool json, Console& console) { return run(*filter, json, console); }};

@@ -4,10 +4,10 @@
 
 #include <keepsafe/rbac/api/Roles.h>
 
-#include "cli/arguments.h"
 #include "cli/options.h"
 #include "commands/commands.h"
 #include "commands/roles.h"
+#include "service/RoleNames.h"
 #include "service/ask_service.h"
 
 namespace ksrbac {
@@ -19,10 +19,10 @@ namespace {
 constexpr char DESCRIPTION[] =
     R"(Change the name or the description of a role.
 
-Reads the role and sends it back changed; everything else is unchanged. A change
-that somebody else makes between the two requests is lost. Name and description
-may have 256 bytes each; an empty description removes the role's description.
-Prints nothing.
+Reads the role, which is given by its id or by its name, and sends it back
+changed; everything else is unchanged. A change that somebody else makes between
+the two requests is lost. Name and description may have 256 bytes each; an empty
+description removes the role's description. Prints nothing.
 
 Exit status: 0 changed, 2 usage error, 3 the service could not be reached or
 refused: its message is printed; when the connection broke after the change was
@@ -30,7 +30,7 @@ sent, it may have been made.)";
 
 constexpr char EXAMPLE[] = R"(Examples:
   ksrbac role update 17 --name 'Restore operators'
-  ksrbac role update 17 --description='')";
+  ksrbac role update 'Restore operator' --description='')";
 
 constexpr std::size_t LONGEST_NAME = 256; // more than for a new one, as the service has it
 
@@ -42,7 +42,6 @@ struct Options {
 
 ExitStatus run(const Options& options)
 {
-    const int id = parseServiceRoleId("ID", options.role);
     if (!options.name && !options.description) {
         throw InputError("role update: give --name, --description or both");
     }
@@ -52,6 +51,8 @@ ExitStatus run(const Options& options)
     if (options.description) {
         requireRoleDescription(*options.description);
     }
+    RoleNames names("role update");
+    const int id = readServiceRole(names, "ROLE", options.role);
     askService("role update " + std::to_string(id), [&] {
         const Rbac::RoleAPI roles;
         Rbac::Role role = roles.get_role(id);

@@ -22,8 +22,10 @@ constexpr char DESCRIPTION[] =
 Compares the access cache with what --policy, a policy document, would make of
 it; or with what single changes would: --grant and --revoke take
 ROLE:OPERATION,...[:PROPAGATION]@OBJECT, and --inherit OBJECT=on|off. Without a
-propagation a grant is for the object alone. An object that is granted something
-and is not in the cache is taken as added. Nothing is written.
+propagation a grant is for the object alone. A role is given by its id, or by
+its name, for which the service is asked; a colon, comma or @ in it is written
+%3A, %2C or %40. An object that is granted something and is not in the cache is
+taken as added. Nothing is written.
 
 Prints the changed decisions as 'ksrbac cache diff --decisions' does, which also
 describes the lines:
@@ -49,11 +51,12 @@ struct Options {
     std::vector<std::string> grants;
     std::vector<std::string> revocations;
     std::vector<std::string> inherits;
+    bool roleNames = false;
 };
 
-PolicyEdits editsOf(const Options& options, const OperationNames& operations)
+PolicyEdits editsOf(const Options& options, const OperationNames& operations, RoleNames& roles)
 {
-    PolicyEdits edits(operations);
+    PolicyEdits edits(operations, roles);
     for (const std::string& text : options.grants) {
         edits.grant(text);
     }
@@ -69,7 +72,8 @@ PolicyEdits editsOf(const Options& options, const OperationNames& operations)
 ExitStatus run(const Options& options, bool json, Console& console)
 {
     const OperationNames operations;
-    const PolicyEdits edits = editsOf(options, operations);
+    RoleNames roles("simulate");
+    const PolicyEdits edits = editsOf(options, operations, roles);
     if (options.policy.has_value() != edits.empty()) {
         throw InputError("simulate: give either --policy, or --grant, --revoke and --inherit");
     }
@@ -82,7 +86,10 @@ ExitStatus run(const Options& options, bool json, Console& console)
     } else {
         after = std::make_unique<EditedPolicy>(original, edits);
     }
-    ChangePrinter printer(json, console);
+    if (options.roleNames) {
+        roles.askIfPossible(console);
+    }
+    ChangePrinter printer(json, console, roles);
     printer.print(before, *after, {false, true});
     cache.requireAsOpened();
     return printer.status();
@@ -98,10 +105,12 @@ Action addSimulate(CLI::App& command)
                 "Cache: a directory if it has a slash, else an id");
     addOptional(command, "--policy", options->policy, value_name::FILE_OR_STDIN,
                 "Policy document to compare with; - is standard\ninput");
-    addRepeated(command, "--grant", options->grants, "GRANT",
+    addRepeated(command, "--grant", options->grants, value_name::GRANT,
                 "A grant to add, for example\n17:|OPERATIONS|VIEW|:OBJECT@|STORAGE|");
-    addRepeated(command, "--revoke", options->revocations, "GRANT", "A grant to take away");
-    addRepeated(command, "--inherit", options->inherits, "NS=on|off", "Turn an object's inheritance");
+    addRepeated(command, "--revoke", options->revocations, value_name::GRANT, "A grant to take away");
+    addRepeated(command, "--inherit", options->inherits, value_name::INHERITANCE,
+                "Turn an object's inheritance");
+    addRoleNames(command, options->roleNames);
     return {[options](bool json, Console& console) { return run(*options, json, console); }};
 }
 

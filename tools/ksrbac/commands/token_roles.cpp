@@ -10,6 +10,7 @@
 #include "commands/commands.h"
 #include "io/token_file.h"
 #include "output/Json.h"
+#include "service/RoleNames.h"
 
 namespace ksrbac {
 
@@ -22,34 +23,49 @@ constexpr char DESCRIPTION[] =
     R"(List the role ids of a session token's owner.
 
 Verifies the token, looks the authorization token that belongs to it up in the
-database and prints the role ids in it, one per line.
+database and prints the role ids in it, one per line; with --role-names each with
+a tab and its name, where the service has one. With --json it prints
+{"roles":[...]}, and then "roleNames" with the names by id.
 
 Exit status: 0 listed, 2 usage error or a file that cannot be read, 3 the
 library reported a status: 8002 not valid, 8001 expired, 117 not known to the
 database, 220 the database cannot be asked, or another, 4 standard output could
 not be written.)";
 
-constexpr char EXAMPLE[] = R"(Example:
-  ksrbac token roles token)";
+constexpr char EXAMPLE[] = R"(Examples:
+  ksrbac token roles token
+  ksrbac token roles --role-names token)";
 
-ExitStatus run(const std::string& tokenFile, bool json, Console& console)
+struct Options {
+    std::string tokenFile;
+    bool roleNames = false;
+};
+
+ExitStatus run(const Options& options, bool json, Console& console)
 {
     std::set<int> roleIds;
-    const int status = Rbac::JWTHandler().getRoleIds(nullptr, readToken(tokenFile), roleIds);
+    const int status = Rbac::JWTHandler().getRoleIds(nullptr, readToken(options.tokenFile), roleIds);
     if (status != Status::SUCCESS) {
         throw EC_exception(status);
     }
-    JsonArray list;
-    for (const int roleId : roleIds) {
-        if (json) {
-            list.addJson(std::to_string(roleId));
-        } else {
-            console.print(std::to_string(roleId) + '\n');
+    RoleNames names("token roles");
+    if (options.roleNames && !roleIds.empty()) {
+        names.askIfPossible(console);
+    }
+    if (!json) {
+        for (const int id : roleIds) {
+            console.print(std::to_string(id) + roleNameField(names, id) + '\n');
         }
+        return ExitStatus::Good;
     }
-    if (json) {
-        console.print(JsonObject().addJson("roles", list.text()).text() + '\n');
+    JsonArray ids;
+    for (const int id : roleIds) {
+        ids.addJson(std::to_string(id));
     }
+    JsonObject object;
+    object.addJson("roles", ids.text());
+    addRoleNames(object, roleIds, names);
+    console.print(object.text() + '\n');
     return ExitStatus::Good;
 }
 
@@ -57,10 +73,11 @@ ExitStatus run(const std::string& tokenFile, bool json, Console& console)
 
 Action addTokenRoles(CLI::App& command)
 {
-    const auto tokenFile = std::make_shared<std::string>();
+    const auto options = std::make_shared<Options>();
     describe(command, DESCRIPTION, EXAMPLE);
-    addTokenFile(command, *tokenFile);
-    return {[tokenFile](bool json, Console& console) { return run(*tokenFile, json, console); }};
+    addRoleNames(command, options->roleNames);
+    addTokenFile(command, options->tokenFile);
+    return {[options](bool json, Console& console) { return run(*options, json, console); }};
 }
 
 } // namespace ksrbac

@@ -64,7 +64,8 @@ void printText(const TokenVerdict& verdict, Console& console)
         table.addRow({check.name, outcomeText(check.outcome), check.detail});
     }
     console.print(table.text());
-    console.print(verdict.isValid ? "valid\n" : "not valid\n");
+    console.print(verdict.isValid ? console.paint("valid", Colour::Good) + '\n'
+                                  : console.paint("not valid", Colour::Bad) + '\n');
 }
 
 void printJson(const TokenVerdict& verdict, Console& console)

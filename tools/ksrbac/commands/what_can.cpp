@@ -77,12 +77,13 @@ ExitStatus run(const Options& options, bool json, Console& console)
 {
     requireConsistent("what-can", options.caller);
     requireConsistent("what-can", options.policy);
-    const Caller caller = readCaller(options.caller);
     if (options.object && options.under) {
         throw InputError("what-can: give either OBJECT or --under");
     }
     const Rbac::ObjectNamespace object =
         options.under ? parseNamespace("--under", *options.under) : parseNamespace("OBJECT", *options.object);
+    RoleNames names("what-can");
+    const Caller caller = readCaller(options.caller, names);
     const Policy policy("what-can", options.policy, console);
     const std::set<int> roles = policy.rolesOf(caller);
     const Rbac::WhatMay answer = options.under ? whatMayUnder(policy.client(), roles, object)

@@ -1,9 +1,7 @@
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
 
-#include <keepsafe/rbac/api/Roles.h>
 #include <keepsafe/rbac/questions/roles_and_operations.h>
 
 #include "cli/arguments.h"
@@ -12,8 +10,7 @@
 #include "commands/explanation.h"
 #include "commands/policy.h"
 #include "output/Json.h"
-#include "output/escape.h"
-#include "service/ask_service.h"
+#include "service/RoleNames.h"
 
 namespace ksrbac {
 
@@ -26,10 +23,10 @@ constexpr char DESCRIPTION[] =
 
 Prints one line for each role to which the access cache grants the operation,
 ascending: the id, then a tab and the name where it is known. Names come from
-the access-control service, which is asked when --cache is not given. With
---json it prints {"role":...,"name":...,"grants":[{"object":...,
-"propagation":...},...]} with all grants that count, the nearest first; the name
-is left out where it is not known.
+the access-control service, which is asked without --cache, and with
+--role-names. With --json it prints {"role":...,"name":...,"grants":[{"object":
+...,"propagation":...},...]} with all grants that count, the nearest first; the
+name is left out where it is not known.
 
 Role 0, which may do everything, is listed only if the cache grants it the
 operation. Nobody may perform an operation that the operation cache does not
@@ -48,32 +45,15 @@ struct Options {
     PolicyOptions policy;
     std::string operation;
     std::string object;
+    bool roleNames = false;
 };
-
-using RoleNames = std::map<int, std::string>;
-
-/// Without the names the answer is still an answer.
-RoleNames askForNames(Console& console)
-{
-    RoleNames names;
-    try {
-        askService("who-can: asking for the names of roles", [&names] {
-            for (const Rbac::Role& role : Rbac::RoleAPI().get_roles("")) {
-                names[role.id] = role.name;
-            }
-        });
-    } catch (const ServiceError& error) {
-        console.complain(std::string("note: ") + error.what());
-    }
-    return names;
-}
 
 std::string json(const Rbac::AllowedRole& role, const RoleNames& names)
 {
     JsonObject object;
     object.add("role", std::int64_t{role.roleId});
-    if (const auto name = names.find(role.roleId); name != names.end()) {
-        object.add("name", name->second);
+    if (const std::string* name = names.nameOf(role.roleId)) {
+        object.add("name", *name);
     }
     JsonArray grants;
     for (const Rbac::GrantPlace& grant : role.grants) {
@@ -87,9 +67,7 @@ std::string json(const Rbac::AllowedRole& role, const RoleNames& names)
 
 std::string line(const Rbac::AllowedRole& role, const RoleNames& names)
 {
-    const auto name = names.find(role.roleId);
-    return std::to_string(role.roleId) +
-           (name == names.end() ? "" : '\t' + escapeForMessage(name->second, name->second.size()));
+    return std::to_string(role.roleId) + roleNameField(names, role.roleId);
 }
 
 ExitStatus run(const Options& options, bool asJson, Console& console)
@@ -100,8 +78,10 @@ ExitStatus run(const Options& options, bool asJson, Console& console)
     Policy policy("who-can", options.policy, console);
     policy.noteUnknown(operation, console);
     const Rbac::WhoMay answer = whoMay(policy.client(), operation, object);
-    const bool areNamesAsked = !options.policy.cache && !answer.roles.empty();
-    const RoleNames names = areNamesAsked ? askForNames(console) : RoleNames();
+    RoleNames names("who-can");
+    if ((options.roleNames || !options.policy.cache) && !answer.roles.empty()) {
+        names.askIfPossible(console);
+    }
     for (const Rbac::AllowedRole& role : answer.roles) {
         console.print((asJson ? json(role, names) : line(role, names)) + '\n');
     }
@@ -115,7 +95,9 @@ Action addWhoCan(CLI::App& command)
     const auto options = std::make_shared<Options>();
     describe(command, DESCRIPTION, EXAMPLE);
     addPolicyOptions(command, options->policy);
-    addRequired(command, "OPERATION", options->operation, "NS", "Namespace of the operation");
+    addRequired(command, "OPERATION", options->operation, value_name::OPERATION,
+                "Namespace of the operation");
+    addRoleNames(command, options->roleNames);
     addRequired(command, "OBJECT", options->object, "NS", "Namespace of the object");
     return {[options](bool json, Console& console) { return run(*options, json, console); }};
 }

@@ -38,6 +38,9 @@ std::string verbatim(const std::string& text)
 void addCommands(const CLI::App& app, std::string& out)
 {
     for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+        if (command->get_group().empty()) {
+            continue; // hidden
+        }
         out += ".SS \"" + fullName(*command) + "\"\n" + verbatim(command->help());
         addCommands(*command, out);
     }

@@ -5,11 +5,16 @@
 
 #include <poll.h>
 
+#include "exit_status.h"
+#include "output/escape.h"
+
 namespace ksrbac {
 
 namespace {
 
 constexpr std::size_t BUFFER_BYTES = std::size_t{64} * 1024;
+/// Of a line; what comes through a pipe need not have an end.
+constexpr std::size_t MOST_MEBIBYTES = 64;
 
 bool hasInput(int descriptor)
 {
@@ -55,6 +60,10 @@ bool LineReader::next(std::string& line)
         }
         line.append(begin, end_ - position_);
         position_ = end_;
+        if (line.size() > MOST_MEBIBYTES * 1024 * 1024) {
+            throw InputError(escapeForMessage(name_) + ':' + std::to_string(lineNumber_) + ": longer than " +
+                             std::to_string(MOST_MEBIBYTES) + " MiB");
+        }
     }
     return started;
 }

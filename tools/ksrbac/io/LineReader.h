@@ -10,8 +10,8 @@
 namespace ksrbac {
 
 /// Reads a file or standard input line by line with a fixed buffer: memory is that of the longest line,
-/// however many there are. A line ends at a line feed or at the end of the input; nothing else is taken off
-/// it.
+/// however many there are; one of more than 64 MiB is refused. A line ends at a line feed or at the end of
+/// the input; nothing else is taken off it.
 class LineReader {
 public:
     /// Opens the file, or takes standard input for "-". Throws `InputError`. `beforeWaiting` is called before

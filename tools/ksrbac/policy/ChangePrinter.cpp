@@ -3,7 +3,9 @@
 #include <array>
 #include <string>
 
+#include "io/Progress.h"
 #include "output/Json.h"
+#include "policy/CountedPolicy.h"
 
 namespace ksrbac {
 
@@ -33,10 +35,20 @@ std::string nameOf(const Rbac::PolicyChange& change)
 void ChangePrinter::print(Rbac::PolicySource& before, Rbac::PolicySource& after,
                           const Rbac::WantedChanges& wanted)
 {
-    comparePolicies(before, after, wanted, [this](const Rbac::PolicyChange& change) {
+    Progress progress(console_, "compared", "objects");
+    CountedPolicy counted(after, progress);
+    comparePolicies(before, counted, wanted, [this](const Rbac::PolicyChange& change) {
         printChange(change);
         return true;
     });
+}
+
+std::string ChangePrinter::paintedName(const Rbac::PolicyChange& change) const
+{
+    const bool isAllowed = change.kind == Kind::NowAllowed;
+    return isAllowed || change.kind == Kind::NowDenied
+               ? console_.paint(nameOf(change), isAllowed ? Colour::Good : Colour::Bad)
+               : nameOf(change);
 }
 
 void ChangePrinter::printChange(const Rbac::PolicyChange& change)
@@ -47,16 +59,19 @@ void ChangePrinter::printChange(const Rbac::PolicyChange& change)
     const char* const propagation = PROPAGATIONS[static_cast<std::size_t>(change.scope)];
     if (!json_) {
         const std::string role = '\t' + std::to_string(change.roleId) + '\t' +
-                                 operations_.nameOf(change.operation) + '\t' + propagation;
-        console_.print(nameOf(change) + '\t' + object + (isOfRole ? role : "") + '\n');
+                                 operations_.nameOf(change.operation) + '\t' + propagation +
+                                 roleNameField(roles_, change.roleId);
+        console_.print(paintedName(change) + '\t' + object + (isOfRole ? role : "") + '\n');
         return;
     }
     JsonObject json;
     json.add("change", nameOf(change)).add("object", object);
     if (isOfRole) {
-        json.add("role", std::int64_t{change.roleId})
-            .add("operation", operations_.nameOf(change.operation))
-            .add("propagation", propagation);
+        json.add("role", std::int64_t{change.roleId});
+        if (const std::string* name = roles_.nameOf(change.roleId)) {
+            json.add("name", *name);
+        }
+        json.add("operation", operations_.nameOf(change.operation)).add("propagation", propagation);
     }
     console_.print(json.text() + '\n');
 }

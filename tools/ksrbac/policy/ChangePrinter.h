@@ -8,14 +8,18 @@
 #include "exit_status.h"
 #include "io/Console.h"
 #include "policy/OperationNames.h"
+#include "service/RoleNames.h"
 
 namespace ksrbac {
 
 /// Prints the differences between two policies as they come: one line each, or JSON objects.
 class ChangePrinter {
 public:
-    /// The console must outlive it. Throws what `OperationNames` throws.
-    ChangePrinter(bool json, Console& console) : json_(json), console_(console) {}
+    /// Console and names must outlive it. Throws what `OperationNames` throws.
+    ChangePrinter(bool json, Console& console, const RoleNames& roles)
+        : json_(json), console_(console), roles_(roles)
+    {
+    }
 
     /// Compares and prints. Throws what the sources throw.
     void print(Tessara::Keepsafe::Rbac::PolicySource& before, Tessara::Keepsafe::Rbac::PolicySource& after,
@@ -28,10 +32,12 @@ public:
     }
 
 private:
+    [[nodiscard]] std::string paintedName(const Tessara::Keepsafe::Rbac::PolicyChange& change) const;
     void printChange(const Tessara::Keepsafe::Rbac::PolicyChange& change);
 
     const bool json_;
     Console& console_;
+    const RoleNames& roles_;
     const OperationNames operations_;
     std::uint64_t count_ = 0;
 };

@@ -117,6 +117,9 @@ private:
 JsonHandle load(const std::string& path)
 {
     const std::string text = readUpToLimit(path, MOST_BYTES);
+    if (text.size() > MOST_BYTES) {
+        throw InputError(inputName(path) + ": more than 2 GiB");
+    }
     json_error_t error = {};
     JsonHandle document(json_loadb(text.data(), text.size(), JSON_REJECT_DUPLICATES, &error));
     if (!document) {

@@ -31,7 +31,7 @@ void PolicyEdits::revoke(const std::string& text) { parse("--revoke", text, &Cha
 void PolicyEdits::parse(const char* option, const std::string& text, RoleBits Change::*kind)
 {
     const auto [grantText, objectText] = partsOf(option, text, '@');
-    const GrantRequest grant = parseGrant(grantText);
+    const GrantRequest grant = parseGrant(option, grantText, roles_);
     Edit& edit = edits_[parseNamespace(option, objectText).str()];
     for (const Rbac::ObjectNamespace& operation : grant.operations) {
         const auto bit = operations_.bits().find(operation.str());

@@ -10,13 +10,17 @@
 
 #include "policy/OperationNames.h"
 #include "policy/role_bits.h"
+#include "service/RoleNames.h"
 
 namespace ksrbac {
 
 /// What single changes make of the objects of a policy.
 class PolicyEdits {
 public:
-    explicit PolicyEdits(const OperationNames& operations) : operations_(operations) {}
+    /// Both must outlive it.
+    PolicyEdits(const OperationNames& operations, RoleNames& roles) : operations_(operations), roles_(roles)
+    {
+    }
 
     /// "ROLE:OPERATION,...[:PROPAGATION]@OBJECT". An object that is not there is added. Throws `InputError`,
     /// also for an operation that the host does not know.
@@ -49,6 +53,7 @@ private:
     void parse(const char* option, const std::string& text, RoleBits Change::*kind);
 
     const OperationNames& operations_;
+    RoleNames& roles_;
     std::map<std::string, Edit> edits_; ///< by the object's text form
 };
 

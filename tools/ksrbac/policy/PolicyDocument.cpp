@@ -15,7 +15,7 @@ void separate(std::string& list) { list += list.empty() ? "\n  " : ",\n  "; }
 
 } // namespace
 
-PolicyDocument::PolicyDocument(const OperationNames& operations)
+PolicyDocument::PolicyDocument(const OperationNames& operations, const RoleNames& roles) : roleNames_(roles)
 {
     for (const auto& [bit, name] : operations.names()) {
         if (bit >= 0) { // no document can have others
@@ -79,9 +79,10 @@ void PolicyDocument::print(Console& console) const
     }
     std::string roles;
     for (const std::int32_t role : roles_) {
+        const std::string* const known = roleNames_.nameOf(role);
+        const std::string name = known != nullptr ? *known : "role " + std::to_string(role);
         separate(roles);
-        roles +=
-            JsonObject().add("id", std::int64_t{role}).add("name", "role " + std::to_string(role)).text();
+        roles += JsonObject().add("id", std::int64_t{role}).add("name", name).text();
     }
     console.print("{\n\"operations\": {" + operations + "\n},\n\"roles\": [" + roles +
                   "\n],\n\"objects\": [");

@@ -10,6 +10,7 @@
 
 #include "io/Console.h"
 #include "policy/OperationNames.h"
+#include "service/RoleNames.h"
 
 namespace ksrbac {
 
@@ -17,7 +18,8 @@ namespace ksrbac {
 /// definitions come after the objects in it, so they are kept until the end.
 class PolicyDocument {
 public:
-    explicit PolicyDocument(const OperationNames& operations);
+    /// Roles are called `role ID` where `roles`, which must outlive the document, does not know their names.
+    PolicyDocument(const OperationNames& operations, const RoleNames& roles);
 
     /// Throws `std::runtime_error` for an operation whose number no document can have.
     void add(const Tessara::Keepsafe::Rbac::GrantedObject& object);
@@ -32,6 +34,7 @@ private:
                         const std::map<std::int32_t, std::set<std::int32_t>>& grants);
     [[nodiscard]] std::string nameOf(std::int32_t bit);
 
+    const RoleNames& roleNames_;
     std::map<std::int32_t, std::string> operations_;
     std::map<std::int32_t, std::string> unknown_;
     std::set<std::int32_t> roles_;

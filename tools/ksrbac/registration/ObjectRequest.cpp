@@ -18,8 +18,6 @@ namespace Rbac = Tessara::Keepsafe::Rbac;
 
 namespace {
 
-constexpr char GRANT[] = "--grant";
-
 boost::shared_ptr<json_t> definition(const GrantRequest& grant)
 {
     return Rbac::json_pack_shared("{s:i, s:O, s:s}", "roleId", grant.roleId, "operations",
@@ -42,19 +40,19 @@ boost::shared_ptr<json_t> attributes(const ObjectRequest& request)
 
 } // namespace
 
-GrantRequest parseGrant(const std::string& text)
+GrantRequest parseGrant(const std::string& option, const std::string& text, RoleNames& names)
 {
     const std::vector<std::string> parts = split(text, ':');
     if (parts.size() != 2 && parts.size() != 3) {
-        throw InputError(std::string(GRANT) + ": not ROLE:OPERATION,...[:PROPAGATION]: \"" +
-                         escapeForMessage(text) + '"');
+        throw InputError(option + ": not ROLE:OPERATION,...[:PROPAGATION]: \"" + escapeForMessage(text) +
+                         '"');
     }
     GrantRequest grant;
-    grant.roleId = parseServiceRoleId(GRANT, parts[0]);
-    grant.operations = parseNamespaces(GRANT, parts[1]);
+    grant.operations = parseNamespaces(option, parts[1]);
     if (parts.size() == 3) {
-        grant.propagation = parsePropagation(GRANT, parts[2]);
+        grant.propagation = parsePropagation(option, parts[2]);
     }
+    grant.roleId = readServiceRole(names, option, parts[0]);
     return grant;
 }
 

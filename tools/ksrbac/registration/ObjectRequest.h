@@ -12,6 +12,8 @@
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 #include <keepsafe/rbac/registration/ObjectRegistrationData.h>
 
+#include "service/RoleNames.h"
+
 namespace ksrbac {
 
 /// What a role is granted on an object that is registered.
@@ -31,9 +33,10 @@ struct ObjectRequest {
     bool ignoreRegistered = false;
 };
 
-/// A grant from ROLE:OPERATION,...[:PROPAGATION]. A colon or comma always separates: one that is part of a
-/// name is written %3A or %2C, as the text form has them. Throws `InputError`.
-GrantRequest parseGrant(const std::string& text);
+/// A grant from ROLE:OPERATION,...[:PROPAGATION], with the role's id or its name. A colon or comma always
+/// separates: one that is part of a name is written %3A or %2C, as the text form has them. Throws what
+/// `readServiceRole` throws, and `InputError`.
+GrantRequest parseGrant(const std::string& option, const std::string& text, RoleNames& names);
 
 /// The request as the library takes it.
 boost::shared_ptr<Tessara::Keepsafe::Rbac::ObjectRegistrationData>

@@ -48,8 +48,9 @@ public:
     using Objects = std::vector<Tessara::Keepsafe::Rbac::ObjectNamespace>;
     using Tell = std::function<void(const std::string& message)>;
 
-    BulkCallback(const Work& work, Objects objects, Tell tell)
-        : work_(work), objects_(std::move(objects)), tell_(std::move(tell))
+    /// `onDone` is called after each object's work.
+    BulkCallback(const Work& work, Objects objects, Tell tell, std::function<void()> onDone)
+        : work_(work), objects_(std::move(objects)), tell_(std::move(tell)), onDone_(std::move(onDone))
     {
     }
 
@@ -68,6 +69,7 @@ public:
                 ++failures_;
                 tell_(objects_[i].str() + ": " + failure);
             }
+            onDone_();
         }
         return 0;
     }
@@ -85,6 +87,7 @@ private:
     const Work& work_;
     Objects objects_;
     Tell tell_;
+    std::function<void()> onDone_;
     std::size_t failures_ = 0;
 };
 

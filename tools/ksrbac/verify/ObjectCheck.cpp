@@ -1,12 +1,16 @@
 #include "verify/ObjectCheck.h"
 
+#include <utility>
+
 namespace ksrbac {
 
 using Tessara::Keepsafe::Rbac::ManagedObject;
 using Tessara::Keepsafe::Rbac::NodeOffset;
 
-ObjectCheck::ObjectCheck(const View& records, const char* file, RoleWalk& roles)
-    : records_(records), target_{file, sizeof(ManagedObject), records.count()}, roles_(roles)
+ObjectCheck::ObjectCheck(const View& records, const char* file, RoleWalk& roles,
+                         std::function<void(std::size_t records)> onObject)
+    : records_(records), target_{file, sizeof(ManagedObject), records.count()}, roles_(roles),
+      onObject_(std::move(onObject))
 {
 }
 
@@ -17,6 +21,9 @@ void ObjectCheck::examine(std::uint32_t index, const Whereabouts& name)
     }
     isReached_.set(index, true);
     ++reachedCount_;
+    if (onObject_) {
+        onObject_(target_.recordCount);
+    }
     const std::uint64_t byte = std::uint64_t{index} * sizeof(ManagedObject);
     const ManagedObject& object = *records_.find(static_cast<NodeOffset>(byte));
     name_ = &name;

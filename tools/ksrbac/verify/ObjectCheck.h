@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include <keepsafe/cache/detail/ReadOnlyBlockAllocator.h>
@@ -20,7 +21,9 @@ class ObjectCheck final : public Whereabouts {
 public:
     using View = Tessara::Keepsafe::Rbac::detail::RecordView<Tessara::Keepsafe::Rbac::ManagedObject>;
 
-    ObjectCheck(const View& records, const char* file, RoleWalk& roles);
+    /// `onObject`, which may be null, is called for each object that is reached, with the number of records.
+    ObjectCheck(const View& records, const char* file, RoleWalk& roles,
+                std::function<void(std::size_t records)> onObject);
 
     /// What references to objects are resolved against.
     [[nodiscard]] const TargetFile& target() const noexcept { return target_; }
@@ -34,6 +37,7 @@ private:
     View records_;
     TargetFile target_;
     RoleWalk& roles_;
+    std::function<void(std::size_t records)> onObject_;
     SparseArray<bool> isReached_;
     std::size_t reachedCount_ = 0;
     const char* field_ = ""; ///< the one whose role tree is walked

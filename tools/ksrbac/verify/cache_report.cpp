@@ -55,13 +55,14 @@ const MetadataHeader* checkHeader(const CacheFiles::Map& map, CacheReport& repor
     return header;
 }
 
-void walkTrees(const CacheFiles& files, const MetadataHeader& header, CacheReport& report, FaultList& faults)
+void walkTrees(const CacheFiles& files, const MetadataHeader& header, CacheReport& report, FaultList& faults,
+               const std::function<void(std::size_t records)>& onObject)
 {
     const RecordView<BitsNode> nodes(files.nodes()->region());
     WordWalk words(nodes, AccessCache::NODE_FILE_NAME.c_str(), faults);
     RoleWalk roles(nodes, AccessCache::NODE_FILE_NAME.c_str(), faults, words);
     ObjectCheck objects(RecordView<ManagedObject>(files.objects()->region()),
-                        AccessCache::OBJECT_FILE_NAME.c_str(), roles);
+                        AccessCache::OBJECT_FILE_NAME.c_str(), roles, onObject);
     SegmentWalk segments(RecordView<SegmentNode>(files.segments()->region()),
                          AccessCache::SEGMENT_FILE_NAME.c_str(), faults, objects);
     segments.walkFrom({header.segmentRoot, AccessCache::METADATA_FILE_NAME.c_str(),
@@ -89,7 +90,8 @@ double CacheReport::fragmentation() const noexcept
     return records == 0 ? 0.0 : static_cast<double>(unreachable) / static_cast<double>(records);
 }
 
-CacheReport examineCache(const std::string& directory, FaultList& faults)
+CacheReport examineCache(const std::string& directory, FaultList& faults,
+                         const std::function<void(std::size_t records)>& onObject)
 {
     CacheReport report;
     report.directory = directory;
@@ -103,7 +105,7 @@ CacheReport examineCache(const std::string& directory, FaultList& faults)
         report.objects = describeFile<ManagedObject>(AccessCache::OBJECT_FILE_NAME, *files.objects());
         report.segments = describeFile<SegmentNode>(AccessCache::SEGMENT_FILE_NAME, *files.segments());
         report.nodes = describeFile<BitsNode>(AccessCache::NODE_FILE_NAME, *files.nodes());
-        walkTrees(files, *header, report, faults);
+        walkTrees(files, *header, report, faults, onObject);
     }
     return report;
 }

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -46,8 +47,10 @@ struct CacheReport {
 };
 
 /// Walks the cache in the directory under its shared file lock, and reports faults to `faults`. Throws
-/// `InputError` when it cannot be read.
-CacheReport examineCache(const std::string& directory, FaultList& faults);
+/// `InputError` when it cannot be read. `onObject` is called for each object that is reached, with the number
+/// of records of "objects".
+CacheReport examineCache(const std::string& directory, FaultList& faults,
+                         const std::function<void(std::size_t records)>& onObject = nullptr);
 
 } // namespace ksrbac
 
