@@ -147,9 +147,10 @@ TEST_F(ReportCommand, RefusesNamesOfRolesThatItCannotRead)
     };
     EXPECT_THAT(messageFor("3 three\n"),
                 HasSubstr("names:1: not a role's id, a tab and its name: \"3 three\""));
-    EXPECT_THAT(messageFor("3\tx\nthree\tx\n"), HasSubstr("names:2: item 1, \"three\", is not a role id"));
-    EXPECT_THAT(messageFor("3,4\tx\n"), HasSubstr("names:1: give one role id before the tab"));
-    EXPECT_THAT(messageFor("\tx\n"), HasSubstr("names:1: give one role id before the tab"));
+    EXPECT_THAT(messageFor("3\tx\nthree\tx\n"), HasSubstr("names:2: not the id of a role: \"three\""));
+    EXPECT_THAT(messageFor("3,4\tx\n"), HasSubstr("names:1: not the id of a role: \"3,4\""));
+    EXPECT_THAT(messageFor("\tx\n"), HasSubstr("names:1: not the id of a role: \"\""));
+    EXPECT_THAT(messageFor("2147483648\tx\n"), HasSubstr("names:1: "));
     EXPECT_THAT(messageFor("3\tx\n3\ty\n"), HasSubstr("names:2: role 3 is named twice"));
 }
 

@@ -1,6 +1,6 @@
 #include "report/role_names_file.h"
 
-#include <set>
+#include <optional>
 
 #include "cli/arguments.h"
 #include "exit_status.h"
@@ -24,12 +24,13 @@ std::map<std::int32_t, std::string> readRoleNames(const std::string& path)
             throw InputError(where + ": not a role's id, a tab and its name: \"" + escapeForMessage(line) +
                              '"');
         }
-        const std::set<int> ids = parseRoleIds(where, line.substr(0, tab));
-        if (ids.size() != 1) {
-            throw InputError(where + ": give one role id before the tab");
+        const std::string idText = line.substr(0, tab);
+        const std::optional<int> id = parseRoleId(where, idText);
+        if (!id) {
+            throw InputError(where + ": not the id of a role: \"" + escapeForMessage(idText) + '"');
         }
-        if (!names.emplace(*ids.begin(), line.substr(tab + 1)).second) {
-            throw InputError(where + ": role " + std::to_string(*ids.begin()) + " is named twice");
+        if (!names.emplace(*id, line.substr(tab + 1)).second) {
+            throw InputError(where + ": role " + idText + " is named twice");
         }
     }
     return names;
