@@ -42,7 +42,8 @@ std::optional<std::int64_t> secondsOf(const std::smatch& match)
         number(6) > LAST_LEAP_SECOND) {
         return std::nullopt;
     }
-    return day + (number(4) * 60 + number(5)) * 60 + number(6);
+    const int seconds = (number(4) * 60 + number(5)) * 60 + number(6);
+    return day + seconds;
 }
 
 /// Seconds by which a local time is ahead of UTC; nothing for an offset that is none.

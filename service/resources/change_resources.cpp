@@ -101,7 +101,7 @@ std::string nextLink(Parameters parameters, const RecordedEntry& last)
     for (const auto& [name, value] : parameters) {
         std::string encoded;
         (void)percentEncodeUriPart(value, encoded); // every text can be encoded
-        link += separator + name + '=' + encoded;
+        link.append(1, separator).append(name).append(1, '=').append(encoded);
         separator = '&';
     }
     return link;
