@@ -32,15 +32,18 @@ std::string replaced(std::string text, const std::string& from, const std::strin
     return text;
 }
 
-/// Without what differs from run to run: identifiers of sessions, points in time, durations.
+/// Without what differs from run to run: identifiers of sessions, points in time, durations, and the
+/// revisions of changes, which depend on what other pages show.
 std::string withoutChance(const std::string& text)
 {
     static const std::regex session("[0-9a-f]{32}");
     static const std::regex time("\"exp\":[0-9]{13}");
     static const std::regex duration("after [0-9]+ ms");
-    return std::regex_replace(
-        std::regex_replace(std::regex_replace(text, session, "SESSION"), time, "\"exp\":TIME"), duration,
-        "after 0 ms");
+    static const std::regex revision(" *[0-9]+  [0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z");
+    std::string result = std::regex_replace(text, session, "SESSION");
+    result = std::regex_replace(result, time, "\"exp\":TIME");
+    result = std::regex_replace(result, revision, "REVISION  TIME");
+    return std::regex_replace(result, duration, "after 0 ms");
 }
 
 std::vector<Exchange> exchangesOf(const std::string& document)

@@ -130,7 +130,8 @@ TEST_F(AccessCommand, AddGrantsAndShowsTheDefinition)
                                 R"({"id":"17","type":"accessControlRole"}},"operations":{"data":[)"
                                 R"({"id":"|O|V|","type":"accessControlOperation"},)"
                                 R"({"id":"|O|W|","type":"accessControlOperation"}]}}}})",
-                            "GET " + SERVICE + "roles"));
+                            "GET " + SERVICE + "roles", "GET " + OBJECT + "/access-definitions"));
+    EXPECT_EQ(result.messages, "") << "whether there is an equal one could not be told";
 }
 
 TEST_F(AccessCommand, AddTakesTheNameOfARoleAndAsksForItOnce)
@@ -139,8 +140,72 @@ TEST_F(AccessCommand, AddTakesTheNameOfARoleAndAsksForItOnce)
     server_.playNext(answer(201, R"({"data":)" + definition("5", "OBJECT", "V") + '}'));
     EXPECT_EQ(run({"access", "add", "|A|", "--role=Operator", "--operations=|O|V|"}).status,
               ExitStatus::Good);
-    ASSERT_THAT(requests(), SizeIs(2));
-    EXPECT_THAT(requests().back(), HasSubstr(R"({"role":{"data":{"id":"17",)"));
+    ASSERT_THAT(requests(), SizeIs(3));
+    EXPECT_THAT(requests()[1], HasSubstr(R"({"role":{"data":{"id":"17",)"));
+}
+
+TEST_F(AccessCommand, AddWarnsOfAnEqualDefinition)
+{
+    const std::string list = R"({"data":[)" + definition("2", "CHILDREN", "VW") + ',' +
+                             definition("3", "OBJECT", "WV") + ',' + definition("4", "OBJECT", "V") + ',' +
+                             definition("5", "OBJECT", "VW") + "]}";
+    server_.playNext(answer(201, R"({"data":)" + definition("5", "OBJECT", "VW") + '}'));
+    server_.playNext(roles());
+    server_.playNext(answer(200, list));
+    const auto result = run({"access", "add", "|A+b|", "--role=17", "--operations=|O|V|,|O|W|"});
+    EXPECT_EQ(result.messages, "ksrbac: an equal access definition is there already: 3; --if-absent adds "
+                               "none then\n");
+    EXPECT_EQ(result.results, "ID  ROLE  NAME      PROPAGATION  OPERATIONS\n"
+                              " 5    17  Operator  OBJECT       |O|V|,|O|W|\n");
+    EXPECT_EQ(result.status, ExitStatus::Good);
+}
+
+TEST_F(AccessCommand, AddDoesNotWarnOfTheDefinitionThatItAdded)
+{
+    server_.playNext(answer(201, R"({"data":)" + definition("5", "OBJECT", "V") + '}'));
+    server_.playNext(roles());
+    server_.playNext(answer(200, R"({"data":[)" + definition("5", "OBJECT", "V") + "]}"));
+    EXPECT_EQ(run({"access", "add", "|A+b|", "--role=17", "--operations=|O|V|"}).messages, "");
+}
+
+TEST_F(AccessCommand, AddIfAbsentPrintsTheEqualDefinitionAndAddsNone)
+{
+    server_.playNext(answer(200, R"({"data":[)" + definition("3", "OBJECT", "V") + "]}"));
+    server_.playNext(roles());
+    const auto result = run({"access", "add", "|A+b|", "--role=17", "--operations=|O|V|", "--if-absent"});
+    EXPECT_EQ(result.results, "ID  ROLE  NAME      PROPAGATION  OPERATIONS\n"
+                              " 3    17  Operator  OBJECT       |O|V|\n");
+    EXPECT_EQ(result.messages, "");
+    EXPECT_EQ(result.status, ExitStatus::Good);
+    EXPECT_THAT(requests(), ElementsAre("GET " + OBJECT + "/access-definitions", "GET " + SERVICE + "roles"));
+}
+
+TEST_F(AccessCommand, AddIfAbsentWithdrawsItsOwnBehindThatOfAnotherClient)
+{
+    const std::string definitions = OBJECT + "/access-definitions";
+    server_.playNext(answer(200, R"({"data":[]})"));
+    server_.playNext(answer(201, R"({"data":)" + definition("6", "OBJECT", "V") + '}'));
+    server_.playNext(answer(200, R"({"data":[)" + definition("5", "OBJECT", "V") + ',' +
+                                     definition("6", "OBJECT", "V") + "]}"));
+    server_.playNext(answer(204, ""));
+    server_.playNext(answer(200, R"({"data":[)" + definition("5", "OBJECT", "V") + "]}"));
+    server_.playNext(roles());
+    const auto result = run({"access", "add", "|A+b|", "--role=17", "--operations=|O|V|", "--if-absent"});
+    EXPECT_EQ(result.results, "ID  ROLE  NAME      PROPAGATION  OPERATIONS\n"
+                              " 5    17  Operator  OBJECT       |O|V|\n");
+    EXPECT_EQ(result.messages, "");
+    EXPECT_THAT(requests(), ElementsAre("GET " + definitions, testing::StartsWith("POST " + definitions),
+                                        "GET " + definitions, "DELETE " + definitions + "/6",
+                                        "GET " + definitions, "GET " + SERVICE + "roles"));
+}
+
+TEST_F(AccessCommand, AddIfAbsentNeedsToKnowWhatThereIs)
+{
+    server_.playAlways(answer(404, R"({"errorCode":20,"errorMessage":"there is no object |A|"})"));
+    EXPECT_THAT(messageOf({"access", "add", "|A|", "--role=17", "--operations=|O|V|", "--if-absent"},
+                          ExitStatus::LibraryFailed),
+                testing::HasSubstr("there is no object |A|"));
+    EXPECT_EQ(requests().size(), 1U);
 }
 
 TEST_F(AccessCommand, AddGrantsOnTheObjectAloneUnlessToldOtherwise)

@@ -68,6 +68,7 @@ const CommandTable& commandTable()
         {"access list", addAccessList},
         {"access add", addAccessAdd},
         {"access delete", addAccessDelete},
+        {"changes", addChanges},
         {"operation", nullptr, "List operations, of the service or of this host.", "ksrbac operation list"},
         {"operation list", addOperationList},
         hidden({"complete", addComplete}),

@@ -36,6 +36,7 @@ Action addObjectUnregister(CLI::App& command);
 Action addAccessList(CLI::App& command);
 Action addAccessAdd(CLI::App& command);
 Action addAccessDelete(CLI::App& command);
+Action addChanges(CLI::App& command);
 Action addOperationList(CLI::App& command);
 Action addComplete(CLI::App& command);
 

@@ -1,0 +1,63 @@
+#include "cli/since.h"
+
+#include <cstdint>
+#include <regex>
+
+#include "exit_status.h"
+#include "output/escape.h"
+#include "output/utc_time.h"
+
+namespace ksrbac {
+
+namespace {
+
+constexpr std::size_t LONGEST = 64; // expressions are matched by recursion
+
+/// Seconds of a duration's unit.
+std::int64_t secondsOf(char unit)
+{
+    switch (unit) {
+    case 's':
+        return 1;
+    case 'm':
+        return 60;
+    case 'h':
+        return 3600;
+    case 'd':
+        return 86400;
+    default:
+        return 604800;
+    }
+}
+
+} // namespace
+
+std::string parseSince(const std::string& name, const std::string& text,
+                       std::chrono::system_clock::time_point now)
+{
+    static const std::regex revision("[0-9]{1,18}");
+    static const std::regex duration("([0-9]{1,6})([smhdw])");
+    static const std::regex date("[0-9]{4}-[0-9]{2}-[0-9]{2}");
+    static const std::regex time("[0-9]{4}-[0-9]{2}-[0-9]{2}[Tt][0-9:.]+([Zz]|[+-][0-9]{2}:[0-9]{2})");
+    std::smatch match;
+    if (text.size() <= LONGEST) {
+        if (std::regex_match(text, revision) || std::regex_match(text, time)) {
+            return text;
+        }
+        if (std::regex_match(text, date)) {
+            return text + "T00:00:00Z";
+        }
+        if (std::regex_match(text, match, duration)) {
+            const std::chrono::seconds back(std::stoll(match[1].str()) * secondsOf(match[2].str().front()));
+            return utcTime(
+                std::chrono::duration_cast<std::chrono::milliseconds>((now - back).time_since_epoch())
+                    .count());
+        }
+    }
+    throw InputError(name +
+                     ": not a duration (90m, 24h, 7d), a date or time (2026-01-31, 2026-01-31T12:00:00Z) "
+                     "or a revision: \"" +
+                     escapeForMessage(text) + '"');
+}
+
+} // namespace ksrbac
