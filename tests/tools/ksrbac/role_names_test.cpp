@@ -208,6 +208,17 @@ TEST_F(RoleNamesTest, StandInADumpWhereTheyAreAskedFor)
     EXPECT_THAT(document, HasSubstr(R"({"id":-5,"name":"role -5"})"));
 }
 
+TEST_F(RoleNamesTest, StandInAPageBelowThoseOfItsFile)
+{
+    writeFile(root_.path("names"), "17\tRestorer\n99\tNobody\n");
+    const std::string page = run({"report", "--cache=main", "--role-names", "--role-names-from",
+                                  root_.path("names"), "--output=-"})
+                                 .results;
+    EXPECT_THAT(page, HasSubstr(R"("roles":[[3,"Auditor"],[17,"Restorer"],[18,"A,b:c@50%"],)"
+                                R"([20,"Twin"],[21,"Twin"],[99,"Nobody"]])"));
+    EXPECT_THAT(requests(), ElementsAre(ASKED_FOR_NAMES));
+}
+
 TEST_F(RoleNamesTest, StandInAnExplanation)
 {
     EXPECT_EQ(check({"--roles=17", "--explain", "--role-names", "|A|"}).results,

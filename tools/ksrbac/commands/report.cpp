@@ -12,12 +12,14 @@
 #include "cli/options.h"
 #include "commands/commands.h"
 #include "io/NewFile.h"
+#include "io/Progress.h"
 #include "io/input.h"
 #include "output/escape.h"
 #include "policy/OpenCache.h"
 #include "policy/OperationNames.h"
 #include "report/page.h"
 #include "report/role_names_file.h"
+#include "service/RoleNames.h"
 
 namespace ksrbac {
 
@@ -37,8 +39,9 @@ or denied, by the rules of 'ksrbac check --explain'.
 --compare adds what has changed since another cache, the earlier one: objects,
 inheritance, grants, and decisions.
 
-A cache does not hold the names of roles. --role-names-from reads them from a
-file, one role a line: its id, a tab, and its name.
+A cache does not hold the names of roles. With --role-names the access-control
+service is asked for them; --role-names-from reads them from a file, one role a
+line: its id, a tab, and its name.
 
 The page shows one state of each cache, which is kept in memory meanwhile. The
 same states give the same page, to the byte. The file appears when it is
@@ -58,7 +61,8 @@ struct Options {
     std::string cache;
     std::optional<std::string> compare;
     std::optional<std::string> title;
-    std::optional<std::string> roleNames;
+    std::optional<std::string> roleNamesFile;
+    bool roleNames = false;
     std::string output;
 };
 
@@ -72,14 +76,32 @@ private:
     Console& console_;
 };
 
-StoredPolicy readPolicy(Rbac::AccessControlClient& client)
+/// The objects of a cache, while somebody at a terminal is told how far it is.
+class WatchedSource final : public Rbac::PolicySource {
+public:
+    WatchedSource(Rbac::AccessControlClient& client, Console& console)
+        : source_(client, Rbac::WalkLocking::OneState), progress_(console, "read", "objects")
+    {
+    }
+    [[nodiscard]] bool next(Rbac::GrantedObject& object) override
+    {
+        progress_.add();
+        return source_.next(object);
+    }
+
+private:
+    Rbac::CachePolicySource source_;
+    Progress progress_;
+};
+
+StoredPolicy readPolicy(Rbac::AccessControlClient& client, Console& console)
 {
-    Rbac::CachePolicySource source(client, Rbac::WalkLocking::OneState);
+    WatchedSource source(client, console);
     return StoredPolicy(source);
 }
 
 /// One state of the cache, whatever is published meanwhile.
-CacheCopy readCache(const std::string& idOrDirectory)
+CacheCopy readCache(const std::string& idOrDirectory, Console& console)
 {
     constexpr int ATTEMPTS = 10;
     const CacheLocation location = locateCache(idOrDirectory);
@@ -87,7 +109,7 @@ CacheCopy readCache(const std::string& idOrDirectory)
     const OpenCache cache(idOrDirectory);
     for (int attempt = 0; attempt < ATTEMPTS; ++attempt) {
         const Rbac::CacheState state = Rbac::cacheState(cache.client()).value();
-        StoredPolicy policy = readPolicy(cache.client());
+        StoredPolicy policy = readPolicy(cache.client(), console);
         if (Rbac::cacheState(cache.client()).value().stamp == state.stamp) {
             return {{location.id, manifest.ns.str(), state}, std::move(policy)};
         }
@@ -96,9 +118,9 @@ CacheCopy readCache(const std::string& idOrDirectory)
                              " changes faster than it can be read: try again, or copy it before");
 }
 
-void addChanges(const std::string& earlier, ReportSubject& subject)
+void addChanges(const std::string& earlier, ReportSubject& subject, Console& console)
 {
-    CacheCopy before = readCache(earlier);
+    CacheCopy before = readCache(earlier, console);
     StoredSource beforeSource(before.policy);
     StoredSource afterSource(subject.cache.policy);
     subject.changes = ChangeList(beforeSource, afterSource);
@@ -123,14 +145,26 @@ ExitStatus writeTo(const std::string& output, const ReportSubject& subject, Cons
     }
 }
 
+/// Those of the file, and for other roles those of the service.
+std::map<std::int32_t, std::string> namesOfRoles(const Options& options, Console& console)
+{
+    std::map<std::int32_t, std::string> names;
+    if (options.roleNamesFile) {
+        names = readRoleNames(*options.roleNamesFile);
+    }
+    if (options.roleNames) {
+        RoleNames ofService("report");
+        ofService.askIfPossible(console);
+        names.insert(ofService.names().begin(), ofService.names().end());
+    }
+    return names;
+}
+
 ExitStatus run(const Options& options, Console& console)
 {
-    std::map<std::int32_t, std::string> roleNames;
-    if (options.roleNames) {
-        roleNames = readRoleNames(*options.roleNames);
-    }
+    const std::map<std::int32_t, std::string> roleNames = namesOfRoles(options, console);
     const OperationNames operations;
-    const CacheCopy cache = readCache(options.cache);
+    const CacheCopy cache = readCache(options.cache, console);
     ReportSubject subject{options.title.value_or("Access cache " + cache.identity.id),
                           operations,
                           roleNames,
@@ -138,7 +172,7 @@ ExitStatus run(const Options& options, Console& console)
                           std::nullopt,
                           {}};
     if (options.compare) {
-        addChanges(*options.compare, subject);
+        addChanges(*options.compare, subject, console);
     }
     return writeTo(options.output, subject, console);
 }
@@ -154,7 +188,8 @@ Action addReport(CLI::App& command)
     addOptional(command, "--compare", options->compare, value_name::CACHE,
                 "An earlier cache to compare with");
     addOptional(command, "--title", options->title, "TEXT", "The page's title");
-    addOptional(command, "--role-names-from", options->roleNames, value_name::FILE_OR_STDIN,
+    addFlag(command, "--role-names", options->roleNames, "Ask the service for the names of roles");
+    addOptional(command, "--role-names-from", options->roleNamesFile, value_name::FILE_OR_STDIN,
                 "Read the names of roles; - is standard input");
     addRequired(command, "--output", options->output, value_name::FILE_OR_STDIN,
                 "The file to write; - is standard output");
