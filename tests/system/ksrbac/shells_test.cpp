@@ -1,7 +1,10 @@
+#include <chrono>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include <keepsafe/platform/filelock/FileLock.h>
 
 #include "KsrbacTest.h"
 #include "PseudoTerminal.h"
@@ -115,6 +118,24 @@ TEST_P(InShell, FilesAreCompletedByTheShell)
     writeFile(root_.path("a file"), "");
     EXPECT_EQ(wordsAfter("token show " + root_.path("a\\ fi")),
               "<token><show><" + root_.path("a file") + ">");
+}
+
+class Completion : public KsrbacTest {};
+
+TEST_F(Completion, GivesUpAfterASecondWhateverItWaitsFor)
+{
+    // The operation cache is read under this lock.
+    const FileLock lock =
+        FileLockManager::instance().getLock(operationCache() + ".lck", FileLock::MissingFile::IsCreated);
+    const FileLockGuard writer(lock, FileLock::EXCLUSIVE, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL);
+    const auto begin = std::chrono::steady_clock::now();
+    const auto result = runProgram({KSRBAC_BINARY, "complete", "bash", "--",
+                                    "ksrbac --root " + root_.path() + " check --operation "});
+    const auto duration = std::chrono::steady_clock::now() - begin;
+    EXPECT_EQ(result.output + result.errors, "");
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_GE(duration, std::chrono::milliseconds(900));
+    EXPECT_LT(duration, std::chrono::seconds(20)); // without a bound it would wait without end
 }
 
 INSTANTIATE_TEST_SUITE_P(Shells, InShell, testing::ValuesIn(shells()),
