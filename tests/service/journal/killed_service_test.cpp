@@ -6,8 +6,8 @@
 #include <thread>
 #include <vector>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <jansson.h>
 
 #include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/rbac/api/Changes.h>
