@@ -5,6 +5,8 @@
 #include <memory>
 #include <new>
 
+#include <openssl/rand.h>
+
 #include "Receiver.h"
 #include "server_address.h"
 #include "verification.h"
@@ -149,6 +151,17 @@ void setReceiver(Options& options, Receiver& receiver)
         .set(CURLOPT_HEADERDATA, &receiver);
 }
 
+/// Without memory for a moment, for example, OpenSSL's generator of random numbers gets into a state of
+/// error. It leaves that when it is seeded, but libcurl does not ask for that: it refuses every new
+/// connection.
+void mendRandomNumbers() noexcept
+{
+    if (RAND_status() != 1) {
+        constexpr char anything[] = "a request";
+        RAND_seed(anything, sizeof anything);
+    }
+}
+
 } // namespace
 
 int transfer(Handle& handle, const Config& config, const Request& request, Response& response,
@@ -167,6 +180,7 @@ int transfer(Handle& handle, const Config& config, const Request& request, Respo
     setReceiver(options, receiver);
 
     CURLcode status = options.status();
+    mendRandomNumbers();
     if (status == CURLE_OK) {
         status =
             isAborted(request.aborted) != 0 ? CURLE_ABORTED_BY_CALLBACK : curl_easy_perform(handle.curl());

@@ -9,6 +9,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <openssl/evp.h>
+#include <openssl/rand.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -59,6 +61,13 @@ protected:
     HttpsServer server{serverSettings()};
     KSClientCURL client = clientOf(server);
 };
+
+TEST_F(Faults, OfTheGeneratorOfRandomNumbersEndWithTheNextRequest)
+{
+    ASSERT_EQ(EVP_RAND_uninstantiate(RAND_get0_primary(nullptr)), 1);
+    ASSERT_NE(RAND_status(), 1);
+    EXPECT_EQ(statusOfGet(), CURLE_OK);
+}
 
 class BrokenResponses : public Faults, public testing::WithParamInterface<Fault> {};
 
