@@ -8,6 +8,7 @@
 #include <list>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -168,11 +169,24 @@ private:
             const int on = 1;
             ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
             const std::lock_guard<std::mutex> guard(mutex_);
+            joinEnded();
             sessions_.emplace_back(socket, ++connections_);
             ServerSession& session = sessions_.back();
             open_.push_back(&session);
             threads_.emplace_back([this, &session] { serve(session); });
         }
+    }
+
+    /// Their stacks would fill the address space of a server of ten thousands of connections.
+    void joinEnded()
+    {
+        for (const std::thread::id id : ended_) {
+            const auto thread = std::find_if(threads_.begin(), threads_.end(),
+                                             [id](const std::thread& each) { return each.get_id() == id; });
+            thread->join();
+            threads_.erase(thread);
+        }
+        ended_.clear();
     }
 
     void serve(ServerSession& session)
@@ -190,6 +204,8 @@ private:
         }
         const std::lock_guard<std::mutex> guard(mutex_);
         open_.remove(&session);
+        session.release();
+        ended_.push_back(std::this_thread::get_id());
         changed_.notify_all();
     }
 
@@ -244,6 +260,7 @@ private:
     std::list<ServerSession> sessions_;
     std::list<ServerSession*> open_;
     std::list<std::thread> threads_;
+    std::vector<std::thread::id> ended_;
     std::thread acceptor_;
 };
 

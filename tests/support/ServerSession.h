@@ -26,6 +26,7 @@ class Bell {
 public:
     Bell();
     void ring();
+    void close() { event_.close(); }
 
     enum class Outcome { Ready, Rung, TimeOut };
     Outcome waitFor(int descriptor, std::chrono::milliseconds limit = std::chrono::milliseconds(-1));
@@ -44,6 +45,12 @@ public:
 
     /// From any thread: ends whatever its thread waits for.
     void end() { bell_.ring(); }
+    /// When it has been closed, and nobody ends it any more.
+    void release()
+    {
+        bell_.close();
+        ssl_.reset();
+    }
 
     /// Waits for something of the client's; false when there will be nothing.
     bool readable() { return bell_.waitFor(socket_.get()) == Bell::Outcome::Ready; }
