@@ -82,12 +82,23 @@ TEST_F(Service, KeepsRolesAndGivesThemOutAgain)
               std::string("role get 51: ") + REFUSED + "404: there is no role 51)");
 }
 
+TEST_F(Service, KnowsRolesByTheirNames)
+{
+    EXPECT_EQ(done({"role", "get", "Auditor", "--json"}),
+              "{\"id\":31,\"name\":\"Auditor\",\"description\":\"\",\"systemDefined\":false}\n");
+    EXPECT_EQ(done({"what-can", "--roles=Restore operator", "|KEEPSAFE|ASSETS|shares|public|"}),
+              done({"what-can", "--roles=17", "|KEEPSAFE|ASSETS|shares|public|"}));
+    EXPECT_EQ(done({"complete", "bash", "--", "ksrbac --root " + root_.path() + " role get Res"}),
+              "words\n'Restore operator'\n");
+}
+
 TEST_F(Service, AGrantChangesTheNextDecisionAndItsEndTheOneAfter)
 {
     EXPECT_EQ(decision(POOL), "deny");
     EXPECT_EQ(done({"access", "add", "|KEEPSAFE|STORAGE|", "--role=17", "--operations=" + EXPIRE,
                     "--propagation=CHILDREN", "--json"}),
-              "{\"id\":\"33\",\"object\":\"|KEEPSAFE|STORAGE|\",\"roleId\":17,\"propagation\":\"CHILDREN\","
+              "{\"id\":\"33\",\"object\":\"|KEEPSAFE|STORAGE|\",\"roleId\":17,\"roleName\":"
+              "\"Restore operator\",\"propagation\":\"CHILDREN\","
               "\"operations\":[\"" +
                   EXPIRE + "\"]}\n");
     EXPECT_EQ(decision(POOL), "allow");
