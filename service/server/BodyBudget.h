@@ -24,6 +24,7 @@ public:
         return false;
     }
     void giveBack(std::size_t bytes) noexcept { left_ += bytes; }
+    [[nodiscard]] std::size_t left() const noexcept { return left_; }
 
 private:
     std::atomic<std::size_t> left_;

@@ -13,11 +13,14 @@ namespace keepsafe_sandbox {
 namespace net = boost::asio;
 using boost::system::error_code;
 
-Connection::Connection(net::ip::tcp::socket socket, net::ssl::context& tls, const ServerLimits& limits,
+Connection::Connection(Socket socket, net::ssl::context* tls, const ServerLimits& limits,
                        RequestReader::BodyLimit mostBodyBytes, BodyBudget& bodies, ConnectionHost& host)
-    : stream_(std::move(socket), tls), deadline_(stream_.get_executor()), limits_(limits), host_(host),
+    : socket_(std::move(socket)), deadline_(socket_.get_executor()), limits_(limits), host_(host),
       reader_(std::move(mostBodyBytes), bodies)
 {
+    if (tls != nullptr) {
+        tls_.emplace(socket_, *tls);
+    }
 }
 
 void Connection::enter(Phase phase, std::chrono::milliseconds time)
@@ -40,28 +43,26 @@ void Connection::close()
         isClosed_ = true;
         error_code ignored;
         deadline_.cancel(ignored);
-        stream_.lowest_layer().close(ignored);
+        socket_.close(ignored);
         host_.leave(*this);
     }
 }
 
 void Connection::begin()
 {
+    if (!tls_) {
+        return welcome();
+    }
     enter(Phase::Handshake, limits_.handshake);
-    stream_.async_handshake(net::ssl::stream_base::server,
-                            [self = shared_from_this()](const error_code& error) {
-                                if (error) {
-                                    self->close();
-                                    return;
-                                }
-                                self->welcome();
-                            });
+    tls_->async_handshake(
+        net::ssl::stream_base::server,
+        [self = shared_from_this()](const error_code& error) { error ? self->close() : self->welcome(); });
 }
 
 void Connection::welcome()
 {
     try {
-        client_ = clientName(*stream_.native_handle());
+        client_ = tls_ ? clientName(*tls_->native_handle()) : "";
     } catch (const std::bad_alloc&) {
         return close();
     }
@@ -72,14 +73,16 @@ void Connection::welcome()
 
 void Connection::receive()
 {
-    stream_.async_read_some(net::buffer(received_),
-                            [self = shared_from_this()](const error_code& error, std::size_t size) {
-                                if (error) {
-                                    self->close();
-                                } else {
-                                    self->take({self->received_.data(), size});
-                                }
-                            });
+    withStream([this](auto& stream) {
+        stream.async_read_some(net::buffer(received_),
+                               [self = shared_from_this()](const error_code& error, std::size_t size) {
+                                   if (error) {
+                                       self->close();
+                                   } else {
+                                       self->take({self->received_.data(), size});
+                                   }
+                               });
+    });
 }
 
 void Connection::take(std::string_view bytes)
@@ -112,6 +115,7 @@ void Connection::goOn(RequestReader::State state)
         deadline_.expires_at(Clock::time_point::max()); // not just cancelled: see `enter`
         return host_.answer(shared_from_this(), takeRequest());
     case RequestReader::State::Refused:
+        host_.noteRefusal();
         return awaitSent(send(reader_.refusal(), true));
     }
 }
@@ -126,10 +130,12 @@ ServiceRequest Connection::takeRequest()
 void Connection::askForBody()
 {
     static constexpr char goOn[] = "HTTP/1.1 100 Continue\r\n\r\n";
-    net::async_write(stream_, net::buffer(goOn, sizeof goOn - 1),
-                     [self = shared_from_this()](const error_code& error, std::size_t /*size*/) {
-                         error ? self->close() : self->receive();
-                     });
+    withStream([this](auto& stream) {
+        net::async_write(stream, net::buffer(goOn, sizeof goOn - 1),
+                         [self = shared_from_this()](const error_code& error, std::size_t /*size*/) {
+                             error ? self->close() : self->receive();
+                         });
+    });
 }
 
 unsigned Connection::respond(const ServiceResponse& response)
@@ -141,11 +147,13 @@ unsigned Connection::send(const ServiceResponse& response, bool isLast)
 {
     const unsigned number = ++responses_;
     sending_ = responseText(response, reader_.wantsBody(), isLast);
-    net::async_write(stream_, net::buffer(sending_),
-                     [self = shared_from_this(), isLast, number](const error_code& error, std::size_t) {
-                         self->sent_ = number;
-                         error ? self->close() : self->continueAfter(isLast);
-                     });
+    withStream([this, isLast, number](auto& stream) {
+        net::async_write(stream, net::buffer(sending_),
+                         [self = shared_from_this(), isLast, number](const error_code& error, std::size_t) {
+                             self->sent_ = number;
+                             error ? self->close() : self->continueAfter(isLast);
+                         });
+    });
     return number;
 }
 
@@ -172,19 +180,20 @@ void Connection::continueAfter(bool isLast)
 void Connection::sayGoodbye()
 {
     enter(Phase::Closing, limits_.goodbye);
-    stream_.async_shutdown([self = shared_from_this()](const error_code& /*error*/) {
+    const auto endSending = [self = shared_from_this()](const error_code& /*error*/) {
         error_code ignored;
-        self->stream_.lowest_layer().shutdown(net::socket_base::shutdown_send, ignored);
+        self->socket_.shutdown(net::socket_base::shutdown_send, ignored);
         self->awaitGoodbye();
-    });
+    };
+    tls_ ? tls_->async_shutdown(endSending) : endSending({});
 }
 
 void Connection::awaitGoodbye()
 {
-    stream_.next_layer().async_read_some(net::buffer(received_),
-                                         [self = shared_from_this()](const error_code& error, std::size_t) {
-                                             error ? self->close() : self->awaitGoodbye();
-                                         });
+    socket_.async_read_some(net::buffer(received_),
+                            [self = shared_from_this()](const error_code& error, std::size_t) {
+                                error ? self->close() : self->awaitGoodbye();
+                            });
 }
 
 } // namespace keepsafe_sandbox

@@ -4,10 +4,11 @@
 #include <array>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
-#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/generic/stream_protocol.hpp>
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -28,6 +29,8 @@ public:
     virtual void welcome() = 0;
     /// Calls `respond` of the connection later, and then `awaitSent`.
     virtual void answer(const std::shared_ptr<Connection>& connection, ServiceRequest request) = 0;
+    /// A request is refused before it is one.
+    virtual void noteRefusal() = 0;
     /// Whether responses are the last ones of their connections.
     [[nodiscard]] virtual bool isEnding() const = 0;
     /// The connection is closed, whatever has ended it.
@@ -39,13 +42,14 @@ public:
 class Connection : public std::enable_shared_from_this<Connection> {
 public:
     using Clock = std::chrono::steady_clock;
+    using Socket = boost::asio::generic::stream_protocol::socket;
 
     enum class Phase { Handshake, Idle, Header, Body, Answering, Sending, Closing };
 
-    /// The host must outlive the connection's use, and the limits and the budget of bodies, too.
-    Connection(boost::asio::ip::tcp::socket socket, boost::asio::ssl::context& tls,
-               const ServerLimits& limits, RequestReader::BodyLimit mostBodyBytes, BodyBudget& bodies,
-               ConnectionHost& host);
+    /// With TLS, or without it when `tls` is null. The host must outlive the connection's use, and the limits
+    /// and the budget of bodies, too.
+    Connection(Socket socket, boost::asio::ssl::context* tls, const ServerLimits& limits,
+               RequestReader::BodyLimit mostBodyBytes, BodyBudget& bodies, ConnectionHost& host);
 
     void begin();
     /// While the phase is `Answering`: begins to send. Any thread. Returns the number of the response.
@@ -60,6 +64,13 @@ public:
     [[nodiscard]] Clock::time_point since() const noexcept { return since_; }
 
 private:
+    /// Calls it with what bytes are read from and written to.
+    template <typename Call>
+    void withStream(const Call& call)
+    {
+        tls_ ? call(*tls_) : call(socket_);
+    }
+
     void enter(Phase phase, std::chrono::milliseconds time);
     void welcome();
     void receive();
@@ -72,7 +83,8 @@ private:
     void sayGoodbye();
     void awaitGoodbye();
 
-    boost::asio::ssl::stream<boost::asio::ip::tcp::socket> stream_;
+    Socket socket_;
+    std::optional<boost::asio::ssl::stream<Socket&>> tls_; ///< over the socket
     boost::asio::steady_timer deadline_;
     const ServerLimits& limits_;
     ConnectionHost& host_;

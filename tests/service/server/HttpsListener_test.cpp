@@ -207,6 +207,56 @@ protected:
 
 const std::string GET = "GET /a%7Cb?c=%20 HTTP/1.1\r\nHost: x\r\n\r\n";
 
+TEST_F(Listener, MakesProgressUntilItsWorkersAreStuckAndOthersWait)
+{
+    ServerLimits limits;
+    limits.workers = 1;
+    restart(limits);
+    const auto hasMadeProgress = [this] {
+        for (int i = 0; i < 100; ++i) { // its thread has to come round
+            if (listener_->hasMadeProgress()) {
+                return true;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return false;
+    };
+    EXPECT_TRUE(hasMadeProgress());
+    TlsConnection slow = connect();
+    slow.send("GET /slow HTTP/1.1\r\nHost: x\r\n\r\n");
+    slowBegan_.get_future().wait();
+    EXPECT_TRUE(hasMadeProgress()) << "a slow answer holds up nobody";
+    TlsConnection waiting = connect();
+    waiting.send("GET /x HTTP/1.1\r\nHost: x\r\n\r\n");
+    while (hasMadeProgress()) {
+    }
+    slowMayEnd_.set_value();
+    EXPECT_THAT(waiting.response(), HasSubstr("0123456789"));
+    EXPECT_TRUE(hasMadeProgress());
+}
+
+TEST_F(Listener, CountsItsConnectionsAndWhatItRefuses)
+{
+    {
+        TlsConnection client = connect();
+        client.send("GET /x HTTP/1.1\r\nHost: x\r\n\r\n");
+        static_cast<void>(client.response());
+        client.send("nonsense\r\n\r\n");
+        static_cast<void>(client.response());
+        EXPECT_EQ(listener_->counts().accepted, 1U);
+        EXPECT_EQ(listener_->counts().refused, 1U);
+    }
+    const auto& counts = listener_->counts();
+    const Descriptor stranger = connectWithoutTls();
+    ASSERT_EQ(::shutdown(stranger.get(), SHUT_RDWR), 0);
+    while (counts.ended != 2) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(counts.accepted, 2U);
+    EXPECT_EQ(counts.strangers, 1U);
+    EXPECT_EQ(listener_->bodyBytes(), 0U);
+}
+
 TEST_F(Listener, HandsOverTheTargetAsItCame)
 {
     EXPECT_THAT(responseTo(GET), StartsWith("HTTP/1.1 200 OK\r\n"));
