@@ -1,4 +1,5 @@
-#include "commands/commands.h"
+#include "commandline/parse_arguments.h"
+#include "commands/command_line.h"
 #include "daemon/run_program.h"
 
 namespace {
@@ -7,27 +8,8 @@ using namespace keepsafe_sandbox;
 
 int run(int argc, char** argv)
 {
-    CLI::App program("A stand-in for the components around the library, for development and tests",
-                     "ksrbac-sandbox");
-    program.set_version_flag("--version", "ksrbac-sandbox (keepsafe-rbac) " KEEPSAFE_VERSION,
-                             "Show the version and exit");
-    program.require_subcommand(1);
-    program.footer("Example:\n"
-                   "  ksrbac-sandbox init --root /tmp/ks\n"
-                   "  ksrbac-sandbox compile examples/policies/company.json --root /tmp/ks --id company\n"
-                   "Exit status: 0 done, 1 the system refused a step, 2 usage or unusable input.");
-    addCompileCommand(program);
-    addGenerateCommand(program);
-    addInitCommand(program);
-    addServeCommand(program);
-    addTokenCommand(program);
-    addCriteriaCommand(program);
-    addImportCommand(program);
-    try {
-        program.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return program.exit(error) == 0 ? EXIT_DONE : EXIT_BAD_INPUT;
-    }
+    const std::unique_ptr<CLI::App> program = sandboxCommandLine(KEEPSAFE_VERSION);
+    static_cast<void>(parseArguments(*program, argc, argv));
     return EXIT_DONE;
 }
 

@@ -49,9 +49,10 @@ void addCompileCommand(CLI::App& program)
 {
     const auto options = std::make_shared<CompileOptions>();
     CLI::App* command = program.add_subcommand("compile", "Compile a policy document into an access cache");
-    command->add_option("policy", options->policy, "The policy document")
+    command
+        ->add_option("policy", options->policy, "The policy document, a file or a pipe; - is standard input")
         ->required()
-        ->type_name("POLICY.json");
+        ->type_name("POLICY|-");
     options->publish.addTo(*command);
     command->add_option("--covers", options->covers, "The namespace that the cache covers")
         ->type_name("NS")

@@ -26,7 +26,7 @@ void add(const AddOptions& options)
     criteria.objectType = options.objectType;
     // More than the limit, so that the store can say by how much it is exceeded.
     criteria.json = readTrimmedInput(options.jsonFile, 2 * CriteriaStore::MOST_DOCUMENT_BYTES);
-    Database database(loadDatabaseSettings(RootLayout(options.root)));
+    Database database(loadDatabaseSettings(existingRoot(options.root)));
     CriteriaStore(database).add(criteria);
     std::cout << "added criteria of " << criteria.json.size() << " bytes to the collection "
               << criteria.collectionKey << " for " << quoted(criteria.objectType) << '\n';
@@ -34,7 +34,7 @@ void add(const AddOptions& options)
 
 void list(const std::string& root)
 {
-    Database database(loadDatabaseSettings(RootLayout(root)));
+    Database database(loadDatabaseSettings(existingRoot(root)));
     CriteriaStore(database).forEach(
         [](const std::string& id, const std::string& key, const std::string& type, const std::string& json) {
             std::cout << "criteria " << id << ", collection " << key << ", " << quoted(type) << ": "

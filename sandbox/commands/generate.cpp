@@ -31,10 +31,11 @@ void generate(const GenerateOptions& options)
     std::uint64_t generation = 0;
     {
         ProgressBar progress;
-        progress.begin("generating");
-        const CacheImage image =
-            cache.build([&progress](std::uint64_t done, std::uint64_t total) { progress.show(done, total); });
-        progress.begin("writing");
+        progress.show("generating");
+        const CacheImage image = cache.build([&progress](std::uint64_t done, std::uint64_t total) {
+            progress.show("generating", done, total);
+        });
+        progress.show("writing");
         PosixFileSystem fileSystem;
         generation = publishCache(fileSystem, location, GeneratedCache::rootNamespace(), image,
                                   GeneratedCache::operations(), options.publish.renumber());

@@ -1,10 +1,12 @@
 #include <iostream>
 #include <memory>
+#include <optional>
 
 #include "accesscontrol/AccessControl.h"
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "commands/published_line.h"
+#include "console/ProgressBar.h"
 #include "daemon/ServiceLock.h"
 #include "files/PosixFileSystem.h"
 #include "policy/import_policy.h"
@@ -24,16 +26,22 @@ struct ImportOptions {
 
 void importFrom(const ImportOptions& options)
 {
-    const RootLayout layout(options.root);
+    const RootLayout layout = existingRoot(options.root);
     const Tessara::Dal::DbConnectionSettings settings = loadDatabaseSettings(layout);
+    std::optional<ProgressBar> bar(std::in_place);
+    bar->show("reading the policy");
     const Policy policy = readPolicyFile(options.policy, Tessara::Keepsafe::Rbac::ObjectNamespace());
     const CacheLocation location(options.root, SERVICE_CACHE_ID);
     const ServiceLock lock(location, "an import");
     Database database(settings);
     PosixFileSystem fileSystem;
-    const std::uint64_t generation = importPolicy(database, fileSystem, location, policy,
-                                                  options.replace ? Replace::Allow : Replace::Refuse,
-                                                  options.renumber ? Renumber::Allow : Renumber::Refuse);
+    const std::uint64_t generation = importPolicy(
+        database, fileSystem, location, policy, options.replace ? Replace::Allow : Replace::Refuse,
+        options.renumber ? Renumber::Allow : Renumber::Refuse,
+        [&bar](const std::string& work, std::uint64_t done, std::uint64_t total) {
+            bar->show(work, done, total);
+        });
+    bar.reset();
     std::cout << publishedLine(location, generation, policy) << '\n';
 }
 
@@ -44,9 +52,10 @@ void addImportCommand(CLI::App& program)
     const auto options = std::make_shared<ImportOptions>();
     CLI::App* command = program.add_subcommand(
         "import", "Load a policy document into the access-control service, and publish it");
-    command->add_option("policy", options->policy, "The policy document")
+    command
+        ->add_option("policy", options->policy, "The policy document, a file or a pipe; - is standard input")
         ->required()
-        ->type_name("POLICY.json");
+        ->type_name("POLICY|-");
     command->add_option("--root", options->root, "Installation root")->required()->type_name("DIR");
     command->add_flag(
         "--replace", options->replace,

@@ -1,5 +1,7 @@
 #include "commands/options.h"
 
+#include "root/RootLayout.h"
+
 namespace keepsafe_sandbox {
 
 void addRenumberFlag(CLI::App& command, bool& renumber)
@@ -16,6 +18,12 @@ void PublishOptions::addTo(CLI::App& command)
         ->required()
         ->type_name("ID");
     addRenumberFlag(command, renumber_);
+}
+
+CacheLocation PublishOptions::location() const
+{
+    static_cast<void>(existingRoot(root_));
+    return {root_, cacheId_};
 }
 
 } // namespace keepsafe_sandbox

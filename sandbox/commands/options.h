@@ -18,7 +18,8 @@ class PublishOptions {
 public:
     void addTo(CLI::App& command);
 
-    [[nodiscard]] CacheLocation location() const { return {root_, cacheId_}; }
+    /// Throws `InputError` when the root is not there.
+    [[nodiscard]] CacheLocation location() const;
     [[nodiscard]] Renumber renumber() const noexcept
     {
         return renumber_ ? Renumber::Allow : Renumber::Refuse;

@@ -21,7 +21,7 @@ struct ServeOptions {
 
 void serveRoot(const ServeOptions& options)
 {
-    const RootLayout layout(options.root);
+    const RootLayout layout = existingRoot(options.root);
     const Platform::Config configuration = loadConfiguration(layout);
     ServiceSettings settings;
     settings.root = layout.root() + "/";

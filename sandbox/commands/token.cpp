@@ -1,6 +1,5 @@
 #include <iostream>
 #include <memory>
-#include <stdexcept>
 
 #include "commands/commands.h"
 #include "database/Database.h"
@@ -29,17 +28,9 @@ struct RevokeOptions {
     std::string tokenFile;
 };
 
-/// A stored token is useless if it cannot be printed.
-void requireWritten()
-{
-    if (!std::cout.flush()) {
-        throw std::runtime_error("cannot write standard output");
-    }
-}
-
 void issue(const IssueOptions& options)
 {
-    const RootLayout layout(options.root);
+    const RootLayout layout = existingRoot(options.root);
     TokenRequest request;
     request.subject = options.subject;
     request.roles = parseRoles(options.roles);
@@ -49,26 +40,24 @@ void issue(const IssueOptions& options)
     Database database(loadDatabaseSettings(layout));
     TokenStore store(database);
     std::cout << issueToken(signer, store, request) << '\n';
-    requireWritten();
 }
 
 void revoke(const RevokeOptions& options)
 {
+    const RootLayout layout = existingRoot(options.root);
     const std::string token = readTrimmedInput(options.tokenFile, MOST_SESSION_TOKEN_BYTES);
     const std::string sessionId = sessionIdOf(token);
-    Database database(loadDatabaseSettings(RootLayout(options.root)));
+    Database database(loadDatabaseSettings(layout));
     const bool wasStored = TokenStore(database).remove(sessionId);
     std::cout << (wasStored ? "revoked " : "nothing was stored for ") << quoted(sessionId) << '\n';
-    requireWritten();
 }
 
 void list(const std::string& root)
 {
-    Database database(loadDatabaseSettings(RootLayout(root)));
+    Database database(loadDatabaseSettings(existingRoot(root)));
     TokenStore(database).forEach([](const std::string& sessionId, const std::string& token) {
         std::cout << describeStored(sessionId, token) << '\n';
     });
-    requireWritten();
 }
 
 void addIssue(CLI::App& parent)

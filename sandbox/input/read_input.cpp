@@ -12,9 +12,11 @@ namespace keepsafe_sandbox {
 
 namespace Process = Tessara::Keepsafe::Process;
 
+std::string inputName(const std::string& path) { return path == "-" ? "<stdin>" : path; }
+
 std::string readInput(const std::string& path, std::size_t mostBytes)
 {
-    const std::string name = path == "-" ? "<stdin>" : path;
+    const std::string name = inputName(path);
     const Process::Descriptor file(path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
                                                : ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
     std::string content;

@@ -134,8 +134,15 @@ void requireEmpty(const Content& kept)
 } // namespace
 
 std::uint64_t importPolicy(Database& database, FileSystem& fileSystem, const CacheLocation& location,
-                           const Policy& policy, Replace replace, Renumber renumber)
+                           const Policy& policy, Replace replace, Renumber renumber,
+                           const WorkProgress& progress)
 {
+    const auto tell = [&progress](const char* work) {
+        if (progress) {
+            progress(work, 0, 0);
+        }
+    };
+    tell("reading the database");
     Store store(database);
     const Content kept = store.load();
     if (replace == Replace::Refuse) {
@@ -146,7 +153,8 @@ std::uint64_t importPolicy(Database& database, FileSystem& fileSystem, const Cac
     // Refuses bits that contradict the published ones while nothing is stored yet.
     static_cast<void>(
         OperationCacheUpdate(fileSystem, location.operationCache(), policy.operations, renumber));
-    store.replace(kept, content, localAuthor());
+    store.replace(kept, content, localAuthor(), progress);
+    tell("publishing the access cache");
     return publishCache(fileSystem, location, Rbac::ObjectNamespace(), image, policy.operations, renumber);
 }
 

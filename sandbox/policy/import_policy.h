@@ -5,6 +5,7 @@
 
 #include "cachewriter/CacheLocation.h"
 #include "cachewriter/OperationCacheUpdate.h"
+#include "console/Progress.h"
 #include "database/Database.h"
 #include "files/FileSystem.h"
 #include "policy/Policy.h"
@@ -22,7 +23,8 @@ enum class Replace { Refuse, Allow };
 /// already that must not be replaced, and when bits of operations conflict with the published ones;
 /// `DatabaseError`; and what `publishCache` throws, when the policy is stored but not published.
 std::uint64_t importPolicy(Database& database, FileSystem& fileSystem, const CacheLocation& location,
-                           const Policy& policy, Replace replace, Renumber renumber);
+                           const Policy& policy, Replace replace, Renumber renumber,
+                           const WorkProgress& progress = {});
 
 } // namespace keepsafe_sandbox
 

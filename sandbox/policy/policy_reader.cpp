@@ -2,14 +2,12 @@
 
 #include <limits>
 #include <map>
-#include <optional>
 #include <set>
 
 #include <boost/lexical_cast.hpp>
 
 #include "errors/InputError.h"
-#include "files/FileError.h"
-#include "files/FileSystem.h"
+#include "input/read_input.h"
 #include "load.h"
 #include "json/Element.h"
 #include "json/json_text.h"
@@ -142,20 +140,6 @@ private:
     std::map<ObjectNamespace, std::size_t> objectIndex_;
 };
 
-std::string readDocument(const std::string& path)
-{
-    std::optional<std::string> document;
-    try {
-        document = readWhole(path);
-    } catch (const FileError& error) {
-        throw InputError(error.what());
-    }
-    if (!document) {
-        throw InputError("cannot open " + path + ": No such file or directory");
-    }
-    return *document;
-}
-
 } // namespace
 
 Policy readPolicy(const std::string& document, const ObjectNamespace& covers)
@@ -172,11 +156,11 @@ Policy readPolicy(const std::string& document, const ObjectNamespace& covers)
 
 Policy readPolicyFile(const std::string& path, const ObjectNamespace& covers)
 {
-    const std::string document = readDocument(path);
+    const std::string document = readInput(path, MOST_POLICY_BYTES);
     try {
         return readPolicy(document, covers);
     } catch (const InputError& error) {
-        throw InputError(path + ": " + error.what());
+        throw InputError(inputName(path) + ": " + error.what());
     }
 }
 

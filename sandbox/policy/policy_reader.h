@@ -1,6 +1,7 @@
 #ifndef KEEPSAFE_SANDBOX_POLICY_POLICY_READER_H
 #define KEEPSAFE_SANDBOX_POLICY_POLICY_READER_H
 
+#include <cstddef>
 #include <string>
 
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
@@ -16,7 +17,11 @@ namespace keepsafe_sandbox {
 /// document, such as "accessDefinitions[3].operations[0]: ...".
 Policy readPolicy(const std::string& document, const Tessara::Keepsafe::Rbac::ObjectNamespace& covers);
 
-/// The same from a file; messages begin with its path. A file that cannot be read is an `InputError` too.
+/// The longest document that is read. Parsing takes many times as much memory.
+constexpr std::size_t MOST_POLICY_BYTES = std::size_t(256) * 1024 * 1024;
+
+/// The same from a file or a pipe, or from standard input for "-"; messages begin with its name. What cannot
+/// be read is an `InputError` too.
 Policy readPolicyFile(const std::string& path, const Tessara::Keepsafe::Rbac::ObjectNamespace& covers);
 
 } // namespace keepsafe_sandbox

@@ -39,6 +39,10 @@ private:
     std::string root_;
 };
 
+/// A root that must be there, for commands that make none: a misspelt path must not become one. Throws
+/// `InputError` when it is not a folder.
+[[nodiscard]] RootLayout existingRoot(const std::string& root);
+
 } // namespace keepsafe_sandbox
 
 #endif

@@ -49,8 +49,8 @@ class AccessControl::State {
 public:
     State(Database& database, FileSystem& fileSystem, const CacheLocation& location,
           const Publishing& publishing)
-        : database_(database), store_(database), publishing_(publishing), model_(store_.load()),
-          cache_(fileSystem, location, ObjectNamespace()),
+        : database_(database), store_(database), publishing_(publishing), tell_(publishing.start),
+          model_(loaded()), cache_(fileSystem, location, ObjectNamespace()),
           retry_([this] { return publishAgain(); }, publishing.pauses)
     {
         noteReadyObjects(model_, outdated_);
@@ -58,6 +58,7 @@ public:
         const std::lock_guard<std::mutex> lock(writerMutex_);
         const Settlement settlement(*this);
         const std::optional<Failure> failure = tryToPublish(publishing_.lock.longest, log);
+        tell_ = {};
         if (failure && failure->needsRemedy) {
             throw PublishError(failure->reason);
         }
@@ -115,6 +116,7 @@ private:
             if (!state_.isPublished_) {
                 state_.beginRetry();
             }
+            state_.noteFigures();
         }
         Settlement(const Settlement&) = delete;
         Settlement& operator=(const Settlement&) = delete;
@@ -122,6 +124,45 @@ private:
     private:
         State& state_;
     };
+
+    void tell(const char* work, std::size_t done, std::size_t total) const
+    {
+        if (tell_) {
+            tell_(work, done, total);
+        }
+    }
+
+    Content loaded()
+    {
+        tell("reading the database", 0, 0);
+        return store_.load();
+    }
+
+    void noteFigures() noexcept
+    {
+        ControlFigures* const figures = publishing_.figures;
+        if (figures == nullptr) {
+            return;
+        }
+        figures->roles = model_.roles().size();
+        figures->operations = model_.operations().size();
+        figures->objects = model_.objects().size();
+        figures->definitions = model_.definitionCount();
+        try {
+            isPublished_ ? figures->setCurrent()
+                         : figures->setOutdated(isUncertain_ ? "it is not known what the database holds"
+                                                             : outage_.reason());
+        } catch (const std::exception&) {
+            // No memory for the text: the next attempt has it.
+        }
+    }
+
+    void notePublishing(bool hasSucceeded) noexcept
+    {
+        if (publishing_.figures != nullptr) {
+            ++(hasSucceeded ? publishing_.figures->publications : publishing_.figures->failures);
+        }
+    }
 
     void beginRetry() noexcept
     {
@@ -217,6 +258,7 @@ private:
         } catch (const std::exception& error) {
             failure = {error.what(), false};
         }
+        notePublishing(!failure);
         if (failure) {
             fail(failure->reason, log);
         } else {
@@ -228,7 +270,13 @@ private:
 
     void writeCache(std::chrono::milliseconds longestWait)
     {
+        constexpr std::size_t betweenSigns = 1000;
+        const std::size_t total = outdated_.size();
+        tell("publishing the access cache", 0, total);
         for (auto name = outdated_.begin(); name != outdated_.end(); name = outdated_.erase(name)) {
+            if (outdated_.size() % betweenSigns == 0) {
+                tell("publishing the access cache", total - outdated_.size(), total);
+            }
             const Model::Object* const object = model_.object(*name);
             if (object != nullptr && object->kept.state == READY) {
                 cache_.put(model_.cacheObject(*object));
@@ -242,6 +290,7 @@ private:
     Database& database_;
     Store store_;
     const Publishing publishing_;
+    WorkProgress tell_; ///< during the start alone
     mutable std::shared_mutex modelMutex_;
     Model model_;
     std::mutex writerMutex_;

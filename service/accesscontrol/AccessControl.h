@@ -6,12 +6,14 @@
 #include <string>
 #include <vector>
 
+#include "accesscontrol/ControlFigures.h"
 #include "accesscontrol/Refusal.h"
 #include "accesscontrol/Retry.h"
 #include "accesscontrol/records.h"
 #include "cachewriter/CacheLocation.h"
 #include "cachewriter/ExclusiveLock.h"
 #include "cachewriter/PublishError.h"
+#include "console/Progress.h"
 #include "database/Database.h"
 #include "files/FileSystem.h"
 #include "journal/Author.h"
@@ -29,10 +31,13 @@ public:
     using PublishError::PublishError;
 };
 
-/// How publishing waits for the cache's lock, and how it is repeated.
+/// How publishing waits for the cache's lock, and how it is repeated; who is told how the start goes on, and
+/// what counts.
 struct Publishing {
     LockPatience lock{std::chrono::milliseconds(2000), nullptr};
     RetryPauses pauses;
+    WorkProgress start = {};           ///< nobody when empty
+    ControlFigures* figures = nullptr; ///< kept up to date unless it is null; outlives the access control
 };
 
 /// The access-control service's data and rules: roles, operations, managed objects with their states, and

@@ -53,6 +53,8 @@ public:
     [[nodiscard]] const Object* object(const std::string& name) const;
     [[nodiscard]] const KeptDefinition* definition(std::int32_t id) const;
 
+    [[nodiscard]] std::size_t definitionCount() const noexcept { return definitions_.size(); }
+
     [[nodiscard]] NextIds next() const noexcept { return next_; }
     [[nodiscard]] std::int32_t nextNumber() const noexcept { return nextNumber_; }
 

@@ -18,6 +18,7 @@ public:
     /// One has succeeded. The same.
     [[nodiscard]] std::string succeeded();
 
+    [[nodiscard]] const std::string& reason() const noexcept { return reason_; }
     /// Since when, and why: "since 2026-01-31T23:59:59Z the access cache cannot be published: no space".
     [[nodiscard]] std::string text() const;
 

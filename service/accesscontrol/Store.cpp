@@ -1,6 +1,7 @@
 #include "accesscontrol/Store.h"
 
 #include <algorithm>
+#include <type_traits>
 #include <unordered_set>
 #include <utility>
 
@@ -303,15 +304,35 @@ void Store::apply(const Model& model, const Changes& changes, Occasion occasion,
     writer.commit();
 }
 
-void Store::replace(const Content& kept, const Content& content, const Author& author)
+void Store::replace(const Content& kept, const Content& content, const Author& author,
+                    const WorkProgress& tell)
 {
+    const std::size_t total = content.objects.size() + content.definitions.size();
+    std::size_t done = 0;
     ContentWriter writer(database_, author);
+    const auto putAll = [&](const auto& rows) {
+        constexpr std::size_t atOnce = 1000;
+        using Rows = std::decay_t<decltype(rows)>;
+        for (auto from = rows.begin(); from != rows.end();) {
+            const auto left = static_cast<std::size_t>(rows.end() - from);
+            const auto to = from + static_cast<std::ptrdiff_t>(std::min(left, atOnce));
+            writer.put(Rows(from, to));
+            done += static_cast<std::size_t>(to - from);
+            from = to;
+            if (tell) {
+                tell("storing the policy", done, total);
+            }
+        }
+    };
     writer.clear();
     writer.put(content.roles);
     writer.put(content.operations);
-    writer.put(content.objects);
-    writer.put(content.definitions);
+    putAll(content.objects);
+    putAll(content.definitions);
     writer.put(content.next);
+    if (tell) {
+        tell("writing the journal", 0, 0);
+    }
     forEachEntry(kept, content, writer.record());
     writer.commit();
 }

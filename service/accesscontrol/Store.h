@@ -5,6 +5,7 @@
 
 #include "accesscontrol/Content.h"
 #include "accesscontrol/change_entries.h"
+#include "console/Progress.h"
 #include "database/Database.h"
 #include "journal/Author.h"
 
@@ -31,8 +32,9 @@ public:
     /// unknown. `model` is that before the changes.
     void apply(const Model& model, const Changes& changes, Occasion occasion, const Author& author);
 
-    /// Replaces everything that is kept, likewise.
-    void replace(const Content& kept, const Content& content, const Author& author);
+    /// Replaces everything that is kept, likewise. `tell`, if any, is told how it goes on.
+    void replace(const Content& kept, const Content& content, const Author& author,
+                 const WorkProgress& tell = {});
 
 private:
     Database& database_;

@@ -18,10 +18,45 @@ constexpr int NOTABLE = 8;
 /// After each of these it is looked whether the program is to end.
 constexpr milliseconds PART_OF_A_WAIT{500};
 
+/// What takes less time is not counted as a wait: a lock that is free takes much less.
+constexpr milliseconds SHORTEST_WAIT{5};
+
+/// Counts a wait when it is over, however it ends.
+class CountedWait {
+public:
+    CountedWait() = default;
+    ~CountedWait()
+    {
+        const auto time = std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - begin_);
+        if (time < SHORTEST_WAIT) {
+            return;
+        }
+        ++lockWaits().count;
+        lockWaits().nanoseconds += static_cast<std::uint64_t>(time.count());
+    }
+    CountedWait(const CountedWait&) = delete;
+    CountedWait& operator=(const CountedWait&) = delete;
+
+private:
+    const Clock::time_point begin_ = Clock::now();
+};
+
 } // namespace
+
+LockWaits& lockWaits() noexcept
+{
+    static LockWaits waits;
+    return waits;
+}
 
 ExclusiveLock::ExclusiveLock(const std::string& path, const LockPatience& patience)
     : lock_(FileLockManager::instance().getLock(path))
+{
+    const CountedWait counted;
+    acquire(path, patience);
+}
+
+void ExclusiveLock::acquire(const std::string& path, const LockPatience& patience)
 {
     const std::string since = utcTime(std::chrono::system_clock::now());
     const Clock::time_point end = Clock::now() + patience.longest;

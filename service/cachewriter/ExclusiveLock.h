@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -11,6 +12,13 @@
 #include "cachewriter/PublishError.h"
 
 namespace keepsafe_sandbox {
+
+/// How often, and for how long, this process's writers have waited for locks that others held.
+struct LockWaits {
+    std::atomic<std::uint64_t> count{0};
+    std::atomic<std::uint64_t> nanoseconds{0};
+};
+[[nodiscard]] LockWaits& lockWaits() noexcept;
 
 /// How long a writer waits for a lock that others hold.
 struct LockPatience {
@@ -34,6 +42,7 @@ public:
     ExclusiveLock(const std::string& path, const LockPatience& patience);
 
 private:
+    void acquire(const std::string& path, const LockPatience& patience);
     bool take(std::chrono::milliseconds longest);
 
     const FileLock lock_;

@@ -17,11 +17,15 @@
 #include <unistd.h>
 
 #include "accesscontrol/AccessControl.h"
+#include "console/ProgressBar.h"
 #include "daemon/ServiceLock.h"
+#include "daemon/Watchdog.h"
 #include "daemon/run_program.h"
 #include "daemon/service_manager.h"
 #include "database/schema.h"
 #include "files/PosixFileSystem.h"
+#include "monitor/DatabaseWatch.h"
+#include "monitor/Monitor.h"
 #include "resources/Router.h"
 
 namespace keepsafe_sandbox {
@@ -89,21 +93,6 @@ private:
     std::function<void()> stop_;
 };
 
-/// While it lives the listener stops when the service is to end.
-class StopsListener {
-public:
-    StopsListener(End& end, HttpsListener& listener) : end_(end)
-    {
-        end_.setStop([&listener] { listener.stop(); });
-    }
-    ~StopsListener() { end_.setStop({}); }
-    StopsListener(const StopsListener&) = delete;
-    StopsListener& operator=(const StopsListener&) = delete;
-
-private:
-    End& end_;
-};
-
 /// Ends the process without waiting for what is going on, as a kill does. Standard error may be a pipe that
 /// nobody reads: then nothing is said.
 [[noreturn]] void endUnfinished()
@@ -117,29 +106,119 @@ private:
     std::_Exit(EXIT_REFUSED);
 }
 
+/// What answers the requests, once it is there, and counts them.
+class Answers {
+public:
+    [[nodiscard]] RequestAnswerer answerer()
+    {
+        return {[this](const ServiceRequest& request) { return answer(request); }, Router::mostBodyBytes};
+    }
+
+    void begin(AccessControl& accessControl) { router_.emplace(accessControl); }
+
+    [[nodiscard]] const RequestFigures& figures() const noexcept { return figures_; }
+
+private:
+    ServiceResponse answer(const ServiceRequest& request)
+    {
+        const auto begin = std::chrono::steady_clock::now();
+        ServiceResponse response = router_->answer(request);
+        figures_.count(router_->resourceOf(request.target), request.method, response.status,
+                       std::chrono::steady_clock::now() - begin);
+        return response;
+    }
+
+    std::optional<Router> router_;
+    RequestFigures figures_;
+};
+
+/// What monitoring sees of the service, from the start on; nothing without an address for it.
+class Monitoring {
+public:
+    Monitoring(const ServiceSettings& settings, const HttpServer& server, const RequestFigures& requests)
+    {
+        if (settings.monitor) {
+            monitor_.emplace(*settings.monitor,
+                             ServiceFigures{server, control_, requests, health_,
+                                            std::chrono::system_clock::now(), settings.version});
+        }
+    }
+
+    [[nodiscard]] ControlFigures& control() noexcept { return control_; }
+
+    /// Clients are answered.
+    void begin(const ServiceSettings& settings)
+    {
+        health_.enter(ServiceHealth::Phase::Serving);
+        if (monitor_) {
+            watch_.emplace(settings.database, health_);
+        }
+    }
+    void end() noexcept { health_.enter(ServiceHealth::Phase::Ending); }
+
+private:
+    ControlFigures control_;
+    ServiceHealth health_{control_};
+    std::optional<Monitor> monitor_;
+    std::optional<DatabaseWatch> watch_;
+};
+
+/// While it lives the listener stops when the service is to end.
+class StopsListener {
+public:
+    StopsListener(End& end, HttpsListener& listener, Monitoring& monitoring) : end_(end)
+    {
+        end_.setStop([&] {
+            monitoring.end();
+            listener.stop();
+        });
+    }
+    ~StopsListener() { end_.setStop({}); }
+    StopsListener(const StopsListener&) = delete;
+    StopsListener& operator=(const StopsListener&) = delete;
+
+private:
+    End& end_;
+};
+
 void run(const ServiceSettings& settings, const CacheLocation& location, End& end)
 {
-    std::optional<Router> router;
-    HttpsListener listener(settings.address, settings.tls,
-                           {[&router](const ServiceRequest& request) { return router->answer(request); },
-                            Router::mostBodyBytes});
+    Answers answers;
+    HttpsListener listener(settings.address, settings.tls, answers.answerer());
+    Monitoring monitoring(settings, listener, answers.figures());
 
     Database database(settings.database);
     ensureSchema(database,
                  settings.database.onConnect.empty() ? SchemaOrigin::Create : SchemaOrigin::Attached);
     PosixFileSystem fileSystem;
-    AccessControl accessControl(database, fileSystem, location,
-                                {{settings.longestLockWait, &end.isAsked()}, {}});
+    std::optional<ProgressBar> bar(std::in_place);
+    std::string told;
+    const auto tell = [&](const std::string& work, std::uint64_t done, std::uint64_t total) {
+        bar->show(work, done, total);
+        if (work != told) {
+            told = work;
+            mentionToServiceManager("STATUS=" + work);
+        }
+    };
+    AccessControl accessControl(
+        database, fileSystem, location,
+        {{settings.longestLockWait, &end.isAsked()}, {}, tell, &monitoring.control()});
+    bar.reset();
     if (end.isAsked()) {
         return;
     }
-    router.emplace(accessControl);
+    answers.begin(accessControl);
 
-    if (!(std::cout << "listening on https://" << settings.address.text() << std::endl)) {
-        throw std::runtime_error("cannot write standard output");
-    }
+    std::cout << "listening on https://" << settings.address.text() << '\n';
+    flushOutput();
+    monitoring.begin(settings);
     tellServiceManager("READY=1");
-    const StopsListener stopsListener(end, listener);
+    mentionToServiceManager("STATUS=listening on https://" + settings.address.text());
+    std::optional<Watchdog> watchdog;
+    if (const auto period = watchdogPeriod()) {
+        watchdog.emplace(*period, [&listener] { return listener.hasMadeProgress(); });
+    }
+    const StopsListener stopsListener(end, listener, monitoring);
     if (!listener.run()) {
         endUnfinished();
     }
@@ -162,6 +241,7 @@ void serve(const ServiceSettings& settings)
         }
     });
     signals.wait();
+    mentionToServiceManager("STOPPING=1");
     end.ask();
     if (running.wait_for(TIME_TO_END) != std::future_status::ready) {
         endUnfinished();

@@ -2,10 +2,12 @@
 #define KEEPSAFE_SANDBOX_DAEMON_SERVE_H
 
 #include <chrono>
+#include <optional>
 #include <string>
 
 #include <keepsafe/platform/dal/Dal.h>
 
+#include "monitor/MonitorAddress.h"
 #include "server/HttpsListener.h"
 #include "server/ListenAddress.h"
 
@@ -18,6 +20,8 @@ struct ServiceSettings {
     Tessara::Dal::DbConnectionSettings database;
     /// For which a change waits for a lock that others hold, before it is answered that it is not published.
     std::chrono::milliseconds longestLockWait{2000};
+    std::optional<MonitorAddress> monitor = {}; ///< where health and metrics are answered; nowhere without it
+    std::string version = {};                   ///< for monitoring
 };
 
 /// Runs the access-control service until SIGTERM or SIGINT. When clients are answered, it prints "listening

@@ -14,13 +14,15 @@ struct ServiceRequest {
     std::string contentType;
     std::string body;
     std::string client = {}; ///< the subject of its certificate: see client_name.h
+    std::string accept = {}; ///< the media types that the client takes
 };
 
 struct ServiceResponse {
     int status = 500;
-    std::string body;             ///< JSON; empty for 204
+    std::string body;             ///< empty for 204
     std::string allowedMethods;   ///< with 405: what the resource knows, as the header Allow has it
     bool isCacheOutdated = false; ///< the access cache is not yet what the store says
+    std::string contentType = "application/json"; ///< of the body
 };
 
 } // namespace keepsafe_sandbox

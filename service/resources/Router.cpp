@@ -1,5 +1,6 @@
 #include "resources/Router.h"
 
+#include <algorithm>
 #include <exception>
 #include <iterator>
 #include <optional>
@@ -82,6 +83,23 @@ Router::Router(AccessControl& accessControl) : accessControl_(accessControl)
 std::size_t Router::mostBodyBytes(const std::string& target)
 {
     return target.find("/access-control/bulk-") == std::string::npos ? MOST_BODY_BYTES : MOST_BULK_BODY_BYTES;
+}
+
+std::string Router::resourceOf(const std::string& target) const
+{
+    std::string name;
+    try {
+        const RequestTarget parsed = RequestTarget::parse(target);
+        const auto found = std::find_if(routes_.begin(), routes_.end(), [&parsed](const Route& route) {
+            return match(route.path, parsed.segments).has_value();
+        });
+        for (std::size_t i = 0; found != routes_.end() && i < found->path.size(); ++i) {
+            name += (i == 0 ? "" : "/") + found->path[i];
+        }
+    } catch (const Refusal&) {
+        // a target outside the service
+    }
+    return name.empty() ? "other" : name;
 }
 
 ServiceResponse Router::route(const ServiceRequest& request) const

@@ -47,6 +47,9 @@ public:
 
     [[nodiscard]] ServiceResponse answer(const ServiceRequest& request) const;
 
+    /// The resource that a target names, for figures: "roles/ID" as "roles/*"; "other" when there is none.
+    [[nodiscard]] std::string resourceOf(const std::string& target) const;
+
     /// How long the body of a request to this target may be.
     [[nodiscard]] static std::size_t mostBodyBytes(const std::string& target);
 

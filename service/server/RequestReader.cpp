@@ -149,6 +149,7 @@ void RequestReader::begin()
     const auto& header = parser_->http.get();
     request_ = {std::string(header.method_string()), std::string(header.target()),
                 std::string(header[field::content_type]), ""};
+    request_.accept = std::string(header[field::accept]);
     keepsConnection_ = header.version() == http11 && parser_->http.keep_alive();
     wantsBody_ = header.method() != http::verb::head;
     expectsContinue_ = header.version() == http11 && received_.empty() &&

@@ -22,7 +22,7 @@ std::string responseText(const ServiceResponse& response, bool hasBody, bool end
         text += "Connection: close\r\n";
     }
     if (!response.body.empty()) {
-        text += "Content-Type: application/json\r\n";
+        text += "Content-Type: " + response.contentType + "\r\n";
     }
     if (status != http::status::no_content) {
         text += "Content-Length: " + std::to_string(response.body.size()) + "\r\n";

@@ -68,6 +68,18 @@ TEST_P(ImportPolicy, PutsThePolicyInThePlaceOfEverything)
     EXPECT_EQ(service_->operations(), (std::vector<ObjectNamespace>{RESTORE, VIEW}));
 }
 
+TEST_P(ImportPolicy, TellsWhatItIsDoing)
+{
+    service_.reset();
+    Texts told;
+    importPolicy(database_, fileSystem_, location_, readPolicy(POLICY, ObjectNamespace()), Replace::Allow,
+                 Renumber::Allow, [&told](const std::string& work, std::uint64_t done, std::uint64_t total) {
+                     told.push_back(work + ' ' + std::to_string(done) + ' ' + std::to_string(total));
+                 });
+    EXPECT_EQ(told, (Texts{"reading the database 0 0", "storing the policy 2 5", "storing the policy 5 5",
+                           "writing the journal 0 0", "publishing the access cache 0 0"}));
+}
+
 TEST_P(ImportPolicy, PublishesWhatTheServiceAnswersLaterToo)
 {
     import(POLICY);

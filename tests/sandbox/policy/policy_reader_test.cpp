@@ -246,8 +246,8 @@ TEST(PolicyFile, IsNamedInEveryMessage)
 
     EXPECT_EQ(fileErrorOf(path), path + ": document: expected an object, found an array");
     EXPECT_EQ(fileErrorOf(dir.path("none")),
-              "cannot open " + dir.path("none") + ": No such file or directory");
-    EXPECT_EQ(fileErrorOf(dir.path()), "cannot open " + dir.path() + ": it is not a regular file");
+              "cannot read " + dir.path("none") + ": No such file or directory");
+    EXPECT_EQ(fileErrorOf(dir.path()), "cannot read " + dir.path() + ": Is a directory");
 }
 
 } // namespace

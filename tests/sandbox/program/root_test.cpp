@@ -196,6 +196,7 @@ TEST_F(RootProgram, IssueSaysWhatIsWrongWithARequest)
 
 TEST_F(RootProgram, CommandsNeedARootThatWasMade)
 {
+    fs::create_directories(root());
     const ProgramResult issued = issue("1", "8h");
     EXPECT_EQ(issued.errors, "ksrbac-sandbox: " + root() +
                                  "/var/sandbox/signing-key.pem is missing: run "
@@ -211,7 +212,39 @@ TEST_F(RootProgram, CommandsNeedARootThatWasMade)
                                      root() + "' first\n");
         EXPECT_EQ(result.exitStatus, 2);
     }
-    EXPECT_FALSE(fs::exists(root()));
+    EXPECT_TRUE(fs::is_empty(root()));
+}
+
+TEST_F(RootProgram, CommandsMakeNoRoot)
+{
+    const std::string policy = KEEPSAFE_EXAMPLE_POLICIES "/company.json";
+    const std::string input = file("input", "{}");
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"generate", "--objects", "1", "--id", "x"},
+          {"compile", policy, "--id", "x"},
+          {"import", policy},
+          {"serve"},
+          {"token", "issue", "--subject", "a", "--roles", "1"},
+          {"token", "revoke", input},
+          {"token", "list"},
+          {"criteria", "add", "--collection", "1", "--object-type", "VM", "--json", input},
+          {"criteria", "list"}}) {
+        const ProgramResult result = run(command);
+        EXPECT_EQ(result.errors, "ksrbac-sandbox: the installation root " + root() +
+                                     " is not there: run 'ksrbac-sandbox init --root " + root() + "' first\n")
+            << command.front();
+        EXPECT_EQ(result.exitStatus, 2) << command.front();
+        EXPECT_FALSE(fs::exists(root())) << command.front();
+    }
+}
+
+TEST_F(RootProgram, ARootIsAFolder)
+{
+    writeFile(root(), "a file");
+    const ProgramResult result = run({"generate", "--objects", "1", "--id", "x"});
+    EXPECT_EQ(result.errors,
+              "ksrbac-sandbox: the installation root " + root() + " cannot be used: Not a directory\n");
+    EXPECT_EQ(result.exitStatus, 2);
 }
 
 TEST_F(RootProgram, RevokeRemovesATokenOnce)

@@ -78,6 +78,43 @@ protected:
     FullDisk disk_;
 };
 
+TEST_P(Publication, KeepsTheFiguresForMonitoring)
+{
+    keepsafe_sandbox::ControlFigures figures;
+    Publishing publishing;
+    publishing.figures = &figures;
+    start(publishing);
+    EXPECT_EQ(figures.publications, 1U);
+    addObjects("|A|");
+    EXPECT_EQ(figures.objects, 1U);
+    EXPECT_FALSE(figures.outdated());
+    disk_.isFull = true;
+    EXPECT_THROW(grant("|A|", VIEW), NotPublished);
+    ASSERT_TRUE(figures.outdated());
+    EXPECT_THAT(figures.outdated()->reason, StartsWith("no space"));
+    EXPECT_GE(figures.failures, 1U);
+    EXPECT_EQ(figures.definitions, 1U);
+    disk_.isFull = false;
+    waitUntilPublished();
+    service_.reset();
+    EXPECT_FALSE(figures.outdated());
+}
+
+TEST_P(Publication, TellsHowTheStartGoesOn)
+{
+    addObjects("|A|");
+    Texts told;
+    Publishing publishing;
+    publishing.start = [&told](const std::string& work, std::uint64_t, std::uint64_t) {
+        if (told.empty() || told.back() != work) {
+            told.push_back(work);
+        }
+    };
+    start(publishing);
+    addObjects("|B|");
+    EXPECT_EQ(told, (Texts{"reading the database", "publishing the access cache"}));
+}
+
 INSTANTIATE_TEST_SUITE_P(Databases, Publication, testing::Values(DatabaseKind::Sqlite), kindName);
 
 TEST_P(Publication, ThatFailsLeavesTheChangeInForceToBePublishedByTheNextOne)

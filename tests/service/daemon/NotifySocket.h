@@ -44,9 +44,25 @@ public:
         constexpr int limit = 60000;
         pollfd waiting = {descriptor_, POLLIN, 0};
         EXPECT_EQ(::poll(&waiting, 1, limit), 1);
-        char bytes[64];
+        char bytes[1000];
         const ssize_t count = ::recv(descriptor_, bytes, sizeof bytes, MSG_DONTWAIT);
         return {bytes, static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
+    }
+
+    [[nodiscard]] bool isEmpty() const
+    {
+        pollfd waiting = {descriptor_, POLLIN, 0};
+        return ::poll(&waiting, 1, 0) == 0;
+    }
+
+    /// The next datagram that does not begin like this.
+    [[nodiscard]] std::string receivedBeside(const std::string& begin) const
+    {
+        std::string next = received();
+        while (next.compare(0, begin.size(), begin) == 0) {
+            next = received();
+        }
+        return next;
     }
 
 private:

@@ -55,7 +55,7 @@ protected:
         ::setenv("NOTIFY_SOCKET", socket.name().c_str(), 1);
         Process process = start(options);
         ::unsetenv("NOTIFY_SOCKET");
-        EXPECT_EQ(socket.received(), "READY=1") << readFile(root_.path("errors"));
+        EXPECT_EQ(socket.receivedBeside("STATUS="), "READY=1") << readFile(root_.path("errors"));
         return process;
     }
 

@@ -12,6 +12,7 @@
 
 namespace {
 
+using keepsafe_sandbox::mentionToServiceManager;
 using keepsafe_sandbox::tellServiceManager;
 using keepsafe_test::NotifySocket;
 using keepsafe_test::thrownBy;
@@ -45,6 +46,19 @@ TEST_F(ServiceManager, NeedNotBeThere)
 {
     ::unsetenv("NOTIFY_SOCKET");
     EXPECT_NO_THROW(tellServiceManager("READY=1"));
+}
+
+TEST_F(ServiceManager, MayMissWhatIsOnlyMentioned)
+{
+    NotifySocket socket(folder_.path("notify"));
+    announce(socket.name());
+    constexpr int more = 1000; // than the system keeps for a socket
+    for (int i = 0; i < more; ++i) {
+        mentionToServiceManager("STATUS=" + std::to_string(i));
+    }
+    EXPECT_EQ(socket.received(), "STATUS=0");
+    announce(folder_.path("none"));
+    mentionToServiceManager("STATUS=nobody hears it");
 }
 
 TEST_F(ServiceManager, IsNamedWhenItCannotBeReached)

@@ -1,0 +1,51 @@
+#include "monitor/DatabaseWatch.h"
+
+#include <cstddef>
+#include <exception>
+#include <string>
+#include <vector>
+
+namespace keepsafe_sandbox {
+
+DatabaseWatch::DatabaseWatch(const Tessara::Dal::DbConnectionSettings& settings, ServiceHealth& health,
+                             std::chrono::milliseconds pause)
+    : database_(settings), health_(health), thread_([this, pause] { run(pause); })
+{
+}
+
+DatabaseWatch::~DatabaseWatch()
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        isEnding_ = true;
+    }
+    ending_.notify_all();
+    thread_.join();
+}
+
+void DatabaseWatch::run(std::chrono::milliseconds pause)
+{
+    std::unique_lock<std::mutex> lock(mutex_);
+    do {
+        lock.unlock();
+        ask();
+        lock.lock();
+    } while (!ending_.wait_for(lock, pause, [this] { return isEnding_; }));
+}
+
+void DatabaseWatch::ask()
+{
+    try {
+        constexpr std::size_t mostDigits = 20;
+        database_.forEachRow(
+            "ask the database whether it is there",
+            "SELECT CAST(LastRevision AS TEXT) FROM AUTH_MAIN.ACTL_Revision WHERE Kind = 'change'",
+            std::vector<std::size_t>{mostDigits},
+            [this](const Database::Texts& row) { health_.setRevision(std::stoll(row.front())); });
+        health_.setDatabaseFault(std::nullopt);
+    } catch (const std::exception& error) {
+        health_.setDatabaseFault(error.what());
+    }
+}
+
+} // namespace keepsafe_sandbox
