@@ -15,8 +15,6 @@ namespace Tessara::Keepsafe::Platform::filelock {
 
 namespace {
 
-constexpr off_t GATE = off_t{1} << 62U;
-constexpr off_t DATA = GATE + 1;
 static_assert(sizeof(off_t) == 8, "the lock bytes lie beyond what a 32-bit offset reaches");
 
 [[noreturn]] void failToOpen(int error) { throw LockFileError(SystemErrorText(error).text()); }
@@ -199,6 +197,14 @@ LockFile::Outcome LockFile::askGate() noexcept
     struct flock answer {};
     const Outcome outcome = requestLock(descriptor_, F_OFD_GETLK, F_RDLCK, GATE, 1, &answer);
     return outcome == Outcome::Done && answer.l_type != F_UNLCK ? Outcome::Busy : outcome;
+}
+
+LockFile::Outcome LockFile::askData(int& type) noexcept
+{
+    struct flock answer {};
+    const Outcome outcome = requestLock(descriptor_, F_OFD_GETLK, F_WRLCK, DATA, 1, &answer);
+    type = answer.l_type;
+    return outcome;
 }
 
 LockFile::Outcome LockFile::unlockGate() noexcept

@@ -42,6 +42,10 @@ public:
     enum class Access { Read, ReadWrite };
     enum class Outcome { Done, Busy, Failed };
 
+    /// Offsets of the two bytes.
+    static constexpr off_t GATE = off_t{1} << 62U;
+    static constexpr off_t DATA = GATE + 1;
+
     LockFile() = default;
     ~LockFile();
     LockFile(const LockFile&) = delete;
@@ -62,6 +66,8 @@ public:
     Outcome tryLockGate() noexcept;
     /// Checks the gate and takes no lock. `Busy` means that a writer keeps it shut.
     Outcome askGate() noexcept;
+    /// How others hold the data byte: `type` becomes F_UNLCK, F_RDLCK or F_WRLCK. Takes no lock.
+    Outcome askData(int& type) noexcept;
     Outcome unlockGate() noexcept;
     Outcome unlockData() noexcept;
     /// Data and gate together.
