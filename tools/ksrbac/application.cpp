@@ -1,5 +1,6 @@
 #include "application.h"
 
+#include <algorithm>
 #include <exception>
 #include <filesystem>
 #include <new>
@@ -12,7 +13,9 @@
 #include <keepsafe/platform/status/EC_exception.h>
 
 #include "cli/command_line.h"
+#include "cli/plug_in.h"
 #include "commands/commands.h"
+#include "doctor/verdict.h"
 #include "log/library_logger.h"
 
 namespace ksrbac {
@@ -45,15 +48,37 @@ void configure(const GlobalOptions& options)
     setLibraryLogger(Platform::logThreshold());
 }
 
+/// The command that the arguments begin with, as far as they can be understood.
+std::string commandIn(const std::vector<std::string>& arguments)
+{
+    const CommandTable& table = commandTable();
+    for (const std::string& argument : arguments) {
+        if (std::any_of(table.begin(), table.end(),
+                        [&argument](const CommandRow& row) { return row.name == argument; })) {
+            return argument;
+        }
+    }
+    return "";
+}
+
+void prepare(const std::string& command, const Invocation& invocation)
+{
+    if (isPlugIn(command)) {
+        if (invocation.global.root) {
+            applyRoot(*invocation.global.root);
+        }
+    } else if (invocation.action.usesInstallation) {
+        configure(invocation.global);
+    }
+}
+
 ExitStatus run(const std::vector<std::string>& arguments, Console& console)
 {
     const Invocation invocation = parseCommandLine(arguments, commandTable(), console.width());
     console.chooseColours(invocation.global.json ? ColourChoice::Never : invocation.global.colour);
     ExitStatus status = ExitStatus::Good;
     if (invocation.programText.empty()) {
-        if (invocation.action.usesInstallation) {
-            configure(invocation.global);
-        }
+        prepare(commandIn(arguments), invocation);
         status = invocation.action.run(invocation.global.json, console);
     } else {
         console.print(invocation.programText);
@@ -88,7 +113,8 @@ ExitStatus runExplained(const std::vector<std::string>& arguments, Console& cons
     try {
         return run(arguments, console);
     } catch (...) {
-        return explainFailure(console);
+        const ExitStatus status = explainFailure(console);
+        return isPlugIn(commandIn(arguments)) ? exitStatusOf(PlugInStatus::Unknown) : status;
     }
 }
 

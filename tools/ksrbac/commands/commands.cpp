@@ -1,5 +1,7 @@
 #include "commands/commands.h"
 
+#include "doctor/add_doctor.h"
+
 namespace ksrbac {
 
 namespace {
@@ -47,6 +49,7 @@ const CommandTable& commandTable()
         {"cache verify", addCacheVerify},
         {"report", addReport},
         hidden({"operations", addOperations}),
+        {"doctor", addDoctor},
         {"token", nullptr, "Examine a session token.", "ksrbac token verify token"},
         {"token verify", addTokenVerify},
         {"token show", addTokenShow},
