@@ -129,8 +129,8 @@ TEST_F(Completion, GivesUpAfterASecondWhateverItWaitsFor)
         FileLockManager::instance().getLock(operationCache() + ".lck", FileLock::MissingFile::IsCreated);
     const FileLockGuard writer(lock, FileLock::EXCLUSIVE, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL);
     const auto begin = std::chrono::steady_clock::now();
-    const auto result = runProgram({KSRBAC_BINARY, "complete", "bash", "--",
-                                    "ksrbac --root " + root_.path() + " check --operation "});
+    const auto result = runProgram(
+        {KSRBAC_BINARY, "complete", "bash", "--", "ksrbac --root " + root_.path() + " check --operation "});
     const auto duration = std::chrono::steady_clock::now() - begin;
     EXPECT_EQ(result.output + result.errors, "");
     EXPECT_EQ(result.exitStatus, 0);
