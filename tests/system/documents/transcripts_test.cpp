@@ -143,7 +143,7 @@ TEST_F(Documents, OfSupportShowWhatTheToolPrints)
         expectAsDocumented(exchange, service, service.address());
         ++commands;
     }
-    EXPECT_EQ(commands, 7);
+    EXPECT_EQ(commands, 8);
 }
 
 TEST_F(Documents, ShowTheLineOfAServiceThatIsReady)
