@@ -5,9 +5,11 @@
 
 #include "ThreadHolds.h"
 #include "WriterAttempt.h"
+#include "lock_waits.h"
 
 using Tessara::Keepsafe::Platform::filelock::ForkRegistry;
 using Tessara::Keepsafe::Platform::filelock::LockFileError;
+using Tessara::Keepsafe::Platform::filelock::mayWait;
 using Tessara::Keepsafe::Platform::filelock::sleepOnce;
 using Tessara::Keepsafe::Platform::filelock::SystemErrorText;
 using Tessara::Keepsafe::Platform::filelock::ThreadHolds;
@@ -111,9 +113,10 @@ FileLock::State::Hold FileLock::State::waitShared(MissingFile missing, const Wai
 {
     const Deadline deadline(wait.timeoutMs);
     Backoff backoff(wait.longestPause);
-    Clock::time_point shutSince = Clock::now();
+    const Clock::time_point begin = Clock::now();
+    Clock::time_point shutSince = begin;
     while (refused != Attempt::Taken) {
-        if (deadline.passed()) {
+        if (deadline.passed() || !mayWait(name_, begin)) {
             throw FileLockTimeout();
         }
         backoff.pause(deadline);
