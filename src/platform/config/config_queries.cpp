@@ -1,5 +1,6 @@
 #include <keepsafe/platform/config/config.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -22,6 +23,8 @@
 
 namespace Tessara::Keepsafe::Platform {
 namespace {
+
+constexpr int ENFORCEMENT_FEATURE = 1;
 
 /// Distinguishes one state of the file from another without reading it.
 struct Identity {
@@ -127,6 +130,17 @@ SnapshotPtr currentSnapshot(const char* tag)
     return snapshot;
 }
 
+/// A root that was mistyped has no configuration either, and everything would be allowed without a word.
+void tellThatEverythingIsAllowed(const Snapshot& snapshot)
+{
+    static std::atomic<bool> told{false};
+    if (snapshot.identity.error == ENOENT && !told.exchange(true)) {
+        logmsgf(LOG_LEVEL_NOTABLE, "IsFeatureEnabled_c",
+                "There is no configuration file %s: role-based enforcement is off, and everything is allowed",
+                snapshot.path.c_str());
+    }
+}
+
 int copyName(const std::string& name, char* buffer, unsigned long size)
 {
     if (name.empty()) {
@@ -159,7 +173,13 @@ int IsFeatureEnabled_c(int feature)
 {
     try {
         const Platform::SnapshotPtr snapshot = Platform::currentSnapshot("IsFeatureEnabled_c");
-        return !snapshot->config || snapshot->config->enabledFeatures.count(feature) != 0 ? 1 : 0;
+        if (!snapshot->config || snapshot->config->enabledFeatures.count(feature) != 0) {
+            return 1;
+        }
+        if (feature == Platform::ENFORCEMENT_FEATURE) {
+            Platform::tellThatEverythingIsAllowed(*snapshot);
+        }
+        return 0;
     } catch (const std::exception&) {
         return 1;
     }

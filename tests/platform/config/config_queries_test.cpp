@@ -18,6 +18,7 @@
 #include <keepsafe/platform/config/installation.h>
 
 #include "support/CapturedLog.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
@@ -87,11 +88,29 @@ int statusOfServerName(std::size_t size = CALLERS_BUFFER)
     return status;
 }
 
+TEST_F(IsFeatureEnabled, TellsOnceInAProcessThatEverythingIsAllowedWithoutAFile)
+{
+    EXPECT_TRUE(keepsafe_test::holdsInChild([this] {
+        const bool isOff = IsFeatureEnabled_c(2) == 0 && log_.lines().empty() && IsFeatureEnabled_c(1) == 0 &&
+                           IsFeatureEnabled_c(1) == 0;
+        const std::string text = "There is no configuration file " + file() +
+                                 ": role-based enforcement is off, and everything is allowed";
+        return isOff && log_.lines() == Lines{{8, "IsFeatureEnabled_c", text}};
+    }));
+}
+
+TEST_F(IsFeatureEnabled, SaysNothingWhereAFileTurnsEnforcementOff)
+{
+    write("");
+    EXPECT_EQ(IsFeatureEnabled_c(1), 0);
+    EXPECT_EQ(log_.lines(), Lines{});
+}
+
 TEST_F(IsFeatureEnabled, IsOffForEveryFeatureWithoutAConfiguration)
 {
     EXPECT_EQ(IsFeatureEnabled_c(1), 0);
     EXPECT_EQ(IsFeatureEnabled_c(0), 0);
-    EXPECT_EQ(log_.lines(), Lines{});
+    EXPECT_EQ(log_.lines(16), Lines{});
 }
 
 TEST_F(IsFeatureEnabled, IsOnForTheFeaturesThatAreListed)
