@@ -14,7 +14,7 @@ namespace Tessara::Keepsafe {
 
 namespace {
 
-/// " (a; b)", or nothing when there are no details or they only repeat the message.
+/// " (a; b)", or nothing when there are no details. One that only repeats the message is left out.
 std::string detailsOf(const std::string& body, const std::string& message)
 {
     json_error_t ignored;
@@ -23,12 +23,13 @@ std::string detailsOf(const std::string& body, const std::string& message)
     std::string text;
     for (std::size_t index = 0; index < json_array_size(details); ++index) {
         const json_t* const detail = json_array_get(details, index);
-        if (json_is_string(detail)) {
-            text += text.empty() ? "" : "; ";
-            text.append(json_string_value(detail), json_string_length(detail));
+        const std::string said =
+            json_is_string(detail) ? std::string(json_string_value(detail), json_string_length(detail)) : "";
+        if (!said.empty() && said != message) {
+            text += (text.empty() ? "" : "; ") + said;
         }
     }
-    return text.empty() || text == message ? "" : " (" + text + ')';
+    return text.empty() ? "" : " (" + text + ')';
 }
 
 std::string reasonOf(long httpStatus, const std::string& body)
