@@ -1,85 +1,58 @@
 #include "application.h"
 
 #include <algorithm>
-#include <exception>
-#include <filesystem>
-#include <new>
-#include <stdexcept>
+#include <cstddef>
 #include <string>
-
-#include <keepsafe/platform/config/config.h>
-#include <keepsafe/platform/config/installation.h>
-#include <keepsafe/platform/log/log_sink.h>
-#include <keepsafe/platform/status/EC_exception.h>
 
 #include "cli/command_line.h"
 #include "cli/plug_in.h"
 #include "commands/commands.h"
+#include "configuration.h"
 #include "doctor/verdict.h"
-#include "log/library_logger.h"
+#include "exit_status.h"
+#include "io/WriterWait.h"
+#include "log/HeardErrors.h"
 
 namespace ksrbac {
 
-namespace Platform = Tessara::Keepsafe::Platform;
-
 namespace {
 
-void applyRoot(const std::string& root)
-{
-    if (root.empty()) {
-        throw InputError("--root: the installation root must not be empty");
-    }
-    Platform::setInstallationRoot(std::filesystem::absolute(root).lexically_normal().string());
-}
+using Arguments = std::vector<std::string>;
 
-void configure(const GlobalOptions& options)
-{
-    if (options.root) {
-        applyRoot(*options.root);
-    }
-    try {
-        Platform::applyLogConfig(Platform::loadConfig(), "ksrbac");
-    } catch (const std::runtime_error& error) {
-        throw InputError(error.what());
-    }
-    if (options.logLevel) {
-        Platform::setLogThreshold(*options.logLevel);
-    }
-    setLibraryLogger(Platform::logThreshold());
-}
-
-/// The command that the arguments begin with, as far as they can be understood.
-std::string commandIn(const std::vector<std::string>& arguments)
-{
-    const CommandTable& table = commandTable();
-    for (const std::string& argument : arguments) {
-        if (std::any_of(table.begin(), table.end(),
-                        [&argument](const CommandRow& row) { return row.name == argument; })) {
-            return argument;
-        }
-    }
-    return "";
-}
-
-void prepare(const std::string& command, const Invocation& invocation)
+void prepare(const Invocation& invocation, const std::string& command, Console& console)
 {
     if (isPlugIn(command)) {
         if (invocation.global.root) {
-            applyRoot(*invocation.global.root);
+            moveRoot(*invocation.global.root);
         }
     } else if (invocation.action.usesInstallation) {
-        configure(invocation.global);
+        configure(invocation.global, console);
     }
 }
 
-ExitStatus run(const std::vector<std::string>& arguments, Console& console)
+ExitStatus runCommand(const Invocation& invocation, const std::string& command, Console& console)
 {
-    const Invocation invocation = parseCommandLine(arguments, commandTable(), console.width());
+    prepare(invocation, command, console);
+    const HeardErrors errors;
+    WriterWait wait(console, invocation.global.waitSeconds); // not const: the library calls it
+    try {
+        const ExitStatus status = invocation.action.run(invocation.global.json, console);
+        wait.requireLocks();
+        return status;
+    } catch (const OutputError&) {
+        throw;
+    } catch (...) {
+        wait.requireLocks();
+        throw CommandFailure(currentFailure(errors.last()));
+    }
+}
+
+ExitStatus run(const Invocation& invocation, const std::string& command, Console& console)
+{
     console.chooseColours(invocation.global.json ? ColourChoice::Never : invocation.global.colour);
     ExitStatus status = ExitStatus::Good;
     if (invocation.programText.empty()) {
-        prepare(commandIn(arguments), invocation);
-        status = invocation.action.run(invocation.global.json, console);
+        status = runCommand(invocation, command, console);
     } else {
         console.print(invocation.programText);
     }
@@ -87,33 +60,52 @@ ExitStatus run(const std::vector<std::string>& arguments, Console& console)
     return status;
 }
 
-/// Turns the command's exception into a message. Printing it first writes the buffered answers, which may
-/// fail as well.
-ExitStatus explainFailure(Console& console)
+/// Reports the exception that is being handled. That writes the buffered answers first, which may fail as
+/// well.
+ExitStatus report(const std::string& command, bool detailed, Console& console)
 {
-    try {
-        throw;
-    } catch (const OutputError&) {
-        throw;
-    } catch (const InputError& error) {
-        console.complain(error.what());
-        return ExitStatus::BadInput;
-    } catch (const EC_exception& error) {
-        console.complain("status " + std::to_string(error.status()) + ": " + error.what());
-    } catch (const std::bad_alloc&) {
-        console.complain("out of memory");
-    } catch (const std::exception& error) {
-        console.complain(error.what());
-    }
-    return ExitStatus::LibraryFailed;
+    const Failure failure = currentFailure("");
+    const ExitStatus status = exitStatusOf(failure, detailed);
+    console.fail(failure, command, status);
+    return status;
 }
 
-ExitStatus runExplained(const std::vector<std::string>& arguments, Console& console)
+/// The command that the arguments begin with, as far as they can be understood.
+std::string commandIn(const Arguments& arguments)
 {
+    const CommandTable& table = commandTable();
+    const auto isCommand = [&table](const std::string& name) {
+        return std::any_of(table.begin(), table.end(),
+                           [&name](const CommandRow& row) { return row.name == name; });
+    };
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        if (i + 1 < arguments.size() && isCommand(arguments[i] + ' ' + arguments[i + 1])) {
+            return arguments[i] + ' ' + arguments[i + 1];
+        }
+        if (isCommand(arguments[i])) {
+            return arguments[i];
+        }
+    }
+    return "";
+}
+
+/// Whether messages are to be JSON, also those about a command line that is not understood.
+bool isJsonWanted(const Arguments& arguments)
+{
+    const auto end = std::find(arguments.begin(), arguments.end(), "--");
+    return std::find(arguments.begin(), end, "--json") != end;
+}
+
+ExitStatus runReported(const Arguments& arguments, Console& console)
+{
+    Invocation invocation;
     try {
-        return run(arguments, console);
+        invocation = parseCommandLine(arguments, commandTable(), console.width());
+        return run(invocation, commandIn(arguments), console);
+    } catch (const OutputError&) {
+        throw;
     } catch (...) {
-        const ExitStatus status = explainFailure(console);
+        const ExitStatus status = report(commandIn(arguments), invocation.global.detailedExitStatus, console);
         return isPlugIn(commandIn(arguments)) ? exitStatusOf(PlugInStatus::Unknown) : status;
     }
 }
@@ -123,11 +115,15 @@ ExitStatus runExplained(const std::vector<std::string>& arguments, Console& cons
 ExitStatus runApplication(const std::vector<std::string>& arguments, Console& console) noexcept
 {
     try {
-        return runExplained(arguments, console);
+        if (isJsonWanted(arguments)) {
+            console.useJson();
+        }
+        return runReported(arguments, console);
     } catch (const OutputClosed&) {
         return ExitStatus::OutputFailed;
     } catch (const OutputError& error) {
-        console.complain(std::string("cannot write standard output: ") + error.what());
+        const std::string message = std::string("cannot write standard output: ") + error.what();
+        console.fail({FailureKind::Output, message}, commandIn(arguments), ExitStatus::OutputFailed);
         return ExitStatus::OutputFailed;
     } catch (...) {
         return ExitStatus::LibraryFailed;

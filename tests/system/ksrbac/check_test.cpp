@@ -11,9 +11,9 @@
 namespace keepsafe_test {
 namespace {
 
-std::string statusLine(int status)
+std::string statusLine(int status, const std::string& reason)
 {
-    return "ksrbac: status " + std::to_string(status) + ": " + getECmsg(status) + '\n';
+    return "ksrbac: status " + std::to_string(status) + ": " + getECmsg(status) + " (" + reason + ")\n";
 }
 
 class Check : public KsrbacTest {};
@@ -81,10 +81,11 @@ TEST_F(Check, NamesMalformedLinesAndAnswersTheOthers)
     const auto result =
         check("17", {"--objects-from=-"}, "|KEEPSAFE|1|\nbad\n\n|KEEPSAFE|2|\r\n\t\n|KEEPSAFE|3|\n");
     EXPECT_EQ(result.output, "allow\t|KEEPSAFE|1|\nallow\t|KEEPSAFE|3|\n");
-    EXPECT_EQ(result.errors, "<stdin>:2: not an object namespace: \"bad\"\n"
-                             "<stdin>:3: not an object namespace: \"\"\n"
-                             "<stdin>:4: not an object namespace: \"|KEEPSAFE|2|\\x0D\"\n"
-                             "<stdin>:5: not an object namespace: \"\\x09\"\n");
+    EXPECT_EQ(result.errors,
+              "<stdin>:2: not an object namespace: \"bad\": it does not start with '|'\n"
+              "<stdin>:3: not an object namespace: \"\": it does not start with '|'\n"
+              "<stdin>:4: not an object namespace: \"|KEEPSAFE|2|\\x0D\": it does not end with '|'\n"
+              "<stdin>:5: not an object namespace: \"\\x09\": it does not start with '|'\n");
     EXPECT_EQ(result.exitStatus, 2);
 }
 
@@ -92,15 +93,27 @@ TEST_F(Check, AMalformedObjectOutranksADenial)
 {
     const auto result = check("17", {"|OTHER|", "bad", "|OTHER|"});
     EXPECT_EQ(result.output, "deny\t|OTHER|\ndeny\t|OTHER|\n");
-    EXPECT_EQ(result.errors, "OBJECT 2: not an object namespace: \"bad\"\n");
+    EXPECT_EQ(result.errors, "OBJECT 2: not an object namespace: \"bad\": it does not start with '|'\n");
     EXPECT_EQ(result.exitStatus, 2);
 }
 
-TEST_F(Check, AnEmptyListIsAllAllowed)
+TEST_F(Check, AnEmptyListIsAnErrorUnlessItIsAllowed)
 {
-    const auto result = check("17", {"--objects-from=-"}, "");
-    EXPECT_EQ(result.output + result.errors, "");
-    EXPECT_EQ(result.exitStatus, 0);
+    const auto result = check("17", {"--objects-from=-", "|KEEPSAFE|X|"}, "");
+    EXPECT_EQ(result.output, "allow\t|KEEPSAFE|X|\n");
+    EXPECT_EQ(result.errors,
+              "ksrbac: <stdin>: there is no object in it; with --allow-empty that is all allowed\n");
+    EXPECT_EQ(result.exitStatus, 2);
+    const auto allowed = check("17", {"--objects-from=-", "--allow-empty"}, "");
+    EXPECT_EQ(allowed.output + allowed.errors, "");
+    EXPECT_EQ(allowed.exitStatus, 0);
+    EXPECT_EQ(check("17", {"--allow-empty", "|KEEPSAFE|X|"}).exitStatus, 2) << "there is no list";
+}
+
+TEST_F(Check, ANameWithALineFeedIsNoAnswerOfItsOwn)
+{
+    const auto result = check("17", {"|OTHER|\nallow\t|KEEPSAFE|", "|KEEPSAFE|\x1B[2J|"});
+    EXPECT_EQ(result.output, "deny\t|OTHER|%0Aallow%09|KEEPSAFE|\nallow\t|KEEPSAFE|%1B%5B2J|\n");
 }
 
 TEST_F(Check, AnUnknownOperationIsNotedOnceAndDenied)
@@ -136,7 +149,7 @@ TEST_F(Check, UsageErrorsEndWithTwoBeforeAnythingIsAnswered)
     expectUsageError({"check", cache, operation, "--roles=1,", "|A|"},
                      "--roles: item 2, \"\", is neither the id nor the name of a role");
     expectUsageError({"check", cache, "--operation=VIEW", "--roles=1", "|A|"},
-                     "--operation: not a namespace: \"VIEW\"");
+                     "--operation: not a namespace: \"VIEW\": it does not start with '|'");
     expectUsageError({"check", "--cache=..", operation, "--roles=1", "|A|"},
                      "\"..\" is not the id of an access cache; a directory needs a slash, as in ./NAME");
     expectUsageError({"check", cache, operation, "--roles=1", "--objects-from", root_.path("none")},
@@ -151,20 +164,39 @@ TEST_F(Check, AnUnreadableListEndsWithTwoAfterTheAnswersBeforeIt)
     EXPECT_EQ(result.exitStatus, 2);
 }
 
-TEST_F(Check, AMissingCacheIsStatusTwelve)
+TEST_F(Check, AMissingCacheIsStatusTwelveAndTheOthersAreNamed)
+{
+    const auto result =
+        run({"check", "--cache=mian", "--operation=|OPERATIONS|VIEW|", "--roles=17", "|KEEPSAFE|X|"});
+    EXPECT_EQ(result.errors,
+              statusLine(12, "there is no cache " + temp("access-caches/mian") + "; there are: main"));
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.exitStatus, 3);
+}
+
+TEST_F(Check, AFileInTheCachesPlaceIsToldFromAMissingCache)
 {
     std::filesystem::remove_all(cacheDirectory());
+    writeFile(cacheDirectory(), "");
+    EXPECT_EQ(check("17", {"|KEEPSAFE|X|"}).errors, statusLine(12, cacheDirectory() + ": Not a directory"));
+}
+
+TEST_F(Check, AManifestThatIsNoDocumentIsStatusTwelve)
+{
+    const std::string manifest = cacheDirectory() + "/manifest.json";
+    writeFile(manifest, "{");
     const auto result = check("17", {"|KEEPSAFE|X|"});
-    EXPECT_EQ(result.errors, statusLine(12));
-    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, statusLine(12, "Error loading " + manifest +
+                                                " at position 1: string or '}' expected near end of file"));
     EXPECT_EQ(result.exitStatus, 3);
 }
 
 TEST_F(Check, AManifestWithoutANamespaceIsStatus7610)
 {
-    writeFile(cacheDirectory() + "/manifest.json", R"({"namespace": "no"})");
+    const std::string manifest = cacheDirectory() + "/manifest.json";
+    writeFile(manifest, R"({"namespace": "no"})");
     const auto result = check("17", {"|KEEPSAFE|X|"});
-    EXPECT_EQ(result.errors, statusLine(7610));
+    EXPECT_EQ(result.errors, statusLine(7610, manifest + ": \"no\" is not a namespace"));
     EXPECT_EQ(result.exitStatus, 3);
 }
 
@@ -172,10 +204,24 @@ TEST_F(Check, AMissingCacheFileIsNamed)
 {
     std::filesystem::remove(cacheDirectory() + "/nodes");
     const auto result = check("17", {"|KEEPSAFE|X|"});
-    EXPECT_EQ(result.errors, "error opening " + cacheDirectory() +
-                                 "/nodes: No such file or directory\nksrbac: " + cacheDirectory() +
-                                 ": error opening file\n");
+    EXPECT_EQ(result.errors, statusLine(12, cacheDirectory() + "/nodes: No such file or directory"));
     EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.exitStatus, 3);
+}
+
+TEST_F(Check, ACacheOfAnotherVersionIsNotRead)
+{
+    const auto writeHeader = [this](const std::string& begin) {
+        const std::string file = cacheDirectory() + "/metadata";
+        std::string header = readFile(file);
+        writeFile(file, header.replace(0, begin.size(), begin));
+    };
+    writeHeader(std::string("KSACACHE\1\0\0\0", 12));
+    EXPECT_EQ(check("17", {"|KEEPSAFE|X|"}).output, "allow\t|KEEPSAFE|X|\n");
+    writeHeader(std::string("KSACACHE\2\0\0\0", 12));
+    const auto result = check("17", {"|KEEPSAFE|X|"});
+    EXPECT_EQ(result.errors, statusLine(12, cacheDirectory() + " has version 2 of the format, and this "
+                                                               "release reads version 1"));
     EXPECT_EQ(result.exitStatus, 3);
 }
 
@@ -183,7 +229,8 @@ TEST_F(Check, AMissingOperationCacheIsStatusThirteen)
 {
     std::filesystem::remove(operationCache());
     const auto result = check("0,17", {"|KEEPSAFE|X|"});
-    EXPECT_EQ(result.errors, statusLine(13));
+    EXPECT_EQ(result.errors, statusLine(13, "Error loading operation cache: unable to open " +
+                                                operationCache() + ": No such file or directory"));
     EXPECT_EQ(result.output, "");
     EXPECT_EQ(result.exitStatus, 3);
 }
@@ -194,7 +241,9 @@ TEST_F(Check, AnInterruptedWriteIsStatusTwelve)
     cache.metadata.writeInProgress = 1;
     cache.write(cacheDirectory());
     const auto result = check("17", {"bad", "|KEEPSAFE|X|", "|KEEPSAFE|Y|"});
-    EXPECT_EQ(result.errors, "OBJECT 1: not an object namespace: \"bad\"\n" + statusLine(12));
+    EXPECT_EQ(result.errors,
+              "OBJECT 1: not an object namespace: \"bad\": it does not start with '|'\n" +
+                  statusLine(12, "A previous write on cache | was interrupted. Assuming invalid."));
     EXPECT_EQ(result.output, "");
     EXPECT_EQ(result.exitStatus, 3);
 }
@@ -208,7 +257,8 @@ TEST_F(Check, DamageEndsItAfterTheAnswersBeforeIt)
     cache.write(cacheDirectory());
     const auto result = check("17", {"|OTHER|", "|KEEPSAFE|X|", "|OTHER|"});
     EXPECT_EQ(result.output, "deny\t|OTHER|\n");
-    EXPECT_EQ(result.errors, statusLine(12));
+    const std::string begin = "ksrbac: status 12: " + getECmsg(12) + " (Cache | is damaged: nodes at offset ";
+    EXPECT_EQ(result.errors.substr(0, begin.size()), begin);
     EXPECT_EQ(result.exitStatus, 3);
 }
 

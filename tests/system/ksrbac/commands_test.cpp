@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -46,12 +47,13 @@ TEST_F(Operations, MayBeNone)
 
 TEST_F(Operations, AMissingOrMalformedFileIsStatusThirteen)
 {
-    const std::string message = "ksrbac: status 13: " + getECmsg(13) + '\n';
+    const std::string message = "ksrbac: status 13: " + getECmsg(13) + " (Error loading operation cache: ";
     writeFile(operationCache(), "{");
-    EXPECT_EQ(run({"operations"}).errors, message);
+    EXPECT_EQ(run({"operations"}).errors, message + "string or '}' expected near end of file)\n");
     std::filesystem::remove(operationCache());
     const auto result = run({"operations"});
-    EXPECT_EQ(result.errors, message);
+    EXPECT_EQ(result.errors,
+              message + "unable to open " + operationCache() + ": No such file or directory)\n");
     EXPECT_EQ(result.output, "");
     EXPECT_EQ(result.exitStatus, 3);
 }
@@ -158,6 +160,91 @@ TEST_F(CacheCommands, VerifyWaitsForTheWriter)
     EXPECT_EQ(program.wait().exitStatus, 0) << readFile(root_.path("output"));
 }
 
+/// What a command does while a writer holds a lock.
+class Behind : public KsrbacTest {
+protected:
+    Behind() : operations_(lockOf(operationCache() + ".lck", FileLock::MissingFile::IsCreated)) {}
+
+    static FileLock lockOf(const std::string& path,
+                           FileLock::MissingFile missing = FileLock::MissingFile::IsAnError)
+    {
+        return FileLockManager::instance().getLock(path, missing);
+    }
+    static std::unique_ptr<FileLockGuard> write(const FileLock& lock)
+    {
+        return std::make_unique<FileLockGuard>(lock, FileLock::EXCLUSIVE, FileLock::WAIT_FOREVER,
+                                               FileLock::DEFAULT_INTERVAL);
+    }
+
+    struct Waited {
+        std::string line; ///< the first that it said
+        int exitStatus;
+    };
+    /// Runs the command behind the lock until it says that it waits, then releases the lock.
+    [[nodiscard]] Waited waitFor(const FileLock& lock, const std::vector<std::string>& command) const
+    {
+        auto writing = write(lock);
+        Pipe errors;
+        const Descriptor output = openFile("/dev/null", O_WRONLY);
+        Process program =
+            Process::start({commandLine(command), Command::INHERITED, output.get(), errors.writeEnd.get()});
+        errors.writeEnd.close();
+        const std::string line = readLine(errors.readEnd);
+        writing.reset();
+        return {line, program.wait().exitStatus};
+    }
+
+    const std::vector<std::vector<std::string>> readers_{
+        {"check", "--cache=main", "--operation=|OPERATIONS|VIEW|", "--roles=17", "|KEEPSAFE|X|"},
+        {"list", "--cache=main", "--operation=|OPERATIONS|VIEW|", "--roles=17"},
+        {"who-can", "--cache=main", "|OPERATIONS|VIEW|", "|KEEPSAFE|X|"},
+        {"what-can", "--cache=main", "--roles=17", "|KEEPSAFE|X|"},
+        {"simulate", "--cache=main", "--inherit=|KEEPSAFE|CLOSED|=off"},
+        {"cache", "info", "main"},
+        {"cache", "verify", "main"},
+        {"cache", "dump", "main"},
+        {"cache", "diff", "main", "main"},
+    };
+    const FileLock cache_ = lockOf(cacheDirectory() + "/manifest.json");
+    const FileLock operations_;
+};
+
+TEST_F(Behind, AWriterEveryReaderSaysWhatItWaitsForAndGoesOn)
+{
+    for (const auto& command : readers_) {
+        const auto result = waitFor(cache_, command);
+        EXPECT_EQ(result.line, "ksrbac: note: waiting for the writer of " + cacheDirectory()) << command[0];
+        EXPECT_EQ(result.exitStatus, 0) << command[0];
+    }
+    const auto result = waitFor(operations_, {"operations"});
+    EXPECT_EQ(result.line, "ksrbac: note: waiting for the writer of " + operationCache());
+    EXPECT_EQ(result.exitStatus, 0);
+}
+
+TEST_F(Behind, AWriterEveryReaderGivesUpWhenItsTimeIsOver)
+{
+    const auto writing = write(cache_);
+    for (auto command : readers_) {
+        const std::string name = command[0] + ' ' + command[1];
+        command.insert(command.end(), {"--wait", "0"});
+        const auto result = run(command);
+        EXPECT_EQ(result.errors, "ksrbac: waited 0 s for the writer of " + cacheDirectory() +
+                                     ", who still holds its lock: try again, or wait longer with --wait\n")
+            << name;
+        EXPECT_EQ(result.output, "") << name;
+        EXPECT_EQ(result.exitStatus, 3) << name;
+    }
+}
+
+TEST_F(Behind, AWriterOfTheOperationCacheToo)
+{
+    const auto writing = write(operations_);
+    const auto result = run({"operations", "--wait=0", "--detailed-exit-status"});
+    EXPECT_EQ(result.errors, "ksrbac: waited 0 s for the writer of " + operationCache() +
+                                 ", who still holds its lock: try again, or wait longer with --wait\n");
+    EXPECT_EQ(result.exitStatus, 8);
+}
+
 class Configuration : public KsrbacTest {
 protected:
     void configure(const std::string& text) const { writeFile(root_.path("etc/keepsafe.toml"), text); }
@@ -178,17 +265,22 @@ TEST_F(Configuration, SaysWhereLogMessagesGo)
     configure("[log]\nlevel = 16\ndestination = \"file:" + root_.path("log") + "\"\n");
     std::filesystem::remove(operationCache());
     const auto result = runProgram({KSRBAC_BINARY, "--root", root_.path(), "operations"});
-    EXPECT_EQ(result.errors, "ksrbac: status 13: " + getECmsg(13) + '\n');
+    EXPECT_EQ(result.errors.find("error(16)"), std::string::npos) << result.errors;
     EXPECT_NE(readFile(root_.path("log")).find("OperationCache::load: Error loading operation cache: "),
               std::string::npos);
 }
 
-TEST_F(Configuration, ALogThatCannotBeOpenedEndsWithTwo)
+TEST_F(Configuration, ALogThatCannotBeOpenedIsNotedAndStandardErrorTakesItsPlace)
 {
     configure("[log]\ndestination = \"file:" + root_.path("none/log") + "\"\n");
-    const auto result = run({"operations"});
-    EXPECT_NE(result.errors.find(root_.path("none/log")), std::string::npos) << result.errors;
-    EXPECT_EQ(result.exitStatus, 2);
+    const auto result = run({"cache", "verify", "main", "--log-level", "4"});
+    EXPECT_EQ(result.errors.rfind("ksrbac: note: cannot open the log file \"" + root_.path("none/log") +
+                                      "\": No such file or directory: log messages go to standard error\n",
+                                  0),
+              0U)
+        << result.errors;
+    EXPECT_NE(result.errors.find("instantiating memory map"), std::string::npos) << result.errors;
+    EXPECT_EQ(result.exitStatus, 0);
 }
 
 TEST_F(Configuration, TheLogLevelOfTheCommandLineOutranksIt)
@@ -213,6 +305,32 @@ TEST_F(Configuration, AnEmptyRootIsAUsageError)
     const auto result = runProgram({KSRBAC_BINARY, "--root=", "operations"});
     EXPECT_EQ(result.errors, "ksrbac: --root: the installation root must not be empty\n");
     EXPECT_EQ(result.exitStatus, 2);
+}
+
+TEST_F(Configuration, ARootThatIsNoDirectoryIsAnError)
+{
+    const std::vector<std::string> check{"check", "--operation=|O|", "--roles=17", "|A|"};
+    const auto runUnder = [&check](const std::string& root) {
+        std::vector<std::string> arguments{KSRBAC_BINARY, "--root", root};
+        arguments.insert(arguments.end(), check.begin(), check.end());
+        return runProgram(arguments);
+    };
+    const auto missing = runUnder(root_.path("typo"));
+    EXPECT_EQ(missing.errors, "ksrbac: --root: " + root_.path("typo") + ": No such file or directory\n");
+    EXPECT_EQ(missing.output, "");
+    EXPECT_EQ(missing.exitStatus, 2);
+    const auto file = runUnder(operationCache());
+    EXPECT_EQ(file.errors, "ksrbac: --root: " + operationCache() + ": Not a directory\n");
+    EXPECT_EQ(file.exitStatus, 2);
+}
+
+TEST_F(Configuration, WithoutAFileTheAnswerSaysWhyEverythingIsAllowed)
+{
+    const auto result = run({"check", "--operation=|O|", "--roles=17", "|A|"});
+    EXPECT_EQ(result.output, "allow\t|A|\n");
+    EXPECT_EQ(result.errors, "ksrbac: note: enforcement is off, because there is no configuration file " +
+                                 root_.path("etc/keepsafe.toml") +
+                                 ": everything is allowed, and neither roles nor tokens are looked at\n");
 }
 
 class Help : public KsrbacTest {};

@@ -167,7 +167,8 @@ TEST_F(Questions, ATableThatIsMalformedOrEmptyEndsWithTwo)
               "between\n");
     EXPECT_EQ(messageOf("\n17\t|OPERATIONS|VIEW|\t|A|\tyes\n"),
               "ksrbac: <stdin>:2: neither allow nor deny: \"yes\"\n");
-    EXPECT_EQ(messageOf("17\t|OPERATIONS|VIEW|\tA\tdeny\n"), "ksrbac: <stdin>:1: not a namespace: \"A\"\n");
+    EXPECT_EQ(messageOf("17\t|OPERATIONS|VIEW|\tA\tdeny\n"),
+              "ksrbac: <stdin>:1: not a namespace: \"A\": it does not start with '|'\n");
     EXPECT_EQ(messageOf("# nothing\n"), "ksrbac: <stdin>: there is no decision in it\n");
 }
 
@@ -185,7 +186,7 @@ TEST_F(Questions, UsageErrorsEndWithTwo)
     EXPECT_EQ(messageOf({"who-can", "--cache=main", "--for=|A|", "|OPERATIONS|VIEW|", "|A|"}),
               "ksrbac: who-can: --for is for the service, which --cache does not ask");
     EXPECT_EQ(messageOf({"who-can", "--cache=main", "VIEW", "|A|"}),
-              "ksrbac: OPERATION: not a namespace: \"VIEW\"");
+              "ksrbac: OPERATION: not a namespace: \"VIEW\": it does not start with '|'");
     EXPECT_EQ(messageOf({"what-can", "--cache=main", "--roles=1"}), "ksrbac: OBJECT is required");
     EXPECT_EQ(messageOf({"what-can", "--cache=main", "--roles=1", "--under=|", "|A|"}),
               "ksrbac: what-can: give either OBJECT or --under");

@@ -89,7 +89,8 @@ TEST_F(Streaming, TakesALineOfManyMegabytes)
     const auto result =
         runProgram(checkStdin(), "|KEEPSAFE|" + component + "|\n" + component + "\n|KEEPSAFE|x|\n");
     EXPECT_EQ(result.output, "allow\t|KEEPSAFE|" + component + "|\nallow\t|KEEPSAFE|x|\n");
-    EXPECT_EQ(result.errors, "<stdin>:2: not an object namespace: \"" + std::string(200, 'x') + "...\"\n");
+    EXPECT_EQ(result.errors, "<stdin>:2: not an object namespace: \"" + std::string(200, 'x') +
+                                 "...\": it does not start with '|'\n");
     EXPECT_EQ(result.exitStatus, 2);
 }
 

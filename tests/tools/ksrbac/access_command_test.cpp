@@ -69,9 +69,10 @@ TEST_F(ObjectCommand, SetInheritSaysNothing)
 
 TEST_F(ObjectCommand, BadArgumentsAreToldBeforeAnythingIsSent)
 {
-    EXPECT_EQ(messageOf({"object", "get", "A"}, ExitStatus::BadInput), "NS: not a namespace: \"A\"");
+    EXPECT_EQ(messageOf({"object", "get", "A"}, ExitStatus::BadInput),
+              "NS: not a namespace: \"A\": it does not start with '|'");
     EXPECT_EQ(messageOf({"object", "set-inherit", "|A", "on"}, ExitStatus::BadInput),
-              "NS: not a namespace: \"|A\"");
+              "NS: not a namespace: \"|A\": it does not end with '|'");
     EXPECT_EQ(messageOf({"object", "set-inherit", "|A|", "maybe"}, ExitStatus::BadInput),
               "INHERIT: neither on nor off: \"maybe\"");
     EXPECT_THAT(requests(), IsEmpty());
@@ -250,11 +251,14 @@ TEST_F(AccessCommand, BadArgumentsAreToldBeforeAnythingIsSent)
     };
     EXPECT_EQ(add("2147483648", "|O|V|", "OBJECT"),
               "--role: not a role id, which is a number from 0 to 2147483647: \"2147483648\"");
-    EXPECT_EQ(add("17", "|O|V|,", "OBJECT"), "--operations: not a namespace: \"\"");
-    EXPECT_EQ(add("17", "VIEW", "OBJECT"), "--operations: not a namespace: \"VIEW\"");
+    EXPECT_EQ(add("17", "|O|V|,", "OBJECT"),
+              "--operations: not a namespace: \"\": it does not start with '|'");
+    EXPECT_EQ(add("17", "VIEW", "OBJECT"),
+              "--operations: not a namespace: \"VIEW\": it does not start with '|'");
     EXPECT_EQ(add("17", "|O|V|", "object"),
               "--propagation: none of OBJECT, CHILDREN and OBJECT_AND_CHILDREN: \"object\"");
-    EXPECT_EQ(messageOf({"access", "list", "A"}, ExitStatus::BadInput), "NS: not a namespace: \"A\"");
+    EXPECT_EQ(messageOf({"access", "list", "A"}, ExitStatus::BadInput),
+              "NS: not a namespace: \"A\": it does not start with '|'");
     EXPECT_THAT(requests(), IsEmpty());
 }
 

@@ -105,7 +105,7 @@ TEST(CommandLine, TokensAreNamedByTheFileThatHoldsThem)
 TEST(CommandLine, NegativeRolesAreGivenWithAnEqualsSign)
 {
     EXPECT_EQ(complaintOf({"check", "--operation=O", "--roles=-5,3", "|A|"}),
-              "--operation: not a namespace: \"O\"");
+              "--operation: not a namespace: \"O\": it does not start with '|'");
     EXPECT_EQ(complaintOf({"check", "--operation=|O|", "--roles=-5,", "|A|"}),
               "--roles: item 2, \"\", is neither the id nor the name of a role");
 }
@@ -127,9 +127,10 @@ TEST(CommandLine, ObjectsKeepTheirOrderAndMayFollowADoubleDash)
 {
     const auto result = checkWith({"|B|", "|A|", "--roles", "1", "--", "--json=", "|C|", "-x"});
     EXPECT_EQ(result.results, "allow\t|B|\nallow\t|A|\nallow\t|C|\n");
-    EXPECT_NE(result.messages.find("\nOBJECT 3: not an object namespace: \"--json=\"\n"
-                                   "OBJECT 5: not an object namespace: \"-x\"\n"),
-              std::string::npos)
+    EXPECT_NE(
+        result.messages.find("\nOBJECT 3: not an object namespace: \"--json=\": it does not start with '|'\n"
+                             "OBJECT 5: not an object namespace: \"-x\": it does not start with '|'\n"),
+        std::string::npos)
         << result.messages;
 }
 
@@ -142,7 +143,7 @@ TEST(CommandLine, ADoubleDashEndsTheOptionsOfOtherCommandsToo)
 TEST(CommandLine, ARepeatedOptionTakesOneValueEachTime)
 {
     EXPECT_EQ(complaintOf({"object", "register", "--type=x", "--grant", "17:|O|", "--child", "|b|", "A"}),
-              "NS: not a namespace: \"A\"");
+              "NS: not a namespace: \"A\": it does not start with '|'");
 }
 
 TEST(CommandLine, UsageErrorsNameWhatIsWrong)

@@ -60,8 +60,8 @@ TEST(GrantArgument, WhatIsWrongIsNamed)
     EXPECT_EQ(message("17"), form + "\"17\"");
     EXPECT_EQ(message("17:|O|:OBJECT:x"), form + "\"17:|O|:OBJECT:x\"");
     EXPECT_EQ(message("-1:|O|"), "--grant: not a role id, which is a number from 0 to 2147483647: \"-1\"");
-    EXPECT_EQ(message("17:"), "--grant: not a namespace: \"\"");
-    EXPECT_EQ(message("17:|O|,"), "--grant: not a namespace: \"\"");
+    EXPECT_EQ(message("17:"), "--grant: not a namespace: \"\": it does not start with '|'");
+    EXPECT_EQ(message("17:|O|,"), "--grant: not a namespace: \"\": it does not start with '|'");
     EXPECT_EQ(message("17:|O|:"), "--grant: none of OBJECT, CHILDREN and OBJECT_AND_CHILDREN: \"\"");
     EXPECT_EQ(message("17:|O|:all"), "--grant: none of OBJECT, CHILDREN and OBJECT_AND_CHILDREN: \"all\"");
 }
@@ -145,7 +145,8 @@ TEST_F(BulkFile, EveryOtherFaultIsNamedByItsPlace)
     EXPECT_EQ(message(R"([{"namespace": "|A|", "type": "x"}, {"type": "x"}])"),
               R"([1]: no member "namespace")");
     EXPECT_EQ(message(R"([{"namespace": "|A|"}])"), R"([0]: no member "type")");
-    EXPECT_EQ(message(R"([{"namespace": "A", "type": "x"}])"), R"([0].namespace: not a namespace: "A")");
+    EXPECT_EQ(message(R"([{"namespace": "A", "type": "x"}])"),
+              R"([0].namespace: not a namespace: "A": it does not start with '|')");
 
     const auto record = [this](const std::string& more) {
         return message(R"([{"namespace": "|A|", "type": "x", )" + more + "}]");
@@ -167,7 +168,7 @@ TEST_F(BulkFile, EveryOtherFaultIsNamedByItsPlace)
     EXPECT_EQ(grant(R"("operations": ["|O|"])"), R"([0].grants[0]: no member "role")");
     EXPECT_EQ(grant(R"("role": 1, "operations": [])"), "[0].grants[0].operations: no operation");
     EXPECT_EQ(grant(R"("role": 1, "operations": ["O"])"),
-              R"([0].grants[0].operations[0]: not a namespace: "O")");
+              R"([0].grants[0].operations[0]: not a namespace: "O": it does not start with '|')");
     EXPECT_EQ(grant(R"("role": 1, "operations": ["|O|"], "propagation": "all")"),
               R"([0].grants[0].propagation: none of OBJECT, CHILDREN and OBJECT_AND_CHILDREN: "all")");
 }

@@ -255,8 +255,10 @@ TEST_F(CacheVerify, FindsAMalformedManifestAndExaminesTheRest)
     EXPECT_EQ(resultsWith("{\"names\": \"|\"}"), noMember);
     EXPECT_EQ(resultsWith("{\"namespace\": 5}"), noMember);
     EXPECT_EQ(resultsWith("[\"namespace\"]"), noMember);
-    EXPECT_EQ(resultsWith("{\"namespace\": \"|A\"}"),
-              "manifest.json, byte 0: member \"namespace\" is not a namespace: \"|A\"\n" + rest);
+    EXPECT_EQ(
+        resultsWith("{\"namespace\": \"|A\"}"),
+        "manifest.json, byte 0: member \"namespace\" is not a namespace: \"|A\": it does not end with '|'\n" +
+            rest);
 }
 
 TEST_F(CacheVerify, WhatCannotBeReadIsNoFaultButAnError)

@@ -114,7 +114,7 @@ TEST_F(CheckByService, AnOperationThatTheCacheDoesNotKnowIsNoted)
 TEST_F(CheckByService, BadArgumentsAreToldBeforeAnythingIsSent)
 {
     EXPECT_EQ(messageOf(check({"--for", "A", "--roles=17", "|A|"}), ExitStatus::BadInput),
-              "--for: not a namespace: \"A\"");
+              "--for: not a namespace: \"A\": it does not start with '|'");
     EXPECT_EQ(messageOf(check({"--for=|A|", "--cache=cache-7", "--roles=17", "|A|"}), ExitStatus::BadInput),
               "check: --for is for the service, which --cache does not ask");
     EXPECT_THAT(requests(), IsEmpty());

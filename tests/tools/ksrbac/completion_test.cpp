@@ -134,9 +134,9 @@ TEST_F(CompletionTest, OffersCommandsThatAreNotHidden)
 
 TEST_F(CompletionTest, OffersOptionsOfTheCommandAndOfTheProgram)
 {
-    EXPECT_THAT(
-        offered({"cache", "verify", "--"}),
-        ElementsAre("--help", "--max-faults", "--version", "--root", "--json", "--log-level", "--color"));
+    EXPECT_THAT(offered({"cache", "verify", "--"}),
+                ElementsAre("--help", "--max-faults", "--version", "--root", "--json", "--log-level",
+                            "--wait", "--detailed-exit-status", "--color"));
     EXPECT_THAT(offered({"check", "--ro"}), ElementsAre("--roles", "--role-names", "--root"));
 }
 

@@ -84,6 +84,8 @@ int statusOfMakingWith(PreparedClient& client)
             (void)make();
         } catch (const EC_exception& error) {
             return error.status();
+        } catch (const ksrbac::CommandFailure& error) {
+            return error.failure().status;
         }
         return 0;
     };
@@ -142,6 +144,21 @@ TEST_F(DeciderTest, PrintsAnswersWithTheObjectAsGiven)
     EXPECT_EQ(messages_.text, "");
 }
 
+TEST_F(DeciderTest, NoNameStartsALineOrSteersTheTerminal)
+{
+    auto decider = this->decider(false);
+    for (const char* text : {"|NO|\nallow\t|YES|", "|YES|\x1B[2J|", "|YES|\xE2\x80\xAEx|", "|YES|\xC2\x9B|",
+                             "|YES|\xFF|", "|YES|\xE2\x80\xA8|"}) {
+        decider.decide(text, nowhere);
+    }
+    EXPECT_EQ(printed(), "deny\t|NO|%0Aallow%09|YES|\n"
+                         "allow\t|YES|%1B%5B2J|\n"
+                         "allow\t|YES|%E2%80%AEx|\n"
+                         "allow\t|YES|%C2%9B|\n"
+                         "allow\t|YES|%FF|\n"
+                         "allow\t|YES|%E2%80%A8|\n");
+}
+
 TEST_F(DeciderTest, PrintsJsonWithTheCanonicalText)
 {
     auto decider = this->decider(true);
@@ -160,13 +177,14 @@ TEST_F(DeciderTest, ComplainsAboutMalformedTextsAndGoesOn)
     }
     decider.decide("|YES|", nowhere);
     EXPECT_EQ(printed(), "allow\t|YES|\n");
-    EXPECT_EQ(messages_.text, "nowhere: not an object namespace: \"\"\n"
-                              "nowhere: not an object namespace: \"YES\"\n"
-                              "nowhere: not an object namespace: \"|YES\"\n"
-                              "nowhere: not an object namespace: \"|YES| \"\n"
-                              "nowhere: not an object namespace: \"|YES|\\x0D\"\n"
-                              "nowhere: not an object namespace: \"|%4|\"\n"
-                              "nowhere: not an object namespace: \"\\x1B|\"\n");
+    const std::string message = "nowhere: not an object namespace: ";
+    const std::string start = ": it does not start with '|'\n";
+    const std::string end = ": it does not end with '|'\n";
+    EXPECT_EQ(messages_.text, message + "\"\"" + start + message + "\"YES\"" + start + message + "\"|YES\"" +
+                                  end + message + "\"|YES| \"" + end + message + "\"|YES|\\x0D\"" + end +
+                                  message +
+                                  "\"|%4|\": byte 2: '%' is not followed by two hexadecimal digits\n" +
+                                  message + "\"\\x1B|\"" + start);
 }
 
 TEST_F(DeciderTest, TheWorstAnswerDecidesTheStatus)

@@ -9,17 +9,32 @@
 namespace {
 
 using ksrbac::escapeForMessage;
+using ksrbac::isPrintable;
 using ksrbac::JsonArray;
 using ksrbac::JsonObject;
 using ksrbac::jsonString;
+using ksrbac::printable;
 using ksrbac::TextTable;
 
-TEST(EscapeForMessage, KeepsPrintableAsciiOnly)
+TEST(EscapeForMessage, KeepsPrintableUtf8Only)
 {
     EXPECT_EQ(escapeForMessage("|A b~|"), "|A b~|");
+    EXPECT_EQ(escapeForMessage("Pr\xC3\xBC"
+                               "fer \xE6\x9D\xB1\xF0\x9F\x98\x80"),
+              "Pr\xC3\xBC"
+              "fer \xE6\x9D\xB1\xF0\x9F\x98\x80");
     EXPECT_EQ(escapeForMessage("a\tb\r\n"), R"(a\x09b\x0D\x0A)");
     EXPECT_EQ(escapeForMessage("\x1B[31m\x7F"), R"(\x1B[31m\x7F)");
-    EXPECT_EQ(escapeForMessage("\xC3\xA9"), R"(\xC3\xA9)");
+    EXPECT_EQ(escapeForMessage("\xC2\x9B"
+                               "2J"),
+              R"(\xC2\x9B2J)")
+        << "what a terminal obeys";
+    EXPECT_EQ(escapeForMessage("\xE2\x80\xAE"
+                               "fdp"),
+              R"(\xE2\x80\xAEfdp)")
+        << "what disguises a text";
+    EXPECT_EQ(escapeForMessage("\xE2\x80\xA8"), R"(\xE2\x80\xA8)") << "what starts a line";
+    EXPECT_EQ(escapeForMessage("\xC3"), R"(\xC3)") << "not UTF-8";
     EXPECT_EQ(escapeForMessage(std::string(1, '\0')), R"(\x00)");
     EXPECT_EQ(escapeForMessage(R"(\x41)"), R"(\\x41)");
 }
@@ -28,6 +43,20 @@ TEST(EscapeForMessage, CutsWhatIsTooLong)
 {
     EXPECT_EQ(escapeForMessage("abcdef", 6), "abcdef");
     EXPECT_EQ(escapeForMessage("abcdefg", 6), "abcdef...");
+    EXPECT_EQ(escapeForMessage("ab\xF0\x9F\x98\x80g", 5), "ab...") << "no part of a character";
+    EXPECT_EQ(escapeForMessage("ab\xF0\x9F\x98\x80g", 6), "ab\xF0\x9F\x98\x80...");
+}
+
+TEST(Printable, ChangesNothingTwice)
+{
+    const std::string text = "a\\b\n\xC3\xA9\xFF";
+    const std::string once = R"(a\b\x0A)"
+                             "\xC3\xA9"
+                             R"(\xFF)";
+    EXPECT_FALSE(isPrintable(text));
+    EXPECT_EQ(printable(text), once);
+    EXPECT_TRUE(isPrintable(once));
+    EXPECT_EQ(printable(once), once);
 }
 
 TEST(JsonString, EscapesWhatJsonDoesNotAllow)
@@ -81,6 +110,29 @@ TEST(TextTable, LinesUpItsColumns)
     EXPECT_EQ(table.text(), " BIT  NAME         N\n"
                             "   7  a          100\n"
                             "1000  long name\n");
+}
+
+TEST(TextTable, CountsColumnsOfTheTerminal)
+{
+    TextTable table({TextTable::Align::Left, TextTable::Align::Left});
+    table.addRow({"Pr\xC3\xBC"
+                  "fer",
+                  "1"});
+    table.addRow({"\xE6\x9D\xB1\xE4\xBA\xAC", "2"});
+    table.addRow({"e\xCC\x81", "3"});
+    table.addRow({"abcdefg", "4"});
+    EXPECT_EQ(table.text(), "Pr\xC3\xBC"
+                            "fer   1\n"
+                            "\xE6\x9D\xB1\xE4\xBA\xAC     2\n"
+                            "e\xCC\x81        3\n"
+                            "abcdefg  4\n");
+}
+
+TEST(TextTable, NoCellStartsALineOrSteersTheTerminal)
+{
+    TextTable table({TextTable::Align::Left});
+    table.addRow({"a\n\x1B[2J"});
+    EXPECT_EQ(table.text(), "a\\x0A\\x1B[2J\n");
 }
 
 TEST(TextTable, KeepsCellsPastItsLastColumn)

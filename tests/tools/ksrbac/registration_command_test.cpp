@@ -196,9 +196,10 @@ TEST_F(RegisterCommand, BadArgumentsAreToldBeforeAnythingIsSent)
     const std::string needed = "object register: give NS and --type, or --bulk";
     EXPECT_EQ(message({"|A|"}), needed);
     EXPECT_EQ(message({"--type=VM"}), needed);
-    EXPECT_EQ(message({"A", "--type=VM"}), "NS: not a namespace: \"A\"");
+    EXPECT_EQ(message({"A", "--type=VM"}), "NS: not a namespace: \"A\": it does not start with '|'");
     EXPECT_EQ(message({"|A|", "--type=\xFF"}), "--type: not UTF-8: \"\\xFF\"");
-    EXPECT_EQ(message({"|A|", "--type=VM", "--child=x"}), "--child: not a namespace: \"x\"");
+    EXPECT_EQ(message({"|A|", "--type=VM", "--child=x"}),
+              "--child: not a namespace: \"x\": it does not start with '|'");
     EXPECT_EQ(message({"|A|", "--type=VM", "--inherit=yes"}), "--inherit: neither on nor off: \"yes\"");
     EXPECT_EQ(message({"|A|", "--type=VM", "--exec="}), "--exec: a program is needed");
     EXPECT_EQ(message({"|A|", "--type=VM", "--", "x"}).substr(0, 42),

@@ -63,9 +63,17 @@ TEST_F(RoleCommand, ListPrintsOneJsonObjectForEachRole)
 
 TEST_F(RoleCommand, ForeignBytesDoNotReachTheTerminal)
 {
-    server_.playNext(role(200, 3, R"("name":"a\u001b[2J\nb\u00e9")"));
-    EXPECT_EQ(run({"role", "get", "3"}).results, "ID  NAME                   SYSTEM  DESCRIPTION\n"
-                                                 " 3  a\\x1B[2J\\x0Ab\\xC3\\xA9  no\n");
+    server_.playNext(role(200, 3, R"("name":"a\u001b[2J\nb\u00e9\u202e")"));
+    EXPECT_EQ(run({"role", "get", "3"}).results, "ID  NAME                        SYSTEM  DESCRIPTION\n"
+                                                 " 3  a\\x1B[2J\\x0Ab\xC3\xA9\\xE2\\x80\\xAE  no\n");
+}
+
+TEST_F(RoleCommand, NamesAreShownInTheirOwnScript)
+{
+    server_.playNext(role(200, 3, R"("name":"Pr\u00fcfer","description":"\u6771\u4eac")"));
+    EXPECT_EQ(run({"role", "get", "3"}).results, "ID  NAME    SYSTEM  DESCRIPTION\n"
+                                                 " 3  Pr\xC3\xBC"
+                                                 "fer  no      \xE6\x9D\xB1\xE4\xBA\xAC\n");
 }
 
 TEST_F(RoleCommand, GetAsksForOneRole)

@@ -42,6 +42,13 @@ TEST_F(ServiceFailure, ShowsStatusMeaningAndTheServicesOwnText)
     EXPECT_EQ(
         messageAfter(answer(400, R"({"errorCode":7610,"errorMessage":"bad","errorDetails":["a","b"]})")),
         "role get 99: status 7610: a document, name or token is malformed (HTTP status 400: bad (a; b))");
+    const std::string taken =
+        "role get 99: status 20: an argument has a value that is not allowed (HTTP status 404: no";
+    EXPECT_EQ(messageAfter(answer(404, R"({"errorCode":20,"errorMessage":"no","errorDetails":["no"]})")),
+              taken + ')')
+        << "what is said twice is told once";
+    EXPECT_EQ(messageAfter(answer(404, R"({"errorCode":20,"errorMessage":"no","errorDetails":["no","a"]})")),
+              taken + " (a))");
     EXPECT_EQ(messageAfter(answer(409, R"({"errorCode":4711,"errorMessage":"no"})")),
               "role get 99: status 4711: status 4711 has no message text (HTTP status 409: no)");
 }
@@ -132,12 +139,13 @@ TEST_F(ServiceFailure, IsWrittenToTheLogAsWell)
 TEST(ExplainFailure, TellsTransferStatusesFromThoseOfTheProductByTheException)
 {
     const auto cause = std::make_exception_ptr(Tessara::Keepsafe::TransferFailure(7, "POST failed"));
-    EXPECT_EQ(explainFailure(7, cause), "transfer status 7: the server cannot be reached (POST failed)");
-    EXPECT_EQ(explainFailure(8024, cause),
+    EXPECT_EQ(explainFailure(7, cause).message,
+              "transfer status 7: the server cannot be reached (POST failed)");
+    EXPECT_EQ(explainFailure(8024, cause).message,
               "status 8024: the change could not be committed after its callback succeeded (POST failed)");
-    EXPECT_EQ(explainFailure(12, nullptr),
+    EXPECT_EQ(explainFailure(12, nullptr).message,
               "status 12: an access cache, key file or lock file cannot be used");
-    EXPECT_EQ(explainFailure(99, std::make_exception_ptr(Tessara::Keepsafe::TransferFailure(99, ""))),
+    EXPECT_EQ(explainFailure(99, std::make_exception_ptr(Tessara::Keepsafe::TransferFailure(99, ""))).message,
               "transfer status 99: the request failed");
 }
 

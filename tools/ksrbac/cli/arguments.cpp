@@ -51,11 +51,19 @@ std::vector<std::string> split(const std::string& text, char separator)
 
 Rbac::ObjectNamespace parseNamespace(const std::string& name, const std::string& text)
 {
-    Rbac::ObjectNamespace parsed;
-    if (!boost::conversion::try_lexical_convert(text, parsed)) {
-        refuse(name, "not a namespace", text);
+    Rbac::NamespaceFault fault;
+    const auto parsed = Rbac::parseNamespace(text, fault);
+    if (!parsed) {
+        throw InputError(name + ": not a namespace: " + faultyNamespace(text, fault));
     }
-    return parsed;
+    return *parsed;
+}
+
+std::string faultyNamespace(const std::string& text, const Rbac::NamespaceFault& fault)
+{
+    const bool isInside = fault.position > 0 && fault.position < text.size();
+    const std::string place = isInside ? "byte " + std::to_string(fault.position + 1) + ": " : "";
+    return '"' + escapeForMessage(text) + "\": " + place + fault.reason;
 }
 
 std::list<Rbac::ObjectNamespace> parseNamespaces(const std::string& name, const std::string& text)

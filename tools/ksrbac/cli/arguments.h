@@ -9,6 +9,7 @@
 
 #include <keepsafe/rbac/api/ManagedObjects.h>
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
+#include <keepsafe/rbac/namespace/parse_namespace.h>
 
 /// \file The values of arguments. `name` is the argument's name for messages. All throw `InputError` that
 /// names the argument and shows what is wrong with it.
@@ -19,6 +20,10 @@ namespace ksrbac {
 std::vector<std::string> split(const std::string& text, char separator);
 
 Tessara::Keepsafe::Rbac::ObjectNamespace parseNamespace(const std::string& name, const std::string& text);
+
+/// A text that is no namespace, quoted, with what is wrong and where: `"|A|%4|": byte 4: '%' is not followed
+/// by two hexadecimal digits`. Bytes are counted from 1.
+std::string faultyNamespace(const std::string& text, const Tessara::Keepsafe::Rbac::NamespaceFault& fault);
 
 /// One or more namespaces with commas between them. A comma always separates: one that is part of a name is
 /// written %2C, as the text form has it.

@@ -79,7 +79,9 @@ Invocation parseCommandLine(const Arguments& arguments, const CommandTable& comm
     } catch (const CLI::CallForVersion& version) {
         return {{}, {}, std::string(version.what()) + '\n'};
     } catch (const CLI::ParseError& error) {
-        throw InputError(usageError(tree.app(), error));
+        const std::string text = usageError(tree.app(), error);
+        const std::size_t hint = text.rfind('\n');
+        throw UsageError(text.substr(0, hint), text.substr(hint + 1));
     }
 }
 

@@ -17,6 +17,9 @@ struct GlobalOptions {
     bool json = false;
     std::optional<int> logLevel;
     ColourChoice colour = ColourChoice::Auto;
+    /// How long to wait for a lock that a writer holds; nothing: without end.
+    std::optional<std::size_t> waitSeconds;
+    bool detailedExitStatus = false;
 };
 
 struct Invocation {

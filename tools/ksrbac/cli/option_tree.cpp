@@ -22,7 +22,11 @@ Run 'ksrbac COMMAND --help' for more on a command.
 Exit status: 0 all allowed; no fault found; valid; listed; done, 1 some denied;
 faults found; not valid, 2 usage error, or an input that is malformed or cannot
 be read, 3 the library reported a status or failed; the service refused, 4
-standard output could not be written.)";
+standard output could not be written.
+
+With --detailed-exit-status, in place of 3: 5 the service does not know what was
+asked about, 6 the service refused, 7 the service could not be reached, 8 the
+cache is missing, damaged, interrupted or locked.)";
 
 constexpr char PROGRAM_EXAMPLES[] = R"(Examples:
   ksrbac check --operation '|OPERATIONS|VIEW|' --roles Auditor '|STORAGE|'
@@ -67,11 +71,15 @@ void OptionTree::addGlobalOptions()
     app_.set_version_flag("--version", "ksrbac (keepsafe-rbac) " KSRBAC_VERSION, "Show the version and exit");
     addOptional(app_, "--root", global_.root, value_name::DIRECTORY,
                 "Installation root in place of /usr/kshome");
-    addFlag(app_, "--json", global_.json, "Print results as JSON, one object per line");
+    addFlag(app_, "--json", global_.json, "Print results and messages as JSON, one object per\nline");
     app_.add_option("--log-level", global_.logLevel,
                     "Log from level N on: 2 debug, 4 information,\n8 notable, 16 errors; 4 and 2 also show "
                     "messages\nof the token and database code")
         ->type_name("N");
+    addOptional(app_, "--wait", global_.waitSeconds, "SECONDS",
+                "Wait that long for a lock that a writer holds, not\nwithout end");
+    addFlag(app_, "--detailed-exit-status", global_.detailedExitStatus,
+            "Exit with 5 to 8 in place of 3 where the cause is\nknown");
     app_.add_option_function<std::string>(
             "--color", [this](const std::string& text) { global_.colour = colourOf(text); },
             "When to print in colours: auto is on a terminal,\nunless NO_COLOR is set")

@@ -49,6 +49,12 @@ void addOptional(CLI::App& command, const char* name, std::size_t& value, const 
     command.add_option(name, value, description)->type_name(valueName)->check(requireDigits);
 }
 
+void addOptional(CLI::App& command, const char* name, std::optional<std::size_t>& value,
+                 const char* valueName, const std::string& description)
+{
+    command.add_option(name, value, description)->type_name(valueName)->check(requireDigits);
+}
+
 void addFlag(CLI::App& command, const char* name, bool& value, const std::string& description)
 {
     command.add_flag(name, value, description);

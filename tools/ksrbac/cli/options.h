@@ -48,6 +48,8 @@ void addOptional(CLI::App& command, const char* name, std::optional<std::string>
 /// A decimal number without a sign.
 void addOptional(CLI::App& command, const char* name, std::size_t& value, const char* valueName,
                  const std::string& description);
+void addOptional(CLI::App& command, const char* name, std::optional<std::size_t>& value,
+                 const char* valueName, const std::string& description);
 void addFlag(CLI::App& command, const char* name, bool& value, const std::string& description);
 /// An argument that takes all remaining ones.
 void addRest(CLI::App& command, const char* name, std::vector<std::string>& values, const char* valueName,

@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-#include <boost/lexical_cast/try_lexical_convert.hpp>
-
+#include "cli/arguments.h"
 #include "commands/explanation.h"
 #include "output/Json.h"
 #include "output/escape.h"
@@ -19,17 +18,17 @@ Decider::Decider(const Rbac::AccessChecker& checker, const Rbac::ObjectNamespace
 {
 }
 
-bool Decider::answer(const std::string& text)
+bool Decider::answer(const std::string& text, Rbac::NamespaceFault& fault)
 {
-    Rbac::ObjectNamespace object;
-    if (!boost::conversion::try_lexical_convert(text, object)) {
+    const auto object = Rbac::parseNamespace(text, fault);
+    if (!object) {
         return false;
     }
     if (explainer_ != nullptr) {
-        const Rbac::Explanation explanation = explainer_->explain(object);
-        print(text, object.str(), explanation.verdict.isAllowed, &explanation);
+        const Rbac::Explanation explanation = explainer_->explain(*object);
+        print(text, object->str(), explanation.verdict.isAllowed, &explanation);
     } else {
-        print(text, object.str(), checker_.checkAccess(object), nullptr);
+        print(text, object->str(), checker_.checkAccess(*object), nullptr);
     }
     return true;
 }
@@ -51,17 +50,19 @@ void Decider::print(std::string_view text, std::string_view textForm, bool allow
     }
     console_.print(allowed ? allow_ : deny_);
     console_.print("\t");
-    console_.print(text);
+    // A name that holds a line feed would look like the answer for an object that nobody asked about.
+    console_.print(isPrintable(text) ? text : textForm);
     console_.print("\n");
     if (explanation != nullptr) {
         console_.print(explanationText(*explanation, *names_));
     }
 }
 
-void Decider::complainMalformed(const std::string& where, const std::string& text)
+void Decider::complainMalformed(const std::string& where, const std::string& text,
+                                const Rbac::NamespaceFault& fault)
 {
     raise(ExitStatus::BadInput);
-    console_.complainLine(where + ": not an object namespace: \"" + escapeForMessage(text) + '"');
+    console_.complainLine(where + ": not an object namespace: " + faultyNamespace(text, fault));
 }
 
 void Decider::raise(ExitStatus status) noexcept { status_ = std::max(status_, status); }

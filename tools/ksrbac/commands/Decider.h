@@ -6,6 +6,7 @@
 
 #include <keepsafe/rbac/client/AccessChecker.h>
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
+#include <keepsafe/rbac/namespace/parse_namespace.h>
 #include <keepsafe/rbac/questions/explain.h>
 
 #include "exit_status.h"
@@ -35,8 +36,9 @@ public:
     template <typename Where>
     void decide(const std::string& text, const Where& where)
     {
-        if (!answer(text)) {
-            complainMalformed(where(), text);
+        Tessara::Keepsafe::Rbac::NamespaceFault fault;
+        if (!answer(text, fault)) {
+            complainMalformed(where(), text, fault);
         }
     }
 
@@ -46,10 +48,11 @@ public:
     [[nodiscard]] ExitStatus status() const noexcept { return status_; }
 
 private:
-    [[nodiscard]] bool answer(const std::string& text);
+    [[nodiscard]] bool answer(const std::string& text, Tessara::Keepsafe::Rbac::NamespaceFault& fault);
     void print(std::string_view text, std::string_view textForm, bool allowed,
                const Tessara::Keepsafe::Rbac::Explanation* explanation);
-    void complainMalformed(const std::string& where, const std::string& text);
+    void complainMalformed(const std::string& where, const std::string& text,
+                           const Tessara::Keepsafe::Rbac::NamespaceFault& fault);
     void raise(ExitStatus status) noexcept;
 
     const Tessara::Keepsafe::Rbac::AccessChecker& checker_;

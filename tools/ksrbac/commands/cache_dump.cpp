@@ -98,8 +98,8 @@ private:
     void row(const std::string& object, const std::string& inherit, const std::string& role,
              const std::string& propagation, const std::string& operation, const std::string& roleName)
     {
-        text_ += object + separator_ + inherit + separator_ + role + separator_ + propagation + separator_ +
-                 operation + (names_ == nullptr ? "" : separator_ + roleName) + '\n';
+        text_ += printable(object) + separator_ + inherit + separator_ + role + separator_ + propagation +
+                 separator_ + operation + (names_ == nullptr ? "" : separator_ + roleName) + '\n';
         ++rows_;
     }
     /// A field of csv is put in quotes; one of tsv cannot have tabs and line feeds, which are escaped.
@@ -138,7 +138,7 @@ ExitStatus run(const Options& options, Console& console)
 {
     const bool isDocument = options.format == "json";
     if (!isDocument && options.format != "csv" && options.format != "tsv") {
-        throw InputError("--format: give json, csv or tsv");
+        throw UsageError("--format: give json, csv or tsv");
     }
     const OperationNames operations;
     const OpenCache cache(options.cache);
@@ -155,8 +155,8 @@ ExitStatus run(const Options& options, Console& console)
     PolicyDocument document(operations, names);
     readInto(document, cache, console);
     for (const auto& [bit, name] : document.unknown()) {
-        console.complain("note: the operation cache has no operation of bit " + std::to_string(bit) +
-                         ": it is called " + name);
+        console.note("the operation cache has no operation of bit " + std::to_string(bit) +
+                     ": it is called " + name);
     }
     document.print(console);
     return ExitStatus::Good;

@@ -47,9 +47,10 @@ decides; if it is off, everything is allowed without looking at roles or tokens,
 and a note on standard error says so.
 
 Prints one line per object, in order: "allow" or "deny", a tab, and the object
-as it was given. With --json it prints {"object":...,"operation":...,
-"allowed":...} with the object in its canonical text form. Objects given as
-arguments come first, then those of --objects-from.
+as it was given, or in its canonical text form if it holds control or format
+characters. With --json it prints {"object":...,"operation":...,"allowed":...}
+with the object in its canonical text form. Objects given as arguments come
+first, then those of --objects-from.
 
 An object is allowed if one of the roles has the operation on it. Operations
 come from the installation's operation cache; one that it does not know is
@@ -59,7 +60,8 @@ denied everything.
 Each line of the file is one object, to the last byte: white space around it, a
 carriage return or an empty line makes it malformed. Malformed objects are
 reported on standard error with their line number, and the others are still
-answered.
+answered. A file without a line, which a producer that failed leaves behind, is
+an error unless --allow-empty is given.
 
 With --explain each answer has its reason and the objects on the way to it:
 indented lines, or with --json the members "reason" and "path". The reasons:
@@ -102,6 +104,7 @@ struct Options {
     std::vector<std::string> objects;
     bool explain = false;
     bool roleNames = false;
+    bool allowEmpty = false;
 };
 
 void requireConsistent(const Options& options)
@@ -112,17 +115,20 @@ void requireConsistent(const Options& options)
     }
     if (options.expect) {
         if (options.operation || options.caller.roles || options.caller.sessionTokenFile || options.explain ||
-            options.objectsFrom || !options.objects.empty()) {
-            throw InputError("check: --expect takes roles, operations and objects from the table alone");
+            options.objectsFrom || options.allowEmpty || !options.objects.empty()) {
+            throw UsageError("check: --expect takes roles, operations and objects from the table alone");
         }
         return;
     }
+    if (options.allowEmpty && !options.objectsFrom) {
+        throw UsageError("check: --allow-empty is for --objects-from");
+    }
     if (options.objects.empty() && !options.objectsFrom) {
-        throw InputError("check: give objects as arguments or with --objects-from");
+        throw UsageError("check: give objects as arguments or with --objects-from");
     }
     requireConsistent("check", options.caller);
     if (options.caller.sessionTokenFile == STANDARD_INPUT && options.objectsFrom == STANDARD_INPUT) {
-        throw InputError("check: --session-token-file and --objects-from cannot both be standard input");
+        throw UsageError("check: --session-token-file and --objects-from cannot both be standard input");
     }
 }
 
@@ -169,6 +175,9 @@ void decideAll(const Options& options, const Rbac::AccessChecker& checker, Decid
         throw;
     }
     row.finish();
+    if (lines.lineNumber() == 0 && !options.allowEmpty) {
+        throw InputError(name + ": there is no object in it; with --allow-empty that is all allowed");
+    }
 }
 
 ExitStatus decideObjects(const Options& options, bool json, Console& console)
@@ -219,6 +228,7 @@ Action addCheck(CLI::App& command)
     addCallerOptions(command, options->caller);
     addOptional(command, "--objects-from", options->objectsFrom, value_name::FILE_OR_STDIN,
                 "Read objects by line; - is standard input");
+    addFlag(command, "--allow-empty", options->allowEmpty, "A list without an object is all allowed");
     addFlag(command, "--explain", options->explain, "Say why");
     addRoleNames(command, options->roleNames);
     addOptional(command, "--expect", options->expect, value_name::FILE_OR_STDIN,

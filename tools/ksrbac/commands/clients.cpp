@@ -13,6 +13,7 @@
 #include <keepsafe/rbac/client/StubAccessControlClient.h>
 
 #include "cli/cache_location.h"
+#include "commands/usable_cache.h"
 #include "service/ask_service.h"
 
 namespace ksrbac {
@@ -28,7 +29,7 @@ boost::shared_ptr<const Rbac::AccessCache> openCache(const Rbac::Manifest& manif
     } catch (const EC_exception&) {
         throw;
     } catch (const std::runtime_error& error) {
-        throw std::runtime_error(manifest.directory + ": " + error.what());
+        throw CommandFailure({FailureKind::Cache, manifest.directory + ": " + error.what()});
     }
 }
 
@@ -38,6 +39,7 @@ boost::shared_ptr<Rbac::AccessControlClient> openClient(const std::string& idOrD
                                                         Rbac::OperationCache& operations)
 {
     const CacheLocation location = locateCache(idOrDirectory);
+    requireUsable(location);
     const Rbac::Manifest manifest(location.id, location.directory);
     return boost::make_shared<Rbac::DiskAccessControlClient>(manifest.ns, openCache(manifest), operations);
 }
@@ -46,12 +48,15 @@ boost::shared_ptr<Rbac::AccessControlClient> requestClient(const std::string& co
                                                            const Rbac::ObjectNamespace& objectNamespace)
 {
     boost::shared_ptr<Rbac::AccessControlClient> client;
-    askService(command + ": asking which access cache serves " + objectNamespace.str(), [&] {
-        std::exception_ptr cause;
-        const int status = Rbac::AccessControlClient::create(objectNamespace, client, cause);
-        if (status != Tessara::Keepsafe::Status::SUCCESS) {
-            throw ServiceError(explainFailure(status, cause));
-        }
+    requireConfiguration(", or name the access cache with --cache");
+    askService(command, [&] {
+        askService("asking which access cache serves " + objectNamespace.str(), [&] {
+            std::exception_ptr cause;
+            const int status = Rbac::AccessControlClient::create(objectNamespace, client, cause);
+            if (status != Tessara::Keepsafe::Status::SUCCESS) {
+                throw ServiceError(explainFailure(status, cause));
+            }
+        });
     });
     return client;
 }

@@ -16,6 +16,7 @@
 #include "commands/policy.h"
 #include "io/Progress.h"
 #include "output/Json.h"
+#include "output/escape.h"
 
 namespace ksrbac {
 
@@ -93,7 +94,7 @@ void printNames(const Rbac::ReachableObjects& reachable, const Rbac::ObjectNames
         return;
     }
     reachable.forEach(under, after, [&](std::string_view name) {
-        console.print((json ? JsonObject().add("object", name).text() : std::string(name)) + '\n');
+        console.print((json ? JsonObject().add("object", name).text() : printable(name)) + '\n');
         return --left != 0;
     });
 }

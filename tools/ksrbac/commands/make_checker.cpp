@@ -1,7 +1,11 @@
 #include "commands/make_checker.h"
 
-#include <keepsafe/platform/status/EC_exception.h>
+#include <keepsafe/platform/status/ExplainedFailure.h>
 #include <keepsafe/platform/status/status_codes.h>
+
+#include "configuration.h"
+#include "log/HeardErrors.h"
+#include "token/token_status.h"
 
 namespace ksrbac {
 
@@ -14,11 +18,8 @@ using Checker = boost::shared_ptr<const Rbac::AccessChecker>;
 
 constexpr int RESERVED = 0;
 
-Checker usable(int status, Checker checker)
+Checker usable(Checker checker)
 {
-    if (status != Status::SUCCESS) {
-        throw EC_exception(status);
-    }
     if (!checker) {
         throw EC_exception(Status::OUT_OF_MEMORY);
     }
@@ -31,16 +32,22 @@ Checker makeChecker(Rbac::AccessControlClient& client, const std::set<int>& role
                     const Rbac::ObjectNamespace& operation)
 {
     Checker checker;
+    const HeardErrors errors;
     const int status = client.createAccessChecker(roleIds, operation, RESERVED, checker);
-    return usable(status, checker);
+    if (status != Status::SUCCESS) {
+        throw Tessara::Keepsafe::ExplainedFailure(status, errors.first());
+    }
+    return usable(checker);
 }
 
 Checker makeCheckerForToken(Rbac::AccessControlClient& client, const std::string& sessionToken,
                             const Rbac::ObjectNamespace& operation)
 {
     Checker checker;
-    const int status = client.createAccessChecker(nullptr, sessionToken, operation, RESERVED, checker);
-    return usable(status, checker);
+    const HeardErrors errors;
+    requireTokenStatus(client.createAccessChecker(nullptr, sessionToken, operation, RESERVED, checker),
+                       errors);
+    return usable(checker);
 }
 
 } // namespace ksrbac

@@ -76,10 +76,10 @@ void requireConsistent(const Options& options)
     const bool isSingle = options.object || options.type || !options.children.empty() ||
                           !options.grants.empty() || options.inherit || options.ignoreRegistered;
     if (options.bulkFile && isSingle) {
-        throw InputError("object register: with --bulk the file says what there is to say of the objects");
+        throw UsageError("object register: with --bulk the file says what there is to say of the objects");
     }
     if (!options.bulkFile && !(options.object && options.type)) {
-        throw InputError("object register: give NS and --type, or --bulk");
+        throw UsageError("object register: give NS and --type, or --bulk");
     }
 }
 

@@ -1,21 +1,35 @@
 #include "commands/policy.h"
 
-#include <keepsafe/platform/status/EC_exception.h>
-#include <keepsafe/platform/status/status_codes.h>
+#include <filesystem>
+#include <system_error>
+
+#include <keepsafe/platform/config/config.h>
 #include <keepsafe/rbac/questions/roles_and_operations.h>
 
 #include "cli/arguments.h"
 #include "cli/options.h"
 #include "commands/clients.h"
 #include "commands/load_operations.h"
+#include "configuration.h"
 #include "exit_status.h"
 #include "io/token_file.h"
+#include "log/HeardErrors.h"
+#include "token/token_status.h"
 
 namespace ksrbac {
 
 namespace Rbac = Tessara::Keepsafe::Rbac;
 
 namespace {
+
+std::string whyNotEnforcing()
+{
+    std::error_code ignored;
+    const std::string path = Tessara::Keepsafe::Platform::configPath();
+    return std::filesystem::exists(path, ignored)
+               ? "enforcement is off (feature 1 of the configuration)"
+               : "enforcement is off, because there is no configuration file " + path;
+}
 
 boost::shared_ptr<Rbac::AccessControlClient>
 makeClient(const std::string& command, const PolicyOptions& options, Rbac::OperationCache& operations)
@@ -40,7 +54,7 @@ void addPolicyOptions(CLI::App& command, PolicyOptions& options)
 void requireConsistent(const std::string& command, const PolicyOptions& options)
 {
     if (options.cache && options.coveredBy) {
-        throw InputError(command + ": --for is for the service, which --cache does not ask");
+        throw UsageError(command + ": --for is for the service, which --cache does not ask");
     }
 }
 
@@ -56,7 +70,7 @@ void addCallerOptions(CLI::App& command, CallerOptions& options)
 void requireConsistent(const std::string& command, const CallerOptions& options)
 {
     if (options.roles.has_value() == options.sessionTokenFile.has_value()) {
-        throw InputError(command + ": give either --roles or --session-token-file");
+        throw UsageError(command + ": give either --roles or --session-token-file");
     }
 }
 
@@ -65,16 +79,17 @@ Caller readCaller(const CallerOptions& options, RoleNames& names)
     if (options.roles) {
         return readRoles(names, "--roles", *options.roles);
     }
-    return readToken(*options.sessionTokenFile);
+    std::string token = readToken(*options.sessionTokenFile);
+    requireConfiguration(); // which names the database
+    return token;
 }
 
 Policy::Policy(const std::string& command, const PolicyOptions& options, Console& console)
     : client_(makeClient(command, options, operations_))
 {
     if (!isEnforcing()) {
-        console.complain(
-            "note: enforcement is off (feature 1 of the configuration): everything is allowed, and "
-            "neither roles nor tokens are looked at");
+        console.note(whyNotEnforcing() +
+                     ": everything is allowed, and neither roles nor tokens are looked at");
     }
 }
 
@@ -90,8 +105,7 @@ void Policy::noteUnknown(const Rbac::ObjectNamespace& operation, Console& consol
         areOperationsLoaded_ = true;
     }
     if (operations_.operations().count(operation) == 0) {
-        console.complain("note: the operation cache does not know " + operation.str() +
-                         ": it is denied everywhere");
+        console.note("the operation cache does not know " + operation.str() + ": it is denied everywhere");
     }
 }
 
@@ -101,10 +115,8 @@ std::set<int> Policy::rolesOf(const Caller& caller) const
         return *roleIds;
     }
     std::set<int> found;
-    const int status = Rbac::findRoles(*client_, nullptr, std::get<std::string>(caller), found);
-    if (status != Tessara::Keepsafe::Status::SUCCESS) {
-        throw EC_exception(status);
-    }
+    const HeardErrors errors;
+    requireTokenStatus(Rbac::findRoles(*client_, nullptr, std::get<std::string>(caller), found), errors);
     return found;
 }
 

@@ -43,7 +43,7 @@ struct Options {
 ExitStatus run(const Options& options)
 {
     if (!options.name && !options.description) {
-        throw InputError("role update: give --name, --description or both");
+        throw UsageError("role update: give --name, --description or both");
     }
     if (options.name) {
         requireRoleName("--name", *options.name, LONGEST_NAME);

@@ -75,7 +75,7 @@ ExitStatus run(const Options& options, bool json, Console& console)
     RoleNames roles("simulate");
     const PolicyEdits edits = editsOf(options, operations, roles);
     if (options.policy.has_value() != edits.empty()) {
-        throw InputError("simulate: give either --policy, or --grant, --revoke and --inherit");
+        throw UsageError("simulate: give either --policy, or --grant, --revoke and --inherit");
     }
     const OpenCache cache(options.cache);
     Rbac::CachePolicySource before(cache.client());

@@ -3,19 +3,19 @@
 #include <string>
 
 #include <keepsafe/jwt/JWTHandler.h>
-#include <keepsafe/platform/status/EC_exception.h>
-#include <keepsafe/platform/status/status_codes.h>
 
 #include "cli/options.h"
 #include "commands/commands.h"
+#include "configuration.h"
 #include "io/token_file.h"
+#include "log/HeardErrors.h"
 #include "output/Json.h"
 #include "service/RoleNames.h"
+#include "token/token_status.h"
 
 namespace ksrbac {
 
 namespace Rbac = Tessara::Keepsafe::Rbac;
-namespace Status = Tessara::Keepsafe::Status;
 
 namespace {
 
@@ -43,11 +43,11 @@ struct Options {
 
 ExitStatus run(const Options& options, bool json, Console& console)
 {
+    const std::string token = readToken(options.tokenFile);
+    requireConfiguration();
     std::set<int> roleIds;
-    const int status = Rbac::JWTHandler().getRoleIds(nullptr, readToken(options.tokenFile), roleIds);
-    if (status != Status::SUCCESS) {
-        throw EC_exception(status);
-    }
+    const HeardErrors errors;
+    requireTokenStatus(Rbac::JWTHandler().getRoleIds(nullptr, token, roleIds), errors);
     RoleNames names("token roles");
     if (options.roleNames && !roleIds.empty()) {
         names.askIfPossible(console);

@@ -78,7 +78,7 @@ ExitStatus run(const Options& options, bool json, Console& console)
     requireConsistent("what-can", options.caller);
     requireConsistent("what-can", options.policy);
     if (options.object && options.under) {
-        throw InputError("what-can: give either OBJECT or --under");
+        throw UsageError("what-can: give either OBJECT or --under");
     }
     const Rbac::ObjectNamespace object =
         options.under ? parseNamespace("--under", *options.under) : parseNamespace("OBJECT", *options.object);

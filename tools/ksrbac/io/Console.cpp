@@ -1,6 +1,10 @@
 #include "io/Console.h"
 
+#include <cstdint>
 #include <utility>
+
+#include "output/Json.h"
+#include "output/escape.h"
 
 namespace ksrbac {
 
@@ -32,19 +36,57 @@ void Console::flush()
     }
 }
 
-void Console::complain(std::string_view message)
+void Console::note(std::string_view message)
 {
-    constexpr std::string_view NOTE = "note: ";
-    const Colour colour = message.substr(0, NOTE.size()) == NOTE ? Colour::Attention : Colour::Bad;
-    const std::string name = "ksrbac:";
-    complainLine((areMessagesColoured_ ? coloured(name, colour) : name) + ' ' + std::string(message));
+    say("note", message, programName(Colour::Attention) + " note: ");
 }
 
-void Console::complainLine(std::string_view line)
+void Console::complain(std::string_view message) { say("warning", message, programName(Colour::Bad) + ' '); }
+
+void Console::complainLine(std::string_view line) { say("warning", line, ""); }
+
+void Console::fail(const Failure& failure, const std::string& command, ExitStatus exitStatus)
+{
+    if (!json_) {
+        writeLine(programName(Colour::Bad) + ' ' + printable(failure.text()));
+        if (!failure.hint.empty()) {
+            writeLine(printable(failure.hint));
+        }
+        return;
+    }
+    JsonObject error;
+    error.add("command", failure.command.empty() ? command : failure.command)
+        .add("kind", nameOf(failure.kind))
+        .add("exitStatus", static_cast<std::int64_t>(exitStatus));
+    if (failure.status != 0) {
+        error.add("status", std::int64_t{failure.status});
+    }
+    if (failure.httpStatus != 0) {
+        error.add("httpStatus", std::int64_t{failure.httpStatus});
+    }
+    error.add("message", failure.message);
+    if (!failure.hint.empty()) {
+        error.add("hint", failure.hint);
+    }
+    writeLine(JsonObject().add("error", error).text());
+}
+
+void Console::say(const char* kind, std::string_view message, const std::string& begin)
+{
+    writeLine(json_ ? JsonObject().add(kind, message).text() : begin + printable(message));
+}
+
+std::string Console::programName(Colour colour) const
+{
+    const std::string name = "ksrbac:";
+    return areMessagesColoured_ ? coloured(name, colour) : name;
+}
+
+void Console::writeLine(const std::string& line)
 {
     flush();
     hideProgress();
-    writeMessage(std::string(line) + '\n');
+    writeMessage(line + '\n');
 }
 
 void Console::writeMessage(const std::string& text) noexcept

@@ -5,13 +5,15 @@
 #include <string>
 #include <string_view>
 
+#include "exit_status.h"
 #include "io/ByteSink.h"
 #include "io/Terminal.h"
 
 namespace ksrbac {
 
 /// The program's two outputs. Results are buffered; messages on standard error appear after the results
-/// printed before them. Between messages, a terminal shows the progress of long work.
+/// printed before them. A message is one line: what is not printable in it is escaped. Between messages, a
+/// terminal shows the progress of long work.
 class Console {
 public:
     /// Both sinks must outlive the console. Without a terminal there are no colours and no progress.
@@ -31,15 +33,24 @@ public:
     /// Columns for lines of text.
     [[nodiscard]] std::size_t width() const noexcept { return terminal_.width; }
 
+    /// From now on messages are JSON objects.
+    void useJson() noexcept { json_ = true; }
+
     /// Adds to standard output. Throws `OutputError` when the buffer is full and cannot be written.
     void print(std::string_view text);
     /// Writes out what is buffered. Throws `OutputError`.
     void flush();
 
-    /// Prints `ksrbac: MESSAGE` on standard error.
+    /// Prints `ksrbac: note: MESSAGE` on standard error, or `{"note":...}`: what the user should know about
+    /// the answer.
+    void note(std::string_view message);
+    /// Prints `ksrbac: MESSAGE` on standard error, or `{"warning":...}`: the command goes on.
     void complain(std::string_view message);
-    /// Prints a whole line on standard error unchanged.
+    /// The same without the program's name.
     void complainLine(std::string_view line);
+    /// Prints why the command ends here, with its hint, or `{"error":{...}}`.
+    /// `command` is what failed, if the failure does not say.
+    void fail(const Failure& failure, const std::string& command, ExitStatus exitStatus);
 
     /// Whether somebody is looking who may want to know how far the work is.
     [[nodiscard]] bool canShowProgress() const noexcept { return terminal_.canMove; }
@@ -49,6 +60,9 @@ public:
     void hideProgress() noexcept;
 
 private:
+    void say(const char* kind, std::string_view message, const std::string& begin);
+    [[nodiscard]] std::string programName(Colour colour) const;
+    void writeLine(const std::string& line);
     void writeMessage(const std::string& text) noexcept;
 
     ByteSink& results_;
@@ -58,6 +72,7 @@ private:
     bool areMessagesColoured_ = false;
     bool isProgressShown_ = false;
     std::string buffer_;
+    bool json_ = false;
 };
 
 } // namespace ksrbac

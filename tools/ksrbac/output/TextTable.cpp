@@ -4,6 +4,9 @@
 #include <cstddef>
 #include <utility>
 
+#include "output/escape.h"
+#include "output/text_width.h"
+
 namespace ksrbac {
 
 namespace {
@@ -17,6 +20,9 @@ TextTable::TextTable(std::vector<Align> columns) : columns_(std::move(columns)) 
 void TextTable::addRow(std::vector<std::string> cells)
 {
     columns_.resize(std::max(columns_.size(), cells.size()), Align::Left);
+    for (std::string& cell : cells) {
+        cell = printable(cell);
+    }
     rows_.push_back(std::move(cells));
 }
 
@@ -25,14 +31,14 @@ std::string TextTable::text() const
     std::vector<std::size_t> widths(columns_.size(), 0);
     for (const auto& row : rows_) {
         for (std::size_t i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths[i], row[i].size());
+            widths[i] = std::max(widths[i], columnsOf(row[i]));
         }
     }
     std::string out;
     for (const auto& row : rows_) {
         std::string line;
         for (std::size_t i = 0; i < row.size(); ++i) {
-            const std::string padding(widths[i] - row[i].size(), ' ');
+            const std::string padding(widths[i] - columnsOf(row[i]), ' ');
             line += columns_[i] == Align::Left ? row[i] + padding : padding + row[i];
             line.append(GAP, ' ');
         }

@@ -6,8 +6,8 @@
 
 namespace ksrbac {
 
-/// Lines up columns for people: two spaces between them, nothing after the last. Cells are taken as one
-/// column of the terminal per byte, which holds for the ASCII texts printed here.
+/// Lines up columns for people: two spaces between them, nothing after the last. Of a cell only what is
+/// printable reaches the terminal (output/escape.h).
 class TextTable {
 public:
     enum class Align { Left, Right };

@@ -1,24 +1,62 @@
 #include "output/escape.h"
 
+#include <algorithm>
+
+#include "printable.h"
+
 namespace ksrbac {
+
+namespace Process = Tessara::Keepsafe::Process;
+
+namespace {
+
+bool isPrintableAscii(char c) noexcept { return c >= ' ' && c <= '~'; }
+
+/// Not more than `limit` bytes from the start, without a part of a character at the end.
+std::string_view beginningOf(std::string_view text, std::size_t limit) noexcept
+{
+    constexpr int MOST_CONTINUATIONS = 3;
+    if (text.size() <= limit) {
+        return text;
+    }
+    std::size_t size = limit;
+    for (int back = 0; back < MOST_CONTINUATIONS && size > 0; ++back) {
+        if ((static_cast<unsigned char>(text[size]) & 0xC0U) != 0x80U) {
+            break;
+        }
+        --size;
+    }
+    return text.substr(0, size);
+}
+
+} // namespace
+
+bool isPrintable(std::string_view text) noexcept
+{
+    while (!text.empty()) {
+        const std::size_t length = isPrintableAscii(text.front()) ? 1 : Process::printableLength(text);
+        if (length == 0) {
+            return false;
+        }
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
+std::string printable(std::string_view text)
+{
+    return std::all_of(text.begin(), text.end(), isPrintableAscii) ? std::string(text)
+                                                                   : Process::printable(text);
+}
 
 std::string escapeForMessage(std::string_view text, std::size_t limit)
 {
-    constexpr char digits[] = "0123456789ABCDEF";
-    std::string result;
-    for (const char c : text.substr(0, limit)) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '\\') {
-            result += "\\\\";
-        } else if (byte >= 0x20 && byte <= 0x7E) {
-            result += c;
-        } else {
-            result += "\\x";
-            result += digits[byte >> 4U];
-            result += digits[byte & 0xFU];
-        }
+    const std::string_view beginning = beginningOf(text, limit);
+    std::string doubled;
+    for (const char c : beginning) {
+        doubled.append(c == '\\' ? 2 : 1, c);
     }
-    return text.size() > limit ? result + "..." : result;
+    return printable(doubled) + (beginning.size() < text.size() ? "..." : "");
 }
 
 } // namespace ksrbac

@@ -5,6 +5,7 @@
 
 #include "io/Progress.h"
 #include "output/Json.h"
+#include "output/escape.h"
 #include "policy/CountedPolicy.h"
 
 namespace ksrbac {
@@ -61,7 +62,7 @@ void ChangePrinter::printChange(const Rbac::PolicyChange& change)
         const std::string role = '\t' + std::to_string(change.roleId) + '\t' +
                                  operations_.nameOf(change.operation) + '\t' + propagation +
                                  roleNameField(roles_, change.roleId);
-        console_.print(paintedName(change) + '\t' + object + (isOfRole ? role : "") + '\n');
+        console_.print(paintedName(change) + '\t' + printable(object) + (isOfRole ? role : "") + '\n');
         return;
     }
     JsonObject json;

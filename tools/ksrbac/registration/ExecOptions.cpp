@@ -17,7 +17,7 @@ std::optional<Program> ExecOptions::program() const
         return std::nullopt;
     }
     if (name_->empty()) {
-        throw InputError("--exec: a program is needed");
+        throw UsageError("--exec: a program is needed");
     }
     std::vector<std::string> command{*name_};
     command.insert(command.end(), arguments_.begin(), arguments_.end());

@@ -93,7 +93,7 @@ void RoleNames::askIfPossible(Console& console)
         ask();
     } catch (const ServiceError& error) {
         isAsked_ = true;
-        console.complain(std::string("note: ") + error.what());
+        console.note(error.what());
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include <boost/lexical_cast/bad_lexical_cast.hpp>
 
+#include <keepsafe/platform/config/config.h>
 #include <keepsafe/platform/http/service_failures.h>
 #include <keepsafe/platform/status/status_codes.h>
 
@@ -14,7 +15,9 @@
 namespace ksrbac {
 
 using Tessara::Keepsafe::ExplainedFailure;
+using Tessara::Keepsafe::ServiceRefusal;
 using Tessara::Keepsafe::TransferFailure;
+namespace Status = Tessara::Keepsafe::Status;
 
 namespace {
 
@@ -40,6 +43,38 @@ std::string reasonOf(const std::exception_ptr& cause)
     }
 }
 
+/// Whether there is no server to ask, which every request fails for.
+bool isServerUnknown()
+{
+    constexpr unsigned long LONGEST_NAME = 256;
+    char name[LONGEST_NAME + 1];
+    return db_getservernameEx(name, sizeof name) != Status::SUCCESS;
+}
+
+void classify(const std::exception_ptr& cause, Failure& failure)
+{
+    constexpr long NOT_FOUND = 404;
+    try {
+        if (cause) {
+            std::rethrow_exception(cause);
+        }
+    } catch (const ServiceRefusal& refusal) {
+        failure.httpStatus = refusal.httpStatus();
+        failure.kind = failure.httpStatus == NOT_FOUND ? FailureKind::NotFound : FailureKind::Refused;
+        return;
+    } catch (const TransferFailure&) {
+        failure.kind = FailureKind::Unreachable;
+        return;
+    } catch (...) {
+        failure.kind = FailureKind::Failure;
+    }
+    if (isServerUnknown()) {
+        failure.kind = FailureKind::Configuration;
+    } else if (failure.status == Status::CACHE_UNUSABLE) {
+        failure.kind = FailureKind::Cache; // the one that the service has named
+    }
+}
+
 /// Whether the status is that of the HTTP client, whose numbers are libcurl's.
 bool isTransferStatus(int status, const std::exception_ptr& cause)
 {
@@ -57,7 +92,7 @@ bool isTransferStatus(int status, const std::exception_ptr& cause)
 
 } // namespace
 
-std::string explainFailure(int status, const std::exception_ptr& cause, const std::string& reason)
+Failure explainFailure(int status, const std::exception_ptr& cause, const std::string& reason)
 {
     const std::string meaning =
         isTransferStatus(status, cause)
@@ -65,20 +100,30 @@ std::string explainFailure(int status, const std::exception_ptr& cause, const st
             : "status " + std::to_string(status) + ": " + getECmsg(status);
     const std::string more = reasonOf(cause);
     const std::string detail = reason + (reason.empty() || more.empty() ? "" : "; ") + more;
-    return detail.empty() ? meaning : meaning + " (" + detail + ')';
+    Failure failure{FailureKind::Failure, detail.empty() ? meaning : meaning + " (" + detail + ')', status};
+    classify(cause, failure);
+    return failure;
 }
 
 void throwExplained(const std::string& question)
 {
+    Failure failure;
     try {
         throw;
     } catch (const std::bad_alloc&) {
         throw;
+    } catch (const InputError&) {
+        throw;
+    } catch (const CommandFailure& error) {
+        failure = error.failure();
+        failure.message = error.what();
     } catch (const EC_exception& error) {
-        throw ServiceError(question + ": " + explainFailure(error.status(), std::current_exception()));
+        failure = explainFailure(error.status(), std::current_exception());
     } catch (const std::exception&) {
-        throw ServiceError(question + ": " + reasonOf(std::current_exception()));
+        failure.message = reasonOf(std::current_exception());
     }
+    failure.command = question;
+    throw ServiceError(failure);
 }
 
 } // namespace ksrbac

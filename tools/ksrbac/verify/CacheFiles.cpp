@@ -8,6 +8,7 @@
 #include <keepsafe/platform/status/EC_exception.h>
 
 #include "exit_status.h"
+#include "log/HeardErrors.h"
 #include "verify/manifest_check.h"
 
 namespace ksrbac {
@@ -22,7 +23,7 @@ void requireDirectory(const std::string& directory)
     const auto status = std::filesystem::status(directory, error);
     if (!std::filesystem::is_directory(status)) {
         const std::string reason = std::filesystem::exists(status) ? "not a directory" : error.message();
-        throw InputError("cannot read the cache " + directory + ": " + reason);
+        throw InputError("cannot read the cache " + directory + ": " + reason, FailureKind::Cache);
     }
 }
 
@@ -36,7 +37,8 @@ bool isThere(const std::string& path)
         return false;
     }
     if (!std::filesystem::is_regular_file(status)) {
-        throw InputError("cannot read " + path + ": " + (error ? error.message() : "not a regular file"));
+        throw InputError("cannot read " + path + ": " + (error ? error.message() : "not a regular file"),
+                         FailureKind::Cache);
     }
     return true;
 }
@@ -52,7 +54,7 @@ void openMap(std::optional<CacheFiles::Map>& map, const std::string& directory, 
     try {
         map.emplace(path);
     } catch (const std::runtime_error& error) {
-        throw InputError(path + ": " + error.what());
+        throw InputError(path + ": " + error.what(), FailureKind::Cache);
     }
 }
 
@@ -70,11 +72,13 @@ CacheFiles::CacheFiles(const std::string& directory, FaultList& faults)
         });
         return;
     }
+    const HeardErrors errors;
     try {
         lock_ = FileLockManager::instance().getLock(manifest);
         guard_.emplace(*lock_, FileLock::SHARED, FileLock::WAIT_FOREVER, FileLock::DEFAULT_INTERVAL);
     } catch (const EC_exception&) {
-        throw InputError("cannot take the file lock on " + manifest);
+        throw InputError("cannot take the file lock on " + manifest + ": " + errors.first(),
+                         FailureKind::Cache);
     }
     namespace_ = checkManifest(directory, faults);
     openMap(metadata_, directory, AccessCache::METADATA_FILE_NAME, faults);

@@ -5,6 +5,7 @@
 #include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/platform/status/status_codes.h>
 
+#include "cli/arguments.h"
 #include "load.h"
 #include "log/SilencedLog.h"
 #include "output/escape.h"
@@ -32,9 +33,10 @@ Fault explain(const std::string& path, int status)
     if (status != Tessara::Keepsafe::Status::MALFORMED_DOCUMENT) {
         return {file, 0, "the library does not take it: status " + std::to_string(status), ""};
     }
-    return {file, 0,
-            "member \"namespace\" is not a namespace: \"" + escapeForMessage(json_string_value(member)) + '"',
-            ""};
+    const std::string text = json_string_value(member);
+    Rbac::NamespaceFault fault;
+    (void)Rbac::parseNamespace(text, fault);
+    return {file, 0, "member \"namespace\" is not a namespace: " + faultyNamespace(text, fault), ""};
 }
 
 } // namespace
