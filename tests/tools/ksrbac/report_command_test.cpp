@@ -150,7 +150,7 @@ TEST_F(ReportCommand, RefusesNamesOfRolesThatItCannotRead)
     EXPECT_THAT(messageFor("3\tx\nthree\tx\n"), HasSubstr("names:2: not the id of a role: \"three\""));
     EXPECT_THAT(messageFor("3,4\tx\n"), HasSubstr("names:1: not the id of a role: \"3,4\""));
     EXPECT_THAT(messageFor("\tx\n"), HasSubstr("names:1: not the id of a role: \"\""));
-    EXPECT_THAT(messageFor("2147483648\tx\n"), HasSubstr("names:1: "));
+    EXPECT_THAT(messageFor("2147483648\tx\n"), HasSubstr("names:1, \"2147483648\", does not fit 32 bits"));
     EXPECT_THAT(messageFor("3\tx\n3\ty\n"), HasSubstr("names:2: role 3 is named twice"));
 }
 
