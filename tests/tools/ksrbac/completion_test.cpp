@@ -125,7 +125,7 @@ protected:
 
 TEST_F(CompletionTest, OffersCommandsThatAreNotHidden)
 {
-    EXPECT_THAT(offered({"c"}), ElementsAre("check", "cache"));
+    EXPECT_THAT(offered({"c"}), ElementsAre("check", "cache", "changes"));
     EXPECT_THAT(offered({"--log-level", "4", "op"}), ElementsAre("operation"));
     EXPECT_THAT(offered({"cache", ""}), ElementsAre("info", "dump", "diff", "verify"));
     EXPECT_EQ(complete({"role", "u"}).candidates.front().description,
