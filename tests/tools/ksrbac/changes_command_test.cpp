@@ -93,7 +93,7 @@ TEST_F(ChangesCommand, BadArgumentsAreToldBeforeAnythingIsSent)
         "--since: not a duration (90m, 24h, 7d), a date or time (2026-01-31, 2026-01-31T12:00:00Z) or a "
         "revision: \"yesterday\"");
     EXPECT_EQ(messageOf({"changes", "--object", "A"}, ExitStatus::BadInput),
-              "--object: not a namespace: \"A\"");
+              "--object: not a namespace: \"A\": it does not start with '|'");
     EXPECT_EQ(requests().size(), 0U);
 }
 
