@@ -25,7 +25,7 @@ struct GenerateOptions {
 
 void generate(const GenerateOptions& options)
 {
-    const CacheLocation location = options.publish.location();
+    const CacheLocation location = options.publish.locationInExistingRoot();
     const GeneratedCache cache(static_cast<std::uint64_t>(options.objects),
                                static_cast<std::uint64_t>(options.seed));
     std::uint64_t generation = 0;

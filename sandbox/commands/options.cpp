@@ -20,10 +20,12 @@ void PublishOptions::addTo(CLI::App& command)
     addRenumberFlag(command, renumber_);
 }
 
-CacheLocation PublishOptions::location() const
+CacheLocation PublishOptions::location() const { return {root_, cacheId_}; }
+
+CacheLocation PublishOptions::locationInExistingRoot() const
 {
     static_cast<void>(existingRoot(root_));
-    return {root_, cacheId_};
+    return location();
 }
 
 } // namespace keepsafe_sandbox

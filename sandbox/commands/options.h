@@ -18,8 +18,10 @@ class PublishOptions {
 public:
     void addTo(CLI::App& command);
 
-    /// Throws `InputError` when the root is not there.
+    /// Under a root that need not be there.
     [[nodiscard]] CacheLocation location() const;
+    /// Throws `InputError` when the root is not there.
+    [[nodiscard]] CacheLocation locationInExistingRoot() const;
     [[nodiscard]] Renumber renumber() const noexcept
     {
         return renumber_ ? Renumber::Allow : Renumber::Refuse;

@@ -367,9 +367,9 @@ TEST(ServiceWithoutRoot, IsRefused)
     const ProgramResult result =
         keepsafe_test::runProgram({RunningService::sandboxProgram(), "serve", "--root", folder.path("none")});
     EXPECT_EQ(result.exitStatus, 2);
-    EXPECT_EQ(result.errors, "ksrbac-sandbox: " + folder.path("none") +
-                                 "/etc/keepsafe.toml is missing: run 'ksrbac-sandbox init --root " +
-                                 folder.path("none") + "' first\n");
+    EXPECT_EQ(result.errors, "ksrbac-sandbox: the installation root " + folder.path("none") +
+                                 " is not there: run 'ksrbac-sandbox init --root " + folder.path("none") +
+                                 "' first\n");
 }
 
 } // namespace

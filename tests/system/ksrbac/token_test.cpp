@@ -42,9 +42,10 @@ protected:
         return root_.tool(arguments, token);
     }
 
-    static std::string statusLine(int status)
+    static std::string statusLine(int status, const std::string& reason = "")
     {
-        return "ksrbac: status " + std::to_string(status) + ": " + getECmsg(status) + '\n';
+        return "ksrbac: status " + std::to_string(status) + ": " + getECmsg(status) +
+               (reason.empty() ? "" : " (" + reason + ')') + '\n';
     }
 
     SandboxRoot root_;
@@ -113,12 +114,12 @@ TEST_F(TokenVerify, KnowsNothingWithoutTheHostsKey)
 {
     const std::string token = signer().sign(payload(LATER));
     writeFile(keyFile(), "no key");
-    EXPECT_EQ(run("verify", token).errors, statusLine(8007));
+    EXPECT_EQ(run("verify", token).errors, statusLine(8007, "Verification of JWT failed"));
     writeFile(keyFile(), "");
-    EXPECT_EQ(run("verify", token).errors, statusLine(8007));
+    EXPECT_EQ(run("verify", token).errors, statusLine(8007, "Failed to retrieve public key from the host."));
     std::filesystem::remove(keyFile());
     const ProgramResult result = run("verify", token);
-    EXPECT_EQ(result.errors, statusLine(12));
+    EXPECT_EQ(result.errors, statusLine(12, "Failed to load jwt public key"));
     EXPECT_EQ(result.output, "");
     EXPECT_EQ(result.exitStatus, 3);
     EXPECT_EQ(run("verify", "no token").exitStatus, 1) << "which is known without a key";
@@ -243,11 +244,12 @@ TEST_F(TokenRoles, AreNotListedWithTheStatusThatSaysWhy)
         return result.errors;
     };
     const std::string token = signer().sign(payload(LATER));
-    EXPECT_EQ(refusal(token), statusLine(220)) << "no database is configured";
+    EXPECT_EQ(refusal(token), statusLine(220, "no database connection is configured"))
+        << "no database is configured";
     std::filesystem::remove(keyFile());
     ASSERT_EQ(root_.sandbox({"init"}).exitStatus, 0);
-    EXPECT_EQ(refusal(token), statusLine(8002)) << "another key";
-    EXPECT_EQ(refusal("no token"), statusLine(8002));
+    EXPECT_EQ(refusal(token), statusLine(8002, "Failed to verify signature.")) << "another key";
+    EXPECT_EQ(refusal("no token"), statusLine(8002, "JWT Token is invalid"));
     EXPECT_EQ(refusal(root_.issue("17", "-1h")), statusLine(8001));
     const std::string revoked = root_.issue("17");
     ASSERT_EQ(root_.sandbox({"token", "revoke", "-"}, revoked).exitStatus, 0);
