@@ -52,7 +52,9 @@ bool isTextForm(std::string_view text) noexcept
 void fetch(std::string_view text) noexcept
 {
     __builtin_prefetch(text.data());
-    __builtin_prefetch(text.data() + CACHE_LINE);
+    if (text.size() > CACHE_LINE) {
+        __builtin_prefetch(text.data() + CACHE_LINE);
+    }
 }
 
 /// Asks the questions of several checkers about the names of a row.
