@@ -54,7 +54,7 @@ Words commandsOfGroups(const CLI::App& app, const std::string& word)
     for (const std::string& group : commandsBelow(app)) {
         for (const std::string& name : similarNames(word, commandsBelow(*app.get_subcommand(group)))) {
             if (name == word) {
-                names.push_back(group + ' ' + name);
+                names.emplace_back(group).append(1, ' ').append(name);
             }
         }
     }
