@@ -40,11 +40,12 @@ ACE_RW_Thread_Mutex operationsMutex;
 /// file's lock, this mutex, `operationsMutex`. So nobody waits for the file's lock with a mutex in hand.
 std::mutex readingMutex;
 
-/// A fork happens while no map is being changed, and waits for no file. The child has none of the threads
-/// that held the mutexes, so it begins with new ones.
+/// A fork happens while no map is being changed, and waits for no file. The child has none of the other
+/// threads that held the mutexes, so it begins with new ones.
 const Process::ForkHandlers forkHandlers([] { static_cast<void>(operationsMutex.acquire_read()); },
                                          [] { static_cast<void>(operationsMutex.release()); },
                                          [] {
+                                             static_cast<void>(operationsMutex.release());
                                              new (&operationsMutex) ACE_RW_Thread_Mutex;
                                              new (&readingMutex) std::mutex;
                                          });
