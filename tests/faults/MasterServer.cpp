@@ -12,12 +12,9 @@ namespace keepsafe_test {
 
 MasterServer::MasterServer(const Play& play)
 {
-    // libcurl may spin after an allocation of OpenSSL has failed. The request then ends as one that has
-    // stalled, before the run is ended as one that hangs.
-    writeFile(root_.path("etc/keepsafe.toml"), "master_server = \"" + address_ +
-                                                   "\"\n[http]\nstall_timeout = 5\n[tls]\ncertificate = \"" +
-                                                   client_.certificate + "\"\nkey = \"" + client_.key +
-                                                   "\"\nca = \"" + authority_.file() + "\"\n");
+    writeFile(root_.path("etc/keepsafe.toml"),
+              "master_server = \"" + address_ + "\"\n[tls]\ncertificate = \"" + client_.certificate +
+                  "\"\nkey = \"" + client_.key + "\"\nca = \"" + authority_.file() + "\"\n");
     Pipe ready;
     process_.emplace(Process::fork([&] {
         serve(play, ready);
