@@ -31,12 +31,11 @@ public:
     using PublishError::PublishError;
 };
 
-/// How publishing waits for the cache's lock, and how it is repeated; who is told how the start goes on, and
-/// what counts.
+/// How the access cache is published.
 struct Publishing {
-    LockPatience lock{std::chrono::milliseconds(2000), nullptr};
-    RetryPauses pauses;
-    WorkProgress start = {};           ///< nobody when empty
+    LockPatience lock{std::chrono::milliseconds(2000), nullptr}; ///< how long a change waits for the lock
+    RetryPauses pauses;                                          ///< between attempts after a failure
+    WorkProgress start = {};           ///< receives the progress of the start; may be empty
     ControlFigures* figures = nullptr; ///< kept up to date unless it is null; outlives the access control
 };
 

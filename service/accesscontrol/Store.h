@@ -32,7 +32,7 @@ public:
     /// unknown. `model` is that before the changes.
     void apply(const Model& model, const Changes& changes, Occasion occasion, const Author& author);
 
-    /// Replaces everything that is kept, likewise. `tell`, if any, is told how it goes on.
+    /// Replaces everything that is kept, likewise. `tell`, if any, receives the progress.
     void replace(const Content& kept, const Content& content, const Author& author,
                  const WorkProgress& tell = {});
 

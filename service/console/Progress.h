@@ -7,7 +7,8 @@
 
 namespace keepsafe_sandbox {
 
-/// Is told what a long work is doing, and how much of it is done; a `total` of 0 when that is not known.
+/// Receives the progress of a long operation: its current step, and how much of it is done. `total` is 0 when
+/// it is not known.
 using WorkProgress = std::function<void(const std::string& work, std::uint64_t done, std::uint64_t total)>;
 
 } // namespace keepsafe_sandbox

@@ -107,7 +107,6 @@ private:
                 row_.names.fetchText(i + TEXTS_AHEAD);
             }
             texts_.push_back(row_.names.textForm(i));
-            fetch(texts_.back());
         }
     }
 
@@ -172,7 +171,9 @@ void denyAll(const Row& row) { std::fill_n(row.answers, row.count * row.stride, 
 std::string_view RowNames::textForm(std::size_t index) const
 {
     if (objects_ != nullptr) {
-        return objects_[index].str();
+        const std::string& text = objects_[index].str();
+        fetch(text);
+        return text;
     }
     return isTextForm(texts_[index]) ? texts_[index] : std::string_view();
 }

@@ -16,11 +16,11 @@ public:
     explicit RowNames(const ObjectNamespace* objects) noexcept : objects_(objects) {}
     explicit RowNames(const std::string_view* texts) noexcept : texts_(texts) {}
 
-    /// The name's text form; nothing for a text that is none. Computes that of an object if it is not known.
+    /// The name's text form; nothing for a text that is none. Computes that of an object if it is not known,
+    /// and begins to fetch it from memory.
     [[nodiscard]] std::string_view textForm(std::size_t index) const;
 
-    /// Begins to fetch a text that will be looked at soon. The texts of objects are fetched when they are
-    /// known.
+    /// Begins to fetch a text that `textForm` will look at soon.
     void fetchText(std::size_t index) const noexcept;
 
     [[nodiscard]] ObjectNamespace object(std::size_t index) const;

@@ -21,7 +21,7 @@ namespace keepsafe_test {
 /// A terminal with the test in the place of the person.
 class PseudoTerminal {
 public:
-    /// Wide enough that no line of a test is wrapped, unless it is told otherwise.
+    /// By default wide enough that no line of a test is wrapped.
     explicit PseudoTerminal(unsigned short columns = 500)
         : person_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC))
     {

@@ -12,7 +12,7 @@ namespace {
 
 constexpr char ANSWER[] = R"({"data":{"type":"accessCache","id":"service"}})";
 
-/// The host of `DoctorTest`, whose service has ended, with a server in its place that plays what it is told.
+/// The host of `DoctorTest`, whose service has ended, with a server in its place that gives prepared answers.
 class DoctorOfServices : public DoctorTest {
 protected:
     DoctorOfServices()

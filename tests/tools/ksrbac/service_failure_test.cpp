@@ -46,7 +46,7 @@ TEST_F(ServiceFailure, ShowsStatusMeaningAndTheServicesOwnText)
         "role get 99: status 20: an argument has a value that is not allowed (HTTP status 404: no";
     EXPECT_EQ(messageAfter(answer(404, R"({"errorCode":20,"errorMessage":"no","errorDetails":["no"]})")),
               taken + ')')
-        << "what is said twice is told once";
+        << "a repetition is left out";
     EXPECT_EQ(messageAfter(answer(404, R"({"errorCode":20,"errorMessage":"no","errorDetails":["no","a"]})")),
               taken + " (a))");
     EXPECT_EQ(messageAfter(answer(409, R"({"errorCode":4711,"errorMessage":"no"})")),

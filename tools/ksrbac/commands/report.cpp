@@ -76,7 +76,7 @@ private:
     Console& console_;
 };
 
-/// The objects of a cache, while somebody at a terminal is told how far it is.
+/// The objects of a cache; shows on a terminal how many have been read.
 class WatchedSource final : public Rbac::PolicySource {
 public:
     WatchedSource(Rbac::AccessControlClient& client, Console& console)

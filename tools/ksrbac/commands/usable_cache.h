@@ -5,9 +5,9 @@
 
 namespace ksrbac {
 
-/// Looks whether the cache can be opened before the library is told to, which says a status where the user
-/// needs a reason: throws `CommandFailure` of the cache, with status 12, if the directory or a file in it is
-/// missing or of another kind, if this user may not read it, or if its format has another version.
+/// Checks that the cache can be opened. The library would report a status where the user needs a reason.
+/// Throws `CommandFailure` of the cache, with status 12, if the directory or a file in it is missing or of
+/// another kind, if this user may not read it, or if its format has another version.
 void requireUsable(const CacheLocation& cache);
 
 } // namespace ksrbac

@@ -14,8 +14,8 @@
 
 namespace ksrbac {
 
-/// While it lives, the user is told that the process waits for a writer who holds a lock, once for each, and
-/// the wait ends after the time that the user has set.
+/// During its lifetime, prints a line for each lock that the process waits for behind a writer, and ends the
+/// wait after the time that the user has set.
 class WriterWait final : private Tessara::Keepsafe::Platform::LockWaitListener {
 public:
     /// Without `limitSeconds` it waits without end. The console must outlive it.
