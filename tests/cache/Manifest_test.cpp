@@ -135,6 +135,7 @@ TEST_F(ManifestTest, ATextThatIsNoNamespaceIsStatus7610)
     EXPECT_EQ(statusOfOpening(R"({"namespace": "KEEPSAFE"})"), 7610);
     EXPECT_EQ(statusOfOpening(R"({"namespace": ""})"), 7610);
     EXPECT_EQ(statusOfOpening(R"({"namespace": "|a%4|"})"), 7610);
+    EXPECT_THAT(log_.lines(), IsEmpty()) << "the reason is in the exception alone";
 }
 
 TEST_F(ManifestTest, ANamespaceWithMoreBehindItIsStatus7610)

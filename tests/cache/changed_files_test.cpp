@@ -161,6 +161,13 @@ TEST_P(ChangedFilesTest, FilesOfAnotherNamespaceAnswerNothing)
             16, "AccessCache", "Cache |KEEPSAFE| cannot be read: its files are those of another namespace"}));
 }
 
+TEST_P(ChangedFilesTest, ManifestIsNotReadAgainWhileTheFilesStay)
+{
+    keepsafe_test::writeFile(file("manifest.json"), "no JSON");
+    letTimePass();
+    EXPECT_TRUE(grants(1));
+}
+
 TEST_P(ChangedFilesTest, FileThatIsCutShortUnderAReaderIsStatus12AndReadAgainWhenItIsWhole)
 {
     for (const char* name : {"objects", "nodes", "segments"}) {
