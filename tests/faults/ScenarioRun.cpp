@@ -21,7 +21,9 @@ namespace {
 
 namespace Platform = Tessara::Keepsafe::Platform;
 
-constexpr unsigned SECONDS_FOR_A_RUN = 30;
+/// After some failed allocations libcurl asks for data for ever and does not read it. Such a transfer ends by
+/// the stall timeout, which is 30 s by default. The work and the work after it can meet it once each.
+constexpr unsigned SECONDS_FOR_A_RUN = 90;
 
 /// Counts lines and needs no memory for it.
 class CountingSink : public Platform::LogSink {
