@@ -55,6 +55,15 @@ def _usual_seconds(names, worker):
     return found
 
 
+def _wait(tasks):
+    """Until all are done or one has failed. Wakes now and then: a signal that another thread takes does not wake this one."""
+    waits_end = concurrent.futures.FIRST_EXCEPTION
+    while True:
+        done, pending = concurrent.futures.wait(tasks, timeout=0.2, return_when=waits_end)
+        if not pending or any(task.exception() for task in done):
+            return
+
+
 def _results(plan, programs, seconds, workers):
     """The results by change. An interrupt ends the run; what was tried until then is reported."""
     free = queue.SimpleQueue()
@@ -74,7 +83,7 @@ def _results(plan, programs, seconds, workers):
     with concurrent.futures.ThreadPoolExecutor(len(workers)) as pool:
         tasks = {change: pool.submit(result, change) for change in plan}
         try:
-            concurrent.futures.wait(tasks.values(), return_when=concurrent.futures.FIRST_EXCEPTION)
+            _wait(tasks.values())
         except KeyboardInterrupt:
             _say("interrupted")
         pool.shutdown(cancel_futures=True)

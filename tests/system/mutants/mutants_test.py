@@ -18,6 +18,11 @@ SWAPPED = ("- int difference(int left, int right) { return subtract(left, right)
            "+ int difference(int left, int right) { return subtract(right, left); }\n")
 
 
+def heed_interrupts():
+    """Also where the test runs in the background of a shell, which ignores them."""
+    signal.signal(signal.SIGINT, signal.SIG_DFL)
+
+
 class Tree:
     def __init__(self, folder):
         self.tree = folder / "checkout"
@@ -46,7 +51,7 @@ class Tree:
         environment = {key: value for key, value in os.environ.items() if "LAUNCHER" not in key}
         command = [sys.executable, self.tree / "scripts/mutants", "--folder", self._folder / "work", *arguments]
         return subprocess.Popen(command, cwd=self.tree, env=environment, stdout=subprocess.PIPE,
-                                stderr=subprocess.PIPE, text=True)
+                                stderr=subprocess.PIPE, text=True, preexec_fn=heed_interrupts)
 
     def files(self):
         return {path: path.read_bytes() for path in self.tree.rglob("*") if path.is_file()}
