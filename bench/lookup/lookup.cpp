@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "generate/GeneratedCache.h"
-#include "lookup/UncheckedWalk.h"
 #include "peers/Library.h"
+#include "peers/UncheckedWalk.h"
 #include "peers/asking.h"
 #include "questions/PublishedCache.h"
 #include "workloads.h"

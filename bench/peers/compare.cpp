@@ -13,6 +13,7 @@
 #include "peers/HashTable.h"
 #include "peers/Library.h"
 #include "peers/Lmdb.h"
+#include "peers/MemoryLoads.h"
 #include "peers/Sqlite.h"
 #include "peers/asking.h"
 #include "peers/costs.h"
@@ -141,6 +142,9 @@ private:
             contenders.push_back(kind.open());
             numbers[kind.name] = turns.add(timed(*contenders.back(), questions_));
         }
+        const MemoryLoads loads(published_.location().accessCache(), questions_);
+        linesPerCheck_ = loads.linesPerQuestion();
+        numbers[LOADS] = turns.add(questions_.size(), [&loads] { loads.read(); });
         std::vector<std::unique_ptr<Crew>> crews;
         // Processes are forked while there is one thread.
         for (const auto kind : {Worker::Kind::Process, Worker::Kind::Thread}) {
@@ -193,6 +197,9 @@ private:
             }
             report_.value("  allocations" + of, counted_[kind.name].allocations, "per check");
         }
+        report_.point("objects", LOADS, static_cast<double>(leaves_), "ns", figures_[LOADS]);
+        report_.value("  cache lines of the files at " + std::to_string(leaves_), linesPerCheck_,
+                      "per check");
         report_.point("opening", "cache", static_cast<double>(leaves_), "ns", figures_[OPENING]);
     }
 
@@ -228,6 +235,7 @@ private:
     }
 
     static constexpr const char* OPENING = "opening";
+    static constexpr const char* LOADS = "memory loads alone";
 
     std::uint64_t leaves_;
     const Settings& settings_;
@@ -239,6 +247,7 @@ private:
     SqliteDatabase sqlite_;
     std::vector<ContenderKind> kinds_;
     Answers expected_;
+    double linesPerCheck_ = 0;
     std::map<std::string, Counted> counted_;
     std::map<std::string, Figures> figures_;
 };
