@@ -52,5 +52,31 @@ TEST_F(SandboxCaches, ACompiledPolicyIsSoundAndAnswersAsItSays)
     EXPECT_EQ(answers("-2"), "deny\t|KEEPSAFE|a|\nallow\t|KEEPSAFE|PRIVATE|\ndeny\t|KEEPSAFE|\n");
 }
 
+TEST_F(SandboxCaches, ADumpCompilesToACacheWithoutDifferences)
+{
+    const std::string policy = KEEPSAFE_EXAMPLE_POLICIES "/company.json";
+    ASSERT_EQ(root_.sandbox({"compile", policy, "--id", "made"}).exitStatus, 0);
+    const auto dump = root_.tool({"cache", "dump", "made"});
+    EXPECT_EQ(dump.errors, "");
+    ASSERT_EQ(dump.exitStatus, 0);
+    const auto compiled = root_.sandbox({"compile", "-", "--id", "again"}, dump.output);
+    ASSERT_EQ(compiled.exitStatus, 0) << compiled.errors;
+
+    const auto diff = root_.tool({"cache", "diff", "made", "again"});
+    EXPECT_EQ(diff.output + diff.errors, "");
+    EXPECT_EQ(diff.exitStatus, 0);
+    EXPECT_EQ(root_.tool({"cache", "dump", "again"}).output, dump.output);
+    EXPECT_EQ(root_.tool({"cache", "verify", "again"}).exitStatus, 0);
+
+    // Without one of its grants there is a difference.
+    std::string less = dump.output;
+    const std::size_t definition = less.find("\n  {\"object\":", less.find("\"accessDefinitions\""));
+    less.erase(definition, less.find('\n', definition + 1) - definition);
+    ASSERT_EQ(root_.sandbox({"compile", "-", "--id", "less"}, less).exitStatus, 0);
+    const auto difference = root_.tool({"cache", "diff", "made", "less"});
+    EXPECT_EQ(difference.output.substr(0, 8), "revoked\t");
+    EXPECT_EQ(difference.exitStatus, 1);
+}
+
 } // namespace
 } // namespace keepsafe_test

@@ -127,11 +127,13 @@ TEST_F(Service, DecidesForTheOwnerOfASessionToken)
 TEST_F(Service, QuestionsHaveTheSameAnswersForTheOwnerOfATokenAsForItsRoles)
 {
     writeFile(root_.path("token"), root_.issue("17"));
+    writeFile(root_.path("objects"), "|KEEPSAFE|ASSETS|vms|web-01|\n|KEEPSAFE|ASSETS|shares|public|\n");
     const std::vector<std::vector<std::string>> questions{
         {"list", "--operation=|OPERATIONS|RESTORE|", "--under=|KEEPSAFE|ASSETS|"},
         {"list", "--operation=|OPERATIONS|RESTORE|", "--count"},
         {"what-can", "|KEEPSAFE|ASSETS|shares|public|"},
         {"what-can", "--under=|"},
+        {"check", "--operation=|OPERATIONS|RESTORE|", "--objects-from=" + root_.path("objects")},
         {"check", "--operation=|OPERATIONS|RESTORE|", "--explain", "|KEEPSAFE|ASSETS|vms|web-01|"}};
     for (std::vector<std::string> byRoles : questions) {
         std::vector<std::string> byToken = byRoles;
@@ -140,6 +142,19 @@ TEST_F(Service, QuestionsHaveTheSameAnswersForTheOwnerOfATokenAsForItsRoles)
         const std::string answer = done(byToken);
         EXPECT_NE(answer, "");
         EXPECT_EQ(answer, done(byRoles));
+    }
+}
+
+TEST_F(Service, WhoCanNamesTheRolesWhoseTokensAreAllowed)
+{
+    const std::string object = "|KEEPSAFE|ASSETS|vms|web-01|";
+    (void)done({"access", "add", object, "--role=40", "--operations=" + EXPIRE});
+    EXPECT_EQ(done({"who-can", EXPIRE, object}), "40\tHelpdesk\n");
+    for (const std::string role : {"10", "17", "40"}) {
+        writeFile(root_.path("token"), root_.issue(role));
+        EXPECT_EQ(decision({"--session-token-file", root_.path("token")}, object),
+                  role == "40" ? "allow" : "deny")
+            << role;
     }
 }
 
