@@ -46,6 +46,9 @@ inline bool admit(Process::RepeatedLines& repeated, std::string& text) noexcept
 
 /// While an object of this class lives, it takes the lines that its thread would write, and writes them at
 /// its end. Declared before a lock is taken, it keeps a log that is stuck from keeping others out.
+///
+/// A thread may have several, which end in any order: lines are written when none is left. An object ends in
+/// the thread that made it.
 class TellAfterwards {
 public:
     /// `repeated`: holds back equal lines. It must outlive this object.
@@ -55,7 +58,11 @@ public:
     }
     ~TellAfterwards()
     {
-        current = outer_;
+        TellAfterwards** place = &current;
+        while (*place != this) {
+            place = &(*place)->outer_;
+        }
+        *place = outer_;
         for (Line& line : lines_) {
             write(std::move(line));
         }

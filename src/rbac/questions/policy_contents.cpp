@@ -38,7 +38,7 @@ struct Plainly {
     }
 };
 
-/// One hold of the lock.
+/// One hold of the lock. What its thread would log meanwhile is logged when the lock has been released.
 class Hold {
 public:
     Hold(const AccessCache& cache, const std::string& after)
@@ -126,6 +126,7 @@ private:
 
     static constexpr std::int32_t LAST_WORD = Operation{-1}.wordIndex();
 
+    const diagnostics::TellAfterwards tellAfterwards_;
     const AccessCache::Reader reader_;
     const detail::CacheWalk walk_;
     Plainly plainly_;
@@ -169,7 +170,6 @@ private:
     {
         piece_.clear();
         taken_ = 0;
-        const diagnostics::TellAfterwards tellAfterwards; // when the lock has been released
         Hold hold(*cache_, place_);
         GrantedObject object;
         while (hold.next(object, STEPS_OF_A_PIECE)) {

@@ -57,7 +57,8 @@ public:
 
 /// The objects of a client's cache. In pieces, each of which is one state of the policy, and the lock is not
 /// held in between; or as one state, and the lock is held from the first object to the end of the source, by
-/// the thread that takes the objects.
+/// the thread that takes the objects and ends the source. What the library would log for that thread
+/// meanwhile, about whatever cache, it logs when the lock has been released.
 ///
 /// Words beyond those of any operation are left out, and so are names that nobody can ask for. `next` throws
 /// what `ReachableObjects` throws.
