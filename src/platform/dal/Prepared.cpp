@@ -45,7 +45,6 @@ void Prepared::close() noexcept
     SQLFreeStmt(handle_.get(), SQL_CLOSE);
     // The caller's parameters do not outlive their call.
     SQLFreeStmt(handle_.get(), SQL_RESET_PARAMS);
-    columnCount_ = 0;
 }
 
 } // namespace Tessara::Dal

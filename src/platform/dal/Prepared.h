@@ -27,7 +27,7 @@ public:
     [[nodiscard]] const std::string& sql() const noexcept { return sql_; }
     [[nodiscard]] std::size_t parameterCount() const noexcept { return parameterCount_; }
     void setParameterCount(std::size_t count) noexcept { parameterCount_ = count; }
-    /// Columns of the result; 0 if there is none.
+    /// Columns of the latest execution's result; 0 if it has none.
     [[nodiscard]] std::size_t columnCount() const noexcept { return columnCount_; }
     /// Whether it has run before its current use.
     [[nodiscard]] bool isReused() const noexcept { return reused_; }

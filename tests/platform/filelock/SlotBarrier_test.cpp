@@ -56,6 +56,8 @@ protected:
     SlotBarrier barrier{path, settings};
 };
 
+TEST_F(SlotBarrierTest, IsNotRaisedAtFirst) { EXPECT_FALSE(barrier.isRaised()); }
+
 TEST_F(SlotBarrierTest, KeepsReadersOutWhileItIsRaised)
 {
     makePage();
