@@ -1,6 +1,7 @@
 #include "support/CacheWriter.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <random>
@@ -95,6 +96,7 @@ std::string bytesOf(const std::vector<Record>& records)
 } // namespace
 
 CacheWriter::CacheWriter(const AccessModel& model, const Options& options)
+    : unusedRecords(options.unusedRecords)
 {
     Level root;
     for (const auto& [ns, object] : model.objects) {
@@ -185,7 +187,17 @@ void CacheWriter::write(const std::string& directory, const std::string& namespa
     writeFile(directory + "/objects", bytesOf(objects));
     writeFile(directory + "/nodes", bytesOf(nodes));
     writeFile(directory + "/segments", bytesOf(segments));
+    if (unusedRecords) {
+        addUnusedRecords(directory);
+    }
     writeFile(directory + "/manifest.json", "{\"namespace\": \"" + namespaceText + "\"}\n");
+}
+
+void addUnusedRecords(const std::string& directory)
+{
+    constexpr std::uintmax_t BYTES = std::uintmax_t{2} << 20U; // they take no space
+    const std::string file = directory + "/segments";
+    std::filesystem::resize_file(file, std::filesystem::file_size(file) + BYTES);
 }
 
 std::vector<std::int32_t> segmentValues(const std::string& text)

@@ -28,6 +28,7 @@ public:
     struct Options {
         TreeShape shape = TreeShape::Balanced;
         bool offsetsInsideRecords = false; ///< references point anywhere into the record that they mean
+        bool unusedRecords = false;        ///< see `addUnusedRecords`
         std::uint32_t seed = 1;
     };
 
@@ -48,6 +49,7 @@ public:
     /// Writes manifest and files into the folder, which is created.
     void write(const std::string& directory, const std::string& namespaceText = "|") const;
 
+    bool unusedRecords = false; ///< see `addUnusedRecords`
     MetadataHeader metadata{};
     std::vector<SegmentNode> segments{SegmentNode{}}; ///< record 0 is reserved in each of them
     std::vector<ManagedObject> objects{ManagedObject{}};
@@ -57,6 +59,10 @@ private:
     NodeOffset addGrants(const Grants& grants, const Options& options);
     NodeOffset addObject(const ModelObject& object, const Options& options);
 };
+
+/// Ends the file "segments" in that folder with so many records that nothing refers to that the cache is no
+/// longer a small one, which is asked in other ways.
+void addUnusedRecords(const std::string& directory);
 
 /// The value of each segment of a namespace's text, worked out from the text alone.
 std::vector<std::int32_t> segmentValues(const std::string& text);

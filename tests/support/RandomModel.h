@@ -46,6 +46,7 @@ public:
         options.shape = static_cast<TreeShape>(below(4));
         options.offsetsInsideRecords = below(2) == 0;
         options.seed = seed;
+        options.unusedRecords = below(2) == 0;
     }
 
     std::uint32_t below(std::uint32_t limit) { return static_cast<std::uint32_t>(random_()) % limit; }

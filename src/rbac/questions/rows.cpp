@@ -9,9 +9,9 @@
 
 #include "CacheWalk.h"
 #include "CanonicalText.h"
+#include "ContinuedRow.h"
 #include "InterleavedRow.h"
 #include "RowDecision.h"
-#include "SortedRow.h"
 #include "ThreadCounts.h"
 
 namespace Tessara::Keepsafe::Rbac {
@@ -19,12 +19,12 @@ namespace Tessara::Keepsafe::Rbac {
 namespace {
 
 using detail::CacheWalk;
+using detail::ContinuedRow;
 using detail::Deadline;
 using detail::InterleavedRow;
 using detail::RowDecision;
 using detail::RowPiece;
 using detail::RowQuestion;
-using detail::SortedRow;
 
 /// Names whose texts are looked up at a time.
 constexpr std::size_t CHUNK = 1024;
@@ -124,8 +124,9 @@ private:
         const std::string_view* const texts = texts_.data() + (begin - firstText_);
         const RowPiece piece{texts, end - begin, answers, row_.stride, columns_.data()};
         const RowDecision decision(walk, questions_, piece);
-        const std::size_t count = SortedRow::isWorthWhile(piece) ? SortedRow(decision).run(deadline)
-                                                                 : InterleavedRow(decision).run(deadline);
+        const std::size_t count = ContinuedRow::isWorthWhile(walk, piece)
+                                      ? ContinuedRow(decision).run(deadline)
+                                      : InterleavedRow(decision).run(deadline);
         walk.requireWhole();
         countAnswers(begin, count);
         markNoNames(texts, begin, count);

@@ -43,14 +43,21 @@ constexpr Answer YES = Answer::Allowed;
 constexpr Answer NO = Answer::Denied;
 
 /// Role 1 holds VIEW below |A| and ADD on |A|B|, which does not inherit.
-class BulkCheckTest : public testing::Test {
+class BulkCheckTest : public testing::TestWithParam<bool> {
 protected:
     BulkCheckTest()
     {
         AccessModel model;
         model.objects[ObjectNamespace("A")] = {true, {}, {{1, {4}}}};
         model.objects[ObjectNamespace("A", "B")] = {false, {{1, {5}}}, {}};
-        root_.open(model);
+        open(model);
+    }
+
+    void open(const AccessModel& model)
+    {
+        CacheWriter::Options options;
+        options.unusedRecords = GetParam();
+        root_.open(model, options);
     }
 
     [[nodiscard]] DiskAccessChecker checker(int bit = 4)
@@ -61,7 +68,7 @@ protected:
     QuestionsRoot root_{R"({"|OPERATIONS|VIEW|": 4, "|OPERATIONS|ADD|": 5})"};
 };
 
-TEST_F(BulkCheckTest, AnswersAreInTheOrderOfTheObjects)
+TEST_P(BulkCheckTest, AnswersAreInTheOrderOfTheObjects)
 {
     const std::vector<ObjectNamespace> objects{ObjectNamespace("A", "X"), ObjectNamespace("A"),
                                                ObjectNamespace("A", "B"), ObjectNamespace("A", "X", "Y")};
@@ -70,7 +77,7 @@ TEST_F(BulkCheckTest, AnswersAreInTheOrderOfTheObjects)
     }
 }
 
-TEST_F(BulkCheckTest, NoObjectsAreNoAnswers)
+TEST_P(BulkCheckTest, NoObjectsAreNoAnswers)
 {
     EXPECT_THAT(checkRow(checker(), std::vector<ObjectNamespace>()), IsEmpty());
     std::vector<ObjectNamespace> none;
@@ -78,7 +85,7 @@ TEST_F(BulkCheckTest, NoObjectsAreNoAnswers)
     EXPECT_THAT(none, IsEmpty());
 }
 
-TEST_F(BulkCheckTest, KeepsTheAllowedInTheirOrder)
+TEST_P(BulkCheckTest, KeepsTheAllowedInTheirOrder)
 {
     std::vector<ObjectNamespace> objects{ObjectNamespace("A", "Z"), ObjectNamespace("A", "B"),
                                          ObjectNamespace("A", "C"), ObjectNamespace("B")};
@@ -86,7 +93,7 @@ TEST_F(BulkCheckTest, KeepsTheAllowedInTheirOrder)
     EXPECT_THAT(objects, ElementsAre(ObjectNamespace("A", "Z"), ObjectNamespace("A", "C")));
 }
 
-TEST_F(BulkCheckTest, ATextThatIsNoTextFormIsNoNameWhateverTheCheckerAnswers)
+TEST_P(BulkCheckTest, ATextThatIsNoTextFormIsNoNameWhateverTheCheckerAnswers)
 {
     const std::vector<std::string_view> texts{"|A|%58|", "|A|X",     "A|X|",  "",        "|A|%7c|", "|A|%2|",
                                               "|A| |",   "|A|\xE9|", "|A|~|", "|A|%20|", "|A|%",    "|A|%7|"};
@@ -95,14 +102,14 @@ TEST_F(BulkCheckTest, ATextThatIsNoTextFormIsNoNameWhateverTheCheckerAnswers)
     EXPECT_THAT(checkRow(everything, texts), Each(Answer::NotAName));
 }
 
-TEST_F(BulkCheckTest, TextFormsAreAnsweredBesideTextsThatAreNone)
+TEST_P(BulkCheckTest, TextFormsAreAnsweredBesideTextsThatAreNone)
 {
     const std::vector<std::string_view> texts{"|A|X|", "bad", "|A|%7C+%E9|", "|", "|A||", "worse", "|A|"};
     EXPECT_THAT(checkRow(checker(), texts),
                 ElementsAre(YES, Answer::NotAName, YES, NO, YES, Answer::NotAName, NO));
 }
 
-TEST_F(BulkCheckTest, EveryByteThatATextFormEscapesIsNoticedWhereverItStands)
+TEST_P(BulkCheckTest, EveryByteThatATextFormEscapesIsNoticedWhereverItStands)
 {
     const std::string_view literals = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-.*+_|";
     const ConstantAccessChecker<true> everything;
@@ -120,7 +127,7 @@ TEST_F(BulkCheckTest, EveryByteThatATextFormEscapesIsNoticedWhereverItStands)
     }
 }
 
-TEST_F(BulkCheckTest, AscendingNamesAreAnsweredLikeAnyOthers)
+TEST_P(BulkCheckTest, AscendingNamesAreAnsweredLikeAnyOthers)
 {
     std::vector<std::string> names;
     for (int i = 1000; i < 4000; ++i) {
@@ -134,7 +141,7 @@ TEST_F(BulkCheckTest, AscendingNamesAreAnsweredLikeAnyOthers)
     }
 }
 
-TEST_F(BulkCheckTest, ANameWithMoreObjectsThanUsualIsAnswered)
+TEST_P(BulkCheckTest, ANameWithMoreObjectsThanUsualIsAnswered)
 {
     AccessModel model;
     ObjectNamespace name;
@@ -143,7 +150,7 @@ TEST_F(BulkCheckTest, ANameWithMoreObjectsThanUsualIsAnswered)
         name = name | "d";
         model.objects[name] = {};
     }
-    root_.open(model);
+    open(model);
     EXPECT_THAT(checkRow(checker(), std::vector<ObjectNamespace>{name, ObjectNamespace("x"), name}),
                 ElementsAre(YES, YES, YES));
 }
@@ -158,14 +165,14 @@ public:
     }
 };
 
-TEST_F(BulkCheckTest, ACheckerOfADerivedClassDecidesItself)
+TEST_P(BulkCheckTest, ACheckerOfADerivedClassDecidesItself)
 {
     const ContraryChecker contrary(root_.client().accessCache(), {1}, Operation{4}, 0);
     EXPECT_THAT(checkRow(contrary, std::vector<ObjectNamespace>{ObjectNamespace("A", "X")}), ElementsAre(NO));
     EXPECT_THAT(checkRow(contrary, std::vector<std::string_view>{"|A|X|", "|A|"}), ElementsAre(NO, YES));
 }
 
-TEST_F(BulkCheckTest, WithoutAnAnswerEverythingIsDenied)
+TEST_P(BulkCheckTest, WithoutAnAnswerEverythingIsDenied)
 {
     CacheWriter cache;
     cache.metadata.writeInProgress = 1;
@@ -183,7 +190,7 @@ TEST_F(BulkCheckTest, WithoutAnAnswerEverythingIsDenied)
     EXPECT_EQ(kept, objects);
 }
 
-TEST_F(BulkCheckTest, AMatrixHasTheAnswersOfEachChecker)
+TEST_P(BulkCheckTest, AMatrixHasTheAnswersOfEachChecker)
 {
     CheckerList checkers;
     const CapturedLog log(17);
@@ -198,7 +205,7 @@ TEST_F(BulkCheckTest, AMatrixHasTheAnswersOfEachChecker)
     EXPECT_FALSE(matrix.isAllowed(1, 2));
 }
 
-TEST_F(BulkCheckTest, WithoutEnforcementTheMatrixIsFull)
+TEST_P(BulkCheckTest, WithoutEnforcementTheMatrixIsFull)
 {
     StubAccessControlClient stub;
     CheckerList checkers;
@@ -207,13 +214,16 @@ TEST_F(BulkCheckTest, WithoutEnforcementTheMatrixIsFull)
     EXPECT_THAT(checkMatrix(checkers, {ObjectNamespace("A")}).answers(), ElementsAre(YES, YES));
 }
 
-TEST_F(BulkCheckTest, CheckersOfAClientThatRefusesAreNone)
+TEST_P(BulkCheckTest, CheckersOfAClientThatRefusesAreNone)
 {
     CheckerList checkers(1);
     const CapturedLog log(17);
     EXPECT_NE(createAccessCheckers(root_.client(), nullptr, "no token", {operations::VIEW}, 0, checkers), 0);
     EXPECT_EQ(checkers.size(), 1U);
 }
+
+INSTANTIATE_TEST_SUITE_P(Caches, BulkCheckTest, testing::Bool(),
+                         [](const auto& sized) { return sized.param ? "Large" : "Small"; });
 
 } // namespace
 } // namespace keepsafe_test

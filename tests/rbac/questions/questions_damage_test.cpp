@@ -151,9 +151,13 @@ TEST_F(QuestionsDamageTest, RandomDamageIsAnAnswerOrStatus12)
             damaged.resize(random() % (damaged.size() + 1));
         }
         writeFile(file(RECORD_FILES[which]), damaged);
+        if (round % 2 != 0) {
+            addUnusedRecords(root_.directory());
+        }
         root_.open();
         askEverything();
         writeFile(file(RECORD_FILES[which]), original_[which]);
+        writeFile(file("segments"), original_.back());
     }
 }
 

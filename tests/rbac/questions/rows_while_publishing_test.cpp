@@ -30,7 +30,7 @@ using Tessara::Keepsafe::Rbac::RowState;
 
 constexpr std::int32_t BIT = 4;
 
-class RowsWhilePublishing : public testing::Test {
+class RowsWhilePublishing : public testing::TestWithParam<bool> {
 protected:
     RowsWhilePublishing()
     {
@@ -39,6 +39,7 @@ protected:
         const auto role = cache.add(bitsNode(1, word_));
         const auto object = cache.add(managedObject(true, 0, role));
         cache.metadata.segmentRoot = cache.add(segmentNode(segmentValues("|").front(), 0, 0, object, 0));
+        cache.unusedRecords = GetParam();
         root_.write(cache);
         root_.open();
     }
@@ -80,7 +81,7 @@ bool isMixed(const std::vector<Answer>& answers)
     return std::set<Answer>(answers.begin(), answers.end()).size() > 1;
 }
 
-TEST_F(RowsWhilePublishing, AWholeRowHasOneStateWhicheverItIs)
+TEST_P(RowsWhilePublishing, AWholeRowHasOneStateWhicheverItIs)
 {
     const Process writer = publish();
     std::set<Answer> met;
@@ -93,7 +94,7 @@ TEST_F(RowsWhilePublishing, AWholeRowHasOneStateWhicheverItIs)
     writer.kill();
 }
 
-TEST_F(RowsWhilePublishing, ARowOfPiecesLetsTheWriterInBetween)
+TEST_P(RowsWhilePublishing, ARowOfPiecesLetsTheWriterInBetween)
 {
     const Process writer = publish();
     bool wasMixed = false;
@@ -103,6 +104,9 @@ TEST_F(RowsWhilePublishing, ARowOfPiecesLetsTheWriterInBetween)
     EXPECT_TRUE(wasMixed);
     writer.kill();
 }
+
+INSTANTIATE_TEST_SUITE_P(Caches, RowsWhilePublishing, testing::Bool(),
+                         [](const auto& sized) { return sized.param ? "Large" : "Small"; });
 
 } // namespace
 } // namespace keepsafe_test

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_CACHE_WALK_SORTEDROW_H
-#define KEEPSAFE_CACHE_WALK_SORTEDROW_H
+#ifndef KEEPSAFE_CACHE_WALK_CONTINUEDROW_H
+#define KEEPSAFE_CACHE_WALK_CONTINUEDROW_H
 
 #include <algorithm>
 #include <cstddef>
@@ -36,31 +36,17 @@ namespace Tessara::Keepsafe::Rbac::detail {
     return length;
 }
 
-/// Names that are in ascending order, or otherwise begin like the name before: each walk begins where it
-/// leaves that of the name before. Throws when the cache is damaged.
-class SortedRow {
+/// Names one after the other: each walk begins where it leaves that of the name before. Throws when the cache
+/// is damaged.
+class ContinuedRow {
 public:
-    explicit SortedRow(const RowDecision& decision) : decision_(decision) {}
+    explicit ContinuedRow(const RowDecision& decision) : decision_(decision) {}
 
-    /// Whether that is worth while: the texts ascend, and few of their bytes are new.
-    [[nodiscard]] static bool isWorthWhile(const RowPiece& piece) noexcept
+    /// Whether there is nothing to wait for meanwhile: the cache is small, or the texts ascend and few of
+    /// their bytes are new.
+    [[nodiscard]] static bool isWorthWhile(const CacheWalk& walk, const RowPiece& piece) noexcept
     {
-        constexpr std::size_t MOST_NEW_BYTES = 20; // of a name, on the average
-        std::size_t newBytes = 0;
-        const std::size_t looked = std::min<std::size_t>(piece.count, 64);
-        for (std::size_t i = 1; i < looked; ++i) {
-            const std::string_view before = piece.texts[i - 1];
-            const std::string_view text = piece.texts[i];
-            const std::size_t common = commonLength(before, text);
-            const bool ascends = common == before.size() ||
-                                 (common < text.size() && static_cast<unsigned char>(before[common]) <
-                                                              static_cast<unsigned char>(text[common]));
-            if (!ascends) {
-                return false;
-            }
-            newBytes += text.size() - common;
-        }
-        return looked > 2 && newBytes <= MOST_NEW_BYTES * looked;
+        return isSmall(walk) || ascends(piece);
     }
 
     /// Answers as many of the names as are begun before the deadline, at least one. Returns how many.
@@ -81,6 +67,34 @@ private:
         NodeOffset root;
         std::size_t metCount; ///< objects met before it
     };
+
+    /// Whether the records stay in a processor's own cache, so that a walk never waits for memory.
+    [[nodiscard]] static bool isSmall(const CacheWalk& walk) noexcept
+    {
+        constexpr std::size_t OWN_CACHE = std::size_t{1} << 20U; // bytes
+        return walk.segments().count() * sizeof(SegmentNode) + walk.nodes().count() * sizeof(BitsNode) <=
+               OWN_CACHE;
+    }
+
+    [[nodiscard]] static bool ascends(const RowPiece& piece) noexcept
+    {
+        constexpr std::size_t MOST_NEW_BYTES = 20; // of a name, on the average
+        std::size_t newBytes = 0;
+        const std::size_t looked = std::min<std::size_t>(piece.count, 64);
+        for (std::size_t i = 1; i < looked; ++i) {
+            const std::string_view before = piece.texts[i - 1];
+            const std::string_view text = piece.texts[i];
+            const std::size_t common = commonLength(before, text);
+            const bool ascends = common == before.size() ||
+                                 (common < text.size() && static_cast<unsigned char>(before[common]) <
+                                                              static_cast<unsigned char>(text[common]));
+            if (!ascends) {
+                return false;
+            }
+            newBytes += text.size() - common;
+        }
+        return looked > 2 && newBytes <= MOST_NEW_BYTES * looked;
+    }
 
     void walkTo(std::string_view text)
     {
