@@ -36,6 +36,7 @@ constexpr std::array WORKLOADS{
     Workload{"publishing", "single checks while another process publishes", measureWhilePublishing},
     Workload{"writer-wait", "a writer's wait beside 8 threads that check", measureWriterWait},
     Workload{"change", "publish one change of a cache", measureChanges},
+    Workload{"questions", "why, who, what, a cache's state, contents and differences", measureQuestions},
     Workload{"reach", "what callers reach: pages and counts", measureReach},
     Workload{"token", "verify session tokens, look their roles up", measureTokens},
     Workload{"rest", "requests to the master server", measureRequests},

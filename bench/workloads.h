@@ -50,6 +50,8 @@ void measureWhilePublishing(const Settings& settings, Report& report);
 void measureWriterWait(const Settings& settings, Report& report);
 /// Publishing one change, beside the same writes by bare system calls.
 void measureChanges(const Settings& settings, Report& report);
+/// Why, who, what, several operations, beside checks; a cache's state, contents and differences.
+void measureQuestions(const Settings& settings, Report& report);
 /// Pages, counts and all names of what a caller can reach.
 void measureReach(const Settings& settings, Report& report);
 /// Verification of session tokens and role lookup, beside bare OpenSSL and ODBC.
