@@ -24,7 +24,8 @@ constexpr std::size_t STEPS_OF_A_PIECE = 16384;
 /// A name costs as much as that many records.
 constexpr std::size_t STEPS_OF_A_NAME = 4;
 
-/// Carries down whether what is granted above reaches the objects of a level.
+/// Carries down whether what is granted above reaches the objects of a level. An object's own trees come
+/// first, as in a check: what is damaged there is status 12 for both, whatever is granted above.
 class Reaching {
 public:
     using State = bool;
@@ -43,7 +44,7 @@ public:
             return above;
         }
         const ManagedObject& object = walk_.managedObject(node.object);
-        return (object.inherit != 0 && above) || answers_.isGranted(object.childBits);
+        return answers_.isGranted(object.childBits) || (object.inherit != 0 && above);
     }
 
     [[nodiscard]] bool isAllowed(const detail::SegmentNode& node, bool above)
@@ -52,7 +53,7 @@ public:
             return true;
         }
         const ManagedObject& object = walk_.managedObject(node.object);
-        return (object.inherit != 0 && above) || answers_.isGranted(object.ownBits);
+        return answers_.isGranted(object.ownBits) || (object.inherit != 0 && above);
     }
 
     [[nodiscard]] std::size_t steps() const noexcept { return answers_.steps(); }

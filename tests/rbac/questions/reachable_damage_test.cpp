@@ -125,6 +125,26 @@ TEST_F(ReachableDamage, ADamagedRoleTreeIsStatus12)
     EXPECT_EQ(statusOfList({17}), 0);
 }
 
+TEST_F(ReachableDamage, ADamagedRoleTreeIsStatus12WhateverIsGrantedAbove)
+{
+    CacheWriter cache;
+    const auto words = cache.add(bitsNode(0, 1U << static_cast<unsigned>(BIT)));
+    const auto root = cache.add(managedObject(true, 0, cache.add(bitsNode(3, words))));
+    const auto damaged = cache.add(bitsNode(17, 24 * 1000)); // its words are outside the file
+    const auto own = cache.add(managedObject(true, damaged, 0));
+    const auto below = cache.add(segmentNode(keyOf("a|"), 0, 0, own, 0));
+    cache.metadata.segmentRoot = cache.add(segmentNode(keyOf("|"), 0, 0, root, below));
+    cache.write(disk_.directory());
+    EXPECT_EQ(statusOfList({3}), 0);
+    EXPECT_EQ(statusOfList({3, 17}), 12);
+    cache.objects[own / sizeof(cache.objects[0])] = managedObject(true, 0, damaged); // of what is below it
+    cache.segments[below / sizeof(cache.segments[0])].nextLevel =
+        cache.add(segmentNode(keyOf("b|"), 0, 0, root, 0));
+    cache.write(disk_.directory());
+    EXPECT_EQ(statusOfList({3}), 0);
+    EXPECT_EQ(statusOfList({3, 17}), 12);
+}
+
 TEST_F(ReachableDamage, EveryNameThatComesOutIsOneThatACheckerAllows)
 {
     long listed = 0;
