@@ -127,6 +127,17 @@ TEST_F(Documents, OfTheToolShowWhatItPrints)
     EXPECT_GE(commands, 18);
 }
 
+TEST_F(Documents, OfQuestionsShowWhatTheToolPrints)
+{
+    const RunningService service(KEEPSAFE_SOURCES "/examples/policies/company.json");
+    int commands = 0;
+    for (const Exchange& exchange : exchangesOf("questions.md")) {
+        expectAsDocumented(exchange, service, service.address());
+        ++commands;
+    }
+    EXPECT_EQ(commands, 12);
+}
+
 TEST_F(Documents, OfSupportShowWhatTheToolPrints)
 {
     const RunningService service(KEEPSAFE_SOURCES "/examples/policies/company.json");

@@ -26,7 +26,8 @@ constexpr char DESCRIPTION[] =
 
 Prints the operations of the operation cache that a caller with these roles, or
 the owner of a session token, may perform on the object, one a line, in the
-order of their bytes. With --json each is {"operation":...}.
+order of their bytes. With --json each is {"operation":...}. Whose roles and
+which cache: as in 'ksrbac check'.
 
 With --under in place of the object it prints the operations that they may
 perform on at least one object that the cache holds: on the one that is named or

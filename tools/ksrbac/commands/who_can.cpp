@@ -28,6 +28,9 @@ the access-control service, which is asked without --cache, and with
 ...,"propagation":...},...]} with all grants that count, the nearest first; the
 name is left out where it is not known.
 
+Which cache: as in 'ksrbac check'. Each role that has grants on the object or
+above it is looked at.
+
 Role 0, which may do everything, is listed only if the cache grants it the
 operation. Nobody may perform an operation that the operation cache does not
 know; a note says so. Where enforcement is off everybody may: nothing is printed
