@@ -10,9 +10,9 @@
 #include "require.h"
 
 using keepsafe_sandbox::AccessDefinition;
-using keepsafe_sandbox::CacheImage;
-using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::Policy;
+using keepsafe_service::CacheImage;
+using keepsafe_service::InputError;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
 namespace {

@@ -21,7 +21,7 @@
 
 namespace {
 
-using namespace keepsafe_sandbox;
+using namespace keepsafe_service;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
 void requireName(const ObjectNamespace& name)

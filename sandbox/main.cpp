@@ -4,11 +4,12 @@
 
 namespace {
 
-using namespace keepsafe_sandbox;
+using keepsafe_service::EXIT_DONE;
+using keepsafe_service::parseArguments;
 
 int run(int argc, char** argv)
 {
-    const std::unique_ptr<CLI::App> program = sandboxCommandLine(KEEPSAFE_VERSION);
+    const std::unique_ptr<CLI::App> program = keepsafe_sandbox::sandboxCommandLine(KEEPSAFE_VERSION);
     static_cast<void>(parseArguments(*program, argc, argv));
     return EXIT_DONE;
 }
@@ -17,5 +18,5 @@ int run(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    return runProgram("ksrbac-sandbox", [argc, argv] { return run(argc, argv); });
+    return keepsafe_service::runProgram("ksrbac-sandbox", [argc, argv] { return run(argc, argv); });
 }

@@ -11,14 +11,14 @@ namespace keepsafe_bench {
 
 namespace {
 
-std::string nameOf(const keepsafe_sandbox::OpenFile& file)
+std::string nameOf(const keepsafe_service::OpenFile& file)
 {
     return std::filesystem::path(file.path()).filename().string();
 }
 
 } // namespace
 
-void MeasuredFileSystem::write(const keepsafe_sandbox::OpenFile& file, std::uint64_t offset,
+void MeasuredFileSystem::write(const keepsafe_service::OpenFile& file, std::uint64_t offset,
                                std::string_view bytes)
 {
     if (takesNotes_) {
@@ -27,7 +27,7 @@ void MeasuredFileSystem::write(const keepsafe_sandbox::OpenFile& file, std::uint
     PosixFileSystem::write(file, offset, bytes);
 }
 
-void MeasuredFileSystem::sync(const keepsafe_sandbox::OpenFile& file)
+void MeasuredFileSystem::sync(const keepsafe_service::OpenFile& file)
 {
     if (takesNotes_) {
         steps_.push_back({nameOf(file), true, 0, ""});

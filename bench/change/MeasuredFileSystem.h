@@ -23,10 +23,10 @@ struct Step {
 
 /// The real file system, which records each step on the files of one folder and the time spent waiting for
 /// the disk.
-class MeasuredFileSystem : public keepsafe_sandbox::PosixFileSystem {
+class MeasuredFileSystem : public keepsafe_service::PosixFileSystem {
 public:
-    void write(const keepsafe_sandbox::OpenFile& file, std::uint64_t offset, std::string_view bytes) override;
-    void sync(const keepsafe_sandbox::OpenFile& file) override;
+    void write(const keepsafe_service::OpenFile& file, std::uint64_t offset, std::string_view bytes) override;
+    void sync(const keepsafe_service::OpenFile& file) override;
     void syncDirectory(const std::string& path) override;
 
     /// Starts to record steps; none are recorded before.

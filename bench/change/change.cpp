@@ -17,10 +17,10 @@
 namespace keepsafe_bench {
 namespace {
 
-using keepsafe_sandbox::CacheLocation;
-using keepsafe_sandbox::CacheObject;
 using keepsafe_sandbox::GeneratedCache;
-using keepsafe_sandbox::LiveCache;
+using keepsafe_service::CacheLocation;
+using keepsafe_service::CacheObject;
+using keepsafe_service::LiveCache;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
 /// A cache in a private folder, published once.

@@ -34,7 +34,7 @@ void visitRecords(std::uint64_t leaves, const std::function<void(std::string_vie
 {
     /// What the object last seen on each level grants on everything below it, including inherited grants.
     std::array<RoleGrants, LEVELS> below;
-    visitObjects(leaves, [&](const keepsafe_sandbox::CacheObject& object, std::size_t level) {
+    visitObjects(leaves, [&](const keepsafe_service::CacheObject& object, std::size_t level) {
         static const RoleGrants nothing;
         const RoleGrants& inherited = level != 0 && object.inherit ? below[level - 1] : nothing;
         const RoleGrants child = flattened(object.child);

@@ -31,7 +31,7 @@ Table makeTable(std::uint64_t leaves)
     Table table;
     table.reserve(keepsafe_sandbox::GeneratedCache(leaves, SEED).objectCount());
     std::array<const Node*, LEVELS> path{};
-    visitObjects(leaves, [&](const keepsafe_sandbox::CacheObject& object, std::size_t level) {
+    visitObjects(leaves, [&](const keepsafe_service::CacheObject& object, std::size_t level) {
         const Node* parent = level == 0 ? nullptr : path[level - 1];
         const auto entry = table.emplace(
             object.ns.str(), Node{parent, object.inherit, flattened(object.own), flattened(object.child)});

@@ -5,7 +5,7 @@
 
 namespace keepsafe_bench {
 
-RoleGrants flattened(const keepsafe_sandbox::Grants& grants)
+RoleGrants flattened(const keepsafe_service::Grants& grants)
 {
     RoleGrants result;
     for (const auto& [role, words] : grants.roles()) {

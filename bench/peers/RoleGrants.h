@@ -25,7 +25,7 @@ struct RoleGrant {
 
 using RoleGrants = std::vector<RoleGrant>;
 
-RoleGrants flattened(const keepsafe_sandbox::Grants& grants);
+RoleGrants flattened(const keepsafe_service::Grants& grants);
 /// The union of both grants, each role once.
 RoleGrants united(const RoleGrants& left, const RoleGrants& right);
 

@@ -7,10 +7,10 @@
 
 namespace keepsafe_bench {
 
-using keepsafe_sandbox::CacheObject;
 using keepsafe_sandbox::GeneratedCache;
-using keepsafe_sandbox::ImageBuilder;
 using keepsafe_sandbox::RandomNumbers;
+using keepsafe_service::CacheObject;
+using keepsafe_service::ImageBuilder;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
 namespace {
@@ -31,7 +31,7 @@ ObjectNamespace leafBelow(const ObjectNamespace& above, unsigned chain, unsigned
 
 } // namespace
 
-keepsafe_sandbox::CacheImage deepTree(unsigned depth)
+keepsafe_service::CacheImage deepTree(unsigned depth)
 {
     const GeneratedCache generated(CHAINS * LEAVES, SEED);
     ImageBuilder builder;

@@ -9,7 +9,7 @@ namespace keepsafe_bench {
 /// A cache whose leaves have names of `depth` components, at least 2, where every ancestor is an object that
 /// grants something to its children: 16 chains below the root, 64 leaves at the end of each. Generated
 /// caches have leaves of four components, and a walk down ends where names end.
-keepsafe_sandbox::CacheImage deepTree(unsigned depth);
+keepsafe_service::CacheImage deepTree(unsigned depth);
 
 /// One of its leaves.
 Questions::DrawObject drawDeepLeaf(unsigned depth);

@@ -5,8 +5,8 @@
 
 namespace keepsafe_bench {
 
-using keepsafe_sandbox::CacheObject;
 using keepsafe_sandbox::GeneratedCache;
+using keepsafe_service::CacheObject;
 
 void visitObjects(std::uint64_t leaves, const std::function<void(const CacheObject&, std::size_t)>& visit)
 {

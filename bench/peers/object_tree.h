@@ -17,7 +17,7 @@ constexpr std::size_t LEVELS = 4;
 /// their level. Databases are filled best in this order.
 void visitObjects(
     std::uint64_t leaves,
-    const std::function<void(const keepsafe_sandbox::CacheObject& object, std::size_t level)>& visit);
+    const std::function<void(const keepsafe_service::CacheObject& object, std::size_t level)>& visit);
 
 /// The text form of the parent of a name in text form; empty for that of the root.
 inline std::string_view parentText(std::string_view text) noexcept

@@ -20,9 +20,9 @@
 
 namespace keepsafe_bench {
 
-using keepsafe_sandbox::CacheObject;
 using keepsafe_sandbox::GeneratedCache;
-using keepsafe_sandbox::LiveCache;
+using keepsafe_service::CacheObject;
+using keepsafe_service::LiveCache;
 using Clock = std::chrono::steady_clock;
 
 namespace {
@@ -47,7 +47,7 @@ public:
         cache_.publish(GeneratedCache::operations());
     }
 
-    [[nodiscard]] const keepsafe_sandbox::CacheLocation& location() const noexcept { return location_; }
+    [[nodiscard]] const keepsafe_service::CacheLocation& location() const noexcept { return location_; }
 
     /// One change at a time until the connection receives something or ends; then sends how long each took.
     void publishUntilTold(const SocketEnd& boss)
@@ -84,8 +84,8 @@ private:
     }
 
     keepsafe_test::TempDir folder_;
-    keepsafe_sandbox::PosixFileSystem fileSystem_;
-    keepsafe_sandbox::CacheLocation location_;
+    keepsafe_service::PosixFileSystem fileSystem_;
+    keepsafe_service::CacheLocation location_;
     std::uint64_t leaves_;
     LiveCache cache_;
 };

@@ -12,16 +12,16 @@ using keepsafe_sandbox::GeneratedCache;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 
-boost::shared_ptr<const AccessCache> openCache(const keepsafe_sandbox::CacheLocation& location)
+boost::shared_ptr<const AccessCache> openCache(const keepsafe_service::CacheLocation& location)
 {
     return boost::make_shared<const AccessCache>(Manifest("bench", location.accessCache()));
 }
 
-PublishedCache::PublishedCache(const keepsafe_sandbox::CacheImage& image) : location_(folder_.path(), "bench")
+PublishedCache::PublishedCache(const keepsafe_service::CacheImage& image) : location_(folder_.path(), "bench")
 {
-    keepsafe_sandbox::PosixFileSystem fileSystem;
-    keepsafe_sandbox::publishCache(fileSystem, location_, GeneratedCache::rootNamespace(), image,
-                                   GeneratedCache::operations(), keepsafe_sandbox::Renumber::Refuse);
+    keepsafe_service::PosixFileSystem fileSystem;
+    keepsafe_service::publishCache(fileSystem, location_, GeneratedCache::rootNamespace(), image,
+                                   GeneratedCache::operations(), keepsafe_service::Renumber::Refuse);
     cache_ = openCache(location_);
 }
 

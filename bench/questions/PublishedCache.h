@@ -15,16 +15,16 @@ namespace keepsafe_bench {
 
 /// Opens the cache that was published there.
 boost::shared_ptr<const Tessara::Keepsafe::Rbac::AccessCache>
-openCache(const keepsafe_sandbox::CacheLocation& location);
+openCache(const keepsafe_service::CacheLocation& location);
 
 /// An open cache in its own folder.
 class PublishedCache {
 public:
-    explicit PublishedCache(const keepsafe_sandbox::CacheImage& image);
+    explicit PublishedCache(const keepsafe_service::CacheImage& image);
 
     /// The installation root that the cache is under.
     [[nodiscard]] std::string root() const { return folder_.path(); }
-    [[nodiscard]] const keepsafe_sandbox::CacheLocation& location() const noexcept { return location_; }
+    [[nodiscard]] const keepsafe_service::CacheLocation& location() const noexcept { return location_; }
     [[nodiscard]] const boost::shared_ptr<const Tessara::Keepsafe::Rbac::AccessCache>& cache() const noexcept
     {
         return cache_;
@@ -32,7 +32,7 @@ public:
 
 private:
     keepsafe_test::TempDir folder_;
-    keepsafe_sandbox::CacheLocation location_;
+    keepsafe_service::CacheLocation location_;
     boost::shared_ptr<const Tessara::Keepsafe::Rbac::AccessCache> cache_;
 };
 

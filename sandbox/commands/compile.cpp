@@ -13,6 +13,13 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::CacheLocation;
+using keepsafe_service::InputError;
+using keepsafe_service::parseNamespace;
+using keepsafe_service::PosixFileSystem;
+using keepsafe_service::publishCache;
+using keepsafe_service::quoted;
+
 namespace {
 
 using Tessara::Keepsafe::Rbac::ObjectNamespace;

@@ -10,6 +10,9 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::Database;
+using keepsafe_service::quoted;
+
 namespace {
 
 struct AddOptions {

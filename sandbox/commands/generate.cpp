@@ -11,6 +11,12 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::CacheImage;
+using keepsafe_service::CacheLocation;
+using keepsafe_service::PosixFileSystem;
+using keepsafe_service::ProgressBar;
+using keepsafe_service::publishCache;
+
 namespace {
 
 /// More would not fit into the 4 GiB that a file of the format can address.

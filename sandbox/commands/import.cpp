@@ -15,6 +15,14 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::CacheLocation;
+using keepsafe_service::Database;
+using keepsafe_service::PosixFileSystem;
+using keepsafe_service::ProgressBar;
+using keepsafe_service::Renumber;
+using keepsafe_service::SERVICE_CACHE_ID;
+using keepsafe_service::ServiceLock;
+
 namespace {
 
 struct ImportOptions {

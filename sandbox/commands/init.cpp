@@ -9,6 +9,8 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::InputError;
+
 namespace {
 
 /// Longest connection string that a file may hold.

@@ -4,6 +4,8 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::CacheLocation;
+
 void addRenumberFlag(CLI::App& command, bool& renumber)
 {
     command.add_flag("--renumber", renumber,

@@ -19,12 +19,12 @@ public:
     void addTo(CLI::App& command);
 
     /// Under a root that need not be there.
-    [[nodiscard]] CacheLocation location() const;
+    [[nodiscard]] keepsafe_service::CacheLocation location() const;
     /// Throws `InputError` when the root is not there.
-    [[nodiscard]] CacheLocation locationInExistingRoot() const;
-    [[nodiscard]] Renumber renumber() const noexcept
+    [[nodiscard]] keepsafe_service::CacheLocation locationInExistingRoot() const;
+    [[nodiscard]] keepsafe_service::Renumber renumber() const noexcept
     {
-        return renumber_ ? Renumber::Allow : Renumber::Refuse;
+        return renumber_ ? keepsafe_service::Renumber::Allow : keepsafe_service::Renumber::Refuse;
     }
 
 private:

@@ -2,6 +2,8 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::CacheLocation;
+
 std::string publishedLine(const CacheLocation& location, std::uint64_t generation, const Policy& policy)
 {
     return location.accessCache() + ": generation " + std::to_string(generation) + ", " +

@@ -10,7 +10,8 @@
 namespace keepsafe_sandbox {
 
 /// The output of a command that has published a policy.
-std::string publishedLine(const CacheLocation& location, std::uint64_t generation, const Policy& policy);
+std::string publishedLine(const keepsafe_service::CacheLocation& location, std::uint64_t generation,
+                          const Policy& policy);
 
 } // namespace keepsafe_sandbox
 

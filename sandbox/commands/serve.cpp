@@ -10,6 +10,11 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::databaseSettings;
+using keepsafe_service::listenAddress;
+using keepsafe_service::serve;
+using keepsafe_service::ServiceSettings;
+
 namespace Platform = Tessara::Keepsafe::Platform;
 
 namespace {

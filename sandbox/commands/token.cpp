@@ -13,6 +13,9 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::Database;
+using keepsafe_service::quoted;
+
 namespace {
 
 struct IssueOptions {

@@ -6,6 +6,10 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::Database;
+using keepsafe_service::InputError;
+using Tessara::Keepsafe::JsonHandle;
+
 namespace {
 
 constexpr std::size_t MOST_TYPE_BYTES = 255;

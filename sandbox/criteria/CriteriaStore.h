@@ -24,7 +24,7 @@ public:
     static constexpr std::size_t MOST_DOCUMENT_BYTES = 32767;
 
     /// The database must outlive the store.
-    explicit CriteriaStore(Database& database) : database_(database) {}
+    explicit CriteriaStore(keepsafe_service::Database& database) : database_(database) {}
 
     /// Adds a row with the next free id. Throws `InputError`, and adds nothing, when the document is not a
     /// JSON object or array or too long, or the type is empty.
@@ -34,7 +34,7 @@ public:
                                           const std::string& objectType, const std::string& json)>& take);
 
 private:
-    Database& database_;
+    keepsafe_service::Database& database_;
 };
 
 } // namespace keepsafe_sandbox

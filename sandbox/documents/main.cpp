@@ -12,17 +12,17 @@
 
 namespace {
 
-using namespace keepsafe_sandbox;
-
 std::string documentOf(const CLI::App& program, const std::string& kind)
 {
     if (kind == "manual") {
-        return manualPage(program, KEEPSAFE_VERSION);
+        return keepsafe_service::manualPage(program, KEEPSAFE_VERSION);
     }
     if (kind == "bash") {
-        return bashCompletion(program);
+        return keepsafe_service::bashCompletion(program);
     }
-    return kind == "zsh" ? zshCompletion(program) : kind == "fish" ? fishCompletion(program) : "";
+    return kind == "zsh"    ? keepsafe_service::zshCompletion(program)
+           : kind == "fish" ? keepsafe_service::fishCompletion(program)
+                            : "";
 }
 
 } // namespace
@@ -30,12 +30,12 @@ std::string documentOf(const CLI::App& program, const std::string& kind)
 int main(int argc, char** argv)
 try {
     const std::string name = argc == 3 ? argv[1] : "";
-    DaemonOptions options;
+    keepsafe_service::DaemonOptions options;
     std::unique_ptr<CLI::App> program;
     if (name == "ksrbacd") {
-        program = daemonCommandLine(options, KEEPSAFE_VERSION);
+        program = keepsafe_service::daemonCommandLine(options, KEEPSAFE_VERSION);
     } else if (name == "ksrbac-sandbox") {
-        program = sandboxCommandLine(KEEPSAFE_VERSION);
+        program = keepsafe_sandbox::sandboxCommandLine(KEEPSAFE_VERSION);
     }
     const std::string text = program == nullptr ? "" : documentOf(*program, argv[2]);
     if (text.empty()) {

@@ -8,6 +8,11 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::CacheImage;
+using keepsafe_service::CacheObject;
+using keepsafe_service::Grants;
+using keepsafe_service::ImageBuilder;
+using keepsafe_service::OperationBits;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Operation;
 

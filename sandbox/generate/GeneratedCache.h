@@ -50,19 +50,19 @@ public:
     [[nodiscard]] static Tessara::Keepsafe::Rbac::ObjectNamespace leafNamespace(std::uint64_t leaf);
     [[nodiscard]] static Tessara::Keepsafe::Rbac::ObjectNamespace operationNamespace(unsigned operation);
     [[nodiscard]] static Tessara::Keepsafe::Rbac::Operation operationBit(unsigned operation);
-    [[nodiscard]] static OperationBits operations();
+    [[nodiscard]] static keepsafe_service::OperationBits operations();
 
-    [[nodiscard]] CacheObject area(unsigned area) const;
-    [[nodiscard]] CacheObject kind(unsigned area, unsigned kind) const;
-    [[nodiscard]] CacheObject leaf(std::uint64_t leaf) const;
+    [[nodiscard]] keepsafe_service::CacheObject area(unsigned area) const;
+    [[nodiscard]] keepsafe_service::CacheObject kind(unsigned area, unsigned kind) const;
+    [[nodiscard]] keepsafe_service::CacheObject leaf(std::uint64_t leaf) const;
 
     /// Number of objects, including those above the leaves.
     [[nodiscard]] std::uint64_t objectCount() const noexcept { return 1 + AREAS + AREAS * KINDS + leaves_; }
     /// All of them as a cache; `progress` is called now and then.
-    [[nodiscard]] CacheImage build(const Progress& progress = {}) const;
+    [[nodiscard]] keepsafe_service::CacheImage build(const Progress& progress = {}) const;
 
 private:
-    void addLeaves(ImageBuilder& builder, const Progress& progress) const;
+    void addLeaves(keepsafe_service::ImageBuilder& builder, const Progress& progress) const;
 
     std::uint64_t leaves_;
     std::uint64_t seed_;

@@ -10,6 +10,8 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::InputError;
+
 namespace Process = Tessara::Keepsafe::Process;
 
 std::string inputName(const std::string& path) { return path == "-" ? "<stdin>" : path; }

@@ -34,7 +34,7 @@ struct AccessDefinition {
 /// A policy whose parts fit together: every access definition speaks of a role, an object and operations of
 /// the policy; no two objects have the same name, no two roles the same id, no two operations the same bit.
 struct Policy {
-    OperationBits operations;
+    keepsafe_service::OperationBits operations;
     std::vector<PolicyRole> roles;
     std::vector<PolicyObject> objects;
     std::vector<AccessDefinition> accessDefinitions;

@@ -14,6 +14,27 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::CacheImage;
+using keepsafe_service::CacheLocation;
+using keepsafe_service::checkObjectName;
+using keepsafe_service::checkRoleName;
+using keepsafe_service::Content;
+using keepsafe_service::Database;
+using keepsafe_service::Faults;
+using keepsafe_service::FileSystem;
+using keepsafe_service::InputError;
+using keepsafe_service::KeptDefinition;
+using keepsafe_service::localAuthor;
+using keepsafe_service::MOST_ROLE_NAME_BYTES;
+using keepsafe_service::nextAfter;
+using keepsafe_service::OperationCacheUpdate;
+using keepsafe_service::publishCache;
+using keepsafe_service::quoted;
+using keepsafe_service::Renumber;
+using keepsafe_service::RoleRecord;
+using keepsafe_service::Store;
+using keepsafe_service::WorkProgress;
+
 namespace Rbac = Tessara::Keepsafe::Rbac;
 
 namespace {

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_IMPORT_POLICY_H
-#define KEEPSAFE_SANDBOX_ACCESSCONTROL_IMPORT_POLICY_H
+#ifndef KEEPSAFE_SANDBOX_POLICY_IMPORT_POLICY_H
+#define KEEPSAFE_SANDBOX_POLICY_IMPORT_POLICY_H
 
 #include <cstdint>
 
@@ -22,9 +22,10 @@ enum class Replace { Refuse, Allow };
 /// Throws `InputError`, with everything as it was, when the policy cannot be kept, when there is something
 /// already that must not be replaced, and when bits of operations conflict with the published ones;
 /// `DatabaseError`; and what `publishCache` throws, when the policy is stored but not published.
-std::uint64_t importPolicy(Database& database, FileSystem& fileSystem, const CacheLocation& location,
-                           const Policy& policy, Replace replace, Renumber renumber,
-                           const WorkProgress& progress = {});
+std::uint64_t importPolicy(keepsafe_service::Database& database, keepsafe_service::FileSystem& fileSystem,
+                           const keepsafe_service::CacheLocation& location, const Policy& policy,
+                           Replace replace, keepsafe_service::Renumber renumber,
+                           const keepsafe_service::WorkProgress& progress = {});
 
 } // namespace keepsafe_sandbox
 

@@ -4,6 +4,10 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::CacheImage;
+using keepsafe_service::CacheObject;
+using keepsafe_service::ImageBuilder;
+
 CacheImage imageOf(const Policy& policy)
 {
     std::vector<CacheObject> objects;

@@ -7,7 +7,7 @@
 namespace keepsafe_sandbox {
 
 /// The policy as the content of a cache. Throws `InputError` when it would outgrow the format.
-CacheImage imageOf(const Policy& policy);
+keepsafe_service::CacheImage imageOf(const Policy& policy);
 
 } // namespace keepsafe_sandbox
 

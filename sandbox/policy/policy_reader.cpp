@@ -14,6 +14,11 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::Element;
+using keepsafe_service::InputError;
+using keepsafe_service::parseNamespace;
+using keepsafe_service::quoted;
+using Tessara::Keepsafe::JsonHandle;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Operation;
 using Tessara::Keepsafe::Rbac::Propagation;

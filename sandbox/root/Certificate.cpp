@@ -15,6 +15,11 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::BioHandle;
+using keepsafe_service::InputError;
+using keepsafe_service::takeOpensslReason;
+using keepsafe_service::throwOpensslError;
+
 namespace {
 
 struct ExtensionRelease {

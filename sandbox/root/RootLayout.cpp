@@ -8,6 +8,8 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::InputError;
+
 RootLayout::RootLayout(const std::string& root)
 {
     if (root.empty()) {

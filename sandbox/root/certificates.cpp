@@ -8,6 +8,8 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::InputError;
+
 namespace {
 
 constexpr char AUTHORITY_NAME[] = "ksrbac-sandbox authority";

@@ -7,6 +7,10 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::databaseSettings;
+using keepsafe_service::findConfiguration;
+using keepsafe_service::InputError;
+
 namespace Platform = Tessara::Keepsafe::Platform;
 namespace Dal = Tessara::Dal;
 

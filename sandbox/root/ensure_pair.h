@@ -31,14 +31,14 @@ struct PairPaths {
 template <typename Content>
 std::optional<Content> findPem(const std::string& path)
 {
-    const std::optional<std::string> pem = readWhole(path);
+    const std::optional<std::string> pem = keepsafe_service::readWhole(path);
     if (!pem) {
         return std::nullopt;
     }
     try {
         return Content::fromPem(*pem);
-    } catch (const InputError& error) {
-        throw InputError(path + ": " + error.what());
+    } catch (const keepsafe_service::InputError& error) {
+        throw keepsafe_service::InputError(path + ": " + error.what());
     }
 }
 
@@ -48,7 +48,7 @@ std::optional<Key> findKey(const std::string& path)
 {
     std::optional<Key> key = findPem<Key>(path);
     if (key) {
-        requireOwnerOnly(path);
+        keepsafe_service::requireOwnerOnly(path);
     }
     return key;
 }
@@ -62,9 +62,9 @@ Content ensureContent(std::optional<Content> found, const std::string& path, mod
     bool isMade = false;
     if (!found) {
         found = make();
-        isMade = createFile(path, mode, found->pem());
+        isMade = keepsafe_service::createFile(path, mode, found->pem());
         if (!isMade && !(found = find(path))) {
-            throw InputError(path + " came and went meanwhile: run init again");
+            throw keepsafe_service::InputError(path + " came and went meanwhile: run init again");
         }
     }
     ensured.push_back({isMade, path});
@@ -84,17 +84,19 @@ auto ensurePair(const PairPaths& paths, Make make, std::vector<EnsuredFile>& ens
     std::optional<Companion> foundCompanion = findPem<Companion>(paths.companion);
     std::optional<Key> foundKey = findKey<Key>(paths.key);
     if (foundCompanion && !foundKey) {
-        throw InputError(paths.companion + " is there, but not the private key that belongs to it, " +
-                         paths.key + ": move the " + name + " away, or bring the private key back");
+        throw keepsafe_service::InputError(
+            paths.companion + " is there, but not the private key that belongs to it, " + paths.key +
+            ": move the " + name + " away, or bring the private key back");
     }
     Key key = ensureContent(
-        std::move(foundKey), paths.key, OWNER_ONLY, findKey<Key>, [] { return Key::generate(); }, ensured);
+        std::move(foundKey), paths.key, keepsafe_service::OWNER_ONLY, findKey<Key>,
+        [] { return Key::generate(); }, ensured);
     Companion companion = ensureContent(
-        std::move(foundCompanion), paths.companion, EVERYBODY, findPem<Companion>, [&] { return make(key); },
-        ensured);
+        std::move(foundCompanion), paths.companion, keepsafe_service::EVERYBODY, findPem<Companion>,
+        [&] { return make(key); }, ensured);
     if (!companion.belongsTo(key)) {
-        throw InputError(paths.companion + " does not belong to the private key " + paths.key +
-                         ": move the one away that is wrong");
+        throw keepsafe_service::InputError(paths.companion + " does not belong to the private key " +
+                                           paths.key + ": move the one away that is wrong");
     }
     return {std::move(key), std::move(companion)};
 }

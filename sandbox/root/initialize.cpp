@@ -14,6 +14,17 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::createFile;
+using keepsafe_service::Database;
+using keepsafe_service::databaseSettings;
+using keepsafe_service::ensureFolder;
+using keepsafe_service::ensureSchema;
+using keepsafe_service::findConfiguration;
+using keepsafe_service::InputError;
+using keepsafe_service::OWNER_ONLY;
+using keepsafe_service::SchemaContent;
+using keepsafe_service::SchemaOrigin;
+
 namespace Dal = Tessara::Dal;
 namespace Platform = Tessara::Keepsafe::Platform;
 

@@ -4,6 +4,8 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::InputError;
+
 namespace {
 
 struct PrivateSigningKey {

@@ -11,6 +11,11 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::InputError;
+using keepsafe_service::jsonText;
+using keepsafe_service::throwOpensslError;
+using Tessara::Keepsafe::JsonHandle;
+
 namespace {
 
 using Milliseconds = std::chrono::milliseconds;

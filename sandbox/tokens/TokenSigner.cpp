@@ -14,6 +14,12 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::BioHandle;
+using keepsafe_service::DigestContextHandle;
+using keepsafe_service::InputError;
+using keepsafe_service::takeOpensslReason;
+using keepsafe_service::throwOpensslError;
+
 namespace {
 
 std::shared_ptr<EVP_PKEY> own(EVP_PKEY* key) { return {key, EVP_PKEY_free}; }

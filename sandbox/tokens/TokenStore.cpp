@@ -4,6 +4,9 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::Database;
+using keepsafe_service::InputError;
+
 void TokenStore::add(const std::string& sessionId, const std::string& authorizationToken)
 {
     if (authorizationToken.size() > MOST_TOKEN_BYTES) {

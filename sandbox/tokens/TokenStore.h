@@ -17,7 +17,7 @@ public:
     static constexpr std::size_t MOST_TOKEN_BYTES = 32000;
 
     /// The database must outlive the store.
-    explicit TokenStore(Database& database) : database_(database) {}
+    explicit TokenStore(keepsafe_service::Database& database) : database_(database) {}
 
     /// Throws `InputError` when the token is longer than the library can read.
     void add(const std::string& sessionId, const std::string& authorizationToken);
@@ -27,7 +27,7 @@ public:
     void forEach(const std::function<void(const std::string& sessionId, const std::string& token)>& take);
 
 private:
-    Database& database_;
+    keepsafe_service::Database& database_;
 };
 
 } // namespace keepsafe_sandbox

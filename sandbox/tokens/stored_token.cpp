@@ -9,6 +9,9 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::InputError;
+using keepsafe_service::jsonText;
+using Tessara::Keepsafe::JsonHandle;
 using Tessara::Keepsafe::JWT;
 
 namespace {

@@ -9,6 +9,9 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::InputError;
+using keepsafe_service::quoted;
+
 namespace {
 
 /// Seconds of a unit; 0 if it is not one.

@@ -2,7 +2,7 @@
 
 #include "accesscontrol/AccessControlState.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
@@ -127,4 +127,4 @@ void AccessControl::updateStates(const std::vector<StateChange>& changes, const 
 
 JournalPage AccessControl::journal(const JournalQuery& query) const { return state_->journal(query); }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_ACCESSCONTROL_H
-#define KEEPSAFE_SANDBOX_ACCESSCONTROL_ACCESSCONTROL_H
+#ifndef KEEPSAFE_SERVICE_ACCESSCONTROL_ACCESSCONTROL_H
+#define KEEPSAFE_SERVICE_ACCESSCONTROL_ACCESSCONTROL_H
 
 #include <cstdint>
 #include <memory>
@@ -19,7 +19,7 @@
 #include "journal/Author.h"
 #include "journal/read_journal.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Id of the one access cache that the service publishes; it covers all names.
 constexpr char SERVICE_CACHE_ID[] = "service";
@@ -113,6 +113,6 @@ private:
     std::unique_ptr<State> state_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_ACCESSCONTROLSTATE_H
-#define KEEPSAFE_SANDBOX_ACCESSCONTROL_ACCESSCONTROLSTATE_H
+#ifndef KEEPSAFE_SERVICE_ACCESSCONTROL_ACCESSCONTROLSTATE_H
+#define KEEPSAFE_SERVICE_ACCESSCONTROL_ACCESSCONTROLSTATE_H
 
 #include <atomic>
 #include <chrono>
@@ -27,7 +27,7 @@
 #include "cachewriter/LiveCache.h"
 #include "errors/InputError.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// A change, or an attempt to publish again, takes the writer's mutex from its checks to its publication, and
 /// that of the model, too, while it changes the model: readers are never held up by the database or the disk.
@@ -305,6 +305,6 @@ private:
     Retry retry_; ///< last: its thread uses the others
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

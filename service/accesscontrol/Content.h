@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_CONTENT_H
-#define KEEPSAFE_SANDBOX_ACCESSCONTROL_CONTENT_H
+#ifndef KEEPSAFE_SERVICE_ACCESSCONTROL_CONTENT_H
+#define KEEPSAFE_SERVICE_ACCESSCONTROL_CONTENT_H
 
 #include <cstdint>
 #include <limits>
@@ -13,7 +13,7 @@
 /// The access-control service's data in its stored form: objects by number, operations by permission
 /// bit, names as text.
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 struct KeptObject {
     std::int32_t number = 0; ///< from 1
@@ -69,6 +69,6 @@ struct Changes {
     NextIds next;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// What the access control counts, for monitoring. It is there so that who reads it takes none of the locks
 /// under which changes are made. Any thread.
@@ -51,6 +51,6 @@ private:
     std::optional<Outdated> outdated_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -5,7 +5,7 @@
 
 #include "accesscontrol/Refusal.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -101,4 +101,4 @@ Changes Draft::finish() &&
     return std::move(changes_);
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

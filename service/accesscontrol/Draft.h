@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_DRAFT_H
-#define KEEPSAFE_SANDBOX_ACCESSCONTROL_DRAFT_H
+#ifndef KEEPSAFE_SERVICE_ACCESSCONTROL_DRAFT_H
+#define KEEPSAFE_SERVICE_ACCESSCONTROL_DRAFT_H
 
 #include <cstdint>
 #include <map>
@@ -8,7 +8,7 @@
 
 #include "accesscontrol/Model.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// A set of changes in preparation: removals include what depends on them, and new items get their numbers.
 class Draft {
@@ -46,6 +46,6 @@ private:
     std::unordered_set<std::int32_t> removedObjects_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

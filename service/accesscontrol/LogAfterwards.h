@@ -1,11 +1,11 @@
-#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_LOGAFTERWARDS_H
-#define KEEPSAFE_SANDBOX_ACCESSCONTROL_LOGAFTERWARDS_H
+#ifndef KEEPSAFE_SERVICE_ACCESSCONTROL_LOGAFTERWARDS_H
+#define KEEPSAFE_SERVICE_ACCESSCONTROL_LOGAFTERWARDS_H
 
 #include <string>
 
 #include <keepsafe/platform/log/logmsg.h>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Takes a line while a mutex is held and logs it at its end: declared before the mutex is locked, it does so
 /// after the mutex has been released, and a log that is stuck holds up nobody else.
@@ -33,6 +33,6 @@ private:
     std::string line_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

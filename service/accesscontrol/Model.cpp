@@ -5,7 +5,7 @@
 
 #include "accesscontrol/stored_texts.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::Operation;
 
@@ -186,4 +186,4 @@ void Model::put(const KeptDefinition& definition)
     definitions_.emplace(definition.id, definition);
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_MODEL_H
-#define KEEPSAFE_SANDBOX_ACCESSCONTROL_MODEL_H
+#ifndef KEEPSAFE_SERVICE_ACCESSCONTROL_MODEL_H
+#define KEEPSAFE_SERVICE_ACCESSCONTROL_MODEL_H
 
 #include <cstdint>
 #include <map>
@@ -13,7 +13,7 @@
 #include "accesscontrol/Content.h"
 #include "cachewriter/ImageBuilder.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// All of the access-control service's data in memory, indexed by id and name. Functions return null pointers
 /// for unknown items; pointers are valid until the next change.
@@ -85,6 +85,6 @@ private:
     std::int32_t nextNumber_ = 1;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -2,7 +2,7 @@
 
 #include "cachewriter/utc_time.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 std::string Outage::text() const
 {
@@ -31,4 +31,4 @@ std::string Outage::succeeded()
     return line;
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,10 +1,10 @@
-#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_OUTAGE_H
-#define KEEPSAFE_SANDBOX_ACCESSCONTROL_OUTAGE_H
+#ifndef KEEPSAFE_SERVICE_ACCESSCONTROL_OUTAGE_H
+#define KEEPSAFE_SERVICE_ACCESSCONTROL_OUTAGE_H
 
 #include <chrono>
 #include <string>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// The time in which the access cache is not what the store says, and what the log says of it: a line when it
 /// begins, one when its reason changes, and one when it is over, however many attempts are made meanwhile.
@@ -28,6 +28,6 @@ private:
     unsigned long attempts_ = 0;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -1,12 +1,12 @@
-#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_REFUSAL_H
-#define KEEPSAFE_SANDBOX_ACCESSCONTROL_REFUSAL_H
+#ifndef KEEPSAFE_SERVICE_ACCESSCONTROL_REFUSAL_H
+#define KEEPSAFE_SERVICE_ACCESSCONTROL_REFUSAL_H
 
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// A request that the service refuses without changing anything. `what()` is meant for its sender.
 class Refusal : public std::runtime_error {
@@ -33,6 +33,6 @@ private:
     std::vector<std::string> details_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

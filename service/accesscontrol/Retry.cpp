@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 Retry::~Retry()
 {
@@ -43,4 +43,4 @@ void Retry::run()
     }
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_RETRY_H
-#define KEEPSAFE_SANDBOX_ACCESSCONTROL_RETRY_H
+#ifndef KEEPSAFE_SERVICE_ACCESSCONTROL_RETRY_H
+#define KEEPSAFE_SERVICE_ACCESSCONTROL_RETRY_H
 
 #include <chrono>
 #include <condition_variable>
@@ -7,7 +7,7 @@
 #include <mutex>
 #include <thread>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// The pauses before repeated attempts: each is twice as long as the one before.
 struct RetryPauses {
@@ -45,6 +45,6 @@ private:
     std::thread thread_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

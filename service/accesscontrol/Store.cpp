@@ -9,7 +9,7 @@
 #include "database/Transaction.h"
 #include "journal/JournalWriter.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -337,4 +337,4 @@ void Store::replace(const Content& kept, const Content& content, const Author& a
     writer.commit();
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_STORE_H
-#define KEEPSAFE_SANDBOX_ACCESSCONTROL_STORE_H
+#ifndef KEEPSAFE_SERVICE_ACCESSCONTROL_STORE_H
+#define KEEPSAFE_SERVICE_ACCESSCONTROL_STORE_H
 
 #include <cstddef>
 
@@ -9,7 +9,7 @@
 #include "database/Database.h"
 #include "journal/Author.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// The tables of the access-control service. All failures are thrown as `DatabaseError`.
 class Store {
@@ -40,6 +40,6 @@ private:
     Database& database_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

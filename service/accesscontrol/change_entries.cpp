@@ -2,7 +2,7 @@
 
 #include "accesscontrol/item_texts.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::READY;
 
@@ -122,4 +122,4 @@ void forEachEntry(const Model& model, const Changes& changes, Occasion occasion,
     }
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

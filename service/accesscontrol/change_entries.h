@@ -6,7 +6,7 @@
 #include "accesscontrol/Model.h"
 #include "journal/JournalEntry.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// What a change was asked for by. A change of an object does not say so itself.
 enum class Occasion { Roles, Inheritance, Access, Registration, States };
@@ -21,6 +21,6 @@ void forEachEntry(const Model& model, const Changes& changes, Occasion occasion,
 /// The same for content that replaces all other: first an entry for the whole, then what is different.
 void forEachEntry(const Content& before, const Content& after, const TakeEntry& take);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

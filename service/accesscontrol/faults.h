@@ -1,12 +1,12 @@
-#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_FAULTS_H
-#define KEEPSAFE_SANDBOX_ACCESSCONTROL_FAULTS_H
+#ifndef KEEPSAFE_SERVICE_ACCESSCONTROL_FAULTS_H
+#define KEEPSAFE_SERVICE_ACCESSCONTROL_FAULTS_H
 
 #include <string>
 #include <vector>
 
 #include "accesscontrol/Refusal.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// The faults of a request, one text each.
 using Faults = std::vector<std::string>;
@@ -20,6 +20,6 @@ inline void refuseIfAny(Refusal::Kind kind, const std::string& summary, const Fa
     }
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

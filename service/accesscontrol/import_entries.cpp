@@ -4,7 +4,7 @@
 #include "accesscontrol/change_entries.h"
 #include "accesscontrol/item_texts.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::READY;
 
@@ -180,4 +180,4 @@ void forEachEntry(const Content& before, const Content& after, const TakeEntry& 
     ImportEntries(before, after, take).takeAll();
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -3,7 +3,7 @@
 #include "accesscontrol/stored_texts.h"
 #include "json/json_text.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -59,4 +59,4 @@ std::string definitionText(const KeptDefinition& definition, const std::string& 
             .get());
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

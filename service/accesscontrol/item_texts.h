@@ -10,7 +10,7 @@
 /// Roles, operations, objects and access definitions as the journal keeps them: compact JSON of ASCII
 /// characters with sorted keys, which names what the store has by number.
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 [[nodiscard]] std::string roleText(const RoleRecord& role);
 
@@ -24,6 +24,6 @@ namespace keepsafe_sandbox {
 definitionText(const KeptDefinition& definition, const std::string& object,
                const std::function<const std::string&(std::int32_t bit)>& operationOf);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

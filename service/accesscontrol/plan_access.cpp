@@ -2,7 +2,7 @@
 #include "accesscontrol/plans.h"
 #include "json/Element.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
@@ -64,4 +64,4 @@ void planDefinitionRemoval(const Model& model, const ObjectNamespace& ns, const 
     throw Refusal(Refusal::Unknown, "object " + ns.str() + " has no access definition " + quoted(id));
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

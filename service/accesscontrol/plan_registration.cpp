@@ -3,7 +3,7 @@
 #include "accesscontrol/plans.h"
 #include "accesscontrol/validation.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::PENDING;
@@ -134,4 +134,4 @@ std::vector<RegisteredObjects> planRegistration(const Model& model,
     return results;
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -2,7 +2,7 @@
 #include "accesscontrol/validation.h"
 #include "json/Element.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -71,4 +71,4 @@ void planRoleRemoval(const Model& model, std::int32_t id, Draft& draft)
     draft.removeRole(id);
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -2,7 +2,7 @@
 
 #include "accesscontrol/plans.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::DELETED;
 using Tessara::Keepsafe::Rbac::ManagedObjectState;
@@ -72,4 +72,4 @@ void planStates(const Model& model, const std::vector<StateChange>& changes, Dra
     plan.carryOut();
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

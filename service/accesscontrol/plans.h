@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_PLANS_H
-#define KEEPSAFE_SANDBOX_ACCESSCONTROL_PLANS_H
+#ifndef KEEPSAFE_SERVICE_ACCESSCONTROL_PLANS_H
+#define KEEPSAFE_SERVICE_ACCESSCONTROL_PLANS_H
 
 #include <cstdint>
 #include <string>
@@ -13,7 +13,7 @@
 /// The rules: each function checks a request against what is known and adds what it asks for to a draft, or
 /// throws `Refusal`. AccessControl.h says what the requests mean.
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 RoleRecord planNewRole(const Model& model, const std::string& name, const std::string& description,
                        Draft& draft);
@@ -37,6 +37,6 @@ std::vector<RegisteredObjects> planRegistration(const Model& model,
 
 void planStates(const Model& model, const std::vector<StateChange>& changes, Draft& draft);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -1,6 +1,6 @@
 #include "accesscontrol/ready_objects.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::READY;
 
@@ -37,4 +37,4 @@ void noteReadyObjects(const Model& model, const Changes& changes, std::unordered
     }
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

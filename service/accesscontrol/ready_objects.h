@@ -6,7 +6,7 @@
 
 #include "accesscontrol/Model.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Adds the names of all objects that are ready.
 void noteReadyObjects(const Model& model, std::unordered_set<std::string>& names);
@@ -15,6 +15,6 @@ void noteReadyObjects(const Model& model, std::unordered_set<std::string>& names
 /// access cache has to learn.
 void noteReadyObjects(const Model& model, const Changes& changes, std::unordered_set<std::string>& names);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

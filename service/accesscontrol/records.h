@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_RECORDS_H
-#define KEEPSAFE_SANDBOX_ACCESSCONTROL_RECORDS_H
+#ifndef KEEPSAFE_SERVICE_ACCESSCONTROL_RECORDS_H
+#define KEEPSAFE_SERVICE_ACCESSCONTROL_RECORDS_H
 
 #include <cstdint>
 #include <string>
@@ -12,7 +12,7 @@
 /// \file
 /// What the access-control service keeps.
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 struct RoleRecord {
     std::int32_t id = 0;
@@ -64,6 +64,6 @@ struct StateChange {
     Tessara::Keepsafe::Rbac::ManagedObjectState state = Tessara::Keepsafe::Rbac::READY;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

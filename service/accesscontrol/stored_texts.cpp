@@ -6,7 +6,7 @@
 
 #include "json/Element.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace Rbac = Tessara::Keepsafe::Rbac;
 
@@ -96,4 +96,4 @@ std::string textOf(Rbac::ManagedObjectState state)
 
 std::string textOf(Rbac::Propagation propagation) { return boost::lexical_cast<std::string>(propagation); }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_STORED_TEXTS_H
-#define KEEPSAFE_SANDBOX_ACCESSCONTROL_STORED_TEXTS_H
+#ifndef KEEPSAFE_SERVICE_ACCESSCONTROL_STORED_TEXTS_H
+#define KEEPSAFE_SERVICE_ACCESSCONTROL_STORED_TEXTS_H
 
 #include <cstdint>
 #include <stdexcept>
@@ -13,7 +13,7 @@
 /// \file
 /// Values as texts of the database, and back.
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// A stored text that is not what it should be; `what()` quotes it.
 class BadStoredText : public std::runtime_error {
@@ -34,6 +34,6 @@ public:
 [[nodiscard]] std::string textOf(Tessara::Keepsafe::Rbac::ManagedObjectState state);
 [[nodiscard]] std::string textOf(Tessara::Keepsafe::Rbac::Propagation propagation);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -5,7 +5,7 @@
 #include "accesscontrol/Store.h"
 #include "json/json_text.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -55,4 +55,4 @@ void checkObjectType(const std::string& object, const std::string& type, Faults&
     checkText("the type of object " + object, type, Store::MOST_TYPE_BYTES, faults);
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_ACCESSCONTROL_VALIDATION_H
-#define KEEPSAFE_SANDBOX_ACCESSCONTROL_VALIDATION_H
+#ifndef KEEPSAFE_SERVICE_ACCESSCONTROL_VALIDATION_H
+#define KEEPSAFE_SERVICE_ACCESSCONTROL_VALIDATION_H
 
 #include <cstddef>
 #include <string>
@@ -11,7 +11,7 @@
 /// \file
 /// Which texts can be kept. Each function adds a fault for each thing that is wrong.
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Longest names of roles. Those of new ones are shorter on purpose.
 constexpr std::size_t MOST_NEW_ROLE_NAME_BYTES = 64;
@@ -23,6 +23,6 @@ void checkObjectName(const Tessara::Keepsafe::Rbac::ObjectNamespace& ns, Faults&
 /// `object`: whose type it is, for messages.
 void checkObjectType(const std::string& object, const std::string& type, Faults& faults);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

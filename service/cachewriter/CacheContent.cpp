@@ -2,7 +2,7 @@
 
 #include <numeric>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -28,4 +28,4 @@ CacheContent wholeOf(const CacheImage& image)
     return content;
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_CACHECONTENT_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_CACHECONTENT_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_CACHECONTENT_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_CACHECONTENT_H
 
 #include <cstddef>
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 #include "cachewriter/CacheImage.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Bytes and their place in a file. Refers to memory of the content's owner.
 struct FileRange {
@@ -52,6 +52,6 @@ using ContentFor = std::function<CacheContent(const FoundCache&)>;
 /// All of an image, which must outlive the result.
 [[nodiscard]] CacheContent wholeOf(const CacheImage& image);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

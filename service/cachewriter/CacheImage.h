@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_CACHEIMAGE_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_CACHEIMAGE_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_CACHEIMAGE_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_CACHEIMAGE_H
 
 #include <cstdint>
 #include <string>
@@ -9,7 +9,7 @@
 
 #include "errors/InputError.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// The whole content of a cache's record files. Record 0 of each is reserved and all zero.
 struct CacheImage {
@@ -38,6 +38,6 @@ Tessara::Keepsafe::Rbac::NodeOffset recordOffset(std::size_t number, const char*
     return static_cast<Tessara::Keepsafe::Rbac::NodeOffset>(number * sizeof(Record));
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -4,7 +4,7 @@
 
 #include "errors/InputError.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 CacheLocation::CacheLocation(const std::string& root, const std::string& cacheId)
 {
@@ -23,4 +23,4 @@ CacheLocation::CacheLocation(const std::string& root, const std::string& cacheId
     cacheId_ = cacheId;
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,9 +1,9 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_CACHELOCATION_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_CACHELOCATION_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_CACHELOCATION_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_CACHELOCATION_H
 
 #include <string>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Where the caches of an installation root are.
 class CacheLocation {
@@ -22,6 +22,6 @@ private:
     std::string cacheId_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

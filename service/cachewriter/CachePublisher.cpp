@@ -10,7 +10,7 @@
 #include "cachewriter/metadata.h"
 #include "files/FileError.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::ManagedObject;
@@ -223,4 +223,4 @@ std::uint64_t CachePublisher::publish(const std::string& directory, const Object
     }
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_CACHEPUBLISHER_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_CACHEPUBLISHER_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_CACHEPUBLISHER_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_CACHEPUBLISHER_H
 
 #include <cstdint>
 #include <string>
@@ -11,7 +11,7 @@
 #include "cachewriter/ExclusiveLock.h"
 #include "files/FileSystem.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Writes a cache directory that any number of processes may be reading. Its files are changed in place and
 /// only ever grow, because readers keep them mapped.
@@ -56,6 +56,6 @@ private:
     LockPatience patience_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

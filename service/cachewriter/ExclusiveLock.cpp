@@ -6,7 +6,7 @@
 
 #include "cachewriter/utc_time.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -90,4 +90,4 @@ bool ExclusiveLock::take(milliseconds longest)
     }
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_EXCLUSIVELOCK_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_EXCLUSIVELOCK_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_EXCLUSIVELOCK_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_EXCLUSIVELOCK_H
 
 #include <atomic>
 #include <chrono>
@@ -11,7 +11,7 @@
 
 #include "cachewriter/PublishError.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// How often, and for how long, this process's writers have waited for locks that others held.
 struct LockWaits {
@@ -49,6 +49,6 @@ private:
     std::optional<FileLockGuard> guard_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

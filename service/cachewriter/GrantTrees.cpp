@@ -1,6 +1,6 @@
 #include "cachewriter/GrantTrees.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -47,4 +47,4 @@ void GrantTrees::releaseWords(const SharedTrees::Entries& roles) noexcept
     }
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

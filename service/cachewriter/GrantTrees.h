@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_GRANTTREES_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_GRANTTREES_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_GRANTTREES_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_GRANTTREES_H
 
 #include <cstddef>
 #include <cstdint>
@@ -10,7 +10,7 @@
 #include "cachewriter/Grants.h"
 #include "cachewriter/SharedTrees.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// The file "nodes": role trees, and the word trees that they refer to, as grants come and go. A role tree
 /// uses each of its word trees once for each role that refers to it, however many objects use the role tree.
@@ -60,6 +60,6 @@ private:
     SharedTrees wordTrees_{nodes_};
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -1,12 +1,12 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_GRANTS_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_GRANTS_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_GRANTS_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_GRANTS_H
 
 #include <cstdint>
 #include <map>
 
 #include <keepsafe/cache/Operation.h>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Which operations which roles hold. Words without a bit, and roles without a word, are never kept.
 class Grants {
@@ -26,6 +26,6 @@ private:
     std::map<std::int32_t, Words> roles_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

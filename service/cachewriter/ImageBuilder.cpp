@@ -5,7 +5,7 @@
 
 #include "cachewriter/SegmentTrie.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::ManagedObject;
 
@@ -53,4 +53,4 @@ void ImageBuilder::sortEntries()
     }
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

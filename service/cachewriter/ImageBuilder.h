@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_IMAGEBUILDER_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_IMAGEBUILDER_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_IMAGEBUILDER_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_IMAGEBUILDER_H
 
 #include <cstddef>
 #include <cstdint>
@@ -14,7 +14,7 @@
 #include "cachewriter/GrantTrees.h"
 #include "cachewriter/Grants.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// One object of a cache.
 struct CacheObject {
@@ -69,6 +69,6 @@ private:
     GrantTrees grants_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -3,7 +3,7 @@
 #include "cachewriter/live/LiveContent.h"
 #include "cachewriter/publish_cache.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
@@ -61,4 +61,4 @@ std::uint64_t LiveCache::publish(const OperationBits& operations, const LockPati
     return state_->publish(operations, patience);
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_LIVECACHE_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_LIVECACHE_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_LIVECACHE_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_LIVECACHE_H
 
 #include <cstddef>
 #include <cstdint>
@@ -12,7 +12,7 @@
 #include "cachewriter/OperationCacheUpdate.h"
 #include "files/FileSystem.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// A published cache that is kept up to date object by object: publishing writes what has changed, not the
 /// whole. One thread at a time.
@@ -42,6 +42,6 @@ private:
     std::unique_ptr<State> state_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -5,7 +5,7 @@
 #include "load.h"
 #include "json/json_text.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
@@ -45,4 +45,4 @@ void updateManifest(FileSystem& fileSystem, const OpenFile& manifest, const Obje
     fileSystem.sync(manifest);
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

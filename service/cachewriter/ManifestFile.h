@@ -1,11 +1,11 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_MANIFESTFILE_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_MANIFESTFILE_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_MANIFESTFILE_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_MANIFESTFILE_H
 
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
 #include "files/FileSystem.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Makes the manifest name `covers`, unless it does so already. The caller holds the cache's lock, but
 /// readers open manifests without it, and the file cannot be renamed because the lock is on it. So it is
@@ -22,6 +22,6 @@ namespace keepsafe_sandbox {
 void updateManifest(FileSystem& fileSystem, const OpenFile& manifest,
                     const Tessara::Keepsafe::Rbac::ObjectNamespace& covers);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -11,7 +11,7 @@
 #include "load.h"
 #include "json/json_text.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
@@ -150,4 +150,4 @@ void OperationCacheUpdate::replaceBy(const OperationBits& wanted)
     fileSystem_.syncDirectory(folderOf(path_));
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_OPERATIONCACHEUPDATE_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_OPERATIONCACHEUPDATE_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_OPERATIONCACHEUPDATE_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_OPERATIONCACHEUPDATE_H
 
 #include <cstdint>
 #include <map>
@@ -10,7 +10,7 @@
 #include "cachewriter/ExclusiveLock.h"
 #include "files/FileSystem.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Operations and their permission bits.
 using OperationBits = std::map<Tessara::Keepsafe::Rbac::ObjectNamespace, std::int32_t>;
@@ -60,6 +60,6 @@ private:
     Merged merged_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -1,9 +1,9 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_PUBLISHERROR_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_PUBLISHERROR_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_PUBLISHERROR_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_PUBLISHERROR_H
 
 #include <stdexcept>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// An access cache could not be published. What readers see meanwhile is described in CachePublisher.h.
 class PublishError : public std::runtime_error {
@@ -11,6 +11,6 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

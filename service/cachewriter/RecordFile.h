@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_RECORDFILE_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_RECORDFILE_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_RECORDFILE_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_RECORDFILE_H
 
 #include <algorithm>
 #include <array>
@@ -16,7 +16,7 @@
 #include "cachewriter/CacheContent.h"
 #include "cachewriter/CacheImage.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// The content of a record file, and which records differ from the published file. Records are addressed by
 /// their byte offset, as in the file; record 0 is there from the start.
@@ -179,6 +179,6 @@ private:
     std::vector<std::unique_ptr<Chunk>> chunks_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_RECORDPOOL_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_RECORDPOOL_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_RECORDPOOL_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_RECORDPOOL_H
 
 #include <cstddef>
 #include <cstring>
@@ -7,7 +7,7 @@
 
 #include "cachewriter/RecordFile.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// A record file whose records are taken and given back one by one; what was given back last is taken first,
 /// and the file only grows when nothing is free.
@@ -72,6 +72,6 @@ private:
     std::size_t freeCount_ = 0;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

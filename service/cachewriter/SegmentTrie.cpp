@@ -6,7 +6,7 @@
 #include "cachewriter/CacheImage.h"
 #include "cachewriter/balanced_tree.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::NodeOffset;
 using Tessara::Keepsafe::Rbac::detail::SegmentNode;
@@ -129,4 +129,4 @@ std::vector<SegmentNode> buildSegmentTrie(const std::vector<TrieEntry>& entries)
     return TrieBuilder(entries).build();
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

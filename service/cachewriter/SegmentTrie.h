@@ -1,12 +1,12 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_SEGMENTTRIE_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_SEGMENTTRIE_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_SEGMENTTRIE_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_SEGMENTTRIE_H
 
 #include <string_view>
 #include <vector>
 
 #include <keepsafe/cache/detail/records.h>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// A name and the object that it leads to.
 struct TrieEntry {
@@ -23,6 +23,6 @@ struct TrieEntry {
 std::vector<Tessara::Keepsafe::Rbac::detail::SegmentNode>
 buildSegmentTrie(const std::vector<TrieEntry>& entries);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

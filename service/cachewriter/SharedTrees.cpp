@@ -6,7 +6,7 @@
 
 #include "cachewriter/balanced_tree.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::detail::BitsNode;
 
@@ -90,4 +90,4 @@ bool SharedTrees::hasEntries(NodeOffset root, const Entries& entries) const noex
     return isEqual && rank == entries.size();
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_SHAREDTREES_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_SHAREDTREES_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_SHAREDTREES_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_SHAREDTREES_H
 
 #include <cstddef>
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 #include "cachewriter/RecordPool.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Search trees of one kind in the file "nodes", stored once for equal content and counted by their users.
 /// A tree never changes; it is built at the least height and given back whole.
@@ -80,6 +80,6 @@ private:
     Trees trees_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

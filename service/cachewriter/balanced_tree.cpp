@@ -1,6 +1,6 @@
 #include "cachewriter/balanced_tree.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -94,4 +94,4 @@ std::vector<TreeSlot> balancedTree(std::size_t keyCount)
     return Layout(keyCount).make();
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

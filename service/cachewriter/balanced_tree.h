@@ -1,11 +1,11 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_BALANCED_TREE_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_BALANCED_TREE_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_BALANCED_TREE_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_BALANCED_TREE_H
 
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// A node of a search tree over sorted keys, at its place in the file.
 struct TreeSlot {
@@ -22,6 +22,6 @@ struct TreeSlot {
 /// cache lines and pages whatever their size is.
 std::vector<TreeSlot> balancedTree(std::size_t keyCount);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -6,7 +6,7 @@
 
 #include "cachewriter/PublishError.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -82,4 +82,4 @@ Metadata Metadata::decode(const std::string& bytes, const std::string& path)
     return metadata;
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

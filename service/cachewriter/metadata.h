@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_METADATA_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_METADATA_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_METADATA_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_METADATA_H
 
 #include <cstddef>
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 #include <keepsafe/cache/detail/records.h>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// The file "metadata": what readers know of it, and what this writer keeps in the bytes that are its own.
 /// docs/cache_format.md draws it.
@@ -35,6 +35,6 @@ struct Metadata {
     static Metadata decode(const std::string& bytes, const std::string& path);
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -2,7 +2,7 @@
 
 #include "cachewriter/CachePublisher.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 std::uint64_t publishCache(FileSystem& fileSystem, const CacheLocation& location,
                            const Tessara::Keepsafe::Rbac::ObjectNamespace& covers, const CacheImage& image,
@@ -29,4 +29,4 @@ std::uint64_t publishCache(FileSystem& fileSystem, const CacheLocation& location
     return publisher.publish(location.accessCache(), covers, contentFor);
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_PUBLISH_CACHE_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_PUBLISH_CACHE_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_PUBLISH_CACHE_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_PUBLISH_CACHE_H
 
 #include <cstdint>
 
@@ -11,7 +11,7 @@
 #include "cachewriter/OperationCacheUpdate.h"
 #include "files/FileSystem.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Publishes an access cache together with the operation cache that its bits belong to; returns the access
 /// cache's generation. The two locks are never held together, and one that nothing has to be changed under is
@@ -31,6 +31,6 @@ std::uint64_t publishCache(FileSystem& fileSystem, const CacheLocation& location
                            const ContentFor& contentFor, const OperationBits& operations, Renumber renumber,
                            const LockPatience& patience = {});
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

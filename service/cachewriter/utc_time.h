@@ -1,11 +1,11 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_UTC_TIME_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_UTC_TIME_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_UTC_TIME_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_UTC_TIME_H
 
 #include <chrono>
 #include <ctime>
 #include <string>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// A moment as people and programs read it in messages: "2026-01-31T23:59:59Z".
 inline std::string utcTime(std::chrono::system_clock::time_point moment)
@@ -17,6 +17,6 @@ inline std::string utcTime(std::chrono::system_clock::time_point moment)
     return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts)};
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -1,7 +1,7 @@
 #include "commandline/command_tree.h"
 #include "commandline/documents.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -98,4 +98,4 @@ std::string bashCompletion(const CLI::App& program)
            values + end + replaced(replaced(ENGINE, "FUNCTION", function), "PROGRAM", program.get_name());
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -95,4 +95,4 @@ std::string functionName(const CLI::App& program)
     return name;
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -6,7 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// What is completed as the value of an option or an argument.
 enum class ValueKind { None, Any, File, Folder };
@@ -43,6 +43,6 @@ struct CommandEntry {
 /// The program's name as part of a function's name.
 [[nodiscard]] std::string functionName(const CLI::App& program);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

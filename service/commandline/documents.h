@@ -8,7 +8,7 @@
 /// \file
 /// What is installed beside a program, made from its own options and commands.
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// The manual page, for section 1. `version` is that of the package.
 [[nodiscard]] std::string manualPage(const CLI::App& program, const std::string& version);
@@ -18,6 +18,6 @@ namespace keepsafe_sandbox {
 [[nodiscard]] std::string zshCompletion(const CLI::App& program);
 [[nodiscard]] std::string fishCompletion(const CLI::App& program);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

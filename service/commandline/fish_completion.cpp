@@ -1,7 +1,7 @@
 #include "commandline/command_tree.h"
 #include "commandline/documents.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -75,4 +75,4 @@ std::string fishCompletion(const CLI::App& program)
     return text;
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

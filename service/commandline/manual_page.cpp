@@ -5,7 +5,7 @@
 #include "commandline/command_tree.h"
 #include "commandline/documents.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -114,4 +114,4 @@ std::string manualPage(const CLI::App& program, const std::string& version)
     return page + ".SH NOTES\n" + verbatim(whole.footer);
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -6,7 +6,7 @@
 
 #include "errors/InputError.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -63,4 +63,4 @@ bool parseArguments(CLI::App& program, int argc, const char* const* argv)
     }
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -4,7 +4,7 @@
 
 #include <sys/ioctl.h>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -84,4 +84,4 @@ void ProgressBar::write(const std::string& text) const
     [[maybe_unused]] const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

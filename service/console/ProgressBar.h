@@ -10,7 +10,7 @@
 
 #include <unistd.h>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// A line on a terminal that shows the progress of work that lasts over a second; nothing anywhere else. A
 /// thread draws it, so that work that tells nothing meanwhile is named, too. The line is cleared at the end.
@@ -46,6 +46,6 @@ private:
     std::thread thread_; ///< last: it uses the others
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

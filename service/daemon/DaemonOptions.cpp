@@ -2,7 +2,7 @@
 
 #include <keepsafe/platform/config/installation.h>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -60,4 +60,4 @@ std::unique_ptr<CLI::App> daemonCommandLine(DaemonOptions& options, const std::s
     return made;
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

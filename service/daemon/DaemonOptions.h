@@ -7,7 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// What the command line of ksrbacd says.
 struct DaemonOptions {
@@ -25,6 +25,6 @@ struct DaemonOptions {
 /// completion are made from it.
 [[nodiscard]] std::unique_ptr<CLI::App> daemonCommandLine(DaemonOptions& options, const std::string& version);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

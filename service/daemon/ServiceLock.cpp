@@ -10,7 +10,7 @@
 #include "files/PosixFileSystem.h"
 #include "files/new_file.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -42,4 +42,4 @@ ServiceLock::ServiceLock(const CacheLocation& location, const std::string& holde
                      holder + " is running for this root (process " + std::to_string(::getpid()) + ")");
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

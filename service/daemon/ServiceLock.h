@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_DAEMON_SERVICELOCK_H
-#define KEEPSAFE_SANDBOX_DAEMON_SERVICELOCK_H
+#ifndef KEEPSAFE_SERVICE_DAEMON_SERVICELOCK_H
+#define KEEPSAFE_SERVICE_DAEMON_SERVICELOCK_H
 
 #include <stdexcept>
 #include <string>
@@ -7,7 +7,7 @@
 #include "cachewriter/CacheLocation.h"
 #include "files/FileSystem.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Another process is using the data of a root's access-control service. `what()` says which.
 class AlreadyRunning : public std::runtime_error {
@@ -28,6 +28,6 @@ private:
     OpenFile file_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -4,7 +4,7 @@
 
 #include "daemon/service_manager.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -39,4 +39,4 @@ void Watchdog::run(std::chrono::microseconds pause)
     }
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -7,7 +7,7 @@
 #include <mutex>
 #include <thread>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Tells the service manager four times in its period that the service is well, as long as it makes progress;
 /// a service that does not is restarted by its manager.
@@ -29,6 +29,6 @@ private:
     std::thread thread_; ///< last: it uses the others
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

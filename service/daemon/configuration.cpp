@@ -4,7 +4,7 @@
 #include "files/FileError.h"
 #include "files/FileSystem.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace Platform = Tessara::Keepsafe::Platform;
 
@@ -58,4 +58,4 @@ ListenAddress listenAddress(const std::optional<std::string>& listen, const Plat
     return {configuration.masterServer};
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_DAEMON_CONFIGURATION_H
-#define KEEPSAFE_SANDBOX_DAEMON_CONFIGURATION_H
+#ifndef KEEPSAFE_SERVICE_DAEMON_CONFIGURATION_H
+#define KEEPSAFE_SERVICE_DAEMON_CONFIGURATION_H
 
 #include <optional>
 #include <string>
@@ -14,7 +14,7 @@
 /// The service's part of a configuration file in the form of keepsafe.toml. A missing or unusable
 /// setting throws `InputError` with the file's name and, where there is one, the place in it.
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// The configuration, which must name a database. Empty if there is no file.
 std::optional<Tessara::Keepsafe::Platform::Config> findConfiguration(const std::string& path);
@@ -32,6 +32,6 @@ ListenAddress listenAddress(const std::optional<std::string>& listen,
                             const Tessara::Keepsafe::Platform::Config& configuration,
                             const std::string& path);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -13,7 +13,7 @@
 
 namespace {
 
-using namespace keepsafe_sandbox;
+using namespace keepsafe_service;
 namespace Platform = Tessara::Keepsafe::Platform;
 
 MonitorAddress monitorAddress(const std::string& text)

@@ -13,7 +13,7 @@
 #include "errors/OutputError.h"
 #include "printable.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 int runProgram(const std::string& name, const std::function<int()>& run)
 {
@@ -50,4 +50,4 @@ void flushOutput()
     }
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

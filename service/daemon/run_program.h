@@ -1,10 +1,10 @@
-#ifndef KEEPSAFE_SANDBOX_DAEMON_RUN_PROGRAM_H
-#define KEEPSAFE_SANDBOX_DAEMON_RUN_PROGRAM_H
+#ifndef KEEPSAFE_SERVICE_DAEMON_RUN_PROGRAM_H
+#define KEEPSAFE_SERVICE_DAEMON_RUN_PROGRAM_H
 
 #include <functional>
 #include <string>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Exit statuses of the programs.
 constexpr int EXIT_DONE = 0;
@@ -20,6 +20,6 @@ int runProgram(const std::string& name, const std::function<int()>& run);
 /// Writes out what was printed. Throws `OutputError`.
 void flushOutput();
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -28,7 +28,7 @@
 #include "monitor/Monitor.h"
 #include "resources/Router.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -249,4 +249,4 @@ void serve(const ServiceSettings& settings)
     running.get();
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

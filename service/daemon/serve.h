@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_DAEMON_SERVE_H
-#define KEEPSAFE_SANDBOX_DAEMON_SERVE_H
+#ifndef KEEPSAFE_SERVICE_DAEMON_SERVE_H
+#define KEEPSAFE_SERVICE_DAEMON_SERVE_H
 
 #include <chrono>
 #include <optional>
@@ -11,7 +11,7 @@
 #include "server/HttpsListener.h"
 #include "server/ListenAddress.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 struct ServiceSettings {
     std::string root; ///< the installation root whose processes read the access cache
@@ -32,6 +32,6 @@ struct ServiceSettings {
 /// `std::runtime_error` for what the system refuses.
 void serve(const ServiceSettings& settings);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

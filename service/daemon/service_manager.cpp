@@ -15,7 +15,7 @@
 
 #include "files/FileSystem.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -81,4 +81,4 @@ std::optional<std::chrono::microseconds> watchdogPeriod()
     return std::chrono::microseconds(period);
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

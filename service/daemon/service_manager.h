@@ -1,11 +1,11 @@
-#ifndef KEEPSAFE_SANDBOX_DAEMON_SERVICE_MANAGER_H
-#define KEEPSAFE_SANDBOX_DAEMON_SERVICE_MANAGER_H
+#ifndef KEEPSAFE_SERVICE_DAEMON_SERVICE_MANAGER_H
+#define KEEPSAFE_SERVICE_DAEMON_SERVICE_MANAGER_H
 
 #include <chrono>
 #include <optional>
 #include <string>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Sends a state, as "READY=1", to the service manager that has started this process and waits for it, by the
 /// protocol of sd_notify(3): a datagram to the socket that the environment variable NOTIFY_SOCKET names. Does
@@ -20,6 +20,6 @@ void mentionToServiceManager(const std::string& state) noexcept;
 /// time. Nothing when it does not, and for an environment that is meant for another process.
 [[nodiscard]] std::optional<std::chrono::microseconds> watchdogPeriod();
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

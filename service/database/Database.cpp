@@ -2,7 +2,7 @@
 
 #include "database/Statement.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace Dal = Tessara::Dal;
 
@@ -82,4 +82,4 @@ void Database::forEachRow(const std::string& attempt, const std::string& sql,
     }
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

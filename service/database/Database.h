@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_DATABASE_DATABASE_H
-#define KEEPSAFE_SANDBOX_DATABASE_DATABASE_H
+#ifndef KEEPSAFE_SERVICE_DATABASE_DATABASE_H
+#define KEEPSAFE_SERVICE_DATABASE_DATABASE_H
 
 #include <cstddef>
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 #include "database/DatabaseError.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Statements with text parameters, each on a connection borrowed only for it. Failures are thrown as
 /// `DatabaseError`; `attempt` completes "cannot ..." in their message. Any thread.
@@ -54,6 +54,6 @@ private:
     Tessara::Dal::DbConnectionManager transactions_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

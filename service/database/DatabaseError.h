@@ -1,12 +1,12 @@
-#ifndef KEEPSAFE_SANDBOX_DATABASE_DATABASEERROR_H
-#define KEEPSAFE_SANDBOX_DATABASE_DATABASEERROR_H
+#ifndef KEEPSAFE_SERVICE_DATABASE_DATABASEERROR_H
+#define KEEPSAFE_SERVICE_DATABASE_DATABASEERROR_H
 
 #include <atomic>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// How often this process's database has failed.
 inline std::atomic<std::uint64_t>& databaseErrors() noexcept
@@ -28,6 +28,6 @@ public:
     using DatabaseError::DatabaseError;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -2,7 +2,7 @@
 
 #include "database/DatabaseError.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace Dal = Tessara::Dal;
 
@@ -74,4 +74,4 @@ int Statement::fetch(void* row, std::size_t rowSize,
     return connection_.Fetch(&view_, row, rowSize, columns.data(), columns.size(), &fetched, true, false);
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

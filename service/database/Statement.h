@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_DATABASE_STATEMENT_H
-#define KEEPSAFE_SANDBOX_DATABASE_STATEMENT_H
+#ifndef KEEPSAFE_SERVICE_DATABASE_STATEMENT_H
+#define KEEPSAFE_SERVICE_DATABASE_STATEMENT_H
 
 #include <cstddef>
 #include <string>
@@ -7,7 +7,7 @@
 
 #include <keepsafe/platform/dal/Dal.h>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Throws `DatabaseError`, "cannot " + `attempt` and what the status of the database layer means, unless the
 /// status is 0.
@@ -42,6 +42,6 @@ private:
     Tessara::Dal::DbConnectionView view_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 Transaction::Transaction(Database& database, const std::string& attempt)
     : attempt_(attempt), connection_(database.transactionManager(), attempt)
@@ -52,4 +52,4 @@ void Transaction::commit()
     state_ = Committed;
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

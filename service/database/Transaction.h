@@ -1,12 +1,12 @@
-#ifndef KEEPSAFE_SANDBOX_DATABASE_TRANSACTION_H
-#define KEEPSAFE_SANDBOX_DATABASE_TRANSACTION_H
+#ifndef KEEPSAFE_SERVICE_DATABASE_TRANSACTION_H
+#define KEEPSAFE_SERVICE_DATABASE_TRANSACTION_H
 
 #include <string>
 
 #include "database/Database.h"
 #include "database/Statement.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Changes that the database makes together or not at all, on their own connection. Unless `commit` has
 /// returned, they are undone when the object is destroyed. One thread.
@@ -35,6 +35,6 @@ private:
     State state_ = Open;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

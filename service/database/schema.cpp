@@ -5,7 +5,7 @@
 #include "database/Transaction.h"
 #include "journal/JournalWriter.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -194,4 +194,4 @@ SchemaContent ensureSchema(Database& database, SchemaOrigin origin)
     return content;
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

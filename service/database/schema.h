@@ -1,11 +1,11 @@
-#ifndef KEEPSAFE_SANDBOX_DATABASE_SCHEMA_H
-#define KEEPSAFE_SANDBOX_DATABASE_SCHEMA_H
+#ifndef KEEPSAFE_SERVICE_DATABASE_SCHEMA_H
+#define KEEPSAFE_SERVICE_DATABASE_SCHEMA_H
 
 #include <cstdint>
 
 #include "database/Database.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// What the tables of the schema AUTH_MAIN hold.
 struct SchemaContent {
@@ -22,6 +22,6 @@ enum class SchemaOrigin { Create, Attached };
 /// names does not have the columns that are needed.
 SchemaContent ensureSchema(Database& database, SchemaOrigin origin);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -1,9 +1,9 @@
-#ifndef KEEPSAFE_SANDBOX_ERRORS_INPUTERROR_H
-#define KEEPSAFE_SANDBOX_ERRORS_INPUTERROR_H
+#ifndef KEEPSAFE_SERVICE_ERRORS_INPUTERROR_H
+#define KEEPSAFE_SERVICE_ERRORS_INPUTERROR_H
 
 #include <stdexcept>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// What the caller asked for cannot be done: a fault in a document or in an argument, or something in the way
 /// that is not what it should be. Nothing of what was there before was touched.
@@ -12,6 +12,6 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

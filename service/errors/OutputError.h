@@ -3,7 +3,7 @@
 
 #include <stdexcept>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Standard output cannot be written. `what()` is the whole message, with the system's reason where it is
 /// known.
@@ -12,6 +12,6 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

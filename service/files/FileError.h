@@ -1,9 +1,9 @@
-#ifndef KEEPSAFE_SANDBOX_FILES_FILEERROR_H
-#define KEEPSAFE_SANDBOX_FILES_FILEERROR_H
+#ifndef KEEPSAFE_SERVICE_FILES_FILEERROR_H
+#define KEEPSAFE_SERVICE_FILES_FILEERROR_H
 
 #include <stdexcept>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// The system refused a step on a file or a folder. `what()` says which step, names the path, and gives the
 /// system's reason.
@@ -12,6 +12,6 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_FILESYSTEM_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_FILESYSTEM_H
+#ifndef KEEPSAFE_SERVICE_FILES_FILESYSTEM_H
+#define KEEPSAFE_SERVICE_FILES_FILESYSTEM_H
 
 #include <cstdint>
 #include <optional>
@@ -9,7 +9,7 @@
 
 #include "Descriptor.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Owns the descriptor of an open regular file and knows its path, for messages.
 class OpenFile {
@@ -64,6 +64,6 @@ public:
 /// The file's whole content; nothing when there is no file. Anything but a regular file is refused.
 [[nodiscard]] std::optional<std::string> readWhole(const std::string& path);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -13,7 +13,7 @@
 
 #include "files/FileError.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -237,4 +237,4 @@ void PosixFileSystem::rename(const std::string& from, const std::string& to)
     }
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,9 +1,9 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_POSIXFILESYSTEM_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_POSIXFILESYSTEM_H
+#ifndef KEEPSAFE_SERVICE_FILES_POSIXFILESYSTEM_H
+#define KEEPSAFE_SERVICE_FILES_POSIXFILESYSTEM_H
 
 #include "files/FileSystem.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// The real file system. A process that runs under a file size limit must ignore SIGXFSZ, or the limit kills
 /// it where it should get an error.
@@ -20,6 +20,6 @@ public:
     void restrictLike(const OpenFile& file, const std::string& model) override;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

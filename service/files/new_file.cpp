@@ -12,7 +12,7 @@
 #include "files/FileError.h"
 #include "files/PosixFileSystem.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -106,4 +106,4 @@ void requireOwnerOnly(const std::string& path)
     }
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,12 +1,12 @@
-#ifndef KEEPSAFE_SANDBOX_ROOT_NEW_FILE_H
-#define KEEPSAFE_SANDBOX_ROOT_NEW_FILE_H
+#ifndef KEEPSAFE_SERVICE_FILES_NEW_FILE_H
+#define KEEPSAFE_SERVICE_FILES_NEW_FILE_H
 
 #include <string>
 #include <string_view>
 
 #include <sys/types.h>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Who may read a new file.
 constexpr mode_t OWNER_ONLY = 0600;
@@ -24,6 +24,6 @@ bool createFile(const std::string& path, mode_t mode, std::string_view content);
 /// Throws `InputError` when others than its owner may read or write a private key.
 void requireOwnerOnly(const std::string& path);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -5,7 +5,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 Author localAuthor()
 {
@@ -19,4 +19,4 @@ Author localAuthor()
     return {"local " + std::to_string(user)};
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Who makes a change: the subject of a client's certificate in the text form of RFC 4514, or "local" with
 /// the name of a user of this host. UTF-8 without zero bytes.
@@ -14,6 +14,6 @@ struct Author {
 /// The user who has started this process.
 [[nodiscard]] Author localAuthor();
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

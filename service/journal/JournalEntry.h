@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// What has happened to the one thing that an entry is about, or to everything.
 namespace what {
@@ -52,6 +52,6 @@ struct RecordedEntry {
     JournalEntry entry;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

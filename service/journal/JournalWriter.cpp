@@ -4,7 +4,7 @@
 
 #include "journal/times.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -81,4 +81,4 @@ void beginJournal(Transaction& transaction)
                        "WHERE Kind = 'change' AND LastRevision = 0");
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

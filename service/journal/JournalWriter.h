@@ -9,7 +9,7 @@
 #include "journal/Author.h"
 #include "journal/JournalEntry.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Writes the entries of one change within the transaction that makes it: both are there, or neither. Keeps
 /// a few entries at a time. Failures are thrown as `DatabaseError`.
@@ -36,6 +36,6 @@ private:
 /// Makes the first entry of a journal that has none: when it begins.
 void beginJournal(Transaction& transaction);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

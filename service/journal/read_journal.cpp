@@ -2,7 +2,7 @@
 
 #include <charconv>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -147,4 +147,4 @@ JournalPage readJournal(Database& database, const JournalQuery& query)
     return page;
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

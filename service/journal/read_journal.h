@@ -11,7 +11,7 @@
 #include "database/Database.h"
 #include "journal/JournalEntry.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Behind all entries of a revision.
 constexpr std::int32_t LAST_PLACE = std::numeric_limits<std::int32_t>::max();
@@ -38,6 +38,6 @@ constexpr std::size_t MOST_PAGE_BYTES = std::size_t(4) << 20U;
 /// however much is changed meanwhile. Throws `DatabaseError`.
 [[nodiscard]] JournalPage readJournal(Database& database, const JournalQuery& query);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

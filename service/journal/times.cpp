@@ -5,7 +5,7 @@
 #include <ctime>
 #include <regex>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -92,4 +92,4 @@ std::optional<std::string> journalTimeOf(const std::string& rfc3339)
     return seconds + '.' + (match[8].str() + "000000").substr(0, DIGITS) + 'Z';
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

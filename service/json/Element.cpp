@@ -5,7 +5,7 @@
 #include "errors/InputError.h"
 #include "json/json_text.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
@@ -56,7 +56,7 @@ void DocumentFaults::fail(const std::string& place, const std::string& what)
     throw InputError((place.empty() ? "document" : place) + ": " + what);
 }
 
-std::string DocumentFaults::quoted(const std::string& text) { return keepsafe_sandbox::quoted(text); }
+std::string DocumentFaults::quoted(const std::string& text) { return keepsafe_service::quoted(text); }
 
 std::string DocumentFaults::missing(const char* member) { return "member " + quoted(member) + " is missing"; }
 
@@ -80,4 +80,4 @@ ObjectNamespace DocumentFaults::toNamespace(const std::string& place, const std:
     return ns;
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_POLICY_ELEMENT_H
-#define KEEPSAFE_SANDBOX_POLICY_ELEMENT_H
+#ifndef KEEPSAFE_SERVICE_JSON_ELEMENT_H
+#define KEEPSAFE_SERVICE_JSON_ELEMENT_H
 
 #include <cstdint>
 #include <string>
@@ -10,7 +10,7 @@
 
 #include "JsonPlace.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// How faults of a document are told: `InputError` with the place.
 struct DocumentFaults {
@@ -32,6 +32,6 @@ using Element = Tessara::Keepsafe::JsonPlace<DocumentFaults>;
 /// The text as a namespace. False when it is none.
 [[nodiscard]] bool parseNamespace(const std::string& text, Tessara::Keepsafe::Rbac::ObjectNamespace& ns);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

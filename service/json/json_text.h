@@ -10,7 +10,7 @@
 
 #include "JsonHandle.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::JsonHandle;
 
@@ -27,6 +27,6 @@ inline std::string jsonText(const json_t* value, std::size_t flags)
     return text.get();
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 DatabaseWatch::DatabaseWatch(const Tessara::Dal::DbConnectionSettings& settings, ServiceHealth& health,
                              std::chrono::milliseconds pause)
@@ -48,4 +48,4 @@ void DatabaseWatch::ask()
     }
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -9,7 +9,7 @@
 #include "database/Database.h"
 #include "monitor/ServiceHealth.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Asks the database again and again whether it is there, on a connection of its own, so that it takes none
 /// from the service.
@@ -37,6 +37,6 @@ private:
     std::thread thread_; ///< last: it uses the others
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

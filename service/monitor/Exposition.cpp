@@ -4,7 +4,7 @@
 #include <charconv>
 #include <cmath>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -53,4 +53,4 @@ std::string Exposition::number(double value)
     return {begin, std::to_chars(begin, begin + digits.size(), value).ptr};
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

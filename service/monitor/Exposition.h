@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Metrics in the text format of Prometheus, version 0.0.4.
 class Exposition {
@@ -31,6 +31,6 @@ private:
     std::string text_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

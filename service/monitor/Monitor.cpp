@@ -9,7 +9,7 @@
 
 #include "monitor/monitor_resources.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -73,4 +73,4 @@ void Monitor::run()
     }
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -8,7 +8,7 @@
 #include "monitor/service_metrics.h"
 #include "server/HttpServer.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Answers monitoring systems of this host, by threads and limits of its own: what they ask, and how often,
 /// holds up nothing of the service, and a busy service does not hold up them.
@@ -31,6 +31,6 @@ private:
     std::thread thread_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -14,7 +14,7 @@
 #include "errors/InputError.h"
 #include "server/listening.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Process::Descriptor;
 
@@ -105,4 +105,4 @@ MonitorAddress MonitorAddress::parse(const std::string& text)
 
 Descriptor MonitorAddress::listen() const { return path_.empty() ? listenOn(address_) : listenAtPath(path_); }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

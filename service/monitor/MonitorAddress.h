@@ -6,7 +6,7 @@
 #include "Descriptor.h"
 #include "server/ListenAddress.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Where monitoring is answered: on this host alone, as it is plain HTTP without certificates.
 class MonitorAddress {
@@ -30,6 +30,6 @@ private:
     ListenAddress address_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 void RequestFigures::count(const std::string& resource, const std::string& method, int status,
                            std::chrono::duration<double> duration)
@@ -24,4 +24,4 @@ RequestFigures::Figures RequestFigures::figures() const
     return figures_;
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

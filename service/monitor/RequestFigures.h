@@ -10,7 +10,7 @@
 #include <string>
 #include <utility>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Counts the requests of a service, and how long they took. Any thread.
 class RequestFigures {
@@ -38,6 +38,6 @@ private:
     Figures figures_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -2,7 +2,7 @@
 
 #include "cachewriter/utc_time.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 void ServiceHealth::setDatabaseFault(std::optional<std::string> fault)
 {
@@ -35,4 +35,4 @@ std::vector<std::string> ServiceHealth::faults() const
     return faults;
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

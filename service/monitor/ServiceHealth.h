@@ -10,7 +10,7 @@
 
 #include "accesscontrol/ControlFigures.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Whether the service does what it is there for. Any thread.
 class ServiceHealth {
@@ -42,6 +42,6 @@ private:
     std::optional<std::string> databaseFault_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

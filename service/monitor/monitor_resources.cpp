@@ -8,7 +8,7 @@
 #include "resources/RequestTarget.h"
 #include "resources/error_documents.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -94,4 +94,4 @@ ServiceResponse answerMonitor(const ServiceRequest& request, const ServiceFigure
     return response;
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -4,12 +4,12 @@
 #include "monitor/service_metrics.h"
 #include "resources/Exchange.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Answers GET and HEAD of `/health`, `/ready` and `/metrics`. Takes no lock that the service holds for
 /// longer than a copy of some figures takes.
 [[nodiscard]] ServiceResponse answerMonitor(const ServiceRequest& request, const ServiceFigures& figures);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -7,7 +7,7 @@
 #include "database/DatabaseError.h"
 #include "monitor/Exposition.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -133,4 +133,4 @@ std::string serviceMetrics(const ServiceFigures& figures)
     return out.text();
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -9,7 +9,7 @@
 #include "monitor/ServiceHealth.h"
 #include "server/HttpServer.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// All that is known about a service. What is referred to outlives the object.
 struct ServiceFigures {
@@ -24,6 +24,6 @@ struct ServiceFigures {
 /// As metrics for monitoring systems; `docs/service.md` lists them.
 [[nodiscard]] std::string serviceMetrics(const ServiceFigures& figures);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -4,7 +4,7 @@
 
 #include <openssl/err.h>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 std::string takeOpensslReason()
 {
@@ -20,4 +20,4 @@ void throwOpensslError(const std::string& attempt)
     throw std::runtime_error("cannot " + attempt + ": " + takeOpensslReason());
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

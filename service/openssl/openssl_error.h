@@ -1,9 +1,9 @@
-#ifndef KEEPSAFE_SANDBOX_TOKENS_OPENSSL_ERROR_H
-#define KEEPSAFE_SANDBOX_TOKENS_OPENSSL_ERROR_H
+#ifndef KEEPSAFE_SERVICE_OPENSSL_OPENSSL_ERROR_H
+#define KEEPSAFE_SERVICE_OPENSSL_OPENSSL_ERROR_H
 
 #include <string>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Empties the thread's queue of OpenSSL errors and returns the reason of the newest one.
 std::string takeOpensslReason();
@@ -11,6 +11,6 @@ std::string takeOpensslReason();
 /// Throws `std::runtime_error`: what was attempted, and OpenSSL's reason.
 [[noreturn]] void throwOpensslError(const std::string& attempt);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_TOKENS_OPENSSL_HANDLES_H
-#define KEEPSAFE_SANDBOX_TOKENS_OPENSSL_HANDLES_H
+#ifndef KEEPSAFE_SERVICE_OPENSSL_OPENSSL_HANDLES_H
+#define KEEPSAFE_SERVICE_OPENSSL_OPENSSL_HANDLES_H
 
 #include <memory>
 
@@ -9,7 +9,7 @@
 /// \file
 /// Owners of OpenSSL objects.
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 struct BioRelease {
     void operator()(BIO* bio) const noexcept { BIO_free_all(bio); }
@@ -21,6 +21,6 @@ struct DigestContextRelease {
 };
 using DigestContextHandle = std::unique_ptr<EVP_MD_CTX, DigestContextRelease>;
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

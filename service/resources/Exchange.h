@@ -1,12 +1,12 @@
-#ifndef KEEPSAFE_SANDBOX_SERVICE_EXCHANGE_H
-#define KEEPSAFE_SANDBOX_SERVICE_EXCHANGE_H
+#ifndef KEEPSAFE_SERVICE_RESOURCES_EXCHANGE_H
+#define KEEPSAFE_SERVICE_RESOURCES_EXCHANGE_H
 
 #include <string>
 
 /// \file
 /// A request and its response, whatever carries them.
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 struct ServiceRequest {
     std::string method;
@@ -25,6 +25,6 @@ struct ServiceResponse {
     std::string contentType = "application/json"; ///< of the body
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

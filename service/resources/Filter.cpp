@@ -5,7 +5,7 @@
 #include "accesscontrol/Refusal.h"
 #include "resources/RequestTarget.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 class Filter::Parser {
 public:
@@ -170,4 +170,4 @@ bool Filter::matches(const std::function<std::string(std::size_t)>& valueOf) con
     });
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

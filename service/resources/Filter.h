@@ -1,12 +1,12 @@
-#ifndef KEEPSAFE_SANDBOX_SERVICE_FILTER_H
-#define KEEPSAFE_SANDBOX_SERVICE_FILTER_H
+#ifndef KEEPSAFE_SERVICE_RESOURCES_FILTER_H
+#define KEEPSAFE_SERVICE_RESOURCES_FILTER_H
 
 #include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// A filter expression: conditions that all have to hold.
 ///
@@ -38,6 +38,6 @@ private:
     std::vector<Condition> conditions_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

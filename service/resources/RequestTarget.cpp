@@ -8,7 +8,7 @@
 #include "accesscontrol/Refusal.h"
 #include "json/Element.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
@@ -140,4 +140,4 @@ std::string shown(const std::string& text)
     return out + '"';
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

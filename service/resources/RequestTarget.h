@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_SERVICE_REQUESTTARGET_H
-#define KEEPSAFE_SANDBOX_SERVICE_REQUESTTARGET_H
+#ifndef KEEPSAFE_SERVICE_RESOURCES_REQUESTTARGET_H
+#define KEEPSAFE_SERVICE_RESOURCES_REQUESTTARGET_H
 
 #include <cstdint>
 #include <map>
@@ -12,7 +12,7 @@
 /// \file
 /// The target of a request, taken apart. What is wrong with it is thrown as `Refusal`.
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// A target of the service: its path behind "/keepsafe/access-control/", split at the slashes and then
 /// decoded, so that an encoded slash stays inside its segment.
@@ -41,6 +41,6 @@ struct RequestTarget {
 /// A text of any bytes for a message: in quotes, shortened, what is not printable ASCII as percent escapes.
 [[nodiscard]] std::string shown(const std::string& text);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

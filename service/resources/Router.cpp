@@ -11,7 +11,7 @@
 #include "resources/error_documents.h"
 #include "resources/response_documents.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -150,4 +150,4 @@ ServiceResponse Router::answer(const ServiceRequest& request) const
     return response;
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

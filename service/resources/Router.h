@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_SERVICE_ROUTER_H
-#define KEEPSAFE_SANDBOX_SERVICE_ROUTER_H
+#ifndef KEEPSAFE_SERVICE_RESOURCES_ROUTER_H
+#define KEEPSAFE_SERVICE_RESOURCES_ROUTER_H
 
 #include <cstddef>
 #include <string>
@@ -9,7 +9,7 @@
 #include "resources/Exchange.h"
 #include "resources/RequestTarget.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Longest body of a request: for one resource, and for those that carry many.
 constexpr std::size_t MOST_BODY_BYTES = std::size_t(8) * 1024 * 1024;
@@ -60,6 +60,6 @@ private:
     std::vector<Route> routes_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

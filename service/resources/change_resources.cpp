@@ -9,7 +9,7 @@
 #include "resources/Router.h"
 #include "resources/response_documents.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -118,4 +118,4 @@ ServiceResponse getChanges(const ResourceCall& call)
 
 std::vector<Route> changeRoutes() { return {{"GET", {"changes"}, getChanges}}; }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

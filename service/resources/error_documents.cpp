@@ -6,7 +6,7 @@
 #include "database/DatabaseError.h"
 #include "json/json_text.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace Status = Tessara::Keepsafe::Status;
 
@@ -103,4 +103,4 @@ ServiceResponse responseFor(const std::exception_ptr& error)
     }
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

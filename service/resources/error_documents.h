@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_SERVICE_ERROR_DOCUMENTS_H
-#define KEEPSAFE_SANDBOX_SERVICE_ERROR_DOCUMENTS_H
+#ifndef KEEPSAFE_SERVICE_RESOURCES_ERROR_DOCUMENTS_H
+#define KEEPSAFE_SERVICE_RESOURCES_ERROR_DOCUMENTS_H
 
 #include <exception>
 #include <string>
@@ -11,7 +11,7 @@
 /// \file
 /// What the service answers when it does not do what it was asked.
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// A response with the document {"errorCode", "errorMessage", "errorDetails"}; the details are left out when
 /// there are none. Bytes that are not UTF-8 are shown as question marks.
@@ -26,6 +26,6 @@ namespace keepsafe_sandbox {
 /// For whatever a resource has thrown.
 [[nodiscard]] ServiceResponse responseFor(const std::exception_ptr& error);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

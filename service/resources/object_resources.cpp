@@ -4,7 +4,7 @@
 #include "resources/request_documents.h"
 #include "resources/response_documents.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
@@ -60,4 +60,4 @@ std::vector<Route> objectRoutes()
             {"DELETE", {"managed-objects", "*", "access-definitions", "*"}, deleteDefinition}};
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -4,7 +4,7 @@
 #include "resources/request_documents.h"
 #include "resources/response_documents.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -40,4 +40,4 @@ std::vector<Route> registrationRoutes()
             {"POST", {"bulk-object-update-requests"}, updateStates}};
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

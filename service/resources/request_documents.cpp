@@ -12,7 +12,7 @@
 #include "json/Element.h"
 #include "json/json_text.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::ManagedObjectState;
 using Tessara::Keepsafe::Rbac::Propagation;
@@ -218,4 +218,4 @@ std::vector<StateChange> readStateChanges(const std::string& body)
     });
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_SERVICE_REQUEST_DOCUMENTS_H
-#define KEEPSAFE_SANDBOX_SERVICE_REQUEST_DOCUMENTS_H
+#ifndef KEEPSAFE_SERVICE_RESOURCES_REQUEST_DOCUMENTS_H
+#define KEEPSAFE_SERVICE_RESOURCES_REQUEST_DOCUMENTS_H
 
 #include <string>
 #include <vector>
@@ -12,7 +12,7 @@
 /// type, `Invalid` for a value that is not allowed. Unknown members are ignored, but not those of
 /// `accessControlAttributes`: a misspelt one could grant what nobody wanted to grant.
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 struct RoleText {
     std::string name;
@@ -27,6 +27,6 @@ struct RoleText {
 [[nodiscard]] std::vector<Registration> readRegistrations(const std::string& body);
 [[nodiscard]] std::vector<StateChange> readStateChanges(const std::string& body);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -11,7 +11,7 @@
 
 #include "json/json_text.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
@@ -219,4 +219,4 @@ std::string stateUpdateDocument()
     return dataDocument(object({{"type", std::string("managedObjectUpdate")}}));
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_SERVICE_RESPONSE_DOCUMENTS_H
-#define KEEPSAFE_SANDBOX_SERVICE_RESPONSE_DOCUMENTS_H
+#ifndef KEEPSAFE_SERVICE_RESOURCES_RESPONSE_DOCUMENTS_H
+#define KEEPSAFE_SERVICE_RESOURCES_RESPONSE_DOCUMENTS_H
 
 #include <string>
 #include <vector>
@@ -10,7 +10,7 @@
 /// \file
 /// The documents that the service answers with, as JSON texts.
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 [[nodiscard]] std::string accessCacheDocument(const std::string& cacheId);
 [[nodiscard]] std::string roleDocument(const RoleRecord& role);
@@ -27,6 +27,6 @@ operationsDocument(const std::vector<Tessara::Keepsafe::Rbac::ObjectNamespace>& 
 /// `next`: the link of the next page; empty when this is the last one.
 [[nodiscard]] std::string changesDocument(const JournalPage& page, const std::string& next);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

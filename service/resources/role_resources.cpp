@@ -8,7 +8,7 @@
 #include "resources/request_documents.h"
 #include "resources/response_documents.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
@@ -112,4 +112,4 @@ std::vector<Route> roleRoutes()
             {"DELETE", {"roles", "*"}, deleteRole}, {"GET", {"operations"}, getOperations}};
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

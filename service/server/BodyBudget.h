@@ -4,7 +4,7 @@
 #include <atomic>
 #include <cstddef>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// The bytes that the bodies of all requests may have together, from their arrival until they are answered.
 /// Any thread. Outlives its shares.
@@ -58,6 +58,6 @@ private:
     std::size_t bytes_ = 0;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -8,7 +8,7 @@
 #include "server/client_name.h"
 #include "server/response_text.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace net = boost::asio;
 using boost::system::error_code;
@@ -196,4 +196,4 @@ void Connection::awaitGoodbye()
                             });
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -17,7 +17,7 @@
 #include "server/RequestReader.h"
 #include "server/ServerLimits.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 class Connection;
 
@@ -99,6 +99,6 @@ private:
     unsigned sent_ = 0;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -27,7 +27,7 @@
 #include "resources/error_documents.h"
 #include "server/OpenConnections.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -325,4 +325,4 @@ const ServerCounts& HttpServer::counts() const noexcept { return server_->counts
 
 std::size_t HttpServer::bodyBytes() const noexcept { return server_->bodyBytes(); }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

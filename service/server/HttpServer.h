@@ -12,7 +12,7 @@
 #include "server/ServerCounts.h"
 #include "server/ServerLimits.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Where the clients of a server come in.
 struct Entrance {
@@ -53,6 +53,6 @@ private:
     std::unique_ptr<Server> server_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -4,7 +4,7 @@
 
 #include "server/listening.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -26,4 +26,4 @@ HttpsListener::HttpsListener(const ListenAddress& address, const ServerTlsFiles&
 {
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

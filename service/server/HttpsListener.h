@@ -5,7 +5,7 @@
 #include "server/ListenAddress.h"
 #include "server/tls_setup.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// An HTTPS server: TLS 1.2 or later, clients with a certificate only.
 class HttpsListener : public HttpServer {
@@ -16,6 +16,6 @@ public:
                   const ServerLimits& limits = {});
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -4,7 +4,7 @@
 
 #include "errors/InputError.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -58,4 +58,4 @@ std::string ListenAddress::text() const
     return (hasColon ? "[" + host + "]" : host) + ":" + std::to_string(port);
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

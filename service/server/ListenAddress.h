@@ -1,9 +1,9 @@
-#ifndef KEEPSAFE_SANDBOX_SERVICE_LISTENADDRESS_H
-#define KEEPSAFE_SANDBOX_SERVICE_LISTENADDRESS_H
+#ifndef KEEPSAFE_SERVICE_SERVER_LISTENADDRESS_H
+#define KEEPSAFE_SERVICE_SERVER_LISTENADDRESS_H
 
 #include <string>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Where a server listens.
 struct ListenAddress {
@@ -20,6 +20,6 @@ struct ListenAddress {
     [[nodiscard]] std::string text() const;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <tuple>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Phase = Connection::Phase;
 
@@ -77,4 +77,4 @@ bool OpenConnections::isDispensable(const Connection& connection) const
             Connection::Clock::now() - connection.since() >= limits_.grace);
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

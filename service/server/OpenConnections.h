@@ -5,7 +5,7 @@
 
 #include "server/Connection.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// The connections of a server that are open, and which of them make room when there are too many. A
 /// stranger, whose handshake is not over, makes room for other strangers alone: who has no certificate drives
@@ -36,6 +36,6 @@ private:
     std::set<Connection*> open_;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -7,7 +7,7 @@
 
 #include "resources/Exchange.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// What a server asks of what answers its requests.
 struct RequestAnswerer {
@@ -17,6 +17,6 @@ struct RequestAnswerer {
     std::function<std::size_t(const std::string& target)> mostBodyBytes;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -10,7 +10,7 @@
 #include "resources/error_documents.h"
 #include "server/request_rules.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -189,4 +189,4 @@ RequestReader::State RequestReader::refuse(const RequestFault& fault)
     return state_ = State::Refused;
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -11,7 +11,7 @@
 #include "resources/Exchange.h"
 #include "server/BodyBudget.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 struct RequestFault;
 
@@ -80,6 +80,6 @@ private:
     bool expectsContinue_ = false;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

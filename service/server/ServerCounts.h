@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// What a server counts from its start on. Any thread reads; a number may be ahead of another one for a
 /// moment.
@@ -17,6 +17,6 @@ struct ServerCounts {
     std::atomic<std::uint64_t> shortages{0}; ///< times that the system could give no connection
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

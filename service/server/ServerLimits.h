@@ -4,7 +4,7 @@
 #include <chrono>
 #include <cstddef>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// How many connections a server has, and how long it waits for their clients. Each time is for a step as a
 /// whole: bytes that trickle in do not prolong it.
@@ -25,6 +25,6 @@ struct ServerLimits {
     std::chrono::milliseconds stop{1500};
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -10,7 +10,7 @@
 
 #include "printable.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -73,4 +73,4 @@ std::string clientName(const SSL& connection)
     return certificate == nullptr ? "" : nameText(*X509_get_subject_name(certificate.get()));
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -7,7 +7,7 @@
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Longest name of a client, in bytes; what is behind that is left out, marked by "...".
 constexpr std::size_t MOST_CLIENT_NAME_BYTES = 1024;
@@ -20,6 +20,6 @@ constexpr std::size_t MOST_CLIENT_NAME_BYTES = 1024;
 /// The subject of the certificate that the other side has shown, likewise; empty when it has shown none.
 [[nodiscard]] std::string clientName(const SSL& connection);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

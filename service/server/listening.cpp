@@ -7,7 +7,7 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <fcntl.h>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace net = boost::asio;
 using boost::system::error_code;
@@ -48,4 +48,4 @@ Descriptor listenOn(const ListenAddress& address)
     throw std::runtime_error("cannot listen on " + address.text() + ": " + error.message());
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

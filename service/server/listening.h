@@ -4,12 +4,12 @@
 #include "Descriptor.h"
 #include "server/ListenAddress.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// A socket to which clients can connect from now on, at the first address of the host that this is possible
 /// at. Accepting does not block. Throws `std::runtime_error` with the address and the system's reason.
 [[nodiscard]] Tessara::Keepsafe::Process::Descriptor listenOn(const ListenAddress& address);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

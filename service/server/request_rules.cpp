@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -102,4 +102,4 @@ const RequestFault* findFault(const RequestHeader& header, std::size_t mostBodyB
     return findBodyFault(header, mostBodyBytes);
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -6,7 +6,7 @@
 #include <boost/beast/http/fields.hpp>
 #include <boost/beast/http/message.hpp>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// Why a request is refused.
 struct RequestFault {
@@ -29,6 +29,6 @@ using RequestHeader = boost::beast::http::request_header<>;
 /// What is wrong with a header whose fields are well-formed; null when the request may be read on.
 [[nodiscard]] const RequestFault* findFault(const RequestHeader& header, std::size_t mostBodyBytes);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

@@ -6,7 +6,7 @@
 
 #include <boost/beast/http/status.hpp>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 std::string httpDate(std::time_t time)
 {
@@ -48,4 +48,4 @@ std::string responseText(const ServiceResponse& response, bool hasBody, bool end
     return text + "\r\n" + (hasBody ? response.body : "");
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -6,7 +6,7 @@
 
 #include "resources/Exchange.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// The time in the form of the header Date (RFC 9110 section 5.6.7).
 [[nodiscard]] std::string httpDate(std::time_t time);
@@ -14,6 +14,6 @@ namespace keepsafe_sandbox {
 /// A response as HTTP/1.1 has it. Without `hasBody`, as for HEAD, it says only how long the body would be.
 [[nodiscard]] std::string responseText(const ServiceResponse& response, bool hasBody, bool endsConnection);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

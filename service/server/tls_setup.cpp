@@ -11,7 +11,7 @@
 #include "openssl/openssl_error.h"
 #include "read_file.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 namespace {
 
@@ -98,4 +98,4 @@ void setUpTls(asio::ssl::context& context, const ServerTlsFiles& files)
                   "its session cannot be named");
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

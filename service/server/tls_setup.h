@@ -7,7 +7,7 @@ namespace boost::asio::ssl {
 class context;
 }
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// PEM files of a server, and of the authority that must have issued its clients' certificates.
 struct ServerTlsFiles {
@@ -21,6 +21,6 @@ struct ServerTlsFiles {
 /// key.
 void setUpTls(boost::asio::ssl::context& context, const ServerTlsFiles& files);
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

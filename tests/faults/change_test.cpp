@@ -19,13 +19,13 @@
 
 namespace {
 
-using keepsafe_sandbox::AccessControl;
-using keepsafe_sandbox::CacheLocation;
-using keepsafe_sandbox::Content;
-using keepsafe_sandbox::Database;
-using keepsafe_sandbox::PosixFileSystem;
-using keepsafe_sandbox::Router;
-using keepsafe_sandbox::SERVICE_CACHE_ID;
+using keepsafe_service::AccessControl;
+using keepsafe_service::CacheLocation;
+using keepsafe_service::Content;
+using keepsafe_service::Database;
+using keepsafe_service::PosixFileSystem;
+using keepsafe_service::Router;
+using keepsafe_service::SERVICE_CACHE_ID;
 using keepsafe_test::DatabaseKind;
 using keepsafe_test::PrivateDatabase;
 using keepsafe_test::Result;
@@ -59,14 +59,14 @@ class Change : public keepsafe_test::Scenario {
 public:
     explicit Change(const std::string& folder) : database_(DatabaseKind::Sqlite), connection_(unsynced())
     {
-        ensureSchema(connection_, keepsafe_sandbox::SchemaOrigin::Attached);
-        keepsafe_sandbox::Store store(connection_);
+        ensureSchema(connection_, keepsafe_service::SchemaOrigin::Attached);
+        keepsafe_service::Store store(connection_);
         const Content kept = store.load();
         Content content = kept;
         content.roles.push_back({ROLE, "operator", "", false});
         content.next.role = ROLE + 1;
         content.operations = {{ObjectNamespace("OPERATIONS", "VIEW"), 0}};
-        store.replace(kept, content, keepsafe_sandbox::localAuthor());
+        store.replace(kept, content, keepsafe_service::localAuthor());
         service_.emplace(connection_, fileSystem_, locationIn(folder));
         router_.emplace(*service_);
         for (const std::string object : {"A", "B", "C"}) {

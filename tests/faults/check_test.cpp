@@ -24,10 +24,10 @@
 
 namespace {
 
-using keepsafe_sandbox::CacheLocation;
-using keepsafe_sandbox::OperationBits;
-using keepsafe_sandbox::publishCache;
-using keepsafe_sandbox::Renumber;
+using keepsafe_service::CacheLocation;
+using keepsafe_service::OperationBits;
+using keepsafe_service::publishCache;
+using keepsafe_service::Renumber;
 using keepsafe_test::expectSoundUnderFaults;
 using keepsafe_test::imageOfGeneration;
 using keepsafe_test::Process;

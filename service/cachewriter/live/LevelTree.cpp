@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::NodeOffset;
 
@@ -122,4 +122,4 @@ LevelTree::NodeOffset LevelTree::balanced(NodeOffset node) noexcept
     return node;
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

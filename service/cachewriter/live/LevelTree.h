@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_LIVE_LEVELTREE_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_LIVE_LEVELTREE_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_LIVE_LEVELTREE_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_LIVE_LEVELTREE_H
 
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 #include "cachewriter/RecordPool.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// The search trees of the trie's levels, whose nodes come and go one by one. A tree is known by its root; 0
 /// is the empty one.
@@ -74,6 +74,6 @@ private:
     std::vector<std::uint8_t> heights_; ///< by record number
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

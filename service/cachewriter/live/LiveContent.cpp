@@ -2,7 +2,7 @@
 
 #include <string>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::ManagedObject;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -100,4 +100,4 @@ void LiveContent::forgetChanges() noexcept
     names_.forgetChanges();
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

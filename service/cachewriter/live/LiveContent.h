@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_LIVE_LIVECONTENT_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_LIVE_LIVECONTENT_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_LIVE_LIVECONTENT_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_LIVE_LIVECONTENT_H
 
 #include <cstddef>
 #include <cstdint>
@@ -13,7 +13,7 @@
 #include "cachewriter/RecordPool.h"
 #include "cachewriter/live/NameTrie.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// The content of a cache, changed object by object, as it lies in the files; and what has changed of it.
 /// Records that are no longer used are used again before a file grows.
@@ -60,6 +60,6 @@ private:
     std::uint64_t accessDefinitions_ = 0; ///< sum of `counts_`
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

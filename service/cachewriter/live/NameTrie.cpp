@@ -5,7 +5,7 @@
 
 #include <keepsafe/cache/detail/segment_iterator.h>
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::detail::segment_iterator;
 using Tessara::Keepsafe::Rbac::detail::SegmentNode;
@@ -89,4 +89,4 @@ void NameTrie::setLevel(NodeOffset node, NodeOffset levelRoot) noexcept
     }
 }
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_SANDBOX_CACHEWRITER_LIVE_NAMETRIE_H
-#define KEEPSAFE_SANDBOX_CACHEWRITER_LIVE_NAMETRIE_H
+#ifndef KEEPSAFE_SERVICE_CACHEWRITER_LIVE_NAMETRIE_H
+#define KEEPSAFE_SERVICE_CACHEWRITER_LIVE_NAMETRIE_H
 
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 #include "cachewriter/live/LevelTree.h"
 
-namespace keepsafe_sandbox {
+namespace keepsafe_service {
 
 /// The file "segments" as names come and go: a trie of the segments of names in their text form.
 ///
@@ -51,6 +51,6 @@ private:
     NodeOffset root_ = 0;
 };
 
-} // namespace keepsafe_sandbox
+} // namespace keepsafe_service
 
 #endif

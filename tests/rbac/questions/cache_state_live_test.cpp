@@ -20,7 +20,7 @@
 
 namespace {
 
-namespace sandbox = keepsafe_sandbox;
+namespace service = keepsafe_service;
 namespace rbac = Tessara::Keepsafe::Rbac;
 
 constexpr int HOLDER = 9;
@@ -96,7 +96,7 @@ protected:
     /// The object of that place; with access definitions it is the one that holds the grant.
     void put(std::uint64_t place, std::uint64_t accessDefinitions)
     {
-        sandbox::CacheObject object;
+        service::CacheObject object;
         object.ns = rbac::ObjectNamespace(std::to_string(place));
         object.accessDefinitionCount = static_cast<decltype(object.accessDefinitionCount)>(accessDefinitions);
         if (accessDefinitions != 0) {
@@ -115,8 +115,8 @@ protected:
     keepsafe_test::TempRoot root_;
     keepsafe_test::CapturedLog log_{17};
     keepsafe_test::UnsyncedFileSystem fileSystem_;
-    sandbox::CacheLocation location_{root_.path(), "live"};
-    sandbox::LiveCache cache_{fileSystem_, location_, rbac::ObjectNamespace()};
+    service::CacheLocation location_{root_.path(), "live"};
+    service::LiveCache cache_{fileSystem_, location_, rbac::ObjectNamespace()};
 };
 
 TEST_F(StateLive, IsThatOfOnePublicationWhateverIsPublishedMeanwhile)

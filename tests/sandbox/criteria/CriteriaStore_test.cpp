@@ -19,9 +19,9 @@ namespace {
 
 using keepsafe_sandbox::Criteria;
 using keepsafe_sandbox::CriteriaStore;
-using keepsafe_sandbox::Database;
-using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::RootLayout;
+using keepsafe_service::Database;
+using keepsafe_service::InputError;
 using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::RBACDbConnectionMgr;
 using Tessara::Keepsafe::RBACDbQueryMgr;

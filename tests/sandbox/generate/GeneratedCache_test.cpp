@@ -14,10 +14,10 @@
 
 namespace {
 
-using keepsafe_sandbox::CacheImage;
-using keepsafe_sandbox::CacheObject;
 using keepsafe_sandbox::GeneratedCache;
-using keepsafe_sandbox::Grants;
+using keepsafe_service::CacheImage;
+using keepsafe_service::CacheObject;
+using keepsafe_service::Grants;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -113,8 +113,8 @@ TEST(GeneratedCache, AnswersThroughTheLibraryAsItsLeavesSay)
     constexpr unsigned leaves = 500;
     const GeneratedCache generated(leaves, 3);
     const keepsafe_test::TempDir dir;
-    keepsafe_sandbox::PosixFileSystem fileSystem;
-    keepsafe_sandbox::CachePublisher(fileSystem)
+    keepsafe_service::PosixFileSystem fileSystem;
+    keepsafe_service::CachePublisher(fileSystem)
         .publish(dir.path("c"), GeneratedCache::rootNamespace(), generated.build());
     const AccessCache cache(Manifest("id", dir.path("c")));
     const AccessCache::Reader reader = cache.lock();

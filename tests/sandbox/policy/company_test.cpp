@@ -24,8 +24,8 @@
 
 namespace {
 
-using keepsafe_sandbox::CacheLocation;
 using keepsafe_sandbox::Policy;
+using keepsafe_service::CacheLocation;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::AccessChecker;
 using Tessara::Keepsafe::Rbac::DiskAccessControlClient;
@@ -80,10 +80,10 @@ class CompanyPolicy : public testing::Test {
 protected:
     CompanyPolicy() : policy_(keepsafe_sandbox::readPolicyFile(POLICIES + "/company.json", ObjectNamespace()))
     {
-        keepsafe_sandbox::PosixFileSystem fileSystem;
+        keepsafe_service::PosixFileSystem fileSystem;
         const CacheLocation location(root_.path(), "company");
-        keepsafe_sandbox::publishCache(fileSystem, location, ObjectNamespace(), imageOf(policy_),
-                                       policy_.operations, keepsafe_sandbox::Renumber::Refuse);
+        keepsafe_service::publishCache(fileSystem, location, ObjectNamespace(), imageOf(policy_),
+                                       policy_.operations, keepsafe_service::Renumber::Refuse);
         cache_ = boost::make_shared<const AccessCache>(Manifest("company", location.accessCache()));
     }
 

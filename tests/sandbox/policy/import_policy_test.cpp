@@ -9,13 +9,13 @@
 namespace {
 
 using namespace keepsafe_test;
-using keepsafe_sandbox::DatabaseError;
 using keepsafe_sandbox::importPolicy;
-using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::readPolicy;
-using keepsafe_sandbox::Renumber;
 using keepsafe_sandbox::Replace;
-using keepsafe_sandbox::Store;
+using keepsafe_service::DatabaseError;
+using keepsafe_service::InputError;
+using keepsafe_service::Renumber;
+using keepsafe_service::Store;
 
 constexpr char POLICY[] = R"({
   "operations": {"|OPERATIONS|VIEW|": 3, "|OPERATIONS|RESTORE|": 70},

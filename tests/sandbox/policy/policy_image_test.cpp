@@ -8,7 +8,7 @@
 
 namespace {
 
-using keepsafe_sandbox::CacheImage;
+using keepsafe_service::CacheImage;
 using Tessara::Keepsafe::Rbac::ManagedObject;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 

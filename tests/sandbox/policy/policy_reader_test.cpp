@@ -13,10 +13,10 @@
 
 namespace {
 
-using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::Policy;
 using keepsafe_sandbox::readPolicy;
 using keepsafe_sandbox::readPolicyFile;
+using keepsafe_service::InputError;
 using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using testing::SizeIs;

@@ -103,7 +103,7 @@ TEST_F(ImportProgram, RefusesOtherBitsThanThePublishedOnesUnlessItMayRenumber)
 TEST_F(ImportProgram, DoesNothingWhileTheServiceIsRunning)
 {
     run({"init"});
-    const keepsafe_sandbox::ServiceLock service({root_.path(), "service"}, "the service");
+    const keepsafe_service::ServiceLock service({root_.path(), "service"}, "the service");
     const ProgramResult result = import(COMPANY_POLICY);
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_EQ(result.errors, "ksrbac-sandbox: the service is running for this root (process " +

@@ -23,9 +23,9 @@ using keepsafe_sandbox::Certificate;
 using keepsafe_sandbox::CertificateUse;
 using keepsafe_sandbox::ensureCertificates;
 using keepsafe_sandbox::EnsuredFile;
-using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::PrivateKey;
 using keepsafe_sandbox::RootLayout;
+using keepsafe_service::InputError;
 using keepsafe_test::CertificateAuthority;
 using keepsafe_test::CertificateFiles;
 using keepsafe_test::readFile;
@@ -38,8 +38,8 @@ class Certificates : public testing::Test {
 protected:
     Certificates()
     {
-        keepsafe_sandbox::ensureFolder(layout_.tlsFolder(), 0755);
-        keepsafe_sandbox::ensureFolder(layout_.serviceTlsFolder(), 0700);
+        keepsafe_service::ensureFolder(layout_.tlsFolder(), 0755);
+        keepsafe_service::ensureFolder(layout_.serviceTlsFolder(), 0700);
     }
 
     std::vector<EnsuredFile> ensure(const std::string& service = "127.0.0.1") const
@@ -166,7 +166,7 @@ protected:
     {
         fs::remove(layout_.serverKey());
         fs::remove(layout_.serverCertificate());
-        keepsafe_sandbox::createFile(layout_.serverKey(), keepsafe_sandbox::OWNER_ONLY, key.pem());
+        keepsafe_service::createFile(layout_.serverKey(), keepsafe_service::OWNER_ONLY, key.pem());
         writeFile(layout_.serverCertificate(), server.pem());
         return refusal();
     }

@@ -12,11 +12,11 @@
 namespace {
 
 using keepsafe_sandbox::configurationText;
-using keepsafe_sandbox::databaseSettings;
-using keepsafe_sandbox::findConfiguration;
-using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::loadDatabaseSettings;
 using keepsafe_sandbox::RootLayout;
+using keepsafe_service::databaseSettings;
+using keepsafe_service::findConfiguration;
+using keepsafe_service::InputError;
 using keepsafe_test::thrownBy;
 using keepsafe_test::writeFile;
 using Tessara::Dal::DbConnectionSettings;

@@ -21,13 +21,13 @@
 namespace {
 
 using keepsafe_sandbox::CriteriaStore;
-using keepsafe_sandbox::Database;
-using keepsafe_sandbox::DatabaseError;
 using keepsafe_sandbox::initializeRoot;
-using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::loadDatabaseSettings;
 using keepsafe_sandbox::RootLayout;
 using keepsafe_sandbox::TokenStore;
+using keepsafe_service::Database;
+using keepsafe_service::DatabaseError;
+using keepsafe_service::InputError;
 using keepsafe_test::readFile;
 using keepsafe_test::thrownBy;
 using keepsafe_test::writeFile;
@@ -215,7 +215,7 @@ TEST_F(Initialize, WorksInARootWhoseNameNeedsQuoting)
 TEST_F(Initialize, NamesTheMasterServerAndTheHostsFilesInTheConfiguration)
 {
     initializeRoot(layout_, std::nullopt, "master.example");
-    const auto configuration = keepsafe_sandbox::findConfiguration(layout_.configuration()).value();
+    const auto configuration = keepsafe_service::findConfiguration(layout_.configuration()).value();
     EXPECT_EQ(configuration.masterServer, "master.example");
     EXPECT_EQ(configuration.tlsCertificate, layout_.hostCertificate());
     EXPECT_EQ(configuration.tlsKey, layout_.hostKey());
@@ -225,7 +225,7 @@ TEST_F(Initialize, NamesTheMasterServerAndTheHostsFilesInTheConfiguration)
 TEST_F(Initialize, TakesTheLoopbackAddressForTheServiceWhenNobodyNamesOne)
 {
     init();
-    EXPECT_EQ(keepsafe_sandbox::findConfiguration(layout_.configuration()).value().masterServer, "127.0.0.1");
+    EXPECT_EQ(keepsafe_service::findConfiguration(layout_.configuration()).value().masterServer, "127.0.0.1");
 }
 
 TEST_F(Initialize, KeepsTheMasterServerThatTheConfigurationNames)

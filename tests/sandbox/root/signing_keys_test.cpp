@@ -13,9 +13,9 @@
 namespace {
 
 using keepsafe_sandbox::ensureSigningKeys;
-using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::loadSigner;
 using keepsafe_sandbox::TokenSigner;
+using keepsafe_service::InputError;
 using keepsafe_test::readFile;
 using keepsafe_test::thrownBy;
 using keepsafe_test::writeFile;

@@ -17,12 +17,12 @@
 
 namespace {
 
-using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::IssuedTokens;
 using keepsafe_sandbox::issueTokens;
-using keepsafe_sandbox::jsonText;
 using keepsafe_sandbox::TokenRequest;
 using keepsafe_sandbox::TokenSigner;
+using keepsafe_service::InputError;
+using keepsafe_service::jsonText;
 using Tessara::Keepsafe::JWT;
 using Tessara::Keepsafe::JWTSSLApi;
 using Tessara::Keepsafe::Rbac::JWTHandler;

@@ -15,8 +15,8 @@
 namespace {
 
 using keepsafe_sandbox::base64Url;
-using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::TokenSigner;
+using keepsafe_service::InputError;
 using keepsafe_test::thrownBy;
 
 TEST(Base64Url, GivesTheExamplesOfItsStandardWithoutPadding)

@@ -17,12 +17,12 @@
 
 namespace {
 
-using keepsafe_sandbox::Database;
-using keepsafe_sandbox::DatabaseError;
-using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::RootLayout;
 using keepsafe_sandbox::TokenRequest;
 using keepsafe_sandbox::TokenStore;
+using keepsafe_service::Database;
+using keepsafe_service::DatabaseError;
+using keepsafe_service::InputError;
 using Tessara::Keepsafe::Rbac::JWTHandler;
 using namespace std::chrono_literals;
 

@@ -12,8 +12,8 @@ namespace {
 
 using keepsafe_sandbox::base64Url;
 using keepsafe_sandbox::describeStored;
-using keepsafe_sandbox::InputError;
 using keepsafe_sandbox::sessionIdOf;
+using keepsafe_service::InputError;
 using keepsafe_test::thrownBy;
 
 class StoredToken : public testing::Test {

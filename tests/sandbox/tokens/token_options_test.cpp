@@ -19,7 +19,7 @@ using namespace std::chrono_literals;
 
 std::string messageOf(const std::function<void()>& call)
 {
-    return thrownBy<keepsafe_sandbox::InputError>(call).what();
+    return thrownBy<keepsafe_service::InputError>(call).what();
 }
 
 TEST(Lifetime, HasANumberAndAUnit)

@@ -15,7 +15,7 @@
 
 namespace keepsafe_test {
 
-using keepsafe_sandbox::Content;
+using keepsafe_service::Content;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::AccessChecker;
 using Tessara::Keepsafe::Rbac::DiskAccessControlClient;
@@ -45,14 +45,14 @@ Tessara::Dal::DbConnectionSettings unsyncedSettings(const PrivateDatabase& datab
 
 ServiceTest::ServiceTest()
 {
-    ensureSchema(database_, keepsafe_sandbox::SchemaOrigin::Attached);
-    keepsafe_sandbox::Store store(database_);
+    ensureSchema(database_, keepsafe_service::SchemaOrigin::Attached);
+    keepsafe_service::Store store(database_);
     const Content kept = store.load();
     Content content = kept;
     content.roles.push_back({ROLE, "operator", "", false});
     content.next.role = ROLE + 1;
     content.operations = {{VIEW, 0}, {RESTORE, 6}, {AUDIT, 40}};
-    store.replace(kept, content, keepsafe_sandbox::localAuthor());
+    store.replace(kept, content, keepsafe_service::localAuthor());
     restart();
 }
 
@@ -64,9 +64,9 @@ void ServiceTest::restart()
     service_ = std::make_unique<AccessControl>(database_, fileSystem_, location_);
 }
 
-keepsafe_sandbox::Publishing ServiceTest::withoutRetry()
+keepsafe_service::Publishing ServiceTest::withoutRetry()
 {
-    keepsafe_sandbox::Publishing publishing;
+    keepsafe_service::Publishing publishing;
     publishing.pauses.first = std::chrono::hours(1);
     return publishing;
 }
@@ -112,9 +112,9 @@ bool ServiceTest::isAllowed(const std::string& object, const ObjectNamespace& op
 {
     OperationCache operations;
     const auto cache = boost::make_shared<AccessCache>(
-        Manifest(keepsafe_sandbox::SERVICE_CACHE_ID,
-                 keepsafe_sandbox::CacheLocation(Tessara::Keepsafe::Platform::installationRoot(),
-                                                 keepsafe_sandbox::SERVICE_CACHE_ID)
+        Manifest(keepsafe_service::SERVICE_CACHE_ID,
+                 keepsafe_service::CacheLocation(Tessara::Keepsafe::Platform::installationRoot(),
+                                                 keepsafe_service::SERVICE_CACHE_ID)
                      .accessCache()));
     DiskAccessControlClient client(ObjectNamespace(), cache, operations);
     boost::shared_ptr<const AccessChecker> checker;
@@ -167,12 +167,12 @@ Texts ServiceTest::everything(const std::vector<ObjectNamespace>& objects) const
     return texts;
 }
 
-std::vector<keepsafe_sandbox::RecordedEntry> ServiceTest::journal(std::size_t pageSize) const
+std::vector<keepsafe_service::RecordedEntry> ServiceTest::journal(std::size_t pageSize) const
 {
-    std::vector<keepsafe_sandbox::RecordedEntry> entries;
-    keepsafe_sandbox::JournalQuery query;
+    std::vector<keepsafe_service::RecordedEntry> entries;
+    keepsafe_service::JournalQuery query;
     query.limit = pageSize;
-    keepsafe_sandbox::JournalPage page;
+    keepsafe_service::JournalPage page;
     do {
         page = service_->journal(query);
         EXPECT_LE(page.entries.size(), pageSize);
@@ -190,7 +190,7 @@ void ServiceTest::expectJournalLeadsToTheStore()
     for (const auto& [at, time, who, entry] : journal()) {
         replay.add(at.revision, entry.what, entry.before, entry.after);
     }
-    EXPECT_EQ(replay.items(), itemsOf(keepsafe_sandbox::Store(database_).load()));
+    EXPECT_EQ(replay.items(), itemsOf(keepsafe_service::Store(database_).load()));
 }
 
 } // namespace keepsafe_test

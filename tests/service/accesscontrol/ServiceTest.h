@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_TESTS_SANDBOX_ACCESSCONTROL_SERVICETEST_H
-#define KEEPSAFE_TESTS_SANDBOX_ACCESSCONTROL_SERVICETEST_H
+#ifndef KEEPSAFE_TESTS_SERVICE_ACCESSCONTROL_SERVICETEST_H
+#define KEEPSAFE_TESTS_SERVICE_ACCESSCONTROL_SERVICETEST_H
 
 #include <functional>
 #include <memory>
@@ -23,10 +23,10 @@ namespace keepsafe_test {
 
 using ObjectNamespace = Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Propagation = Tessara::Keepsafe::Rbac::Propagation;
-using keepsafe_sandbox::AccessControl;
-using keepsafe_sandbox::Grant;
-using keepsafe_sandbox::Refusal;
-using keepsafe_sandbox::Registration;
+using keepsafe_service::AccessControl;
+using keepsafe_service::Grant;
+using keepsafe_service::Refusal;
+using keepsafe_service::Registration;
 using Tessara::Keepsafe::Rbac::DELETED;
 using Tessara::Keepsafe::Rbac::ManagedObjectState;
 using Tessara::Keepsafe::Rbac::PENDING;
@@ -55,7 +55,7 @@ protected:
     void restart();
 
     /// For a service that publishes again with the next change alone.
-    static keepsafe_sandbox::Publishing withoutRetry();
+    static keepsafe_service::Publishing withoutRetry();
 
     /// How a call is refused: its kind, message and details. Fails the test when it is not.
     struct Refused {
@@ -85,7 +85,7 @@ protected:
     [[nodiscard]] Texts everything(const std::vector<ObjectNamespace>& objects) const;
 
     /// The whole journal, read in pages of so many entries.
-    [[nodiscard]] std::vector<keepsafe_sandbox::RecordedEntry> journal(std::size_t pageSize = 1000) const;
+    [[nodiscard]] std::vector<keepsafe_service::RecordedEntry> journal(std::size_t pageSize = 1000) const;
     /// Does the journal again, and compares the result with what the database holds.
     void expectJournalLeadsToTheStore();
 
@@ -94,9 +94,9 @@ protected:
     TempRoot root_;
     CapturedLog log_;
     PrivateDatabase private_{GetParam()};
-    keepsafe_sandbox::Database database_{unsyncedSettings(private_)};
+    keepsafe_service::Database database_{unsyncedSettings(private_)};
     UnsyncedFileSystem fileSystem_;
-    keepsafe_sandbox::CacheLocation location_{root_.path(), keepsafe_sandbox::SERVICE_CACHE_ID};
+    keepsafe_service::CacheLocation location_{root_.path(), keepsafe_service::SERVICE_CACHE_ID};
     std::unique_ptr<AccessControl> service_;
 };
 

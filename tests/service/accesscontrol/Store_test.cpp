@@ -7,8 +7,8 @@
 namespace {
 
 using namespace keepsafe_test;
-using keepsafe_sandbox::DatabaseError;
-using keepsafe_sandbox::Store;
+using keepsafe_service::DatabaseError;
+using keepsafe_service::Store;
 
 class StoredContent : public ServiceTest {
 protected:

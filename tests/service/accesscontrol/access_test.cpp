@@ -163,7 +163,7 @@ TEST_P(AccessRules, NamesOfAnyBytesAndOf4096BytesAreKept)
 TEST_P(AccessRules, ManyOperationsFitOneDefinition)
 {
     service_.reset();
-    keepsafe_sandbox::Store store(database_);
+    keepsafe_service::Store store(database_);
     const auto kept = store.load();
     auto content = kept;
     std::vector<ObjectNamespace> operations;
@@ -171,7 +171,7 @@ TEST_P(AccessRules, ManyOperationsFitOneDefinition)
         operations.emplace_back("OPERATIONS", "OP-" + std::to_string(i));
         content.operations.emplace(operations.back(), 2147483647 - i);
     }
-    store.replace(kept, content, keepsafe_sandbox::localAuthor());
+    store.replace(kept, content, keepsafe_service::localAuthor());
     restart();
     addObjects("|A|");
     service_->addAccessDefinition(ns("|A|"), {ROLE, Propagation::OBJECT, operations});

@@ -6,8 +6,8 @@
 namespace {
 
 using namespace keepsafe_test;
-using keepsafe_sandbox::CommitError;
-using keepsafe_sandbox::DatabaseError;
+using keepsafe_service::CommitError;
+using keepsafe_service::DatabaseError;
 
 class FailedChange : public ServiceTest {
 protected:
@@ -197,10 +197,10 @@ TEST_P(DatabaseLocked, ByAnotherWriterForTooLongChangesNothing)
     auto impatient = unsyncedSettings(private_);
     impatient.connectionString = "Timeout=100;" + impatient.connectionString;
     impatient.queryTimeoutSeconds = 1;
-    keepsafe_sandbox::Database database(impatient);
+    keepsafe_service::Database database(impatient);
     service_ = std::make_unique<AccessControl>(database, fileSystem_, location_);
     {
-        keepsafe_sandbox::Transaction other(database_, "hold the database");
+        keepsafe_service::Transaction other(database_, "hold the database");
         other.change("UPDATE AUTH_MAIN.ACTL_Role SET Description = 'x' WHERE RoleID = 7");
         EXPECT_THROW(grant("|A|", VIEW), DatabaseError);
         EXPECT_EQ(definitionsOf("|A|"), Texts{});

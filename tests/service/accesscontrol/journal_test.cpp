@@ -12,10 +12,10 @@
 namespace {
 
 using namespace keepsafe_test;
-using keepsafe_sandbox::Author;
-using keepsafe_sandbox::JournalPage;
-using keepsafe_sandbox::JournalQuery;
-using keepsafe_sandbox::RecordedEntry;
+using keepsafe_service::Author;
+using keepsafe_service::JournalPage;
+using keepsafe_service::JournalQuery;
+using keepsafe_service::RecordedEntry;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -70,15 +70,15 @@ TEST_P(Journal, BeginsWithItsBeginningByTheLocalUser)
     const RecordedEntry first = journal().front();
     EXPECT_EQ(first.at.revision, 1);
     EXPECT_EQ(textOf(first), "journalBegun  -1 null null");
-    EXPECT_EQ(first.who, keepsafe_sandbox::localAuthor().name);
+    EXPECT_EQ(first.who, keepsafe_service::localAuthor().name);
     EXPECT_EQ(first.who.rfind("local ", 0), 0U);
 }
 
 TEST_P(Journal, SaysWhoAndWhenInUtc)
 {
-    const std::string before = keepsafe_sandbox::journalTime(std::chrono::system_clock::now());
+    const std::string before = keepsafe_service::journalTime(std::chrono::system_clock::now());
     service_->createRole("new", "", CLIENT);
-    const std::string after = keepsafe_sandbox::journalTime(std::chrono::system_clock::now());
+    const std::string after = keepsafe_service::journalTime(std::chrono::system_clock::now());
     const RecordedEntry last = journal().back();
     EXPECT_EQ(last.who, CLIENT.name);
     EXPECT_TRUE(std::regex_match(last.time, std::regex("2.{3}-..-..T..:..:..[.][0-9]{6}Z"))) << last.time;
@@ -210,7 +210,7 @@ TEST_P(Journal, IsFilteredByTimeAlsoWhenTheClockWasSetBack)
 TEST_P(Journal, HasTextsOfAnyLength)
 {
     service_.reset();
-    keepsafe_sandbox::Store store(database_);
+    keepsafe_service::Store store(database_);
     const auto kept = store.load();
     auto content = kept;
     std::vector<ObjectNamespace> operations;
@@ -281,9 +281,9 @@ TEST_P(Journal, OfTwoServicesOnOneDatabaseHasOneOrder)
     // Each has a model of its own, so that they change what the other one does not.
     addObjects("|A| |B|");
     TempDir other;
-    keepsafe_sandbox::Database database(unsyncedSettings(private_));
+    keepsafe_service::Database database(unsyncedSettings(private_));
     UnsyncedFileSystem fileSystem;
-    AccessControl second(database, fileSystem, {other.path(), keepsafe_sandbox::SERVICE_CACHE_ID});
+    AccessControl second(database, fileSystem, {other.path(), keepsafe_service::SERVICE_CACHE_ID});
     const auto begin = journal().back().at.revision;
     constexpr int CHANGES = 20;
     const auto flip = [](AccessControl& service, const char* object) {

@@ -23,7 +23,7 @@ protected:
     Process start(int round) const
     {
         return Process::fork([this, round] {
-            keepsafe_sandbox::Database database(unsyncedSettings(private_));
+            keepsafe_service::Database database(unsyncedSettings(private_));
             UnsyncedFileSystem fileSystem;
             AccessControl service(database, fileSystem, location_);
             const int acknowledged = ::open(file(round).c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);

@@ -11,7 +11,7 @@
 namespace {
 
 using namespace keepsafe_test;
-using keepsafe_sandbox::Content;
+using keepsafe_service::Content;
 using Clock = std::chrono::steady_clock;
 
 class LargeService : public ServiceTest {
@@ -27,7 +27,7 @@ protected:
     void fill()
     {
         service_.reset();
-        keepsafe_sandbox::Store store(database_);
+        keepsafe_service::Store store(database_);
         const Content kept = store.load();
         Content content = kept;
         for (int i = 0; i < OBJECTS; ++i) {
@@ -35,7 +35,7 @@ protected:
             content.definitions.push_back({i + 1, i + 1, ROLE, Propagation::OBJECT, {0, 6}});
         }
         content.next.definition = OBJECTS + 1;
-        store.replace(kept, content, keepsafe_sandbox::localAuthor());
+        store.replace(kept, content, keepsafe_service::localAuthor());
     }
 
     static std::chrono::milliseconds since(Clock::time_point start)
@@ -50,9 +50,9 @@ TEST_P(LargeService, PublishesOneChangeAmongAHundredThousandObjectsInLessThan100
 {
     fill();
     const std::clock_t before = std::clock();
-    (void)keepsafe_sandbox::Store(database_).load();
+    (void)keepsafe_service::Store(database_).load();
     const double loadingSeconds = static_cast<double>(std::clock() - before) / CLOCKS_PER_SEC;
-    keepsafe_sandbox::PosixFileSystem disk;
+    keepsafe_service::PosixFileSystem disk;
     service_ = std::make_unique<AccessControl>(database_, disk, location_);
     std::vector<std::chrono::milliseconds> times;
     for (int change = 0; change < 9; ++change) {
@@ -118,7 +118,7 @@ TEST_P(ManyHands, RegisterDisjointAndTheSameObjectsOnceEach)
 TEST_P(ManyHands, ABulkRegistrationOf10000ObjectsIsOneChange)
 {
     std::vector<Registration> registrations;
-    std::vector<keepsafe_sandbox::StateChange> changes;
+    std::vector<keepsafe_service::StateChange> changes;
     for (int number = 0; number < 10000; ++number) {
         registrations.push_back(registration("|bulk|" + std::to_string(number) + "|"));
         registrations.back().grants = {{ROLE, Propagation::OBJECT, {VIEW}}};

@@ -17,10 +17,10 @@
 namespace {
 
 using namespace keepsafe_test;
-using keepsafe_sandbox::FileError;
-using keepsafe_sandbox::NotPublished;
-using keepsafe_sandbox::PublishError;
-using keepsafe_sandbox::Publishing;
+using keepsafe_service::FileError;
+using keepsafe_service::NotPublished;
+using keepsafe_service::PublishError;
+using keepsafe_service::Publishing;
 using std::chrono::milliseconds;
 using testing::AllOf;
 using testing::EndsWith;
@@ -31,7 +31,7 @@ using Clock = std::chrono::steady_clock;
 /// Refuses writes while it is set to.
 class FullDisk : public UnsyncedFileSystem {
 public:
-    void write(const keepsafe_sandbox::OpenFile& file, std::uint64_t offset, std::string_view bytes) override
+    void write(const keepsafe_service::OpenFile& file, std::uint64_t offset, std::string_view bytes) override
     {
         if (isFull) {
             throw FileError("no space");
@@ -80,7 +80,7 @@ protected:
 
 TEST_P(Publication, KeepsTheFiguresForMonitoring)
 {
-    keepsafe_sandbox::ControlFigures figures;
+    keepsafe_service::ControlFigures figures;
     Publishing publishing;
     publishing.figures = &figures;
     start(publishing);
@@ -229,11 +229,11 @@ TEST_P(Publication, HoldsNoLockWhileItWaitsForOne)
         std::this_thread::yield();
     }
 
-    EXPECT_NO_THROW(keepsafe_sandbox::ExclusiveLock(operationsLock(), {milliseconds(300), nullptr}));
+    EXPECT_NO_THROW(keepsafe_service::ExclusiveLock(operationsLock(), {milliseconds(300), nullptr}));
     EXPECT_NO_THROW(
-        keepsafe_sandbox::publishCache(fileSystem_, keepsafe_sandbox::CacheLocation(root_.path(), "other"),
-                                       ns("|A|"), keepsafe_sandbox::ImageBuilder().build(), {},
-                                       keepsafe_sandbox::Renumber::Refuse, {milliseconds(300), nullptr}))
+        keepsafe_service::publishCache(fileSystem_, keepsafe_service::CacheLocation(root_.path(), "other"),
+                                       ns("|A|"), keepsafe_service::ImageBuilder().build(), {},
+                                       keepsafe_service::Renumber::Refuse, {milliseconds(300), nullptr}))
         << "of another cache";
 
     reader.reset();

@@ -188,7 +188,7 @@ protected:
     void changeStates()
     {
         std::map<std::string, ManagedObjectState> states;
-        std::vector<keepsafe_sandbox::StateChange> changes;
+        std::vector<keepsafe_service::StateChange> changes;
         std::set<std::string> named = someNames(4);
         bool isUnknown = false;
         for (const std::string& name : named) {

@@ -12,8 +12,8 @@
 
 namespace {
 
-using keepsafe_sandbox::CacheLocation;
-using keepsafe_sandbox::InputError;
+using keepsafe_service::CacheLocation;
+using keepsafe_service::InputError;
 
 TEST(CacheLocation, IsWhereTheLibraryLooks)
 {

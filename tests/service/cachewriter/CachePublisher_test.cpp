@@ -31,11 +31,11 @@
 
 namespace {
 
-using keepsafe_sandbox::CachePublisher;
-using keepsafe_sandbox::FileError;
-using keepsafe_sandbox::LockBusy;
-using keepsafe_sandbox::PosixFileSystem;
-using keepsafe_sandbox::PublishError;
+using keepsafe_service::CachePublisher;
+using keepsafe_service::FileError;
+using keepsafe_service::LockBusy;
+using keepsafe_service::PosixFileSystem;
+using keepsafe_service::PublishError;
 using keepsafe_test::CapturedLog;
 using keepsafe_test::findingIn;
 using keepsafe_test::findingOf;
@@ -134,7 +134,7 @@ TEST_F(CachePublisherTest, KeepsEveryFileInItsPlaceAndNeverShrinksOne)
 class WatchedFileSystem : public PosixFileSystem {
 public:
     explicit WatchedFileSystem(std::function<void()> watch) : watch_(std::move(watch)) {}
-    void write(const keepsafe_sandbox::OpenFile& file, std::uint64_t offset, std::string_view bytes) override
+    void write(const keepsafe_service::OpenFile& file, std::uint64_t offset, std::string_view bytes) override
     {
         if (fs::path(file.path()).filename() == "objects") {
             watch_();

@@ -12,9 +12,9 @@
 
 namespace {
 
-using keepsafe_sandbox::Grants;
-using keepsafe_sandbox::GrantTrees;
-using keepsafe_sandbox::InputError;
+using keepsafe_service::Grants;
+using keepsafe_service::GrantTrees;
+using keepsafe_service::InputError;
 using Tessara::Keepsafe::Rbac::NodeOffset;
 using Tessara::Keepsafe::Rbac::Operation;
 using Tessara::Keepsafe::Rbac::detail::BitsNode;

@@ -10,10 +10,10 @@
 
 namespace {
 
-using keepsafe_sandbox::CacheImage;
-using keepsafe_sandbox::CacheObject;
-using keepsafe_sandbox::ImageBuilder;
-using keepsafe_sandbox::InputError;
+using keepsafe_service::CacheImage;
+using keepsafe_service::CacheObject;
+using keepsafe_service::ImageBuilder;
+using keepsafe_service::InputError;
 using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Operation;
@@ -124,8 +124,8 @@ TEST(ImageBuilder, RefusesAnObjectGivenTwice)
 TEST(RecordOffset, EndsWhereAnOffsetOf32BitsEnds)
 {
     using Tessara::Keepsafe::Rbac::detail::SegmentNode;
-    EXPECT_EQ(keepsafe_sandbox::recordOffset<SegmentNode>(0x07FFFFFF, "segments"), 0xFFFFFFE0U);
-    EXPECT_THROW(keepsafe_sandbox::recordOffset<SegmentNode>(0x08000000, "segments"), InputError);
+    EXPECT_EQ(keepsafe_service::recordOffset<SegmentNode>(0x07FFFFFF, "segments"), 0xFFFFFFE0U);
+    EXPECT_THROW(keepsafe_service::recordOffset<SegmentNode>(0x08000000, "segments"), InputError);
 }
 
 } // namespace

@@ -16,10 +16,10 @@
 
 namespace {
 
-using keepsafe_sandbox::JsonHandle;
-using keepsafe_sandbox::OpenFile;
-using keepsafe_sandbox::PosixFileSystem;
-using keepsafe_sandbox::updateManifest;
+using keepsafe_service::JsonHandle;
+using keepsafe_service::OpenFile;
+using keepsafe_service::PosixFileSystem;
+using keepsafe_service::updateManifest;
 using keepsafe_test::readFile;
 using keepsafe_test::TempDir;
 using keepsafe_test::writeFile;

@@ -17,14 +17,14 @@
 
 namespace {
 
-using keepsafe_sandbox::FileError;
-using keepsafe_sandbox::InputError;
-using keepsafe_sandbox::OperationBits;
-using keepsafe_sandbox::OperationCacheUpdate;
-using keepsafe_sandbox::OperationChange;
-using keepsafe_sandbox::PosixFileSystem;
-using keepsafe_sandbox::PublishError;
-using keepsafe_sandbox::Renumber;
+using keepsafe_service::FileError;
+using keepsafe_service::InputError;
+using keepsafe_service::OperationBits;
+using keepsafe_service::OperationCacheUpdate;
+using keepsafe_service::OperationChange;
+using keepsafe_service::PosixFileSystem;
+using keepsafe_service::PublishError;
+using keepsafe_service::Renumber;
 using keepsafe_test::readFile;
 using keepsafe_test::thrownBy;
 using keepsafe_test::writeFile;

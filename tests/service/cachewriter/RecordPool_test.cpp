@@ -15,10 +15,10 @@
 
 namespace {
 
-using keepsafe_sandbox::FileContent;
-using keepsafe_sandbox::FileRange;
-using keepsafe_sandbox::InputError;
-using keepsafe_sandbox::RecordPool;
+using keepsafe_service::FileContent;
+using keepsafe_service::FileRange;
+using keepsafe_service::InputError;
+using keepsafe_service::RecordPool;
 using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::ManagedObject;
 using Tessara::Keepsafe::Rbac::NodeOffset;

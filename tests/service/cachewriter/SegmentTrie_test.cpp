@@ -11,8 +11,8 @@
 
 namespace {
 
-using keepsafe_sandbox::buildSegmentTrie;
-using keepsafe_sandbox::TrieEntry;
+using keepsafe_service::buildSegmentTrie;
+using keepsafe_service::TrieEntry;
 using Tessara::Keepsafe::Rbac::NodeOffset;
 using Tessara::Keepsafe::Rbac::detail::SegmentNode;
 using testing::ElementsAre;

@@ -11,8 +11,8 @@
 
 namespace {
 
-using keepsafe_sandbox::balancedTree;
-using keepsafe_sandbox::TreeSlot;
+using keepsafe_service::balancedTree;
+using keepsafe_service::TreeSlot;
 using testing::IsEmpty;
 using Tree = std::vector<TreeSlot>;
 

@@ -21,14 +21,14 @@
 
 namespace {
 
-using keepsafe_sandbox::CacheLocation;
-using keepsafe_sandbox::CacheObject;
-using keepsafe_sandbox::FileSystem;
-using keepsafe_sandbox::ImageBuilder;
-using keepsafe_sandbox::LiveCache;
-using keepsafe_sandbox::OperationBits;
-using keepsafe_sandbox::publishCache;
-using keepsafe_sandbox::Renumber;
+using keepsafe_service::CacheLocation;
+using keepsafe_service::CacheObject;
+using keepsafe_service::FileSystem;
+using keepsafe_service::ImageBuilder;
+using keepsafe_service::LiveCache;
+using keepsafe_service::OperationBits;
+using keepsafe_service::publishCache;
+using keepsafe_service::Renumber;
 using keepsafe_test::DiskStep;
 using keepsafe_test::findingIn;
 using keepsafe_test::forEachCrash;

@@ -25,15 +25,15 @@
 
 namespace {
 
-using keepsafe_sandbox::CacheImage;
-using keepsafe_sandbox::CacheLocation;
-using keepsafe_sandbox::CacheObject;
-using keepsafe_sandbox::CachePublisher;
-using keepsafe_sandbox::FileSystem;
-using keepsafe_sandbox::ImageBuilder;
-using keepsafe_sandbox::OperationBits;
-using keepsafe_sandbox::publishCache;
-using keepsafe_sandbox::Renumber;
+using keepsafe_service::CacheImage;
+using keepsafe_service::CacheLocation;
+using keepsafe_service::CacheObject;
+using keepsafe_service::CachePublisher;
+using keepsafe_service::FileSystem;
+using keepsafe_service::ImageBuilder;
+using keepsafe_service::OperationBits;
+using keepsafe_service::publishCache;
+using keepsafe_service::Renumber;
 using keepsafe_test::findingIn;
 using keepsafe_test::findingOf;
 using keepsafe_test::imageOfGeneration;

@@ -9,8 +9,8 @@
 
 namespace {
 
-using keepsafe_sandbox::Metadata;
-using keepsafe_sandbox::PublishError;
+using keepsafe_service::Metadata;
+using keepsafe_service::PublishError;
 using keepsafe_test::thrownBy;
 
 Metadata example()

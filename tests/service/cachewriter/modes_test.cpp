@@ -14,9 +14,9 @@
 
 namespace {
 
-using keepsafe_sandbox::CacheLocation;
-using keepsafe_sandbox::OperationBits;
-using keepsafe_sandbox::Renumber;
+using keepsafe_service::CacheLocation;
+using keepsafe_service::OperationBits;
+using keepsafe_service::Renumber;
 using keepsafe_test::imageOfGeneration;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 namespace fs = std::filesystem;
@@ -28,8 +28,8 @@ protected:
 
     void publish(const OperationBits& operations)
     {
-        keepsafe_sandbox::PosixFileSystem fileSystem;
-        keepsafe_sandbox::publishCache(fileSystem, location_, ObjectNamespace("VAULT"), imageOfGeneration(1),
+        keepsafe_service::PosixFileSystem fileSystem;
+        keepsafe_service::publishCache(fileSystem, location_, ObjectNamespace("VAULT"), imageOfGeneration(1),
                                        operations, Renumber::Refuse);
     }
 

@@ -30,13 +30,13 @@ TEST(WrittenCache, AnswersLikePlainMapsAndSets)
     constexpr unsigned caches = 20;
     constexpr unsigned questions = 1000;
     const keepsafe_test::TempDir dir;
-    keepsafe_sandbox::PosixFileSystem fileSystem;
+    keepsafe_service::PosixFileSystem fileSystem;
     unsigned allowed = 0;
     for (unsigned seed = 0; seed < caches; ++seed) {
         RandomCache random(seed);
         const AccessModel model = random.model();
         // One directory for all: each cache is written over the one before.
-        keepsafe_sandbox::CachePublisher(fileSystem)
+        keepsafe_service::CachePublisher(fileSystem)
             .publish(dir.path("c"), ObjectNamespace(), imageOf(model));
         const auto cache = boost::make_shared<const AccessCache>(Manifest("id", dir.path("c")));
         for (unsigned question = 0; question < questions; ++question) {

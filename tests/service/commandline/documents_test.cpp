@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace keepsafe_sandbox;
+using namespace keepsafe_service;
 using keepsafe_test::ProgramResult;
 using keepsafe_test::runProgram;
 using testing::HasSubstr;

@@ -10,8 +10,8 @@
 
 namespace {
 
-using keepsafe_sandbox::InputError;
-using keepsafe_sandbox::parseArguments;
+using keepsafe_service::InputError;
+using keepsafe_service::parseArguments;
 
 class CommandLine : public testing::Test {
 protected:

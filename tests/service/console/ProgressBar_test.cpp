@@ -14,7 +14,7 @@
 
 namespace {
 
-using keepsafe_sandbox::ProgressBar;
+using keepsafe_service::ProgressBar;
 using keepsafe_test::Descriptor;
 using std::chrono::milliseconds;
 

@@ -13,10 +13,10 @@
 
 namespace {
 
-using keepsafe_sandbox::AlreadyRunning;
-using keepsafe_sandbox::CacheLocation;
-using keepsafe_sandbox::FileError;
-using keepsafe_sandbox::ServiceLock;
+using keepsafe_service::AlreadyRunning;
+using keepsafe_service::CacheLocation;
+using keepsafe_service::FileError;
+using keepsafe_service::ServiceLock;
 using keepsafe_test::TempDir;
 using keepsafe_test::thrownBy;
 

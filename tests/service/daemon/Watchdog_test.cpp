@@ -14,8 +14,8 @@
 
 namespace {
 
-using keepsafe_sandbox::Watchdog;
-using keepsafe_sandbox::watchdogPeriod;
+using keepsafe_service::Watchdog;
+using keepsafe_service::watchdogPeriod;
 using keepsafe_test::NotifySocket;
 using std::chrono::microseconds;
 

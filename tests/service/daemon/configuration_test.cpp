@@ -11,11 +11,11 @@
 
 namespace {
 
-using keepsafe_sandbox::databaseSettings;
-using keepsafe_sandbox::findConfiguration;
-using keepsafe_sandbox::InputError;
-using keepsafe_sandbox::listenAddress;
-using keepsafe_sandbox::serverTlsFiles;
+using keepsafe_service::databaseSettings;
+using keepsafe_service::findConfiguration;
+using keepsafe_service::InputError;
+using keepsafe_service::listenAddress;
+using keepsafe_service::serverTlsFiles;
 using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Platform::Config;
 

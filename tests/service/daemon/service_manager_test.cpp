@@ -12,8 +12,8 @@
 
 namespace {
 
-using keepsafe_sandbox::mentionToServiceManager;
-using keepsafe_sandbox::tellServiceManager;
+using keepsafe_service::mentionToServiceManager;
+using keepsafe_service::tellServiceManager;
 using keepsafe_test::NotifySocket;
 using keepsafe_test::thrownBy;
 

@@ -9,9 +9,9 @@
 
 namespace {
 
-using keepsafe_sandbox::Database;
-using keepsafe_sandbox::DatabaseError;
-using keepsafe_sandbox::Transaction;
+using keepsafe_service::Database;
+using keepsafe_service::DatabaseError;
+using keepsafe_service::Transaction;
 using keepsafe_test::DatabaseKind;
 using keepsafe_test::PrivateDatabase;
 

@@ -10,10 +10,10 @@
 
 namespace {
 
-using keepsafe_sandbox::Database;
-using keepsafe_sandbox::DatabaseError;
-using keepsafe_sandbox::ensureSchema;
-using keepsafe_sandbox::SchemaOrigin;
+using keepsafe_service::Database;
+using keepsafe_service::DatabaseError;
+using keepsafe_service::ensureSchema;
+using keepsafe_service::SchemaOrigin;
 using keepsafe_test::DatabaseKind;
 using keepsafe_test::PrivateDatabase;
 

@@ -24,9 +24,9 @@ SQLRETURN SQL_API SQLGetInfo(SQLHDBC, SQLUSMALLINT, SQLPOINTER value, SQLSMALLIN
 
 namespace {
 
-using keepsafe_sandbox::Database;
-using keepsafe_sandbox::DatabaseError;
-using keepsafe_sandbox::SchemaOrigin;
+using keepsafe_service::Database;
+using keepsafe_service::DatabaseError;
+using keepsafe_service::SchemaOrigin;
 using keepsafe_test::DatabaseKind;
 using keepsafe_test::PrivateDatabase;
 

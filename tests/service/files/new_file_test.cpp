@@ -13,11 +13,11 @@
 
 namespace {
 
-using keepsafe_sandbox::createFile;
-using keepsafe_sandbox::ensureFolder;
-using keepsafe_sandbox::EVERYBODY;
-using keepsafe_sandbox::FileError;
-using keepsafe_sandbox::OWNER_ONLY;
+using keepsafe_service::createFile;
+using keepsafe_service::ensureFolder;
+using keepsafe_service::EVERYBODY;
+using keepsafe_service::FileError;
+using keepsafe_service::OWNER_ONLY;
 using keepsafe_test::readFile;
 using keepsafe_test::thrownBy;
 using keepsafe_test::writeFile;

@@ -169,8 +169,8 @@ TEST_P(KilledJournal, HasWhatWasAcknowledgedOnceAndLeadsToTheStore)
     for (const std::string& entry : acknowledged.entries()) {
         EXPECT_EQ(entries[entry], 1) << entry;
     }
-    keepsafe_sandbox::Database database(keepsafe_sandbox::loadDatabaseSettings(RootLayout(service_.path())));
-    EXPECT_EQ(replay.items(), itemsOf(keepsafe_sandbox::Store(database).load()));
+    keepsafe_service::Database database(keepsafe_sandbox::loadDatabaseSettings(RootLayout(service_.path())));
+    EXPECT_EQ(replay.items(), itemsOf(keepsafe_service::Store(database).load()));
 }
 
 } // namespace

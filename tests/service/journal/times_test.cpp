@@ -4,8 +4,8 @@
 
 namespace {
 
-using keepsafe_sandbox::journalTime;
-using keepsafe_sandbox::journalTimeOf;
+using keepsafe_service::journalTime;
+using keepsafe_service::journalTimeOf;
 using std::chrono::microseconds;
 using Moment = std::chrono::system_clock::time_point;
 

@@ -13,8 +13,8 @@
 
 namespace {
 
-using keepsafe_sandbox::InputError;
-using keepsafe_sandbox::MonitorAddress;
+using keepsafe_service::InputError;
+using keepsafe_service::MonitorAddress;
 using keepsafe_test::connectToMonitor;
 using keepsafe_test::readFile;
 using keepsafe_test::thrownBy;

@@ -20,7 +20,7 @@
 
 namespace {
 
-using namespace keepsafe_sandbox;
+using namespace keepsafe_service;
 using keepsafe_test::askMonitor;
 using keepsafe_test::bodyOf;
 using keepsafe_test::connectToMonitor;

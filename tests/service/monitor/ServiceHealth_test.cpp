@@ -5,8 +5,8 @@
 
 namespace {
 
-using keepsafe_sandbox::ControlFigures;
-using keepsafe_sandbox::ServiceHealth;
+using keepsafe_service::ControlFigures;
+using keepsafe_service::ServiceHealth;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::MatchesRegex;

@@ -10,8 +10,8 @@
 
 namespace {
 
-using keepsafe_sandbox::Filter;
-using keepsafe_sandbox::Refusal;
+using keepsafe_service::Filter;
+using keepsafe_service::Refusal;
 using keepsafe_test::thrownBy;
 
 const std::vector<std::string> FIELDS = {"id", "name"};

@@ -10,11 +10,11 @@
 
 namespace {
 
-using keepsafe_sandbox::idOf;
-using keepsafe_sandbox::namespaceOf;
-using keepsafe_sandbox::Refusal;
-using keepsafe_sandbox::RequestTarget;
-using keepsafe_sandbox::shown;
+using keepsafe_service::idOf;
+using keepsafe_service::namespaceOf;
+using keepsafe_service::Refusal;
+using keepsafe_service::RequestTarget;
+using keepsafe_service::shown;
 using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 

@@ -12,10 +12,10 @@
 
 namespace {
 
-using keepsafe_sandbox::JsonHandle;
-using keepsafe_sandbox::Router;
-using keepsafe_sandbox::ServiceRequest;
-using keepsafe_sandbox::ServiceResponse;
+using keepsafe_service::JsonHandle;
+using keepsafe_service::Router;
+using keepsafe_service::ServiceRequest;
+using keepsafe_service::ServiceResponse;
 using keepsafe_test::CapturedLog;
 using keepsafe_test::DatabaseKind;
 using keepsafe_test::LogLine;
@@ -275,12 +275,12 @@ TEST_P(Resources, RefuseQueriesThatTheyDoNotKnow)
 
 TEST_P(Resources, TakeMoreOfABulkThanOfOne)
 {
-    const std::string spaces(keepsafe_sandbox::MOST_BODY_BYTES + 1, ' ');
+    const std::string spaces(keepsafe_service::MOST_BODY_BYTES + 1, ' ');
     EXPECT_EQ(ask("POST", "roles", spaces), error("413", "20", "the request's body is too long"));
     EXPECT_THAT(ask("POST", "bulk-object-registration-requests", spaces),
                 StartsWith(R"(400 {"errorCode":7610,)"));
     EXPECT_EQ(Router::mostBodyBytes(ROOT + "bulk-object-update-requests"),
-              keepsafe_sandbox::MOST_BULK_BODY_BYTES);
+              keepsafe_service::MOST_BULK_BODY_BYTES);
 }
 
 TEST_P(Resources, TakeTenThousandObjectsAtOnce)

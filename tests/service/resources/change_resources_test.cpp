@@ -12,9 +12,9 @@
 
 namespace {
 
-using keepsafe_sandbox::JsonHandle;
-using keepsafe_sandbox::Router;
-using keepsafe_sandbox::ServiceResponse;
+using keepsafe_service::JsonHandle;
+using keepsafe_service::Router;
+using keepsafe_service::ServiceResponse;
 using keepsafe_test::DatabaseKind;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -92,7 +92,7 @@ TEST_P(ChangeResource, ShowsAChangeWithBeforeAndAfter)
     EXPECT_EQ(textAt(attributes, "time"), journal().back().time);
     json_object_del(attributes, "time");
     EXPECT_EQ(
-        keepsafe_sandbox::jsonText(found.get(), JSON_COMPACT),
+        keepsafe_service::jsonText(found.get(), JSON_COMPACT),
         R"({"data":[{"attributes":{"after":{"id":"1","object":"|A|","operations":["|OPERATIONS|VIEW|"],)"
         R"("propagation":"OBJECT","roleId":7},"before":null,"object":"|A|","revision":5,"roleId":7,)"
         R"("what":"accessDefinitionAdded","who":"CN=tester"},"id":"5-1","type":"change"}]})");

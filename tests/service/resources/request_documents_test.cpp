@@ -14,7 +14,7 @@
 
 namespace {
 
-using namespace keepsafe_sandbox;
+using namespace keepsafe_service;
 using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Propagation;

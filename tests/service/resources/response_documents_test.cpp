@@ -16,7 +16,7 @@
 
 namespace {
 
-using namespace keepsafe_sandbox;
+using namespace keepsafe_service;
 using Tessara::Keepsafe::Rbac::AccessDefinition;
 using Tessara::Keepsafe::Rbac::ManagedObjectResource;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -140,7 +140,7 @@ TEST(ErrorDocuments, TellAFailureOfTheDatabaseAndOfPublishingFromOthers)
     };
     EXPECT_EQ(told(std::make_exception_ptr(DatabaseError("no database"))),
               R"(500 {"errorCode":220,"errorMessage":"no database"})");
-    EXPECT_EQ(told(std::make_exception_ptr(keepsafe_sandbox::NotPublished("the change is stored"))),
+    EXPECT_EQ(told(std::make_exception_ptr(keepsafe_service::NotPublished("the change is stored"))),
               R"(503 {"errorCode":12,"errorMessage":"the change is stored"})");
     EXPECT_EQ(told(std::make_exception_ptr(std::runtime_error("no disk"))),
               R"(500 {"errorCode":114,"errorMessage":"no disk"})");

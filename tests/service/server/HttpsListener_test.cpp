@@ -35,13 +35,13 @@
 
 namespace {
 
-using keepsafe_sandbox::HttpsListener;
-using keepsafe_sandbox::ListenAddress;
-using keepsafe_sandbox::RequestAnswerer;
-using keepsafe_sandbox::ServerLimits;
-using keepsafe_sandbox::ServerTlsFiles;
-using keepsafe_sandbox::ServiceRequest;
-using keepsafe_sandbox::ServiceResponse;
+using keepsafe_service::HttpsListener;
+using keepsafe_service::ListenAddress;
+using keepsafe_service::RequestAnswerer;
+using keepsafe_service::ServerLimits;
+using keepsafe_service::ServerTlsFiles;
+using keepsafe_service::ServiceRequest;
+using keepsafe_service::ServiceResponse;
 using keepsafe_test::CertificateAuthority;
 using keepsafe_test::CertificateFiles;
 using keepsafe_test::Descriptor;
@@ -387,7 +387,7 @@ TEST_F(Listener, NamesAFileThatCannotBeUsed)
     for (const ServerTlsFiles& files : {ServerTlsFiles{none, server_.key, authority_.file()},
                                         ServerTlsFiles{server_.certificate, none, authority_.file()},
                                         ServerTlsFiles{server_.certificate, server_.key, none}}) {
-        EXPECT_THAT(thrownBy<keepsafe_sandbox::InputError>([&] {
+        EXPECT_THAT(thrownBy<keepsafe_service::InputError>([&] {
                         HttpsListener(address_, files, answerer());
                     }).what(),
                     StartsWith(none + " cannot be used as "));
@@ -401,7 +401,7 @@ TEST_F(Listener, RefusesAFifoInTheFilesPlacesWithoutWaiting)
     for (const ServerTlsFiles& files : {ServerTlsFiles{fifo, server_.key, authority_.file()},
                                         ServerTlsFiles{server_.certificate, fifo, authority_.file()},
                                         ServerTlsFiles{server_.certificate, server_.key, fifo}}) {
-        const std::string refusal = thrownBy<keepsafe_sandbox::InputError>([&] {
+        const std::string refusal = thrownBy<keepsafe_service::InputError>([&] {
                                         HttpsListener(address_, files, answerer());
                                     }).what();
         EXPECT_THAT(refusal, StartsWith(fifo + " cannot be used as "));
@@ -413,7 +413,7 @@ TEST_F(Listener, RefusesAKeyThatEverybodyMayWrite)
 {
     ASSERT_EQ(::chmod(server_.key.c_str(), 0666), 0);
     EXPECT_EQ(
-        thrownBy<keepsafe_sandbox::InputError>([&] { HttpsListener(address_, files_, answerer()); }).what(),
+        thrownBy<keepsafe_service::InputError>([&] { HttpsListener(address_, files_, answerer()); }).what(),
         server_.key + " cannot be used as the server's private key: writable by everybody");
 }
 
@@ -424,7 +424,7 @@ TEST_F(Listener, RefusesAnAuthorityWithoutACertificateAndAKeyWithAPassPhrase)
     for (const ServerTlsFiles& files : {ServerTlsFiles{server_.certificate, server_.key, server_.key},
                                         ServerTlsFiles{server_.certificate, encrypted, authority_.file()},
                                         ServerTlsFiles{server_.key, server_.key, authority_.file()}}) {
-        EXPECT_THROW(HttpsListener(address_, files, answerer()), keepsafe_sandbox::InputError);
+        EXPECT_THROW(HttpsListener(address_, files, answerer()), keepsafe_service::InputError);
     }
 }
 

@@ -10,8 +10,8 @@
 
 namespace {
 
-using keepsafe_sandbox::InputError;
-using keepsafe_sandbox::ListenAddress;
+using keepsafe_service::InputError;
+using keepsafe_service::ListenAddress;
 using keepsafe_test::thrownBy;
 
 TEST(ListenAddress, HasAHostAndAPort)

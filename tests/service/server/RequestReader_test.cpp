@@ -13,7 +13,7 @@
 
 namespace {
 
-using keepsafe_sandbox::RequestReader;
+using keepsafe_service::RequestReader;
 using State = RequestReader::State;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -22,9 +22,9 @@ using testing::IsEmpty;
 constexpr std::size_t MOST_BODY = keepsafe_test::BAD_REQUESTS_MOST_BODY;
 
 /// A budget of bodies that is never used up.
-keepsafe_sandbox::BodyBudget& enough()
+keepsafe_service::BodyBudget& enough()
 {
-    static keepsafe_sandbox::BodyBudget budget(std::size_t(1) << 30U);
+    static keepsafe_service::BodyBudget budget(std::size_t(1) << 30U);
     return budget;
 }
 
@@ -43,7 +43,7 @@ Reading readPieces(const std::vector<std::string>& pieces)
     for (const std::string& piece : pieces) {
         reading.state = reader.take(piece);
         while (reading.state == State::Whole) {
-            const keepsafe_sandbox::ServiceRequest request = reader.takeRequest();
+            const keepsafe_service::ServiceRequest request = reader.takeRequest();
             reading.requests.push_back(request.method + ' ' + request.target + ' ' + request.contentType +
                                        ' ' + request.body);
             reading.state = reader.next();
@@ -152,7 +152,7 @@ TEST(RequestReader, ReadsNoBodyThatIsTooLong)
 
 TEST(RequestReader, SharesABudgetOfBodiesWithTheOthersUntilItsRequestIsAnswered)
 {
-    keepsafe_sandbox::BodyBudget budget(10);
+    keepsafe_service::BodyBudget budget(10);
     const auto most = [](const std::string& /*target*/) { return MOST_BODY; };
     const auto six = post("Content-Length: 6\r\n", "123456");
     RequestReader first(most, budget);

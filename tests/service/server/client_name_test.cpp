@@ -7,8 +7,8 @@
 
 namespace {
 
-using keepsafe_sandbox::MOST_CLIENT_NAME_BYTES;
-using keepsafe_sandbox::nameText;
+using keepsafe_service::MOST_CLIENT_NAME_BYTES;
+using keepsafe_service::nameText;
 
 class Name {
 public:

@@ -8,9 +8,9 @@
 
 namespace keepsafe_test {
 
-using keepsafe_sandbox::CacheImage;
-using keepsafe_sandbox::CacheObject;
-using keepsafe_sandbox::ImageBuilder;
+using keepsafe_service::CacheImage;
+using keepsafe_service::CacheObject;
+using keepsafe_service::ImageBuilder;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;

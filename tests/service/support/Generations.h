@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_TESTS_SANDBOX_SUPPORT_GENERATIONS_H
-#define KEEPSAFE_TESTS_SANDBOX_SUPPORT_GENERATIONS_H
+#ifndef KEEPSAFE_TESTS_SERVICE_SUPPORT_GENERATIONS_H
+#define KEEPSAFE_TESTS_SERVICE_SUPPORT_GENERATIONS_H
 
 #include <string>
 #include <vector>
@@ -13,8 +13,8 @@ namespace keepsafe_test {
 
 /// Caches of which each tells its number by everything that it answers: generation g has 40 g objects
 /// |VAULT|box-0| and so on, and grants role 1 the bit g on each of them, nothing else.
-std::vector<keepsafe_sandbox::CacheObject> objectsOfGeneration(unsigned generation);
-keepsafe_sandbox::CacheImage imageOfGeneration(unsigned generation);
+std::vector<keepsafe_service::CacheObject> objectsOfGeneration(unsigned generation);
+keepsafe_service::CacheImage imageOfGeneration(unsigned generation);
 
 /// What a reader finds: "generation 2" when everything that it asks is answered as by that generation,
 /// "refused" for status 12, anything else spelled out.

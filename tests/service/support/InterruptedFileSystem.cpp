@@ -6,8 +6,8 @@
 
 namespace keepsafe_test {
 
-using keepsafe_sandbox::FileError;
-using keepsafe_sandbox::OpenFile;
+using keepsafe_service::FileError;
+using keepsafe_service::OpenFile;
 
 void InterruptedFileSystem::interrupt() const
 {

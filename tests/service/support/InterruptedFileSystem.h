@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_TESTS_SANDBOX_SUPPORT_INTERRUPTEDFILESYSTEM_H
-#define KEEPSAFE_TESTS_SANDBOX_SUPPORT_INTERRUPTEDFILESYSTEM_H
+#ifndef KEEPSAFE_TESTS_SERVICE_SUPPORT_INTERRUPTEDFILESYSTEM_H
+#define KEEPSAFE_TESTS_SERVICE_SUPPORT_INTERRUPTEDFILESYSTEM_H
 
 #include <cstddef>
 
@@ -9,9 +9,9 @@ namespace keepsafe_test {
 
 /// The real file system without waiting for the disk: what a killed process has written is there, and tests
 /// with hundreds of writes are quick.
-class UnsyncedFileSystem : public keepsafe_sandbox::PosixFileSystem {
+class UnsyncedFileSystem : public keepsafe_service::PosixFileSystem {
 public:
-    void sync(const keepsafe_sandbox::OpenFile& /*file*/) override {}
+    void sync(const keepsafe_service::OpenFile& /*file*/) override {}
     void syncDirectory(const std::string& /*path*/) override {}
 };
 
@@ -30,14 +30,14 @@ public:
     }
 
     void createDirectories(const std::string& path) override;
-    keepsafe_sandbox::OpenFile openOrCreate(const std::string& path) override;
-    void allocate(const keepsafe_sandbox::OpenFile& file, std::uint64_t size) override;
-    void write(const keepsafe_sandbox::OpenFile& file, std::uint64_t offset, std::string_view bytes) override;
-    void truncate(const keepsafe_sandbox::OpenFile& file) override;
-    void sync(const keepsafe_sandbox::OpenFile& file) override;
+    keepsafe_service::OpenFile openOrCreate(const std::string& path) override;
+    void allocate(const keepsafe_service::OpenFile& file, std::uint64_t size) override;
+    void write(const keepsafe_service::OpenFile& file, std::uint64_t offset, std::string_view bytes) override;
+    void truncate(const keepsafe_service::OpenFile& file) override;
+    void sync(const keepsafe_service::OpenFile& file) override;
     void syncDirectory(const std::string& path) override;
     void rename(const std::string& from, const std::string& to) override;
-    void restrictLike(const keepsafe_sandbox::OpenFile& file, const std::string& model) override;
+    void restrictLike(const keepsafe_service::OpenFile& file, const std::string& model) override;
 
 private:
     [[nodiscard]] bool isTheStep() noexcept { return stepsLeft_-- == 0; }

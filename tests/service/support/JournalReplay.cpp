@@ -11,7 +11,7 @@ namespace keepsafe_test {
 
 namespace {
 
-using keepsafe_sandbox::JsonHandle;
+using keepsafe_service::JsonHandle;
 
 std::string memberOf(const json_t* document, const char* name)
 {
@@ -40,27 +40,27 @@ void put(Items& items, const std::string& item) { items[keyOf(item)] = item; }
 
 } // namespace
 
-Items itemsOf(const keepsafe_sandbox::Content& content)
+Items itemsOf(const keepsafe_service::Content& content)
 {
     Items items;
     std::unordered_map<std::int32_t, std::string> operations;
     std::unordered_map<std::int32_t, std::string> names;
     for (const auto& role : content.roles) {
-        put(items, keepsafe_sandbox::roleText(role));
+        put(items, keepsafe_service::roleText(role));
     }
     for (const auto& [operation, bit] : content.operations) {
         operations[bit] = operation.str();
-        put(items, keepsafe_sandbox::operationText(operation.str(), bit));
+        put(items, keepsafe_service::operationText(operation.str(), bit));
     }
     for (const auto& object : content.objects) {
         names[object.number] = object.name;
     }
     for (const auto& object : content.objects) {
-        put(items, keepsafe_sandbox::objectText(
+        put(items, keepsafe_service::objectText(
                        object, object.registeredWith == 0 ? nullptr : &names.at(object.registeredWith)));
     }
     for (const auto& definition : content.definitions) {
-        put(items, keepsafe_sandbox::definitionText(
+        put(items, keepsafe_service::definitionText(
                        definition, names.at(definition.object),
                        [&](std::int32_t bit) -> const std::string& { return operations.at(bit); }));
     }

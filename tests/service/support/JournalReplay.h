@@ -13,7 +13,7 @@ namespace keepsafe_test {
 /// "object |A|" and so on.
 using Items = std::map<std::string, std::string>;
 
-[[nodiscard]] Items itemsOf(const keepsafe_sandbox::Content& content);
+[[nodiscard]] Items itemsOf(const keepsafe_service::Content& content);
 
 /// Does again what a journal says, entry by entry. Faults of the journal fail the test.
 class JournalReplay {

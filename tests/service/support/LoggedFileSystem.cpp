@@ -4,7 +4,7 @@
 
 namespace keepsafe_test {
 
-using keepsafe_sandbox::OpenFile;
+using keepsafe_service::OpenFile;
 
 void LoggedFileSystem::createDirectories(const std::string& path)
 {

@@ -24,11 +24,11 @@ struct DiskStep {
 class LoggedFileSystem : public UnsyncedFileSystem {
 public:
     void createDirectories(const std::string& path) override;
-    keepsafe_sandbox::OpenFile openOrCreate(const std::string& path) override;
-    void allocate(const keepsafe_sandbox::OpenFile& file, std::uint64_t size) override;
-    void write(const keepsafe_sandbox::OpenFile& file, std::uint64_t offset, std::string_view bytes) override;
-    void truncate(const keepsafe_sandbox::OpenFile& file) override;
-    void sync(const keepsafe_sandbox::OpenFile& file) override;
+    keepsafe_service::OpenFile openOrCreate(const std::string& path) override;
+    void allocate(const keepsafe_service::OpenFile& file, std::uint64_t size) override;
+    void write(const keepsafe_service::OpenFile& file, std::uint64_t offset, std::string_view bytes) override;
+    void truncate(const keepsafe_service::OpenFile& file) override;
+    void sync(const keepsafe_service::OpenFile& file) override;
     void syncDirectory(const std::string& path) override;
     void rename(const std::string& from, const std::string& to) override;
 

@@ -24,9 +24,9 @@ const Value& pick(std::mt19937& random, const std::vector<Value>& values)
     return values[random() % values.size()];
 }
 
-keepsafe_sandbox::Grants grantsOf(const Grants& bits)
+keepsafe_service::Grants grantsOf(const Grants& bits)
 {
-    keepsafe_sandbox::Grants grants;
+    keepsafe_service::Grants grants;
     for (const auto& [roleId, offsets] : bits) {
         for (const std::int32_t offset : offsets) {
             grants.add(roleId, Operation{offset});
@@ -77,14 +77,14 @@ AccessModel RandomCache::model()
     return model;
 }
 
-keepsafe_sandbox::CacheObject cacheObject(const ObjectNamespace& ns, const ModelObject& object)
+keepsafe_service::CacheObject cacheObject(const ObjectNamespace& ns, const ModelObject& object)
 {
     return {ns, object.inherit, grantsOf(object.own), grantsOf(object.children), 0};
 }
 
-keepsafe_sandbox::CacheImage imageOf(const AccessModel& model)
+keepsafe_service::CacheImage imageOf(const AccessModel& model)
 {
-    keepsafe_sandbox::ImageBuilder builder;
+    keepsafe_service::ImageBuilder builder;
     for (const auto& [ns, object] : model.objects) {
         builder.add(cacheObject(ns, object));
     }

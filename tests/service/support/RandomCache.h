@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_TESTS_SANDBOX_SUPPORT_RANDOMCACHE_H
-#define KEEPSAFE_TESTS_SANDBOX_SUPPORT_RANDOMCACHE_H
+#ifndef KEEPSAFE_TESTS_SERVICE_SUPPORT_RANDOMCACHE_H
+#define KEEPSAFE_TESTS_SERVICE_SUPPORT_RANDOMCACHE_H
 
 #include <cstdint>
 #include <random>
@@ -32,9 +32,9 @@ private:
 };
 
 /// The object as the cache writer takes it.
-keepsafe_sandbox::CacheObject cacheObject(const Tessara::Keepsafe::Rbac::ObjectNamespace& ns,
+keepsafe_service::CacheObject cacheObject(const Tessara::Keepsafe::Rbac::ObjectNamespace& ns,
                                           const ModelObject& object);
-keepsafe_sandbox::CacheImage imageOf(const AccessModel& model);
+keepsafe_service::CacheImage imageOf(const AccessModel& model);
 
 } // namespace keepsafe_test
 

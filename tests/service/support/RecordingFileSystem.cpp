@@ -5,7 +5,7 @@
 
 namespace keepsafe_test {
 
-void RecordingFileSystem::write(const keepsafe_sandbox::OpenFile& file, std::uint64_t offset,
+void RecordingFileSystem::write(const keepsafe_service::OpenFile& file, std::uint64_t offset,
                                 std::string_view bytes)
 {
     writes_.push_back({std::filesystem::path(file.path()).filename().string(), offset, bytes.size()});

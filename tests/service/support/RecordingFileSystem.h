@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_TESTS_SANDBOX_SUPPORT_RECORDINGFILESYSTEM_H
-#define KEEPSAFE_TESTS_SANDBOX_SUPPORT_RECORDINGFILESYSTEM_H
+#ifndef KEEPSAFE_TESTS_SERVICE_SUPPORT_RECORDINGFILESYSTEM_H
+#define KEEPSAFE_TESTS_SERVICE_SUPPORT_RECORDINGFILESYSTEM_H
 
 #include <cstddef>
 #include <cstdint>
@@ -20,7 +20,7 @@ public:
         std::size_t size;
     };
 
-    void write(const keepsafe_sandbox::OpenFile& file, std::uint64_t offset, std::string_view bytes) override;
+    void write(const keepsafe_service::OpenFile& file, std::uint64_t offset, std::string_view bytes) override;
 
     /// The writes since the last call, which are forgotten.
     std::vector<Write> takeWrites();

@@ -125,11 +125,11 @@ private:
     Client compile(const std::string& document)
     {
         UnsyncedFileSystem fileSystem;
-        const keepsafe_sandbox::CacheLocation location(disk_.root.path(), "compiled");
+        const keepsafe_service::CacheLocation location(disk_.root.path(), "compiled");
         const auto policy = keepsafe_sandbox::readPolicy(document, ObjectNamespace());
-        keepsafe_sandbox::publishCache(fileSystem, location, ObjectNamespace(),
+        keepsafe_service::publishCache(fileSystem, location, ObjectNamespace(),
                                        keepsafe_sandbox::imageOf(policy), policy.operations,
-                                       keepsafe_sandbox::Renumber::Refuse);
+                                       keepsafe_service::Renumber::Refuse);
         return disk_.open("wmc/webserver/temp/access-caches/compiled");
     }
 

@@ -14,8 +14,8 @@
 
 namespace {
 
-using keepsafe_sandbox::FileRange;
-using keepsafe_sandbox::LevelTree;
+using keepsafe_service::FileRange;
+using keepsafe_service::LevelTree;
 using Tessara::Keepsafe::Rbac::NodeOffset;
 using Tessara::Keepsafe::Rbac::detail::SegmentNode;
 

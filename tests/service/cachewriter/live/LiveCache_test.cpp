@@ -24,12 +24,12 @@
 
 namespace {
 
-using keepsafe_sandbox::CacheLocation;
-using keepsafe_sandbox::CacheObject;
-using keepsafe_sandbox::InputError;
-using keepsafe_sandbox::LiveCache;
-using keepsafe_sandbox::OperationBits;
-using keepsafe_sandbox::Renumber;
+using keepsafe_service::CacheLocation;
+using keepsafe_service::CacheObject;
+using keepsafe_service::InputError;
+using keepsafe_service::LiveCache;
+using keepsafe_service::OperationBits;
+using keepsafe_service::Renumber;
 using keepsafe_test::findingIn;
 using keepsafe_test::findingOf;
 using keepsafe_test::imageOfGeneration;
@@ -187,7 +187,7 @@ TEST_F(LiveCacheTest, WritesEverythingWhenAnotherWriterHasBeenThere)
 {
     putGeneration(2);
     publish();
-    keepsafe_sandbox::publishCache(fileSystem_, location_, ObjectNamespace("VAULT"), imageOfGeneration(4),
+    keepsafe_service::publishCache(fileSystem_, location_, ObjectNamespace("VAULT"), imageOfGeneration(4),
                                    OPERATIONS, Renumber::Refuse);
     ASSERT_EQ(findingIn(directory()), "generation 4");
 

@@ -10,12 +10,12 @@
 
 namespace {
 
-using keepsafe_sandbox::CacheContent;
-using keepsafe_sandbox::CacheObject;
-using keepsafe_sandbox::FileContent;
-using keepsafe_sandbox::FileRange;
-using keepsafe_sandbox::InputError;
-using keepsafe_sandbox::LiveContent;
+using keepsafe_service::CacheContent;
+using keepsafe_service::CacheObject;
+using keepsafe_service::FileContent;
+using keepsafe_service::FileRange;
+using keepsafe_service::InputError;
+using keepsafe_service::LiveContent;
 using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Operation;

@@ -8,8 +8,8 @@
 
 namespace {
 
-using keepsafe_sandbox::InputError;
-using keepsafe_sandbox::NameTrie;
+using keepsafe_service::InputError;
+using keepsafe_service::NameTrie;
 
 void insert(NameTrie& trie, const std::string& text, NameTrie::NodeOffset object)
 {

@@ -21,11 +21,11 @@
 
 namespace {
 
-using keepsafe_sandbox::CacheLocation;
-using keepsafe_sandbox::CacheObject;
-using keepsafe_sandbox::FileSystem;
-using keepsafe_sandbox::LiveCache;
-using keepsafe_sandbox::OperationBits;
+using keepsafe_service::CacheLocation;
+using keepsafe_service::CacheObject;
+using keepsafe_service::FileSystem;
+using keepsafe_service::LiveCache;
+using keepsafe_service::OperationBits;
 using keepsafe_test::findingIn;
 using keepsafe_test::findingOf;
 using keepsafe_test::InterruptedFileSystem;

@@ -17,10 +17,10 @@
 
 namespace {
 
-using keepsafe_sandbox::CacheLocation;
-using keepsafe_sandbox::CacheObject;
-using keepsafe_sandbox::LiveCache;
-using keepsafe_sandbox::OperationBits;
+using keepsafe_service::CacheLocation;
+using keepsafe_service::CacheObject;
+using keepsafe_service::LiveCache;
+using keepsafe_service::OperationBits;
 using keepsafe_test::Process;
 using keepsafe_test::UnsyncedFileSystem;
 using Tessara::Keepsafe::Rbac::AccessCache;

@@ -20,10 +20,10 @@
 
 namespace {
 
-using keepsafe_sandbox::CacheImage;
-using keepsafe_sandbox::CacheLocation;
-using keepsafe_sandbox::CachePublisher;
-using keepsafe_sandbox::LiveCache;
+using keepsafe_service::CacheImage;
+using keepsafe_service::CacheLocation;
+using keepsafe_service::CachePublisher;
+using keepsafe_service::LiveCache;
 using keepsafe_test::AccessModel;
 using keepsafe_test::cacheObject;
 using keepsafe_test::imageOf;
