@@ -99,11 +99,20 @@ public:
                 .write(reinterpret_cast<const char*>(data) + position, static_cast<std::streamsize>(length));
             position += length;
         }
+        makeLarge(directory(CACHES.back()) + '/' + names.back());
     }
 
     OperationCache operations;
 
 private:
+    /// Rows of large caches are asked in other ways than those of small ones. Nothing refers to the new
+    /// records.
+    static void makeLarge(const std::string& file)
+    {
+        constexpr std::uintmax_t BYTES = std::uintmax_t{2} << 20U;
+        std::filesystem::resize_file(file, std::filesystem::file_size(file) + BYTES);
+    }
+
     const PrivateFolder folder_;
 };
 
