@@ -19,6 +19,7 @@
 
 #include "MasterServerRoot.h"
 #include "require.h"
+#include "support/FakeHttpClients.h"
 
 namespace {
 
@@ -26,38 +27,19 @@ using namespace Tessara::Keepsafe::Rbac;
 using Service = DefaultObjectRegistrationService;
 
 /// Answers every request the same way, and counts them.
-class OneAnswer : public KSClientCURL_BaseFactory {
+class OneAnswer : public keepsafe_test::FakeHttpClients {
 public:
     OneAnswer(std::string body, long httpStatus) : body_(std::move(body)), httpStatus_(httpStatus) {}
-
-    KSClientCURL_Base* create(const std::string& /*host*/, int /*port*/, int /*kind*/) override
-    {
-        return new Client(*this);
-    }
 
     int requests = 0;
 
 private:
-    class Client : public KSClientCURL_Base {
-    public:
-        explicit Client(OneAnswer& service) : service_(service) {}
-
-        int Put(const std::string& /*path*/, const std::string& /*body*/) override { return 1; }
-        int Post(const std::string& /*path*/, const std::string& /*body*/) override
-        {
-            ++service_.requests;
-            return 0;
-        }
-        int Patch(const std::string& /*path*/, const std::string& /*body*/) override { return 1; }
-        int Get(const std::string& /*path*/) override { return 1; }
-        int Delete(const std::string& /*path*/) override { return 1; }
-        void setApiVersion(int /*version*/) override {}
-        [[nodiscard]] long httpStatus() const override { return service_.httpStatus_; }
-        [[nodiscard]] const std::string& responseBody() const override { return service_.body_; }
-
-    private:
-        OneAnswer& service_;
-    };
+    keepsafe_test::Response answer(const keepsafe_test::Request& request, int /*apiVersion*/) override
+    {
+        require(request.method == "POST", "registration only posts");
+        ++requests;
+        return {0, httpStatus_, body_};
+    }
 
     std::string body_;
     long httpStatus_;

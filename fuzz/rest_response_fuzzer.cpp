@@ -19,46 +19,23 @@
 
 #include "MasterServerRoot.h"
 #include "require.h"
+#include "support/FakeHttpClients.h"
 
 namespace {
 
 using namespace Tessara::Keepsafe::Rbac;
 
-/// Answers every request with one response.
-class OneResponse : public KSClientCURL_BaseFactory {
+/// Answers every request with one body, and with the HTTP status that its method wants or with an error.
+class OneResponse : public keepsafe_test::FakeHttpClients {
 public:
     OneResponse(std::string body, bool isError) : body_(std::move(body)), isError_(isError) {}
 
-    KSClientCURL_Base* create(const std::string& /*host*/, int /*port*/, int /*kind*/) override
-    {
-        return new Client(body_, isError_);
-    }
-
 private:
-    class Client : public KSClientCURL_Base {
-    public:
-        Client(const std::string& body, bool isError) : body_(body), isError_(isError) {}
-
-        int Put(const std::string& /*path*/, const std::string& /*body*/) override { return answer(204); }
-        int Post(const std::string& /*path*/, const std::string& /*body*/) override { return answer(201); }
-        int Patch(const std::string& /*path*/, const std::string& /*body*/) override { return answer(204); }
-        int Get(const std::string& /*path*/) override { return answer(200); }
-        int Delete(const std::string& /*path*/) override { return answer(204); }
-        void setApiVersion(int /*version*/) override {}
-        [[nodiscard]] long httpStatus() const override { return status_; }
-        [[nodiscard]] const std::string& responseBody() const override { return body_; }
-
-    private:
-        int answer(long wanted)
-        {
-            status_ = isError_ ? 409 : wanted;
-            return 0;
-        }
-
-        const std::string& body_;
-        bool isError_;
-        long status_ = 0;
-    };
+    keepsafe_test::Response answer(const keepsafe_test::Request& request, int /*apiVersion*/) override
+    {
+        const long wanted = request.method == "GET" ? 200 : request.method == "POST" ? 201 : 204;
+        return {0, isError_ ? 409 : wanted, body_};
+    }
 
     std::string body_;
     bool isError_;

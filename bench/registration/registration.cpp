@@ -20,8 +20,8 @@
 #include <keepsafe/rbac/registration/DefaultObjectRegistrationService.h>
 
 #include "support/Descriptor.h"
+#include "support/MasterServerRoot.h"
 #include "support/Process.h"
-#include "support/TempDir.h"
 #include "workloads.h"
 
 namespace keepsafe_bench {
@@ -284,8 +284,7 @@ void measureRegistration(const Settings& settings, Report& report)
         // First, while the heap is still fresh.
         measureWithService(objects, settings, report);
     }
-    const keepsafe_test::TempRoot root;
-    keepsafe_test::writeFile(root.path("etc/keepsafe.toml"), "master_server = \"master.example\"\n");
+    const keepsafe_test::NamedMasterServerRoot root;
     measureWithoutService(objects, settings, report);
 }
 

@@ -12,80 +12,46 @@
 #include <sched.h>
 #include <sys/stat.h>
 
+#include <keepsafe/platform/http/KSClientCURL.h>
 #include <keepsafe/rbac/api/Roles.h>
 #include <keepsafe/rbac/client/AccessControlClient.h>
 
 #include "generate/GeneratedCache.h"
 #include "questions/PublishedCache.h"
-#include "support/Certificates.h"
-#include "support/HttpsServer.h"
-#include "support/TempDir.h"
-#include "support/own_address.h"
+#include "support/MasterServerRoot.h"
 #include "workloads.h"
 
 namespace keepsafe_bench {
 namespace {
 
-using keepsafe_test::HttpsServer;
 using Tessara::Keepsafe::Rbac::AccessControlClient;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::RoleAPI;
 
-const std::string ADDRESS = keepsafe_test::ownAddress();
-constexpr unsigned short PORT = 1556;
-
 /// An installation root and the master server that it names.
-class Installation {
+class Installation : public keepsafe_test::MasterServerRoot {
 public:
-    Installation()
-    {
-        keepsafe_test::writeFile(
-            configuration_, "master_server = \"" + ADDRESS +
-                                "\"\n[features]\nenabled = [1]\n[tls]\ncertificate = \"" + host_.certificate +
-                                "\"\nkey = \"" + host_.key + "\"\nca = \"" + authority_.file() + "\"\n");
-    }
-
     void putCache(const std::string& id, const std::string& directory) const
     {
-        const std::filesystem::path caches = root_.path("wmc/webserver/temp/access-caches");
+        const std::filesystem::path caches = path("wmc/webserver/temp/access-caches");
         std::filesystem::create_directories(caches);
         std::filesystem::create_directory_symlink(directory, caches / id);
     }
 
-    HttpsServer& server() { return server_; }
-    [[nodiscard]] const std::string& configuration() const { return configuration_; }
-    [[nodiscard]] const std::string& ca() const { return authority_.file(); }
-    [[nodiscard]] const keepsafe_test::CertificateFiles& host() const { return host_; }
-
-private:
-    [[nodiscard]] HttpsServer::Settings settings() const
-    {
-        HttpsServer::Settings settings;
-        settings.certificate = authority_.issue({"server", "serverAuth", "IP:" + ADDRESS});
-        settings.clientCa = authority_.file();
-        settings.address = ADDRESS;
-        settings.port = PORT;
-        return settings;
-    }
-
-    keepsafe_test::TempRoot root_;
-    std::string configuration_ = root_.path("etc/keepsafe.toml");
-    keepsafe_test::CertificateAuthority authority_{root_.path(), "ca"};
-    keepsafe_test::CertificateFiles host_ = authority_.issueForClient("host");
-    HttpsServer server_{settings()};
+    keepsafe_test::HttpsServer server{settings()};
 };
 
 /// The same request by libcurl alone, with one handle.
 class BareClient {
 public:
     BareClient(const Installation& installation, const std::string& path)
-        : url_("https://" + ADDRESS + ':' + std::to_string(PORT) + '/' + path)
+        : url_("https://" + installation.address + ':' + std::to_string(MASTER_SERVER_PORT) + '/' + path)
     {
         curl_easy_setopt(curl_.get(), CURLOPT_URL, url_.c_str());
         curl_easy_setopt(curl_.get(), CURLOPT_NOSIGNAL, 1L);
-        curl_easy_setopt(curl_.get(), CURLOPT_CAINFO, installation.ca().c_str());
-        curl_easy_setopt(curl_.get(), CURLOPT_SSLCERT, installation.host().certificate.c_str());
-        curl_easy_setopt(curl_.get(), CURLOPT_SSLKEY, installation.host().key.c_str());
+        curl_easy_setopt(curl_.get(), CURLOPT_CAINFO, installation.authority.file().c_str());
+        curl_easy_setopt(curl_.get(), CURLOPT_SSLCERT, installation.client.certificate.c_str());
+        curl_easy_setopt(curl_.get(), CURLOPT_SSLKEY, installation.client.key.c_str());
         curl_easy_setopt(curl_.get(), CURLOPT_WRITEFUNCTION, &take);
         curl_easy_setopt(curl_.get(), CURLOPT_WRITEDATA, &body_);
     }
@@ -94,9 +60,8 @@ public:
     /// those that the connection was made with.
     void getAfterLookingAtFiles(const Installation& installation)
     {
-        const keepsafe_test::CertificateFiles& host = installation.host();
-        for (const std::string* path :
-             {&installation.configuration(), &host.certificate, &installation.ca()}) {
+        for (const std::string* path : {&installation.configurationFile, &installation.client.certificate,
+                                        &installation.authority.file()}) {
             struct stat state {};
             require(::stat(path->c_str(), &state) == 0, "the file is there");
         }
@@ -126,14 +91,14 @@ private:
 
 void measureGet(Installation& installation, const Settings& settings, Report& report)
 {
-    installation.server().playAlways(keepsafe_test::answer(
+    installation.server.playAlways(keepsafe_test::answer(
         200, R"({"data":{"type":"accessControlRole","links":{"self":{"href":"/access-control/roles/17"}},)"
              R"("id":"17","attributes":{"name":"auditor","description":"reads","systemDefined":true}}})"));
     BareClient bare(installation, "keepsafe/access-control/roles/17");
     const RoleAPI roles;
-    const unsigned before = installation.server().connections();
+    const unsigned before = installation.server.connections();
     times(1000, [&] { require(roles.get_role(17).id == 17, "the role arrives"); })();
-    report.value("  connections for 1,000 get_role calls", installation.server().connections() - before, "");
+    report.value("  connections for 1,000 get_role calls", installation.server.connections() - before, "");
 
     const std::size_t count = settings.calls / 5;
     Turns turns(settings.rounds * 2);
@@ -159,7 +124,7 @@ void measureCreate(Installation& installation, const Settings& settings, Report&
 {
     const PublishedCache published(keepsafe_sandbox::GeneratedCache(settings.baseObjects, SEED).build());
     installation.putCache("large", published.location().accessCache());
-    installation.server().playAlways(
+    installation.server.playAlways(
         keepsafe_test::answer(200, R"({"data":{"type":"accessCache","id":"large"}})"));
     constexpr std::size_t COUNT = 200;
     Turns turns(settings.rounds);

@@ -3,12 +3,9 @@
 
 #include <optional>
 
-#include "support/Certificates.h"
 #include "support/Descriptor.h"
-#include "support/HttpsServer.h"
+#include "support/MasterServerRoot.h"
 #include "support/Process.h"
-#include "support/TempDir.h"
-#include "support/own_address.h"
 
 namespace keepsafe_test {
 
@@ -21,11 +18,8 @@ public:
 private:
     void serve(const Play& play, const Pipe& ready) const;
 
-    TempRoot root_;
-    const std::string address_ = ownAddress();
-    const CertificateAuthority authority_{root_.path(), "ca"};
-    const CertificateFiles server_ = authority_.issue({"server", "serverAuth", "IP:" + address_});
-    const CertificateFiles client_ = authority_.issueForClient("host");
+    MasterServerRoot root_;
+    const HttpsServer::Settings settings_ = root_.settings();
     std::optional<Process> process_;
 };
 

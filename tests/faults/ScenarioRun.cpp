@@ -26,9 +26,9 @@ namespace Platform = Tessara::Keepsafe::Platform;
 constexpr unsigned SECONDS_FOR_A_RUN = 90;
 
 /// Counts lines and needs no memory for it.
-class CountingSink : public Platform::LogSink {
+class LineCounter : public Platform::LogSink {
 public:
-    CountingSink(RunReport& report, int level) : report_(report), level_(level) {}
+    LineCounter(RunReport& report, int level) : report_(report), level_(level) {}
     void write(const Platform::LogRecord& record) noexcept override
     {
         if (record.level >= level_) {
@@ -126,7 +126,7 @@ int runScenario(const Subject& subject, const std::string& folder, const Fault& 
     alarm(SECONDS_FOR_A_RUN);
     ::dup2(errors.get(), STDERR_FILENO);
     std::unique_ptr<Scenario> scenario = subject.make(folder);
-    Platform::setLogSink(std::make_shared<CountingSink>(report, subject.logLevel));
+    Platform::setLogSink(std::make_shared<LineCounter>(report, subject.logLevel));
     Platform::setLogThreshold(subject.logLevel);
     const off_t before = ::lseek(errors.get(), 0, SEEK_END);
     report.lines = 0;

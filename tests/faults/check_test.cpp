@@ -80,9 +80,9 @@ std::string inspectLock(const std::string& folder, Result /*result*/)
 }
 
 /// An open cache and the questions whose answers depend on the generation.
-class Questions {
+class GenerationQuestions {
 public:
-    explicit Questions(const std::string& folder)
+    explicit GenerationQuestions(const std::string& folder)
         : cache_(boost::make_shared<const AccessCache>(Manifest("vault", cacheFolder(folder)))),
           first_(cache_, {1}, Operation{1}, 0), third_(cache_, {1}, Operation{3}, 0)
     {
@@ -106,9 +106,9 @@ private:
 /// The time after which a reader has to have noticed that files are others.
 void waitUntilTheFilesAreLookedAt() { std::this_thread::sleep_for(std::chrono::milliseconds(11)); }
 
-class Check : public Scenario {
+class RepeatedCheck : public Scenario {
 public:
-    explicit Check(const std::string& folder)
+    explicit RepeatedCheck(const std::string& folder)
     {
         publishInAnotherProcess(folder, 1);
         questions_.emplace(folder);
@@ -119,13 +119,13 @@ public:
     Result work() override { return questions_->ask(1); }
 
 private:
-    std::optional<Questions> questions_;
+    std::optional<GenerationQuestions> questions_;
 };
 
 TEST(FaultsInACheck, NeverGrantAndAlwaysTell)
 {
     expectSoundUnderFaults(
-        {[](const std::string& folder) { return std::make_unique<Check>(folder); }, inspectLock});
+        {[](const std::string& folder) { return std::make_unique<RepeatedCheck>(folder); }, inspectLock});
 }
 
 /// The thread's first hold of the lock, too.
@@ -133,7 +133,7 @@ class Opening : public Scenario {
 public:
     explicit Opening(const std::string& folder) : folder_(folder) { publishInAnotherProcess(folder, 1); }
 
-    Result work() override { return Questions(folder_).ask(1); }
+    Result work() override { return GenerationQuestions(folder_).ask(1); }
 
 private:
     std::string folder_;
@@ -173,7 +173,7 @@ private:
         std::filesystem::rename(cacheFolder(folder + "/other"), cacheFolder(folder));
     }
 
-    std::optional<Questions> questions_;
+    std::optional<GenerationQuestions> questions_;
 };
 
 TEST(FaultsInARefresh, OfAGrownCacheNeverGrantAndAlwaysTell)

@@ -8,15 +8,15 @@
 #include <gtest/gtest.h>
 #include <openssl/err.h>
 
-#include <keepsafe/platform/log/KSLogger.h>
-
 #include "jwt/HostKeyRoot.h"
 #include "jwt/expected_lines.h"
 #include "support/CapturedLog.h"
+#include "support/DefaultLogger.h"
 
 namespace {
 
 using keepsafe_test::CapturedLog;
+using keepsafe_test::DefaultLogger;
 using keepsafe_test::FAR_FUTURE_MS;
 using keepsafe_test::HostKeyRoot;
 using keepsafe_test::hostSigner;
@@ -30,18 +30,6 @@ namespace lines = keepsafe_test::lines;
 using lines::Lines;
 
 std::string payloadWithExpiry(long long exp) { return "{\"exp\":" + std::to_string(exp) + "}"; }
-
-/// A default logger of the process while it lives.
-class DefaultLogger {
-public:
-    explicit DefaultLogger(int level) : logger_(level) { KSLogger::s_default = &logger_; }
-    ~DefaultLogger() { KSLogger::s_default = nullptr; }
-    DefaultLogger(const DefaultLogger&) = delete;
-    DefaultLogger& operator=(const DefaultLogger&) = delete;
-
-private:
-    KSLogger logger_;
-};
 
 class ValidatingJwtParserTest : public testing::Test {
 protected:

@@ -12,6 +12,7 @@
 #include "LockHolder.h"
 #include "slots_support.h"
 #include "support/TempDir.h"
+#include "support/thrown.h"
 
 // How a lock is held, as a process sees it that does not take it.
 
@@ -111,13 +112,10 @@ TEST_F(LockState, ToldOfAControlPageThatIsNone)
 
 TEST_F(LockState, OfAFileThatIsMissingIsAnError)
 {
-    try {
-        static_cast<void>(fileLockState(folder_.path("nothing")));
-        FAIL();
-    } catch (const ExplainedFailure& failure) {
-        EXPECT_EQ(failure.status(), 12);
-        EXPECT_EQ(failure.reason(), folder_.path("nothing") + ": No such file or directory");
-    }
+    const std::string path = folder_.path("nothing");
+    const auto failure = thrownBy<ExplainedFailure>([&] { static_cast<void>(fileLockState(path)); });
+    EXPECT_EQ(failure.status(), 12);
+    EXPECT_EQ(failure.reason(), path + ": No such file or directory");
 }
 
 } // namespace

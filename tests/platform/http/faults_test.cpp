@@ -40,16 +40,19 @@ using testing::ElementsAre;
 const std::string OK_HEAD = "HTTP/1.1 200 OK\r\n";
 
 /// A response that never comes whole, and the statuses that may tell so.
-struct Fault {
+struct LostResponse {
     const char* name;
     Play play;
     int status;
     int otherStatus = status; ///< what the end of a connection shows as depends on what was read when it came
 
-    friend std::ostream& operator<<(std::ostream& stream, const Fault& fault) { return stream << fault.name; }
+    friend std::ostream& operator<<(std::ostream& stream, const LostResponse& lost)
+    {
+        return stream << lost.name;
+    }
 };
 
-class Faults : public HttpTest {
+class HttpFaults : public HttpTest {
 protected:
     int statusOfGet() { return client.Get("path"); }
     void expectNoResponse()
@@ -62,14 +65,14 @@ protected:
     KSClientCURL client = clientOf(server);
 };
 
-TEST_F(Faults, OfTheGeneratorOfRandomNumbersEndWithTheNextRequest)
+TEST_F(HttpFaults, OfTheGeneratorOfRandomNumbersEndWithTheNextRequest)
 {
     ASSERT_EQ(EVP_RAND_uninstantiate(RAND_get0_primary(nullptr)), 1);
     ASSERT_NE(RAND_status(), 1);
     EXPECT_EQ(statusOfGet(), CURLE_OK);
 }
 
-class BrokenResponses : public Faults, public testing::WithParamInterface<Fault> {};
+class BrokenResponses : public HttpFaults, public testing::WithParamInterface<LostResponse> {};
 
 TEST_P(BrokenResponses, GiveAStatusAndNoResponse)
 {
@@ -96,45 +99,50 @@ const std::string CHUNKED = OK_HEAD + "Transfer-Encoding: chunked\r\n\r\n";
 INSTANTIATE_TEST_SUITE_P(
     Of, BrokenResponses,
     testing::Values(
-        Fault{"ResetBefore", bytesThenReset(""), CURLE_RECV_ERROR, CURLE_GOT_NOTHING},
-        Fault{"ClosedBefore", bytesThenClose(""), CURLE_GOT_NOTHING},
-        Fault{"BrokenOffBefore", bytesThenBreakOff(""), CURLE_RECV_ERROR, CURLE_GOT_NOTHING},
-        Fault{"ResetInTheHead", bytesThenReset("HTTP/1.1 200 O"), CURLE_RECV_ERROR},
-        Fault{"BrokenOffInTheHead", bytesThenBreakOff("HTTP/1.1 200 OK\r\nCont"), CURLE_PARTIAL_FILE},
-        Fault{"ClosedInTheHead", bytesThenClose(lengthOf("2").substr(0, lengthOf("2").size() - 2)),
-              CURLE_PARTIAL_FILE},
-        Fault{"ResetInTheBody", bytesThenReset(lengthOf("10") + "{\"a\""), CURLE_RECV_ERROR},
-        Fault{"ClosedInTheBody", bytesThenClose(lengthOf("10") + "{\"a\""), CURLE_PARTIAL_FILE},
-        Fault{"BrokenOffInTheBody", bytesThenBreakOff(lengthOf("10") + "{\"a\""), CURLE_PARTIAL_FILE},
-        Fault{"BrokenOffInABodyThatEndsWithTheConnection", bytesThenBreakOff(OK_HEAD + "\r\n{}"),
-              CURLE_PARTIAL_FILE},
-        Fault{"ABodyThatEndsWithTheConnection", bytesThenClose(OK_HEAD + "\r\n{}"), CURLE_PARTIAL_FILE},
-        Fault{"LengthInAnInterimResponse",
-              bytesThenClose("HTTP/1.1 103 Early\r\nContent-Length: 2\r\n\r\n" + OK_HEAD + "\r\n{}"),
-              CURLE_PARTIAL_FILE},
-        Fault{"ClosedInAChunk", bytesThenClose(CHUNKED + "5\r\nab"), CURLE_PARTIAL_FILE},
-        Fault{"ClosedBetweenChunks", bytesThenClose(CHUNKED + "2\r\nab\r\n"), CURLE_PARTIAL_FILE},
-        Fault{"ChunkOfNoSize", bytes(CHUNKED + "x\r\nab\r\n0\r\n\r\n"), CURLE_RECV_ERROR},
-        Fault{"LengthBeyondTheBody", bytesThenClose(lengthOf("3") + "{}"), CURLE_PARTIAL_FILE},
-        Fault{"LengthThatIsNoNumber", bytesThenClose(lengthOf("many") + "{}"), CURLE_WEIRD_SERVER_REPLY},
-        Fault{"LengthBelowZero", bytesThenClose(lengthOf("-1") + "{}"), CURLE_WEIRD_SERVER_REPLY},
-        Fault{"LengthBeyondTheLimit", bytes(lengthOf("100001")), CURLE_FILESIZE_EXCEEDED},
-        Fault{"LengthBeyondAllNumbers", bytes(lengthOf("99999999999999999999999")), CURLE_FILESIZE_EXCEEDED},
-        Fault{"EndlessBody", endless(OK_HEAD + "\r\n", std::string(1000, 'x')), CURLE_FILESIZE_EXCEEDED},
-        Fault{"EndlessChunks", endless(CHUNKED, "2\r\nab\r\n"), CURLE_FILESIZE_EXCEEDED},
-        Fault{"EndlessHeaders", endless(OK_HEAD, "X-Header: " + std::string(1000, 'x') + "\r\n"),
-              CURLE_FILESIZE_EXCEEDED},
-        Fault{"EndlessHeader", endless(OK_HEAD + "X: ", std::string(1000, 'x')), CURLE_OUT_OF_MEMORY},
-        Fault{"EndlessInterimResponses", endless("", "HTTP/1.1 100 Continue\r\n\r\n"),
-              CURLE_FILESIZE_EXCEEDED},
-        Fault{"EndlessTrailers",
-              endless(CHUNKED + "2\r\nab\r\n0\r\n", "X-Trailer: " + std::string(1000, 'x') + "\r\n"),
-              CURLE_FILESIZE_EXCEEDED},
-        Fault{"NoHead", bytesThenClose("{}"), CURLE_UNSUPPORTED_PROTOCOL},
-        Fault{"InterimResponseOnly", bytesThenClose("HTTP/1.1 100 Continue\r\n\r\n"), CURLE_GOT_NOTHING}),
+        LostResponse{"ResetBefore", bytesThenReset(""), CURLE_RECV_ERROR, CURLE_GOT_NOTHING},
+        LostResponse{"ClosedBefore", bytesThenClose(""), CURLE_GOT_NOTHING},
+        LostResponse{"BrokenOffBefore", bytesThenBreakOff(""), CURLE_RECV_ERROR, CURLE_GOT_NOTHING},
+        LostResponse{"ResetInTheHead", bytesThenReset("HTTP/1.1 200 O"), CURLE_RECV_ERROR},
+        LostResponse{"BrokenOffInTheHead", bytesThenBreakOff("HTTP/1.1 200 OK\r\nCont"), CURLE_PARTIAL_FILE},
+        LostResponse{"ClosedInTheHead", bytesThenClose(lengthOf("2").substr(0, lengthOf("2").size() - 2)),
+                     CURLE_PARTIAL_FILE},
+        LostResponse{"ResetInTheBody", bytesThenReset(lengthOf("10") + "{\"a\""), CURLE_RECV_ERROR},
+        LostResponse{"ClosedInTheBody", bytesThenClose(lengthOf("10") + "{\"a\""), CURLE_PARTIAL_FILE},
+        LostResponse{"BrokenOffInTheBody", bytesThenBreakOff(lengthOf("10") + "{\"a\""), CURLE_PARTIAL_FILE},
+        LostResponse{"BrokenOffInABodyThatEndsWithTheConnection", bytesThenBreakOff(OK_HEAD + "\r\n{}"),
+                     CURLE_PARTIAL_FILE},
+        LostResponse{"ABodyThatEndsWithTheConnection", bytesThenClose(OK_HEAD + "\r\n{}"),
+                     CURLE_PARTIAL_FILE},
+        LostResponse{"LengthInAnInterimResponse",
+                     bytesThenClose("HTTP/1.1 103 Early\r\nContent-Length: 2\r\n\r\n" + OK_HEAD + "\r\n{}"),
+                     CURLE_PARTIAL_FILE},
+        LostResponse{"ClosedInAChunk", bytesThenClose(CHUNKED + "5\r\nab"), CURLE_PARTIAL_FILE},
+        LostResponse{"ClosedBetweenChunks", bytesThenClose(CHUNKED + "2\r\nab\r\n"), CURLE_PARTIAL_FILE},
+        LostResponse{"ChunkOfNoSize", bytes(CHUNKED + "x\r\nab\r\n0\r\n\r\n"), CURLE_RECV_ERROR},
+        LostResponse{"LengthBeyondTheBody", bytesThenClose(lengthOf("3") + "{}"), CURLE_PARTIAL_FILE},
+        LostResponse{"LengthThatIsNoNumber", bytesThenClose(lengthOf("many") + "{}"),
+                     CURLE_WEIRD_SERVER_REPLY},
+        LostResponse{"LengthBelowZero", bytesThenClose(lengthOf("-1") + "{}"), CURLE_WEIRD_SERVER_REPLY},
+        LostResponse{"LengthBeyondTheLimit", bytes(lengthOf("100001")), CURLE_FILESIZE_EXCEEDED},
+        LostResponse{"LengthBeyondAllNumbers", bytes(lengthOf("99999999999999999999999")),
+                     CURLE_FILESIZE_EXCEEDED},
+        LostResponse{"EndlessBody", endless(OK_HEAD + "\r\n", std::string(1000, 'x')),
+                     CURLE_FILESIZE_EXCEEDED},
+        LostResponse{"EndlessChunks", endless(CHUNKED, "2\r\nab\r\n"), CURLE_FILESIZE_EXCEEDED},
+        LostResponse{"EndlessHeaders", endless(OK_HEAD, "X-Header: " + std::string(1000, 'x') + "\r\n"),
+                     CURLE_FILESIZE_EXCEEDED},
+        LostResponse{"EndlessHeader", endless(OK_HEAD + "X: ", std::string(1000, 'x')), CURLE_OUT_OF_MEMORY},
+        LostResponse{"EndlessInterimResponses", endless("", "HTTP/1.1 100 Continue\r\n\r\n"),
+                     CURLE_FILESIZE_EXCEEDED},
+        LostResponse{"EndlessTrailers",
+                     endless(CHUNKED + "2\r\nab\r\n0\r\n", "X-Trailer: " + std::string(1000, 'x') + "\r\n"),
+                     CURLE_FILESIZE_EXCEEDED},
+        LostResponse{"NoHead", bytesThenClose("{}"), CURLE_UNSUPPORTED_PROTOCOL},
+        LostResponse{"InterimResponseOnly", bytesThenClose("HTTP/1.1 100 Continue\r\n\r\n"),
+                     CURLE_GOT_NOTHING}),
     [](const auto& instance) { return std::string(instance.param.name); });
 
-TEST_F(Faults, OfALengthShorterThanTheBodyCutIt)
+TEST_F(HttpFaults, OfALengthShorterThanTheBodyCutIt)
 {
     server.playNext(bytes(lengthOf("2") + "{}trailing"));
     EXPECT_EQ(statusOfGet(), CURLE_OK);
@@ -144,7 +152,7 @@ TEST_F(Faults, OfALengthShorterThanTheBodyCutIt)
     EXPECT_EQ(server.requests().back().connection, 2U);
 }
 
-TEST_F(Faults, AfterAWholeResponseDoNotTouchIt)
+TEST_F(HttpFaults, AfterAWholeResponseDoNotTouchIt)
 {
     server.playNext(bytesThenReset(lengthOf("2") + "{}"));
     const int status = statusOfGet();
@@ -153,7 +161,7 @@ TEST_F(Faults, AfterAWholeResponseDoNotTouchIt)
     EXPECT_EQ(statusOfGet(), CURLE_OK);
 }
 
-TEST_F(Faults, OfTheBodyStopAtTheLimit)
+TEST_F(HttpFaults, OfTheBodyStopAtTheLimit)
 {
     configure("response_limit = 10\n");
     server.playNext(answer(200, "0123456789"));
@@ -168,7 +176,7 @@ TEST_F(Faults, OfTheBodyStopAtTheLimit)
     expectNoResponse();
 }
 
-TEST_F(Faults, LetAResponseOfTheDefaultLimitPass)
+TEST_F(HttpFaults, LetAResponseOfTheDefaultLimitPass)
 {
     const std::string body(67'108'864, 'x');
     server.playNext(answer(200, body));
@@ -178,7 +186,7 @@ TEST_F(Faults, LetAResponseOfTheDefaultLimitPass)
     EXPECT_EQ(statusOfGet(), CURLE_FILESIZE_EXCEEDED);
 }
 
-TEST_F(Faults, OfAServerThatSaysNothingEndWithTheStallTimeout)
+TEST_F(HttpFaults, OfAServerThatSaysNothingEndWithTheStallTimeout)
 {
     configure("stall_timeout = 1\n");
     server.playNext(silence());
@@ -186,7 +194,7 @@ TEST_F(Faults, OfAServerThatSaysNothingEndWithTheStallTimeout)
     expectNoResponse();
 }
 
-TEST_F(Faults, OfAServerThatStopsInTheBodyEndWithTheStallTimeout)
+TEST_F(HttpFaults, OfAServerThatStopsInTheBodyEndWithTheStallTimeout)
 {
     configure("stall_timeout = 1\n");
     server.playNext([](ServerConnection& connection, const RecordedRequest& request) {
@@ -197,7 +205,7 @@ TEST_F(Faults, OfAServerThatStopsInTheBodyEndWithTheStallTimeout)
     expectNoResponse();
 }
 
-TEST_F(Faults, OfAServerThatSendsAByteASecondEndWithTheStallTimeout)
+TEST_F(HttpFaults, OfAServerThatSendsAByteASecondEndWithTheStallTimeout)
 {
     configure("stall_timeout = 2\n");
     server.playNext(endless(lengthOf("1000"), "x", milliseconds(1000)));
@@ -205,7 +213,7 @@ TEST_F(Faults, OfAServerThatSendsAByteASecondEndWithTheStallTimeout)
     expectNoResponse();
 }
 
-TEST_F(Faults, OfAServerThatIsSteadyButSlowEndWithTheTotalTimeout)
+TEST_F(HttpFaults, OfAServerThatIsSteadyButSlowEndWithTheTotalTimeout)
 {
     configure("total_timeout = 1\n");
     server.playNext(endless(lengthOf("100000"), std::string(20, 'x'), milliseconds(10)));
@@ -213,7 +221,7 @@ TEST_F(Faults, OfAServerThatIsSteadyButSlowEndWithTheTotalTimeout)
     expectNoResponse();
 }
 
-TEST_F(Faults, OfAServerThatNeverShakesHandsEndWithTheConnectTimeout)
+TEST_F(HttpFaults, OfAServerThatNeverShakesHandsEndWithTheConnectTimeout)
 {
     configure("connect_timeout = 1\n");
     HttpsServer::Settings settings = serverSettings();
@@ -222,7 +230,7 @@ TEST_F(Faults, OfAServerThatNeverShakesHandsEndWithTheConnectTimeout)
     EXPECT_EQ(HttpTest::statusOfGet(mute), CURLE_OPERATION_TIMEDOUT);
 }
 
-TEST_F(Faults, BeforeTheHandshakeAreConnectErrorsOfTls)
+TEST_F(HttpFaults, BeforeTheHandshakeAreConnectErrorsOfTls)
 {
     for (const HttpsServer::Greeting greeting :
          {HttpsServer::Greeting::Close, HttpsServer::Greeting::Reset, HttpsServer::Greeting::NotTls}) {
@@ -255,7 +263,7 @@ private:
     sockaddr_in address_{};
 };
 
-TEST_F(Faults, WithoutAServerAreLoggedWithTheirReason)
+TEST_F(HttpFaults, WithoutAServerAreLoggedWithTheirReason)
 {
     const ClosedPort port;
     const CapturedLog log;
@@ -271,7 +279,7 @@ TEST_F(Faults, WithoutAServerAreLoggedWithTheirReason)
     EXPECT_EQ(refused.failureReason(), log.lines()[0].text);
 }
 
-TEST_F(Faults, AreForgottenByTheNextRequest)
+TEST_F(HttpFaults, AreForgottenByTheNextRequest)
 {
     server.playNext(bytesThenClose(""));
     server.playNext(answer(200, "{}"));
@@ -281,12 +289,12 @@ TEST_F(Faults, AreForgottenByTheNextRequest)
     EXPECT_EQ(client.failureReason(), "");
 }
 
-TEST_F(Faults, OfANameThatDoesNotExistAreResolverErrors)
+TEST_F(HttpFaults, OfANameThatDoesNotExistAreResolverErrors)
 {
     EXPECT_EQ(clientOf(server.port(), "no-such-host.invalid").Get("path"), CURLE_COULDNT_RESOLVE_HOST);
 }
 
-TEST_F(Faults, LikeARequestThatIsAbortedEndIt)
+TEST_F(HttpFaults, LikeARequestThatIsAbortedEndIt)
 {
     bool aborted = false;
     server.playNext([&aborted](ServerConnection& connection, const RecordedRequest& request) {
@@ -300,7 +308,7 @@ TEST_F(Faults, LikeARequestThatIsAbortedEndIt)
     EXPECT_EQ(server.requests().size(), 1U);
 }
 
-TEST_F(Faults, OfALongBodyThatTheServerDoesNotReadAreStatuses)
+TEST_F(HttpFaults, OfALongBodyThatTheServerDoesNotReadAreStatuses)
 {
     // The client is in the middle of writing when the connection ends: no signal may end its process.
     server.playAlways(bytesThenReset(""));

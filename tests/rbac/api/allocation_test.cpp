@@ -147,10 +147,8 @@ std::vector<Operation> allOperations()
     return operations;
 }
 
-class Faults : public testing::TestWithParam<Operation> {
+class RestCallFaults : public testing::TestWithParam<Operation> {
 protected:
-    Faults() { keepsafe_test::writeFile(root_.path("etc/keepsafe.toml"), "master_server = \"master\"\n"); }
-
     enum Outcome { RIGHT, WRONG, STANDARD_EXCEPTION };
 
     /// What comes of the operation while the allocation of the number fails.
@@ -182,22 +180,22 @@ protected:
         }
     }
 
-    keepsafe_test::TempRoot root_;
+    const keepsafe_test::NamedMasterServerRoot root_;
     DiscardedLog log_;
 };
 
-TEST_P(Faults, AMissingAllocationIsAnExceptionAndLeaksNothing)
+TEST_P(RestCallFaults, AMissingAllocationIsAnExceptionAndLeaksNothing)
 {
     EXPECT_GT(failEachAllocation(GetParam().response, RIGHT), 3);
 }
 
-TEST_P(Faults, ARefusalIsAnExceptionAlsoWithoutMemory)
+TEST_P(RestCallFaults, ARefusalIsAnExceptionAlsoWithoutMemory)
 {
     const Response refusal{0, 409, R"({"errorCode":5930,"errorMessage":"no","errorDetails":["a","b"]})"};
     EXPECT_GT(failEachAllocation(refusal, STANDARD_EXCEPTION), 3);
 }
 
-TEST_P(Faults, WhateverAClientOrItsFactoryThrowsPasses)
+TEST_P(RestCallFaults, WhateverAClientOrItsFactoryThrowsPasses)
 {
     const auto service = boost::make_shared<ScriptedService>();
     const auto work = GetParam().prepare(service);
@@ -216,7 +214,7 @@ TEST_P(Faults, WhateverAClientOrItsFactoryThrowsPasses)
     EXPECT_EQ(service->living, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(OfEach, Faults, testing::ValuesIn(allOperations()),
+INSTANTIATE_TEST_SUITE_P(OfEach, RestCallFaults, testing::ValuesIn(allOperations()),
                          [](const auto& instance) { return instance.param.name; });
 
 } // namespace

@@ -12,17 +12,14 @@
 #include <keepsafe/rbac/registration/DefaultObjectRegistrationService.h>
 
 #include "support/CapturedLog.h"
-#include "support/HttpsServer.h"
+#include "support/MasterServerRoot.h"
 #include "support/PeakMemory.h"
 #include "support/Process.h"
-#include "support/TempDir.h"
-#include "support/own_address.h"
 #include "support/thrown.h"
 
 namespace {
 
 using keepsafe_test::holdsInChild;
-using keepsafe_test::HttpsServer;
 using keepsafe_test::PeakMemory;
 using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::AccessControlClient;
@@ -38,24 +35,6 @@ constexpr std::size_t MOST_MEMORY = BODY * 4;
 
 class LargeAnswer : public testing::Test {
 protected:
-    LargeAnswer()
-    {
-        keepsafe_test::writeFile(root_.path("etc/keepsafe.toml"),
-                                 "master_server = \"" + address_ + "\"\n[features]\nenabled = [1]\n[tls]\n" +
-                                     "certificate = \"" + client_.certificate + "\"\nkey = \"" + client_.key +
-                                     "\"\nca = \"" + authority_.file() + "\"\n");
-    }
-
-    [[nodiscard]] HttpsServer::Settings serverSettings() const
-    {
-        HttpsServer::Settings settings;
-        settings.certificate = authority_.issue({"server", "serverAuth", "IP:" + address_});
-        settings.clientCa = authority_.file();
-        settings.address = address_;
-        settings.port = 1556;
-        return settings;
-    }
-
     /// Whether the call fails with this status in little memory when the server answers so.
     bool fails(int status, int httpStatus, const std::function<int()>& call)
     {
@@ -71,11 +50,8 @@ protected:
         });
     }
 
-    keepsafe_test::TempRoot root_;
-    const std::string address_ = keepsafe_test::ownAddress();
-    const keepsafe_test::CertificateAuthority authority_{root_.path(), "ca"};
-    const keepsafe_test::CertificateFiles client_ = authority_.issueForClient("host");
-    HttpsServer server_{serverSettings()};
+    const keepsafe_test::MasterServerRoot root_;
+    keepsafe_test::HttpsServer server_{root_.settings()};
 };
 
 TEST_F(LargeAnswer, OfManySmallValuesIsRefusedByEachRestClient)

@@ -18,16 +18,12 @@
 
 #include "support/CacheWriter.h"
 #include "support/CapturedLog.h"
-#include "support/Certificates.h"
-#include "support/HttpsServer.h"
-#include "support/TempDir.h"
-#include "support/own_address.h"
+#include "support/MasterServerRoot.h"
 
 namespace {
 
 using keepsafe_test::answer;
 using keepsafe_test::CapturedLog;
-using keepsafe_test::HttpsServer;
 using keepsafe_test::LogLine;
 using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::AccessCache;
@@ -48,16 +44,6 @@ constexpr char RESPONSE_TAG[] = "process_access_cace_response";
 
 class ClientFactory : public testing::Test {
 protected:
-    ClientFactory() { configure("[1]"); }
-
-    void configure(const std::string& features)
-    {
-        writeFile(root_.path("etc/keepsafe.toml"),
-                  "master_server = \"" + address_ + "\"\n[features]\nenabled = " + features +
-                      "\n[tls]\ncertificate = \"" + client_.certificate + "\"\nkey = \"" + client_.key +
-                      "\"\nca = \"" + authority_.file() + "\"\n");
-    }
-
     /// A cache in which role 17 may view A.
     void writeCache(const std::string& id)
     {
@@ -83,21 +69,8 @@ protected:
 
     void expectUntouched() const { EXPECT_EQ(client, before_); }
 
-    [[nodiscard]] HttpsServer::Settings serverSettings() const
-    {
-        HttpsServer::Settings settings;
-        settings.certificate = authority_.issue({"server", "serverAuth", "IP:" + address_});
-        settings.clientCa = authority_.file();
-        settings.address = address_;
-        settings.port = 1556;
-        return settings;
-    }
-
-    keepsafe_test::TempRoot root_;
-    const std::string address_ = keepsafe_test::ownAddress();
-    const keepsafe_test::CertificateAuthority authority_{root_.path(), "ca"};
-    const keepsafe_test::CertificateFiles client_ = authority_.issueForClient("host");
-    HttpsServer server_{serverSettings()};
+    const keepsafe_test::MasterServerRoot root_;
+    keepsafe_test::HttpsServer server_{root_.settings()};
     const boost::shared_ptr<AccessControlClient> before_ = boost::make_shared<StubAccessControlClient>();
     boost::shared_ptr<AccessControlClient> client = before_;
     CapturedLog log_{4};
@@ -105,7 +78,7 @@ protected:
 
 TEST_F(ClientFactory, GivesTheStubClientWithoutARequestWhereEnforcementIsOff)
 {
-    configure("[]");
+    writeFile(root_.configurationFile, root_.configuration("[]"));
     EXPECT_EQ(create(), 0);
     EXPECT_NE(client, before_);
     EXPECT_NE(dynamic_cast<StubAccessControlClient*>(client.get()), nullptr);
@@ -154,7 +127,7 @@ TEST_F(ClientFactory, TellsEachStep)
 
 TEST_F(ClientFactory, WithoutAMasterServerIsTheStatusOfItsLookup)
 {
-    writeFile(root_.path("etc/keepsafe.toml"), "[features]\nenabled = [1]\n");
+    writeFile(root_.configurationFile, "[features]\nenabled = [1]\n");
     EXPECT_EQ(create(), 114);
     expectUntouched();
     EXPECT_THAT(log_.lines(16), IsEmpty());
@@ -162,7 +135,7 @@ TEST_F(ClientFactory, WithoutAMasterServerIsTheStatusOfItsLookup)
 
 TEST_F(ClientFactory, ADamagedConfigurationEnforcesAndIs13)
 {
-    writeFile(root_.path("etc/keepsafe.toml"), "no TOML");
+    writeFile(root_.configurationFile, "no TOML");
     EXPECT_EQ(create(), 13);
     expectUntouched();
 }

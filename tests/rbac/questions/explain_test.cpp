@@ -11,6 +11,7 @@
 #include <keepsafe/rbac/namespace/root_namespaces.h>
 
 #include "rbac/questions/QuestionsTest.h"
+#include "support/thrown.h"
 
 namespace keepsafe_test {
 namespace {
@@ -194,13 +195,11 @@ TEST_F(ExplainTest, AnInterruptedWriteIsStatus12AsForACheck)
     const CapturedLog log(17);
     const Explainer explainer(root_.open(), {1}, operations::VIEW);
     for (const bool inFull : {false, true}) {
-        try {
-            static_cast<void>(inFull ? explainer.explain(ObjectNamespace("A")).verdict
-                                     : explainer.verdict(ObjectNamespace("A")));
-            FAIL() << "there is no answer";
-        } catch (const EC_exception& failure) {
-            EXPECT_EQ(failure.status(), 12);
-        }
+        EXPECT_EQ(thrownStatus([&] {
+                      static_cast<void>(inFull ? explainer.explain(ObjectNamespace("A")).verdict
+                                               : explainer.verdict(ObjectNamespace("A")));
+                  }),
+                  12);
     }
 }
 

@@ -1,16 +1,12 @@
 #include "ModelService.h"
 
-#include <memory>
 #include <stdexcept>
+
+#include "JsonHandle.h"
 
 namespace keepsafe_test {
 
 namespace {
-
-struct Release {
-    void operator()(json_t* value) const noexcept { json_decref(value); }
-};
-using Document = std::unique_ptr<json_t, Release>;
 
 struct Refusal {
     int code;
@@ -37,35 +33,6 @@ bool endsWith(const std::string& text, const std::string& end)
 
 } // namespace
 
-class ModelService::Client : public KSClientCURL_Base {
-public:
-    explicit Client(ModelService& service) : service_(service) {}
-
-    int Post(const std::string& path, const std::string& body) override
-    {
-        answer_ = service_.post(path, body);
-        return answer_.transfer;
-    }
-    int Put(const std::string& /*path*/, const std::string& /*body*/) override { return unexpected(); }
-    int Patch(const std::string& /*path*/, const std::string& /*body*/) override { return unexpected(); }
-    int Get(const std::string& /*path*/) override { return unexpected(); }
-    int Delete(const std::string& /*path*/) override { return unexpected(); }
-    void setApiVersion(int /*version*/) override {}
-    [[nodiscard]] long httpStatus() const override { return answer_.httpStatus; }
-    [[nodiscard]] const std::string& responseBody() const override { return answer_.body; }
-
-private:
-    [[noreturn]] static int unexpected() { throw std::logic_error("registration only posts"); }
-
-    ModelService& service_;
-    Answer answer_;
-};
-
-KSClientCURL_Base* ModelService::create(const std::string& /*host*/, int /*port*/, int /*clientKind*/)
-{
-    return new Client(*this);
-}
-
 std::map<std::string, std::string> ModelService::states() const
 {
     const std::lock_guard<std::mutex> guard(mutex_);
@@ -76,8 +43,11 @@ std::map<std::string, std::string> ModelService::states() const
     return result;
 }
 
-ModelService::Answer ModelService::post(const std::string& path, const std::string& body)
+Response ModelService::answer(const Request& request, int /*apiVersion*/)
 {
+    if (request.method != "POST") {
+        throw std::logic_error("registration only posts");
+    }
     const std::lock_guard<std::mutex> guard(mutex_);
     const Fault fault = nextFault();
     switch (fault) {
@@ -90,22 +60,22 @@ ModelService::Answer ModelService::post(const std::string& path, const std::stri
     default:
         break;
     }
-    Answer answer = perform(path, body);
+    Response response = perform(request.path, request.body);
     if (fault == Fault::AnswerLost) {
         return {56, 0, ""};
     }
-    if (answer.httpStatus == 201 && fault == Fault::AnsweredOk) {
-        answer.httpStatus = 200;
+    if (response.httpStatus == 201 && fault == Fault::AnsweredOk) {
+        response.httpStatus = 200;
     }
-    if (answer.httpStatus == 201 && fault == Fault::Nonsense) {
-        answer.body = "nonsense";
+    if (response.httpStatus == 201 && fault == Fault::Nonsense) {
+        response.body = "nonsense";
     }
-    return answer;
+    return response;
 }
 
-ModelService::Answer ModelService::perform(const std::string& path, const std::string& body)
+Response ModelService::perform(const std::string& path, const std::string& body)
 {
-    const Document document(json_loadb(body.data(), body.size(), 0, nullptr));
+    const Tessara::Keepsafe::JsonHandle document(json_loadb(body.data(), body.size(), 0, nullptr));
     json_t* const data = json_object_get(document.get(), "data");
     Entries entries = entries_; // a request that is refused has done nothing
     std::string answer;

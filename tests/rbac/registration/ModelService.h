@@ -8,14 +8,14 @@
 
 #include <jansson.h>
 
-#include <keepsafe/platform/http/KSClientCURL.h>
+#include "support/FakeHttpClients.h"
 
 namespace keepsafe_test {
 
 /// A service that keeps the states of objects, without network: registers objects with their children, all of
 /// a request or none; changes states, all or none, an object's children with it; forgets what is deleted. Any
 /// thread.
-class ModelService : public KSClientCURL_BaseFactory {
+class ModelService : public FakeHttpClients {
 public:
     enum class Fault {
         None,
@@ -31,8 +31,6 @@ public:
     static constexpr int NOT_THERE = 5931;
     static constexpr int REFUSED = 5999;
 
-    [[nodiscard]] KSClientCURL_Base* create(const std::string& host, int port, int clientKind) override;
-
     /// Text form of each object and its state's name.
     [[nodiscard]] std::map<std::string, std::string> states() const;
 
@@ -45,15 +43,9 @@ private:
         std::string owner; ///< the object that it is a child of, or itself
     };
     using Entries = std::map<std::string, Entry>;
-    struct Answer {
-        int transfer = 0;
-        long httpStatus = 201;
-        std::string body;
-    };
-    class Client;
 
-    Answer post(const std::string& path, const std::string& body);
-    Answer perform(const std::string& path, const std::string& body);
+    Response answer(const Request& request, int apiVersion) override;
+    Response perform(const std::string& path, const std::string& body);
     static std::string registerOne(Entries& entries, json_t* record);
     static void update(Entries& entries, json_t* records);
 

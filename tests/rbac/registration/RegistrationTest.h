@@ -97,7 +97,6 @@ inline boost::shared_ptr<ObjectRegistrationData> dataOf(const ObjectNamespace& o
 /// A registration service over the scripted service, in a root that names a master server.
 class RegistrationTest : public testing::Test {
 protected:
-    RegistrationTest() { writeFile(root_.path("etc/keepsafe.toml"), "master_server = \"master.example\"\n"); }
     ~RegistrationTest() override
     {
         EXPECT_EQ(scripted_->living, 0) << "an HTTP client was left behind";
@@ -145,7 +144,7 @@ protected:
         return "DefaultObjectRegistrationService::" + operation;
     }
 
-    TempRoot root_;
+    NamedMasterServerRoot root_;
     boost::shared_ptr<ScriptedService> scripted_ = boost::make_shared<ScriptedService>();
     CapturedLog log_;
 

@@ -114,11 +114,6 @@ std::vector<Case> allCases()
 
 class WorkflowMemory : public testing::TestWithParam<Case> {
 protected:
-    WorkflowMemory()
-    {
-        keepsafe_test::writeFile(root_.path("etc/keepsafe.toml"), "master_server = \"master\"\n");
-    }
-
     static int runWithout(int number, const Workflow& workflow, DefaultObjectRegistrationService& service)
     {
         const FailingAllocation failing(number);
@@ -138,7 +133,7 @@ protected:
         }
     }
 
-    keepsafe_test::TempRoot root_;
+    const keepsafe_test::NamedMasterServerRoot root_;
     DiscardedLog log_;
 };
 

@@ -2,7 +2,7 @@
 
 #include <keepsafe/platform/http/service_failures.h>
 
-#include "Fault.h"
+#include "FailedRequest.h"
 #include "RegistrationTest.h"
 
 namespace {
@@ -12,7 +12,7 @@ using keepsafe_test::CallbackFault;
 using keepsafe_test::callbackFaults;
 using keepsafe_test::dataOf;
 using keepsafe_test::DefaultObjectRegistrationService;
-using keepsafe_test::Fault;
+using keepsafe_test::FailedRequest;
 using keepsafe_test::LogLine;
 using keepsafe_test::ObjectRegistrationData;
 using keepsafe_test::RegistrationTest;
@@ -336,7 +336,7 @@ TEST_F(BulkTest, TellsTheExceptionBehindItsStatus)
 }
 
 /// Each way in which a request fails, in each place.
-class BulkFaultTest : public BulkTest, public testing::WithParamInterface<Fault> {
+class BulkFaultTest : public BulkTest, public testing::WithParamInterface<FailedRequest> {
 protected:
     [[nodiscard]] LogLine failure(const std::string& what, int status) const
     {
@@ -381,7 +381,7 @@ TEST_P(BulkFaultTest, InTheUpdateAfterAFailureIs8030In8022sPlace)
                                      failure("State update failed", GetParam().carried)));
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, BulkFaultTest, testing::ValuesIn(keepsafe_test::allFaults()),
+INSTANTIATE_TEST_SUITE_P(Each, BulkFaultTest, testing::ValuesIn(keepsafe_test::allFailedRequests()),
                          keepsafe_test::nameOf);
 
 } // namespace

@@ -282,12 +282,7 @@ private:
 
 class Interleavings : public testing::Test {
 protected:
-    Interleavings()
-    {
-        keepsafe_test::writeFile(root_.path("etc/keepsafe.toml"), "master_server = \"master\"\n");
-    }
-
-    keepsafe_test::TempRoot root_;
+    const keepsafe_test::NamedMasterServerRoot root_;
     keepsafe_test::CapturedLog log_{1000};
 };
 

@@ -3,7 +3,7 @@
 #include <keepsafe/platform/http/service_failures.h>
 #include <keepsafe/platform/status/status_codes.h>
 
-#include "Fault.h"
+#include "FailedRequest.h"
 #include "RegistrationTest.h"
 
 namespace {
@@ -11,7 +11,7 @@ namespace {
 using keepsafe_test::CallbackFault;
 using keepsafe_test::callbackFaults;
 using keepsafe_test::dataOf;
-using keepsafe_test::Fault;
+using keepsafe_test::FailedRequest;
 using keepsafe_test::LogLine;
 using keepsafe_test::ObjectRegistrationData;
 using keepsafe_test::RegistrationTest;
@@ -223,7 +223,7 @@ TEST_F(RegisterTest, TellsTheExceptionBehindItsStatus)
 }
 
 /// Each way in which a request fails, in each place.
-class RegisterFaultTest : public RegisterTest, public testing::WithParamInterface<Fault> {};
+class RegisterFaultTest : public RegisterTest, public testing::WithParamInterface<FailedRequest> {};
 
 TEST_P(RegisterFaultTest, InTheFirstPhaseIsToldAndReturned)
 {
@@ -271,7 +271,7 @@ TEST_P(RegisterFaultTest, InTheRollbackIs8025)
                                                                 failed + "Unknown exception thrown."))));
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, RegisterFaultTest, testing::ValuesIn(keepsafe_test::allFaults()),
+INSTANTIATE_TEST_SUITE_P(Each, RegisterFaultTest, testing::ValuesIn(keepsafe_test::allFailedRequests()),
                          keepsafe_test::nameOf);
 
 TEST_F(RegisterTest, AnExceptionOfNotifyFailureIsLoggedAndChangesNothing)

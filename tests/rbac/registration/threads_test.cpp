@@ -64,14 +64,12 @@ protected:
 
     DefaultObjectRegistrationService& service() { return *service_; }
 
-    keepsafe_test::TempRoot root_;
+    const keepsafe_test::NamedMasterServerRoot root_;
     const boost::shared_ptr<ModelService> model_ = boost::make_shared<ModelService>();
 
 private:
-    const std::unique_ptr<DefaultObjectRegistrationService> service_ = [this] {
-        keepsafe_test::writeFile(root_.path("etc/keepsafe.toml"), "master_server = \"master\"\n");
-        return std::make_unique<DefaultObjectRegistrationService>(1556, model_);
-    }();
+    const std::unique_ptr<DefaultObjectRegistrationService> service_ =
+        std::make_unique<DefaultObjectRegistrationService>(1556, model_);
     keepsafe_test::CapturedLog log_;
 };
 

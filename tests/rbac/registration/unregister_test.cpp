@@ -2,14 +2,14 @@
 
 #include <keepsafe/platform/http/service_failures.h>
 
-#include "Fault.h"
+#include "FailedRequest.h"
 #include "RegistrationTest.h"
 
 namespace {
 
 using keepsafe_test::CallbackFault;
 using keepsafe_test::callbackFaults;
-using keepsafe_test::Fault;
+using keepsafe_test::FailedRequest;
 using keepsafe_test::LogLine;
 using keepsafe_test::RegistrationTest;
 using keepsafe_test::thrownBy;
@@ -135,7 +135,7 @@ TEST_F(UnregisterTest, TellsTheExceptionBehindItsStatus)
 }
 
 /// Each way in which a request fails, in each place.
-class UnregisterFaultTest : public UnregisterTest, public testing::WithParamInterface<Fault> {
+class UnregisterFaultTest : public UnregisterTest, public testing::WithParamInterface<FailedRequest> {
 protected:
     /// The line of a step that failed so.
     [[nodiscard]] LogLine failure(const std::string& what, int status) const
@@ -184,7 +184,7 @@ TEST_P(UnregisterFaultTest, InTheRollbackIs8025)
                             failure("Failed to rollback", GetParam().carried)));
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, UnregisterFaultTest, testing::ValuesIn(keepsafe_test::allFaults()),
+INSTANTIATE_TEST_SUITE_P(Each, UnregisterFaultTest, testing::ValuesIn(keepsafe_test::allFailedRequests()),
                          keepsafe_test::nameOf);
 
 } // namespace

@@ -3,7 +3,7 @@
 #include "errors/InputError.h"
 #include "policy/import_policy.h"
 #include "policy/policy_reader.h"
-#include "service/accesscontrol/ServiceTest.h"
+#include "service/accesscontrol/AccessControlTest.h"
 #include "support/thrown.h"
 
 namespace {
@@ -27,7 +27,7 @@ constexpr char POLICY[] = R"({
     {"object": "|", "role": 40, "propagation": "OBJECT_AND_CHILDREN", "operations": ["|OPERATIONS|VIEW|"]},
     {"object": "|A|", "role": 40, "propagation": "OBJECT", "operations": []}]})";
 
-class ImportPolicy : public ServiceTest {
+class ImportPolicy : public AccessControlTest {
 protected:
     std::uint64_t import(const std::string& policy, Replace replace = Replace::Allow,
                          Renumber renumber = Renumber::Allow)

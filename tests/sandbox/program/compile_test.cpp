@@ -97,30 +97,31 @@ TEST_F(CompileProgram, WritesTheSameBytesAgainButForTheGeneration)
     EXPECT_EQ(published(), first);
 }
 
-struct Refusal {
+struct RefusedPolicy {
     const char* name;
     std::string document;
     std::string message;
 
-    friend std::ostream& operator<<(std::ostream& stream, const Refusal& value)
+    friend std::ostream& operator<<(std::ostream& stream, const RefusedPolicy& value)
     {
         return stream << value.name;
     }
 };
 
-class CompileRefusal : public CompileProgram, public testing::WithParamInterface<Refusal> {};
+class CompileRefusal : public CompileProgram, public testing::WithParamInterface<RefusedPolicy> {};
 
 INSTANTIATE_TEST_SUITE_P(
     Documents, CompileRefusal,
     testing::Values(
-        Refusal{"NoJson", "{", ": line 1, column 1: string or '}' expected near end of file"},
-        Refusal{"UnknownRole",
-                R"({"operations": {}, "roles": [], "objects": [{"namespace": "|A|"}], "accessDefinitions":
+        RefusedPolicy{"NoJson", "{", ": line 1, column 1: string or '}' expected near end of file"},
+        RefusedPolicy{
+            "UnknownRole",
+            R"({"operations": {}, "roles": [], "objects": [{"namespace": "|A|"}], "accessDefinitions":
                     [{"object": "|A|", "role": 3, "propagation": "OBJECT", "operations": []}]})",
-                ": accessDefinitions[0].role: role 3 is not among the roles"},
-        Refusal{"BitOutOfRange",
-                R"({"operations": {"|A|": -1}, "roles": [], "objects": [], "accessDefinitions": []})",
-                ": operations[\"|A|\"]: -1 is out of range (0 to 2147483647)"}),
+            ": accessDefinitions[0].role: role 3 is not among the roles"},
+        RefusedPolicy{"BitOutOfRange",
+                      R"({"operations": {"|A|": -1}, "roles": [], "objects": [], "accessDefinitions": []})",
+                      ": operations[\"|A|\"]: -1 is out of range (0 to 2147483647)"}),
     [](const auto& test) { return test.param.name; });
 
 TEST_P(CompileRefusal, LeavesThePublishedCacheAsItIs)

@@ -42,7 +42,7 @@ using testing::StartsWith;
 namespace operations = root_namespaces::operations;
 
 /// What the service is asked to do without, and with, a policy that knows the operation VIEW.
-class Service : public testing::Test {
+class ServeProgram : public testing::Test {
 protected:
     std::string policyFile() const
     {
@@ -136,7 +136,7 @@ public:
     void notifyFailure(int /*status*/) override {}
 };
 
-TEST_F(Service, KeepsRolesForTheLibrary)
+TEST_F(ServeProgram, KeepsRolesForTheLibrary)
 {
     const RoleAPI roles;
     Role role = roles.create_role("Auditor's", "reads");
@@ -151,7 +151,7 @@ TEST_F(Service, KeepsRolesForTheLibrary)
     EXPECT_EQ(thrownStatus([&] { (void)roles.get_role(role.id); }), 20);
 }
 
-TEST_F(Service, ChangesTheNextDecisionWithAGrant)
+TEST_F(ServeProgram, ChangesTheNextDecisionWithAGrant)
 {
     const Role role = RoleAPI().create_role("viewer", "");
     const ManagedObjectAPI objects;
@@ -166,7 +166,7 @@ TEST_F(Service, ChangesTheNextDecisionWithAGrant)
     EXPECT_FALSE(mayView(root_namespaces::KEEPSAFE, role.id));
 }
 
-TEST_F(Service, AnswersForObjectsAndOperations)
+TEST_F(ServeProgram, AnswersForObjectsAndOperations)
 {
     const ManagedObjectAPI objects;
     objects.set_inherit(root_namespaces::KEEPSAFE, false);
@@ -176,7 +176,7 @@ TEST_F(Service, AnswersForObjectsAndOperations)
               std::list<ObjectNamespace>{operations::VIEW});
 }
 
-TEST_F(Service, RegistersObjectsInTwoPhases)
+TEST_F(ServeProgram, RegistersObjectsInTwoPhases)
 {
     const DefaultObjectRegistrationService registration;
     const ObjectNamespace name = root_namespaces::KEEPSAFE | "vm|1";
@@ -190,7 +190,7 @@ TEST_F(Service, RegistersObjectsInTwoPhases)
     EXPECT_EQ(thrownStatus([&] { (void)ManagedObjectAPI().get_object(name); }), 20);
 }
 
-TEST_F(Service, EndsWith0AndIsBackAtTheSameAddressAtOnce)
+TEST_F(ServeProgram, EndsWith0AndIsBackAtTheSameAddressAtOnce)
 {
     const Role role = RoleAPI().create_role("kept", ""); // a connection of the library's stays open
     for (int i = 0; i < 3; ++i) {
@@ -221,7 +221,7 @@ Process stoppedReader(const std::string& file)
     return reader;
 }
 
-TEST_F(Service, EndsInTimeWhileAChangeWaitsForAReaderThatHasStopped)
+TEST_F(ServeProgram, EndsInTimeWhileAChangeWaitsForAReaderThatHasStopped)
 {
     const Role role = RoleAPI().create_role("viewer", "");
     const Process reader =
@@ -242,7 +242,7 @@ TEST_F(Service, EndsInTimeWhileAChangeWaitsForAReaderThatHasStopped)
     EXPECT_EQ(RoleAPI().get_role(role.id).name, "viewer");
 }
 
-TEST_F(Service, IsAloneInItsRootAndAtItsAddress)
+TEST_F(ServeProgram, IsAloneInItsRootAndAtItsAddress)
 {
     const ProgramResult second = service_.sandbox({"serve"});
     EXPECT_EQ(second.exitStatus, 1);
@@ -260,7 +260,7 @@ TEST_F(Service, IsAloneInItsRootAndAtItsAddress)
     EXPECT_EQ(other.output, "");
 }
 
-TEST_F(Service, FailsCallsWithAStatusWhileItIsAwayAndAnswersTheNextOnes)
+TEST_F(ServeProgram, FailsCallsWithAStatusWhileItIsAwayAndAnswersTheNextOnes)
 {
     const RoleAPI roles;
     const Role role = roles.create_role("kept", "");
@@ -291,7 +291,7 @@ TEST_F(Service, FailsCallsWithAStatusWhileItIsAwayAndAnswersTheNextOnes)
     }
 }
 
-TEST_F(Service, LosesNothingThatItHasAcknowledgedWhenItIsKilled)
+TEST_F(ServeProgram, LosesNothingThatItHasAcknowledgedWhenItIsKilled)
 {
     constexpr int rounds = 6;
     std::set<std::string> acknowledged;
@@ -317,7 +317,7 @@ TEST_F(Service, LosesNothingThatItHasAcknowledgedWhenItIsKilled)
     EXPECT_TRUE(mayView(root_namespaces::KEEPSAFE, role.id));
 }
 
-TEST_F(Service, HasRegistrationsWhereTheirStatusSaysWhenItIsKilled)
+TEST_F(ServeProgram, HasRegistrationsWhereTheirStatusSaysWhenItIsKilled)
 {
     constexpr int rounds = 6;
     const Role viewer = RoleAPI().create_role("viewer", "");
@@ -347,7 +347,7 @@ TEST_F(Service, HasRegistrationsWhereTheirStatusSaysWhenItIsKilled)
     }
 }
 
-TEST_F(Service, ListensWhereItIsTold)
+TEST_F(ServeProgram, ListensWhereItIsTold)
 {
     service_.stop();
     EXPECT_EQ(

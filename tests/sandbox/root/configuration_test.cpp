@@ -30,7 +30,7 @@ DbConnectionSettings settings(const std::string& connection, const std::vector<s
     return database;
 }
 
-class Configuration : public testing::Test {
+class RootConfiguration : public testing::Test {
 protected:
     void write(const std::string& text) const { writeFile(root_.layout.configuration(), text); }
 
@@ -42,7 +42,7 @@ protected:
     keepsafe_test::TestRoot root_;
 };
 
-TEST_F(Configuration, SwitchesEnforcementOnAndLogsBelowTheRoot)
+TEST_F(RootConfiguration, SwitchesEnforcementOnAndLogsBelowTheRoot)
 {
     write(configurationText(root_.layout, settings("Driver=X;")));
 
@@ -51,7 +51,7 @@ TEST_F(Configuration, SwitchesEnforcementOnAndLogsBelowTheRoot)
     EXPECT_EQ(config.logDestination, "file:" + root_.folder.path("var/log/keepsafe.log"));
 }
 
-TEST_F(Configuration, GivesBackEveryConnectionStringAndStatement)
+TEST_F(RootConfiguration, GivesBackEveryConnectionStringAndStatement)
 {
     const std::string odd = "Driver={A \"B\" \\C};Pwd='tab\t line\n del\x7F J\xC3\xB6rg #';";
     write(configurationText(root_.layout, settings(odd, {"ATTACH 'a''b' AS X", odd, "", "#"})));
@@ -61,26 +61,26 @@ TEST_F(Configuration, GivesBackEveryConnectionStringAndStatement)
     EXPECT_EQ(read.onConnect, (std::vector<std::string>{"ATTACH 'a''b' AS X", odd, "", "#"}));
 }
 
-TEST_F(Configuration, RefusesToHoldTextThatIsNotUtf8)
+TEST_F(RootConfiguration, RefusesToHoldTextThatIsNotUtf8)
 {
     EXPECT_THROW((void)configurationText(root_.layout, settings("Pwd=\xFF;")), InputError);
     EXPECT_THROW((void)configurationText(RootLayout("/r\xC3"), settings("Driver=X;")), InputError);
 }
 
-TEST_F(Configuration, ThatIsMissingIsNone)
+TEST_F(RootConfiguration, ThatIsMissingIsNone)
 {
     EXPECT_FALSE(findConfiguration(root_.layout.configuration()).has_value());
     EXPECT_THROW((void)loadDatabaseSettings(root_.layout), InputError);
 }
 
-TEST_F(Configuration, ThatNamesNoDatabaseIsRefused)
+TEST_F(RootConfiguration, ThatNamesNoDatabaseIsRefused)
 {
     write("[features]\nenabled = [1]\n");
     EXPECT_EQ(refusal(), root_.layout.configuration() +
                              " names no database: add 'connection' under [database], or move the file away");
 }
 
-TEST_F(Configuration, ThatIsMalformedIsRefusedWithItsPlace)
+TEST_F(RootConfiguration, ThatIsMalformedIsRefusedWithItsPlace)
 {
     write("[features\n");
     EXPECT_EQ(refusal().rfind(root_.layout.configuration() + ":1:", 0), 0U) << refusal();

@@ -1,5 +1,5 @@
 #include "database/Transaction.h"
-#include "service/accesscontrol/ServiceTest.h"
+#include "service/accesscontrol/AccessControlTest.h"
 #include "support/thrown.h"
 
 /// What the service makes of a database that does not hold what it should.
@@ -10,7 +10,7 @@ using namespace keepsafe_test;
 using keepsafe_service::DatabaseError;
 using keepsafe_service::Store;
 
-class StoredContent : public ServiceTest {
+class StoredContent : public AccessControlTest {
 protected:
     std::string failure()
     {

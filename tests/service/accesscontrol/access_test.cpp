@@ -1,4 +1,4 @@
-#include "service/accesscontrol/ServiceTest.h"
+#include "service/accesscontrol/AccessControlTest.h"
 
 /// Objects, the access definitions on them, and what the library decides from what is published.
 
@@ -6,7 +6,7 @@ namespace {
 
 using namespace keepsafe_test;
 
-class AccessRules : public ServiceTest {};
+class AccessRules : public AccessControlTest {};
 
 INSTANTIATE_TEST_SUITE_P(Databases, AccessRules, allDatabases(), kindName);
 

@@ -1,5 +1,5 @@
 #include "database/Transaction.h"
-#include "service/accesscontrol/ServiceTest.h"
+#include "service/accesscontrol/AccessControlTest.h"
 
 /// Changes that the database or the disk does not take.
 
@@ -9,7 +9,7 @@ using namespace keepsafe_test;
 using keepsafe_service::CommitError;
 using keepsafe_service::DatabaseError;
 
-class FailedChange : public ServiceTest {
+class FailedChange : public AccessControlTest {
 protected:
     /// From now on the database refuses rows of a table, "INSERT" or "DELETE", that fulfil a condition.
     void refuseRows(const std::string& event, const std::string& table, const std::string& condition)

@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "journal/times.h"
-#include "service/accesscontrol/ServiceTest.h"
+#include "service/accesscontrol/AccessControlTest.h"
 
 /// What the journal says about each kind of change, and how it is read.
 
@@ -36,7 +36,7 @@ std::string objectJson(const std::string& object, const std::string& state, bool
            R"(","objectType":"","registeredWith":)" + registeredWith + R"(,"state":")" + state + R"("})";
 }
 
-class Journal : public ServiceTest {
+class Journal : public AccessControlTest {
 protected:
     /// The entries that a change has made, without revision, time and author, which are all the same.
     Texts entriesOf(const std::function<void()>& change)

@@ -7,7 +7,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "service/accesscontrol/ServiceTest.h"
+#include "service/accesscontrol/AccessControlTest.h"
 #include "support/Process.h"
 
 /// A service that is killed in a stream of changes: what it has acknowledged is there when it starts again.
@@ -16,7 +16,7 @@ namespace {
 
 using namespace keepsafe_test;
 
-class KilledService : public ServiceTest {
+class KilledService : public AccessControlTest {
 protected:
     /// A service of its own in another process, which adds the objects |r<round>-0|, |r<round>-1| and so on
     /// with a grant, and writes a byte to a file after each that is acknowledged.

@@ -4,7 +4,7 @@
 #include <ctime>
 #include <thread>
 
-#include "service/accesscontrol/ServiceTest.h"
+#include "service/accesscontrol/AccessControlTest.h"
 
 /// The service with many objects, and in many hands.
 
@@ -14,7 +14,7 @@ using namespace keepsafe_test;
 using keepsafe_service::Content;
 using Clock = std::chrono::steady_clock;
 
-class LargeService : public ServiceTest {
+class LargeService : public AccessControlTest {
 protected:
     static constexpr int OBJECTS = 100000;
 
@@ -69,7 +69,7 @@ TEST_P(LargeService, PublishesOneChangeAmongAHundredThousandObjectsInLessThan100
     service_.reset();
 }
 
-class ManyHands : public ServiceTest {};
+class ManyHands : public AccessControlTest {};
 
 INSTANTIATE_TEST_SUITE_P(Databases, ManyHands, allDatabases(), kindName);
 

@@ -8,7 +8,7 @@
 #include "cachewriter/ImageBuilder.h"
 #include "cachewriter/publish_cache.h"
 #include "files/FileError.h"
-#include "service/accesscontrol/ServiceTest.h"
+#include "service/accesscontrol/AccessControlTest.h"
 #include "service/support/StoppedReader.h"
 #include "support/thrown.h"
 
@@ -41,7 +41,7 @@ public:
     std::atomic<bool> isFull = false;
 };
 
-class Publication : public ServiceTest {
+class Publication : public AccessControlTest {
 protected:
     ~Publication() override { service_.reset(); }
 

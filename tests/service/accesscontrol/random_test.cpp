@@ -1,7 +1,7 @@
 #include <map>
 #include <random>
 
-#include "service/accesscontrol/ServiceTest.h"
+#include "service/accesscontrol/AccessControlTest.h"
 #include "support/AccessModel.h"
 
 /// Long rows of random changes against the plainest model there is.
@@ -102,7 +102,7 @@ struct PlainService {
     }
 };
 
-class RandomChanges : public ServiceTest {
+class RandomChanges : public AccessControlTest {
 protected:
     static constexpr int ROLES = 3; ///< 7 to 9
 

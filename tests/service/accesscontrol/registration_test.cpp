@@ -1,4 +1,4 @@
-#include "service/accesscontrol/ServiceTest.h"
+#include "service/accesscontrol/AccessControlTest.h"
 
 /// Registration of objects and the changes of their states.
 
@@ -6,7 +6,7 @@ namespace {
 
 using namespace keepsafe_test;
 
-class RegistrationRules : public ServiceTest {
+class RegistrationRules : public AccessControlTest {
 protected:
     /// Registers and returns what was made pending, object by object.
     Texts registerAll(const std::vector<Registration>& registrations)

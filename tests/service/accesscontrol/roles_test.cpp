@@ -1,4 +1,4 @@
-#include "service/accesscontrol/ServiceTest.h"
+#include "service/accesscontrol/AccessControlTest.h"
 
 /// Roles: who may be made, changed and deleted.
 
@@ -6,7 +6,7 @@ namespace {
 
 using namespace keepsafe_test;
 
-class RoleRules : public ServiceTest {
+class RoleRules : public AccessControlTest {
 protected:
     Texts names() const
     {

@@ -60,14 +60,14 @@ TEST(Filter, ComparesBytesOfAnyValue)
     EXPECT_FALSE(matches("name eq 'a'", "", odd));
 }
 
-struct Fault {
+struct BadFilter {
     std::string filter;
     std::string message;
 };
 
-void PrintTo(const Fault& fault, std::ostream* stream) { *stream << fault.filter; }
+void PrintTo(const BadFilter& bad, std::ostream* stream) { *stream << bad.filter; }
 
-class MalformedFilter : public testing::TestWithParam<Fault> {};
+class MalformedFilter : public testing::TestWithParam<BadFilter> {};
 
 TEST_P(MalformedFilter, IsRefusedWithThePositionOfTheFault)
 {
@@ -78,20 +78,22 @@ TEST_P(MalformedFilter, IsRefusedWithThePositionOfTheFault)
 
 INSTANTIATE_TEST_SUITE_P(
     Table, MalformedFilter,
-    testing::Values(
-        Fault{"", "1: expected a field or a function"}, Fault{"  ", "3: expected a field or a function"},
-        Fault{"name", "5: expected 'eq'"}, Fault{"name ne 'x'", "6: expected 'eq'"},
-        Fault{"name eq", "8: expected a text in single quotes"},
-        Fault{"name eq x", "9: expected a text in single quotes"},
-        Fault{"name eq 'x", "11: expected a single quote that ends the text"},
-        Fault{"name eq 'x''", "13: expected a single quote that ends the text"},
-        Fault{"name eq 'x' or id eq '1'", "13: expected 'and'"},
-        Fault{"name eq 'x' and", "16: expected a field or a function"},
-        Fault{"name eq 'x' 'y'", "13: expected 'and'"},
-        Fault{"endswith(name,'x')", "1: expected one of the functions 'contains' and 'startswith'"},
-        Fault{"contains(name 'x')", "15: expected ','"}, Fault{"contains(name,'x'", "18: expected ')'"},
-        Fault{"contains(,'x')", "10: expected a field"},
-        Fault{"(name eq 'x')", "1: expected a field or a function"}));
+    testing::Values(BadFilter{"", "1: expected a field or a function"},
+                    BadFilter{"  ", "3: expected a field or a function"},
+                    BadFilter{"name", "5: expected 'eq'"}, BadFilter{"name ne 'x'", "6: expected 'eq'"},
+                    BadFilter{"name eq", "8: expected a text in single quotes"},
+                    BadFilter{"name eq x", "9: expected a text in single quotes"},
+                    BadFilter{"name eq 'x", "11: expected a single quote that ends the text"},
+                    BadFilter{"name eq 'x''", "13: expected a single quote that ends the text"},
+                    BadFilter{"name eq 'x' or id eq '1'", "13: expected 'and'"},
+                    BadFilter{"name eq 'x' and", "16: expected a field or a function"},
+                    BadFilter{"name eq 'x' 'y'", "13: expected 'and'"},
+                    BadFilter{"endswith(name,'x')",
+                              "1: expected one of the functions 'contains' and 'startswith'"},
+                    BadFilter{"contains(name 'x')", "15: expected ','"},
+                    BadFilter{"contains(name,'x'", "18: expected ')'"},
+                    BadFilter{"contains(,'x')", "10: expected a field"},
+                    BadFilter{"(name eq 'x')", "1: expected a field or a function"}));
 
 TEST(Filter, RefusesAFieldThatIsNotKnown)
 {

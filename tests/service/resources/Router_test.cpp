@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "service/accesscontrol/ServiceTest.h"
+#include "service/accesscontrol/AccessControlTest.h"
 #include "json/json_text.h"
 
 namespace {
@@ -48,7 +48,7 @@ std::string states(const std::string& object, const std::string& state)
            object + R"(","state":")" + state + R"("}]}}})";
 }
 
-class Resources : public keepsafe_test::ServiceTest {
+class Resources : public keepsafe_test::AccessControlTest {
 protected:
     /// Status and body.
     std::string ask(const std::string& method, const std::string& path, const std::string& body = "",

@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "resources/Router.h"
-#include "service/accesscontrol/ServiceTest.h"
+#include "service/accesscontrol/AccessControlTest.h"
 #include "json/json_text.h"
 
 namespace {
@@ -26,7 +26,7 @@ const std::string GRANT =
     R"("role":{"data":{"id":"7","type":"accessControlRole"}},)"
     R"("operations":{"data":[{"id":"|OPERATIONS|VIEW|","type":"accessControlOperation"}]}}}})";
 
-class ChangeResource : public keepsafe_test::ServiceTest {
+class ChangeResource : public keepsafe_test::AccessControlTest {
 protected:
     ServiceResponse ask(const std::string& method, const std::string& path, const std::string& body = "",
                         const std::string& client = "CN=tester") const

@@ -245,12 +245,12 @@ TEST_F(Behind, AWriterOfTheOperationCacheToo)
     EXPECT_EQ(result.exitStatus, 8);
 }
 
-class Configuration : public KsrbacTest {
+class ToolConfiguration : public KsrbacTest {
 protected:
     void configure(const std::string& text) const { writeFile(root_.path("etc/keepsafe.toml"), text); }
 };
 
-TEST_F(Configuration, AMalformedFileEndsWithTwoAndItsPlace)
+TEST_F(ToolConfiguration, AMalformedFileEndsWithTwoAndItsPlace)
 {
     configure("[log]\nlevel = \"high\"\n");
     const auto result = run({"operations"});
@@ -260,7 +260,7 @@ TEST_F(Configuration, AMalformedFileEndsWithTwoAndItsPlace)
     EXPECT_EQ(result.exitStatus, 2);
 }
 
-TEST_F(Configuration, SaysWhereLogMessagesGo)
+TEST_F(ToolConfiguration, SaysWhereLogMessagesGo)
 {
     configure("[log]\nlevel = 16\ndestination = \"file:" + root_.path("log") + "\"\n");
     std::filesystem::remove(operationCache());
@@ -270,7 +270,7 @@ TEST_F(Configuration, SaysWhereLogMessagesGo)
               std::string::npos);
 }
 
-TEST_F(Configuration, ALogThatCannotBeOpenedIsNotedAndStandardErrorTakesItsPlace)
+TEST_F(ToolConfiguration, ALogThatCannotBeOpenedIsNotedAndStandardErrorTakesItsPlace)
 {
     configure("[log]\ndestination = \"file:" + root_.path("none/log") + "\"\n");
     const auto result = run({"cache", "verify", "main", "--log-level", "4"});
@@ -283,7 +283,7 @@ TEST_F(Configuration, ALogThatCannotBeOpenedIsNotedAndStandardErrorTakesItsPlace
     EXPECT_EQ(result.exitStatus, 0);
 }
 
-TEST_F(Configuration, TheLogLevelOfTheCommandLineOutranksIt)
+TEST_F(ToolConfiguration, TheLogLevelOfTheCommandLineOutranksIt)
 {
     configure("[log]\nlevel = 16\n");
     EXPECT_EQ(runProgram({KSRBAC_BINARY, "--root", root_.path(), "cache", "verify", "main"}).errors, "");
@@ -293,21 +293,21 @@ TEST_F(Configuration, TheLogLevelOfTheCommandLineOutranksIt)
         << result.errors;
 }
 
-TEST_F(Configuration, TheRootMayBeRelativeToTheCurrentFolder)
+TEST_F(ToolConfiguration, TheRootMayBeRelativeToTheCurrentFolder)
 {
     const auto relative = std::filesystem::relative(root_.path());
     EXPECT_EQ(
         runProgram({KSRBAC_BINARY, "operations", "--json", "--root", relative.string() + "/"}).exitStatus, 0);
 }
 
-TEST_F(Configuration, AnEmptyRootIsAUsageError)
+TEST_F(ToolConfiguration, AnEmptyRootIsAUsageError)
 {
     const auto result = runProgram({KSRBAC_BINARY, "--root=", "operations"});
     EXPECT_EQ(result.errors, "ksrbac: --root: the installation root must not be empty\n");
     EXPECT_EQ(result.exitStatus, 2);
 }
 
-TEST_F(Configuration, ARootThatIsNoDirectoryIsAnError)
+TEST_F(ToolConfiguration, ARootThatIsNoDirectoryIsAnError)
 {
     const std::vector<std::string> check{"check", "--operation=|O|", "--roles=17", "|A|"};
     const auto runUnder = [&check](const std::string& root) {
@@ -324,7 +324,7 @@ TEST_F(Configuration, ARootThatIsNoDirectoryIsAnError)
     EXPECT_EQ(file.exitStatus, 2);
 }
 
-TEST_F(Configuration, WithoutAFileTheAnswerSaysWhyEverythingIsAllowed)
+TEST_F(ToolConfiguration, WithoutAFileTheAnswerSaysWhyEverythingIsAllowed)
 {
     const auto result = run({"check", "--operation=|O|", "--roles=17", "|A|"});
     EXPECT_EQ(result.output, "allow\t|A|\n");

@@ -21,12 +21,12 @@ namespace {
 
 const std::string POLICIES = KEEPSAFE_EXAMPLE_POLICIES;
 
-/// Questions that one run of the tool can answer: the same roles and operation.
-struct Questions {
+/// QuestionsAtOnce that one run of the tool can answer: the same roles and operation.
+struct QuestionsAtOnce {
     std::vector<std::string> objects;
     std::string answers; ///< as the tool prints them
 };
-using Table = std::map<std::pair<std::string, std::string>, Questions>;
+using Table = std::map<std::pair<std::string, std::string>, QuestionsAtOnce>;
 
 Table readTable()
 {
@@ -45,7 +45,7 @@ Table readTable()
         std::getline(columns, operation, '\t');
         std::getline(columns, object, '\t');
         std::getline(columns, decision, '\t');
-        Questions& questions = table[{roles, operation}];
+        QuestionsAtOnce& questions = table[{roles, operation}];
         questions.objects.push_back(object);
         questions.answers += decision.append("\t").append(object).append("\n");
     }

@@ -24,7 +24,7 @@ const std::string EXPIRE = "|OPERATIONS|EXPIRE_IMAGE|";
 const std::string POOL = "|KEEPSAFE|STORAGE|pools|disk-01|";
 constexpr char REFUSED[] = "status 20: an argument has a value that is not allowed (HTTP status ";
 
-class Service : public testing::Test {
+class ToolWithService : public testing::Test {
 protected:
     /// The result of a command that succeeds without a message.
     [[nodiscard]] std::string done(const std::vector<std::string>& arguments) const
@@ -62,7 +62,7 @@ protected:
     RunningService root_{KEEPSAFE_EXAMPLE_POLICIES "/company.json"};
 };
 
-TEST_F(Service, KeepsRolesAndGivesThemOutAgain)
+TEST_F(ToolWithService, KeepsRolesAndGivesThemOutAgain)
 {
     EXPECT_EQ(done({"role", "create", "Tape operator", "--description", "Mounts media"}),
               "ID  NAME           SYSTEM  DESCRIPTION\n51  Tape operator  no      Mounts media\n");
@@ -82,7 +82,7 @@ TEST_F(Service, KeepsRolesAndGivesThemOutAgain)
               std::string("role get 51: ") + REFUSED + "404: there is no role 51)");
 }
 
-TEST_F(Service, KnowsRolesByTheirNames)
+TEST_F(ToolWithService, KnowsRolesByTheirNames)
 {
     EXPECT_EQ(done({"role", "get", "Auditor", "--json"}),
               "{\"id\":31,\"name\":\"Auditor\",\"description\":\"\",\"systemDefined\":false}\n");
@@ -92,7 +92,7 @@ TEST_F(Service, KnowsRolesByTheirNames)
               "words\n'Restore operator'\n");
 }
 
-TEST_F(Service, AGrantChangesTheNextDecisionAndItsEndTheOneAfter)
+TEST_F(ToolWithService, AGrantChangesTheNextDecisionAndItsEndTheOneAfter)
 {
     EXPECT_EQ(decision(POOL), "deny");
     EXPECT_EQ(done({"access", "add", "|KEEPSAFE|STORAGE|", "--role=17", "--operations=" + EXPIRE,
@@ -106,14 +106,14 @@ TEST_F(Service, AGrantChangesTheNextDecisionAndItsEndTheOneAfter)
     EXPECT_EQ(decision(POOL), "deny");
 }
 
-TEST_F(Service, AGrantWithoutAPropagationHoldsOnTheObjectAlone)
+TEST_F(ToolWithService, AGrantWithoutAPropagationHoldsOnTheObjectAlone)
 {
     (void)done({"access", "add", "|KEEPSAFE|STORAGE|pools|", "--role=17", "--operations=" + EXPIRE});
     EXPECT_EQ(decision("|KEEPSAFE|STORAGE|pools|"), "allow");
     EXPECT_EQ(decision(POOL), "deny");
 }
 
-TEST_F(Service, DecidesForTheOwnerOfASessionToken)
+TEST_F(ToolWithService, DecidesForTheOwnerOfASessionToken)
 {
     writeFile(root_.path("token"), root_.issue("17"));
     const std::vector<std::string> caller{"--session-token-file", root_.path("token")};
@@ -124,7 +124,7 @@ TEST_F(Service, DecidesForTheOwnerOfASessionToken)
     EXPECT_EQ(decision(caller, POOL), "deny");
 }
 
-TEST_F(Service, QuestionsHaveTheSameAnswersForTheOwnerOfATokenAsForItsRoles)
+TEST_F(ToolWithService, QuestionsHaveTheSameAnswersForTheOwnerOfATokenAsForItsRoles)
 {
     writeFile(root_.path("token"), root_.issue("17"));
     writeFile(root_.path("objects"), "|KEEPSAFE|ASSETS|vms|web-01|\n|KEEPSAFE|ASSETS|shares|public|\n");
@@ -145,7 +145,7 @@ TEST_F(Service, QuestionsHaveTheSameAnswersForTheOwnerOfATokenAsForItsRoles)
     }
 }
 
-TEST_F(Service, WhoCanNamesTheRolesWhoseTokensAreAllowed)
+TEST_F(ToolWithService, WhoCanNamesTheRolesWhoseTokensAreAllowed)
 {
     const std::string object = "|KEEPSAFE|ASSETS|vms|web-01|";
     (void)done({"access", "add", object, "--role=40", "--operations=" + EXPIRE});
@@ -158,7 +158,7 @@ TEST_F(Service, WhoCanNamesTheRolesWhoseTokensAreAllowed)
     }
 }
 
-TEST_F(Service, InheritanceDecidesWhetherGrantsFromAboveReachAnObject)
+TEST_F(ToolWithService, InheritanceDecidesWhetherGrantsFromAboveReachAnObject)
 {
     (void)done({"access", "add", "|KEEPSAFE|STORAGE|", "--role=17", "--operations=" + EXPIRE,
                 "--propagation=OBJECT_AND_CHILDREN"});
@@ -171,13 +171,13 @@ TEST_F(Service, InheritanceDecidesWhetherGrantsFromAboveReachAnObject)
     EXPECT_EQ(decision(POOL), "allow");
 }
 
-TEST_F(Service, KnowsTheOperationsOfThePolicy)
+TEST_F(ToolWithService, KnowsTheOperationsOfThePolicy)
 {
     EXPECT_EQ(done({"operation", "list", "--filter", "startswith(id,'|OPERATIONS|VIEW')"}),
               "OPERATION\n|OPERATIONS|VIEW|\n|OPERATIONS|VIEW_AUDIT|\n|OPERATIONS|VIEW_JOBS|\n");
 }
 
-TEST_F(Service, SaysWhyItRefuses)
+TEST_F(ToolWithService, SaysWhyItRefuses)
 {
     const std::string refused = REFUSED;
     EXPECT_EQ(failure({"role", "create", "Auditor"}).substr(0, 13 + refused.size() + 3),
@@ -191,7 +191,7 @@ TEST_F(Service, SaysWhyItRefuses)
                                                                " has no access definition \"4711\")");
 }
 
-TEST_F(Service, ThatIsStoppedAllowsNothingAndCanBeAskedAgainWhenItIsBack)
+TEST_F(ToolWithService, ThatIsStoppedAllowsNothingAndCanBeAskedAgainWhenItIsBack)
 {
     EXPECT_EQ(root_.stop(), 0);
     const std::string gone = "transfer status 7: the server cannot be reached (GET https://" +
@@ -205,7 +205,7 @@ TEST_F(Service, ThatIsStoppedAllowsNothingAndCanBeAskedAgainWhenItIsBack)
     EXPECT_EQ(decision(POOL), "deny");
 }
 
-TEST_F(Service, AnAnswerThatCannotBeShownIsToldAndTheChangeIsMade)
+TEST_F(ToolWithService, AnAnswerThatCannotBeShownIsToldAndTheChangeIsMade)
 {
     const Descriptor full = openFile("/dev/full", O_WRONLY);
     const Descriptor errors = openFile(root_.path("errors"), O_WRONLY | O_CREAT);
@@ -236,7 +236,7 @@ Descriptor listenSilently(const std::string& address)
     return listener;
 }
 
-TEST_F(Service, ASignalEndsACommandThatWaitsForIt)
+TEST_F(ToolWithService, ASignalEndsACommandThatWaitsForIt)
 {
     useDefaultSignals();
     ASSERT_EQ(root_.stop(), 0);

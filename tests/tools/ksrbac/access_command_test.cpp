@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ServiceTest.h"
+#include "MasterServerTest.h"
 
 // `ksrbac object`, `ksrbac access` and `ksrbac operation`: what is sent to the service, and what is shown of
 // its answers.
@@ -39,7 +39,7 @@ Play roles()
                   R"({"data":[{"type":"accessControlRole","id":"17","attributes":{"name":"Operator"}}]})");
 }
 
-class ObjectCommand : public ServiceTest {};
+class ObjectCommand : public MasterServerTest {};
 
 TEST_F(ObjectCommand, GetShowsInheritanceAndState)
 {
@@ -78,7 +78,7 @@ TEST_F(ObjectCommand, BadArgumentsAreToldBeforeAnythingIsSent)
     EXPECT_THAT(requests(), IsEmpty());
 }
 
-class AccessCommand : public ServiceTest {};
+class AccessCommand : public MasterServerTest {};
 
 TEST_F(AccessCommand, ListPrintsATable)
 {
@@ -262,7 +262,7 @@ TEST_F(AccessCommand, BadArgumentsAreToldBeforeAnythingIsSent)
     EXPECT_THAT(requests(), IsEmpty());
 }
 
-class OperationCommand : public ServiceTest {};
+class OperationCommand : public MasterServerTest {};
 
 TEST_F(OperationCommand, ListsWhatTheServiceKnows)
 {

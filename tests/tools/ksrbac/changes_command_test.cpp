@@ -6,7 +6,7 @@
 
 #include <keepsafe/rbac/api/Rbac2Json.h>
 
-#include "ServiceTest.h"
+#include "MasterServerTest.h"
 #include "cli/since.h"
 #include "commands/change_text.h"
 
@@ -36,7 +36,7 @@ std::string page(const std::string& changes, const std::string& next = "")
            (next.empty() ? "" : R"(,"links":{"next":{"href":")" + next + R"("}})") + "}";
 }
 
-class ChangesCommand : public ServiceTest {};
+class ChangesCommand : public MasterServerTest {};
 
 TEST_F(ChangesCommand, PrintsATableOfAllPages)
 {

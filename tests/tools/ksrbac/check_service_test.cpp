@@ -6,7 +6,7 @@
 
 #include <keepsafe/cache/OperationCache.h>
 
-#include "ServiceTest.h"
+#include "MasterServerTest.h"
 #include "support/AccessModel.h"
 #include "support/CacheWriter.h"
 
@@ -22,7 +22,7 @@ using testing::IsEmpty;
 
 const std::string CACHES = "/keepsafe/access-control/access-caches/";
 
-class CheckByService : public ServiceTest {
+class CheckByService : public MasterServerTest {
 protected:
     CheckByService()
     {
@@ -57,7 +57,7 @@ TEST_F(CheckByService, AsksForTheCacheOfTheNamespaceThatIsGiven)
 
 TEST_F(CheckByService, WhereEnforcementIsOffEverythingIsAllowedAndSaidToBe)
 {
-    configure("master_server = \"" + address_ + "\"\n" + tlsSection());
+    configure(root_.nameLine() + root_.tlsSection());
     const auto result = run(check({"--roles=", "|A|", "|B|"}));
     EXPECT_EQ(result.results, "allow\t|A|\nallow\t|B|\n");
     EXPECT_EQ(result.messages,
@@ -100,7 +100,7 @@ TEST_F(CheckByService, WithoutAMasterServerItSaysWhatToConfigure)
     EXPECT_EQ(messageOf(check({"--roles=0", "|A|"}), ExitStatus::LibraryFailed),
               "check: asking which access cache serves |: status 114: a conversion or a request to a server "
               "failed (no master server: \"master_server\" is not configured in " +
-                  root_.path("etc/keepsafe.toml") + ')');
+                  root_.configurationFile + ')');
 }
 
 TEST_F(CheckByService, AnOperationThatTheCacheDoesNotKnowIsNoted)

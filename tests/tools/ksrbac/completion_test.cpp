@@ -6,7 +6,7 @@
 
 #include <keepsafe/cache/OperationCache.h>
 
-#include "ServiceTest.h"
+#include "MasterServerTest.h"
 #include "commands/commands.h"
 #include "completion/Completion.h"
 #include "completion/ShellWords.h"
@@ -76,7 +76,7 @@ TEST(ShellWordsOfBash, AreThoseOfTheLastCommandOfTheLine)
 }
 
 /// The service knows roles, and the host a cache and operations.
-class CompletionTest : public ServiceTest {
+class CompletionTest : public MasterServerTest {
 protected:
     CompletionTest()
     {
@@ -237,7 +237,7 @@ TEST_F(CompletionTest, TheCommandPrintsWhatAShellNeeds)
 TEST_F(CompletionTest, TheCommandIsSilentWhenNothingCanBeFoundOut)
 {
     server_.playAlways(answer(503, ""));
-    writeFile(root_.path("etc/keepsafe.toml"), "nonsense");
+    writeFile(root_.configurationFile, "nonsense");
     for (const char* rest :
          {" role get ", " role list --filter ", " object get '|", " nonsense ", " --root"}) {
         const std::string line = "ksrbac --root " + root_.path() + rest;

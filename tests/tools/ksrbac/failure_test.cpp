@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ServiceTest.h"
+#include "MasterServerTest.h"
 #include "StringSink.h"
 #include "exit_status.h"
 #include "io/Console.h"
@@ -149,7 +149,7 @@ TEST(JsonError, OfADatabaseAndOfAConfigurationThatLacksTheServer)
         StartsWith(R"({"error":{"command":"role list","kind":"configuration","exitStatus":3,"status":114,)"));
 }
 
-class ServiceErrors : public ServiceTest {
+class ServiceErrors : public MasterServerTest {
 protected:
     [[nodiscard]] ProgramRun getRole(Play play, const std::vector<std::string>& more = {})
     {

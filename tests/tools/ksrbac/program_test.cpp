@@ -20,12 +20,12 @@ using ksrbac::SignalWatch;
 
 constexpr char VARIABLE[] = "KSRBAC_TEST=a b";
 
-class ProgramRun : public testing::Test {
+class ProgramBetweenPhases : public testing::Test {
 protected:
-    ProgramRun() { keepsafe_test::useDefaultSignals(); }
+    ProgramBetweenPhases() { keepsafe_test::useDefaultSignals(); }
 };
 
-class TheSignalWatch : public ProgramRun {};
+class TheSignalWatch : public ProgramBetweenPhases {};
 
 std::string run(const std::vector<std::string>& command)
 {
@@ -35,20 +35,20 @@ std::string run(const std::vector<std::string>& command)
 
 std::string runShell(const std::string& script) { return run({"sh", "-c", script}); }
 
-TEST_F(ProgramRun, SucceedsWithStatusZeroAlone)
+TEST_F(ProgramBetweenPhases, SucceedsWithStatusZeroAlone)
 {
     EXPECT_EQ(run({"true"}), "");
     EXPECT_EQ(run({"false"}), "false ended with status 1");
     EXPECT_EQ(runShell("exit 255"), "sh ended with status 255");
 }
 
-TEST_F(ProgramRun, ASignalIsAFailure)
+TEST_F(ProgramBetweenPhases, ASignalIsAFailure)
 {
     EXPECT_EQ(runShell("kill -KILL $$"), "sh was ended by signal 9");
     EXPECT_EQ(runShell("kill -TERM $$"), "sh was ended by signal 15");
 }
 
-TEST_F(ProgramRun, AProgramThatCannotBeStartedIsAFailure)
+TEST_F(ProgramBetweenPhases, AProgramThatCannotBeStartedIsAFailure)
 {
     const TempDir dir;
     keepsafe_test::writeFile(dir.path("data"), "true\n");
@@ -56,7 +56,7 @@ TEST_F(ProgramRun, AProgramThatCannotBeStartedIsAFailure)
     EXPECT_EQ(run({dir.path("data")}), dir.path("data") + " cannot be started: Permission denied");
 }
 
-TEST_F(ProgramRun, ArgumentsAreNotReadByAShell)
+TEST_F(ProgramBetweenPhases, ArgumentsAreNotReadByAShell)
 {
     const TempDir dir;
     const std::string file = dir.path("out");
@@ -64,7 +64,7 @@ TEST_F(ProgramRun, ArgumentsAreNotReadByAShell)
     EXPECT_EQ(readFile(file), "a b\n$HOME\n*;x\n\n");
 }
 
-TEST_F(ProgramRun, TheVariableIsInItsEnvironmentOnce)
+TEST_F(ProgramBetweenPhases, TheVariableIsInItsEnvironmentOnce)
 {
     const TempDir dir;
     ASSERT_EQ(setenv("KSRBAC_TEST", "earlier", 1), 0);
@@ -72,7 +72,7 @@ TEST_F(ProgramRun, TheVariableIsInItsEnvironmentOnce)
     EXPECT_EQ(readFile(dir.path("out")), "KSRBAC_TEST=a b\n");
 }
 
-TEST_F(ProgramRun, ItsSignalsHaveTheirUsualEffect)
+TEST_F(ProgramBetweenPhases, ItsSignalsHaveTheirUsualEffect)
 {
     // A pipe that nobody reads ends its writer, though ksrbac itself ignores SIGPIPE.
     (void)std::signal(SIGPIPE, SIG_IGN);
@@ -80,14 +80,14 @@ TEST_F(ProgramRun, ItsSignalsHaveTheirUsualEffect)
     (void)std::signal(SIGPIPE, SIG_DFL);
 }
 
-TEST_F(ProgramRun, ItsEndIsLearntWhateverTheCallerDidAboutSigchld)
+TEST_F(ProgramBetweenPhases, ItsEndIsLearntWhateverTheCallerDidAboutSigchld)
 {
     (void)std::signal(SIGCHLD, SIG_IGN);
     EXPECT_EQ(run({"false"}), "false ended with status 1");
     (void)std::signal(SIGCHLD, SIG_DFL);
 }
 
-TEST_F(ProgramRun, ASignalToThisProcessGoesOnToTheProgram)
+TEST_F(ProgramBetweenPhases, ASignalToThisProcessGoesOnToTheProgram)
 {
     for (const char* name : {"TERM", "INT", "HUP"}) {
         SignalWatch signals;
@@ -98,14 +98,14 @@ TEST_F(ProgramRun, ASignalToThisProcessGoesOnToTheProgram)
     }
 }
 
-TEST_F(ProgramRun, ASignalThatCameBeforeKeepsItFromStarting)
+TEST_F(ProgramBetweenPhases, ASignalThatCameBeforeKeepsItFromStarting)
 {
     SignalWatch signals;
     ASSERT_EQ(raise(SIGTERM), 0);
     EXPECT_EQ(Program({"true"}).run(VARIABLE, signals), "true was not started: interrupted by signal 15");
 }
 
-TEST_F(ProgramRun, AProgramMaySurviveASignalAndSucceed)
+TEST_F(ProgramBetweenPhases, AProgramMaySurviveASignalAndSucceed)
 {
     SignalWatch signals;
     EXPECT_EQ(Program({"sh", "-c", "trap 'exit 0' TERM; kill -TERM $PPID; while :; do :; done"})

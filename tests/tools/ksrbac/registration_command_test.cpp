@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ServiceTest.h"
+#include "MasterServerTest.h"
 #include "default_signals.h"
 
 // `ksrbac object register` and `unregister`: what is sent to the service, and when.
@@ -40,7 +40,7 @@ Play refusal(int status)
     return answer(status, R"({"errorCode":20,"errorMessage":"no","errorDetails":["why"]})");
 }
 
-class RegisterCommand : public ServiceTest {
+class RegisterCommand : public MasterServerTest {
 protected:
     RegisterCommand()
     {
@@ -165,7 +165,7 @@ TEST_F(RegisterCommand, TellsAFailedTransferInEitherPhase)
         failureOf(registerWith({})),
         StartsWith("object register |A|: status 8024: the change could not be committed after its callback "
                    "succeeded (POST https://" +
-                   address_ + ":1556/ failed with status 52"));
+                   root_.address + ":1556/ failed with status 52"));
 }
 
 TEST_F(RegisterCommand, ShowsWhatIsWrongWithAnAnswer)
@@ -183,7 +183,7 @@ TEST_F(RegisterCommand, SaysWhatToConfigure)
         failureOf(registerWith({})),
         "object register |A|: status 114: a conversion or a request to a server failed (no master server: "
         "\"master_server\" is not configured in " +
-            root_.path("etc/keepsafe.toml") + ')');
+            root_.configurationFile + ')');
 }
 
 TEST_F(RegisterCommand, BadArgumentsAreToldBeforeAnythingIsSent)

@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ServiceTest.h"
+#include "MasterServerTest.h"
 
 // `ksrbac role`: what is sent to the service, and what is shown of its answers.
 
@@ -29,7 +29,7 @@ Play role(int status, int id, const std::string& attributes)
     return answer(status, R"({"data":)" + resource(id, attributes) + '}');
 }
 
-class RoleCommand : public ServiceTest {};
+class RoleCommand : public MasterServerTest {};
 
 TEST_F(RoleCommand, ListPrintsATableOfAllRoles)
 {

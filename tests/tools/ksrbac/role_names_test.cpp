@@ -8,7 +8,7 @@
 
 #include <keepsafe/cache/OperationCache.h>
 
-#include "ServiceTest.h"
+#include "MasterServerTest.h"
 #include "service/RoleNames.h"
 #include "service/ask_service.h"
 #include "support/AccessModel.h"
@@ -40,7 +40,7 @@ std::string namedRole(int id, const std::string& name)
 }
 
 /// The service has roles, two of which have the same name, and the host a cache that grants role 17 and -5.
-class RoleNamesTest : public ServiceTest {
+class RoleNamesTest : public MasterServerTest {
 protected:
     RoleNamesTest()
     {

@@ -7,7 +7,7 @@
 
 #include <keepsafe/platform/http/service_failures.h>
 
-#include "ServiceTest.h"
+#include "MasterServerTest.h"
 #include "service/ask_service.h"
 
 // The messages when the service refuses or cannot be reached.
@@ -23,7 +23,7 @@ using testing::StartsWith;
 
 const std::vector<std::string> GET_ROLE{"role", "get", "99"};
 
-class ServiceFailure : public ServiceTest {
+class ServiceFailure : public MasterServerTest {
 protected:
     [[nodiscard]] std::string message() const { return messageOf(GET_ROLE, ExitStatus::LibraryFailed); }
     [[nodiscard]] std::string messageAfter(Play play)
@@ -84,19 +84,19 @@ TEST_F(ServiceFailure, ShowsTheStatusOfAFailedTransferAndItsMeaning)
     EXPECT_EQ(messageAfter(bytesThenClose("")),
               "role get 99: transfer status 52: the server closed the connection without an answer (GET "
               "https://" +
-                  address_ + ":1556/ failed with status 52: Empty reply from server)");
+                  root_.address + ":1556/ failed with status 52: Empty reply from server)");
     EXPECT_THAT(messageAfter(bytesThenClose("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{")),
                 StartsWith("role get 99: transfer status 18: the response ended early (GET "));
 }
 
 TEST_F(ServiceFailure, SaysWhatToConfigure)
 {
-    const std::string file = root_.path("etc/keepsafe.toml");
+    const std::string file = root_.configurationFile;
     configure("");
     EXPECT_EQ(message(), "role get 99: status 114: a conversion or a request to a server failed (no master "
                          "server: \"master_server\" is not configured in " +
                              file + ')');
-    configure("master_server = \"" + address_ + "\"\n");
+    configure(root_.nameLine());
     EXPECT_EQ(message(), "role get 99: transfer status 58: the host's certificate or key cannot be used (no "
                          "certificate: \"tls.certificate\" is not configured in " +
                              file + ')');
@@ -105,15 +105,16 @@ TEST_F(ServiceFailure, SaysWhatToConfigure)
 
 TEST_F(ServiceFailure, NamesACertificateFileThatIsMissing)
 {
-    configure("master_server = \"" + address_ + "\"\n[tls]\ncertificate = \"/none/host.pem\"\nkey = \"" +
-              client_.key + "\"\nca = \"" + authority_.file() + "\"\n");
+    configure(root_.nameLine() + "[tls]\ncertificate = \"/none/host.pem\"\nkey = \"" + root_.client.key +
+              "\"\nca = \"" + root_.authority.file() + "\"\n");
     EXPECT_EQ(message(), "role get 99: transfer status 58: the host's certificate or key cannot be used "
                          "(cannot read the certificate \"/none/host.pem\": No such file or directory)");
 }
 
 TEST_F(ServiceFailure, TellsAServerThatIsNotThere)
 {
-    configure("master_server = \"127.63.0.1\"\n" + tlsSection()); // an address that no test's server takes
+    configure("master_server = \"127.63.0.1\"\n" +
+              root_.tlsSection()); // an address that no test's server takes
     EXPECT_THAT(message(), StartsWith("role get 99: transfer status 7: the server cannot be reached (GET "));
 }
 

@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_TESTS_SERVICE_ACCESSCONTROL_SERVICETEST_H
-#define KEEPSAFE_TESTS_SERVICE_ACCESSCONTROL_SERVICETEST_H
+#ifndef KEEPSAFE_TESTS_SERVICE_ACCESSCONTROL_ACCESSCONTROLTEST_H
+#define KEEPSAFE_TESTS_SERVICE_ACCESSCONTROL_ACCESSCONTROLTEST_H
 
 #include <functional>
 #include <memory>
@@ -46,10 +46,10 @@ std::vector<ObjectNamespace> namespaces(const std::string& texts);
 Tessara::Dal::DbConnectionSettings unsyncedSettings(const PrivateDatabase& database);
 
 /// The service on a private database that knows role 0, role 7, and three operations, in a private root.
-class ServiceTest : public testing::TestWithParam<DatabaseKind> {
+class AccessControlTest : public testing::TestWithParam<DatabaseKind> {
 protected:
-    ServiceTest();
-    ~ServiceTest() override;
+    AccessControlTest();
+    ~AccessControlTest() override;
 
     /// Restarts the service on the contents of the database.
     void restart();

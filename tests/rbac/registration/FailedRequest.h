@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_TESTS_RBAC_REGISTRATION_FAULT_H
-#define KEEPSAFE_TESTS_RBAC_REGISTRATION_FAULT_H
+#ifndef KEEPSAFE_TESTS_RBAC_REGISTRATION_FAILEDREQUEST_H
+#define KEEPSAFE_TESTS_RBAC_REGISTRATION_FAILEDREQUEST_H
 
 #include <ostream>
 #include <string>
@@ -10,7 +10,7 @@
 namespace keepsafe_test {
 
 /// One way in which a request to the service fails, and how that comes out of it.
-struct Fault {
+struct FailedRequest {
     enum Kind { Status, Exception, Unknown };
 
     std::string name;
@@ -39,13 +39,19 @@ struct Fault {
         return kind == Status ? forStatus : kind == Exception ? forException : forUnknown;
     }
 
-    friend std::ostream& operator<<(std::ostream& stream, const Fault& fault) { return stream << fault.name; }
+    friend std::ostream& operator<<(std::ostream& stream, const FailedRequest& failed)
+    {
+        return stream << failed.name;
+    }
 };
 
 /// Every way, at least one of each kind.
-std::vector<Fault> allFaults();
+std::vector<FailedRequest> allFailedRequests();
 
-inline std::string nameOf(const testing::TestParamInfo<Fault>& instance) { return instance.param.name; }
+inline std::string nameOf(const testing::TestParamInfo<FailedRequest>& instance)
+{
+    return instance.param.name;
+}
 
 } // namespace keepsafe_test
 

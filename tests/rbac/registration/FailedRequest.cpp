@@ -1,4 +1,4 @@
-#include "Fault.h"
+#include "FailedRequest.h"
 
 #include <new>
 #include <stdexcept>
@@ -7,13 +7,13 @@
 
 namespace keepsafe_test {
 
-std::vector<Fault> allFaults()
+std::vector<FailedRequest> allFailedRequests()
 {
     const auto thrown = [](const auto& exception) {
         return Response{0, 0, "", std::make_exception_ptr(exception)};
     };
     const auto status = [](const std::string& name, int code, const Response& response) {
-        return Fault{name, Fault::Status, code, code, getECmsg(code), response};
+        return FailedRequest{name, FailedRequest::Status, code, code, getECmsg(code), response};
     };
     const std::string text = "the reason";
     return {
@@ -23,13 +23,14 @@ std::vector<Fault> allFaults()
         status("AnsweredOk", 9103, {0, 200, R"({"id":"|A|"})"}),
         status("ConnectionLost", 56, {56, 0, ""}),
         status("StatusThrown", 4711, thrown(EC_exception(4711))),
-        {"StatusOfSuccessThrown", Fault::Status, 114, 0, getECmsg(0), thrown(EC_exception(0))},
-        {"ExceptionThrown", Fault::Exception, 114, 0, text, thrown(std::runtime_error(text))},
-        {"OutOfMemory", Fault::Exception, 114, 0, "std::bad_alloc", thrown(std::bad_alloc())},
-        {"IntegerThrown", Fault::Unknown, 114, 0, "", thrown(0)},
-        {"StatusThrownByFactory", Fault::Status, 7, 7, getECmsg(7), thrown(EC_exception(7)), true},
-        {"ExceptionThrownByFactory", Fault::Exception, 114, 0, text, thrown(std::logic_error(text)), true},
-        {"IntegerThrownByFactory", Fault::Unknown, 114, 0, "", thrown(1), true},
+        {"StatusOfSuccessThrown", FailedRequest::Status, 114, 0, getECmsg(0), thrown(EC_exception(0))},
+        {"ExceptionThrown", FailedRequest::Exception, 114, 0, text, thrown(std::runtime_error(text))},
+        {"OutOfMemory", FailedRequest::Exception, 114, 0, "std::bad_alloc", thrown(std::bad_alloc())},
+        {"IntegerThrown", FailedRequest::Unknown, 114, 0, "", thrown(0)},
+        {"StatusThrownByFactory", FailedRequest::Status, 7, 7, getECmsg(7), thrown(EC_exception(7)), true},
+        {"ExceptionThrownByFactory", FailedRequest::Exception, 114, 0, text, thrown(std::logic_error(text)),
+         true},
+        {"IntegerThrownByFactory", FailedRequest::Unknown, 114, 0, "", thrown(1), true},
     };
 }
 

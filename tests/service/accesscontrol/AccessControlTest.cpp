@@ -1,4 +1,4 @@
-#include "service/accesscontrol/ServiceTest.h"
+#include "service/accesscontrol/AccessControlTest.h"
 
 #include <sstream>
 
@@ -43,7 +43,7 @@ Tessara::Dal::DbConnectionSettings unsyncedSettings(const PrivateDatabase& datab
     return settings;
 }
 
-ServiceTest::ServiceTest()
+AccessControlTest::AccessControlTest()
 {
     ensureSchema(database_, keepsafe_service::SchemaOrigin::Attached);
     keepsafe_service::Store store(database_);
@@ -56,28 +56,28 @@ ServiceTest::ServiceTest()
     restart();
 }
 
-ServiceTest::~ServiceTest() = default;
+AccessControlTest::~AccessControlTest() = default;
 
-void ServiceTest::restart()
+void AccessControlTest::restart()
 {
     service_.reset();
     service_ = std::make_unique<AccessControl>(database_, fileSystem_, location_);
 }
 
-keepsafe_service::Publishing ServiceTest::withoutRetry()
+keepsafe_service::Publishing AccessControlTest::withoutRetry()
 {
     keepsafe_service::Publishing publishing;
     publishing.pauses.first = std::chrono::hours(1);
     return publishing;
 }
 
-ServiceTest::Refused ServiceTest::refusal(const std::function<void()>& call)
+AccessControlTest::Refused AccessControlTest::refusal(const std::function<void()>& call)
 {
     const auto refusal = thrownBy<Refusal>(call);
     return {refusal.kind(), refusal.what(), refusal.details()};
 }
 
-void ServiceTest::addObjects(const std::string& names)
+void AccessControlTest::addObjects(const std::string& names)
 {
     for (const ObjectNamespace& name : namespaces(names)) {
         Registration registration;
@@ -87,19 +87,19 @@ void ServiceTest::addObjects(const std::string& names)
     }
 }
 
-void ServiceTest::grant(const std::string& object, const ObjectNamespace& operation, Propagation propagation,
-                        int role)
+void AccessControlTest::grant(const std::string& object, const ObjectNamespace& operation,
+                              Propagation propagation, int role)
 {
     service_->addAccessDefinition(ns(object), {role, propagation, {operation}});
 }
 
-void ServiceTest::setState(const std::string& object, ManagedObjectState state)
+void AccessControlTest::setState(const std::string& object, ManagedObjectState state)
 {
     service_->updateStates({{ns(object), state}});
 }
 
-Registration ServiceTest::registration(const std::string& object, const std::string& children,
-                                       bool ignoreAlreadyRegistered)
+Registration AccessControlTest::registration(const std::string& object, const std::string& children,
+                                             bool ignoreAlreadyRegistered)
 {
     Registration result;
     result.ns = ns(object);
@@ -108,7 +108,7 @@ Registration ServiceTest::registration(const std::string& object, const std::str
     return result;
 }
 
-bool ServiceTest::isAllowed(const std::string& object, const ObjectNamespace& operation, int role)
+bool AccessControlTest::isAllowed(const std::string& object, const ObjectNamespace& operation, int role)
 {
     OperationCache operations;
     const auto cache = boost::make_shared<AccessCache>(
@@ -122,7 +122,7 @@ bool ServiceTest::isAllowed(const std::string& object, const ObjectNamespace& op
     return checker->checkAccess(ns(object));
 }
 
-std::string ServiceTest::stateOf(const std::string& object) const
+std::string AccessControlTest::stateOf(const std::string& object) const
 {
     try {
         return service_->object(ns(object)).state == READY ? "READY" : "PENDING";
@@ -131,7 +131,7 @@ std::string ServiceTest::stateOf(const std::string& object) const
     }
 }
 
-Texts ServiceTest::definitionsOf(const std::string& object) const
+Texts AccessControlTest::definitionsOf(const std::string& object) const
 {
     Texts texts;
     for (const auto& definition : service_->accessDefinitions(ns(object))) {
@@ -145,7 +145,7 @@ Texts ServiceTest::definitionsOf(const std::string& object) const
     return texts;
 }
 
-Texts ServiceTest::everything(const std::vector<ObjectNamespace>& objects) const
+Texts AccessControlTest::everything(const std::vector<ObjectNamespace>& objects) const
 {
     Texts texts;
     for (const auto& role : service_->roles()) {
@@ -167,7 +167,7 @@ Texts ServiceTest::everything(const std::vector<ObjectNamespace>& objects) const
     return texts;
 }
 
-std::vector<keepsafe_service::RecordedEntry> ServiceTest::journal(std::size_t pageSize) const
+std::vector<keepsafe_service::RecordedEntry> AccessControlTest::journal(std::size_t pageSize) const
 {
     std::vector<keepsafe_service::RecordedEntry> entries;
     keepsafe_service::JournalQuery query;
@@ -184,7 +184,7 @@ std::vector<keepsafe_service::RecordedEntry> ServiceTest::journal(std::size_t pa
     return entries;
 }
 
-void ServiceTest::expectJournalLeadsToTheStore()
+void AccessControlTest::expectJournalLeadsToTheStore()
 {
     JournalReplay replay;
     for (const auto& [at, time, who, entry] : journal()) {

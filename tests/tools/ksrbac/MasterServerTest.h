@@ -1,5 +1,5 @@
-#ifndef KEEPSAFE_TESTS_TOOLS_KSRBAC_SERVICETEST_H
-#define KEEPSAFE_TESTS_TOOLS_KSRBAC_SERVICETEST_H
+#ifndef KEEPSAFE_TESTS_TOOLS_KSRBAC_MASTERSERVERTEST_H
+#define KEEPSAFE_TESTS_TOOLS_KSRBAC_MASTERSERVERTEST_H
 
 #include <string>
 #include <vector>
@@ -7,10 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "StringSink.h"
-#include "support/Certificates.h"
-#include "support/HttpsServer.h"
-#include "support/TempDir.h"
-#include "support/own_address.h"
+#include "support/MasterServerRoot.h"
 
 namespace keepsafe_test {
 
@@ -19,21 +16,14 @@ inline const std::string SERVICE = "/keepsafe/access-control/";
 
 /// A private installation whose master server is an HTTPS server within the test, which plays what it is told
 /// to and records what comes. The whole tool runs within the test's process.
-class ServiceTest : public testing::Test {
+class MasterServerTest : public testing::Test {
 protected:
-    ServiceTest()
-    {
-        configure("master_server = \"" + address_ + "\"\n[features]\nenabled = [1]\n" + tlsSection());
-    }
+    MasterServerTest() { configure(root_.configuration()); }
 
     void configure(const std::string& text) const
     {
-        writeFile(root_.path("etc/keepsafe.toml"), text + logSection());
-    }
-    [[nodiscard]] std::string tlsSection() const
-    {
-        return "[tls]\ncertificate = \"" + client_.certificate + "\"\nkey = \"" + client_.key +
-               "\"\nca = \"" + authority_.file() + "\"\n";
+        writeFile(root_.configurationFile,
+                  text + "[log]\ndestination = \"file:" + root_.path("log") + "\"\n");
     }
 
     [[nodiscard]] ProgramRun run(std::vector<std::string> arguments) const
@@ -66,26 +56,8 @@ protected:
         return texts;
     }
 
-    TempRoot root_;
-    const std::string address_ = ownAddress();
-    const CertificateAuthority authority_{root_.path(), "ca"};
-    const CertificateFiles client_ = authority_.issueForClient("host");
-    HttpsServer server_{serverSettings()};
-
-private:
-    [[nodiscard]] HttpsServer::Settings serverSettings() const
-    {
-        HttpsServer::Settings settings;
-        settings.certificate = authority_.issue({"server", "serverAuth", "IP:" + address_});
-        settings.clientCa = authority_.file();
-        settings.address = address_;
-        settings.port = 1556;
-        return settings;
-    }
-    [[nodiscard]] std::string logSection() const
-    {
-        return "[log]\ndestination = \"file:" + root_.path("log") + "\"\n";
-    }
+    const MasterServerRoot root_;
+    HttpsServer server_{root_.settings()};
 };
 
 } // namespace keepsafe_test
