@@ -1,57 +1,24 @@
 #include <array>
 #include <atomic>
-#include <chrono>
-#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <keepsafe/platform/config/config.h>
-#include <keepsafe/platform/config/installation.h>
-
-#include "support/CapturedLog.h"
+#include "ConfigQueries.h"
 #include "support/Process.h"
-#include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::TempRoot;
-using keepsafe_test::thrownBy;
-using keepsafe_test::writeFile;
-using Lines = std::vector<LogLine>;
 namespace Platform = Tessara::Keepsafe::Platform;
-
-constexpr std::size_t CALLERS_BUFFER = 257;
-
-class ConfigQueries : public testing::Test {
-protected:
-    [[nodiscard]] std::string file() const { return root_.path("etc/keepsafe.toml"); }
-    void write(const std::string& text) const { writeFile(file(), text); }
-
-    /// Replaces the file by another one, as editors and installers do.
-    void replace(const std::string& text) const
-    {
-        writeFile(root_.path("etc/next"), text);
-        std::filesystem::rename(root_.path("etc/next"), file());
-    }
-
-    /// Waits until a change of the file would show in its times, so that it is not read at every call.
-    static void settle() { std::this_thread::sleep_for(std::chrono::milliseconds(60)); }
-
-    CapturedLog log_;
-    TempRoot root_;
-};
 
 /// While it lives, this process can open no file.
 class NoDescriptorsLeft {
@@ -71,26 +38,10 @@ private:
 };
 
 using IsFeatureEnabled = ConfigQueries;
-using GetServerName = ConfigQueries;
-
-std::string serverName(std::size_t size = CALLERS_BUFFER)
-{
-    std::vector<char> buffer(size, 'x');
-    EXPECT_EQ(db_getservernameEx(buffer.data(), buffer.size()), 0);
-    return buffer.data();
-}
-
-int statusOfServerName(std::size_t size = CALLERS_BUFFER)
-{
-    std::vector<char> buffer(size, 'x');
-    const int status = db_getservernameEx(buffer.data(), buffer.size());
-    EXPECT_EQ(buffer[0], '\0');
-    return status;
-}
 
 TEST_F(IsFeatureEnabled, TellsOnceInAProcessThatEverythingIsAllowedWithoutAFile)
 {
-    EXPECT_TRUE(keepsafe_test::holdsInChild([this] {
+    EXPECT_TRUE(holdsInChild([this] {
         const bool isOff = IsFeatureEnabled_c(2) == 0 && log_.lines().empty() && IsFeatureEnabled_c(1) == 0 &&
                            IsFeatureEnabled_c(1) == 0;
         const std::string text = "There is no configuration file " + file() +
@@ -278,72 +229,6 @@ TEST_F(ConfigQueries, RecoverWithoutAChangeOfTheFileWhenItCanBeReadAgain)
               (Lines{{16, "IsFeatureEnabled_c", "cannot read \"" + file() + "\": Too many open files"}}));
 }
 
-TEST_F(GetServerName, CopiesTheConfiguredName)
-{
-    write("master_server = \"master.example\"");
-    EXPECT_EQ(serverName(), "master.example");
-    EXPECT_EQ(log_.lines(), Lines{});
-}
-
-TEST_F(GetServerName, FollowsAChangeOfTheFile)
-{
-    write("master_server = \"one\"");
-    EXPECT_EQ(serverName(), "one");
-    replace("master_server = \"two\"");
-    EXPECT_EQ(serverName(), "two");
-}
-
-TEST_F(GetServerName, FillsTheCallersBufferToTheLastByte)
-{
-    const std::string longest(CALLERS_BUFFER - 1, 'm');
-    write("master_server = \"" + longest + "\"");
-    EXPECT_EQ(serverName(CALLERS_BUFFER), longest);
-    EXPECT_EQ(statusOfServerName(CALLERS_BUFFER - 1), 20);
-}
-
-TEST_F(GetServerName, NeedsRoomForTheNameAndItsZero)
-{
-    write("master_server = \"master\"");
-    EXPECT_EQ(serverName(7), "master");
-    EXPECT_EQ(statusOfServerName(6), 20);
-    EXPECT_EQ(statusOfServerName(1), 20);
-}
-
-TEST_F(GetServerName, WritesNothingBehindTheZero)
-{
-    write("master_server = \"m\"");
-    std::array<char, 4> buffer = {'x', 'x', 'x', 'x'};
-    EXPECT_EQ(db_getservernameEx(buffer.data(), buffer.size()), 0);
-    EXPECT_EQ(std::string(buffer.data(), buffer.size()), std::string("m\0xx", 4));
-}
-
-TEST_F(GetServerName, RefusesAMissingBuffer)
-{
-    write("master_server = \"m\"");
-    char untouched = 'x';
-    EXPECT_EQ(db_getservernameEx(nullptr, CALLERS_BUFFER), 20);
-    EXPECT_EQ(db_getservernameEx(&untouched, 0), 20);
-    EXPECT_EQ(untouched, 'x');
-}
-
-TEST_F(GetServerName, IsStatus114WhenNoneIsConfigured)
-{
-    EXPECT_EQ(statusOfServerName(), 114);
-    EXPECT_EQ(statusOfServerName(1), 114);
-    write("master_server = \"\"");
-    EXPECT_EQ(statusOfServerName(), 114);
-    EXPECT_EQ(log_.lines(), Lines{});
-}
-
-TEST_F(GetServerName, IsStatus13WhenTheConfigurationCannotBeUsed)
-{
-    write("master_server = 1");
-    EXPECT_EQ(statusOfServerName(), 13);
-    EXPECT_EQ(log_.lines(),
-              (Lines{{16, "db_getservernameEx",
-                      file() + ":1:17: \"master_server\" must be a string, not of type integer"}}));
-}
-
 TEST_F(ConfigQueries, AnswerManyThreadsWhileTheFileChanges)
 {
     replace("master_server = \"one\"\n[features]\nenabled = [1]");
@@ -400,3 +285,4 @@ TEST_F(ConfigQueries, AnswerAChildWhateverThreadsOfItsParentWereDoing)
 }
 
 } // namespace
+} // namespace keepsafe_test

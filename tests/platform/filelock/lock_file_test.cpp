@@ -1,4 +1,4 @@
-// The file behind the lock: missing, of another kind, replaced, without rights, its descriptor misused.
+// The file behind the lock: missing, of another kind, replaced, without rights.
 
 #include <atomic>
 #include <chrono>
@@ -7,61 +7,15 @@
 #include <string>
 #include <thread>
 
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <keepsafe/platform/filelock/FileLock.h>
-#include <keepsafe/platform/status/status_codes.h>
-
-#include "LockHolder.h"
-#include "lock_descriptors.h"
-#include "platform/filelock/taking.h"
-#include "support/CapturedLog.h"
-#include "support/TempDir.h"
+#include "LockFileTest.h"
 
 namespace keepsafe_test {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
 using MissingFile = FileLock::MissingFile;
-
-class LockFileTest : public testing::Test {
-protected:
-    [[nodiscard]] FileLock lock(MissingFile missing = MissingFile::IsAnError) const
-    {
-        return FileLockManager::instance().getLock(path, missing);
-    }
-    [[nodiscard]] LogLine cannotLock(const std::string& reason) const
-    {
-        return {16, "FileLockGuard", "Cannot lock " + path + ": " + reason};
-    }
-    /// Shared and exclusive both fail with one log line each.
-    void expectUnavailable(const std::string& reason, MissingFile missing = MissingFile::IsAnError) const;
-    /// What this process takes, another process cannot have.
-    void expectCorrectExclusion(const FileLock& held) const;
-    /// Replaces the file by another one and keeps the old one under another name.
-    void putAnotherFileThere() const
-    {
-        fs::rename(path, path + ".old");
-        writeFile(path, "");
-    }
-
-    static mode_t modeOf(const std::string& file)
-    {
-        struct stat status {};
-        EXPECT_EQ(::stat(file.c_str(), &status), 0);
-        return status.st_mode & 07777U;
-    }
-
-    const TempDir directory;
-    const std::string path = directory.path("operation-cache.json.lck");
-};
 
 TEST_F(LockFileTest, ANewFileMayBeReadByThoseWhoMayReadTheDocumentBesideItWhateverTheUmask)
 {
@@ -89,32 +43,6 @@ TEST_F(LockFileTest, ANewFileWithoutADocumentMayBeReadByThoseWhoMayListTheFolder
         ::umask(before);
         EXPECT_EQ(modeOf(path), mode & 0644U);
     }
-}
-
-void LockFileTest::expectUnavailable(const std::string& reason, MissingFile missing) const
-{
-    const CapturedLog log;
-    for (const int type : {FileLock::SHARED, FileLock::EXCLUSIVE}) {
-        EXPECT_EQ(thrownBy<FileLockUnavailable>([&] {
-                      take(lock(missing), type, FileLock::WAIT_FOREVER);
-                  }).status(),
-                  Tessara::Keepsafe::Status::CACHE_UNUSABLE);
-    }
-    EXPECT_THAT(log.lines(), ElementsAre(cannotLock(reason), cannotLock(reason)));
-    EXPECT_THAT(descriptorsOf(path), IsEmpty());
-}
-
-void LockFileTest::expectCorrectExclusion(const FileLock& held) const
-{
-    {
-        const FileLockGuard guard = take(held, FileLock::SHARED);
-        EXPECT_EQ(tryInOtherProcess(path, "exclusive"), "timeout");
-    }
-    {
-        const FileLockGuard guard = take(held, FileLock::EXCLUSIVE);
-        EXPECT_EQ(tryInOtherProcess(path, "shared"), "timeout");
-    }
-    EXPECT_EQ(tryInOtherProcess(path, "exclusive"), "held");
 }
 
 TEST_F(LockFileTest, MissingFileIsAnErrorAndIsNotInvented)
@@ -268,91 +196,6 @@ TEST_F(LockFileTest, WriterThatGetsAFileWhichWasRenamedAwayJustNowTakesTheNewOne
     reader.kill();
     EXPECT_EQ(writer.outcome(), "held");
     EXPECT_EQ(tryInOtherProcess(path, "shared"), "timeout");
-}
-
-TEST_F(LockFileTest, DescriptorThatTheHostProgramClosedIsReplaced)
-{
-    writeFile(path, "");
-    const FileLock held = lock();
-    take(held, FileLock::SHARED);
-    ASSERT_THAT(descriptorsOf(path), SizeIs(1));
-    close(descriptorsOf(path).front());
-    expectCorrectExclusion(held);
-}
-
-TEST_F(LockFileTest, DescriptorThatNowIsAnotherFileIsReplacedAndLeftAlone)
-{
-    writeFile(path, "");
-    writeFile(path + ".host", "");
-    const FileLock held = lock();
-    take(held, FileLock::SHARED);
-    const int reused = descriptorsOf(path).front();
-    const int host = open((path + ".host").c_str(), O_RDONLY | O_CLOEXEC);
-    ASSERT_EQ(dup2(host, reused), reused);
-    close(host);
-
-    expectCorrectExclusion(held);
-
-    EXPECT_THAT(descriptorsOf(path + ".host"), ElementsAre(reused));
-    EXPECT_EQ(tryInOtherProcess(path + ".host", "exclusive"), "held");
-    close(reused);
-}
-
-TEST_F(LockFileTest, DescriptorThatTheHostProgramReopenedOnTheSameFileIsLeftAlone)
-{
-    writeFile(path, "");
-    int reused = -1;
-    {
-        const FileLock held = lock();
-        take(held, FileLock::SHARED);
-        reused = descriptorsOf(path).front();
-        const int host = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-        ASSERT_EQ(dup2(host, reused), reused);
-        close(host);
-        take(held, FileLock::SHARED);
-    }
-    EXPECT_THAT(descriptorsOf(path), ElementsAre(reused));
-    close(reused);
-}
-
-TEST_F(LockFileTest, LockOfTheHostProgramSurvivesOnADescriptorThatItHasTaken)
-{
-    writeFile(path, "");
-    writeFile(path + ".host", "");
-    const FileLock held = lock();
-    const int host = open((path + ".host").c_str(), O_RDWR | O_CLOEXEC);
-    struct flock firstByte {};
-    firstByte.l_type = F_WRLCK;
-    firstByte.l_len = 1;
-    ASSERT_EQ(fcntl(host, F_OFD_SETLK, &firstByte), 0);
-    int reused = -1;
-    {
-        const FileLockGuard guard = take(held, FileLock::SHARED);
-        reused = descriptorsOf(path).front();
-        ASSERT_EQ(dup2(host, reused), reused);
-    }
-    const int other = open((path + ".host").c_str(), O_RDWR | O_CLOEXEC);
-    EXPECT_EQ(fcntl(other, F_OFD_SETLK, &firstByte), -1) << "the host's lock is gone";
-    close(other);
-    close(reused);
-    close(host);
-}
-
-TEST_F(LockFileTest, LossOfAHeldLockIsLogged)
-{
-    writeFile(path, "");
-    const CapturedLog log;
-    const FileLock held = lock();
-    for (const int type : {FileLock::SHARED, FileLock::EXCLUSIVE}) {
-        const FileLockGuard guard = take(held, type);
-        for (const int descriptor : descriptorsOf(path)) {
-            close(descriptor);
-        }
-    }
-    const LogLine lost{16, "FileLockGuard",
-                       "The lock on " + path + " was lost while it was held: Bad file descriptor"};
-    EXPECT_THAT(log.lines(), ElementsAre(lost, lost));
-    expectCorrectExclusion(held);
 }
 
 /// A file that its user may only read, in a folder where he may not write.

@@ -16,8 +16,6 @@ using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Propagation;
 using Tessara::Keepsafe::Rbac::Role;
 
-inline std::string document(const std::string& data) { return R"({"data":)" + data + "}"; }
-
 /// An access definition whose parts a test can replace.
 struct DefinitionText {
     std::string links = R"("links":{"self":{"href":"/access-definitions/d1"}},)";

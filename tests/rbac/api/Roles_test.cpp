@@ -1,13 +1,12 @@
 #include <keepsafe/rbac/api/Roles.h>
 
-#include <stdexcept>
-
 #include <keepsafe/platform/http/service_failures.h>
 
 #include "rbac/api/ScriptedService.h"
 
 namespace {
 
+using keepsafe_test::document;
 using keepsafe_test::LogLine;
 using keepsafe_test::Request;
 using keepsafe_test::thrownBy;
@@ -25,8 +24,6 @@ constexpr char AUDITOR[] =
     R"("attributes":{"name":"auditor","description":"reads","systemDefined":true}})";
 constexpr char PLAIN[] = R"({"type":"accessControlRole","id":"0","attributes":{"name":"plain"}})";
 
-std::string document(const std::string& data) { return R"({"data":)" + data + "}"; }
-
 class RoleApiTest : public keepsafe_test::ApiTest<RoleAPI> {
 protected:
     /// The status thrown when the service sends this as a role.
@@ -34,15 +31,6 @@ protected:
     {
         respond(200, document(resource));
         return thrownStatus([this] { (void)api().get_role(17); });
-    }
-
-    /// What the call throws, which must be of type `Error`, before anything is sent.
-    template <typename Error, typename Call>
-    std::string refusal(const Call& call)
-    {
-        const std::string message = thrownBy<Error>(call).what();
-        EXPECT_THAT(service_->requests, IsEmpty());
-        return message;
     }
 };
 
@@ -101,67 +89,6 @@ TEST_F(RoleApiTest, AcceptsOnly201ForANewRole)
     EXPECT_EQ(thrownStatus([this] { (void)api().create_role("plain", ""); }), 114);
     EXPECT_THAT(log_.lines(16),
                 ElementsAre(LogLine{16, "RoleAPI::create_role", "Unexpected HTTP status: 200"}));
-}
-
-TEST_F(RoleApiTest, LimitsNamesOfNewRolesTo64Bytes)
-{
-    respond(201, document(PLAIN));
-    (void)api().create_role(std::string(64, 'n'), "");
-    service_->requests.clear();
-    EXPECT_EQ(refusal<std::length_error>([this] { (void)api().create_role(std::string(65, 'n'), ""); }),
-              "limit for role name is 64");
-}
-
-TEST_F(RoleApiTest, LimitsNamesOfChangedRolesTo256Bytes)
-{
-    Role role;
-    role.name = std::string(256, 'n');
-    respond(204, "");
-    api().update_role(role);
-    service_->requests.clear();
-    role.name += 'n';
-    EXPECT_EQ(refusal<std::length_error>([&] { api().update_role(role); }), "limit for role name is 256");
-}
-
-TEST_F(RoleApiTest, LimitsDescriptionsTo256Bytes)
-{
-    respond(201, document(PLAIN));
-    (void)api().create_role("n", std::string(256, 'd'));
-    service_->requests.clear();
-    EXPECT_EQ(refusal<std::length_error>([this] { (void)api().create_role("n", std::string(257, 'd')); }),
-              "limit for role description is 256");
-    Role role;
-    role.name = "n";
-    role.description = std::string(257, 'd');
-    EXPECT_EQ(refusal<std::length_error>([&] { api().update_role(role); }),
-              "limit for role description is 256");
-}
-
-TEST_F(RoleApiTest, ChecksTheNamesLengthThenTheDescriptionsThenThatThereIsAName)
-{
-    const std::string tooLong(300, 'x');
-    EXPECT_EQ(refusal<std::length_error>([&] { (void)api().create_role(tooLong, tooLong); }),
-              "limit for role name is 64");
-    EXPECT_EQ(refusal<std::length_error>([&] { (void)api().create_role("", tooLong); }),
-              "limit for role description is 256");
-    EXPECT_EQ(refusal<std::invalid_argument>([&] { (void)api().create_role("", "d"); }),
-              "role name is required");
-    Role role;
-    EXPECT_EQ(refusal<std::invalid_argument>([&] { api().update_role(role); }), "role name is required");
-    role.description = tooLong;
-    EXPECT_EQ(refusal<std::length_error>([&] { api().update_role(role); }),
-              "limit for role description is 256");
-    role.name = tooLong;
-    EXPECT_EQ(refusal<std::length_error>([&] { api().update_role(role); }), "limit for role name is 256");
-    EXPECT_THAT(log_.lines(), IsEmpty());
-    EXPECT_THAT(service_->created, IsEmpty());
-}
-
-TEST_F(RoleApiTest, ANameThatIsNotUtf8IsBadAlloc)
-{
-    EXPECT_EQ(refusal<std::bad_alloc>([this] { (void)api().create_role("\xFF", ""); }), "std::bad_alloc");
-    EXPECT_THAT(log_.lines(),
-                ElementsAre(LogLine{16, "json_pack_shared", "Error generating JSON: Invalid UTF-8 string"}));
 }
 
 TEST_F(RoleApiTest, GetsARoleByItsId)
@@ -367,43 +294,6 @@ TEST_F(RoleApiTest, AnIdThatIsNoNumberOrNegativeIs9103)
     log_.clear();
     EXPECT_EQ(statusOf(R"({"type":"accessControlRole","id":"-1","attributes":{"name":"n"}})"), 9103);
     EXPECT_THAT(log_.lines(16), ElementsAre(LogLine{16, "Role::Role", "Invalid role ID in response: -1"}));
-}
-
-TEST_F(RoleApiTest, LimitsCountBytes)
-{
-    std::string name;
-    std::string description;
-    for (int i = 0; i < 32; ++i) {
-        name += "\xC3\xA9"; // two bytes, one character
-    }
-    for (int i = 0; i < 128; ++i) {
-        description += "\xC3\xA9";
-    }
-    EXPECT_EQ(refusal<std::length_error>([&] { (void)api().create_role(name + "x", ""); }),
-              "limit for role name is 64");
-    EXPECT_EQ(refusal<std::length_error>([&] { (void)api().create_role("n", description + "x"); }),
-              "limit for role description is 256");
-    Role role;
-    role.name = description + "x";
-    EXPECT_EQ(refusal<std::length_error>([&] { api().update_role(role); }), "limit for role name is 256");
-    respond(201, document(PLAIN));
-    (void)api().create_role(name, description);
-    EXPECT_EQ(service_->requests.size(), 1U);
-}
-
-TEST_F(RoleApiTest, AZeroByteIsRefusedAndNotTheEndOfATextThatIsSent)
-{
-    const std::string cut("a\0b", 3);
-    EXPECT_EQ(refusal<std::invalid_argument>([&] { (void)api().create_role(cut, ""); }),
-              "role name contains a zero byte");
-    EXPECT_EQ(refusal<std::invalid_argument>([&] { (void)api().create_role("n", cut); }),
-              "role description contains a zero byte");
-    Role role;
-    role.name = "n";
-    role.href = cut;
-    EXPECT_EQ(refusal<std::invalid_argument>([&] { api().update_role(role); }),
-              "role link contains a zero byte");
-    EXPECT_THAT(service_->created, IsEmpty());
 }
 
 TEST_F(RoleApiTest, ANegativeIdGoesIntoThePathAsItIs)

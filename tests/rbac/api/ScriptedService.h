@@ -45,6 +45,8 @@ private:
     }
 };
 
+inline std::string document(const std::string& data) { return R"({"data":)" + data + "}"; }
+
 /// A REST client of type `Api` for the scripted service, in a root that names a master server.
 template <typename Api>
 class ApiTest : public testing::Test {
