@@ -385,7 +385,7 @@ void ReaderSlots::discardFile() noexcept
     if (!slotPath_.empty() && statusOf(slotPath_, status) && FileIdentity(status) == slotFile_) {
         unlink(slotPath_.c_str());
     }
-    slotPath_.clear();
+    slotPath_.clear(); // this process has no file now
 }
 
 } // namespace Tessara::Keepsafe::Platform::filelock

@@ -123,10 +123,12 @@ TEST_F(BackoffPauses, EndAtTheDeadline)
 
 TEST_F(BackoffPauses, OfOneSleepAreExact)
 {
+    sleepOnce(nanoseconds(1000000000));
+    sleepOnce(nanoseconds(1999999999));
     sleepOnce(nanoseconds(2345678901));
     sleepOnce(nanoseconds(0));
     sleepOnce(nanoseconds(-1));
-    EXPECT_THAT(sleepsNs, ElementsAre(2345678901));
+    EXPECT_THAT(sleepsNs, ElementsAre(1000000000, 1999999999, 2345678901));
 }
 
 TEST(DeadlineTest, IsNeverForAWaitWithoutEndAndAtOnceForNone)
