@@ -2,7 +2,6 @@
 // bounded time and without touching memory outside the mappings. The sanitizer builds watch the latter.
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <random>
@@ -20,6 +19,7 @@
 
 #include "support/CacheWriter.h"
 #include "support/CapturedLog.h"
+#include "support/DamagedFiles.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -27,6 +27,7 @@ namespace {
 using keepsafe_test::AccessModel;
 using keepsafe_test::CacheWriter;
 using keepsafe_test::CapturedLog;
+using keepsafe_test::DamagedFiles;
 using keepsafe_test::readFile;
 using keepsafe_test::TempDir;
 using keepsafe_test::writeFile;
@@ -199,32 +200,17 @@ TEST_F(DamageTest, AFlippedPermissionWordChangesOnlyItsOwnBits)
 
 TEST_F(DamageTest, RandomDamageIsAnAnswerOrStatus12)
 {
+    std::mt19937 random(20260102);
+    DamagedFiles files(directory_);
+    files.keep();
     // KEEPSAFE_TEST_MUTATIONS=1000000 gives the long run.
-    const char* wanted = std::getenv("KEEPSAFE_TEST_MUTATIONS");
-    const long rounds = wanted != nullptr ? std::atol(wanted) : 10000;
-    std::mt19937 random(20260101);
-    const std::vector<std::uint32_t> telling{0,  1,  15,          16,          24,          31,         32,
-                                             48, 64, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFF0U, 0xFFFFFFFFU};
-    for (long round = 0; round < rounds; ++round) {
-        const std::string& name = BINARY_FILES[random() % BINARY_FILES.size()];
-        std::string damaged = original_[name];
-        for (auto hits = 1 + random() % 4; hits > 0; --hits) {
-            if (random() % 2 == 0) {
-                damaged[random() % damaged.size()] = static_cast<char>(random());
-            } else {
-                const std::uint32_t value = telling[random() % telling.size()];
-                std::memcpy(damaged.data() + 4 * (random() % (damaged.size() / 4)), &value, sizeof value);
-            }
-        }
-        if (random() % 8 == 0) {
-            damaged.resize(random() % (damaged.size() + 1));
-        }
-        writeFile(file(name), damaged);
+    for (long round = 0, most = DamagedFiles::roundsWanted(10000); round < most; ++round) {
+        files.damage();
         const auto cache = boost::make_shared<const AccessCache>(Manifest("id", directory_));
         for (int i = 0; i < 4; ++i) {
             ask(cache, questions_[random() % questions_.size()]);
         }
-        restore(name);
+        files.restore();
     }
 }
 

@@ -12,9 +12,9 @@
 #include <boost/lexical_cast.hpp>
 #include <gtest/gtest.h>
 
-#include "DamagedFiles.h"
 #include "RandomPolicy.h"
 #include "support/CapturedLog.h"
+#include "support/DamagedFiles.h"
 
 namespace {
 

@@ -15,9 +15,9 @@
 #include <keepsafe/rbac/client/DiskAccessChecker.h>
 #include <keepsafe/rbac/questions/reachable_objects.h>
 
-#include "DamagedFiles.h"
 #include "RandomPolicy.h"
 #include "support/CapturedLog.h"
+#include "support/DamagedFiles.h"
 #include "support/thrown.h"
 
 namespace {
