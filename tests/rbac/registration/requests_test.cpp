@@ -120,6 +120,20 @@ protected:
     }
 };
 
+TEST_F(SentRequests, NameTheTypeOfEachObject)
+{
+    Service::DataList objects;
+    std::string expected;
+    for (const char* const type : {"POLICY", "DOMAIN", "DOMAIN", "", "POLICY"}) {
+        objects.push_back(dataOf(ObjectNamespace("A")));
+        objects.back()->objectType = type;
+        expected += (expected.empty() ? "" : ",") + textOf(Service::buildRegistrationJSON(objects.back()));
+    }
+    respond(201, R"({"data":[]})");
+    (void)service().bulkRegisterObjectsWithStatePending(objects);
+    EXPECT_EQ(takeSent(), R"({"data":[)" + expected + "]}");
+}
+
 TEST_F(SentRequests, EqualTheBuiltRegistrations)
 {
     for (const Service::DataList& objects : {unusualObjects(), Service::DataList{}}) {
