@@ -10,6 +10,7 @@
 #include "configuration.h"
 #include "doctor/verdict.h"
 #include "exit_status.h"
+#include "io/Activity.h"
 #include "io/WriterWait.h"
 #include "log/HeardErrors.h"
 
@@ -32,6 +33,8 @@ void prepare(const Invocation& invocation, const std::string& command, Console& 
 
 ExitStatus runCommand(const Invocation& invocation, const std::string& command, Console& console)
 {
+    console.nameActivity(command);
+    const Activity activity(console);
     prepare(invocation, command, console);
     const HeardErrors errors;
     WriterWait wait(console, invocation.global.waitSeconds); // not const: the library calls it

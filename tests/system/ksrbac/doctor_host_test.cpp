@@ -191,13 +191,32 @@ TEST_F(Doctor, ChecksATokenOneByOne)
     const DoctorReport good = doctor({"--session-token-file", root_.path("good")});
     EXPECT_EQ(good.of("token form"), "ok       token form: three parts");
     EXPECT_EQ(good.of("token signature"), "ok       token signature: RS256 by the host's key");
+    EXPECT_EQ(good.of("token session"), "ok       token session: the database has it, with the role 17");
     EXPECT_EQ(good.exitStatus, 0);
     const DoctorReport bad = doctor({"--session-token-file", root_.path("bad")});
     EXPECT_EQ(bad.of("token signature"), "failure  token signature: not base64url\n"
                                          "         log in again for another token; see docs/tokens.md");
     EXPECT_EQ(bad.of("token expiry"),
               "skipped  token expiry: because an earlier check of the token was not passed");
+    EXPECT_EQ(bad.of("token session"), "skipped  token session: because the token is not valid");
     EXPECT_EQ(bad.exitStatus, 2);
+}
+
+TEST_F(Doctor, FindsATokenWhoseSessionTheDatabaseDoesNotHave)
+{
+    writeFile(root_.path("good"), root_.issue("17"));
+    PrivateDatabase database(DatabaseKind::Sqlite);
+    database.run("CREATE TABLE AUTH_MAIN.AUTH_Access_Token_Details (SessionTokenValue VARCHAR(100), "
+                 "AzTokenValue TEXT)");
+    const std::string text = readFile(configFile());
+    writeFile(configFile(), text.substr(0, text.find("[database]")) + database.configuration());
+    EXPECT_EQ(doctor({"--session-token-file", root_.path("good")}).of("token session"),
+              "skipped  token session: because the database cannot be asked");
+    database.run("CREATE TABLE AUTH_MAIN.ACTL_CollectionCriteria (CriteriaID INTEGER, CollectionKey INTEGER, "
+                 "CriteriaJson TEXT, objectType VARCHAR(100))");
+    EXPECT_EQ(doctor({"--session-token-file", root_.path("good")}).of("token session"),
+              "failure  token session: the database does not have it: everything is denied to it\n"
+              "         log in again for another token; see docs/tokens.md");
 }
 
 TEST_F(Doctor, TellsADatabaseThatCannotBeUsed)

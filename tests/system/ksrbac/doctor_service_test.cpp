@@ -1,7 +1,10 @@
 #include <ctime>
 #include <string>
 
+#include <gmock/gmock.h>
+
 #include "DoctorTest.h"
+#include "PseudoTerminal.h"
 #include "support/Certificates.h"
 #include "support/HttpsServer.h"
 
@@ -9,6 +12,8 @@
 
 namespace keepsafe_test {
 namespace {
+
+using testing::HasSubstr;
 
 constexpr char ANSWER[] = R"({"data":{"type":"accessCache","id":"service"}})";
 
@@ -76,6 +81,38 @@ TEST_F(DoctorOfServices, WaitsNoLongerThanItMay)
               "failure  master server: ADDRESS: no answer within 1 s\n"
               "         see whether the service runs, and whether its port can be reached from here");
     EXPECT_LT(std::time(nullptr) - begin, 20);
+}
+
+TEST_F(DoctorOfServices, ShowsOnATerminalWhatItWaitsForAndColoursItsFindings)
+{
+    HttpsServer server(settings(ownName()));
+    server.playAlways(silence());
+    const auto shown = [this](const std::string& noColor) {
+        PseudoTerminal terminal;
+        Process program = [&] {
+            const Descriptor end = terminal.open();
+            return Process::start({{"env", "TERM=xterm", "NO_COLOR=" + noColor, KSRBAC_BINARY, "--root",
+                                    root_.path(), "doctor", "--timeout", "2"},
+                                   end.get(),
+                                   end.get(),
+                                   end.get()});
+        }();
+        const std::string text = terminal.shownAtEnd();
+        EXPECT_EQ(program.wait().exitStatus, 2);
+        return text;
+    };
+    const std::string coloured = shown("");
+    EXPECT_THAT(coloured, HasSubstr("\r\x1B[Kdoctor: master server (1 s)\r\x1B[K"));
+    EXPECT_THAT(coloured, HasSubstr("\x1B[31mfailure\x1B[0m  master server: "));
+    EXPECT_THAT(coloured, HasSubstr("\x1B[32mok\x1B[0m       configuration: "));
+    EXPECT_THAT(shown("1"), HasSubstr("\nfailure  master server: "));
+}
+
+TEST_F(DoctorOfServices, ShowsNoProgressWhereThereIsNoTerminal)
+{
+    HttpsServer server(settings(ownName()));
+    server.playAlways(silence());
+    EXPECT_EQ(doctor({"--timeout", "2"}).errors, "");
 }
 
 TEST_F(DoctorOfServices, ComparesTheClocks)

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "StringSink.h"
 #include "doctor/limits.h"
 #include "doctor/verdict.h"
 
@@ -29,7 +30,9 @@ TEST(DoctorReport, WeighsFailuresMoreThanWarningsAndThoseMoreThanWhatIsUnknown)
 TEST(DoctorReport, SumsUpInItsFirstLineAndSaysBelowALineWhatToDo)
 {
     EXPECT_EQ(ksrbac::summaryOf({OK, OK, SKIPPED}), "OK: 2 ok");
-    EXPECT_EQ(ksrbac::reportText({OK, WARNING, WARNING, FAILURE, UNKNOWN, SKIPPED}),
+    StringSink sink;
+    const ksrbac::Console console(sink, sink);
+    EXPECT_EQ(ksrbac::reportText({OK, WARNING, WARNING, FAILURE, UNKNOWN, SKIPPED}, console),
               "CRITICAL: 1 failure, 2 warnings, 1 unknown, 1 ok: c: broken\n"
               "ok       a: well\n"
               "warning  b: odd\n         mend it\n"
@@ -37,6 +40,22 @@ TEST(DoctorReport, SumsUpInItsFirstLineAndSaysBelowALineWhatToDo)
               "failure  c: broken\n         repair it\n"
               "unknown  d: hidden\n         look as root\n"
               "skipped  e: because of c\n");
+}
+
+TEST(DoctorReport, ColoursTheWordsWhereThereAreColours)
+{
+    StringSink sink;
+    ksrbac::Console console(sink, sink);
+    console.chooseColours(ksrbac::ColourChoice::Always);
+    EXPECT_EQ(ksrbac::reportText({OK, WARNING, FAILURE, UNKNOWN, SKIPPED}, console),
+              "\x1B[31mCRITICAL\x1B[0m: 1 failure, 1 warning, 1 unknown, 1 ok: c: broken\n"
+              "\x1B[32mok\x1B[0m       a: well\n"
+              "\x1B[33mwarning\x1B[0m  b: odd\n         mend it\n"
+              "\x1B[31mfailure\x1B[0m  c: broken\n         repair it\n"
+              "\x1B[33munknown\x1B[0m  d: hidden\n         look as root\n"
+              "skipped  e: because of c\n");
+    EXPECT_EQ(ksrbac::reportText({OK}, console),
+              "\x1B[32mOK\x1B[0m: 1 ok\n\x1B[32mok\x1B[0m       a: well\n");
 }
 
 TEST(DoctorReport, CallsSpaceLowBelow64MebibytesOrAHundredth)

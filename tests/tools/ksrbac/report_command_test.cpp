@@ -193,7 +193,16 @@ TEST_F(ReportCommand, SaysWhyAFileCannotBeWritten)
     EXPECT_EQ(report({"--output", folder_.path()}).status, ExitStatus::BadInput);
     const ProgramRun full = report({"--output", "/dev/full"});
     EXPECT_EQ(full.status, ExitStatus::OutputFailed);
-    EXPECT_THAT(full.messages, HasSubstr("/dev/full: No space left on device"));
+    EXPECT_EQ(full.messages, "ksrbac: cannot write /dev/full: No space left on device\n");
+}
+
+TEST_F(ReportCommand, SaysInJsonWhyAFileCannotBeWritten)
+{
+    const ProgramRun full = report({"--json", "--output", "/dev/full"});
+    EXPECT_EQ(full.status, ExitStatus::OutputFailed);
+    EXPECT_EQ(full.messages, R"({"error":{"command":"report","kind":"output","exitStatus":4,)"
+                             R"("message":"cannot write /dev/full: No space left on device"}})"
+                             "\n");
 }
 
 } // namespace

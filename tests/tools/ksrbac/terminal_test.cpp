@@ -1,9 +1,14 @@
 #include <chrono>
+#include <mutex>
 #include <string>
+#include <string_view>
+#include <thread>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "StringSink.h"
+#include "io/Activity.h"
 #include "io/Console.h"
 #include "io/Progress.h"
 #include "io/Terminal.h"
@@ -11,6 +16,7 @@
 namespace keepsafe_test {
 namespace {
 
+using ksrbac::Activity;
 using ksrbac::Colour;
 using ksrbac::ColourChoice;
 using ksrbac::Console;
@@ -125,6 +131,15 @@ TEST_F(ProgressTest, MakesRoomForMessagesAndResults)
     EXPECT_EQ(messages_.text.substr(messages_.text.size() - 8), "\x1B[Ky\r\x1B[K");
 }
 
+TEST_F(ProgressTest, IsNotDrawnOverALineOfResultsThatHasNotEnded)
+{
+    Progress progress(console_, "checked", "objects", 0, LONG_AGO);
+    console_.print("half a line");
+    console_.flush();
+    progress.add();
+    EXPECT_EQ(messages_.text, "");
+}
+
 TEST_F(ProgressTest, IsForTerminalsAlone)
 {
     Terminal terminal = everywhere();
@@ -134,6 +149,85 @@ TEST_F(ProgressTest, IsForTerminalsAlone)
     EXPECT_FALSE(progress.isWatched());
     progress.add();
     EXPECT_EQ(messages_.text, "");
+}
+
+class ActivityTest : public ProgressTest {
+protected:
+    /// Waits until something was written so often, or would have been by far.
+    void waitUntilShown(std::size_t times)
+    {
+        const auto end = Progress::Clock::now() + std::chrono::seconds(30);
+        while (Progress::Clock::now() < end && sink_.count() < times) {
+            std::this_thread::yield();
+        }
+    }
+
+    /// Written by one thread, counted by another.
+    class CountingSink final : public ksrbac::ByteSink {
+    public:
+        void write(std::string_view bytes) override
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            text_ += bytes;
+            ++count_;
+        }
+        [[nodiscard]] std::size_t count()
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            return count_;
+        }
+        [[nodiscard]] std::string text()
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            return text_;
+        }
+
+    private:
+        std::mutex mutex_;
+        std::string text_;
+        std::size_t count_ = 0;
+    };
+
+    CountingSink sink_;
+    Console shared_{results_, sink_, everywhere()};
+    static constexpr std::chrono::milliseconds AT_ONCE{0};
+};
+
+TEST_F(ActivityTest, IsShownWithItsTimeAndGoesAway)
+{
+    shared_.nameActivity("role list");
+    {
+        const Activity activity(shared_, AT_ONCE);
+        waitUntilShown(1);
+    }
+    EXPECT_EQ(sink_.text(), "\r\x1B[Krole list (0 s)\r\x1B[K");
+}
+
+TEST_F(ActivityTest, IsShownAgainWithWhatIsDoneThen)
+{
+    shared_.nameActivity("doctor: database");
+    const Activity activity(shared_, AT_ONCE);
+    waitUntilShown(1);
+    shared_.nameActivity("doctor: clock");
+    waitUntilShown(2);
+    EXPECT_THAT(sink_.text(), testing::EndsWith("\r\x1B[Kdoctor: clock (1 s)"));
+}
+
+TEST_F(ActivityTest, LeavesTheTerminalToWhoeverTypesThere)
+{
+    shared_.nameActivity("role list");
+    const Activity activity(shared_, AT_ONCE);
+    waitUntilShown(1);
+    const Activity::Pause pause;
+    EXPECT_EQ(sink_.text(), "\r\x1B[Krole list (0 s)\r\x1B[K");
+}
+
+TEST_F(ActivityTest, LeavesTheLineToProgress)
+{
+    Progress progress(shared_, "checked", "objects", 0, LONG_AGO);
+    progress.add();
+    shared_.showActivity(std::chrono::seconds(3));
+    EXPECT_EQ(sink_.text(), "\r\x1B[Kchecked 1 objects");
 }
 
 } // namespace

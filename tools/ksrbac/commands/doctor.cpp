@@ -29,7 +29,8 @@ failure, unknown (this user may not look) or skipped, and below a line that is
 not good what to do. The first line sums them up for a monitoring system.
 
 Without --cache the cache is examined that the service names for the namespace
-of --for. With a session token, each of its checks is a line.
+of --for. With a session token, each of its checks is a line, and whether the
+database has its session, with the roles.
 
 Changes nothing on the host, and prints no secrets.
 
@@ -73,8 +74,9 @@ ExitStatus run(const Options& options, bool json, Console& console)
 {
     const HeardLog log; // what the libraries have to say becomes findings
     Examination examination(scopeOf(options));
-    examine(examination);
-    console.print(json ? reportJson(examination.findings()) : reportText(examination.findings()));
+    examine(examination,
+            [&console](const char* what) { console.nameActivity(std::string("doctor: ") + what); });
+    console.print(json ? reportJson(examination.findings()) : reportText(examination.findings(), console));
     return exitStatusOf(statusOf(examination.findings()));
 }
 

@@ -140,8 +140,8 @@ ExitStatus writeTo(const std::string& output, const ReportSubject& subject, Cons
         file.publish();
         return ExitStatus::Good;
     } catch (const OutputError& error) {
-        console.complain("cannot write " + escapeForMessage(output) + ": " + error.what());
-        return ExitStatus::OutputFailed;
+        throw CommandFailure(
+            {FailureKind::Output, "cannot write " + escapeForMessage(output) + ": " + error.what()});
     }
 }
 

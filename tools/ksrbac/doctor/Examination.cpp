@@ -33,6 +33,7 @@ constexpr Check CHECKS[] = {
     {"token key", checkTokenKey},
     {"token", checkToken},
     {"database", checkDatabase},
+    {"token session", checkTokenSession},
     {"master server", checkMasterServer},
     {"access cache", checkCache},
     {"cache lock", checkLock},
@@ -104,9 +105,10 @@ void Examination::cannotRead(const std::string& what, const std::string& path, i
     }
 }
 
-void examine(Examination& examination)
+void examine(Examination& examination, const std::function<void(const char* what)>& onCheck)
 {
     for (const Check& check : CHECKS) {
+        onCheck(check.what);
         try {
             check.make(examination);
         } catch (const std::exception& error) {

@@ -2,6 +2,7 @@
 #define KSRBAC_DOCTOR_EXAMINATION_H
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -46,6 +47,9 @@ public:
     /// The configuration, if it can be used.
     std::optional<Tessara::Keepsafe::Platform::Config> config;
     bool isEnforcing = true;
+    /// Whether the session token has passed the checks that need no database.
+    bool isTokenValid = false;
+    bool areTablesUsable = false;
     /// The id of the cache that the service names; nothing if it did not answer.
     std::optional<std::string> serviceCache;
     bool hasServiceAnswered = false;
@@ -71,6 +75,7 @@ void checkClientKey(Examination& examination);
 void checkTokenKey(Examination& examination);
 void checkToken(Examination& examination);
 void checkDatabase(Examination& examination);
+void checkTokenSession(Examination& examination);
 void checkMasterServer(Examination& examination);
 void checkCache(Examination& examination);
 void checkLock(Examination& examination);
@@ -81,8 +86,8 @@ void checkOperations(Examination& examination);
 void checkSpace(Examination& examination);
 void checkDescriptors(Examination& examination);
 
-/// All of them, in their order. A check that fails itself is left open.
-void examine(Examination& examination);
+/// All of them, in their order. A check that fails itself is left open. `onCheck` is told what comes next.
+void examine(Examination& examination, const std::function<void(const char* what)>& onCheck);
 
 } // namespace ksrbac
 

@@ -8,6 +8,7 @@
 
 #include "doctor/Examination.h"
 #include "doctor/HeardLog.h"
+#include "doctor/database_settings.h"
 
 namespace ksrbac {
 
@@ -67,18 +68,6 @@ private:
     Dal::DbConnectionView view_;
 };
 
-Dal::DbConnectionSettings settingsFor(const Examination& examination)
-{
-    const auto seconds = static_cast<unsigned>(examination.scope.timeout.count());
-    Dal::DbConnectionSettings settings;
-    settings.connectionString = examination.config->databaseConnection;
-    settings.onConnect = examination.config->databaseOnConnect;
-    settings.maximumConnections = 1;
-    settings.connectTimeoutSeconds = seconds;
-    settings.queryTimeoutSeconds = seconds;
-    return settings;
-}
-
 void checkTables(Connection& connection, Examination& examination)
 {
     for (const Table& table : QUERIED) {
@@ -137,7 +126,7 @@ void skipTheRest(const char* because, Examination& examination)
 void checkConnection(Examination& examination)
 {
     const HeardLog log;
-    Dal::DbConnectionManager manager(settingsFor(examination));
+    Dal::DbConnectionManager manager(databaseSettings(examination));
     const auto begin = std::chrono::steady_clock::now();
     Connection connection(manager);
     const auto took =
@@ -152,7 +141,8 @@ void checkConnection(Examination& examination)
     examination.ok(WHAT, std::string(connection.product()) + ", connected in " +
                              std::to_string(took.count()) + " ms");
     checkTables(connection, examination);
-    if (examination.findings().back().state == Finding::State::Ok) {
+    examination.areTablesUsable = examination.findings().back().state == Finding::State::Ok;
+    if (examination.areTablesUsable) {
         checkIdentifiers(connection, examination);
     } else {
         examination.skip(IDENTIFIERS, "the tables cannot be queried");

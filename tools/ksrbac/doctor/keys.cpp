@@ -101,7 +101,9 @@ void checkToken(Examination& examination)
         return;
     }
     const HeardLog log;
-    for (const TokenCheck& check : judgeToken(*examination.scope.token).checks) {
+    const TokenVerdict verdict = judgeToken(*examination.scope.token);
+    examination.isTokenValid = verdict.isValid;
+    for (const TokenCheck& check : verdict.checks) {
         addCheck(check, examination);
     }
 }

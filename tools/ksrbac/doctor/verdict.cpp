@@ -53,6 +53,22 @@ std::string counted(std::size_t number, const char* one, const char* more)
     return number == 0 ? "" : std::to_string(number) + ' ' + (number == 1 ? one : more) + ", ";
 }
 
+std::string painted(const std::string& word, State state, const Console& console)
+{
+    switch (state) {
+    case State::Ok:
+        return console.paint(word, Colour::Good);
+    case State::Failure:
+        return console.paint(word, Colour::Bad);
+    case State::Warning:
+    case State::Unknown:
+        return console.paint(word, Colour::Attention);
+    case State::Skipped:
+        break;
+    }
+    return word;
+}
+
 } // namespace
 
 PlugInStatus statusOf(const std::vector<Finding>& findings)
@@ -80,14 +96,17 @@ std::string summaryOf(const std::vector<Finding>& findings)
            (finding == nullptr ? "" : ": " + finding->what + ": " + finding->text);
 }
 
-std::string reportText(const std::vector<Finding>& findings)
+std::string reportText(const std::vector<Finding>& findings, const Console& console)
 {
     constexpr std::size_t WIDTH = 9; // "warning" and two blanks
-    std::string text = summaryOf(findings) + '\n';
+    const Finding* const worst = weightiest(findings);
+    const std::string status = wordOf(statusOf(findings));
+    std::string text = painted(status, worst == nullptr ? State::Ok : worst->state, console) +
+                       summaryOf(findings).substr(status.size()) + '\n';
     for (const Finding& finding : findings) {
-        std::string word = ksrbac::wordOf(finding.state);
-        word.resize(WIDTH, ' ');
-        text += word + finding.what + ": " + finding.text + '\n';
+        const std::string word = ksrbac::wordOf(finding.state);
+        text += painted(word, finding.state, console) + std::string(WIDTH - word.size(), ' ') + finding.what +
+                ": " + finding.text + '\n';
         if (!finding.remedy.empty()) {
             text += std::string(WIDTH, ' ') + finding.remedy + '\n';
         }

@@ -6,6 +6,7 @@
 
 #include "doctor/Finding.h"
 #include "exit_status.h"
+#include "io/Console.h"
 
 namespace ksrbac {
 
@@ -22,8 +23,9 @@ ExitStatus exitStatusOf(PlugInStatus status);
 ///     WARNING: 2 warnings, 14 ok: client certificate: host expires in 12 d, at 2026-12-04T10:00:00.000Z
 std::string summaryOf(const std::vector<Finding>& findings);
 
-/// The summary and the findings, one line for each and one for its remedy.
-std::string reportText(const std::vector<Finding>& findings);
+/// The summary and the findings, one line for each and one for its remedy. The first word of a line is in the
+/// colours of the console.
+std::string reportText(const std::vector<Finding>& findings, const Console& console);
 
 /// One JSON object for the summary, then one for each finding, one per line.
 std::string reportJson(const std::vector<Finding>& findings);

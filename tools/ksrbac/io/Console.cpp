@@ -27,10 +27,7 @@ void Console::flush()
 {
     // Emptied first: after a failure there is no second attempt with the same bytes.
     const std::string pending = std::exchange(buffer_, std::string());
-    if (!pending.empty() && terminal_.showsResults) {
-        hideProgress();
-    }
-    results_.write(pending);
+    writeResults(pending);
     if (pending.capacity() <= 2 * BUFFER_BYTES) {
         buffer_.reserve(pending.capacity());
     }
@@ -85,8 +82,21 @@ std::string Console::programName(Colour colour) const
 void Console::writeLine(const std::string& line)
 {
     flush();
-    hideProgress();
+    const std::lock_guard<std::mutex> lock(mutex_);
+    clearLine();
     writeMessage(line + '\n');
+}
+
+void Console::writeResults(std::string_view bytes)
+{
+    if (!terminal_.showsResults || bytes.empty()) {
+        results_.write(bytes);
+        return;
+    }
+    const std::lock_guard<std::mutex> lock(mutex_);
+    clearLine();
+    isWithinResult_ = bytes.back() != '\n';
+    results_.write(bytes);
 }
 
 void Console::writeMessage(const std::string& text) noexcept
@@ -112,14 +122,50 @@ std::string Console::paint(const std::string& text, Colour colour) const
 
 void Console::showProgress(const std::string& text) noexcept
 {
-    writeMessage(std::string(START_OF_EMPTY_LINE) + text);
-    isProgressShown_ = true;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    hasProgress_ = true;
+    showLine(text);
 }
 
 void Console::hideProgress() noexcept
 {
-    if (isProgressShown_) {
-        isProgressShown_ = false;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    hasProgress_ = false;
+    clearLine();
+}
+
+void Console::nameActivity(const std::string& activity)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    activity_ = printable(activity);
+}
+
+void Console::showActivity(std::chrono::seconds elapsed) noexcept
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (!hasProgress_) {
+        showLine(activity_ + " (" + std::to_string(elapsed.count()) + " s)");
+    }
+}
+
+void Console::hideActivity() noexcept
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    clearLine();
+}
+
+void Console::showLine(const std::string& text) noexcept
+{
+    if (!isWithinResult_) {
+        writeMessage(std::string(START_OF_EMPTY_LINE) + text);
+        isLineShown_ = true;
+    }
+}
+
+void Console::clearLine() noexcept
+{
+    if (isLineShown_) {
+        isLineShown_ = false;
         writeMessage(START_OF_EMPTY_LINE);
     }
 }

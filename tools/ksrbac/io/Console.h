@@ -1,7 +1,9 @@
 #ifndef KSRBAC_IO_CONSOLE_H
 #define KSRBAC_IO_CONSOLE_H
 
+#include <chrono>
 #include <cstddef>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -13,7 +15,7 @@ namespace ksrbac {
 
 /// The program's two outputs. Results are buffered; messages on standard error appear after the results
 /// printed before them. A message is one line: what is not printable in it is escaped. Between messages, a
-/// terminal shows the progress of long work.
+/// terminal shows the progress of long work. One thread prints; what it does may be shown by another.
 class Console {
 public:
     /// Both sinks must outlive the console. Without a terminal there are no colours and no progress.
@@ -24,7 +26,7 @@ public:
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
     /// Takes the progress off the terminal.
-    ~Console() { hideProgress(); }
+    ~Console() { hideActivity(); }
 
     /// Nothing is coloured before this is called.
     void chooseColours(ColourChoice choice) noexcept;
@@ -57,22 +59,38 @@ public:
     /// Puts the text on the last line of the terminal in place of what was there. What is printed next takes
     /// it away.
     void showProgress(const std::string& text) noexcept;
+    /// Takes the progress away and leaves the line to the activity again.
     void hideProgress() noexcept;
+
+    /// What the command does now: "doctor: database".
+    void nameActivity(const std::string& activity);
+    /// Shows what the command does, and for how long, unless there is progress to be seen. Any thread.
+    void showActivity(std::chrono::seconds elapsed) noexcept;
+    /// Clears the line. Any thread.
+    void hideActivity() noexcept;
 
 private:
     void say(const char* kind, std::string_view message, const std::string& begin);
     [[nodiscard]] std::string programName(Colour colour) const;
     void writeLine(const std::string& line);
     void writeMessage(const std::string& text) noexcept;
+    void writeResults(std::string_view bytes);
+    void showLine(const std::string& text) noexcept;
+    void clearLine() noexcept;
 
     ByteSink& results_;
     ByteSink& messages_;
     const Terminal terminal_;
     bool areResultsColoured_ = false;
     bool areMessagesColoured_ = false;
-    bool isProgressShown_ = false;
     std::string buffer_;
     bool json_ = false;
+
+    std::mutex mutex_; ///< guards what follows, and what the terminal shows
+    bool isLineShown_ = false;
+    bool isWithinResult_ = false; ///< the results on the terminal end within a line
+    bool hasProgress_ = false;    ///< the line belongs to a `Progress`
+    std::string activity_;
 };
 
 } // namespace ksrbac

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <optional>
 #include <system_error>
 
 #include <fcntl.h>
@@ -10,6 +11,7 @@
 #include <unistd.h>
 
 #include "exit_status.h"
+#include "io/Activity.h"
 
 namespace ksrbac {
 
@@ -37,6 +39,10 @@ Descriptor openInput(const std::string& path)
 
 std::size_t readSome(const Descriptor& input, const std::string& name, char* buffer, std::size_t size)
 {
+    std::optional<Activity::Pause> typing;
+    if (isatty(input.get()) == 1) {
+        typing.emplace();
+    }
     while (true) {
         const ssize_t got = read(input.get(), buffer, size);
         if (got >= 0) {

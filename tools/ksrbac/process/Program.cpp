@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "io/Activity.h"
 #include "output/escape.h"
 
 namespace ksrbac {
@@ -109,6 +110,7 @@ std::string Program::run(const std::string& variable, SignalWatch& signals) cons
     if (signals.caught() != 0) {
         return name + "was not started: interrupted by signal " + std::to_string(signals.caught());
     }
+    const Activity::Pause pause;
     const ChildrenAwaited awaited;
     const SpawnAttributes attributes;
     pid_t program = 0;
