@@ -69,6 +69,7 @@ public:
 
     [[nodiscard]] bool hasMember(const char* name) const { return json_object_get(value_, name) != nullptr; }
     [[nodiscard]] bool isNull() const { return json_is_null(value_); }
+    [[nodiscard]] bool isText() const { return json_is_string(value_); }
 
     [[nodiscard]] std::vector<JsonPlace> items() const
     {

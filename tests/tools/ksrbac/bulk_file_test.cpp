@@ -87,7 +87,8 @@ protected:
     std::vector<ObjectRequest> read(const std::string& content)
     {
         keepsafe_test::writeFile(file_, content);
-        return ksrbac::readBulkFile(file_);
+        ksrbac::RoleNames names("object register"); // nobody is asked for ids
+        return ksrbac::readBulkFile(file_, names);
     }
     /// The message without the file's name.
     std::string message(const std::string& content)
@@ -160,11 +161,14 @@ TEST_F(BulkFile, EveryOtherFaultIsNamedByItsPlace)
     const auto grant = [&record](const std::string& members) {
         return record(R"("grants": [{)" + members + "}]");
     };
-    const std::string noRole = "[0].grants[0].role: not a role id, which is a number from 0 to 2147483647";
+    const std::string noRole = "[0].grants[0].role: neither a role id, which is a number from 0 to "
+                               "2147483647, nor the name of a role";
     EXPECT_EQ(grant(R"("role": "17", "operations": ["|O|"])"), noRole);
     EXPECT_EQ(grant(R"("role": -1, "operations": ["|O|"])"), noRole);
     EXPECT_EQ(grant(R"("role": 2147483648, "operations": ["|O|"])"), noRole);
     EXPECT_EQ(grant(R"("role": 1.0, "operations": ["|O|"])"), noRole);
+    EXPECT_EQ(grant(R"("role": true, "operations": ["|O|"])"), noRole);
+    EXPECT_EQ(grant(R"("role": "", "operations": ["|O|"])"), noRole);
     EXPECT_EQ(grant(R"("operations": ["|O|"])"), R"([0].grants[0]: no member "role")");
     EXPECT_EQ(grant(R"("role": 1, "operations": [])"), "[0].grants[0].operations: no operation");
     EXPECT_EQ(grant(R"("role": 1, "operations": ["O"])"),
@@ -182,7 +186,10 @@ TEST_F(BulkFile, AnObjectMayNotBeThereTwice)
 
 TEST_F(BulkFile, OneThatCannotBeReadIsNamed)
 {
-    EXPECT_STREQ(thrownBy<InputError>([] { (void)ksrbac::readBulkFile("/none/objects.json"); }).what(),
+    EXPECT_STREQ(thrownBy<InputError>([] {
+                     ksrbac::RoleNames names("object register");
+                     (void)ksrbac::readBulkFile("/none/objects.json", names);
+                 }).what(),
                  "cannot read /none/objects.json: No such file or directory");
 }
 

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <climits>
 #include <set>
 #include <string>
@@ -24,10 +25,12 @@ using ksrbac::ExitStatus;
 using ksrbac::InputError;
 using ksrbac::ServiceError;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
+using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 
 const std::string ASKED_FOR_NAMES = "GET " + SERVICE + "roles";
@@ -181,6 +184,34 @@ TEST_F(RoleNamesTest, AreTakenInGrants)
               "now-allowed\t|A|\t18\t|O|VIEW|\tOBJECT\tA,b:c@50%\n");
     (void)run({"object", "register", "|B|", "--type=VM", "--grant=Auditor:|O|VIEW|"});
     EXPECT_THAT(requests(), Contains(HasSubstr(R"("accessDefinitions":[{"roleId":3,)")));
+}
+
+TEST_F(RoleNamesTest, AreTakenInAFileOfObjectsAndLookedUpInOneRequest)
+{
+    const auto registerBulk = [this](const std::string& first, const std::string& second) {
+        writeFile(root_.path("objects"),
+                  R"([{"namespace":"|B|","type":"VM","grants":[{"role":)" + first +
+                      R"(,"operations":["|O|VIEW|"]},{"role":17,"operations":["|O|VIEW|"]}]},)"
+                      R"({"namespace":"|C|","type":"VM","grants":[{"role":)" +
+                      second + R"(,"operations":["|O|VIEW|"]}]}])");
+        return run({"object", "register", "--bulk", root_.path("objects")});
+    };
+    (void)registerBulk("\"Auditor\"", "\"A,b:c@50%\"");
+    const std::vector<std::string> sent = requests();
+    ASSERT_GE(sent.size(), 2U);
+    EXPECT_EQ(sent[0], ASKED_FOR_NAMES);
+    EXPECT_THAT(sent[1], AllOf(HasSubstr(R"({"roleId":3,)"), HasSubstr(R"({"roleId":17,)"),
+                               HasSubstr(R"({"roleId":18,)")));
+    EXPECT_EQ(std::count(sent.begin(), sent.end(), ASKED_FOR_NAMES), 1);
+
+    const std::size_t before = requests().size();
+    EXPECT_EQ(registerBulk("3", "\"Auditr\"").messages,
+              "ksrbac: " + root_.path("objects") +
+                  R"(: [1].grants[0].role: the service has no role "Auditr"; did you mean Auditor?)"
+                  "\n");
+    EXPECT_EQ(requests().size(), before + 1) << "nothing is registered";
+    (void)registerBulk("3", "17");
+    EXPECT_THAT(requests()[before + 1], Not(ASKED_FOR_NAMES));
 }
 
 TEST_F(RoleNamesTest, StandBesideTheIdsWhereTheyAreAskedFor)

@@ -41,8 +41,8 @@ written %3A or %2C.
 --bulk FILE registers the objects in a JSON file, all or none in the first phase:
 an array of {"namespace":...,"type":...,"children":[...],"inherit":...,
 "grants":[{"role":...,"operations":[...],"propagation":...}],
-"ignoreRegistered":...}; namespace and type are required, and role and operations
-in a grant. With --exec the program runs for one object after the other, and its
+"ignoreRegistered":...}; namespace and type are required, and role, an id or a
+name in quotes, and operations in a grant. With --exec the program runs for one object after the other, and its
 outcome commits or rolls back that object.
 
 SIGINT, SIGQUIT, SIGTERM and SIGHUP do not end ksrbac between the phases: they
@@ -83,7 +83,7 @@ void requireConsistent(const Options& options)
     }
 }
 
-ObjectRequest readRequest(const Options& options)
+ObjectRequest readRequest(const Options& options, RoleNames& names)
 {
     ObjectRequest request;
     request.object = parseNamespace("NS", *options.object);
@@ -91,7 +91,6 @@ ObjectRequest readRequest(const Options& options)
     for (const std::string& child : options.children) {
         request.children.push_back(parseNamespace("--child", child));
     }
-    RoleNames names("object register");
     for (const std::string& grant : options.grants) {
         request.grants.push_back(parseGrant("--grant", grant, names));
     }
@@ -133,8 +132,9 @@ void registerMany(const std::vector<ObjectRequest>& requests, const Work& work, 
 ExitStatus run(const Options& options, Console& console)
 {
     requireConsistent(options);
+    RoleNames names("object register");
     const std::vector<ObjectRequest> requests =
-        options.bulkFile ? readBulkFile(*options.bulkFile) : std::vector{readRequest(options)};
+        options.bulkFile ? readBulkFile(*options.bulkFile, names) : std::vector{readRequest(options, names)};
     const std::optional<Program> program = options.exec.program();
     SignalWatch signals;
     const Work work(program, signals);

@@ -33,9 +33,18 @@ struct BulkFileFaults : DocumentFaults {
     }
 
 private:
-    static constexpr char NO_ROLE_ID[] = "not a role id, which is a number from 0 to 2147483647";
+    static constexpr char NO_ROLE_ID[] =
+        "neither a role id, which is a number from 0 to 2147483647, nor the name of a role";
 };
 using Place = Tessara::Keepsafe::JsonPlace<BulkFileFaults>;
+
+/// A role that is given by its name, and where.
+struct NamedRole {
+    Place place;
+    std::size_t request;
+    std::size_t grant;
+};
+using NamedRoles = std::vector<NamedRole>;
 
 std::list<Rbac::ObjectNamespace> toNamespaces(const Place& place)
 {
@@ -46,11 +55,27 @@ std::list<Rbac::ObjectNamespace> toNamespaces(const Place& place)
     return names;
 }
 
+/// Whether the role is given by its name. A number in quotes may be meant either way, and is refused.
+bool isName(const Place& role)
+{
+    if (!role.isText()) {
+        return false;
+    }
+    const std::string text = role.text();
+    if (text.find_first_not_of("-0123456789") == std::string::npos) {
+        (void)role.integer(0);
+    }
+    return true;
+}
+
 GrantRequest toGrant(const Place& place)
 {
     place.expectObject({"role", "operations", "propagation"});
     GrantRequest grant;
-    grant.roleId = place.member("role").integer(0);
+    const Place role = place.member("role");
+    if (!isName(role)) {
+        grant.roleId = role.integer(0);
+    }
     grant.operations = toNamespaces(place.member("operations"));
     if (grant.operations.empty()) {
         place.member("operations").fail("no operation");
@@ -61,7 +86,7 @@ GrantRequest toGrant(const Place& place)
     return grant;
 }
 
-ObjectRequest toRequest(const Place& place)
+ObjectRequest toRequest(const Place& place, std::size_t position, NamedRoles& named)
 {
     place.expectObject({"namespace", "type", "children", "inherit", "grants", "ignoreRegistered"});
     ObjectRequest request;
@@ -76,6 +101,9 @@ ObjectRequest toRequest(const Place& place)
     if (const auto grants = place.optionalMember("grants")) {
         for (const Place& grant : grants->items()) {
             request.grants.push_back(toGrant(grant));
+            if (const Place role = grant.member("role"); role.isText()) {
+                named.push_back({role, position, request.grants.size() - 1});
+            }
         }
     }
     if (const auto ignoreRegistered = place.optionalMember("ignoreRegistered")) {
@@ -96,12 +124,13 @@ JsonHandle parse(const std::string& text)
     return document;
 }
 
-std::vector<ObjectRequest> toRequests(const Place& records)
+std::vector<ObjectRequest> toRequests(const Place& records, RoleNames& names)
 {
     std::vector<ObjectRequest> requests;
+    NamedRoles named;
     std::map<Rbac::ObjectNamespace, std::string> places;
     for (const Place& record : records.items()) {
-        requests.push_back(toRequest(record));
+        requests.push_back(toRequest(record, requests.size(), named));
         const auto [first, isNew] = places.emplace(requests.back().object, record.place());
         if (!isNew) {
             record.member("namespace")
@@ -111,12 +140,16 @@ std::vector<ObjectRequest> toRequests(const Place& records)
     if (requests.empty()) {
         records.fail("no object");
     }
+    for (const NamedRole& role : named) {
+        requests[role.request].grants[role.grant].roleId =
+            *names.idsOf(role.place.place(), {role.place.text()}).begin();
+    }
     return requests;
 }
 
 } // namespace
 
-std::vector<ObjectRequest> readBulkFile(const std::string& path)
+std::vector<ObjectRequest> readBulkFile(const std::string& path, RoleNames& names)
 {
     constexpr std::size_t mostBytes = MOST_MEBIBYTES * 1024 * 1024;
     const std::string name = inputName(path);
@@ -126,7 +159,7 @@ std::vector<ObjectRequest> readBulkFile(const std::string& path)
     }
     try {
         const JsonHandle document = parse(text);
-        return toRequests(Place(document.get()));
+        return toRequests(Place(document.get()), names);
     } catch (const InputError& error) {
         throw InputError(name + ": " + error.what());
     }

@@ -14,9 +14,10 @@ namespace ksrbac {
 ///      "grants": [{"role": 17, "operations": ["|OPERATIONS|VIEW|"], "propagation": "OBJECT"}],
 ///      "ignoreRegistered": false}
 ///
-/// of which namespace and type are needed, and of a grant role and operations. Throws `InputError` that names
-/// the place of the first fault: what is malformed, unknown, missing or given twice.
-std::vector<ObjectRequest> readBulkFile(const std::string& path);
+/// of which namespace and type are needed, and of a grant role and operations. A role is given by its id or,
+/// as a text, by its name, for which `names` is asked when all else is well. Throws `InputError` that names
+/// the place of the first fault: what is malformed, unknown, missing or given twice; and `ServiceError`.
+std::vector<ObjectRequest> readBulkFile(const std::string& path, RoleNames& names);
 
 } // namespace ksrbac
 
