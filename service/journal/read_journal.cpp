@@ -117,11 +117,22 @@ void complete(Database& database, const JournalPlace& at, const char* column, st
     }
 }
 
+std::int64_t readLastRevision(Database& database)
+{
+    std::int64_t revision = 0;
+    database.forEachRow(
+        READ, "SELECT CAST(LastRevision AS TEXT) FROM AUTH_MAIN.ACTL_Revision WHERE Kind = 'change'",
+        std::vector<std::size_t>{NUMBER_BYTES},
+        [&revision](const Database::Texts& row) { revision = numberOf(row.front()); });
+    return revision;
+}
+
 } // namespace
 
 JournalPage readJournal(Database& database, const JournalQuery& query)
 {
     JournalPage page;
+    page.lastRevision = readLastRevision(database);
     std::vector<Row> rows;
     std::size_t bytes = 0;
     const Selection selection(query);

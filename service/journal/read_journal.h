@@ -28,6 +28,7 @@ struct JournalQuery {
 struct JournalPage {
     std::vector<RecordedEntry> entries; ///< in the order of the journal
     bool hasMore = false;               ///< there are others behind the last one
+    std::int64_t lastRevision = 0;      ///< of the journal before it was read: no later change is left out
 };
 
 /// Texts of entries that a page has together, in bytes: one with more has one entry.

@@ -206,7 +206,8 @@ std::string registrationsDocument(const std::vector<RegisteredObjects>& register
 
 std::string changesDocument(const JournalPage& page, const std::string& next)
 {
-    const JsonHandle document = object({{"data", array(page.entries, changeResource)}});
+    const JsonHandle document = object({{"data", array(page.entries, changeResource)},
+                                        {"meta", object({{"lastRevision", integer(page.lastRevision)}})}});
     if (!next.empty() && json_object_set_new(document.get(), "links",
                                              object({{"next", object({{"href", next}})}}).release()) != 0) {
         throw std::bad_alloc();

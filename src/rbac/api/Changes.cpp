@@ -61,6 +61,8 @@ ChangePage readPage(const BaseAPI& api, const char* tag, const std::string& path
         page.changes.emplace_back(json_array_get(data, index));
     }
     page.next = nextLink(document.get());
+    page.lastRevision =
+        json_integer_value(json_object_get(json_object_get(document.get(), "meta"), "lastRevision"));
     return page;
 }
 

@@ -51,6 +51,17 @@ TEST_F(ChangeApiTest, ReadsWhatHasHappened)
     EXPECT_THAT(service_->requests, ElementsAre(Request{"GET", "keepsafe/access-control/changes", ""}));
 }
 
+TEST_F(ChangeApiTest, ReadsTheLastRevisionWhereItIsTold)
+{
+    respond(200, R"({"data":[],"meta":{"lastRevision":5000000001}})");
+    EXPECT_EQ(api().get_changes({}).lastRevision, 5'000'000'001);
+    for (const char* without :
+         {R"({"data":[]})", R"({"data":[],"meta":[]})", R"({"data":[],"meta":{"lastRevision":"7"}})"}) {
+        respond(200, without);
+        EXPECT_EQ(api().get_changes({}).lastRevision, 0) << without;
+    }
+}
+
 TEST_F(ChangeApiTest, SendsTheConditionsEncoded)
 {
     respond(200, R"({"data":[]})");

@@ -95,7 +95,8 @@ TEST_P(ChangeResource, ShowsAChangeWithBeforeAndAfter)
         keepsafe_service::jsonText(found.get(), JSON_COMPACT),
         R"({"data":[{"attributes":{"after":{"id":"1","object":"|A|","operations":["|OPERATIONS|VIEW|"],)"
         R"("propagation":"OBJECT","roleId":7},"before":null,"object":"|A|","revision":5,"roleId":7,)"
-        R"("what":"accessDefinitionAdded","who":"CN=tester"},"id":"5-1","type":"change"}]})");
+        R"("what":"accessDefinitionAdded","who":"CN=tester"},"id":"5-1","type":"change"}],)"
+        R"("meta":{"lastRevision":5}})");
 }
 
 TEST_P(ChangeResource, NamesTheClientOfEveryKindOfChange)
@@ -127,6 +128,17 @@ TEST_P(ChangeResource, NamesTheClientOfEveryKindOfChange)
         EXPECT_EQ(journal().back().who, "CN=" + request[0] + request[1]);
     }
     EXPECT_EQ(journal().back().at.revision, 2 + static_cast<std::int64_t>(requests.size()));
+}
+
+TEST_P(ChangeResource, TellsTheLastRevisionOfTheJournalWhateverIsAskedFor)
+{
+    addObjects("|A| |C|"); // revisions 3 to 6
+    for (const char* query : {"", "?limit=1", "?since=6", "?object=%7CB%7C", "?since=999999999999999999"}) {
+        const JsonHandle found = document(std::string("changes") + query);
+        EXPECT_EQ(json_integer_value(json_object_get(json_object_get(found.get(), "meta"), "lastRevision")),
+                  6)
+            << query;
+    }
 }
 
 TEST_P(ChangeResource, IsReadInPagesByItsLinks)

@@ -1,5 +1,9 @@
+#include <csignal>
 #include <string>
 #include <vector>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,6 +13,7 @@
 #include "MasterServerTest.h"
 #include "cli/since.h"
 #include "commands/change_text.h"
+#include "default_signals.h"
 
 // `ksrbac changes`: what it asks the service, and how it shows the journal.
 
@@ -46,7 +51,8 @@ TEST_F(ChangesCommand, PrintsATableOfAllPages)
     EXPECT_EQ(result.results,
               "REVISION  TIME                  WHO   WHAT\n"
               "       3  2026-01-31T23:59:59Z  CN=a  role 8 created: Tape\n"
-              "12  2026-02-01T00:00:00Z  CN=\\x1B[2J,O=b  access definition 9 added: role 8 on |A|, OBJECT, "
+              "      12  2026-02-01T00:00:00Z  CN=\\x1B[2J,O=b  access definition 9 added: role 8 on |A|, "
+              "OBJECT, "
               "|O|V|,|O|W|\n");
     EXPECT_EQ(result.status, ExitStatus::Good);
     EXPECT_THAT(requests(), ElementsAre("GET " + SERVICE + "changes?limit=1000",
@@ -84,6 +90,98 @@ TEST_F(ChangesCommand, StopsAtTheLimit)
     EXPECT_EQ(run({"changes", "--json", "--limit", "1"}).results.find("\"id\":\"12-1\""), std::string::npos);
     EXPECT_EQ(requests().size(), 1U);
     EXPECT_EQ(run({"changes", "--limit", "0"}).results, "REVISION  TIME  WHO  WHAT\n");
+}
+
+std::string quiet(int lastRevision)
+{
+    return R"({"data":[],"meta":{"lastRevision":)" + std::to_string(lastRevision) + "}}";
+}
+
+const std::string BEHIND = "-2147483647";
+
+TEST_F(ChangesCommand, FollowedBeginWithWhatComesAfterTheLastRevision)
+{
+    server_.playNext(answer(200, quiet(2)));
+    server_.playNext(answer(200, quiet(2)));
+    server_.playNext(answer(200, page(CREATED)));
+    const auto result = run({"changes", "--follow", "--limit", "1"});
+    EXPECT_EQ(result.results,
+              "REVISION  TIME                  WHO                       WHAT\n"
+              "       3  2026-01-31T23:59:59Z  CN=a                      role 8 created: Tape\n");
+    EXPECT_EQ(result.messages, "");
+    EXPECT_EQ(result.status, ExitStatus::Good);
+    const std::string poll = "GET " + SERVICE + "changes?limit=1&after=2" + BEHIND;
+    EXPECT_THAT(requests(),
+                ElementsAre("GET " + SERVICE + "changes?since=999999999999999999&limit=1", poll, poll));
+}
+
+TEST_F(ChangesCommand, FollowedPrintEachOnceAndGoOnBehindWhatWasLookedAt)
+{
+    server_.playNext(answer(200, page(CREATED, "/access-control/changes?after=3-1")));
+    server_.playNext(answer(200, quiet(3)));
+    server_.playNext(answer(200, quiet(11)));
+    server_.playNext(answer(200, page(ADDED)));
+    const auto result =
+        run({"changes", "--json", "--follow", "--since", "2026-01-31", "--role", "8", "--limit", "2"});
+    EXPECT_THAT(result.results, testing::MatchesRegex("\\{\"revision\":3,.*\\}\n\\{\"revision\":12,.*\\}\n"));
+    EXPECT_THAT(requests(),
+                ElementsAre("GET " + SERVICE + "changes?since=2026-01-31T00%3A00%3A00Z&role=8&limit=2",
+                            "GET " + SERVICE + "changes?after=3-1",
+                            "GET " + SERVICE + "changes?role=8&limit=2&after=3-1",
+                            "GET " + SERVICE + "changes?role=8&limit=2&after=11" + BEHIND));
+}
+
+TEST_F(ChangesCommand, FollowedNoteThatTheServiceIsAwayAndBackOnce)
+{
+    server_.playNext(answer(200, quiet(2)));
+    server_.playNext(answer(200, quiet(2)));
+    server_.playNext(answer(503, ""));
+    server_.playNext(answer(503, ""));
+    server_.playNext(answer(200, page(CREATED)));
+    const auto result = run({"changes", "--follow", "--json", "--limit", "1"});
+    EXPECT_THAT(
+        result.messages,
+        testing::MatchesRegex("\\{\"note\":\"changes: [^\n]*503[^\n]*; asking again until it answers\"\\}\n"
+                              "\\{\"note\":\"changes: the service answers again\"\\}\n"));
+    EXPECT_EQ(result.status, ExitStatus::Good);
+    EXPECT_EQ(requests().size(), 5U);
+}
+
+TEST_F(ChangesCommand, FollowedEndWhenTheServiceRefusesOrIsAwayAtFirst)
+{
+    server_.playNext(answer(503, ""));
+    EXPECT_EQ(run({"changes", "--follow", "--since", "1"}).status, ExitStatus::LibraryFailed);
+    server_.playNext(answer(200, quiet(2)));
+    server_.playNext(answer(200, quiet(2)));
+    server_.playNext(answer(400, R"({"errorCode":20,"errorMessage":"no"})"));
+    EXPECT_EQ(run({"changes", "--follow"}).status, ExitStatus::LibraryFailed);
+    server_.playNext(answer(200, page("")));
+    EXPECT_EQ(messageOf({"changes", "--follow"}, ExitStatus::LibraryFailed),
+              "changes: the service does not tell its last revision: give --since with --follow");
+}
+
+TEST_F(ChangesCommand, FollowedEndAtOnceBySignalsAlsoWhileTheServiceIsSilent)
+{
+    useDefaultSignals();
+    for (const int signal : {SIGINT, SIGTERM}) {
+        server_.playNext(answer(200, quiet(2)));
+        server_.playNext(answer(200, quiet(2)));
+        server_.playAlways(silence());
+        const std::size_t before = requests().size();
+        const pid_t tool = ::fork();
+        if (tool == 0) {
+            ::_exit(static_cast<int>(run({"changes", "--follow"}).status));
+        }
+        int status = 0;
+        pid_t ended = 0;
+        while (requests().size() < before + 3 && ended == 0) {
+            ended = ::waitpid(tool, &status, WNOHANG);
+        }
+        ASSERT_EQ(ended, 0) << status;
+        ASSERT_EQ(::kill(tool, signal), 0);
+        ASSERT_EQ(::waitpid(tool, &status, 0), tool);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    }
 }
 
 TEST_F(ChangesCommand, BadArgumentsAreToldBeforeAnythingIsSent)

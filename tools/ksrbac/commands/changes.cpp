@@ -5,17 +5,16 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <keepsafe/rbac/api/Changes.h>
 
 #include "cli/arguments.h"
 #include "cli/options.h"
 #include "cli/since.h"
-#include "commands/change_text.h"
+#include "commands/JournalLines.h"
 #include "commands/commands.h"
-#include "output/Json.h"
-#include "output/TextTable.h"
-#include "output/escape.h"
+#include "commands/follow_changes.h"
 #include "service/RoleNames.h"
 #include "service/ask_service.h"
 
@@ -38,6 +37,11 @@ the second; all times are UTC.
 --since takes a duration back from now (90m, 24h, 7d; also s and w), a date or
 time (2026-01-31, 2026-01-31T12:00:00+01:00), or a revision: what came after it.
 
+--follow goes on: it prints what is changed as it comes, each change once and in
+order, and without --since nothing from before. While the service does not
+answer it says so and asks again. SIGINT and SIGTERM end it with status 0, as
+--limit does.
+
 With --json it prints one object per line, with the item before and after the
 change: {"revision":...,"id":...,"time":...,"who":...,"what":...,"object":...,
 "roleId":...,"before":...,"after":...}.
@@ -49,7 +53,8 @@ be written.)";
 constexpr char EXAMPLE[] = R"(Examples:
   ksrbac changes --since 24h
   ksrbac changes --since 7d --object '|KEEPSAFE|ASSETS|vms|'
-  ksrbac changes --role 'Restore operator' --json)";
+  ksrbac changes --role 'Restore operator' --json
+  ksrbac changes --follow)";
 
 constexpr std::size_t LONGEST_PAGE = 1000;
 
@@ -58,7 +63,11 @@ struct Options {
     std::optional<std::string> object;
     std::optional<std::string> role;
     std::size_t limit = std::numeric_limits<std::size_t>::max();
+    bool follow = false;
 };
+
+/// Of the revision, the time and who: the table begins before there is a line.
+const std::vector<std::size_t> WIDTHS_OF_UNKNOWN_LINES{8, 20, 24};
 
 Rbac::ChangeQuery queryOf(const Options& options)
 {
@@ -77,74 +86,15 @@ Rbac::ChangeQuery queryOf(const Options& options)
     return query;
 }
 
-JsonObject toJson(const Rbac::Change& change)
-{
-    return JsonObject()
-        .add("revision", change.revision)
-        .add("id", change.id)
-        .add("time", change.time)
-        .add("who", change.who)
-        .add("what", change.what)
-        .addJson("object", change.object ? jsonString(change.object->str()) : "null")
-        .addJson("roleId", change.roleId ? std::to_string(*change.roleId) : "null")
-        .addJson("before", change.before)
-        .addJson("after", change.after);
-}
-
-/// "2026-01-31T23:59:59Z", without the fraction.
-std::string toTheSecond(const std::string& time)
-{
-    constexpr std::size_t SECONDS = sizeof "2026-01-31T23:59:59" - 1;
-    return escapeForMessage(time.size() > SECONDS && time.back() == 'Z' ? time.substr(0, SECONDS) + 'Z'
-                                                                        : time);
-}
-
-/// Prints changes as they come, page by page: a journal may be long.
-class ChangePrinter {
-public:
-    ChangePrinter(bool json, std::size_t limit, Console& console)
-        : json_(json), left_(limit), console_(console)
-    {
-    }
-
-    [[nodiscard]] bool wantsMore() const { return left_ > 0; }
-
-    void print(const Rbac::ChangePage& page)
-    {
-        using Align = TextTable::Align;
-        TextTable table({Align::Right, Align::Left, Align::Left, Align::Left});
-        if (isFirst_) {
-            table.addRow({"REVISION", "TIME", "WHO", "WHAT"});
-        }
-        isFirst_ = false;
-        for (const Rbac::Change& change : page.changes) {
-            if (left_ == 0) {
-                break;
-            }
-            --left_;
-            if (json_) {
-                console_.print(toJson(change).text() + '\n');
-            } else {
-                table.addRow({std::to_string(change.revision), toTheSecond(change.time),
-                              escapeForMessage(change.who), changeText(change)});
-            }
-        }
-        if (!json_) {
-            console_.print(table.text());
-        }
-    }
-
-private:
-    const bool json_;
-    std::size_t left_;
-    Console& console_;
-    bool isFirst_ = true;
-};
-
 ExitStatus run(const Options& options, bool json, Console& console)
 {
     const Rbac::ChangeQuery query = queryOf(options);
-    ChangePrinter printer(json, options.limit, console);
+    if (options.follow) {
+        JournalLines lines(json, options.limit, console, WIDTHS_OF_UNKNOWN_LINES);
+        followChanges(query, lines, console);
+        return ExitStatus::Good;
+    }
+    JournalLines printer(json, options.limit, console);
     const auto ask = [](const auto& request) { return askService("changes", request); };
     Rbac::ChangePage page = ask([&] { return Rbac::ChangeAPI().get_changes(query); });
     printer.print(page);
@@ -167,6 +117,7 @@ Action addChanges(CLI::App& command)
     addOptional(command, "--role", options->role, value_name::ROLE,
                 "Only what concerns this role, by id or name");
     addOptional(command, "--limit", options->limit, "N", "Only the first N lines");
+    addFlag(command, "--follow", options->follow, "Go on with what is changed from now on");
     return {[options](bool json, Console& console) { return run(*options, json, console); }};
 }
 

@@ -15,7 +15,11 @@ constexpr std::size_t GAP = 2;
 
 } // namespace
 
-TextTable::TextTable(std::vector<Align> columns) : columns_(std::move(columns)) {}
+TextTable::TextTable(std::vector<Align> columns, std::vector<std::size_t> leastWidths)
+    : columns_(std::move(columns)), leastWidths_(std::move(leastWidths))
+{
+    leastWidths_.resize(columns_.size(), 0);
+}
 
 void TextTable::addRow(std::vector<std::string> cells)
 {
@@ -26,14 +30,21 @@ void TextTable::addRow(std::vector<std::string> cells)
     rows_.push_back(std::move(cells));
 }
 
-std::string TextTable::text() const
+std::vector<std::size_t> TextTable::widths() const
 {
-    std::vector<std::size_t> widths(columns_.size(), 0);
+    std::vector<std::size_t> widths = leastWidths_;
+    widths.resize(columns_.size(), 0);
     for (const auto& row : rows_) {
         for (std::size_t i = 0; i < row.size(); ++i) {
             widths[i] = std::max(widths[i], columnsOf(row[i]));
         }
     }
+    return widths;
+}
+
+std::string TextTable::text() const
+{
+    const std::vector<std::size_t> widths = this->widths();
     std::string out;
     for (const auto& row : rows_) {
         std::string line;

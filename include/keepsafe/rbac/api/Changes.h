@@ -47,6 +47,9 @@ struct KEEPSAFE_API ChangeQuery {
 struct KEEPSAFE_API ChangePage {
     std::list<Change> changes;
     std::string next; ///< the link of the next page; empty when there is no more at this time
+    /// Of the journal: every change up to this one is on this page or another of the same list, if it was
+    /// asked for. 0 when the service does not tell.
+    std::int64_t lastRevision = 0;
 };
 
 /// Reads the journal of changes. Any thread; see `BaseAPI` for failures. A service without a journal answers
