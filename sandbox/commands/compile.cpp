@@ -1,10 +1,12 @@
 #include <iostream>
 #include <memory>
+#include <optional>
 
 #include "cachewriter/publish_cache.h"
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "commands/published_line.h"
+#include "console/ProgressBar.h"
 #include "errors/InputError.h"
 #include "files/PosixFileSystem.h"
 #include "policy/policy_image.h"
@@ -13,10 +15,12 @@
 
 namespace keepsafe_sandbox {
 
+using keepsafe_service::CacheImage;
 using keepsafe_service::CacheLocation;
 using keepsafe_service::InputError;
 using keepsafe_service::parseNamespace;
 using keepsafe_service::PosixFileSystem;
+using keepsafe_service::ProgressBar;
 using keepsafe_service::publishCache;
 using keepsafe_service::quoted;
 
@@ -43,10 +47,16 @@ void compile(const CompileOptions& options)
 {
     const CacheLocation location = options.publish.location();
     const ObjectNamespace covers = coveredNamespace(options.covers);
+    std::optional<ProgressBar> bar(std::in_place);
+    bar->show("reading the policy");
     const Policy policy = readPolicyFile(options.policy, covers);
+    bar->show("compiling");
+    const CacheImage image = imageOf(policy);
+    bar->show("writing");
     PosixFileSystem fileSystem;
-    const std::uint64_t generation = publishCache(fileSystem, location, covers, imageOf(policy),
-                                                  policy.operations, options.publish.renumber());
+    const std::uint64_t generation =
+        publishCache(fileSystem, location, covers, image, policy.operations, options.publish.renumber());
+    bar.reset();
     std::cout << publishedLine(location, generation, policy) << '\n';
 }
 

@@ -7,31 +7,20 @@
 #include <keepsafe/platform/filelock/FileLock.h>
 
 #include "KsrbacTest.h"
-#include "PseudoTerminal.h"
+#include "completed_words.h"
 
 // The completion scripts in the shells themselves, which a person types into.
 
 namespace keepsafe_test {
 namespace {
 
-struct Shell {
-    const char* name;
-    std::vector<std::string> arguments;
-    /// Loads the script and makes the shell as plain as it can be.
-    std::string setUp;
-};
-
-/// Each ends with the prompt, which what is typed does not hold in this form.
 std::vector<Shell> shells()
 {
     const std::string scripts = KSRBAC_COMPLETION_SCRIPTS;
     return {{"bash",
              {"bash", "--norc", "--noprofile", "-i"},
              "bind 'set enable-bracketed-paste off'; source " + scripts + "/ksrbac.bash; PS1='REA''DY> '"},
-            {"zsh",
-             {"zsh", "-f", "-i"},
-             "bindkey -e; setopt nobeep; fpath=(" + scripts +
-                 " $fpath); autoload -U compinit; compinit -D -u; PS1='REA''DY> '"},
+            zshWith(scripts),
             {"fish",
              {"fish", "--no-config", "--private", "-i"},
              "source " + scripts + "/ksrbac.fish; function fish_prompt; echo -n 'REA''DY> '; end"}};
@@ -49,32 +38,8 @@ protected:
     [[nodiscard]] std::string wordsAfter(const std::string& typed) const
     {
         const std::string program = KSRBAC_BINARY;
-        PseudoTerminal terminal;
-        std::vector<std::string> arguments{"env",
-                                           "PATH=" + program.substr(0, program.rfind('/')) + ":/usr/bin:/bin",
-                                           "TERM=xterm",
-                                           "HOME=" + root_.path(),
-                                           "LC_ALL=C.UTF-8",
-                                           "HISTFILE="};
-        arguments.insert(arguments.end(), GetParam().arguments.begin(), GetParam().arguments.end());
-        const Process shell = terminal.start(arguments);
-        terminal.type(GetParam().setUp + "\r");
-        (void)terminal.shownUntil("READY> ");
-        // The completed line becomes the arguments of another command, which shows them.
-        terminal.type("ksrbac --root " + root_.path() + " " + typed +
-                      "\t\x05 ; echo EN''D\x01printf '<%s>\\n' \r");
-        const std::string shown = terminal.shownUntil("END");
-        const std::string begin = "<" + root_.path() + ">\r\n";
-        const std::size_t at = shown.rfind(begin);
-        if (at == std::string::npos) {
-            return shown;
-        }
-        const std::string words = shown.substr(at + begin.size(), shown.rfind("END") - at - begin.size());
-        std::string plain;
-        for (const char c : words) {
-            plain += c == '\r' || c == '\n' ? "" : std::string(1, c);
-        }
-        return plain;
+        return completedWords(GetParam(), program.substr(0, program.rfind('/')), root_.path(),
+                              "ksrbac --root " + root_.path() + " " + typed, root_.path());
     }
 };
 
