@@ -15,6 +15,7 @@
 #include "service/monitor/MetricsReader.h"
 #include "service/monitor/ask_monitor.h"
 #include "service/support/StoppedReader.h"
+#include "support/PrivatePostgres.h"
 
 namespace {
 
@@ -91,6 +92,35 @@ TEST_F(MonitoredService, TellsThatItsCacheIsOutdatedUntilItIsNotAnyMore)
         std::this_thread::yield();
     }
     EXPECT_EQ(metrics().at("keepsafe_service_cache_outdated"), 0);
+}
+
+TEST_F(MonitoredService, TellsThatItsDatabaseIsGoneUntilItIsBack)
+{
+    keepsafe_test::PrivatePostgres postgres;
+    std::string text = keepsafe_test::readFile(configuration_);
+    text.erase(text.find("[database]"));
+    keepsafe_test::writeFile(configuration_,
+                             text + "[database]\nconnection = \"" + postgres.connectionString() + "\"\n");
+    const Process process = started(options_);
+    const auto await = [this](const std::string& status) {
+        const Clock::time_point end = Clock::now() + std::chrono::seconds(60);
+        while (health().rfind("HTTP/1.1 " + status, 0) != 0 && Clock::now() < end) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return health();
+    };
+    EXPECT_EQ(bodyOf(await("200 ")), "ok\n");
+    for (const bool isKilled : {false, true}) {
+        isKilled ? postgres.kill() : postgres.stop();
+        EXPECT_THAT(bodyOf(await("503 ")), HasSubstr("cannot ask the database whether it is there"));
+        EXPECT_EQ(metrics().at("keepsafe_service_database_up"), 0);
+        EXPECT_ANY_THROW(static_cast<void>(RoleAPI().create_role("not stored", "")));
+        postgres.start();
+        EXPECT_EQ(bodyOf(await("200 ")), "ok\n");
+        EXPECT_EQ(metrics().at("keepsafe_service_database_up"), 1);
+        const std::string name = isKilled ? "after a crash" : "after a pause";
+        EXPECT_EQ(RoleAPI().get_role(RoleAPI().create_role(name, "").id).name, name);
+    }
 }
 
 TEST_F(MonitoredService, EndsWithTheService)
