@@ -3,10 +3,11 @@
 import base64
 import json
 import os
+import pathlib
 import re
 import shutil
-import signal
 import subprocess
+import sys
 import tempfile
 import urllib.error
 import urllib.request
@@ -25,10 +26,12 @@ class Browser:
     """One browser with one window, and a folder of its own for all that it stores."""
 
     def __init__(self):
+        driver = self._program("chromedriver")
         self._folder = tempfile.mkdtemp(prefix="report-browser-")
-        self._driver = subprocess.Popen(
-            [self._program("chromedriver"), "--port=0"], stdout=subprocess.PIPE,
-            stderr=subprocess.STDOUT, text=True, start_new_session=True, env={**os.environ, "HOME": self._folder, "TMPDIR": self._folder})
+        self._keeper = subprocess.Popen(
+            [sys.executable, pathlib.Path(__file__).with_name("keeper.py"), self._folder, driver, "--port=0"],
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, start_new_session=True,
+            env={**os.environ, "HOME": self._folder, "TMPDIR": self._folder})
         try:
             self._port = self._read_port()
             self._session = self._start_session()
@@ -44,7 +47,7 @@ class Browser:
         return path
 
     def _read_port(self):
-        for line in self._driver.stdout:
+        for line in self._keeper.stdout:
             found = re.search(r"started successfully on port (\d+)", line)
             if found:
                 return int(found.group(1))
@@ -75,14 +78,15 @@ class Browser:
         return self._request(method, f"/session/{self._session}{path}", body)
 
     def close(self):
-        """Ends the driver and the browser, which are a group of processes of their own."""
-        try:
-            os.killpg(self._driver.pid, signal.SIGKILL)
-        except ProcessLookupError:
-            pass
-        self._driver.wait()
-        self._driver.stdout.close()
-        shutil.rmtree(self._folder, ignore_errors=True)
+        """Ends the driver and the browser. Their keeper does so as well when this process is killed."""
+        self._keeper.stdin.close()
+        self._keeper.wait()
+        self._keeper.stdout.close()
+
+    @property
+    def folder(self):
+        """All processes of the browser have its path among their arguments, or in their environment."""
+        return self._folder
 
     def open(self, path):
         self.events()

@@ -6,7 +6,9 @@ import os
 import pathlib
 import random
 import re
+import subprocess
 import sys
+import time
 import unittest
 
 from browser import Browser
@@ -71,6 +73,34 @@ class PageTest(unittest.TestCase):
         folder = os.environ.get("KEEPSAFE_TEST_PICTURES")
         if folder:
             (pathlib.Path(folder) / f"{name}.png").write_bytes(browser.screenshot())
+
+
+def processes_with(text):
+    """The processes that have the text among their arguments or in their environment."""
+    found = []
+    for process in pathlib.Path("/proc").glob("[0-9]*"):
+        try:
+            if text.encode() in (process / "cmdline").read_bytes() + (process / "environ").read_bytes():
+                found.append(process.name)
+        except OSError:  # it has ended
+            pass
+    return found
+
+
+class KilledRun(unittest.TestCase):
+    def test_leaves_no_browser_behind(self):
+        run = subprocess.Popen(
+            [sys.executable, "-c", "import browser; print(browser.Browser().folder, flush=True); input()"],
+            cwd=pathlib.Path(__file__).parent, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        folder = run.stdout.readline().strip()
+        self.assertGreater(len(processes_with(folder)), 2)
+        run.kill()
+        run.communicate()
+        end = time.monotonic() + 60
+        while (processes_with(folder) or os.path.exists(folder)) and time.monotonic() < end:
+            time.sleep(0.01)
+        self.assertEqual(processes_with(folder), [])
+        self.assertFalse(os.path.exists(folder))
 
 
 class Company(PageTest):
