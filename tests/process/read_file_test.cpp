@@ -35,6 +35,17 @@ TEST_F(ReadFile, GivesTheWholeOfARegularFile)
     EXPECT_EQ(text, "before " + content);
 }
 
+TEST_F(ReadFile, GivesASingleByteAndLeavesNoDescriptorToOtherPrograms)
+{
+    keepsafe_test::writeFile(path_, "a");
+    int failure = 0;
+    const Process::Descriptor file = Process::openRegularFile(path_, failure);
+    EXPECT_EQ(::fcntl(file.get(), F_GETFD), FD_CLOEXEC);
+    std::string text;
+    EXPECT_EQ(Process::readAll(file, text), 0);
+    EXPECT_EQ(text, "a");
+}
+
 TEST_F(ReadFile, StopsBeyondTheLimit)
 {
     keepsafe_test::writeFile(path_, "12345");
