@@ -74,7 +74,7 @@ std::uint32_t MemoryLoads::numberOf(std::uintptr_t line) const
     return static_cast<std::uint32_t>(line - base_);
 }
 
-void MemoryLoads::read() const
+void MemoryLoads::read(Order order) const
 {
     const std::uintptr_t none = zero();
     const std::uintptr_t base = base_ * LINE;
@@ -87,11 +87,14 @@ void MemoryLoads::read() const
         load(reinterpret_cast<std::uintptr_t>(text.data()) + text.size());
         load(checker);
         load(checker + LINE);
-        std::uintptr_t before = 0;
-        for (const std::uint32_t* const end = line + plan->dependent; line != end; ++line) {
-            before = load(base + *line * LINE + before) & none;
+        const std::uint32_t* const end = line + plan->dependent + plan->independent;
+        if (order == Order::AsInAWalk) {
+            std::uintptr_t before = 0;
+            for (const std::uint32_t* const last = line + plan->dependent; line != last; ++line) {
+                before = load(base + *line * LINE + before) & none;
+            }
         }
-        for (const std::uint32_t* const end = line + plan->independent; line != end; ++line) {
+        for (; line != end; ++line) {
             load(base + *line * LINE);
         }
         ++plan;

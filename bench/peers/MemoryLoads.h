@@ -12,15 +12,18 @@
 namespace keepsafe_bench {
 
 /// The floor of a check: reads the memory that the decision has to read, and decides nothing. Of each
-/// question these are the name, the caller, and each cache line of the cache's records once. Those on the way
-/// down the name wait for each other, as they must, because one leads to the next; all others are read at
-/// once.
+/// question these are the name, the caller, and each cache line of the cache's records once.
 class MemoryLoads {
 public:
     MemoryLoads(const std::string& cacheDirectory, const Questions& questions);
 
+    enum class Order {
+        AsInAWalk, ///< on the way down the name each waits for the one before, which leads to it
+        AtOnce     ///< none waits for another: what many walks at the same time can hope for
+    };
+
     /// Reads for all questions.
-    void read() const;
+    void read(Order order) const;
     /// Cache lines of the cache's records for one question, on average.
     [[nodiscard]] double linesPerQuestion() const;
 

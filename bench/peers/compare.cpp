@@ -144,7 +144,11 @@ private:
         }
         const MemoryLoads loads(published_.location().accessCache(), questions_);
         linesPerCheck_ = loads.linesPerQuestion();
-        numbers[LOADS] = turns.add(questions_.size(), [&loads] { loads.read(); });
+        const auto addLoads = [&](const char* name, MemoryLoads::Order order) {
+            numbers[name] = turns.add(questions_.size(), [&loads, order] { loads.read(order); });
+        };
+        addLoads(LOADS, MemoryLoads::Order::AsInAWalk);
+        addLoads(LOADS_AT_ONCE, MemoryLoads::Order::AtOnce);
         std::vector<std::unique_ptr<Crew>> crews;
         // Processes are forked while there is one thread.
         for (const auto kind : {Worker::Kind::Process, Worker::Kind::Thread}) {
@@ -197,7 +201,9 @@ private:
             }
             report_.value("  allocations" + of, counted_[kind.name].allocations, "per check");
         }
-        report_.point("objects", LOADS, static_cast<double>(leaves_), "ns", figures_[LOADS]);
+        for (const char* const name : {LOADS, LOADS_AT_ONCE}) {
+            report_.point("objects", name, static_cast<double>(leaves_), "ns", figures_[name]);
+        }
         report_.value("  cache lines of the files at " + std::to_string(leaves_), linesPerCheck_,
                       "per check");
         report_.point("opening", "cache", static_cast<double>(leaves_), "ns", figures_[OPENING]);
@@ -236,6 +242,7 @@ private:
 
     static constexpr const char* OPENING = "opening";
     static constexpr const char* LOADS = "memory loads alone";
+    static constexpr const char* LOADS_AT_ONCE = "memory loads alone, at once";
 
     std::uint64_t leaves_;
     const Settings& settings_;
