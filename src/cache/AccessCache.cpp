@@ -59,7 +59,6 @@ AccessCache::AccessCache(const Manifest& manifest)
       look_(std::make_unique<Process::OnceInAWhile>()),
       repeatedLines_(std::make_unique<Process::RepeatedLines>())
 {
-    prepareForForks();
     warnIfWorldWritable(manifest_.directory);
     manifest_.ns.str(); // readers in several threads put it into log lines
 }

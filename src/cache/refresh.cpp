@@ -38,10 +38,9 @@ void countRefresh() noexcept
 
 /// Held while mappings of any cache are replaced or released, which is rare.
 std::mutex remapMutex;
+const Process::HeldAcrossFork<remapMutex> heldAcrossFork;
 
 } // namespace
-
-void AccessCache::prepareForForks() { static const Process::HeldAcrossFork<remapMutex> heldAcrossFork; }
 
 bool AccessCache::refresh(Reader& reader) const
 {

@@ -15,21 +15,24 @@
 
 namespace Tessara::Keepsafe::diagnostics {
 
+inline std::mutex warnedPathsMutex;
+/// Made when the library is loaded: the child of a fork would wait for ever for a thread that was just making
+/// it.
+inline Process::NoDestructor<std::set<std::string>> warnedPaths;
+
 /// Logs, once for each path in the life of the process, that everybody may change a file on which decisions
 /// depend, or put another one in its place. In a folder like /tmp only the owners may.
 inline void warnIfWorldWritable(const char* tag, const std::string& path)
 {
     constexpr std::size_t MOST_PATHS = 1000;
-    static std::mutex mutex;
-    static Process::NoDestructor<std::set<std::string>> warned;
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0 || (status.st_mode & (S_IWOTH | S_ISVTX)) != S_IWOTH) {
         return;
     }
     {
         // Not waited for: the thread that holds it may be missing in the child of a fork.
-        const std::unique_lock<std::mutex> lock(mutex, std::try_to_lock);
-        if (lock.owns_lock() && (warned->size() >= MOST_PATHS || !warned->insert(path).second)) {
+        const std::unique_lock<std::mutex> lock(warnedPathsMutex, std::try_to_lock);
+        if (lock.owns_lock() && (warnedPaths->size() >= MOST_PATHS || !warnedPaths->insert(path).second)) {
             return;
         }
     }

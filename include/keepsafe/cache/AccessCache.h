@@ -85,7 +85,6 @@ private:
     friend class detail::CacheWalk;
     enum class Look { FilesAreCurrent, LockIsOutdated, FilesAreGone, NamespaceIsAnother };
 
-    static void prepareForForks();
     [[nodiscard]] bool refresh(Reader& reader) const;
     [[nodiscard]] bool refreshSlowly(Reader& reader, std::uint64_t writes) const;
     [[nodiscard]] bool pagesAreMissing(const Reader& reader) const noexcept;

@@ -19,6 +19,9 @@ std::atomic<const Root*>& currentRoot()
     return current;
 }
 
+/// When the library is loaded: the child of a fork would wait for ever for a thread that was just making it.
+[[maybe_unused]] const std::atomic<const Root*>& madeAtLoad = currentRoot();
+
 } // namespace
 
 std::string installationRoot() { return currentRoot().load(std::memory_order_acquire)->path; }

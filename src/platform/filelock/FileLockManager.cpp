@@ -34,6 +34,14 @@ FileLockManager& FileLockManager::instance()
     return manager;
 }
 
+namespace {
+
+/// Made when the library is loaded, unless a static constructor needs it before: the child of a fork would
+/// wait for ever for a thread that was just making it.
+[[maybe_unused]] const FileLockManager& madeAtLoad = FileLockManager::instance();
+
+} // namespace
+
 FileLock FileLockManager::getLock(const std::string& name, FileLock::MissingFile missing)
 {
     // Declared before the mutex is taken: a last reference released here takes it in its destructor.

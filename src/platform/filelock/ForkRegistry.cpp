@@ -2,7 +2,6 @@
 
 #include <atomic>
 
-#include "ForkHandlers.h"
 #include "ThreadHolds.h"
 #include "ThreadIndex.h"
 
@@ -20,6 +19,8 @@ std::atomic<unsigned long> generation{0};
 
 ForkAware::~ForkAware() = default;
 
+const Process::ForkHandlers ForkRegistry::forkHandlers(beforeFork, afterForkInParent, afterForkInChild);
+
 std::mutex& ForkRegistry::mutex() noexcept { return forkMutex; }
 
 unsigned long ForkRegistry::processGeneration() noexcept
@@ -29,7 +30,6 @@ unsigned long ForkRegistry::processGeneration() noexcept
 
 void ForkRegistry::add(ForkAware& object)
 {
-    static const Process::ForkHandlers handlers(beforeFork, afterForkInParent, afterForkInChild);
     object.next_ = firstObject;
     if (firstObject != nullptr) {
         firstObject->previous_ = &object;

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <mutex>
 
+#include "ForkHandlers.h"
+
 namespace Tessara::Keepsafe::Platform::filelock {
 
 /// Something that a child process must not take over from its parent.
@@ -44,6 +46,10 @@ public:
     static unsigned long processGeneration() noexcept;
 
 private:
+    /// From when the library is loaded on: if the first thread that makes a lock brought them, another one
+    /// could fork meanwhile, and the child would wait for ever for the mutex that its parent's thread held.
+    static const Process::ForkHandlers forkHandlers;
+
     static void beforeFork() noexcept;
     static void afterForkInParent() noexcept;
     static void afterForkInChild() noexcept;

@@ -1,9 +1,11 @@
 // What a forked child has of its parent's locks: nothing.
 
+#include <atomic>
 #include <csignal>
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,6 +24,35 @@
 
 namespace keepsafe_test {
 namespace {
+
+/// In processes that have made no lock before.
+TEST(FirstLock, ThatIsMadeDuringAForkLetsTheChildMakeLocksToo)
+{
+    const TempDir directory;
+    const std::string path = directory.path("manifest.json");
+    writeFile(path, "");
+    const auto makeLock = [&path] { static_cast<void>(FileLockManager::instance().getLock(path)); };
+    const auto makeLockInChild = [&makeLock] {
+        alarm(10);
+        makeLock();
+        return 0;
+    };
+    const auto forkDuringTheFirst = [&] {
+        std::atomic<bool> isOver{false};
+        std::thread other([&] {
+            while (!isOver) {
+                makeLock();
+            }
+        });
+        const int status = Process::fork(makeLockInChild).wait().exitStatus;
+        isOver = true;
+        other.join();
+        return status;
+    };
+    for (int process = 0; process < 200; ++process) {
+        ASSERT_EQ(Process::fork(forkDuringTheFirst).wait().exitStatus, 0) << process;
+    }
+}
 
 class LockForkTest : public testing::Test {
 protected:
