@@ -16,8 +16,7 @@
 namespace Tessara::Keepsafe::diagnostics {
 
 inline std::mutex warnedPathsMutex;
-/// Made when the library is loaded: the child of a fork would wait for ever for a thread that was just making
-/// it.
+/// Not local to the function; see `Process::ForkHandlers`.
 inline Process::NoDestructor<std::set<std::string>> warnedPaths;
 
 /// Logs, once for each path in the life of the process, that everybody may change a file on which decisions

@@ -10,6 +10,11 @@ namespace Tessara::Keepsafe::Process {
 
 /// What fork() calls from now on: before it, and after it in the parent and in the child. Handlers that are
 /// registered later run earlier before a fork and later after it. Throws `std::bad_alloc`.
+///
+/// Made when the library is loaded: at namespace scope or as a static member. The same holds for everything
+/// else that several threads use and that is initialised dynamically, unless that happens under a mutex that
+/// is held across forks. What is made at first use is made by one thread; if another one forks meanwhile, the
+/// child finds the mutex locked, or the initialisation begun, for ever.
 struct ForkHandlers {
     ForkHandlers(void (*before)(), void (*afterInParent)(), void (*afterInChild)())
     {

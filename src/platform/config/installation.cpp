@@ -19,7 +19,8 @@ std::atomic<const Root*>& currentRoot()
     return current;
 }
 
-/// When the library is loaded: the child of a fork would wait for ever for a thread that was just making it.
+/// Made when the library is loaded (see `Process::ForkHandlers`), unless a static constructor needs it
+/// before.
 [[maybe_unused]] const std::atomic<const Root*>& madeAtLoad = currentRoot();
 
 } // namespace

@@ -36,8 +36,7 @@ FileLockManager& FileLockManager::instance()
 
 namespace {
 
-/// Made when the library is loaded, unless a static constructor needs it before: the child of a fork would
-/// wait for ever for a thread that was just making it.
+/// Made when the library is loaded (see `ForkHandlers`), unless a static constructor needs it before.
 [[maybe_unused]] const FileLockManager& madeAtLoad = FileLockManager::instance();
 
 } // namespace

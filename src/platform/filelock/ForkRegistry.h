@@ -46,8 +46,6 @@ public:
     static unsigned long processGeneration() noexcept;
 
 private:
-    /// From when the library is loaded on: if the first thread that makes a lock brought them, another one
-    /// could fork meanwhile, and the child would wait for ever for the mutex that its parent's thread held.
     static const Process::ForkHandlers forkHandlers;
 
     static void beforeFork() noexcept;

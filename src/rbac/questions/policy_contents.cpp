@@ -26,6 +26,7 @@ constexpr std::size_t MOST_STEPS_OF_A_TREE = std::size_t{1} << 22U;
 constexpr std::size_t MOST_TREES_KEPT = 1024;
 
 const std::string ROOT_TEXT = "|";
+const RoleWords NO_WORDS;
 
 /// Nothing is carried down: only names and objects are of interest.
 struct Plainly {
@@ -85,9 +86,8 @@ private:
 
     [[nodiscard]] const RoleWords& wordsOf(NodeOffset roleTree)
     {
-        static const RoleWords NONE;
         if (roleTree == 0) {
-            return NONE;
+            return NO_WORDS;
         }
         const auto known = trees_.find(roleTree);
         if (known != trees_.end()) {
