@@ -41,9 +41,9 @@ written %3A or %2C.
 --bulk FILE registers the objects in a JSON file, all or none in the first phase:
 an array of {"namespace":...,"type":...,"children":[...],"inherit":...,
 "grants":[{"role":...,"operations":[...],"propagation":...}],
-"ignoreRegistered":...}; namespace and type are required, and role, an id or a
-name in quotes, and operations in a grant. With --exec the program runs for one object after the other, and its
-outcome commits or rolls back that object.
+"ignoreRegistered":...}; namespace and type are required, and in a grant role (an
+id, or a name in quotes) and operations. With --exec the program runs for one
+object after the other, and its outcome commits or rolls back that object.
 
 SIGINT, SIGQUIT, SIGTERM and SIGHUP do not end ksrbac between the phases: they
 go to the program, no other is started, and the remaining objects are rolled

@@ -86,7 +86,8 @@ void checkOperations(Examination& examination);
 void checkSpace(Examination& examination);
 void checkDescriptors(Examination& examination);
 
-/// All of them, in their order. A check that fails itself is left open. `onCheck` is told what comes next.
+/// Runs all checks in the order above. The result of a check that throws is "unknown". Calls `onCheck` before
+/// each check with the name of what it examines.
 void examine(Examination& examination, const std::function<void(const char* what)>& onCheck);
 
 } // namespace ksrbac

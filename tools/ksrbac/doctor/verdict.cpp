@@ -69,6 +69,17 @@ std::string painted(const std::string& word, State state, const Console& console
     return word;
 }
 
+/// What follows the status in the summary.
+std::string detailsOf(const std::vector<Finding>& findings)
+{
+    const Finding* const finding = weightiest(findings);
+    return ": " + counted(count(findings, State::Failure), "failure", "failures") +
+           counted(count(findings, State::Warning), "warning", "warnings") +
+           counted(count(findings, State::Unknown), "unknown", "unknown") +
+           std::to_string(count(findings, State::Ok)) + " ok" +
+           (finding == nullptr ? "" : ": " + finding->what + ": " + finding->text);
+}
+
 } // namespace
 
 PlugInStatus statusOf(const std::vector<Finding>& findings)
@@ -87,22 +98,16 @@ ExitStatus exitStatusOf(PlugInStatus status) { return static_cast<ExitStatus>(st
 
 std::string summaryOf(const std::vector<Finding>& findings)
 {
-    const Finding* const finding = weightiest(findings);
-    return std::string(wordOf(statusOf(findings))) + ": " +
-           counted(count(findings, State::Failure), "failure", "failures") +
-           counted(count(findings, State::Warning), "warning", "warnings") +
-           counted(count(findings, State::Unknown), "unknown", "unknown") +
-           std::to_string(count(findings, State::Ok)) + " ok" +
-           (finding == nullptr ? "" : ": " + finding->what + ": " + finding->text);
+    return wordOf(statusOf(findings)) + detailsOf(findings);
 }
 
 std::string reportText(const std::vector<Finding>& findings, const Console& console)
 {
     constexpr std::size_t WIDTH = 9; // "warning" and two blanks
     const Finding* const worst = weightiest(findings);
-    const std::string status = wordOf(statusOf(findings));
-    std::string text = painted(status, worst == nullptr ? State::Ok : worst->state, console) +
-                       summaryOf(findings).substr(status.size()) + '\n';
+    std::string text =
+        painted(wordOf(statusOf(findings)), worst == nullptr ? State::Ok : worst->state, console) +
+        detailsOf(findings) + '\n';
     for (const Finding& finding : findings) {
         const std::string word = ksrbac::wordOf(finding.state);
         text += painted(word, finding.state, console) + std::string(WIDTH - word.size(), ' ') + finding.what +
