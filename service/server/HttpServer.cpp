@@ -36,7 +36,7 @@ using boost::system::error_code;
 namespace Process = Tessara::Keepsafe::Process;
 using Clock = Connection::Clock;
 
-constexpr char TAG[] = "ksrbac-sandbox";
+constexpr char TAG[] = "HttpServer";
 constexpr int ERROR = 16;
 constexpr std::size_t LARGE_BODY = std::size_t(1) << 20U;
 /// How often it is looked whether there is room again for connections.

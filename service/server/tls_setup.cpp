@@ -83,7 +83,7 @@ void trust(asio::ssl::context& context, const File& authority)
 
 void setUpTls(asio::ssl::context& context, const ServerTlsFiles& files)
 {
-    constexpr char sessionContext[] = "ksrbac-sandbox";
+    constexpr char sessionContext[] = "keepsafe-service";
     const File certificate{files.certificate, "the server's certificate"};
     SSL_CTX* const handle = context.native_handle();
     requireUsable(certificate, SSL_CTX_set_min_proto_version(handle, TLS1_2_VERSION) == 1, "no TLS 1.2");

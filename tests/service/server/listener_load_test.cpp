@@ -166,7 +166,7 @@ TEST_F(Listener, WaitsForDescriptorsWhenThereAreNone)
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     ::setrlimit(RLIMIT_NOFILE, &usual);
     EXPECT_THAT(responseTo(GET), StartsWith("HTTP/1.1 200 "));
-    EXPECT_THAT(log.lines(), ElementsAre(LogLine{16, "ksrbac-sandbox",
+    EXPECT_THAT(log.lines(), ElementsAre(LogLine{16, "HttpServer",
                                                  "cannot accept connections on " + address_.text() +
                                                      " for now: Too many open files"}));
 }
