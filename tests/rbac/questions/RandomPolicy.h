@@ -4,13 +4,17 @@
 #include <cstdint>
 #include <cstdlib>
 #include <set>
+#include <stdexcept>
 #include <string>
 
 #include <boost/make_shared.hpp>
+#include <gtest/gtest.h>
 
+#include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/rbac/client/DiskAccessControlClient.h>
 
 #include "support/CacheWriter.h"
+#include "support/DamagedFiles.h"
 #include "support/RandomModel.h"
 #include "support/TempDir.h"
 
@@ -84,6 +88,34 @@ public:
     TempRoot root;
     Tessara::Keepsafe::Rbac::OperationCache operations;
 };
+
+/// Calls `ask(AccessControlClient&)` for each of many random policies whose files are damaged, and expects an
+/// answer, status 12, or a file that cannot be opened. Returns how often there was no answer.
+template <typename Ask>
+long askDamagedPolicies(PolicyOnDisk& disk, const Ask& ask)
+{
+    constexpr long ROUNDS_OF_A_POLICY = 500;
+    long refused = 0;
+    DamagedFiles files(disk.directory());
+    for (long round = 0, most = DamagedFiles::roundsWanted(4000); round < most; ++round) {
+        if (round % ROUNDS_OF_A_POLICY == 0) {
+            RandomPolicy policy(static_cast<std::uint32_t>(round));
+            CacheWriter(policy.model, policy.options).write(disk.directory());
+            files.keep();
+        }
+        files.damage();
+        try {
+            ask(*disk.open());
+        } catch (const EC_exception& failure) {
+            EXPECT_EQ(failure.status(), 12);
+            ++refused;
+        } catch (const std::runtime_error&) {
+            ++refused; // a file that cannot be opened
+        }
+        files.restore();
+    }
+    return refused;
+}
 
 } // namespace keepsafe_test
 

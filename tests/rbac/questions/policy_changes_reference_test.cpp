@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <map>
 #include <set>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -14,14 +13,12 @@
 
 #include "RandomPolicy.h"
 #include "support/CapturedLog.h"
-#include "support/DamagedFiles.h"
 
 namespace {
 
 using keepsafe_test::AccessModel;
 using keepsafe_test::CacheWriter;
 using keepsafe_test::CapturedLog;
-using keepsafe_test::DamagedFiles;
 using keepsafe_test::Grants;
 using keepsafe_test::ModelObject;
 using keepsafe_test::PolicyOnDisk;
@@ -244,30 +241,12 @@ TEST(PolicyContentsTest, OfDamagedFilesAreObjectsOrStatus12)
 {
     const CapturedLog log(1000);
     PolicyOnDisk disk;
-    DamagedFiles files(disk.directory());
-    long damaged = 0;
-    for (long round = 0, most = DamagedFiles::roundsWanted(4000); round < most; ++round) {
-        if (round % 500 == 0) {
-            RandomPolicy policy(static_cast<std::uint32_t>(round));
-            CacheWriter(policy.model, policy.options).write(disk.directory());
-            files.keep();
-        }
-        files.damage();
-        try {
-            const auto client = disk.open();
-            CachePolicySource first(*client);
-            CachePolicySource second(*client, WalkLocking::OneState);
-            EXPECT_TRUE(
-                comparePolicies(first, second, {}, [](const PolicyChange& /*change*/) { return false; }));
-        } catch (const EC_exception& failure) {
-            EXPECT_EQ(failure.status(), 12);
-            ++damaged;
-        } catch (const std::runtime_error&) {
-            ++damaged; // a file that cannot be opened
-        }
-        files.restore();
-    }
-    EXPECT_GT(damaged, 100);
+    const long refused = askDamagedPolicies(disk, [](auto& client) {
+        CachePolicySource first(client);
+        CachePolicySource second(client, WalkLocking::OneState);
+        EXPECT_TRUE(comparePolicies(first, second, {}, [](const PolicyChange& /*change*/) { return false; }));
+    });
+    EXPECT_GT(refused, 100);
 }
 
 } // namespace

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <memory>
 #include <random>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -17,7 +16,6 @@
 
 #include "RandomPolicy.h"
 #include "support/CapturedLog.h"
-#include "support/DamagedFiles.h"
 #include "support/thrown.h"
 
 namespace {
@@ -27,7 +25,6 @@ using keepsafe_test::BIT;
 using keepsafe_test::bitsNode;
 using keepsafe_test::CacheWriter;
 using keepsafe_test::CapturedLog;
-using keepsafe_test::DamagedFiles;
 using keepsafe_test::managedObject;
 using keepsafe_test::PolicyOnDisk;
 using keepsafe_test::RandomPolicy;
@@ -148,36 +145,19 @@ TEST_F(ReachableDamage, ADamagedRoleTreeIsStatus12WhateverIsGrantedAbove)
 TEST_F(ReachableDamage, EveryNameThatComesOutIsOneThatACheckerAllows)
 {
     long listed = 0;
-    long damaged = 0;
-    DamagedFiles files(disk_.directory());
-    for (long round = 0, most = DamagedFiles::roundsWanted(4000); round < most; ++round) {
-        if (round % 500 == 0) {
-            RandomPolicy policy(static_cast<std::uint32_t>(round));
-            CacheWriter(policy.model, policy.options).write(disk_.directory());
-            files.keep();
-        }
-        files.damage();
-        try {
-            const auto client = disk_.open();
-            const std::set<int> roles{1, 2, 17, -5};
-            boost::shared_ptr<const AccessChecker> checker;
-            ASSERT_EQ(client->createAccessChecker(roles, PolicyOnDisk::operationOf(BIT), 0, checker), 0);
-            const ReachableObjects reachable(*client, roles, PolicyOnDisk::operationOf(BIT));
-            reachable.forEach(ROOT, "", [&](std::string_view name) {
-                ++listed;
-                EXPECT_TRUE(checker->checkAccess(boost::lexical_cast<ObjectNamespace>(name))) << name;
-                return true;
-            });
-        } catch (const EC_exception& failure) {
-            EXPECT_EQ(failure.status(), 12);
-            ++damaged;
-        } catch (const std::runtime_error&) {
-            ++damaged; // a file that cannot be opened
-        }
-        files.restore();
-    }
+    const long refused = askDamagedPolicies(disk_, [&](auto& client) {
+        const std::set<int> roles{1, 2, 17, -5};
+        boost::shared_ptr<const AccessChecker> checker;
+        ASSERT_EQ(client.createAccessChecker(roles, PolicyOnDisk::operationOf(BIT), 0, checker), 0);
+        const ReachableObjects reachable(client, roles, PolicyOnDisk::operationOf(BIT));
+        reachable.forEach(ROOT, "", [&](std::string_view name) {
+            ++listed;
+            EXPECT_TRUE(checker->checkAccess(boost::lexical_cast<ObjectNamespace>(name))) << name;
+            return true;
+        });
+    });
     EXPECT_GT(listed, 1000);
-    EXPECT_GT(damaged, 100);
+    EXPECT_GT(refused, 100);
 }
 
 } // namespace
