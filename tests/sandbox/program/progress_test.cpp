@@ -13,8 +13,8 @@
 #include "sandbox/support/SandboxRoot.h"
 #include "support/Descriptor.h"
 #include "support/Process.h"
+#include "support/PseudoTerminal.h"
 #include "support/TempDir.h"
-#include "system/ksrbac/PseudoTerminal.h"
 
 /// What a person sees of commands of ksrbac-sandbox that last over a second.
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "PseudoTerminal.h"
 #include "support/Process.h"
+#include "support/PseudoTerminal.h"
 
 namespace keepsafe_test {
 

@@ -4,9 +4,9 @@
 #include <gmock/gmock.h>
 
 #include "DoctorTest.h"
-#include "PseudoTerminal.h"
 #include "support/Certificates.h"
 #include "support/HttpsServer.h"
+#include "support/PseudoTerminal.h"
 
 // ksrbac doctor: what it finds out from the master server.
 

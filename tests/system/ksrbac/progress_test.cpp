@@ -10,8 +10,8 @@
 #include <keepsafe/platform/filelock/FileLock.h>
 
 #include "KsrbacTest.h"
-#include "PseudoTerminal.h"
 #include "support/Descriptor.h"
+#include "support/PseudoTerminal.h"
 
 // What a person sees of commands that last over a second.
 

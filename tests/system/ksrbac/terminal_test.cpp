@@ -11,8 +11,8 @@
 #include <gtest/gtest.h>
 
 #include "KsrbacTest.h"
-#include "PseudoTerminal.h"
 #include "support/Descriptor.h"
+#include "support/PseudoTerminal.h"
 
 // What a person at a terminal sees, and what a program at the other end of a pipe does not.
 
