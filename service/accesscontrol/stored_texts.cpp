@@ -1,14 +1,18 @@
 #include "accesscontrol/stored_texts.h"
 
-#include <charconv>
+#include <system_error>
 
 #include <boost/lexical_cast.hpp>
 
+#include "decimal.h"
+#include "split.h"
 #include "json/Element.h"
 
 namespace keepsafe_service {
 
 namespace Rbac = Tessara::Keepsafe::Rbac;
+using Tessara::Keepsafe::Text::parseDecimal;
+using Tessara::Keepsafe::Text::split;
 
 namespace {
 
@@ -22,9 +26,7 @@ namespace {
 std::int32_t storedNumber(const std::string& text)
 {
     std::int32_t number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [last, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc() || last != end) {
+    if (parseDecimal(text, number) != std::errc()) {
         refuse(text, "a number of 32 bits");
     }
     return number;
@@ -41,15 +43,12 @@ bool storedFlag(const std::string& text)
 std::vector<std::int32_t> storedNumbers(const std::string& text)
 {
     std::vector<std::int32_t> numbers;
-    const char* const end = text.data() + text.size();
-    for (const char* at = text.data(); at != end;) {
+    for (const std::string& item : text.empty() ? std::vector<std::string>() : split(text, ' ')) {
         std::int32_t number = 0;
-        const auto [last, error] = std::from_chars(at, end, number);
-        if (error != std::errc() || (last != end && (*last != ' ' || last + 1 == end))) {
+        if (parseDecimal(item, number) != std::errc()) {
             refuse(text, "a list of numbers");
         }
         numbers.push_back(number);
-        at = last == end ? end : last + 1;
     }
     return numbers;
 }

@@ -7,12 +7,14 @@
 #include <cstdlib>
 #include <exception>
 #include <stdexcept>
+#include <string_view>
 #include <system_error>
 
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "decimal.h"
 #include "files/FileSystem.h"
 
 namespace keepsafe_service {
@@ -24,10 +26,12 @@ std::uint64_t environmentNumber(const char* name)
 {
     constexpr std::size_t mostDigits = 18;
     const char* const value = std::getenv(name);
-    const std::string text = value == nullptr ? "" : value;
-    const bool isNumber = !text.empty() && text.size() <= mostDigits &&
-                          text.find_first_not_of("0123456789") == std::string::npos;
-    return isNumber ? std::stoull(text) : 0;
+    const std::string_view text = value == nullptr ? "" : value;
+    std::uint64_t number = 0;
+    if (text.size() <= mostDigits) {
+        (void)Tessara::Keepsafe::Text::parseDecimal(text, number);
+    }
+    return number;
 }
 
 void send(const std::string& path, const std::string& state, int flags)

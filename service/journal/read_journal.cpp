@@ -1,6 +1,8 @@
 #include "journal/read_journal.h"
 
-#include <charconv>
+#include <system_error>
+
+#include "decimal.h"
 
 namespace keepsafe_service {
 
@@ -20,8 +22,7 @@ constexpr std::size_t WORD_BYTES = 32;
 std::int64_t numberOf(const std::string& text)
 {
     std::int64_t number = 0;
-    const auto [last, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || last != text.data() + text.size()) {
+    if (Tessara::Keepsafe::Text::parseDecimal(text, number) != std::errc()) {
         throw DatabaseError(std::string("cannot ") + READ + ": a number is malformed");
     }
     return number;

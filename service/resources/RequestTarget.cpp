@@ -6,29 +6,19 @@
 #include <keepsafe/platform/uri/percent_encode.h>
 
 #include "accesscontrol/Refusal.h"
+#include "decimal.h"
+#include "split.h"
 #include "json/Element.h"
 
 namespace keepsafe_service {
 
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
+using Tessara::Keepsafe::Text::parseDecimal;
+using Tessara::Keepsafe::Text::split;
 
 namespace {
 
 constexpr char PREFIX[] = "/keepsafe/access-control/";
-
-std::vector<std::string> split(const std::string& text, char separator)
-{
-    std::vector<std::string> parts;
-    std::size_t begin = 0;
-    for (;;) {
-        const std::size_t end = text.find(separator, begin);
-        parts.push_back(text.substr(begin, end - begin));
-        if (end == std::string::npos) {
-            return parts;
-        }
-        begin = end + 1;
-    }
-}
 
 std::string decoded(const std::string& part)
 {
@@ -104,15 +94,10 @@ ObjectNamespace namespaceOf(const std::string& segment)
 
 std::int32_t idOf(const std::string& text, const std::string& what)
 {
-    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
-    constexpr std::size_t mostDigits = 10;
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
-    if (!text.empty() && text.size() <= mostDigits && std::all_of(text.begin(), text.end(), isDigit) &&
-        (text.size() == 1 || text.front() != '0')) {
-        const std::int64_t number = std::stoll(text);
-        if (number <= most) {
-            return static_cast<std::int32_t>(number);
-        }
+    constexpr std::int32_t most = std::numeric_limits<std::int32_t>::max();
+    std::int32_t number = 0;
+    if (parseDecimal(text, number) == std::errc() && number >= 0 && text == std::to_string(number)) {
+        return number; // other texts of the number are not ids
     }
     throw Refusal(Refusal::Invalid, what + ": " + shown(text) +
                                         " is not the decimal text of a number from 0 to " +

@@ -1,10 +1,11 @@
 // The journal of changes.
 
 #include <algorithm>
-#include <charconv>
+#include <system_error>
 
 #include <keepsafe/platform/uri/percent_encode.h>
 
+#include "decimal.h"
 #include "journal/times.h"
 #include "resources/Router.h"
 #include "resources/response_documents.h"
@@ -21,13 +22,11 @@ using Parameters = std::map<std::string, std::string>;
 std::optional<std::int64_t> numberOf(const std::string& text)
 {
     constexpr std::size_t MOST_DIGITS = 18;
-    std::int64_t number = 0;
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
-    if (text.empty() || text.size() > MOST_DIGITS || !std::all_of(text.begin(), text.end(), isDigit)) {
+    std::uint64_t number = 0;
+    if (text.size() > MOST_DIGITS || Tessara::Keepsafe::Text::parseDecimal(text, number) != std::errc()) {
         return std::nullopt;
     }
-    (void)std::from_chars(text.data(), text.data() + text.size(), number);
-    return number;
+    return static_cast<std::int64_t>(number);
 }
 
 [[noreturn]] void refuse(const char* parameter, const std::string& value, const std::string& expected)

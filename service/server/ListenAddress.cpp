@@ -1,14 +1,14 @@
 #include "server/ListenAddress.h"
 
-#include <algorithm>
+#include <cstdint>
+#include <system_error>
 
+#include "decimal.h"
 #include "errors/InputError.h"
 
 namespace keepsafe_service {
 
 namespace {
-
-constexpr int MOST_PORT = 65535;
 
 [[noreturn]] void fail(const std::string& text, const std::string& what)
 {
@@ -19,12 +19,9 @@ constexpr int MOST_PORT = 65535;
 int toPort(const std::string& digits, const std::string& text)
 {
     constexpr std::size_t mostDigits = 5;
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
-    if (digits.empty() || digits.size() > mostDigits || !std::all_of(digits.begin(), digits.end(), isDigit)) {
-        fail(text, "the port is not a number from 1 to 65535");
-    }
-    const int port = std::stoi(digits);
-    if (port < 1 || port > MOST_PORT) {
+    std::uint16_t port = 0;
+    if (digits.size() > mostDigits || Tessara::Keepsafe::Text::parseDecimal(digits, port) != std::errc() ||
+        port == 0) {
         fail(text, "the port is not a number from 1 to 65535");
     }
     return port;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <string>
 
+#include "decimal.h"
+
 namespace keepsafe_service {
 
 namespace {
@@ -62,11 +64,11 @@ constexpr std::size_t NO_LENGTH = std::string::npos;
 std::size_t lengthOf(string_view text)
 {
     constexpr std::size_t mostDigits = 18;
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
-    if (text.empty() || text.size() > mostDigits || !std::all_of(text.begin(), text.end(), isDigit)) {
-        return NO_LENGTH;
+    std::size_t length = NO_LENGTH;
+    if (text.size() <= mostDigits) {
+        (void)Tessara::Keepsafe::Text::parseDecimal({text.data(), text.size()}, length);
     }
-    return std::stoull(std::string(text));
+    return length;
 }
 
 const RequestFault* findBodyFault(const RequestHeader& header, std::size_t mostBodyBytes)

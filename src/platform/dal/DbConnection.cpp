@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include <keepsafe/platform/log/logmsg.h>
@@ -12,6 +13,7 @@
 #include "ConnectionState.h"
 #include "bindings.h"
 #include "column_value.h"
+#include "decimal.h"
 
 namespace Tessara::Dal {
 namespace {
@@ -76,7 +78,7 @@ int finishInt32(const ColumnAnswer& answer, std::array<char, 16>& digits, std::i
     if (status != 0 || answer.indicator == SQL_NULL_DATA) {
         return status;
     }
-    return readInt32(digits.data(), value) ? 0 : STATUS_VALUE_UNUSABLE;
+    return Keepsafe::Text::parseDecimal(digits.data(), value) == std::errc() ? 0 : STATUS_VALUE_UNUSABLE;
 }
 
 } // namespace

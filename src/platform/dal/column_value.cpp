@@ -1,8 +1,6 @@
 #include "column_value.h"
 
-#include <charconv>
 #include <cstring>
-#include <system_error>
 
 #include <keepsafe/platform/dal/Dal.h>
 
@@ -33,13 +31,6 @@ int finishText(const ColumnAnswer& answer, char* buffer, std::size_t size, bool 
     }
     buffer[length] = '\0';
     return 0;
-}
-
-bool readInt32(std::string_view text, std::int32_t& value)
-{
-    const char* const end = text.data() + text.size();
-    const std::from_chars_result result = std::from_chars(text.data(), end, value);
-    return result.ec == std::errc() && result.ptr == end && !text.empty();
 }
 
 } // namespace Tessara::Dal

@@ -2,8 +2,6 @@
 #define KEEPSAFE_SRC_PLATFORM_DAL_COLUMN_VALUE_H
 
 #include <cstddef>
-#include <cstdint>
-#include <string_view>
 
 #include <sql.h>
 #include <sqlext.h>
@@ -20,9 +18,6 @@ struct ColumnAnswer {
 /// Returns 0, or a status of the layer, and then the buffer has no useful content.
 int finishText(const ColumnAnswer& answer, char* buffer, std::size_t size, bool rejectNull,
                bool allowTruncation);
-
-/// Reads a decimal integer of 32 bits, of an optional '-' and digits alone.
-bool readInt32(std::string_view text, std::int32_t& value);
 
 } // namespace Tessara::Dal
 

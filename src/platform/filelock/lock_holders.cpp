@@ -1,7 +1,6 @@
 #include "lock_holders.h"
 
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -11,6 +10,7 @@
 #include <sys/stat.h>
 
 #include "LockFile.h"
+#include "decimal.h"
 
 namespace Tessara::Keepsafe::Platform::filelock {
 
@@ -22,9 +22,9 @@ namespace fs = std::filesystem;
 template <typename Number>
 Number numberIn(const std::string& text, Number otherwise) noexcept
 {
-    Number number{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && end == text.data() + text.size() ? number : otherwise;
+    Number number = otherwise;
+    (void)Text::parseDecimal(text, number);
+    return number;
 }
 
 bool holdsExclusively(const fs::path& descriptorInfo)

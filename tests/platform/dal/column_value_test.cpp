@@ -77,26 +77,4 @@ INSTANTIATE_TEST_SUITE_P(
                              std::string("ab\0cdef\0", 8), true, true, Dal::STATUS_VALUE_UNUSABLE, ""}),
     caseName);
 
-TEST(ReadInt32, TakesEveryNumberOf32Bits)
-{
-    const std::pair<const char*, std::int32_t> numbers[] = {
-        {"0", 0},        {"7", 7},  {"-1", -1}, {"2147483647", 2147483647}, {"-2147483648", INT32_MIN},
-        {"0000042", 42}, {"-0", 0},
-    };
-    for (const auto& [text, number] : numbers) {
-        std::int32_t value = 99;
-        EXPECT_TRUE(Dal::readInt32(text, value)) << text;
-        EXPECT_EQ(value, number) << text;
-    }
-}
-
-TEST(ReadInt32, RefusesEverythingElse)
-{
-    for (const char* const text : {"", "-", "+1", " 1", "1 ", "1.0", "1e3", "0x1", "abc", "12x", "2147483648",
-                                   "-2147483649", "4294967297", "99999999999999999999", "--1", "t"}) {
-        std::int32_t value = 0;
-        EXPECT_FALSE(Dal::readInt32(text, value)) << text;
-    }
-}
-
 } // namespace

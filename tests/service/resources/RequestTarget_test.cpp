@@ -103,7 +103,8 @@ TEST(RequestTarget, IdIsADecimalNumberOf31Bits)
 {
     EXPECT_EQ(idOf("0", "id"), 0);
     EXPECT_EQ(idOf("2147483647", "id"), 2147483647);
-    for (const char* text : {"", "-1", "+1", "01", "12a", " 1", "1 ", "2147483648", "99999999999", "0x1"}) {
+    for (const char* text :
+         {"", "-", "-0", "-1", "+1", "00", "01", "12a", " 1", "1 ", "2147483648", "99999999999", "0x1"}) {
         EXPECT_EQ(refusalOf([&] { (void)idOf(text, "the id"); }),
                   Told(Refusal::Invalid, "the id: " + shown(text) +
                                              " is not the decimal text of a number from 0 to 2147483647"));

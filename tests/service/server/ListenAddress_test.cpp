@@ -24,8 +24,9 @@ TEST(ListenAddress, HasAHostAndAPort)
 
 TEST(ListenAddress, ThatIsNoneIsRefusedWithAnExample)
 {
-    for (const char* text : {"", "127.0.0.1", "127.0.0.1:", ":1556", "127.0.0.1:0", "127.0.0.1:65536", "a:-1",
-                             "a:1b", "::1:1556", "[]:1556", "[::1]", "[::1:1556", "a:99999999999999999999"}) {
+    for (const char* text :
+         {"", "127.0.0.1", "127.0.0.1:", ":1556", "127.0.0.1:0", "127.0.0.1:65536", "a:-1", "a:1b", "a:+1",
+          "a:000080", "::1:1556", "[]:1556", "[::1]", "[::1:1556", "a:99999999999999999999"}) {
         EXPECT_THAT(thrownBy<InputError>([text] { (void)ListenAddress::parse(text); }).what(),
                     testing::EndsWith("wanted is ADDRESS:PORT, as in 127.0.0.1:1556 or [::1]:1556"))
             << text;

@@ -1,19 +1,22 @@
 #include "cli/arguments.h"
 
 #include <algorithm>
-#include <charconv>
 #include <string_view>
 #include <system_error>
 
 #include <boost/lexical_cast/try_lexical_convert.hpp>
 
+#include "decimal.h"
 #include "exit_status.h"
 #include "output/Json.h"
 #include "output/escape.h"
+#include "split.h"
 
 namespace ksrbac {
 
 namespace Rbac = Tessara::Keepsafe::Rbac;
+using Tessara::Keepsafe::Text::parseDecimal;
+using Tessara::Keepsafe::Text::split;
 
 namespace {
 
@@ -28,26 +31,7 @@ bool isUnreserved(char c)
            std::string_view("-._~").find(c) != std::string_view::npos;
 }
 
-/// Digits, with a minus in front of them or not, and nothing else; `value` fits or is left as it was.
-std::errc parseDecimal(const std::string& text, int& value)
-{
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value);
-    return stop == end ? error : std::errc::invalid_argument;
-}
-
 } // namespace
-
-std::vector<std::string> split(const std::string& text, char separator)
-{
-    std::vector<std::string> parts;
-    for (std::size_t begin = 0; begin <= text.size();) {
-        const std::size_t end = std::min(text.find(separator, begin), text.size());
-        parts.push_back(text.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    return parts;
-}
 
 Rbac::ObjectNamespace parseNamespace(const std::string& name, const std::string& text)
 {

@@ -5,7 +5,6 @@
 #include <list>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include <keepsafe/rbac/api/ManagedObjects.h>
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
@@ -15,9 +14,6 @@
 /// names the argument and shows what is wrong with it.
 
 namespace ksrbac {
-
-/// The parts between the separators; one for a text without any.
-std::vector<std::string> split(const std::string& text, char separator);
 
 Tessara::Keepsafe::Rbac::ObjectNamespace parseNamespace(const std::string& name, const std::string& text);
 

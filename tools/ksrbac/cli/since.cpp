@@ -1,34 +1,17 @@
 #include "cli/since.h"
 
-#include <cstdint>
 #include <regex>
 
 #include "exit_status.h"
 #include "output/escape.h"
 #include "output/utc_time.h"
+#include "time_units.h"
 
 namespace ksrbac {
 
 namespace {
 
 constexpr std::size_t LONGEST = 64; // expressions are matched by recursion
-
-/// Seconds of a duration's unit.
-std::int64_t secondsOf(char unit)
-{
-    switch (unit) {
-    case 's':
-        return 1;
-    case 'm':
-        return 60;
-    case 'h':
-        return 3600;
-    case 'd':
-        return 86400;
-    default:
-        return 604800;
-    }
-}
 
 } // namespace
 
@@ -48,7 +31,8 @@ std::string parseSince(const std::string& name, const std::string& text,
             return text + "T00:00:00Z";
         }
         if (std::regex_match(text, match, duration)) {
-            const std::chrono::seconds back(std::stoll(match[1].str()) * secondsOf(match[2].str().front()));
+            const std::chrono::seconds back(std::stoll(match[1].str()) *
+                                            Tessara::Keepsafe::Text::secondsOf(match[2].str().front()));
             return utcTime(
                 std::chrono::duration_cast<std::chrono::milliseconds>((now - back).time_since_epoch())
                     .count());

@@ -14,10 +14,12 @@
 #include "io/LineReader.h"
 #include "output/Json.h"
 #include "output/escape.h"
+#include "split.h"
 
 namespace ksrbac {
 
 namespace Rbac = Tessara::Keepsafe::Rbac;
+using Tessara::Keepsafe::Text::split;
 
 namespace {
 

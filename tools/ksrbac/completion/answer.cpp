@@ -16,10 +16,12 @@
 #include "completion/Completion.h"
 #include "completion/object_levels.h"
 #include "service/RoleNames.h"
+#include "split.h"
 
 namespace ksrbac {
 
 namespace Rbac = Tessara::Keepsafe::Rbac;
+using Tessara::Keepsafe::Text::split;
 
 namespace {
 

@@ -11,10 +11,12 @@
 #include "cli/arguments.h"
 #include "exit_status.h"
 #include "output/escape.h"
+#include "split.h"
 
 namespace ksrbac {
 
 namespace Rbac = Tessara::Keepsafe::Rbac;
+using Tessara::Keepsafe::Text::split;
 
 namespace {
 

@@ -7,10 +7,12 @@
 #include "exit_status.h"
 #include "output/escape.h"
 #include "service/ask_service.h"
+#include "split.h"
 
 namespace ksrbac {
 
 namespace Rbac = Tessara::Keepsafe::Rbac;
+using Tessara::Keepsafe::Text::split;
 
 namespace {
 
