@@ -96,11 +96,27 @@ TEST(ReaderCountTest, EveryEighthAcquisitionAsksAboutTheGateAndNestedOnesDoNotCo
     }
 }
 
+TEST(ReaderCountTest, TellsHowManyAcquisitionsAreHeld)
+{
+    ReaderCount count;
+    EXPECT_EQ(count.readers(), 0U);
+    count.enter(OUTERMOST);
+    count.takingSucceeded();
+    EXPECT_EQ(count.readers(), 1U);
+    count.enter(NESTED);
+    EXPECT_EQ(count.readers(), 2U);
+    EXPECT_FALSE(count.leave());
+    EXPECT_EQ(count.readers(), 1U);
+    EXPECT_TRUE(count.leave());
+    EXPECT_EQ(count.readers(), 0U) << "while it is released";
+}
+
 TEST(ReaderCountTest, ForgetsItsReadersInAChild)
 {
     ReaderCount count;
     count.enter(OUTERMOST);
     count.forget();
+    EXPECT_EQ(count.readers(), 0U);
     EXPECT_TRUE(count.enter(OUTERMOST).first);
 }
 

@@ -45,6 +45,27 @@ TEST_F(LockFileTest, ANewFileWithoutADocumentMayBeReadByThoseWhoMayListTheFolder
     }
 }
 
+TEST_F(LockFileTest, ANewFileOfAnotherNameIsLikeItsFolderWhateverIsBesideIt)
+{
+    const std::string other = directory.path("operations");
+    writeFile(other, "");
+    ASSERT_EQ(::chmod(other.c_str(), 0600), 0);
+    ASSERT_EQ(::chmod(directory.path("").c_str(), 0755), 0);
+    const std::string name = other + ".txt";
+    take(FileLockManager::instance().getLock(name, MissingFile::IsCreated), FileLock::SHARED);
+    EXPECT_EQ(modeOf(name), 0644U);
+}
+
+TEST_F(LockFileTest, ANewFileWithoutAFolderInItsNameIsLikeTheCurrentFolder)
+{
+    ASSERT_EQ(::chmod(directory.path("").c_str(), 0755), 0);
+    const fs::path before = fs::current_path();
+    fs::current_path(directory.path());
+    take(FileLockManager::instance().getLock("lock", MissingFile::IsCreated), FileLock::SHARED);
+    fs::current_path(before);
+    EXPECT_EQ(modeOf(directory.path("lock")), 0644U);
+}
+
 TEST_F(LockFileTest, MissingFileIsAnErrorAndIsNotInvented)
 {
     expectUnavailable("No such file or directory");
