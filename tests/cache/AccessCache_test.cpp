@@ -18,16 +18,9 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::AccessModel;
-using keepsafe_test::CacheWriter;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::readFile;
-using keepsafe_test::TempDir;
-using keepsafe_test::thrownBy;
-using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -108,10 +101,10 @@ TEST_F(AccessCacheTest, EachMissingFileIsToldAndThrown)
 
 TEST_F(AccessCacheTest, EmptySegmentsAndObjectsAreLegalAndHoldNothing)
 {
-    keepsafe_test::writeFile(file("segments"), "");
-    keepsafe_test::writeFile(file("objects"), "");
-    keepsafe_test::writeFile(file("nodes"), "");
-    keepsafe_test::writeFile(file("metadata"), std::string(32, '\0'));
+    writeFile(file("segments"), "");
+    writeFile(file("objects"), "");
+    writeFile(file("nodes"), "");
+    writeFile(file("metadata"), std::string(32, '\0'));
     const AccessCache cache(manifest());
     EXPECT_EQ(cache.managedObjectCount(), 0U);
     EXPECT_EQ(cache.lock().lookup(ObjectNamespace()), nullptr);
@@ -120,7 +113,7 @@ TEST_F(AccessCacheTest, EmptySegmentsAndObjectsAreLegalAndHoldNothing)
 TEST_F(AccessCacheTest, AMissingHeaderIsStatus12)
 {
     for (const std::size_t length : {std::size_t{0}, std::size_t{31}}) {
-        keepsafe_test::writeFile(file("metadata"), std::string(length, '\0'));
+        writeFile(file("metadata"), std::string(length, '\0'));
         const AccessCache cache(manifest());
         const CapturedLog log;
         EXPECT_EQ(thrownStatus([&] { (void)cache.lock(); }), 12);
@@ -213,8 +206,8 @@ class SlotReadersTest : public AccessCacheTest {
 protected:
     SlotReadersTest()
     {
-        keepsafe_test::makeControlPage(lock_);
-        EXPECT_TRUE(keepsafe_test::getsSlot(lock_));
+        makeControlPage(lock_);
+        EXPECT_TRUE(getsSlot(lock_));
     }
     static bool has(const AccessCache& cache, int number)
     {
@@ -225,7 +218,7 @@ protected:
     static bool comesToHave(const AccessCache& cache, int number)
     {
         const CapturedLog log;
-        return keepsafe_test::eventually([&] {
+        return eventually([&] {
             try {
                 return has(cache, number);
             } catch (const EC_exception&) {
@@ -292,3 +285,4 @@ TEST_F(SlotReadersTest, OneProcessReadsSeveralCaches)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -14,13 +14,9 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::TempDir;
-using keepsafe_test::thrownStatus;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using testing::ElementsAre;
@@ -146,3 +142,4 @@ TEST_F(ManifestTest, ANamespaceWithMoreBehindItIsStatus7610)
 }
 
 } // namespace
+} // namespace keepsafe_test

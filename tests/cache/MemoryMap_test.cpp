@@ -15,13 +15,9 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::TempDir;
-using keepsafe_test::thrownBy;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::detail::MemoryMap;
 using testing::ElementsAre;
 
@@ -30,10 +26,7 @@ std::string contentOf(const MemoryMap& map)
     return {reinterpret_cast<const char*>(map.address()), map.size()};
 }
 
-void append(const std::string& path, const std::string& more)
-{
-    writeFile(path, keepsafe_test::readFile(path) + more);
-}
+void append(const std::string& path, const std::string& more) { writeFile(path, readFile(path) + more); }
 
 TEST(MemoryMap, MapsTheWholeFile)
 {
@@ -193,3 +186,4 @@ TEST(MemoryMap, SeesWhatTheWriterChangesInPlace)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -26,15 +26,9 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::Process;
-using keepsafe_test::TempRoot;
-using keepsafe_test::thrownBy;
-using keepsafe_test::thrownStatus;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::OperationCache;
 using testing::ElementsAre;
@@ -380,3 +374,4 @@ TEST_F(OperationCacheTest, AFileThatEverybodyMayWriteIsWarnedOfOnce)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -16,17 +16,9 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::AccessModel;
-using keepsafe_test::bitsNode;
-using keepsafe_test::CacheWriter;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::managedObject;
-using keepsafe_test::segmentNode;
-using keepsafe_test::TempDir;
-using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::ManagedObject;
 using Tessara::Keepsafe::Rbac::Manifest;
@@ -335,10 +327,11 @@ TEST_F(ReaderTest, ATreeAsLongAsTheFileIsLegal)
         model.objects[ObjectNamespace()].own[role] = {0};
     }
     CacheWriter::Options options;
-    options.shape = keepsafe_test::TreeShape::RightList;
+    options.shape = TreeShape::RightList;
     const auto reader = open(CacheWriter(model, options)).lock();
     EXPECT_TRUE(reader.getOperationBit(ObjectNamespace(), 499, Operation{0}));
     EXPECT_FALSE(reader.getOperationBit(ObjectNamespace(), 500, Operation{0}));
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -22,14 +22,9 @@
 #include "support/Process.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::AccessModel;
-using keepsafe_test::CacheWriter;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::Process;
-using keepsafe_test::TempDir;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -45,7 +40,7 @@ protected:
         write(directory_, 1);
         cache_ = std::make_unique<AccessCache>(Manifest("id", directory_));
         if (GetParam()) {
-            keepsafe_test::makeControlPage(lock());
+            makeControlPage(lock());
         }
         EXPECT_TRUE(grants(1));
     }
@@ -163,7 +158,7 @@ TEST_P(ChangedFilesTest, FilesOfAnotherNamespaceAnswerNothing)
 
 TEST_P(ChangedFilesTest, ManifestIsNotReadAgainWhileTheFilesStay)
 {
-    keepsafe_test::writeFile(file("manifest.json"), "no JSON");
+    writeFile(file("manifest.json"), "no JSON");
     letTimePass();
     EXPECT_TRUE(grants(1));
 }
@@ -171,7 +166,7 @@ TEST_P(ChangedFilesTest, ManifestIsNotReadAgainWhileTheFilesStay)
 TEST_P(ChangedFilesTest, FileThatIsCutShortUnderAReaderIsStatus12AndReadAgainWhenItIsWhole)
 {
     for (const char* name : {"objects", "nodes", "segments"}) {
-        const std::string whole = keepsafe_test::readFile(file(name));
+        const std::string whole = readFile(file(name));
         {
             const AccessCache::Reader reader = cache_->lock();
             std::filesystem::resize_file(file(name), 0);
@@ -182,7 +177,7 @@ TEST_P(ChangedFilesTest, FileThatIsCutShortUnderAReaderIsStatus12AndReadAgainWhe
                 EXPECT_EQ(failure.status(), 12) << name;
             }
         }
-        keepsafe_test::writeFile(file(name), whole);
+        writeFile(file(name), whole);
         letTimePass();
         EXPECT_TRUE(grants(1)) << name;
     }
@@ -190,12 +185,12 @@ TEST_P(ChangedFilesTest, FileThatIsCutShortUnderAReaderIsStatus12AndReadAgainWhe
 
 TEST_P(ChangedFilesTest, HeaderThatIsCutShortIsStatus12AndReadAgainWhenItIsWhole)
 {
-    const std::string whole = keepsafe_test::readFile(file("metadata"));
+    const std::string whole = readFile(file("metadata"));
     std::filesystem::resize_file(file("metadata"), 0);
     EXPECT_EQ(statusOfAQuestion(), 12);
     letTimePass();
     EXPECT_EQ(statusOfAQuestion(), 12);
-    keepsafe_test::writeFile(file("metadata"), whole);
+    writeFile(file("metadata"), whole);
     letTimePass();
     EXPECT_TRUE(grants(1));
 }
@@ -207,7 +202,7 @@ TEST_P(ChangedFilesTest, FileThatIsCopiedOverUnderReadersNeverEndsTheProcess)
         for (const char* name : {"metadata", "objects", "nodes", "segments"}) {
             std::filesystem::resize_file(file(name), 0);
             static_cast<void>(statusOfAQuestion());
-            keepsafe_test::writeFile(file(name), keepsafe_test::readFile(directory_ + ".new/" + name));
+            writeFile(file(name), readFile(directory_ + ".new/" + name));
         }
     }
     letTimePass();
@@ -262,3 +257,4 @@ TEST_P(ChangedFilesTest, DescriptorsThatTheHostProgramHasTakenChangeNoAnswer)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -22,15 +22,9 @@
 #include "support/DamagedFiles.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::AccessModel;
-using keepsafe_test::CacheWriter;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::DamagedFiles;
-using keepsafe_test::readFile;
-using keepsafe_test::TempDir;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::DiskAccessChecker;
 using Tessara::Keepsafe::Rbac::Manifest;
@@ -232,3 +226,4 @@ TEST_F(DamageTest, ASparseFileOfManyGigabytesIsMappedWithoutBeingRead)
 }
 
 } // namespace
+} // namespace keepsafe_test

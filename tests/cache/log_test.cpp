@@ -19,14 +19,9 @@
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CacheWriter;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::linesWithoutTheLock;
-using keepsafe_test::LogLine;
-using keepsafe_test::thrownStatus;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -70,7 +65,7 @@ protected:
         return asked;
     }
 
-    keepsafe_test::TempRoot root_;
+    TempRoot root_;
 };
 
 TEST_F(CacheLog, OfAnInterruptedCacheIsWrittenWithoutTheLock)
@@ -87,7 +82,7 @@ TEST_F(CacheLog, OfADamagedCacheIsWrittenWithoutTheLock)
 
 TEST_F(CacheLog, OfAFileThatIsCutShortIsWrittenWithoutTheLock)
 {
-    keepsafe_test::AccessModel model;
+    AccessModel model;
     model.objects[ObjectNamespace("A")] = {};
     const AccessCache cache = opened(CacheWriter(model, {}));
     const auto ask = [&] {
@@ -206,3 +201,4 @@ TEST_F(CacheLog, DoesNotWarnOfAFolderInWhichOnlyOwnersReplaceFiles)
 }
 
 } // namespace
+} // namespace keepsafe_test

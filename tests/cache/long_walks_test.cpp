@@ -11,12 +11,9 @@
 #include "support/CacheWriter.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::bitsNode;
-using keepsafe_test::CacheWriter;
-using keepsafe_test::managedObject;
-using keepsafe_test::segmentNode;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -44,7 +41,7 @@ protected:
         return cache_->lock();
     }
 
-    keepsafe_test::TempDir dir_;
+    TempDir dir_;
     CacheWriter writer_;
     std::unique_ptr<AccessCache> cache_;
 };
@@ -75,3 +72,4 @@ TEST_F(LongWalksTest, MeetEveryNodeOnce)
 }
 
 } // namespace
+} // namespace keepsafe_test

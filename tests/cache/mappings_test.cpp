@@ -19,14 +19,9 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::AccessModel;
-using keepsafe_test::CacheWriter;
-using keepsafe_test::descriptorsOf;
-using keepsafe_test::readFile;
-using keepsafe_test::TempDir;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -215,3 +210,4 @@ TEST_F(MappingsTest, AreRefreshedInTheOrderObjectsNodesSegments)
 TEST_F(MappingsTest, OfTheHeaderAreNotRefreshed) { EXPECT_EQ(complaintWithout({"metadata"}), ""); }
 
 } // namespace
+} // namespace keepsafe_test

@@ -39,9 +39,9 @@ json_int_t json_integer_value(const json_t* value)
     return original(value);
 }
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::OperationCache;
 using namespace std::chrono_literals;
@@ -73,7 +73,7 @@ protected:
             .get();
     }
 
-    keepsafe_test::TempRoot root_;
+    TempRoot root_;
     OperationCache cache_;
 };
 
@@ -136,7 +136,7 @@ TEST_F(OperationFileTest, ItsLockIsClosedInProgramsThatAreStarted)
     const std::string path = OperationCache::fileName() + ".lck";
     std::size_t found = 0;
     onEachNumber = [&] {
-        for (const int descriptor : keepsafe_test::descriptorsOf(path)) {
+        for (const int descriptor : descriptorsOf(path)) {
             ++found;
             EXPECT_EQ(fcntl(descriptor, F_GETFD), FD_CLOEXEC);
         }
@@ -154,3 +154,4 @@ TEST_F(OperationFileTest, ANumberOfAKnownOperationMustFitToo)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -9,9 +9,9 @@
 
 #include "support/CacheWriter.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::segmentValues;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::detail::namespaceSegments;
 using Tessara::Keepsafe::Rbac::detail::segment_iterator;
@@ -91,3 +91,4 @@ TEST(SegmentIterator, AgreesWithCuttingTheTextByHand)
 }
 
 } // namespace
+} // namespace keepsafe_test

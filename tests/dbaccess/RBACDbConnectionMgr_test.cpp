@@ -11,11 +11,9 @@
 #include "support/TokenDatabase.h"
 #include "support/messages.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::DefaultLogger;
-using keepsafe_test::TokenDatabase;
 using Tessara::Dal::DbConnectionManager;
 using Tessara::Keepsafe::RBACDbConnectionMgr;
 
@@ -23,7 +21,7 @@ constexpr char TAG[] = "RBACDbConnectionMgr::RBACDbConnectionMgr";
 
 TEST(RBACDbConnectionMgr, UsesTheCallersManagerAndLeavesItAlive)
 {
-    TokenDatabase database(keepsafe_test::DatabaseKind::Sqlite);
+    TokenDatabase database(DatabaseKind::Sqlite);
     const CapturedLog log;
     const DefaultLogger logger(6);
     {
@@ -36,7 +34,7 @@ TEST(RBACDbConnectionMgr, UsesTheCallersManagerAndLeavesItAlive)
 
 TEST(RBACDbConnectionMgr, MakesAManagerOfItsOwnWhenGivenNone)
 {
-    const keepsafe_test::TempRoot root;
+    const TempRoot root;
     const CapturedLog log;
     const DefaultLogger logger(1);
     const RBACDbConnectionMgr connection(nullptr);
@@ -47,13 +45,14 @@ TEST(RBACDbConnectionMgr, MakesAManagerOfItsOwnWhenGivenNone)
 
 TEST(RBACDbConnectionMgr, IsEstablishedWhenItsManagerHasAConnection)
 {
-    const keepsafe_test::TempRoot root;
+    const TempRoot root;
     const RBACDbConnectionMgr idle(nullptr);
     EXPECT_FALSE(idle.connectionEstablished());
 
-    TokenDatabase database(keepsafe_test::DatabaseKind::Sqlite);
+    TokenDatabase database(DatabaseKind::Sqlite);
     const RBACDbConnectionMgr connected(&database.manager());
     EXPECT_TRUE(connected.connectionEstablished());
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -5,13 +5,10 @@
 
 #include "dbaccess/SessionTest.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_sandbox::TokenSigner;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::DatabaseKind;
-using keepsafe_test::DefaultLogger;
-using keepsafe_test::messagesOf;
 using Tessara::Dal::DalOdbcView;
 using Tessara::Dal::DbConnectionManager;
 using Tessara::Dal::DbConnectionSettings;
@@ -24,7 +21,7 @@ using testing::StartsWith;
 constexpr char TOKEN_TAG[] = "RBACDbQueryMgr::fetchAzToken";
 constexpr char CRITERIA_TAG[] = "RBACDbQueryMgr::fetchCollectionCriteria";
 
-class QueryTest : public keepsafe_test::SessionTest {
+class QueryTest : public SessionTest {
 protected:
     int fetchAzToken(const std::string& sessionToken)
     {
@@ -256,8 +253,8 @@ TEST_P(CriteriaQuery, WithoutATypeFindsNothing)
     EXPECT_THAT(criteria_, ElementsAre("before"));
 }
 
-INSTANTIATE_TEST_SUITE_P(On, AuthorizationTokenQuery, keepsafe_test::allDatabases(), keepsafe_test::kindName);
-INSTANTIATE_TEST_SUITE_P(On, CriteriaQuery, keepsafe_test::allDatabases(), keepsafe_test::kindName);
+INSTANTIATE_TEST_SUITE_P(On, AuthorizationTokenQuery, allDatabases(), kindName);
+INSTANTIATE_TEST_SUITE_P(On, CriteriaQuery, allDatabases(), kindName);
 
 /// Queries of a manager that cannot connect.
 class UnreachableDatabase : public testing::Test {
@@ -338,3 +335,4 @@ TEST(ParameterBinder, DescribesAZeroTerminatedTextByItsPointer)
 }
 
 } // namespace
+} // namespace keepsafe_test

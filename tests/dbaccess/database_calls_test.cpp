@@ -116,11 +116,9 @@ int DbConnection::Fetch(DalOdbcView* /*view*/, void* row, unsigned long rowSize,
 
 } // namespace Tessara::Dal
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::DefaultLogger;
-using keepsafe_test::messagesOf;
 using Tessara::Dal::DbConnectionManager;
 using Tessara::Keepsafe::RBACDbConnectionMgr;
 using Tessara::Keepsafe::RBACDbQueryMgr;
@@ -136,7 +134,7 @@ protected:
     DatabaseCalls()
     {
         calls = Calls();
-        keepsafe_test::writeFile(root_.path("var/global/tssec/jwtkeys/jwtPublicKey"), signer_.publicKeyPem());
+        writeFile(root_.path("var/global/tssec/jwtkeys/jwtPublicKey"), signer_.publicKeyPem());
     }
 
     int fetchToken()
@@ -145,7 +143,7 @@ protected:
     }
     int fetchCriteria(const char* type) { return queries_.fetchCollectionCriteria({7}, type, criteria_); }
 
-    keepsafe_test::TempRoot root_;
+    TempRoot root_;
     keepsafe_sandbox::TokenSigner signer_ = keepsafe_sandbox::TokenSigner::generate();
     CapturedLog log_;
     RBACDbQueryMgr queries_{boost::make_shared<RBACDbConnectionMgr>(nullptr)};
@@ -245,3 +243,4 @@ TEST(CriteriaQueryWithoutConnection, StopsTheProgram)
 }
 
 } // namespace
+} // namespace keepsafe_test

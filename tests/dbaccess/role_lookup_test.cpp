@@ -19,13 +19,9 @@
 #include "dbaccess/SessionTest.h"
 #include "support/CacheWriter.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::DefaultLogger;
-using keepsafe_test::LogLine;
-using keepsafe_test::messagesOf;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::AccessChecker;
 using Tessara::Keepsafe::Rbac::CheckerList;
@@ -40,7 +36,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 namespace operations = Tessara::Keepsafe::Rbac::root_namespaces::operations;
 
-class RoleLookup : public keepsafe_test::SessionTest {
+class RoleLookup : public SessionTest {
 protected:
     int getRoleIds(const std::string& token)
     {
@@ -174,17 +170,17 @@ TEST_P(RoleLookup, ServesThreadsAtOnce)
     EXPECT_THAT(wrong, testing::Each(0));
 }
 
-INSTANTIATE_TEST_SUITE_P(On, RoleLookup, keepsafe_test::allDatabases(), keepsafe_test::kindName);
+INSTANTIATE_TEST_SUITE_P(On, RoleLookup, allDatabases(), kindName);
 
 /// A client of a cache in which role 17 may view A.
-class CheckerBySessionToken : public keepsafe_test::SessionTest {
+class CheckerBySessionToken : public SessionTest {
 protected:
     CheckerBySessionToken()
     {
         writeFile(OperationCache::fileName(), R"({"|OPERATIONS|VIEW|": 4})");
-        keepsafe_test::AccessModel model;
+        AccessModel model;
         model.objects[ObjectNamespace("A")].own[17] = {4};
-        keepsafe_test::CacheWriter(model, {}).write(root_.path("cache"));
+        CacheWriter(model, {}).write(root_.path("cache"));
         database_.storeToken("session-1", authorizationToken("[3,17]"));
         database_.storeToken("session-2", authorizationToken("[3]"));
     }
@@ -288,6 +284,7 @@ TEST_P(CheckerBySessionToken, HandsTheRolesToAnOverrideOfTheOtherOperation)
     EXPECT_EQ(client.reserved_, 8);
 }
 
-INSTANTIATE_TEST_SUITE_P(On, CheckerBySessionToken, keepsafe_test::allDatabases(), keepsafe_test::kindName);
+INSTANTIATE_TEST_SUITE_P(On, CheckerBySessionToken, allDatabases(), kindName);
 
 } // namespace
+} // namespace keepsafe_test

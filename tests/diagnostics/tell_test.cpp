@@ -10,11 +10,9 @@
 #include "support/CapturedLog.h"
 #include "support/CoarseClock.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::setCoarseMilliseconds;
 using Tessara::Keepsafe::diagnostics::tell;
 using Tessara::Keepsafe::diagnostics::TellAfterwards;
 using Tessara::Keepsafe::Process::RepeatedLines;
@@ -127,3 +125,4 @@ TEST_F(TellTest, PrintsALineByItsOwnFunctionInsteadOfLoggingIt)
 }
 
 } // namespace
+} // namespace keepsafe_test

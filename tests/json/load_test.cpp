@@ -8,11 +8,9 @@
 #include "support/SmallStackThread.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::runOnSmallStack;
-using keepsafe_test::TempDir;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::JsonHandle;
 using Tessara::Keepsafe::loadJson;
 using Tessara::Keepsafe::loadJsonFile;
@@ -78,3 +76,4 @@ TEST(LoadingJson, EstimatesTheMemoryOfEachKindOfValue)
 }
 
 } // namespace
+} // namespace keepsafe_test

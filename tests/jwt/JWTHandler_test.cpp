@@ -12,15 +12,12 @@
 #include "jwt/keys.h"
 #include "support/CapturedLog.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::strangerSigner;
-using keepsafe_test::unsignedToken;
 using Tessara::Keepsafe::Rbac::JWTHandler;
 using testing::ElementsAre;
 using testing::IsEmpty;
-namespace lines = keepsafe_test::lines;
 using Roles = std::set<int>;
 
 const auto NO_ARRAY = lines::error(lines::EXTRACT_TAG, "JSON is invalid. Roles is NULL or not an array");
@@ -126,3 +123,4 @@ TEST_F(ExtractRoleIdsTest, SignatureAndExpiryDoNotMatter)
 }
 
 } // namespace
+} // namespace keepsafe_test

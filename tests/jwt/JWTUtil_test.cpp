@@ -9,13 +9,12 @@
 #include "jwt/expected_lines.h"
 #include "support/CapturedLog.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
 using Tessara::Keepsafe::JWTUtil;
 using testing::ElementsAre;
 using testing::IsEmpty;
-namespace lines = keepsafe_test::lines;
 
 TEST(TokenizeJWT, GivesTheTextsBetweenTheDots)
 {
@@ -64,3 +63,4 @@ TEST(TokenizeJWT, AppendsToPartsThatAreThereAndLooksAtTheFirstThree)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -17,15 +17,12 @@
 #include "support/CapturedLog.h"
 #include "support/SmallStackThread.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::nowMs;
-using keepsafe_test::unsignedToken;
 using Tessara::Keepsafe::JWT;
 using testing::ElementsAre;
 using testing::IsEmpty;
-namespace lines = keepsafe_test::lines;
 
 using Text = std::unique_ptr<char, decltype(&std::free)>;
 
@@ -358,8 +355,9 @@ TEST_F(JWTTest, APayloadThatIsNestedDeepIs7610OnASmallStack)
 {
     const std::string deep = R"({"x":)" + std::string(2040, '[') + std::string(2040, ']') + "}";
     int status = 0;
-    keepsafe_test::runOnSmallStack([&] { status = refusal(unsignedToken(deep)); }, 64);
+    runOnSmallStack([&] { status = refusal(unsignedToken(deep)); }, 64);
     EXPECT_EQ(status, 7610);
 }
 
 } // namespace
+} // namespace keepsafe_test

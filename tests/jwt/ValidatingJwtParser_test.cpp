@@ -13,21 +13,14 @@
 #include "support/CapturedLog.h"
 #include "support/DefaultLogger.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::DefaultLogger;
-using keepsafe_test::FAR_FUTURE_MS;
-using keepsafe_test::HostKeyRoot;
-using keepsafe_test::hostSigner;
-using keepsafe_test::nowMs;
-using keepsafe_test::strangerSigner;
+using lines::Lines;
 using Tessara::Keepsafe::JWT;
 using Tessara::Keepsafe::RBACJwtParser;
 using Tessara::Keepsafe::ValidatingJwtParser;
 using testing::ElementsAreArray;
-namespace lines = keepsafe_test::lines;
-using lines::Lines;
 
 std::string payloadWithExpiry(long long exp) { return "{\"exp\":" + std::to_string(exp) + "}"; }
 
@@ -165,3 +158,4 @@ TEST_F(ValidatingJwtParserTest, ItsMessagesEndWithTheirPlaceInTheSource)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -13,14 +13,12 @@
 #include "jwt/keys.h"
 #include "support/CapturedLog.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::base64Url;
-using keepsafe_test::CapturedLog;
 using Tessara::Keepsafe::JWTSSLApi;
 using testing::ElementsAre;
 using testing::IsEmpty;
-namespace lines = keepsafe_test::lines;
 
 using Decoder = int (*)(const std::string&, unsigned char*&, int&);
 
@@ -203,3 +201,4 @@ TEST_F(Base64Test, ErrorsThatACallerLeftInTheQueueSurviveAFailure)
 }
 
 } // namespace
+} // namespace keepsafe_test

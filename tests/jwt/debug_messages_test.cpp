@@ -29,14 +29,9 @@ void logmsgv(int verbosity, int category, const char* tag, const char* text) noe
     debugMessages.emplace_back(verbosity, category, tag, text);
 }
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::DefaultLogger;
-using keepsafe_test::HostKeyRoot;
-using keepsafe_test::hostSigner;
-using keepsafe_test::messagesOf;
-using keepsafe_test::strangerSigner;
 using Tessara::Keepsafe::JWT;
 using Tessara::Keepsafe::ValidatingJwtParser;
 using testing::ElementsAre;
@@ -55,7 +50,7 @@ int parse(const std::string& token)
 TEST(DebugMessages, OfAVerificationHaveVerbosity2AndCategory3)
 {
     const HostKeyRoot root;
-    keepsafe_test::writeFile(root.keyFile(), hostSigner().publicKeyPem());
+    writeFile(root.keyFile(), hostSigner().publicKeyPem());
     debugMessages.clear();
     EXPECT_EQ(parse(hostSigner().sign(R"({"exp":99999999999999})")), 0);
     EXPECT_THAT(
@@ -73,7 +68,7 @@ TEST(DebugMessages, OfAVerificationHaveVerbosity2AndCategory3)
 TEST(DebugMessages, OfTheParserHaveLevel1)
 {
     const HostKeyRoot root;
-    keepsafe_test::writeFile(root.keyFile(), hostSigner().publicKeyPem());
+    writeFile(root.keyFile(), hostSigner().publicKeyPem());
     const std::vector<std::string> tokens = {strangerSigner().sign(R"({"exp":99999999999999})"),
                                              hostSigner().sign("[]"), hostSigner().sign(R"({"exp":"soon"})"),
                                              hostSigner().sign(R"({"exp":1})")};
@@ -95,3 +90,4 @@ TEST(DebugMessages, OfTheParserHaveLevel1)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -15,13 +15,11 @@
 extern "C" int subjectIsCutIntoItsFieldsInC(const char* token);
 extern "C" int subjectIsDeliveredWholeInC(const char* token);
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::unsignedToken;
 using testing::ElementsAre;
 using testing::IsEmpty;
-namespace lines = keepsafe_test::lines;
 
 /// What an output parameter received, or nothing.
 using Output = std::optional<std::string>;
@@ -186,3 +184,4 @@ TEST_F(ExtractSubjectTest, WorksForCallersInC)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -20,28 +20,18 @@
 #include "jwt/expected_lines.h"
 #include "support/CapturedLog.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::asPkcs1;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::ellipticCurveKeyPem;
-using keepsafe_test::HostKeyRoot;
-using keepsafe_test::hostSigner;
-using keepsafe_test::ManyPrimesKey;
-using keepsafe_test::strangerSigner;
-using keepsafe_test::TokenSigner;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::JWTSSLApi;
 using Tessara::Keepsafe::JWTUtil;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-namespace lines = keepsafe_test::lines;
 
 const lines::Lines NOT_OPENED{lines::error(
     lines::LOAD_KEY_TAG, "failed to open jwt public key file. Error = basic_ios::clear: iostream error ")};
-const keepsafe_test::LogLine NOT_LOADED = lines::error(lines::HOST_KEY_TAG, "Failed to load jwt public key");
-const keepsafe_test::LogLine EMPTY =
-    lines::error(lines::HOST_KEY_TAG, "Failed to retrieve public key from the host.");
+const LogLine NOT_LOADED = lines::error(lines::HOST_KEY_TAG, "Failed to load jwt public key");
+const LogLine EMPTY = lines::error(lines::HOST_KEY_TAG, "Failed to retrieve public key from the host.");
 
 std::string token() { return hostSigner().sign(R"({"sub":"alice"})"); }
 
@@ -297,3 +287,4 @@ TEST_F(HostKeyTest, AHostKeyOf16384BitsVerifiesItsOwnTokens)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -141,19 +141,16 @@ void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept
     }
 }
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::HostKeyRoot;
-using keepsafe_test::hostSigner;
+using lines::Lines;
 using Tessara::Keepsafe::JWT;
 using Tessara::Keepsafe::JWTSSLApi;
 using Tessara::Keepsafe::ValidatingJwtParser;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
-namespace lines = keepsafe_test::lines;
-using lines::Lines;
 
 const auto URL_NOT_DECODED = lines::error("JWTSSLApi::B64DecodeURL", "Failure to decode base64URL string");
 const auto NO_BUFFER = lines::error("JWTSSL::B64Decode", "Failed to allocate memory to outbuff.");
@@ -330,3 +327,4 @@ TEST_F(OpensslFailureTest, AGoodTokenIsRefusedWhenItsVerificationFails)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -19,12 +19,9 @@
 #include "jwt/HostKeyRoot.h"
 #include "support/CapturedLog.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::HostKeyRoot;
-using keepsafe_test::hostSigner;
-using keepsafe_test::strangerSigner;
 using Tessara::Keepsafe::JWT;
 using Tessara::Keepsafe::JWTSSLApi;
 using Tessara::Keepsafe::ValidatingJwtParser;
@@ -127,3 +124,4 @@ TEST_F(ParallelTest, RoleIdsAndSubjectsAreReadIndependently)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -16,20 +16,11 @@
 #include "jwt/keys.h"
 #include "support/CapturedLog.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::asPkcs1;
-using keepsafe_test::base64Url;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::ellipticCurveKeyPem;
-using keepsafe_test::hostSigner;
-using keepsafe_test::ManyPrimesKey;
-using keepsafe_test::publicKeyPem;
-using keepsafe_test::strangerSigner;
-using keepsafe_test::TokenSigner;
 using Tessara::Keepsafe::JWTSSLApi;
 using testing::ElementsAre;
-namespace lines = keepsafe_test::lines;
 
 class SignatureTest : public testing::Test {
 protected:
@@ -288,3 +279,4 @@ TEST_F(PublicKeyTest, NobodyIsAskedForAPassPhrase)
 }
 
 } // namespace
+} // namespace keepsafe_test

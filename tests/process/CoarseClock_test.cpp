@@ -8,10 +8,9 @@
 #include "RepeatedLines.h"
 #include "support/CoarseClock.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::setCoarseClock;
-using keepsafe_test::setCoarseMilliseconds;
 using std::chrono::milliseconds;
 using Tessara::Keepsafe::Process::coarseMilliseconds;
 using Tessara::Keepsafe::Process::Freshness;
@@ -91,3 +90,4 @@ TEST(RepeatedLinesByTheClock, BeyondSixtyFourDifferentOnesPassUntilAPlaceIsFree)
 }
 
 } // namespace
+} // namespace keepsafe_test

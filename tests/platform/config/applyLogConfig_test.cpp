@@ -10,11 +10,9 @@
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::readFile;
-using keepsafe_test::TempDir;
 namespace Platform = Tessara::Keepsafe::Platform;
 
 Platform::Config logConfig(int threshold, const std::string& destination)
@@ -61,3 +59,4 @@ TEST(ApplyLogConfig, ChangesNothingWhenTheFileCannotBeOpened)
 }
 
 } // namespace
+} // namespace keepsafe_test

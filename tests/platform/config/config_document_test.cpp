@@ -9,12 +9,12 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::thrownBy;
 namespace Platform = Tessara::Keepsafe::Platform;
 
-std::string document() { return keepsafe_test::readFile(KEEPSAFE_SOURCE_DIR "/docs/configuration.md"); }
+std::string document() { return readFile(KEEPSAFE_SOURCE_DIR "/docs/configuration.md"); }
 
 /// The text of the document's first block of the given language.
 std::string block(const std::string& language)
@@ -97,3 +97,4 @@ TEST(ConfigurationDocument, ShowsErrorsAsTheyAre)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -10,9 +10,9 @@
 
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::thrownBy;
 namespace Platform = Tessara::Keepsafe::Platform;
 
 class InstallationRoot : public testing::Test {
@@ -86,3 +86,4 @@ TEST_F(InstallationRoot, IsReadWholeWhileOthersSetIt)
 }
 
 } // namespace
+} // namespace keepsafe_test

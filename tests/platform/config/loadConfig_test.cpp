@@ -13,11 +13,9 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::TempRoot;
-using keepsafe_test::thrownBy;
-using keepsafe_test::writeFile;
 namespace Platform = Tessara::Keepsafe::Platform;
 
 class LoadConfig : public testing::Test {
@@ -157,3 +155,4 @@ TEST_F(LoadConfig, RefusesAFileInAFolderThatItMayNotEnter)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -10,10 +10,10 @@
 
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 namespace Platform = Tessara::Keepsafe::Platform;
-using keepsafe_test::thrownBy;
 using Platform::Config;
 
 Config parsed(const std::string& text) { return Platform::parseConfig(text, "keepsafe.toml"); }
@@ -319,3 +319,4 @@ TEST(ParseConfig, RefusesDeepArraysAndTables)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -11,16 +11,10 @@
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
 namespace Dal = Tessara::Dal;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::queryText;
-using keepsafe_test::runCommand;
-using keepsafe_test::Session;
-using keepsafe_test::TempRoot;
-using keepsafe_test::writeFile;
 using testing::ElementsAre;
 
 class ConfiguredManager : public testing::Test {
@@ -115,3 +109,4 @@ TEST_F(ConfiguredManager, SurvivesAConfigurationThatCannotBeRead)
 }
 
 } // namespace
+} // namespace keepsafe_test

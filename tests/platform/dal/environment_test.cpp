@@ -13,12 +13,9 @@
 #include "support/Process.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::PrivilegedCopy;
-using keepsafe_test::ProgramResult;
-using keepsafe_test::runProgram;
-using keepsafe_test::TempDir;
 using testing::HasSubstr;
 
 constexpr char MEMORY[] = "Driver=SQLite3;Database=:memory:;";
@@ -26,10 +23,7 @@ constexpr char MEMORY[] = "Driver=SQLite3;Database=:memory:;";
 /// A folder for ODBCSYSINI that has the driver manager write a trace.
 class HostileFolder : public TempDir {
 public:
-    HostileFolder()
-    {
-        keepsafe_test::writeFile(path("odbcinst.ini"), "[ODBC]\nTrace=Yes\nTraceFile=" + trace() + "\n");
-    }
+    HostileFolder() { writeFile(path("odbcinst.ini"), "[ODBC]\nTrace=Yes\nTraceFile=" + trace() + "\n"); }
     [[nodiscard]] std::string trace() const { return path("trace"); }
 };
 
@@ -58,3 +52,4 @@ TEST(DatabaseEnvironment, MakesNoProgramWithMoreRightsWriteATrace)
 }
 
 } // namespace
+} // namespace keepsafe_test

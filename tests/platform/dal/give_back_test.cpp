@@ -13,16 +13,10 @@
 #include "support/PrivateDatabase.h"
 #include "support/PrivatePostgres.h"
 
+namespace keepsafe_test {
 namespace {
 
 namespace Dal = Tessara::Dal;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::DatabaseKind;
-using keepsafe_test::PrivateDatabase;
-using keepsafe_test::PrivatePostgres;
-using keepsafe_test::queryText;
-using keepsafe_test::runCommand;
-using keepsafe_test::Session;
 
 constexpr const char* ALL_NAMES = "SELECT Name FROM AUTH_MAIN.Things";
 
@@ -80,7 +74,7 @@ TEST_P(GiveBack, UndoesATransactionThatAQueryWithoutRowsHasBegun)
     EXPECT_EQ(queryText(manager, ALL_NAMES, text), Dal::STATUS_NO_MORE_ROWS);
 }
 
-INSTANTIATE_TEST_SUITE_P(OnEachDatabase, GiveBack, keepsafe_test::allDatabases(), keepsafe_test::kindName);
+INSTANTIATE_TEST_SUITE_P(OnEachDatabase, GiveBack, allDatabases(), kindName);
 
 TEST(GiveBackToPostgres, EndsAnOldSnapshot)
 {
@@ -141,3 +135,4 @@ TEST(GiveBackToPostgres, ClosesAConnectionWhoseTransactionCannotBeEnded)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -36,11 +36,10 @@ SQLRETURN SQL_API SQLGetDiagRec(SQLSMALLINT, SQLHANDLE, SQLSMALLINT, SQLCHAR* st
     return SQL_SUCCESS;
 }
 
+namespace keepsafe_test {
 namespace {
 
 namespace Dal = Tessara::Dal;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
 using testing::ElementsAre;
 
 TEST(ADriverWithoutABound, IsReportedOnceInAProcess)
@@ -50,12 +49,12 @@ TEST(ADriverWithoutABound, IsReportedOnceInAProcess)
     const CapturedLog log;
     settings.queryTimeoutSeconds = 0;
     Dal::DbConnectionManager unbounded(settings);
-    EXPECT_EQ(keepsafe_test::Session(unbounded).guard.status(), 0);
+    EXPECT_EQ(Session(unbounded).guard.status(), 0);
     EXPECT_THAT(log.lines(), ElementsAre()) << "no bound was asked for";
     settings.queryTimeoutSeconds = 40;
     for (int connection = 0; connection < 2; ++connection) {
         Dal::DbConnectionManager manager(settings);
-        EXPECT_EQ(keepsafe_test::Session(manager).guard.status(), 0);
+        EXPECT_EQ(Session(manager).guard.status(), 0);
     }
     EXPECT_THAT(log.lines(),
                 ElementsAre(LogLine{8, "DbConnectionManager::connect",
@@ -65,3 +64,4 @@ TEST(ADriverWithoutABound, IsReportedOnceInAProcess)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -14,15 +14,10 @@
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
 namespace Dal = Tessara::Dal;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::queryText;
-using keepsafe_test::runCommand;
-using keepsafe_test::Session;
-using keepsafe_test::TempDir;
 using testing::ElementsAre;
 
 class Pool : public testing::Test {
@@ -169,7 +164,7 @@ TEST_F(Pool, ForgetsAnAttemptThatFailed)
         EXPECT_EQ(Session(manager).guard.status(), Dal::STATUS_CONNECT_FAILED);
         EXPECT_EQ(manager.connectionIndicator(), 0U);
     }
-    keepsafe_test::writeFile(folder.path("later/main.db"), "");
+    writeFile(folder.path("later/main.db"), "");
     EXPECT_EQ(Session(manager).guard.status(), 0);
 }
 
@@ -222,3 +217,4 @@ TEST(Guard, WithoutAManagerHasNoConnection)
 }
 
 } // namespace
+} // namespace keepsafe_test

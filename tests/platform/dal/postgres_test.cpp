@@ -17,15 +17,10 @@
 #include "support/CapturedLog.h"
 #include "support/PrivatePostgres.h"
 
+namespace keepsafe_test {
 namespace {
 
 namespace Dal = Tessara::Dal;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::PrivatePostgres;
-using keepsafe_test::queryText;
-using keepsafe_test::runCommand;
-using keepsafe_test::Session;
 using testing::AnyOf;
 using testing::HasSubstr;
 using testing::Not;
@@ -312,3 +307,4 @@ TEST(PostgresServer, SeesThePasswordThatNoLogShows)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -18,10 +18,9 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::PrivatePostgres;
-using keepsafe_test::thrownBy;
 using testing::HasSubstr;
 
 /// Starts a server in a second process that then dies of a signal. The server's folder and process.
@@ -32,8 +31,7 @@ std::pair<std::string, pid_t> serverOfAProcessThatDies()
     const pid_t child = fork();
     if (child == 0) {
         const PrivatePostgres server;
-        const std::string said =
-            server.folder() + "\n" + keepsafe_test::readFile(server.folder() + "/data/postmaster.pid");
+        const std::string said = server.folder() + "\n" + readFile(server.folder() + "/data/postmaster.pid");
         const ssize_t written = write(ends[1], said.data(), said.size());
         raise(written > 0 ? SIGKILL : SIGTERM);
     }
@@ -73,3 +71,4 @@ TEST(PrivatePostgresServer, SaysWhyItDoesNotStart)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -11,15 +11,10 @@
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
 namespace Dal = Tessara::Dal;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::queryText;
-using keepsafe_test::runCommand;
-using keepsafe_test::Session;
-using keepsafe_test::TempDir;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
@@ -165,3 +160,4 @@ TEST_F(Sqlite, ShowsNoPasswordInTheMessagesOfAStatement)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -13,21 +13,10 @@
 #include "support/CapturedLog.h"
 #include "support/PrivateDatabase.h"
 
+namespace keepsafe_test {
 namespace {
 
 namespace Dal = Tessara::Dal;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::COLUMNS;
-using keepsafe_test::DatabaseKind;
-using keepsafe_test::LogLine;
-using keepsafe_test::NUMBER_COLUMN;
-using keepsafe_test::PrivateDatabase;
-using keepsafe_test::queryText;
-using keepsafe_test::Record;
-using keepsafe_test::runCommand;
-using keepsafe_test::Session;
-using keepsafe_test::VERBOSITY;
-using keepsafe_test::ZEROED;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -379,6 +368,7 @@ TEST_P(Statements, RunInEightThreadsAtOnce)
     EXPECT_LE(manager.connectionIndicator(), 8U);
 }
 
-INSTANTIATE_TEST_SUITE_P(On, Statements, keepsafe_test::allDatabases(), keepsafe_test::kindName);
+INSTANTIATE_TEST_SUITE_P(On, Statements, allDatabases(), kindName);
 
 } // namespace
+} // namespace keepsafe_test

@@ -11,11 +11,11 @@
 
 #include "support/TempDir.h"
 
-namespace Tessara::Keepsafe::Platform::filelock {
+namespace keepsafe_test {
 namespace {
 
 namespace fs = std::filesystem;
-using keepsafe_test::writeFile;
+using Tessara::Keepsafe::Platform::filelock::SlotFolder;
 
 class SlotFolderTest : public testing::Test {
 protected:
@@ -28,7 +28,7 @@ protected:
         return SlotFolder(path).openFile(name, O_RDONLY, status).isOpen() ? 0 : errno;
     }
 
-    const keepsafe_test::TempDir directory;
+    const TempDir directory;
     const std::string path = SlotFolder::pathFor(directory.path("lock"));
 };
 
@@ -82,4 +82,4 @@ TEST_F(SlotFolderTest, SystemsOwnFileSystemsAreNotForSlots)
 }
 
 } // namespace
-} // namespace Tessara::Keepsafe::Platform::filelock
+} // namespace keepsafe_test

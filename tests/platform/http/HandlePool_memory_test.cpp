@@ -8,10 +8,9 @@
 #include "FailingMemory.h"
 #include "HandlePool.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::FailingMemory;
-using keepsafe_test::MemoryOf;
 using Tessara::Keepsafe::Platform::http::ConnectionKey;
 using Tessara::Keepsafe::Platform::http::Handle;
 using Tessara::Keepsafe::Platform::http::HandlePool;
@@ -35,3 +34,4 @@ TEST(HandlePoolMemory, IsNotNeededToGiveAHandleBack)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -15,14 +15,9 @@
 #include "HttpTest.h"
 #include "support/CapturedLog.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::HttpsServer;
-using keepsafe_test::HttpTest;
-using keepsafe_test::LogLine;
-using keepsafe_test::readFile;
-using keepsafe_test::writeFile;
 using testing::ElementsAre;
 
 class TlsFiles : public HttpTest {
@@ -47,7 +42,7 @@ protected:
     void useEncryptedKey()
     {
         const std::string encrypted = root.path("encrypted.key");
-        keepsafe_test::encryptKey(hostFiles.key, encrypted, "pass phrase");
+        encryptKey(hostFiles.key, encrypted, "pass phrase");
         hostFiles.key = encrypted;
         configure();
     }
@@ -176,7 +171,7 @@ TEST_F(TlsFiles, ThatAreReplacedServeTheNextRequest)
 {
     KSClientCURL client = clientOf(server);
     ASSERT_EQ(client.Get("path"), CURLE_OK);
-    const keepsafe_test::CertificateFiles renewed = ca.issueForClient("renewed");
+    const CertificateFiles renewed = ca.issueForClient("renewed");
     ASSERT_EQ(::rename(renewed.key.c_str(), hostFiles.key.c_str()), 0);
     ASSERT_EQ(::rename(renewed.certificate.c_str(), hostFiles.certificate.c_str()), 0);
     ASSERT_EQ(client.Get("path"), CURLE_OK);
@@ -189,7 +184,7 @@ TEST_F(TlsFiles, OfACaThatIsReplacedNoLongerTrustItsServers)
 {
     KSClientCURL client = clientOf(server);
     ASSERT_EQ(client.Get("path"), CURLE_OK);
-    const keepsafe_test::CertificateAuthority other(root.path(), "other");
+    const CertificateAuthority other(root.path(), "other");
     ASSERT_EQ(::rename(other.file().c_str(), caFile.c_str()), 0);
     EXPECT_EQ(client.Get("path"), CURLE_PEER_FAILED_VERIFICATION);
     EXPECT_EQ(server.requests().size(), 1U);
@@ -211,3 +206,4 @@ TEST_F(TlsFiles, OfAConfigurationInErrorAreNotUsed)
 }
 
 } // namespace
+} // namespace keepsafe_test

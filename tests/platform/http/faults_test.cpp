@@ -17,22 +17,9 @@
 #include "HttpTest.h"
 #include "support/CapturedLog.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::answer;
-using keepsafe_test::bytes;
-using keepsafe_test::bytesThenBreakOff;
-using keepsafe_test::bytesThenClose;
-using keepsafe_test::bytesThenReset;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::endless;
-using keepsafe_test::HttpsServer;
-using keepsafe_test::HttpTest;
-using keepsafe_test::LogLine;
-using keepsafe_test::Play;
-using keepsafe_test::RecordedRequest;
-using keepsafe_test::ServerConnection;
-using keepsafe_test::silence;
 using std::chrono::milliseconds;
 using testing::AnyOf;
 using testing::ElementsAre;
@@ -320,3 +307,4 @@ TEST_F(HttpFaults, OfALongBodyThatTheServerDoesNotReadAreStatuses)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -16,11 +16,8 @@
 #include "HttpTest.h"
 #include "support/Process.h"
 
+namespace keepsafe_test {
 namespace {
-
-using keepsafe_test::holdsInChild;
-using keepsafe_test::HttpsServer;
-using keepsafe_test::HttpTest;
 
 /// Whether the function returns true in a child process, within a minute.
 /// How many sockets of this process are connected to a port.
@@ -118,3 +115,4 @@ TEST_F(Fork, DoesNotDisturbRequestsOfOtherThreads)
 }
 
 } // namespace
+} // namespace keepsafe_test

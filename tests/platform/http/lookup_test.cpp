@@ -71,10 +71,9 @@ extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo
     return next(name, service, hints, result);
 }
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::HttpsServer;
-using keepsafe_test::HttpTest;
 using Clock = std::chrono::steady_clock;
 
 class ASlowLookup : public HttpTest {
@@ -117,3 +116,4 @@ TEST_F(ASlowLookup, DelaysNoOtherServer)
 }
 
 } // namespace
+} // namespace keepsafe_test

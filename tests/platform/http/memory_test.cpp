@@ -14,17 +14,14 @@
 #include "FailingMemory.h"
 #include "HttpTest.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::FailingMemory;
-using keepsafe_test::HttpsServer;
-using keepsafe_test::HttpTest;
-using keepsafe_test::MemoryOf;
 using Tessara::Keepsafe::Platform::currentConfig;
 
 class Memory : public HttpTest, public testing::WithParamInterface<MemoryOf> {
 protected:
-    static void SetUpTestSuite() { keepsafe_test::provideMemoryForLibcurl(); }
+    static void SetUpTestSuite() { provideMemoryForLibcurl(); }
 
     Memory()
     {
@@ -93,3 +90,4 @@ INSTANTIATE_TEST_SUITE_P(Of, Memory, testing::Values(MemoryOf::Cpp, MemoryOf::Li
                          });
 
 } // namespace
+} // namespace keepsafe_test

@@ -14,19 +14,8 @@
 
 #include "HttpTest.h"
 
+namespace keepsafe_test {
 namespace {
-
-using keepsafe_test::answer;
-using keepsafe_test::bytesThenBreakOff;
-using keepsafe_test::bytesThenClose;
-using keepsafe_test::bytesThenReset;
-using keepsafe_test::CertificateAuthority;
-using keepsafe_test::CertificateFiles;
-using keepsafe_test::HttpsServer;
-using keepsafe_test::HttpTest;
-using keepsafe_test::Play;
-using keepsafe_test::RecordedRequest;
-using keepsafe_test::ServerConnection;
 
 class Connections : public HttpTest {
 protected:
@@ -70,7 +59,7 @@ TEST_F(Connections, OfRequestsThatMustNotBeRepeatedAreTheirOwn)
 /// A request of a method, sent when the client keeps a connection that the server closes once it has read it.
 class KeptConnection : public Connections, public testing::WithParamInterface<std::string> {
 protected:
-    int sendAfterGet(const keepsafe_test::Play& play, const std::string& body = "{}")
+    int sendAfterGet(const Play& play, const std::string& body = "{}")
     {
         EXPECT_EQ(statusOfGet(server), CURLE_OK);
         server.playNext(play);
@@ -289,3 +278,4 @@ TEST_F(Connections, OfARestartedServerAreReplacedWhileThreadsUseThem)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -12,14 +12,9 @@
 
 #include "HttpTest.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::answer;
-using keepsafe_test::bytes;
-using keepsafe_test::CertificateFiles;
-using keepsafe_test::HttpsServer;
-using keepsafe_test::HttpTest;
-using keepsafe_test::RecordedRequest;
 using testing::ElementsAre;
 using testing::Pair;
 
@@ -281,3 +276,4 @@ TEST_F(Requests, ForgetTheResponseBefore)
 }
 
 } // namespace
+} // namespace keepsafe_test

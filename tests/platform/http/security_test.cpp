@@ -11,13 +11,9 @@
 
 #include "HttpTest.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::answer;
-using keepsafe_test::CertificateAuthority;
-using keepsafe_test::CertificateFiles;
-using keepsafe_test::HttpsServer;
-using keepsafe_test::HttpTest;
 using testing::AnyOf;
 
 class ServerCertificate : public HttpTest {
@@ -76,7 +72,7 @@ TEST_F(ServerCertificate, ThatHasExpiredOrIsNotYetValidIsRefused)
 
 TEST_F(ServerCertificate, ThatNobodyOrAnotherCaIssuedIsRefused)
 {
-    EXPECT_EQ(statusWith(keepsafe_test::selfSigned(root.path(), {"self", "serverAuth", "IP:127.0.0.1"})),
+    EXPECT_EQ(statusWith(selfSigned(root.path(), {"self", "serverAuth", "IP:127.0.0.1"})),
               CURLE_PEER_FAILED_VERIFICATION);
     const CertificateAuthority foreign(root.path(), "foreign");
     EXPECT_EQ(statusWith(foreign.issueForServer("foreign-server")), CURLE_PEER_FAILED_VERIFICATION);
@@ -229,3 +225,4 @@ TEST_F(HttpTest, CookiesAndChallengesAreNotAnswered)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -7,10 +7,9 @@
 
 #include "support/CapturedLog.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
 using Lines = std::vector<LogLine>;
 
 TEST(KSLogger, HasNoDefaultUntilAProcessSetsOne) { EXPECT_EQ(KSLogger::s_default.load(), nullptr); }
@@ -69,3 +68,4 @@ TEST(KSLogger, ServesAsTheDefaultWhileItIsSet)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -14,10 +14,9 @@
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::TempDir;
 namespace Platform = Tessara::Keepsafe::Platform;
 
 /// Threads that log and replace the sink without a pause.
@@ -77,7 +76,7 @@ TEST(LogAfterFork, AChildLogsWhateverThreadsOfItsParentWereDoing)
             ASSERT_EQ(status, 0);
         }
     }
-    const std::string lines = keepsafe_test::readFile(childPath);
+    const std::string lines = readFile(childPath);
     EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), CHILDREN);
 }
 
@@ -94,9 +93,10 @@ TEST(LogAfterFork, LinesCarryTheNumbersOfTheChild)
     }
     int status = -1;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
-    const std::string lines = keepsafe_test::readFile(folder.path("log"));
+    const std::string lines = readFile(folder.path("log"));
     const std::string number = std::to_string(child);
     EXPECT_NE(lines.find(" " + number + "/" + number + " tag: of the child\n"), std::string::npos) << lines;
 }
 
 } // namespace
+} // namespace keepsafe_test

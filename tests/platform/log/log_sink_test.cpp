@@ -23,14 +23,9 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::readFile;
-using keepsafe_test::RedirectedStderr;
-using keepsafe_test::TempDir;
-using keepsafe_test::thrownBy;
 namespace Platform = Tessara::Keepsafe::Platform;
 
 /// Puts the sink and the threshold back at the end of a test.
@@ -308,3 +303,4 @@ TEST_F(FileSink, KeepsTheLinesOfProcessesApart)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -10,10 +10,9 @@
 
 #include "support/CapturedLog.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
 using Lines = std::vector<LogLine>;
 namespace Platform = Tessara::Keepsafe::Platform;
 
@@ -140,3 +139,4 @@ TEST(Logmsgv, WritesFromTheThresholdOnAndNothingBelowIt)
 }
 
 } // namespace
+} // namespace keepsafe_test

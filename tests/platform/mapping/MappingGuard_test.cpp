@@ -14,10 +14,9 @@
 #include "support/Process.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::Process;
-using keepsafe_test::ProcessEnd;
 using Tessara::Keepsafe::Platform::MappingGuard;
 
 constexpr std::size_t PAGE = 4096;
@@ -25,7 +24,7 @@ constexpr std::size_t PAGE = 4096;
 /// A file of two pages that is mapped and then cut to nothing.
 class CutFile {
 public:
-    CutFile() : file_(keepsafe_test::openFile(directory_.path("file"), O_RDWR | O_CREAT))
+    CutFile() : file_(openFile(directory_.path("file"), O_RDWR | O_CREAT))
     {
         EXPECT_EQ(ftruncate(file_.get(), 2 * PAGE), 0);
         memory_ = mmap(nullptr, 2 * PAGE, PROT_READ | PROT_WRITE, MAP_SHARED, file_.get(), 0);
@@ -39,8 +38,8 @@ public:
     void cut() const { EXPECT_EQ(ftruncate(file_.get(), 0), 0); }
 
 private:
-    const keepsafe_test::TempDir directory_;
-    const keepsafe_test::Descriptor file_;
+    const TempDir directory_;
+    const Descriptor file_;
     void* memory_;
 };
 
@@ -180,3 +179,4 @@ TEST(MappingGuardTest, PlacesAreUsedAgain)
 }
 
 } // namespace
+} // namespace keepsafe_test

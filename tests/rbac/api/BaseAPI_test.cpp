@@ -5,17 +5,15 @@
 
 #include "rbac/api/ScriptedService.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::LogLine;
-using keepsafe_test::thrownBy;
-using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::ExplainedFailure;
 using Tessara::Keepsafe::Rbac::BaseAPI;
 using Tessara::Keepsafe::Rbac::RoleAPI;
 using testing::ElementsAre;
 
-using BaseApiTest = keepsafe_test::ApiTest<BaseAPI>;
+using BaseApiTest = ApiTest<BaseAPI>;
 
 TEST_F(BaseApiTest, MakesClientsForTheMasterServersPort)
 {
@@ -27,7 +25,7 @@ TEST_F(BaseApiTest, MakesClientsForTheMasterServersPort)
 TEST_F(BaseApiTest, ReadsTheNameOfTheMasterServerOnce)
 {
     (void)api();
-    keepsafe_test::writeFile(root_.path("etc/keepsafe.toml"), "master_server = \"another.example\"\n");
+    writeFile(root_.path("etc/keepsafe.toml"), "master_server = \"another.example\"\n");
     const BaseAPI copy = api();
     const std::unique_ptr<KSClientCURL_Base> client(copy.new_curl());
     EXPECT_THAT(service_->created, ElementsAre("master.example:1556 kind 1"));
@@ -54,15 +52,15 @@ TEST_F(BaseApiTest, SaysWhyThereIsNoMasterServer)
 {
     const std::string file = root_.path("etc/keepsafe.toml");
     const auto reason = [this] { return thrownBy<ExplainedFailure>([this] { BaseAPI{service_}; }).reason(); };
-    keepsafe_test::writeFile(file, "");
+    writeFile(file, "");
     EXPECT_EQ(reason(), "no master server: \"master_server\" is not configured in " + file);
-    keepsafe_test::writeFile(file, "[none]\n");
+    writeFile(file, "[none]\n");
     EXPECT_EQ(reason(), file + ":1:2: unknown key \"none\"");
 }
 
 TEST_F(BaseApiTest, WithoutAMasterServerCannotBeMade)
 {
-    keepsafe_test::writeFile(root_.path("etc/keepsafe.toml"), "");
+    writeFile(root_.path("etc/keepsafe.toml"), "");
     EXPECT_EQ(thrownStatus([&] { BaseAPI{service_}; }), 114);
     EXPECT_EQ(thrownStatus([] { BaseAPI{}; }), 114);
     const LogLine line{16, "get_master", "Couldn't get master server: 114"};
@@ -70,3 +68,4 @@ TEST_F(BaseApiTest, WithoutAMasterServerCannotBeMade)
 }
 
 } // namespace
+} // namespace keepsafe_test

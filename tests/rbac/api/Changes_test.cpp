@@ -2,13 +2,9 @@
 
 #include "ScriptedService.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::ApiTest;
-using keepsafe_test::LogLine;
-using keepsafe_test::Request;
-using keepsafe_test::thrownBy;
-using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::Change;
 using Tessara::Keepsafe::Rbac::ChangeAPI;
 using Tessara::Keepsafe::Rbac::ChangePage;
@@ -103,3 +99,4 @@ TEST_F(ChangeApiTest, RefusesWhatIsNoChange)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -4,11 +4,9 @@
 
 #include "rbac/api/ScriptedService.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::LogLine;
-using keepsafe_test::Request;
-using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::OperationAPI;
 using testing::ElementsAre;
@@ -16,7 +14,7 @@ using testing::IsEmpty;
 
 constexpr char TAG[] = "OperationAPI::get_options"; // named after another operation, as ever
 
-class OperationApiTest : public keepsafe_test::ApiTest<OperationAPI> {
+class OperationApiTest : public ApiTest<OperationAPI> {
 protected:
     std::list<ObjectNamespace> receive(const std::string& body)
     {
@@ -124,3 +122,4 @@ TEST_F(OperationApiTest, TheTypeIsComparedExactly)
 }
 
 } // namespace
+} // namespace keepsafe_test

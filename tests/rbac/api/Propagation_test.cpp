@@ -9,9 +9,9 @@
 
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::Propagation;
 
 TEST(Propagation, IsWrittenByItsName)
@@ -65,3 +65,4 @@ TEST(Propagation, AnyOtherWordFailsAndLeavesTheValue)
 }
 
 } // namespace
+} // namespace keepsafe_test

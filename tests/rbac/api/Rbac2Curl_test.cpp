@@ -5,12 +5,9 @@
 
 #include "rbac/api/ScriptedService.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::thrownBy;
-using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::ServiceRefusal;
 using Tessara::Keepsafe::Rbac::encode_uri_part;
 using Tessara::Keepsafe::Rbac::throw_on_http_error;
@@ -157,3 +154,4 @@ TEST_F(HttpErrorTest, AnErrorDocumentIsTheWholeBody)
 }
 
 } // namespace
+} // namespace keepsafe_test

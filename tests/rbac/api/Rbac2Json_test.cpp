@@ -12,11 +12,9 @@
 #include "support/SmallStackThread.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -115,8 +113,7 @@ TEST(Rbac2Json, TextThatIsNestedDeepIs7610OnASmallStack)
     const std::string text = std::string(2000, '[') + std::string(2000, ']');
     const CapturedLog log;
     int status = 0;
-    keepsafe_test::runOnSmallStack(
-        [&] { status = thrownStatus([&] { (void)rbac::json_loads_shared(text); }); }, 64);
+    runOnSmallStack([&] { status = thrownStatus([&] { (void)rbac::json_loads_shared(text); }); }, 64);
     EXPECT_EQ(status, 7610);
     EXPECT_THAT(log.lines(),
                 ElementsAre(LogLine{16, "json_loads_shared",
@@ -124,3 +121,4 @@ TEST(Rbac2Json, TextThatIsNestedDeepIs7610OnASmallStack)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -4,13 +4,9 @@
 
 #include "rbac/api/ScriptedService.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::document;
-using keepsafe_test::LogLine;
-using keepsafe_test::Request;
-using keepsafe_test::thrownBy;
-using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::ExplainedFailure;
 using Tessara::Keepsafe::ServiceRefusal;
 using Tessara::Keepsafe::TransferFailure;
@@ -24,7 +20,7 @@ constexpr char AUDITOR[] =
     R"("attributes":{"name":"auditor","description":"reads","systemDefined":true}})";
 constexpr char PLAIN[] = R"({"type":"accessControlRole","id":"0","attributes":{"name":"plain"}})";
 
-class RoleApiTest : public keepsafe_test::ApiTest<RoleAPI> {
+class RoleApiTest : public ApiTest<RoleAPI> {
 protected:
     /// The status thrown when the service sends this as a role.
     int statusOf(const std::string& resource)
@@ -318,3 +314,4 @@ TEST_F(RoleApiTest, TheTypeIsComparedExactly)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -13,12 +13,9 @@
 #include "rbac/api/FailingAllocation.h"
 #include "rbac/api/ScriptedService.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::DiscardedLog;
-using keepsafe_test::FailingAllocation;
-using keepsafe_test::Response;
-using keepsafe_test::ScriptedService;
 using Tessara::Keepsafe::Rbac::json_pack_shared;
 using Tessara::Keepsafe::Rbac::ManagedObjectAPI;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -180,7 +177,7 @@ protected:
         }
     }
 
-    const keepsafe_test::NamedMasterServerRoot root_;
+    const NamedMasterServerRoot root_;
     DiscardedLog log_;
 };
 
@@ -203,14 +200,14 @@ TEST_P(RestCallFaults, WhateverAClientOrItsFactoryThrowsPasses)
                           {0, 0, "", std::make_exception_ptr(std::runtime_error("why"))},
                           {0, 0, "", std::make_exception_ptr(7)},
                           {28, 0, ""}};
-    EXPECT_EQ(keepsafe_test::thrownStatus(work), 31);
+    EXPECT_EQ(thrownStatus(work), 31);
     EXPECT_THROW(work(), std::runtime_error);
     EXPECT_THROW(work(), int);
-    EXPECT_EQ(keepsafe_test::thrownStatus(work), 28);
+    EXPECT_EQ(thrownStatus(work), 28);
     service->onCreate = []() -> KSClientCURL_Base* { throw std::logic_error("none"); };
     EXPECT_THROW(work(), std::logic_error);
     service->onCreate = []() -> KSClientCURL_Base* { return nullptr; };
-    EXPECT_EQ(keepsafe_test::thrownStatus(work), 114);
+    EXPECT_EQ(thrownStatus(work), 114);
     EXPECT_EQ(service->living, 0);
 }
 
@@ -218,3 +215,4 @@ INSTANTIATE_TEST_SUITE_P(OfEach, RestCallFaults, testing::ValuesIn(allOperations
                          [](const auto& instance) { return instance.param.name; });
 
 } // namespace
+} // namespace keepsafe_test

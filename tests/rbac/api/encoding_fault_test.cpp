@@ -22,10 +22,9 @@ std::ostream& Tessara::Keepsafe::Rbac::operator<<(std::ostream& stream, const Ob
 
 int percentEncodeUriPart(const std::string& /*in*/, std::string& /*out*/) { return 4711; }
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::LogLine;
-using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::BaseAPI;
 using Tessara::Keepsafe::Rbac::encode_uri_part;
 using Tessara::Keepsafe::Rbac::ManagedObjectAPI;
@@ -35,7 +34,7 @@ using Tessara::Keepsafe::Rbac::RoleAPI;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class EncodingFault : public keepsafe_test::ApiTest<BaseAPI> {
+class EncodingFault : public ApiTest<BaseAPI> {
 protected:
     static LogLine line(const std::string& text)
     {
@@ -67,3 +66,4 @@ TEST_F(EncodingFault, OfAFilterOrAnObjectSendsNothing)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -17,11 +17,9 @@
 #include "support/Process.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::holdsInChild;
-using keepsafe_test::PeakMemory;
-using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::AccessControlClient;
 using Tessara::Keepsafe::Rbac::DefaultObjectRegistrationService;
 using Tessara::Keepsafe::Rbac::ManagedObjectAPI;
@@ -44,14 +42,14 @@ protected:
         }
         server_.playAlways(keepsafe_test::answer(httpStatus, body + "]}"));
         return holdsInChild([&] {
-            const keepsafe_test::CapturedLog log;
+            const CapturedLog log;
             const PeakMemory peak;
             return call() == status && peak.growth() > BODY && peak.growth() < MOST_MEMORY;
         });
     }
 
-    const keepsafe_test::MasterServerRoot root_;
-    keepsafe_test::HttpsServer server_{root_.settings()};
+    const MasterServerRoot root_;
+    HttpsServer server_{root_.settings()};
 };
 
 TEST_F(LargeAnswer, OfManySmallValuesIsRefusedByEachRestClient)
@@ -82,3 +80,4 @@ TEST_F(LargeAnswer, OfManySmallValuesIsNoErrorDocument)
 }
 
 } // namespace
+} // namespace keepsafe_test

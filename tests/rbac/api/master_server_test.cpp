@@ -27,12 +27,9 @@ int db_getservernameEx(char* buffer, unsigned long size)
     return lookupStatus;
 }
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::ScriptedService;
-using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::AccessControlClient;
 using Tessara::Keepsafe::Rbac::BaseAPI;
 using Tessara::Keepsafe::Rbac::DefaultObjectRegistrationService;
@@ -69,8 +66,8 @@ TEST_F(MasterServerName, HasABufferFor256BytesInTheRegistrationService)
 
 TEST_F(MasterServerName, HasABufferFor256BytesInTheClientFactory)
 {
-    const keepsafe_test::TempRoot root;
-    keepsafe_test::writeFile(root.path("etc/keepsafe.toml"), "[features]\nenabled = [1]\n");
+    const TempRoot root;
+    writeFile(root.path("etc/keepsafe.toml"), "[features]\nenabled = [1]\n");
     boost::shared_ptr<AccessControlClient> client;
     EXPECT_NE(AccessControlClient::create(ObjectNamespace("A"), client), 0);
     EXPECT_EQ(bufferSize, 257U);
@@ -94,11 +91,12 @@ TEST_F(FailedLookup, IsItsStatusInTheRegistrationService)
 
 TEST_F(FailedLookup, IsItsStatusInTheClientFactory)
 {
-    const keepsafe_test::TempRoot root;
-    keepsafe_test::writeFile(root.path("etc/keepsafe.toml"), "[features]\nenabled = [1]\n");
+    const TempRoot root;
+    writeFile(root.path("etc/keepsafe.toml"), "[features]\nenabled = [1]\n");
     boost::shared_ptr<AccessControlClient> client;
     EXPECT_EQ(AccessControlClient::create(ObjectNamespace("A"), client), 31);
     EXPECT_EQ(client, nullptr);
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -7,10 +7,9 @@
 
 #include "rbac/api/ScriptedService.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::LogLine;
-using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::Role;
 using Tessara::Keepsafe::Rbac::RoleAPI;
 using testing::ElementsAre;
@@ -18,7 +17,7 @@ using testing::IsEmpty;
 
 constexpr char NEW_ROLE[] = R"({"data":{"type":"accessControlRole","id":"0","attributes":{"name":"plain"}}})";
 
-class RoleTexts : public keepsafe_test::ApiTest<RoleAPI> {
+class RoleTexts : public ApiTest<RoleAPI> {
 protected:
     /// What the call throws, which must be of type `Error`, before anything is sent.
     template <typename Error, typename Call>
@@ -129,3 +128,4 @@ TEST_F(RoleTexts, AZeroByteIsRefusedAndNotTheEndOfATextThatIsSent)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -15,13 +15,9 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::AccessModel;
-using keepsafe_test::CacheWriter;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::TempDir;
-using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::DiskAccessChecker;
 using Tessara::Keepsafe::Rbac::Manifest;
@@ -30,8 +26,8 @@ using Tessara::Keepsafe::Rbac::Operation;
 
 constexpr int VIEW_BIT = 4;
 constexpr int ROLE = 17;
-const keepsafe_test::Grants NOTHING{};
-const keepsafe_test::Grants VIEW{{ROLE, {VIEW_BIT}}};
+const Grants NOTHING{};
+const Grants VIEW{{ROLE, {VIEW_BIT}}};
 
 class DiskAccessCheckerTest : public testing::Test {
 protected:
@@ -173,17 +169,17 @@ TEST_F(DiskAccessCheckerTest, AnAncestorThatDoesNotInheritCutsOffWhateverTheDept
 TEST_F(DiskAccessCheckerTest, DamageAboveCountsOnlyWhenNothingBelowItHasDecided)
 {
     CacheWriter writer;
-    const auto word = writer.add(keepsafe_test::bitsNode(0, std::uint32_t{1} << VIEW_BIT));
-    const auto granting = writer.add(keepsafe_test::bitsNode(ROLE, word));
+    const auto word = writer.add(bitsNode(0, std::uint32_t{1} << VIEW_BIT));
+    const auto granting = writer.add(bitsNode(ROLE, word));
     constexpr std::uint32_t OUTSIDE = 24000;
-    const auto root = writer.add(keepsafe_test::managedObject(true, 0, OUTSIDE));
-    const auto closed = writer.add(keepsafe_test::managedObject(false, 0, 0));
-    const auto granted = writer.add(keepsafe_test::managedObject(true, granting, 0));
-    const auto open = writer.add(keepsafe_test::managedObject(true, 0, 0));
-    const auto c = writer.add(keepsafe_test::segmentNode(0x437C0000, 0, 0, open, 0));
-    const auto a = writer.add(keepsafe_test::segmentNode(0x417C0000, 0, 0, closed, 0));
-    const auto b = writer.add(keepsafe_test::segmentNode(0x427C0000, a, c, granted, 0));
-    writer.metadata.segmentRoot = writer.add(keepsafe_test::segmentNode(0x7C000000, 0, 0, root, b));
+    const auto root = writer.add(managedObject(true, 0, OUTSIDE));
+    const auto closed = writer.add(managedObject(false, 0, 0));
+    const auto granted = writer.add(managedObject(true, granting, 0));
+    const auto open = writer.add(managedObject(true, 0, 0));
+    const auto c = writer.add(segmentNode(0x437C0000, 0, 0, open, 0));
+    const auto a = writer.add(segmentNode(0x417C0000, 0, 0, closed, 0));
+    const auto b = writer.add(segmentNode(0x427C0000, a, c, granted, 0));
+    writer.metadata.segmentRoot = writer.add(segmentNode(0x7C000000, 0, 0, root, b));
     writer.write(dir_.path("cache"));
     const DiskAccessChecker asked = checker({ROLE});
     EXPECT_FALSE(asked.checkAccess(ObjectNamespace("A")));
@@ -213,3 +209,4 @@ TEST_F(DiskAccessCheckerTest, AnInterruptedWriteIsAnExceptionNotAnAnswer)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -17,14 +17,9 @@
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::AccessModel;
-using keepsafe_test::CacheWriter;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::TempRoot;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::AccessChecker;
 using Tessara::Keepsafe::Rbac::DiskAccessChecker;
@@ -138,3 +133,4 @@ TEST_F(DiskAccessControlClientTest, ItsCheckersOutliveIt)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -91,13 +91,9 @@ public:
 [[gnu::noinline]] void operator delete(void* memory, const std::nothrow_t&) noexcept { release(memory); }
 [[gnu::noinline]] void operator delete[](void* memory, const std::nothrow_t&) noexcept { release(memory); }
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::AccessModel;
-using keepsafe_test::CacheWriter;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::TempRoot;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::AccessChecker;
 using Tessara::Keepsafe::Rbac::DiskAccessChecker;
@@ -117,7 +113,7 @@ protected:
         model.objects[ObjectNamespace("A")].children[17] = {4};
         model.objects[ObjectNamespace("A", "B", "C", "D")].own[3] = {4};
         CacheWriter(model, {}).write(root_.path("cache"));
-        keepsafe_test::writeFile(OperationCache::fileName(), R"({"|OPERATIONS|VIEW|": 4})");
+        writeFile(OperationCache::fileName(), R"({"|OPERATIONS|VIEW|": 4})");
         cache_ = boost::make_shared<const AccessCache>(Manifest("id", root_.path("cache")));
         operationCache_.load();
     }
@@ -271,3 +267,4 @@ TEST_F(AllocationTest, AThreadsFirstCheckWithoutMemoryIsAnExceptionNotAnAnswer)
 }
 
 } // namespace
+} // namespace keepsafe_test

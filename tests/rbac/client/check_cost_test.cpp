@@ -14,11 +14,9 @@
 #include "support/SystemCalls.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::allocations;
-using keepsafe_test::fewestSystemCallsOf;
-using keepsafe_test::systemCallsOf;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::DiskAccessChecker;
 using Tessara::Keepsafe::Rbac::Manifest;
@@ -29,14 +27,14 @@ class CheckCostTest : public testing::Test {
 protected:
     CheckCostTest()
     {
-        keepsafe_test::AccessModel model;
+        AccessModel model;
         model.objects[ObjectNamespace("A", "B")].own[3] = {4};
-        keepsafe_test::CacheWriter(model, {}).write(directory_.path("cache"));
+        CacheWriter(model, {}).write(directory_.path("cache"));
         cache_ = boost::make_shared<const AccessCache>(Manifest("id", directory_.path("cache")));
         object_.str();
     }
     /// Afterwards readers take the lock by slots.
-    void letAWriterCome() const { keepsafe_test::makeControlPage(lock_); }
+    void letAWriterCome() const { makeControlPage(lock_); }
 
     [[nodiscard]] std::function<void()> checks(int count) const
     {
@@ -53,12 +51,12 @@ protected:
     [[nodiscard]] std::function<void()> warmUp() const
     {
         return [this] {
-            keepsafe_test::getsSlot(lock_);
+            getsSlot(lock_);
             checks(100)();
         };
     }
 
-    const keepsafe_test::TempDir directory_;
+    const TempDir directory_;
     const FileLock lock_ = FileLockManager::instance().getLock(directory_.path("cache/manifest.json"));
     const ObjectNamespace object_{"A", "B"};
     boost::shared_ptr<const AccessCache> cache_;
@@ -101,3 +99,4 @@ TEST_F(CheckCostTest, ChecksAllocateNothing)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -56,13 +56,9 @@ int percentEncodeUriPart(const std::string& in, std::string& out)
     return behaviour.encoding;
 }
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::Request;
-using keepsafe_test::ScriptedService;
-using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::ExplainedFailure;
 using Tessara::Keepsafe::ServiceRefusal;
 using Tessara::Keepsafe::TransferFailure;
@@ -80,8 +76,8 @@ protected:
     ClientFactoryFault()
     {
         behaviour = {};
-        keepsafe_test::writeFile(root_.path("etc/keepsafe.toml"),
-                                 "master_server = \"master.example\"\n[features]\nenabled = [1]\n");
+        writeFile(root_.path("etc/keepsafe.toml"),
+                  "master_server = \"master.example\"\n[features]\nenabled = [1]\n");
     }
     ~ClientFactoryFault() override { EXPECT_EQ(client_, before_); }
 
@@ -94,10 +90,10 @@ protected:
         return {status, thrownBy<ExplainedFailure>([this] { std::rethrow_exception(cause_); }).reason()};
     }
 
-    void respond(const keepsafe_test::Response& response) { service_->responses.push_back(response); }
+    void respond(const Response& response) { service_->responses.push_back(response); }
     void respondWithCache() { respond({0, 200, R"({"data":{"type":"accessCache","id":"x"}})"}); }
 
-    keepsafe_test::TempRoot root_;
+    TempRoot root_;
     const boost::shared_ptr<AccessControlClient> before_ = boost::make_shared<StubAccessControlClient>();
     boost::shared_ptr<AccessControlClient> client_ = before_;
     std::exception_ptr cause_;
@@ -182,15 +178,15 @@ TEST_F(ClientFactoryFault, WithoutAnHttpClientIs114)
 TEST_F(ClientFactoryFault, WithoutAMasterServerTheCauseNamesTheSetting)
 {
     const std::string file = root_.path("etc/keepsafe.toml");
-    keepsafe_test::writeFile(file, "[features]\nenabled = [1]\n");
+    writeFile(file, "[features]\nenabled = [1]\n");
     EXPECT_THAT(explain(), Pair(114, "no master server: \"master_server\" is not configured in " + file));
 }
 
 TEST_F(ClientFactoryFault, TheLongestServerNameIsAskedWhole)
 {
     const std::string longest(256, 'm');
-    keepsafe_test::writeFile(root_.path("etc/keepsafe.toml"),
-                             "master_server = \"" + longest + "\"\n[features]\nenabled = [1]\n");
+    writeFile(root_.path("etc/keepsafe.toml"),
+              "master_server = \"" + longest + "\"\n[features]\nenabled = [1]\n");
     respond({7, 0, ""});
     EXPECT_EQ(create(), 7);
     EXPECT_THAT(service_->created, ElementsAre(longest + ":1556 kind 1"));
@@ -237,3 +233,4 @@ TEST_F(ClientFactoryFault, TypesAreComparedWhole)
 }
 
 } // namespace
+} // namespace keepsafe_test

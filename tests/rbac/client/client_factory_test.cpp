@@ -20,12 +20,9 @@
 #include "support/CapturedLog.h"
 #include "support/MasterServerRoot.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::answer;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::AccessChecker;
 using Tessara::Keepsafe::Rbac::AccessControlClient;
@@ -48,9 +45,9 @@ protected:
     void writeCache(const std::string& id)
     {
         writeFile(OperationCache::fileName(), R"({"|OPERATIONS|VIEW|": 4})");
-        keepsafe_test::AccessModel model;
+        AccessModel model;
         model.objects[ObjectNamespace("A")].own[17] = {4};
-        keepsafe_test::CacheWriter(model, {}).write(cacheDirectory(id));
+        CacheWriter(model, {}).write(cacheDirectory(id));
     }
 
     std::string cacheDirectory(const std::string& id)
@@ -69,8 +66,8 @@ protected:
 
     void expectUntouched() const { EXPECT_EQ(client, before_); }
 
-    const keepsafe_test::MasterServerRoot root_;
-    keepsafe_test::HttpsServer server_{root_.settings()};
+    const MasterServerRoot root_;
+    HttpsServer server_{root_.settings()};
     const boost::shared_ptr<AccessControlClient> before_ = boost::make_shared<StubAccessControlClient>();
     boost::shared_ptr<AccessControlClient> client = before_;
     CapturedLog log_{4};
@@ -142,7 +139,7 @@ TEST_F(ClientFactory, ADamagedConfigurationEnforcesAndIs13)
 
 TEST_F(ClientFactory, AFailedTransferIsItsStatus)
 {
-    server_.playNext([](keepsafe_test::ServerConnection& connection, const auto&) { connection.reset(); });
+    server_.playNext([](ServerConnection& connection, const auto&) { connection.reset(); });
     const int status = create();
     EXPECT_THAT(status, testing::AnyOf(52, 56)) << "no response, or the connection was reset";
     expectUntouched();
@@ -297,3 +294,4 @@ TEST_F(ClientFactory, ServesThreadsAtOnce)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -12,11 +12,9 @@
 #include "support/RandomModel.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CacheWriter;
-using keepsafe_test::RandomModel;
-using keepsafe_test::TempDir;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::DiskAccessChecker;
 using Tessara::Keepsafe::Rbac::Manifest;
@@ -58,3 +56,4 @@ TEST_P(ReferenceTest, TheLibraryAnswersLikeMapsAndSets)
 INSTANTIATE_TEST_SUITE_P(Seeds, ReferenceTest, testing::Values(1U, 2U, 3U, 4U, 5U));
 
 } // namespace
+} // namespace keepsafe_test

@@ -18,14 +18,9 @@
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::bitsNode;
-using keepsafe_test::CacheWriter;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::managedObject;
-using keepsafe_test::segmentNode;
-using keepsafe_test::TempDir;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::DiskAccessChecker;
 using Tessara::Keepsafe::Rbac::Manifest;
@@ -125,3 +120,4 @@ TEST_P(RoleSetsTest, AreAnsweredAsIfEachRoleWereAskedInAscendingOrder)
 INSTANTIATE_TEST_SUITE_P(Seeds, RoleSetsTest, testing::Values(1U, 2U, 3U, 4U, 5U));
 
 } // namespace
+} // namespace keepsafe_test

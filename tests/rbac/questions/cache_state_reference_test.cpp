@@ -20,14 +20,9 @@
 #include "RandomPolicy.h"
 #include "support/CapturedLog.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CacheWriter;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::PolicyOnDisk;
-using keepsafe_test::questionCount;
-using keepsafe_test::RandomPolicy;
-using keepsafe_test::writeFile;
 using std::chrono::nanoseconds;
 using std::chrono::system_clock;
 using Tessara::Keepsafe::Rbac::AccessControlClient;
@@ -200,3 +195,4 @@ TEST(StateReferenceTest, TellsWhatWasWritten)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -12,15 +12,9 @@
 #include "support/CapturedLog.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CacheWriter;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::PolicyOnDisk;
-using keepsafe_test::RandomPolicy;
-using keepsafe_test::readFile;
-using keepsafe_test::thrownStatus;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::cacheState;
 using Tessara::Keepsafe::Rbac::CacheState;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -99,3 +93,4 @@ TEST_F(CacheStateTest, AHeaderThatIsMissingOrCutIsStatus12)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -14,16 +14,9 @@
 #include "RandomPolicy.h"
 #include "support/CapturedLog.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::AccessModel;
-using keepsafe_test::CacheWriter;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::Grants;
-using keepsafe_test::ModelObject;
-using keepsafe_test::PolicyOnDisk;
-using keepsafe_test::questionCount;
-using keepsafe_test::RandomPolicy;
 using Tessara::Keepsafe::Rbac::CachePolicySource;
 using Tessara::Keepsafe::Rbac::comparePolicies;
 using Tessara::Keepsafe::Rbac::GrantedObject;
@@ -250,3 +243,4 @@ TEST(PolicyContentsTest, OfDamagedFilesAreObjectsOrStatus12)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -11,14 +11,9 @@
 #include "support/CapturedLog.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::AccessModel;
-using keepsafe_test::BIT;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::PolicyOnDisk;
-using keepsafe_test::ROOT;
-using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::CachePolicySource;
 using Tessara::Keepsafe::Rbac::comparePolicies;
 using Tessara::Keepsafe::Rbac::GrantedObject;
@@ -167,3 +162,4 @@ TEST_F(PolicyChangesTest, ASourceOutOfOrderIsRefused)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -8,13 +8,9 @@
 #include "RandomPolicy.h"
 #include "cache/LockingSink.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::AccessModel;
-using keepsafe_test::CacheWriter;
-using keepsafe_test::linesWithoutTheLock;
-using keepsafe_test::PolicyOnDisk;
-using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::AccessControlClient;
 using Tessara::Keepsafe::Rbac::CachePolicySource;
 using Tessara::Keepsafe::Rbac::comparePolicies;
@@ -111,3 +107,4 @@ TEST_F(PolicyLogTest, TheLastOfSeveralSourcesToEndLogsWhatAllHaveLeft)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -18,20 +18,9 @@
 #include "support/CapturedLog.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::AccessModel;
-using keepsafe_test::BIT;
-using keepsafe_test::bitsNode;
-using keepsafe_test::CacheWriter;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::managedObject;
-using keepsafe_test::PolicyOnDisk;
-using keepsafe_test::RandomPolicy;
-using keepsafe_test::ROOT;
-using keepsafe_test::segmentNode;
-using keepsafe_test::segmentValues;
-using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::AccessChecker;
 using Tessara::Keepsafe::Rbac::DiskAccessControlClient;
@@ -161,3 +150,4 @@ TEST_F(ReachableDamage, EveryNameThatComesOutIsOneThatACheckerAllows)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -16,13 +16,12 @@
 #include "support/Process.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::CacheLocation;
 using keepsafe_service::CacheObject;
 using keepsafe_service::LiveCache;
-using keepsafe_test::Process;
-using keepsafe_test::UnsyncedFileSystem;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::DiskAccessControlClient;
 using Tessara::Keepsafe::Rbac::Manifest;
@@ -142,8 +141,8 @@ protected:
         publish();
     }
 
-    keepsafe_test::TempRoot root_;
-    keepsafe_test::CapturedLog log_{17};
+    TempRoot root_;
+    CapturedLog log_{17};
     UnsyncedFileSystem fileSystem_;
     CacheLocation location_{root_.path(), "live"};
     LiveCache cache_{fileSystem_, location_, ObjectNamespace()};
@@ -157,3 +156,4 @@ TEST_F(ReachableLive, PagesOfAnotherProcessAreWholeWhateverIsPublishedMeanwhile)
 }
 
 } // namespace
+} // namespace keepsafe_test

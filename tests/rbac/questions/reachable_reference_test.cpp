@@ -13,12 +13,9 @@
 #include "RandomPolicy.h"
 #include "support/CapturedLog.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::PolicyOnDisk;
-using keepsafe_test::questionCount;
-using keepsafe_test::RandomPolicy;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::ReachableObjects;
 using Tessara::Keepsafe::Rbac::ReachablePage;
@@ -128,3 +125,4 @@ TEST(ReachableReferenceTest, ListsAndCountsWhatMapsAndSetsDo)
 }
 
 } // namespace
+} // namespace keepsafe_test

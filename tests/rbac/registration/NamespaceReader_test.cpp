@@ -10,9 +10,9 @@
 
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::NamespaceReader;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
@@ -56,3 +56,4 @@ TEST(NamespaceReader, SaysAsALexicalCastDoesThatATextIsNone)
 }
 
 } // namespace
+} // namespace keepsafe_test

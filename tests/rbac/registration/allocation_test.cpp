@@ -4,15 +4,9 @@
 #include "RegistrationTest.h"
 #include "rbac/api/FailingAllocation.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::BulkWorkCallback;
-using keepsafe_test::dataOf;
-using keepsafe_test::DefaultObjectRegistrationService;
-using keepsafe_test::DiscardedLog;
-using keepsafe_test::FailingAllocation;
-using keepsafe_test::ScriptedService;
-using keepsafe_test::WorkCallback;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::ObjectRegistrationCallback;
 using Tessara::Keepsafe::Rbac::ObjectUnregistrationCallback;
@@ -133,7 +127,7 @@ protected:
         }
     }
 
-    const keepsafe_test::NamedMasterServerRoot root_;
+    const NamedMasterServerRoot root_;
     DiscardedLog log_;
 };
 
@@ -166,3 +160,4 @@ INSTANTIATE_TEST_SUITE_P(Of, WorkflowMemory, testing::ValuesIn(allCases()),
                          [](const auto& instance) { return instance.param.name; });
 
 } // namespace
+} // namespace keepsafe_test

@@ -5,18 +5,9 @@
 #include "FailedRequest.h"
 #include "RegistrationTest.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::BulkWorkCallback;
-using keepsafe_test::CallbackFault;
-using keepsafe_test::callbackFaults;
-using keepsafe_test::dataOf;
-using keepsafe_test::DefaultObjectRegistrationService;
-using keepsafe_test::FailedRequest;
-using keepsafe_test::LogLine;
-using keepsafe_test::ObjectRegistrationData;
-using keepsafe_test::RegistrationTest;
-using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::ServiceRefusal;
 using Tessara::Keepsafe::TransferFailure;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -381,7 +372,7 @@ TEST_P(BulkFaultTest, InTheUpdateAfterAFailureIs8030In8022sPlace)
                                      failure("State update failed", GetParam().carried)));
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, BulkFaultTest, testing::ValuesIn(keepsafe_test::allFailedRequests()),
-                         keepsafe_test::nameOf);
+INSTANTIATE_TEST_SUITE_P(Each, BulkFaultTest, testing::ValuesIn(allFailedRequests()), nameOf);
 
 } // namespace
+} // namespace keepsafe_test

@@ -12,10 +12,9 @@ const std::string& ObjectNamespace::str() const { throw EC_exception(20); }
 
 } // namespace Tessara::Keepsafe::Rbac
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::dataOf;
 using Tessara::Keepsafe::Rbac::Attributes;
 using Tessara::Keepsafe::Rbac::bulkRegistrationText;
 using Tessara::Keepsafe::Rbac::bulkStateUpdateText;
@@ -40,3 +39,4 @@ TEST(NamesWithoutText, AreBadCastsInEveryDocument)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -8,14 +8,9 @@
 #include "ModelService.h"
 #include "RegistrationTest.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::BulkWorkCallback;
-using keepsafe_test::dataOf;
-using keepsafe_test::DefaultObjectRegistrationService;
-using keepsafe_test::ModelService;
-using keepsafe_test::ObjectRegistrationData;
-using keepsafe_test::WorkCallback;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::ObjectRegistrationCallback;
 using Tessara::Keepsafe::Rbac::ObjectUnregistrationCallback;
@@ -282,8 +277,8 @@ private:
 
 class Interleavings : public testing::Test {
 protected:
-    const keepsafe_test::NamedMasterServerRoot root_;
-    keepsafe_test::CapturedLog log_{1000};
+    const NamedMasterServerRoot root_;
+    CapturedLog log_{1000};
 };
 
 TEST_F(Interleavings, EndWithTheStatesAndStatusesThatTheRulesGive)
@@ -317,3 +312,4 @@ TEST_F(Interleavings, EndWithTheStatesAndStatusesThatTheRulesGive)
 }
 
 } // namespace
+} // namespace keepsafe_test

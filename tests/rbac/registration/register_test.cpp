@@ -6,17 +6,9 @@
 #include "FailedRequest.h"
 #include "RegistrationTest.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CallbackFault;
-using keepsafe_test::callbackFaults;
-using keepsafe_test::dataOf;
-using keepsafe_test::FailedRequest;
-using keepsafe_test::LogLine;
-using keepsafe_test::ObjectRegistrationData;
-using keepsafe_test::RegistrationTest;
-using keepsafe_test::thrownBy;
-using keepsafe_test::WorkCallback;
 using Tessara::Keepsafe::ServiceRefusal;
 using Tessara::Keepsafe::TransferFailure;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -271,8 +263,7 @@ TEST_P(RegisterFaultTest, InTheRollbackIs8025)
                                                                 failed + "Unknown exception thrown."))));
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, RegisterFaultTest, testing::ValuesIn(keepsafe_test::allFailedRequests()),
-                         keepsafe_test::nameOf);
+INSTANTIATE_TEST_SUITE_P(Each, RegisterFaultTest, testing::ValuesIn(allFailedRequests()), nameOf);
 
 TEST_F(RegisterTest, AnExceptionOfNotifyFailureIsLoggedAndChangesNothing)
 {
@@ -293,3 +284,4 @@ TEST_F(RegisterTest, AnExceptionOfNotifyFailureIsLoggedAndChangesNothing)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -2,12 +2,9 @@
 
 #include "RegistrationTest.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::dataOf;
-using keepsafe_test::LogLine;
-using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::DefaultObjectRegistrationService;
 using Tessara::Keepsafe::Rbac::json_dumps_shared;
 using Tessara::Keepsafe::Rbac::json_pack_shared;
@@ -92,7 +89,7 @@ TEST(Requests, AStateUpdateListsReadyThenPendingThenDeleted)
 }
 
 /// What the service sends in bulk is written without the builders' trees.
-class SentRequests : public keepsafe_test::RegistrationTest {
+class SentRequests : public RegistrationTest {
 protected:
     std::string takeSent()
     {
@@ -220,3 +217,4 @@ TEST(Requests, AZeroByteIsRefusedAndNotTheEndOfATextThatIsSent)
 }
 
 } // namespace
+} // namespace keepsafe_test

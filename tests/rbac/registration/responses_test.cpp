@@ -5,11 +5,9 @@
 #include "RegistrationTest.h"
 #include "support/SmallStackThread.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
-using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::DefaultObjectRegistrationService;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using testing::AllOf;
@@ -242,7 +240,7 @@ TEST_F(Responses, ThatAreNestedDeepAreRefusedOnASmallStack)
     const std::string deep = std::string(2000, '[') + std::string(2000, ']');
     int single = 0;
     int bulk = 0;
-    keepsafe_test::runOnSmallStack(
+    runOnSmallStack(
         [&] {
             single = statusOf(R"({"id":"|A|","x":)" + deep + "}");
             bulk = bulkStatusOf(R"({"data":[{"id":"|A|","x":)" + deep + "}]}");
@@ -253,3 +251,4 @@ TEST_F(Responses, ThatAreNestedDeepAreRefusedOnASmallStack)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -2,13 +2,9 @@
 
 #include "RegistrationTest.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::dataOf;
-using keepsafe_test::LogLine;
-using keepsafe_test::RegistrationTest;
-using keepsafe_test::Request;
-using keepsafe_test::thrownStatus;
 using Tessara::Keepsafe::Rbac::DefaultObjectRegistrationService;
 using Tessara::Keepsafe::Rbac::DELETED;
 using Tessara::Keepsafe::Rbac::HTTP_REQUEST_DELETE;
@@ -170,7 +166,7 @@ TEST_F(SendTest, WithoutAClientNothingIsSent)
 
 TEST_F(SendTest, TheServiceCannotBeMadeWithoutAMasterServer)
 {
-    keepsafe_test::writeFile(root_.path("etc/keepsafe.toml"), "");
+    writeFile(root_.path("etc/keepsafe.toml"), "");
     EXPECT_EQ(thrownStatus([&] { (void)service(); }), 114);
     EXPECT_EQ(thrownStatus([] { DefaultObjectRegistrationService{}; }), 114);
     const LogLine line{16, "DefaultObjectRegistrationService::DefaultObjectRegistrationService",
@@ -180,7 +176,7 @@ TEST_F(SendTest, TheServiceCannotBeMadeWithoutAMasterServer)
 
 TEST_F(SendTest, TheDefaultServiceAsksTheMasterServerItself)
 {
-    keepsafe_test::writeFile(root_.path("etc/keepsafe.toml"), "master_server = \"127.255.255.254\"\n");
+    writeFile(root_.path("etc/keepsafe.toml"), "master_server = \"127.255.255.254\"\n");
     const DefaultObjectRegistrationService real;
     EXPECT_NE(thrownStatus([&] { real.sendHttpRequest(HTTP_REQUEST_POST, "p", "b"); }), 0);
     EXPECT_THAT(scripted_->created, IsEmpty());
@@ -308,3 +304,4 @@ TEST_F(StateUpdateTest, IsToldBeforeItIsSent)
 }
 
 } // namespace
+} // namespace keepsafe_test

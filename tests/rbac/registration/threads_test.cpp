@@ -6,13 +6,9 @@
 #include "ModelService.h"
 #include "RegistrationTest.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::BulkWorkCallback;
-using keepsafe_test::dataOf;
-using keepsafe_test::DefaultObjectRegistrationService;
-using keepsafe_test::ModelService;
-using keepsafe_test::WorkCallback;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::ObjectRegistrationCallback;
 using Tessara::Keepsafe::Rbac::ObjectUnregistrationCallback;
@@ -64,13 +60,13 @@ protected:
 
     DefaultObjectRegistrationService& service() { return *service_; }
 
-    const keepsafe_test::NamedMasterServerRoot root_;
+    const NamedMasterServerRoot root_;
     const boost::shared_ptr<ModelService> model_ = boost::make_shared<ModelService>();
 
 private:
     const std::unique_ptr<DefaultObjectRegistrationService> service_ =
         std::make_unique<DefaultObjectRegistrationService>(1556, model_);
-    keepsafe_test::CapturedLog log_;
+    CapturedLog log_;
 };
 
 TEST_F(ThreadsTest, WithObjectsOfTheirOwnDoNotDisturbEachOther)
@@ -124,3 +120,4 @@ TEST_F(ThreadsTest, ThatRegisterTheSameObjectsInTurnEachUnregisterTheirOwn)
 }
 
 } // namespace
+} // namespace keepsafe_test

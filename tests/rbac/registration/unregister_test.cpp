@@ -5,15 +5,9 @@
 #include "FailedRequest.h"
 #include "RegistrationTest.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CallbackFault;
-using keepsafe_test::callbackFaults;
-using keepsafe_test::FailedRequest;
-using keepsafe_test::LogLine;
-using keepsafe_test::RegistrationTest;
-using keepsafe_test::thrownBy;
-using keepsafe_test::WorkCallback;
 using Tessara::Keepsafe::ServiceRefusal;
 using Tessara::Keepsafe::TransferFailure;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -184,7 +178,7 @@ TEST_P(UnregisterFaultTest, InTheRollbackIs8025)
                             failure("Failed to rollback", GetParam().carried)));
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, UnregisterFaultTest, testing::ValuesIn(keepsafe_test::allFailedRequests()),
-                         keepsafe_test::nameOf);
+INSTANTIATE_TEST_SUITE_P(Each, UnregisterFaultTest, testing::ValuesIn(allFailedRequests()), nameOf);
 
 } // namespace
+} // namespace keepsafe_test

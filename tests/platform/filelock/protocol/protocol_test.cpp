@@ -9,12 +9,8 @@
 
 #include "Explorer.h"
 
+namespace keepsafe_test::protocol {
 namespace {
-
-using keepsafe_test::protocol::Configuration;
-using keepsafe_test::protocol::Exploration;
-using keepsafe_test::protocol::explore;
-using keepsafe_test::protocol::Variant;
 
 // With sanitizers or counters a search takes several times as long and as much memory, and what they look for
 // does not depend on the number of actors.
@@ -362,3 +358,4 @@ TEST(ReaderSlotsProtocol, AWriterMustWaitForReadersWhoseFilesWereRemoved)
 }
 
 } // namespace
+} // namespace keepsafe_test::protocol
