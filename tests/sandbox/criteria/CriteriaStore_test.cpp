@@ -15,6 +15,7 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_sandbox::Criteria;
@@ -22,7 +23,6 @@ using keepsafe_sandbox::CriteriaStore;
 using keepsafe_sandbox::RootLayout;
 using keepsafe_service::Database;
 using keepsafe_service::InputError;
-using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::RBACDbConnectionMgr;
 using Tessara::Keepsafe::RBACDbQueryMgr;
 using Texts = std::list<std::string>;
@@ -43,8 +43,8 @@ protected:
         return thrownBy<InputError>([&] { store_.add(criteria); }).what();
     }
 
-    keepsafe_test::TempDir dir_;
-    keepsafe_test::CapturedLog log_;
+    TempDir dir_;
+    CapturedLog log_;
     RootLayout layout_{dir_.path()};
     std::vector<std::string> made_ = keepsafe_sandbox::initializeRoot(layout_);
     Database database_{keepsafe_sandbox::loadDatabaseSettings(layout_)};
@@ -104,3 +104,4 @@ TEST_F(CriteriaStoreTest, RefusesATypeThatIsNoneOrTooLong)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -11,13 +11,13 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_sandbox::Policy;
 using keepsafe_sandbox::readPolicy;
 using keepsafe_sandbox::readPolicyFile;
 using keepsafe_service::InputError;
-using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using testing::SizeIs;
 
@@ -240,9 +240,9 @@ std::string fileErrorOf(const std::string& path)
 
 TEST(PolicyFile, IsNamedInEveryMessage)
 {
-    const keepsafe_test::TempDir dir;
+    const TempDir dir;
     const std::string path = dir.path("policy.json");
-    keepsafe_test::writeFile(path, "[]");
+    writeFile(path, "[]");
 
     EXPECT_EQ(fileErrorOf(path), path + ": document: expected an object, found an array");
     EXPECT_EQ(fileErrorOf(dir.path("none")),
@@ -251,3 +251,4 @@ TEST(PolicyFile, IsNamedInEveryMessage)
 }
 
 } // namespace
+} // namespace keepsafe_test

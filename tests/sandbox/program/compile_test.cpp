@@ -14,13 +14,9 @@
 
 /// ksrbac-sandbox compile, as it is called.
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::ProgramResult;
-using keepsafe_test::readFile;
-using keepsafe_test::runProgram;
-using keepsafe_test::TempDir;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -214,3 +210,4 @@ TEST_F(CompileProgram, ShowsAnExampleWithTheHelpOfEveryCommand)
 }
 
 } // namespace
+} // namespace keepsafe_test

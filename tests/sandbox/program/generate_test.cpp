@@ -14,11 +14,10 @@
 
 /// ksrbac-sandbox generate, as it is called.
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_sandbox::GeneratedCache;
-using keepsafe_test::ProgramResult;
-using keepsafe_test::readFile;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::OperationCache;
@@ -34,8 +33,8 @@ protected:
         return root_.path("wmc/webserver/temp/access-caches/" + id);
     }
 
-    keepsafe_test::SandboxRoot root_;
-    keepsafe_test::CapturedLog log_;
+    SandboxRoot root_;
+    CapturedLog log_;
 };
 
 TEST_F(GenerateProgram, PublishesACacheWithItsOperations)
@@ -92,3 +91,4 @@ TEST_F(GenerateProgram, NeedsATenthOfItsLimitsForATenthOfAMillionObjects)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -13,11 +13,9 @@
 
 /// ksrbac-sandbox import, as it is called.
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::ProgramResult;
-using keepsafe_test::readFile;
-using keepsafe_test::writeFile;
 using testing::HasSubstr;
 
 const std::string COMPANY_POLICY = KEEPSAFE_EXAMPLE_POLICIES "/company.json";
@@ -45,7 +43,7 @@ protected:
         return root_.path("wmc/webserver/temp/access-caches/" + id);
     }
 
-    keepsafe_test::SandboxRoot root_;
+    SandboxRoot root_;
 };
 
 TEST_F(ImportProgram, StoresAndPublishesAPolicyAndSaysWhat)
@@ -139,3 +137,4 @@ TEST_F(ImportProgram, ShowsAnExampleWithItsHelp)
 }
 
 } // namespace
+} // namespace keepsafe_test

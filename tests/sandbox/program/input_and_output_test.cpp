@@ -9,10 +9,8 @@
 
 /// What the commands of ksrbac-sandbox read, and where they print, as a shell connects them.
 
+namespace keepsafe_test {
 namespace {
-
-using keepsafe_test::ProgramResult;
-using keepsafe_test::SandboxRoot;
 
 const std::string COMPANY_FILE = KEEPSAFE_EXAMPLE_POLICIES "/company.json";
 
@@ -27,9 +25,9 @@ protected:
     /// A line of bash in which `sandbox` is the program and `$ROOT` its root.
     [[nodiscard]] ProgramResult shell(const std::string& line) const
     {
-        return keepsafe_test::runProgram({"bash", "-c",
-                                          "ROOT='" + root_.path() + "'; sandbox() { '" +
-                                              SandboxRoot::sandboxProgram() + "' \"$@\"; }; " + line});
+        return runProgram({"bash", "-c",
+                           "ROOT='" + root_.path() + "'; sandbox() { '" + SandboxRoot::sandboxProgram() +
+                               "' \"$@\"; }; " + line});
     }
 
     SandboxRoot root_;
@@ -121,3 +119,4 @@ TEST_F(SandboxInShell, WrongUsageIsToldByTheProgramWithTheHelpThatSaysMore)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -17,12 +17,9 @@
 
 /// Compiling over a cache that other processes are reading all the time.
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::Process;
-using keepsafe_test::TempDir;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -181,3 +178,4 @@ TEST_F(ReadersTest, SeeOneWholePolicyOrARefusalWhenTheWriterIsKilled)
 }
 
 } // namespace
+} // namespace keepsafe_test

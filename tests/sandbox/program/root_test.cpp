@@ -13,11 +13,9 @@
 
 /// ksrbac-sandbox init, token and criteria, as they are called.
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::ProgramResult;
-using keepsafe_test::readFile;
-using keepsafe_test::writeFile;
 using testing::HasSubstr;
 using testing::StartsWith;
 namespace fs = std::filesystem;
@@ -28,7 +26,7 @@ protected:
     {
         arguments.insert(arguments.begin(), KEEPSAFE_SANDBOX_PROGRAM);
         arguments.insert(arguments.end(), {"--root", root()});
-        return keepsafe_test::runProgram(arguments);
+        return runProgram(arguments);
     }
 
     ProgramResult issue(const std::string& roles, const std::string& lifetime) const
@@ -43,10 +41,10 @@ protected:
     {
         arguments.insert(arguments.begin(), KEEPSAFE_SANDBOX_PROGRAM);
         arguments.insert(arguments.end(), {"--root", root()});
-        std::vector<keepsafe_test::Process> processes;
+        std::vector<Process> processes;
         for (int i = 0; i < AT_ONCE; ++i) {
-            processes.push_back(keepsafe_test::Process::start(arguments, dir_.path("output"),
-                                                              dir_.path("errors" + std::to_string(i))));
+            processes.push_back(
+                Process::start(arguments, dir_.path("output"), dir_.path("errors" + std::to_string(i))));
         }
         std::vector<std::string> outcomes;
         for (int i = 0; i < AT_ONCE; ++i) {
@@ -64,7 +62,7 @@ protected:
         return dir_.path(name);
     }
 
-    keepsafe_test::TempDir dir_;
+    TempDir dir_;
 };
 
 /// The message without the lines that the database layer logged before it.
@@ -299,10 +297,11 @@ TEST_F(RootProgram, ShowsAnExampleWithTheHelpOfEveryCommand)
         std::vector<std::string> arguments = command;
         arguments.insert(arguments.begin(), KEEPSAFE_SANDBOX_PROGRAM);
         arguments.emplace_back("--help");
-        const ProgramResult result = keepsafe_test::runProgram(arguments);
+        const ProgramResult result = runProgram(arguments);
         EXPECT_EQ(result.exitStatus, 0);
         EXPECT_THAT(result.output, HasSubstr("Example:\n  "));
     }
 }
 
 } // namespace
+} // namespace keepsafe_test

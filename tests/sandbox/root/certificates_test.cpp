@@ -17,6 +17,7 @@
 #include "support/Certificates.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_sandbox::Certificate;
@@ -26,11 +27,6 @@ using keepsafe_sandbox::EnsuredFile;
 using keepsafe_sandbox::PrivateKey;
 using keepsafe_sandbox::RootLayout;
 using keepsafe_service::InputError;
-using keepsafe_test::CertificateAuthority;
-using keepsafe_test::CertificateFiles;
-using keepsafe_test::readFile;
-using keepsafe_test::thrownBy;
-using keepsafe_test::writeFile;
 using testing::StartsWith;
 namespace fs = std::filesystem;
 
@@ -65,7 +61,7 @@ protected:
         fs::copy_file(files.certificate, certificate, fs::copy_options::overwrite_existing);
     }
 
-    keepsafe_test::TestRoot root_;
+    TestRoot root_;
     const RootLayout& layout_ = root_.layout;
 };
 
@@ -242,9 +238,10 @@ TEST_F(Certificates, WhoseKeysHaveAPassPhraseAreRefusedAndNobodyIsAskedForIt)
     ensure();
     const std::string plain = root_.folder.path("plain.key");
     fs::rename(layout_.hostKey(), plain);
-    keepsafe_test::encryptKey(plain, layout_.hostKey(), "secret");
+    encryptKey(plain, layout_.hostKey(), "secret");
     EXPECT_THAT(refusal(),
                 StartsWith(layout_.hostKey() + ": no private key in PEM form without a pass phrase"));
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -9,6 +9,7 @@
 #include "sandbox/root/TestRoot.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_sandbox::configurationText;
@@ -17,8 +18,6 @@ using keepsafe_sandbox::RootLayout;
 using keepsafe_service::databaseSettings;
 using keepsafe_service::findConfiguration;
 using keepsafe_service::InputError;
-using keepsafe_test::thrownBy;
-using keepsafe_test::writeFile;
 using Tessara::Dal::DbConnectionSettings;
 using Tessara::Keepsafe::Platform::Config;
 
@@ -39,7 +38,7 @@ protected:
         return thrownBy<InputError>([this] { (void)findConfiguration(root_.layout.configuration()); }).what();
     }
 
-    keepsafe_test::TestRoot root_;
+    TestRoot root_;
 };
 
 TEST_F(RootConfiguration, SwitchesEnforcementOnAndLogsBelowTheRoot)
@@ -87,3 +86,4 @@ TEST_F(RootConfiguration, ThatIsMalformedIsRefusedWithItsPlace)
 }
 
 } // namespace
+} // namespace keepsafe_test

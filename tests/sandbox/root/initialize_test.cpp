@@ -18,6 +18,7 @@
 #include "support/thrown.h"
 #include "tokens/TokenIssuer.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_sandbox::CriteriaStore;
@@ -28,9 +29,6 @@ using keepsafe_sandbox::TokenStore;
 using keepsafe_service::Database;
 using keepsafe_service::DatabaseError;
 using keepsafe_service::InputError;
-using keepsafe_test::readFile;
-using keepsafe_test::thrownBy;
-using keepsafe_test::writeFile;
 using Tessara::Dal::DbConnectionSettings;
 namespace fs = std::filesystem;
 
@@ -85,9 +83,9 @@ protected:
         return found;
     }
 
-    keepsafe_test::TestRoot root_;
+    TestRoot root_;
     const RootLayout& layout_ = root_.layout;
-    keepsafe_test::CapturedLog log_;
+    CapturedLog log_;
 };
 
 TEST_F(Initialize, MakesEverythingThatAWorkingRootNeeds)
@@ -282,3 +280,4 @@ TEST_F(Initialize, TellsWhatAnOlderConfigurationHasToBeTold)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -10,15 +10,13 @@
 #include "sandbox/root/TestRoot.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_sandbox::ensureSigningKeys;
 using keepsafe_sandbox::loadSigner;
 using keepsafe_sandbox::TokenSigner;
 using keepsafe_service::InputError;
-using keepsafe_test::readFile;
-using keepsafe_test::thrownBy;
-using keepsafe_test::writeFile;
 namespace fs = std::filesystem;
 
 class SigningKeys : public testing::Test {
@@ -60,7 +58,7 @@ protected:
         ::chmod(privateKey().c_str(), 0600);
     }
 
-    keepsafe_test::TestRoot root_;
+    TestRoot root_;
 };
 
 TEST_F(SigningKeys, AreMadeOnceAndKept)
@@ -143,3 +141,4 @@ TEST_F(SigningKeys, AMissingOneIsToldWithWhatMakesIt)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -12,12 +12,12 @@
 #include "support/thrown.h"
 #include "tokens/TokenSigner.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_sandbox::base64Url;
 using keepsafe_sandbox::TokenSigner;
 using keepsafe_service::InputError;
-using keepsafe_test::thrownBy;
 
 TEST(Base64Url, GivesTheExamplesOfItsStandardWithoutPadding)
 {
@@ -130,3 +130,4 @@ TEST(TokenSigner, NamesRs256InTheUsualHeader)
 }
 
 } // namespace
+} // namespace keepsafe_test

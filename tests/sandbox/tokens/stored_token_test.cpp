@@ -8,13 +8,13 @@
 #include "tokens/TokenSigner.h"
 #include "tokens/stored_token.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_sandbox::base64Url;
 using keepsafe_sandbox::describeStored;
 using keepsafe_sandbox::sessionIdOf;
 using keepsafe_service::InputError;
-using keepsafe_test::thrownBy;
 
 class StoredToken : public testing::Test {
 protected:
@@ -25,7 +25,7 @@ protected:
         return thrownBy<InputError>([&] { (void)sessionIdOf(text); }).what();
     }
 
-    keepsafe_test::CapturedLog log_;
+    CapturedLog log_;
 };
 
 TEST_F(StoredToken, BelongsToTheSessionThatJtiNames)
@@ -56,3 +56,4 @@ TEST_F(StoredToken, IsDescribedWithoutWhatItDoesNotSay)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -10,11 +10,11 @@
 #include "support/thrown.h"
 #include "tokens/token_options.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_sandbox::parseLifetime;
 using keepsafe_sandbox::parseRoles;
-using keepsafe_test::thrownBy;
 using namespace std::chrono_literals;
 
 std::string messageOf(const std::function<void()>& call)
@@ -77,3 +77,4 @@ TEST(Roles, TheItemThatIsNoRoleIdIsNamed)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -29,6 +29,7 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::CachePublisher;
@@ -36,16 +37,6 @@ using keepsafe_service::FileError;
 using keepsafe_service::LockBusy;
 using keepsafe_service::PosixFileSystem;
 using keepsafe_service::PublishError;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::findingIn;
-using keepsafe_test::findingOf;
-using keepsafe_test::imageOfGeneration;
-using keepsafe_test::Process;
-using keepsafe_test::readFile;
-using keepsafe_test::StoppedReader;
-using keepsafe_test::TempDir;
-using keepsafe_test::thrownBy;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -297,3 +288,4 @@ TEST_F(CachePublisherTest, SaysSoWhenItMayNotWrite)
 }
 
 } // namespace
+} // namespace keepsafe_test

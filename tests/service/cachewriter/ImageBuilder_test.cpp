@@ -8,13 +8,13 @@
 #include "errors/InputError.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::CacheImage;
 using keepsafe_service::CacheObject;
 using keepsafe_service::ImageBuilder;
 using keepsafe_service::InputError;
-using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Operation;
 using testing::SizeIs;
@@ -129,3 +129,4 @@ TEST(RecordOffset, EndsWhereAnOffsetOf32BitsEnds)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -14,15 +14,13 @@
 #include "support/TempDir.h"
 #include "json/json_text.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::JsonHandle;
 using keepsafe_service::OpenFile;
 using keepsafe_service::PosixFileSystem;
 using keepsafe_service::updateManifest;
-using keepsafe_test::readFile;
-using keepsafe_test::TempDir;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
@@ -117,3 +115,4 @@ TEST(ManifestFile, ShowsOldOrNewOrNoJsonToAReaderThatIsOvertakenAnywhere)
 }
 
 } // namespace
+} // namespace keepsafe_test

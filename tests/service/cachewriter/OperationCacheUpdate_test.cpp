@@ -15,6 +15,7 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::FileError;
@@ -25,9 +26,6 @@ using keepsafe_service::OperationChange;
 using keepsafe_service::PosixFileSystem;
 using keepsafe_service::PublishError;
 using keepsafe_service::Renumber;
-using keepsafe_test::readFile;
-using keepsafe_test::thrownBy;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::OperationCache;
 
@@ -57,8 +55,8 @@ protected:
         return found ? found->offset : -1;
     }
 
-    keepsafe_test::TempRoot root_;
-    keepsafe_test::CapturedLog log_;
+    TempRoot root_;
+    CapturedLog log_;
     PosixFileSystem fileSystem_;
 };
 
@@ -228,3 +226,4 @@ TEST_F(OperationCacheUpdateTest, RefusesADirectoryInTheFilesPlace)
 }
 
 } // namespace
+} // namespace keepsafe_test

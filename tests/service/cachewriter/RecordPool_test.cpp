@@ -13,13 +13,13 @@
 #include "errors/InputError.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::FileContent;
 using keepsafe_service::FileRange;
 using keepsafe_service::InputError;
 using keepsafe_service::RecordPool;
-using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::ManagedObject;
 using Tessara::Keepsafe::Rbac::NodeOffset;
 using testing::ElementsAre;
@@ -152,3 +152,4 @@ TEST(RecordPool, RefusesToOutgrowItsLimitAndStaysAsItWas)
 }
 
 } // namespace
+} // namespace keepsafe_test

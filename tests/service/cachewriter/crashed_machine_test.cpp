@@ -19,6 +19,7 @@
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::CacheLocation;
@@ -29,13 +30,6 @@ using keepsafe_service::LiveCache;
 using keepsafe_service::OperationBits;
 using keepsafe_service::publishCache;
 using keepsafe_service::Renumber;
-using keepsafe_test::DiskStep;
-using keepsafe_test::findingIn;
-using keepsafe_test::forEachCrash;
-using keepsafe_test::imageOfGeneration;
-using keepsafe_test::LoggedFileSystem;
-using keepsafe_test::objectsOfGeneration;
-using keepsafe_test::SimulatedDisk;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Findings = std::set<std::string>;
 
@@ -110,8 +104,8 @@ protected:
         return {meanwhile, findings()};
     }
 
-    keepsafe_test::TempDir root_;
-    keepsafe_test::CapturedLog log_{17};
+    TempDir root_;
+    CapturedLog log_{17};
     LoggedFileSystem fileSystem_;
     SimulatedDisk disk_;
 
@@ -171,7 +165,7 @@ TEST_F(CrashedMachine, DoesNotKeepTheNextWriterFromRepairing)
             if (number++ % sampled != 0) {
                 return std::string("generation 2");
             }
-            keepsafe_test::UnsyncedFileSystem fileSystem;
+            UnsyncedFileSystem fileSystem;
             publishCache(fileSystem, CacheLocation(folder, "vault"), VAULT, imageOfGeneration(2),
                          OperationBits{{ObjectNamespace("OPERATIONS", "VIEW"), 2}}, Renumber::Allow);
             return foundBelow(folder);
@@ -183,10 +177,8 @@ TEST_F(CrashedMachine, DoesNotKeepTheNextWriterFromRepairing)
 /// What the operation cache says, for a machine that stopped while the access cache changed with it.
 std::string bitBelow(const std::string& root)
 {
-    return keepsafe_test::readFile(CacheLocation(root, "vault").operationCache()).find(": 1") !=
-                   std::string::npos
-               ? "1"
-               : "4";
+    return readFile(CacheLocation(root, "vault").operationCache()).find(": 1") != std::string::npos ? "1"
+                                                                                                    : "4";
 }
 
 TEST_F(CrashedMachine, NeverPairsNewBitsOfOperationsWithAnOldCache)
@@ -203,3 +195,4 @@ TEST_F(CrashedMachine, NeverPairsNewBitsOfOperationsWithAnOldCache)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -23,6 +23,7 @@
 /// The writer is stopped at each of its steps in turn; then readers look at what it left, and the next writer
 /// repairs it.
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::CacheImage;
@@ -34,13 +35,6 @@ using keepsafe_service::ImageBuilder;
 using keepsafe_service::OperationBits;
 using keepsafe_service::publishCache;
 using keepsafe_service::Renumber;
-using keepsafe_test::findingIn;
-using keepsafe_test::findingOf;
-using keepsafe_test::imageOfGeneration;
-using keepsafe_test::InterruptedFileSystem;
-using keepsafe_test::Process;
-using keepsafe_test::ProcessEnd;
-using keepsafe_test::UnsyncedFileSystem;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -70,8 +64,8 @@ protected:
         return !isWhole;
     }
 
-    keepsafe_test::TempDir dir_;
-    keepsafe_test::CapturedLog log_;
+    TempDir dir_;
+    CapturedLog log_;
 };
 
 const auto EVERY_INTERRUPTION =
@@ -203,7 +197,7 @@ std::string decisionsIn(const std::string& root)
 
 TEST_P(InterruptedWriter, NeverPairsNewBitsOfOperationsWithAnOldCache)
 {
-    const keepsafe_test::TempRoot root;
+    const TempRoot root;
     const Numbering before{1, 2};
     const Numbering after{2, 1};
     UnsyncedFileSystem wholeFileSystem;
@@ -219,3 +213,4 @@ TEST_P(InterruptedWriter, NeverPairsNewBitsOfOperationsWithAnOldCache)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -7,11 +7,11 @@
 #include "cachewriter/PublishError.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::Metadata;
 using keepsafe_service::PublishError;
-using keepsafe_test::thrownBy;
 
 Metadata example()
 {
@@ -77,3 +77,4 @@ TEST(Metadata, OfALaterFormatIsRefused)
 }
 
 } // namespace
+} // namespace keepsafe_test

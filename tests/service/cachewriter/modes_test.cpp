@@ -12,12 +12,12 @@
 
 /// Who may read what is published does not depend on the umask of the process that publishes.
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::CacheLocation;
 using keepsafe_service::OperationBits;
 using keepsafe_service::Renumber;
-using keepsafe_test::imageOfGeneration;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 namespace fs = std::filesystem;
 
@@ -41,7 +41,7 @@ protected:
     }
 
     const mode_t before_;
-    keepsafe_test::TempDir dir_;
+    TempDir dir_;
     CacheLocation location_{dir_.path("root"), "vault"};
 };
 
@@ -74,3 +74,4 @@ TEST_P(PublishedModes, AreKeptAsNarrowAsAnOperatorHasMadeThem)
 }
 
 } // namespace
+} // namespace keepsafe_test

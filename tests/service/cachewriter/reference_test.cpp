@@ -14,11 +14,9 @@
 
 /// Random caches, written by this writer and asked through the library, answer like plain maps and sets.
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::AccessModel;
-using keepsafe_test::imageOf;
-using keepsafe_test::RandomCache;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::DiskAccessChecker;
 using Tessara::Keepsafe::Rbac::Manifest;
@@ -29,7 +27,7 @@ TEST(WrittenCache, AnswersLikePlainMapsAndSets)
 {
     constexpr unsigned caches = 20;
     constexpr unsigned questions = 1000;
-    const keepsafe_test::TempDir dir;
+    const TempDir dir;
     keepsafe_service::PosixFileSystem fileSystem;
     unsigned allowed = 0;
     for (unsigned seed = 0; seed < caches; ++seed) {
@@ -53,3 +51,4 @@ TEST(WrittenCache, AnswersLikePlainMapsAndSets)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -8,11 +8,10 @@
 #include "support/Process.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
 using namespace keepsafe_service;
-using keepsafe_test::ProgramResult;
-using keepsafe_test::runProgram;
 using testing::HasSubstr;
 
 /// A program of two commands, one of them a group.
@@ -30,7 +29,7 @@ protected:
         list->add_subcommand("long", "List all")->add_option("--most", most_, "How many")->type_name("N");
     }
 
-    void save(const std::string& text) const { keepsafe_test::writeFile(folder_.path("script"), text); }
+    void save(const std::string& text) const { writeFile(folder_.path("script"), text); }
 
     /// What the shell offers for the last word of the line, a word a line.
     [[nodiscard]] std::string bash(const std::string& line) const
@@ -51,7 +50,7 @@ protected:
             .output;
     }
 
-    keepsafe_test::TempDir folder_;
+    TempDir folder_;
     CLI::App program_{"A program: it does things", "a-program"};
     std::string input_;
     std::string root_;
@@ -110,3 +109,4 @@ TEST_F(DocumentsTest, ZshTakesTheScript)
 }
 
 } // namespace
+} // namespace keepsafe_test

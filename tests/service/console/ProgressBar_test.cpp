@@ -12,10 +12,10 @@
 #include "support/Descriptor.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::ProgressBar;
-using keepsafe_test::Descriptor;
 using std::chrono::milliseconds;
 
 const std::string CLEAR = "\r\x1b[K";
@@ -106,14 +106,15 @@ TEST(ProgressBar, SaysNothingOfShortWork)
 
 TEST(ProgressBar, IsNotDrawnElsewhere)
 {
-    const keepsafe_test::TempDir folder;
-    const Descriptor file = keepsafe_test::openFile(folder.path("file"), O_CREAT | O_WRONLY);
+    const TempDir folder;
+    const Descriptor file = openFile(folder.path("file"), O_CREAT | O_WRONLY);
     {
         ProgressBar bar(file.get(), milliseconds(0));
         bar.show("reading");
         std::this_thread::sleep_for(milliseconds(20));
     }
-    EXPECT_EQ(keepsafe_test::readFile(folder.path("file")), "");
+    EXPECT_EQ(readFile(folder.path("file")), "");
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -11,14 +11,13 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::AlreadyRunning;
 using keepsafe_service::CacheLocation;
 using keepsafe_service::FileError;
 using keepsafe_service::ServiceLock;
-using keepsafe_test::TempDir;
-using keepsafe_test::thrownBy;
 
 class ServiceLockTest : public testing::Test {
 protected:
@@ -61,8 +60,9 @@ TEST_F(ServiceLockTest, CanBeTakenByNobodyElseAsItsFileIsItsOwnersAlone)
 
 TEST_F(ServiceLockTest, SaysWhenItsFileCannotBeMade)
 {
-    keepsafe_test::writeFile(root_.path("wmc"), "");
+    writeFile(root_.path("wmc"), "");
     EXPECT_THROW(ServiceLock(location_, "the service"), FileError);
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -12,11 +12,11 @@
 #include "service/daemon/NotifySocket.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::Watchdog;
 using keepsafe_service::watchdogPeriod;
-using keepsafe_test::NotifySocket;
 using std::chrono::microseconds;
 
 class WatchdogTest : public testing::Test {
@@ -36,7 +36,7 @@ protected:
         return watchdogPeriod();
     }
 
-    keepsafe_test::TempDir folder_;
+    TempDir folder_;
     NotifySocket socket_{folder_.path("notify")};
 };
 
@@ -86,3 +86,4 @@ TEST_F(WatchdogTest, HasThePeriodThatTheManagerNames)
 }
 
 } // namespace
+} // namespace keepsafe_test

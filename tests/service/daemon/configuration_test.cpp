@@ -9,6 +9,7 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::databaseSettings;
@@ -16,7 +17,6 @@ using keepsafe_service::findConfiguration;
 using keepsafe_service::InputError;
 using keepsafe_service::listenAddress;
 using keepsafe_service::serverTlsFiles;
-using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Platform::Config;
 
 constexpr char COMPLETE[] = R"(master_server = "master.example"
@@ -39,11 +39,11 @@ protected:
 
     [[nodiscard]] Config find(const std::string& text) const
     {
-        keepsafe_test::writeFile(path_, text);
+        writeFile(path_, text);
         return findConfiguration(path_).value();
     }
 
-    keepsafe_test::TempDir folder_;
+    TempDir folder_;
     const std::string path_ = folder_.path("ksrbacd.toml");
 };
 
@@ -88,3 +88,4 @@ TEST_F(ServiceConfiguration, IsRefusedForWhatItLeavesOut)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -17,13 +17,9 @@
 #include "service/support/StoppedReader.h"
 #include "support/PrivatePostgres.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::askMonitor;
-using keepsafe_test::bodyOf;
-using keepsafe_test::NotifySocket;
-using keepsafe_test::Process;
-using keepsafe_test::ServiceProgram;
 using Tessara::Keepsafe::Rbac::RoleAPI;
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -33,7 +29,7 @@ class MonitoredService : public ServiceProgram {
 protected:
     [[nodiscard]] std::map<std::string, double> metrics() const
     {
-        return keepsafe_test::readMetrics(bodyOf(askMonitor(monitor_, "/metrics")));
+        return readMetrics(bodyOf(askMonitor(monitor_, "/metrics")));
     }
     [[nodiscard]] std::string health() const { return askMonitor(monitor_, "/health"); }
 
@@ -72,13 +68,13 @@ TEST_F(MonitoredService, CountsWhatIsAskedOfIt)
 TEST_F(MonitoredService, TellsThatItsCacheIsOutdatedUntilItIsNotAnyMore)
 {
     const std::string policy = root_.path("policy.json");
-    keepsafe_test::writeFile(policy, R"({"operations":{"|OPERATIONS|VIEW|":0},"roles":[],)"
-                                     R"("objects":[{"namespace":"|KEEPSAFE|"}],"accessDefinitions":[]})");
+    writeFile(policy, R"({"operations":{"|OPERATIONS|VIEW|":0},"roles":[],)"
+                      R"("objects":[{"namespace":"|KEEPSAFE|"}],"accessDefinitions":[]})");
     ASSERT_EQ(root_.sandbox({"import", policy}).exitStatus, 0);
     std::vector<std::string> options = options_;
     options.insert(options.end(), {"--lock-wait", "20"});
-    auto reader = std::make_unique<keepsafe_test::StoppedReader>(
-        root_.path("wmc/webserver/temp/access-caches/service/manifest.json"));
+    auto reader =
+        std::make_unique<StoppedReader>(root_.path("wmc/webserver/temp/access-caches/service/manifest.json"));
     const Process process = started(options);
     EXPECT_THAT(health(), StartsWith("HTTP/1.1 503 "));
     EXPECT_THAT(bodyOf(health()), HasSubstr("manifest.json is locked by others\n"));
@@ -96,11 +92,10 @@ TEST_F(MonitoredService, TellsThatItsCacheIsOutdatedUntilItIsNotAnyMore)
 
 TEST_F(MonitoredService, TellsThatItsDatabaseIsGoneUntilItIsBack)
 {
-    keepsafe_test::PrivatePostgres postgres;
-    std::string text = keepsafe_test::readFile(configuration_);
+    PrivatePostgres postgres;
+    std::string text = readFile(configuration_);
     text.erase(text.find("[database]"));
-    keepsafe_test::writeFile(configuration_,
-                             text + "[database]\nconnection = \"" + postgres.connectionString() + "\"\n");
+    writeFile(configuration_, text + "[database]\nconnection = \"" + postgres.connectionString() + "\"\n");
     const Process process = started(options_);
     const auto await = [this](const std::string& status) {
         const Clock::time_point end = Clock::now() + std::chrono::seconds(60);
@@ -128,7 +123,7 @@ TEST_F(MonitoredService, EndsWithTheService)
     Process process = started(options_);
     process.signal(SIGTERM);
     EXPECT_EQ(process.wait().exitStatus, 0);
-    EXPECT_EQ(keepsafe_test::connectToMonitor(monitor_).get(), -1);
+    EXPECT_EQ(connectToMonitor(monitor_).get(), -1);
 }
 
 TEST_F(MonitoredService, WorksUnderTheFilterOfSystemCallsOfItsUnit)
@@ -142,18 +137,18 @@ TEST_F(MonitoredService, WorksUnderTheFilterOfSystemCallsOfItsUnit)
     ::setenv("NOTIFY_SOCKET", socket.name().c_str(), 1);
     Process process = Process::start(arguments, root_.path("output"), root_.path("errors"));
     ::unsetenv("NOTIFY_SOCKET");
-    ASSERT_EQ(socket.receivedBeside("STATUS="), "READY=1") << keepsafe_test::readFile(root_.path("errors"));
+    ASSERT_EQ(socket.receivedBeside("STATUS="), "READY=1") << readFile(root_.path("errors"));
     RoleAPI().delete_role_by_id(RoleAPI().create_role("a role", "").id);
     EXPECT_EQ(bodyOf(askMonitor("unix:" + root_.path("monitor"), "/health")), "ok\n");
     process.signal(SIGTERM);
-    EXPECT_EQ(process.wait().exitStatus, 0) << keepsafe_test::readFile(root_.path("errors"));
+    EXPECT_EQ(process.wait().exitStatus, 0) << readFile(root_.path("errors"));
 }
 
 TEST_F(MonitoredService, RefusesAnAddressThatOthersReach)
 {
     std::vector<std::string> arguments = command();
     arguments.insert(arguments.end(), {"--monitor", "0.0.0.0:9156"});
-    const keepsafe_test::ProgramResult result = keepsafe_test::runProgram(arguments);
+    const ProgramResult result = runProgram(arguments);
     EXPECT_EQ(result.exitStatus, 2);
     EXPECT_THAT(result.errors,
                 StartsWith("ksrbacd: --monitor \"0.0.0.0:9156\": monitoring is answered on this host alone"));
@@ -178,3 +173,4 @@ TEST_F(MonitoredService, TellsItsManagerWhatItDoesAndThatItIsWell)
 }
 
 } // namespace
+} // namespace keepsafe_test

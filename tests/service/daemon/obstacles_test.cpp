@@ -24,15 +24,10 @@
 #include "service/support/StoppedReader.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using namespace Tessara::Keepsafe::Rbac;
-using keepsafe_test::Process;
-using keepsafe_test::readFile;
-using keepsafe_test::ServiceProgram;
-using keepsafe_test::StoppedReader;
-using keepsafe_test::thrownBy;
-using keepsafe_test::TlsConnection;
 using Tessara::Keepsafe::ServiceRefusal;
 using testing::AllOf;
 using testing::HasSubstr;
@@ -46,9 +41,8 @@ protected:
     Obstacle()
     {
         const std::string policy = root_.path("policy.json");
-        keepsafe_test::writeFile(
-            policy, R"({"operations":{"|OPERATIONS|VIEW|":0},"roles":[{"id":7,"name":"viewer"}],)"
-                    R"("objects":[{"namespace":"|KEEPSAFE|"}],"accessDefinitions":[]})");
+        writeFile(policy, R"({"operations":{"|OPERATIONS|VIEW|":0},"roles":[{"id":7,"name":"viewer"}],)"
+                          R"("objects":[{"namespace":"|KEEPSAFE|"}],"accessDefinitions":[]})");
         const auto imported = root_.sandbox({"import", policy});
         EXPECT_EQ(imported.exitStatus, 0) << imported.errors;
     }
@@ -190,3 +184,4 @@ TEST_F(Obstacle, OfABodyThatDoesNotComeDoesNotKeepTheServiceFromEnding)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -12,13 +12,9 @@
 #include "support/Process.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::Process;
-using keepsafe_test::ProgramResult;
-using keepsafe_test::readFile;
-using keepsafe_test::ServiceProgram;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::Role;
 using Tessara::Keepsafe::Rbac::RoleAPI;
 using testing::HasSubstr;
@@ -43,7 +39,7 @@ TEST_F(ServiceProgram, IsAloneInItsRootWhicheverProgramOffersTheService)
     const Process process = started();
     const std::string running =
         "the service is running for this root (process " + std::to_string(process.pid()) + ")\n";
-    const ProgramResult second = keepsafe_test::runProgram(command());
+    const ProgramResult second = runProgram(command());
     EXPECT_EQ(second.exitStatus, 1);
     EXPECT_EQ(second.errors, "ksrbacd: " + running);
     EXPECT_EQ(root_.sandbox({"serve"}).errors, "ksrbac-sandbox: " + running);
@@ -60,7 +56,7 @@ TEST_F(ServiceProgram, NamesWhatIsWrongWithItsConfiguration)
     EXPECT_THAT(lacking.errors, StartsWith("ksrbacd: " + configuration_ + " names no master server"));
 
     const ProgramResult missing =
-        keepsafe_test::runProgram({KSRBACD_BINARY, "--root", root_.path(), "--config", root_.path("none")});
+        runProgram({KSRBACD_BINARY, "--root", root_.path(), "--config", root_.path("none")});
     EXPECT_EQ(missing.exitStatus, 2);
     EXPECT_EQ(missing.errors, "ksrbacd: " + root_.path("none") + " is missing\n");
 }
@@ -68,7 +64,7 @@ TEST_F(ServiceProgram, NamesWhatIsWrongWithItsConfiguration)
 TEST_F(ServiceProgram, ReadsTheConfigurationOfTheRootUnlessItIsGivenAnother)
 {
     const ProgramResult result =
-        keepsafe_test::runProgram({KSRBACD_BINARY, "--root", root_.path(), "--listen", "192.0.2.1:1556"});
+        runProgram({KSRBACD_BINARY, "--root", root_.path(), "--listen", "192.0.2.1:1556"});
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_EQ(result.errors, "ksrbacd: cannot listen on 192.0.2.1:1556: Cannot assign requested address\n");
 }
@@ -76,7 +72,7 @@ TEST_F(ServiceProgram, ReadsTheConfigurationOfTheRootUnlessItIsGivenAnother)
 TEST_F(ServiceProgram, NamesAFileThatItCannotUse)
 {
     writeFile(root_.path("var/sandbox/tls/server.pem"), "no certificate");
-    const ProgramResult result = keepsafe_test::runProgram(command());
+    const ProgramResult result = runProgram(command());
     EXPECT_EQ(result.exitStatus, 2);
     EXPECT_THAT(result.errors,
                 StartsWith("ksrbacd: " + root_.path("var/sandbox/tls/server.pem") + " cannot be used"));
@@ -84,12 +80,13 @@ TEST_F(ServiceProgram, NamesAFileThatItCannotUse)
 
 TEST(ServiceProgramUsage, IsShownAndHasAVersion)
 {
-    const ProgramResult help = keepsafe_test::runProgram({KSRBACD_BINARY, "--help"});
+    const ProgramResult help = runProgram({KSRBACD_BINARY, "--help"});
     EXPECT_EQ(help.exitStatus, 0);
     EXPECT_THAT(help.output, HasSubstr("--config"));
-    const ProgramResult version = keepsafe_test::runProgram({KSRBACD_BINARY, "--version"});
+    const ProgramResult version = runProgram({KSRBACD_BINARY, "--version"});
     EXPECT_EQ(version.output, "ksrbacd (keepsafe-rbac) " KEEPSAFE_VERSION "\n");
-    EXPECT_EQ(keepsafe_test::runProgram({KSRBACD_BINARY, "--colour"}).exitStatus, 2);
+    EXPECT_EQ(runProgram({KSRBACD_BINARY, "--colour"}).exitStatus, 2);
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -10,12 +10,11 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::mentionToServiceManager;
 using keepsafe_service::tellServiceManager;
-using keepsafe_test::NotifySocket;
-using keepsafe_test::thrownBy;
 
 class ServiceManager : public testing::Test {
 protected:
@@ -23,7 +22,7 @@ protected:
 
     static void announce(const std::string& socket) { ::setenv("NOTIFY_SOCKET", socket.c_str(), 1); }
 
-    keepsafe_test::TempDir folder_;
+    TempDir folder_;
 };
 
 TEST_F(ServiceManager, IsToldThroughItsSocketInTheFileSystem)
@@ -74,3 +73,4 @@ TEST_F(ServiceManager, IsNamedWhenItCannotBeReached)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -7,13 +7,12 @@
 #include "support/CapturedLog.h"
 #include "support/PrivateDatabase.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::Database;
 using keepsafe_service::DatabaseError;
 using keepsafe_service::Transaction;
-using keepsafe_test::DatabaseKind;
-using keepsafe_test::PrivateDatabase;
 
 class TransactionTest : public testing::TestWithParam<DatabaseKind> {
 protected:
@@ -30,12 +29,12 @@ protected:
         return database_.number("count", "SELECT CAST(COUNT(*) AS INTEGER) FROM AUTH_MAIN.numbers");
     }
 
-    keepsafe_test::CapturedLog log_;
+    CapturedLog log_;
     PrivateDatabase private_{GetParam()};
     Database database_{private_.settings()};
 };
 
-INSTANTIATE_TEST_SUITE_P(Databases, TransactionTest, keepsafe_test::allDatabases(), keepsafe_test::kindName);
+INSTANTIATE_TEST_SUITE_P(Databases, TransactionTest, allDatabases(), kindName);
 
 TEST_P(TransactionTest, ChangesAreThereWhenItIsCommitted)
 {
@@ -105,3 +104,4 @@ TEST_P(TransactionTest, IsSeenByOthersWhenItIsCommitted)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -8,14 +8,13 @@
 #include "support/PrivateDatabase.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::Database;
 using keepsafe_service::DatabaseError;
 using keepsafe_service::ensureSchema;
 using keepsafe_service::SchemaOrigin;
-using keepsafe_test::DatabaseKind;
-using keepsafe_test::PrivateDatabase;
 
 class Schema : public testing::TestWithParam<DatabaseKind> {
 protected:
@@ -29,12 +28,12 @@ protected:
         return found;
     }
 
-    keepsafe_test::CapturedLog log_;
+    CapturedLog log_;
     PrivateDatabase private_{GetParam()};
     Database database_{private_.settings()};
 };
 
-INSTANTIATE_TEST_SUITE_P(Databases, Schema, keepsafe_test::allDatabases(), keepsafe_test::kindName);
+INSTANTIATE_TEST_SUITE_P(Databases, Schema, allDatabases(), kindName);
 
 TEST_P(Schema, HasRole0AndTheCountersFromTheBeginning)
 {
@@ -112,7 +111,7 @@ TEST_P(Schema, RefusesATableThatTakesDifferentIdentifiersForTheSame)
         private_.run(
             "CREATE TABLE AUTH_MAIN.AUTH_Access_Token_Details (SessionTokenValue VARCHAR(255) COLLATE " +
             collation + " NOT NULL PRIMARY KEY, AzTokenValue TEXT NOT NULL)");
-        EXPECT_STREQ(keepsafe_test::thrownBy<DatabaseError>([this] { ensure(); }).what(),
+        EXPECT_STREQ(thrownBy<DatabaseError>([this] { ensure(); }).what(),
                      "cannot use the table AUTH_MAIN.AUTH_Access_Token_Details: its column SessionTokenValue "
                      "must have a binary collation");
         private_.run("DROP TABLE AUTH_MAIN.AUTH_Access_Token_Details");
@@ -134,3 +133,4 @@ TEST(PostgresSchema, ComparesIdentifiersOfSessionsByTheCollationC)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -22,23 +22,21 @@ SQLRETURN SQL_API SQLGetInfo(SQLHDBC, SQLUSMALLINT, SQLPOINTER value, SQLSMALLIN
     return SQL_SUCCESS;
 }
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::Database;
 using keepsafe_service::DatabaseError;
 using keepsafe_service::SchemaOrigin;
-using keepsafe_test::DatabaseKind;
-using keepsafe_test::PrivateDatabase;
 
 TEST(ADatabaseOfAnotherKind, IsRefusedBeforeAnythingIsMade)
 {
     PrivateDatabase database(DatabaseKind::Sqlite);
     Database connection(database.settings());
-    EXPECT_STREQ(keepsafe_test::thrownBy<DatabaseError>([&] {
-                     ensureSchema(connection, SchemaOrigin::Attached);
-                 }).what(),
+    EXPECT_STREQ(thrownBy<DatabaseError>([&] { ensureSchema(connection, SchemaOrigin::Attached); }).what(),
                  "cannot use a database of MariaDB: it must be of PostgreSQL or SQLite");
     EXPECT_EQ(connection.number("count", "SELECT COUNT(*) FROM AUTH_MAIN.sqlite_master"), 0);
 }
 
 } // namespace
+} // namespace keepsafe_test

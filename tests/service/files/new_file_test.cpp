@@ -11,6 +11,7 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::createFile;
@@ -18,9 +19,6 @@ using keepsafe_service::ensureFolder;
 using keepsafe_service::EVERYBODY;
 using keepsafe_service::FileError;
 using keepsafe_service::OWNER_ONLY;
-using keepsafe_test::readFile;
-using keepsafe_test::thrownBy;
-using keepsafe_test::writeFile;
 namespace fs = std::filesystem;
 
 mode_t modeOf(const std::string& path)
@@ -38,7 +36,7 @@ protected:
             std::distance(fs::directory_iterator(dir_.path()), fs::directory_iterator()));
     }
 
-    keepsafe_test::TempDir dir_;
+    TempDir dir_;
 };
 
 TEST_F(NewFile, HasItsContentAndTheModeAskedForWhateverTheUmask)
@@ -105,3 +103,4 @@ TEST_F(NewFile, AFileInTheFoldersPlaceIsRefused)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -6,9 +6,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::readMetrics;
 using testing::ElementsAre;
 using testing::Pair;
 
@@ -37,3 +37,4 @@ TEST(MetricsReader, RefusesWhatAStrictReaderMightRefuse)
 }
 
 } // namespace
+} // namespace keepsafe_test

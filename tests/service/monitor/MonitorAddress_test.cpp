@@ -11,13 +11,11 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::InputError;
 using keepsafe_service::MonitorAddress;
-using keepsafe_test::connectToMonitor;
-using keepsafe_test::readFile;
-using keepsafe_test::thrownBy;
 
 std::string faultOf(const std::string& address)
 {
@@ -52,7 +50,7 @@ TEST(MonitorAddress, IsNothingThatOtherHostsReach)
 
 TEST(MonitorAddress, OfAPathIsForItsOwnerAndGroup)
 {
-    const keepsafe_test::TempDir folder;
+    const TempDir folder;
     const MonitorAddress address = MonitorAddress::parse("unix:" + folder.path("monitor"));
     const auto socket = address.listen();
     struct stat status {};
@@ -63,7 +61,7 @@ TEST(MonitorAddress, OfAPathIsForItsOwnerAndGroup)
 
 TEST(MonitorAddress, OfAPathTakesThePlaceOfASocketThatWasLeftThere)
 {
-    const keepsafe_test::TempDir folder;
+    const TempDir folder;
     const MonitorAddress address = MonitorAddress::parse("unix:" + folder.path("monitor"));
     static_cast<void>(address.listen());
     const auto socket = address.listen();
@@ -74,11 +72,12 @@ TEST(MonitorAddress, OfAPathTakesThePlaceOfASocketThatWasLeftThere)
 
 TEST(MonitorAddress, OfAPathKeepsWhatIsNoSocket)
 {
-    const keepsafe_test::TempDir folder;
-    keepsafe_test::writeFile(folder.path("monitor"), "content");
+    const TempDir folder;
+    writeFile(folder.path("monitor"), "content");
     const MonitorAddress address = MonitorAddress::parse("unix:" + folder.path("monitor"));
     static_cast<void>(thrownBy<std::runtime_error>([&] { static_cast<void>(address.listen()); }));
     EXPECT_EQ(readFile(folder.path("monitor")), "content");
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -18,15 +18,10 @@
 #include "support/TempDir.h"
 #include "support/own_address.h"
 
+namespace keepsafe_test {
 namespace {
 
 using namespace keepsafe_service;
-using keepsafe_test::askMonitor;
-using keepsafe_test::bodyOf;
-using keepsafe_test::connectToMonitor;
-using keepsafe_test::Descriptor;
-using keepsafe_test::exchange;
-using keepsafe_test::readMetrics;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -34,10 +29,7 @@ using Clock = std::chrono::steady_clock;
 
 class MonitorTest : public testing::Test {
 protected:
-    explicit MonitorTest(const std::string& address = keepsafe_test::ownAddress() + ":9156") : text_(address)
-    {
-        start();
-    }
+    explicit MonitorTest(const std::string& address = ownAddress() + ":9156") : text_(address) { start(); }
 
     void start()
     {
@@ -52,7 +44,7 @@ protected:
         return askMonitor(text_, path, headers, method);
     }
 
-    keepsafe_test::TempDir folder_;
+    TempDir folder_;
     const std::string text_;
     const MonitorAddress other_ = MonitorAddress::parse("unix:" + folder_.path("service"));
     HttpServer server_{{std::nullopt, other_.listen(), other_.text()}, {}, {}};
@@ -163,7 +155,7 @@ TEST_F(MonitorTest, EndsAtOnceThoughClientsAreConnected)
 
 class UnixMonitorTest : public MonitorTest {
 protected:
-    UnixMonitorTest() : MonitorTest("unix:" + keepsafe_test::TempDir().path() + "-socket") {}
+    UnixMonitorTest() : MonitorTest("unix:" + TempDir().path() + "-socket") {}
 };
 
 TEST_F(UnixMonitorTest, AnswersAndRemovesItsSocketAtTheEnd)
@@ -175,3 +167,4 @@ TEST_F(UnixMonitorTest, AnswersAndRemovesItsSocketAtTheEnd)
 }
 
 } // namespace
+} // namespace keepsafe_test

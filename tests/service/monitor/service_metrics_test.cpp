@@ -12,10 +12,10 @@
 #include "service/monitor/MetricsReader.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
 using namespace keepsafe_service;
-using keepsafe_test::readMetrics;
 using std::chrono::milliseconds;
 
 class ServiceMetrics : public testing::Test {
@@ -27,7 +27,7 @@ protected:
                             std::chrono::system_clock::time_point(milliseconds(1500)), "1.2"}));
     }
 
-    keepsafe_test::TempDir folder_;
+    TempDir folder_;
     const MonitorAddress address_ = MonitorAddress::parse("unix:" + folder_.path("socket"));
     HttpServer server_{{std::nullopt, address_.listen(), address_.text()}, {}, {}};
     ControlFigures control_;
@@ -103,3 +103,4 @@ TEST(ExpositionText, EscapesLabelsAndWritesNumbersThatAreReadAsTheSame)
 }
 
 } // namespace
+} // namespace keepsafe_test

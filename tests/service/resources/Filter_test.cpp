@@ -8,11 +8,11 @@
 #include "accesscontrol/Refusal.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::Filter;
 using keepsafe_service::Refusal;
-using keepsafe_test::thrownBy;
 
 const std::vector<std::string> FIELDS = {"id", "name"};
 
@@ -103,3 +103,4 @@ TEST(Filter, RefusesAFieldThatIsNotKnown)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -8,6 +8,7 @@
 #include "accesscontrol/Refusal.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::idOf;
@@ -15,7 +16,6 @@ using keepsafe_service::namespaceOf;
 using keepsafe_service::Refusal;
 using keepsafe_service::RequestTarget;
 using keepsafe_service::shown;
-using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 
 const std::string PREFIX = "/keepsafe/access-control/";
@@ -118,3 +118,4 @@ TEST(RequestTarget, IsShownInAsciiAndShortened)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -10,17 +10,13 @@
 #include "service/accesscontrol/AccessControlTest.h"
 #include "json/json_text.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::JsonHandle;
 using keepsafe_service::Router;
 using keepsafe_service::ServiceRequest;
 using keepsafe_service::ServiceResponse;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::DatabaseKind;
-using keepsafe_test::LogLine;
-using keepsafe_test::READY;
-using keepsafe_test::VIEW;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -48,7 +44,7 @@ std::string states(const std::string& object, const std::string& state)
            object + R"(","state":")" + state + R"("}]}}})";
 }
 
-class Resources : public keepsafe_test::AccessControlTest {
+class Resources : public AccessControlTest {
 protected:
     /// Status and body.
     std::string ask(const std::string& method, const std::string& path, const std::string& body = "",
@@ -209,7 +205,7 @@ TEST_P(Resources, RefusalsTellWhatIsWrongInTheirDetails)
 TEST_P(Resources, DocumentsOfAnotherTypeOrFormChangeNothing)
 {
     addObjects("|A|");
-    const auto before = everything({keepsafe_test::ns("|A|")});
+    const auto before = everything({ns("|A|")});
     EXPECT_THAT(ask("POST", "roles", INHERIT_BODY), StartsWith(R"(400 {"errorCode":9103,)"));
     EXPECT_THAT(ask("PATCH", "managed-objects/%7CA%7C", ROLE_BODY), StartsWith(R"(400 {"errorCode":9103,)"));
     EXPECT_THAT(ask("POST", "roles", ""), StartsWith(R"(400 {"errorCode":7610,)"));
@@ -218,7 +214,7 @@ TEST_P(Resources, DocumentsOfAnotherTypeOrFormChangeNothing)
                 StartsWith(R"(400 {"errorCode":20,)"));
     EXPECT_EQ(ask("POST", "roles", ROLE_BODY, "text/plain"),
               error("415", "20", R"(the body's media type \"text/plain\" is not application/json)"));
-    EXPECT_EQ(everything({keepsafe_test::ns("|A|")}), before);
+    EXPECT_EQ(everything({ns("|A|")}), before);
 }
 
 TEST_P(Resources, TakeTheMediaTypeOfEveryVersion)
@@ -317,3 +313,4 @@ TEST_P(Resources, LogEachRequestWithoutItsBody)
 }
 
 } // namespace
+} // namespace keepsafe_test

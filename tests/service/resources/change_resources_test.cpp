@@ -10,12 +10,12 @@
 #include "service/accesscontrol/AccessControlTest.h"
 #include "json/json_text.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::JsonHandle;
 using keepsafe_service::Router;
 using keepsafe_service::ServiceResponse;
-using keepsafe_test::DatabaseKind;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -26,7 +26,7 @@ const std::string GRANT =
     R"("role":{"data":{"id":"7","type":"accessControlRole"}},)"
     R"("operations":{"data":[{"id":"|OPERATIONS|VIEW|","type":"accessControlOperation"}]}}}})";
 
-class ChangeResource : public keepsafe_test::AccessControlTest {
+class ChangeResource : public AccessControlTest {
 protected:
     ServiceResponse ask(const std::string& method, const std::string& path, const std::string& body = "",
                         const std::string& client = "CN=tester") const
@@ -167,7 +167,7 @@ TEST_P(ChangeResource, BeginsBehindTheLaterOfRevisionAndCursor)
 TEST_P(ChangeResource, IsFilteredByTimeAndRole)
 {
     addObjects("|A|");
-    grant("|A|", keepsafe_test::VIEW);
+    grant("|A|", VIEW);
     EXPECT_THAT(changes("?role=7&since=2"), ElementsAre("5-1 accessDefinitionAdded"));
     EXPECT_THAT(changes("?role=9"), IsEmpty());
     EXPECT_THAT(changes("?since=2000-01-01T00:00:00Z&limit=1"), ElementsAre("1-1 journalBegun"));
@@ -212,3 +212,4 @@ TEST_P(ChangeResource, SaysThatTheDatabaseFailed)
 }
 
 } // namespace
+} // namespace keepsafe_test

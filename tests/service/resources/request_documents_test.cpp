@@ -12,10 +12,10 @@
 #include "support/SmallStackThread.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using namespace keepsafe_service;
-using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Propagation;
 namespace Rbac = Tessara::Keepsafe::Rbac;
@@ -273,8 +273,7 @@ TEST(RequestDocuments, ThatAreNestedDeepNeedASmallStack)
 {
     const std::string body = "{\"data\":" + std::string(2000, '[') + std::string(2000, ']') + "}";
     std::string message;
-    keepsafe_test::runOnSmallStack(
-        [&] { message = thrownBy<Refusal>([&] { (void)readRegistration(body); }).what(); }, 64);
+    runOnSmallStack([&] { message = thrownBy<Refusal>([&] { (void)readRegistration(body); }).what(); }, 64);
     EXPECT_EQ(
         message,
         "the request's body is not JSON: line 1, column 108: more than 100 levels of arrays and objects");
@@ -287,7 +286,7 @@ TEST(RequestDocuments, OfManySmallValuesAreRefusedBeforeTheyTakeMemory)
         body += ",{}";
     }
     body += "]}";
-    keepsafe_test::PeakMemory peak;
+    PeakMemory peak;
     const Refusal refusal = thrownBy<Refusal>([&] { (void)readRegistrations(body); });
     EXPECT_EQ(refusal.kind(), Refusal::Malformed);
     EXPECT_THAT(refusal.what(), testing::EndsWith("values need more than 268435456 bytes"));
@@ -295,3 +294,4 @@ TEST(RequestDocuments, OfManySmallValuesAreRefusedBeforeTheyTakeMemory)
 }
 
 } // namespace
+} // namespace keepsafe_test

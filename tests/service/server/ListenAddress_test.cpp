@@ -8,11 +8,11 @@
 #include "errors/InputError.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::InputError;
 using keepsafe_service::ListenAddress;
-using keepsafe_test::thrownBy;
 
 TEST(ListenAddress, HasAHostAndAPort)
 {
@@ -34,3 +34,4 @@ TEST(ListenAddress, ThatIsNoneIsRefusedWithAnExample)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -22,6 +22,7 @@
 #include "support/TempDir.h"
 #include "verify/cache_report.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::CacheLocation;
@@ -30,13 +31,6 @@ using keepsafe_service::InputError;
 using keepsafe_service::LiveCache;
 using keepsafe_service::OperationBits;
 using keepsafe_service::Renumber;
-using keepsafe_test::findingIn;
-using keepsafe_test::findingOf;
-using keepsafe_test::imageOfGeneration;
-using keepsafe_test::objectsOfGeneration;
-using keepsafe_test::readFile;
-using keepsafe_test::RecordingFileSystem;
-using keepsafe_test::writeFile;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -86,8 +80,8 @@ protected:
 
     static inline const OperationBits OPERATIONS{{ObjectNamespace("OPERATIONS", "VIEW"), 1}};
 
-    keepsafe_test::TempRoot root_;
-    keepsafe_test::CapturedLog log_{17};
+    TempRoot root_;
+    CapturedLog log_{17};
     RecordingFileSystem fileSystem_;
     CacheLocation location_{root_.path(), "vault"};
     LiveCache cache_{fileSystem_, location_, ObjectNamespace("VAULT")};
@@ -305,3 +299,4 @@ TEST_F(LiveCacheTest, KeepsALevelOfManySiblingsLow)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -8,6 +8,7 @@
 #include "errors/InputError.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::CacheContent;
@@ -16,7 +17,6 @@ using keepsafe_service::FileContent;
 using keepsafe_service::FileRange;
 using keepsafe_service::InputError;
 using keepsafe_service::LiveContent;
-using keepsafe_test::thrownBy;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::Operation;
 
@@ -152,3 +152,4 @@ TEST_P(FullContent, StaysAsItWas)
 }
 
 } // namespace
+} // namespace keepsafe_test

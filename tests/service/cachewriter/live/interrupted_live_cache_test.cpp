@@ -19,6 +19,7 @@
 /// A writer that publishes twice, the second time what has changed only, is stopped at each of its steps in
 /// turn; then readers look at what it left.
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::CacheLocation;
@@ -26,13 +27,6 @@ using keepsafe_service::CacheObject;
 using keepsafe_service::FileSystem;
 using keepsafe_service::LiveCache;
 using keepsafe_service::OperationBits;
-using keepsafe_test::findingIn;
-using keepsafe_test::findingOf;
-using keepsafe_test::InterruptedFileSystem;
-using keepsafe_test::objectsOfGeneration;
-using keepsafe_test::Process;
-using keepsafe_test::ProcessEnd;
-using keepsafe_test::UnsyncedFileSystem;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -88,8 +82,8 @@ protected:
         return end.exitStatus != 0;
     }
 
-    keepsafe_test::TempDir dir_;
-    keepsafe_test::CapturedLog log_{17};
+    TempDir dir_;
+    CapturedLog log_{17};
     CacheLocation location_{dir_.path(), "vault"};
 };
 
@@ -135,3 +129,4 @@ TEST_F(InterruptedLiveCache, ByAFailureIsWholeAfterTheNextPublishing)
 }
 
 } // namespace
+} // namespace keepsafe_test

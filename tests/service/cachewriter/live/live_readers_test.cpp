@@ -15,14 +15,13 @@
 /// Readers ask while a writer publishes change after change. One grant wanders from object to object: at any
 /// moment exactly one of them has it, and it is never anywhere else.
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::CacheLocation;
 using keepsafe_service::CacheObject;
 using keepsafe_service::LiveCache;
 using keepsafe_service::OperationBits;
-using keepsafe_test::Process;
-using keepsafe_test::UnsyncedFileSystem;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -104,8 +103,8 @@ protected:
 
     [[nodiscard]] std::string directory() const { return location_.accessCache(); }
 
-    keepsafe_test::TempDir dir_;
-    keepsafe_test::CapturedLog log_{17};
+    TempDir dir_;
+    CapturedLog log_{17};
     UnsyncedFileSystem fileSystem_;
     CacheLocation location_{dir_.path(), "vault"};
     LiveCache cache_{fileSystem_, location_, ObjectNamespace("VAULT")};
@@ -133,3 +132,4 @@ TEST_F(LiveReaders, InThreadsOfTheWritersProcessFindEachGenerationWhole)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -18,16 +18,13 @@
 /// After any sequence of changes the published cache answers like plain maps and sets, and like a cache built
 /// from scratch; and verification finds no fault in it.
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::CacheImage;
 using keepsafe_service::CacheLocation;
 using keepsafe_service::CachePublisher;
 using keepsafe_service::LiveCache;
-using keepsafe_test::AccessModel;
-using keepsafe_test::cacheObject;
-using keepsafe_test::imageOf;
-using keepsafe_test::RandomCache;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::DiskAccessChecker;
 using Tessara::Keepsafe::Rbac::Manifest;
@@ -85,9 +82,9 @@ protected:
         EXPECT_EQ(cache_.objectCount(), model_.objects.size());
     }
 
-    keepsafe_test::TempDir dir_;
-    keepsafe_test::CapturedLog log_{17};
-    keepsafe_test::UnsyncedFileSystem fileSystem_;
+    TempDir dir_;
+    CapturedLog log_{17};
+    UnsyncedFileSystem fileSystem_;
     CacheLocation location_{dir_.path(), "live"};
     LiveCache cache_{fileSystem_, location_, ObjectNamespace()};
     AccessModel model_;
@@ -114,3 +111,4 @@ TEST_P(LiveReference, AnswersAreThoseOfACacheFromScratch)
 }
 
 } // namespace
+} // namespace keepsafe_test
