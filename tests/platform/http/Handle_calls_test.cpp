@@ -47,6 +47,9 @@ CURLcode curl_global_init(long /*flags*/)
 CURL* curl_easy_init() { return libcurl.hasHandles ? &easyHandle : nullptr; }
 void curl_easy_cleanup(CURL* /*handle*/) { ++libcurl.cleanups; }
 #undef curl_easy_setopt
+// The last named parameter is of an enumeration's type, as libcurl declares it. clang would have it promoted.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wvarargs"
 CURLcode curl_easy_setopt(CURL* /*handle*/, CURLoption option, ...)
 {
     va_list values;
@@ -63,6 +66,7 @@ CURLcode curl_easy_setopt(CURL* /*handle*/, CURLoption option, ...)
     va_end(values);
     return libcurl.refused.count(option) != 0 ? CURLE_UNKNOWN_OPTION : CURLE_OK;
 }
+#pragma GCC diagnostic pop
 
 int dup3(int from, int to, int flags) noexcept
 {
