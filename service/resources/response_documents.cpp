@@ -10,6 +10,7 @@
 #include <keepsafe/platform/uri/percent_encode.h>
 
 #include "json/json_text.h"
+#include "json/json_values.h"
 
 namespace keepsafe_service {
 
@@ -20,21 +21,13 @@ namespace {
 constexpr char ROLE_TYPE[] = "accessControlRole";
 constexpr char OBJECT_TYPE[] = "managedObject";
 
-JsonHandle made(json_t* value)
-{
-    if (value == nullptr) {
-        throw std::bad_alloc(); // also for a text that is not UTF-8, which no record holds
-    }
-    return JsonHandle(value);
-}
-
-JsonHandle text(const std::string& value) { return made(json_stringn(value.data(), value.size())); }
-
 struct Member {
     Member(const char* memberName, JsonHandle memberValue) : name(memberName), value(std::move(memberValue))
     {
     }
-    Member(const char* memberName, const std::string& memberText) : Member(memberName, text(memberText)) {}
+    Member(const char* memberName, const std::string& memberText) : Member(memberName, jsonString(memberText))
+    {
+    }
 
     const char* name;
     mutable JsonHandle value; ///< taken out by the object that it becomes a part of
@@ -42,7 +35,7 @@ struct Member {
 
 JsonHandle object(std::initializer_list<Member> members)
 {
-    JsonHandle result = made(json_object());
+    JsonHandle result = owned(json_object());
     for (const Member& member : members) {
         if (json_object_set_new(result.get(), member.name, member.value.release()) != 0) {
             throw std::bad_alloc();
@@ -54,7 +47,7 @@ JsonHandle object(std::initializer_list<Member> members)
 template <typename Items, typename ToJson>
 JsonHandle array(const Items& items, ToJson toJson)
 {
-    JsonHandle result = made(json_array());
+    JsonHandle result = owned(json_array());
     for (const auto& item : items) {
         if (json_array_append_new(result.get(), toJson(item).release()) != 0) {
             throw std::bad_alloc();
@@ -63,9 +56,9 @@ JsonHandle array(const Items& items, ToJson toJson)
     return result;
 }
 
-JsonHandle boolean(bool value) { return made(json_boolean(value)); }
+JsonHandle boolean(bool value) { return owned(json_boolean(value)); }
 
-JsonHandle integer(std::int64_t value) { return made(json_integer(value)); }
+JsonHandle integer(std::int64_t value) { return owned(json_integer(value)); }
 
 std::string dataDocument(JsonHandle data)
 {
@@ -147,8 +140,8 @@ JsonHandle changeResource(const RecordedEntry& change)
                             {"time", change.time},
                             {"who", change.who},
                             {"what", entry.what},
-                            {"object", entry.object.empty() ? made(json_null()) : text(entry.object)},
-                            {"roleId", entry.roleId == NO_ROLE ? made(json_null()) : integer(entry.roleId)},
+                            {"object", entry.object.empty() ? owned(json_null()) : jsonString(entry.object)},
+                            {"roleId", entry.roleId == NO_ROLE ? owned(json_null()) : integer(entry.roleId)},
                             {"before", kept(entry.before)},
                             {"after", kept(entry.after)}})}});
 }
