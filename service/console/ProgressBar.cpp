@@ -25,19 +25,15 @@ std::string fitting(const std::string& text, int descriptor)
 ProgressBar::ProgressBar(int descriptor, std::chrono::milliseconds silence) : descriptor_(descriptor)
 {
     if (::isatty(descriptor) == 1) {
-        thread_ = std::thread([this, silence] { draw(silence); });
+        drawing_.emplace(RepeatedWork::Pauses{silence, REDRAW_INTERVAL}, [this] { draw(); });
     }
 }
 
 ProgressBar::~ProgressBar()
 {
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        isEnding_ = true;
-    }
-    ending_.notify_all();
-    if (thread_.joinable()) {
-        thread_.join();
+    drawing_.reset();
+    if (!drawn_.empty()) {
+        write("");
     }
 }
 
@@ -61,20 +57,13 @@ std::string ProgressBar::line(const std::string& work, std::uint64_t done, std::
            std::to_string(static_cast<int>(share * 100)) + " %";
 }
 
-void ProgressBar::draw(std::chrono::milliseconds silence)
+void ProgressBar::draw()
 {
-    std::unique_lock<std::mutex> lock(mutex_);
-    std::string drawn;
-    for (auto pause = silence; !ending_.wait_for(lock, pause, [this] { return isEnding_; });
-         pause = REDRAW_INTERVAL) {
-        const std::string text = line(work_, done_, total_);
-        if (text != drawn) {
-            write(fitting(text, descriptor_));
-            drawn = text;
-        }
-    }
-    if (!drawn.empty()) {
-        write("");
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::string text = line(work_, done_, total_);
+    if (text != drawn_) {
+        write(fitting(text, descriptor_));
+        drawn_ = text;
     }
 }
 

@@ -2,13 +2,14 @@
 #define KEEPSAFE_SERVICE_CONSOLE_PROGRESSBAR_H
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string>
-#include <thread>
 
 #include <unistd.h>
+
+#include "threads/RepeatedWork.h"
 
 namespace keepsafe_service {
 
@@ -33,17 +34,16 @@ public:
     static std::string line(const std::string& work, std::uint64_t done, std::uint64_t total);
 
 private:
-    void draw(std::chrono::milliseconds silence);
+    void draw();
     void write(const std::string& text) const;
 
     const int descriptor_;
     std::mutex mutex_;
-    std::condition_variable ending_;
-    bool isEnding_ = false;
     std::string work_;
     std::uint64_t done_ = 0;
     std::uint64_t total_ = 0;
-    std::thread thread_; ///< last: it uses the others
+    std::string drawn_;
+    std::optional<RepeatedWork> drawing_; ///< last: it uses the others
 };
 
 } // namespace keepsafe_service

@@ -1,6 +1,7 @@
 #include "daemon/Watchdog.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "daemon/service_manager.h"
 
@@ -11,32 +12,21 @@ namespace {
 constexpr std::chrono::microseconds SHORTEST_PAUSE{1000};
 constexpr int SIGNS_IN_A_PERIOD = 4;
 
+RepeatedWork::Pauses pausesIn(std::chrono::microseconds period)
+{
+    const auto pause = std::max(period / SIGNS_IN_A_PERIOD, SHORTEST_PAUSE);
+    return {pause, pause};
+}
+
 } // namespace
 
 Watchdog::Watchdog(std::chrono::microseconds period, std::function<bool()> hasMadeProgress)
-    : hasMadeProgress_(std::move(hasMadeProgress)),
-      thread_([this, period] { run(std::max(period / SIGNS_IN_A_PERIOD, SHORTEST_PAUSE)); })
+    : signs_(pausesIn(period), [hasMadeProgress = std::move(hasMadeProgress)] {
+          if (hasMadeProgress()) {
+              mentionToServiceManager("WATCHDOG=1");
+          }
+      })
 {
-}
-
-Watchdog::~Watchdog()
-{
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        isEnding_ = true;
-    }
-    ending_.notify_all();
-    thread_.join();
-}
-
-void Watchdog::run(std::chrono::microseconds pause)
-{
-    std::unique_lock<std::mutex> lock(mutex_);
-    while (!ending_.wait_for(lock, pause, [this] { return isEnding_; })) {
-        if (hasMadeProgress_()) {
-            mentionToServiceManager("WATCHDOG=1");
-        }
-    }
 }
 
 } // namespace keepsafe_service

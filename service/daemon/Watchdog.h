@@ -2,10 +2,9 @@
 #define KEEPSAFE_SERVICE_DAEMON_WATCHDOG_H
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
-#include <thread>
+
+#include "threads/RepeatedWork.h"
 
 namespace keepsafe_service {
 
@@ -15,18 +14,9 @@ class Watchdog {
 public:
     /// `hasMadeProgress` is asked by a thread of this object, throws nothing, and outlives the object.
     Watchdog(std::chrono::microseconds period, std::function<bool()> hasMadeProgress);
-    ~Watchdog();
-    Watchdog(const Watchdog&) = delete;
-    Watchdog& operator=(const Watchdog&) = delete;
 
 private:
-    void run(std::chrono::microseconds pause);
-
-    const std::function<bool()> hasMadeProgress_;
-    std::mutex mutex_;
-    std::condition_variable ending_;
-    bool isEnding_ = false;
-    std::thread thread_; ///< last: it uses the others
+    RepeatedWork signs_;
 };
 
 } // namespace keepsafe_service

@@ -9,28 +9,8 @@ namespace keepsafe_service {
 
 DatabaseWatch::DatabaseWatch(const Tessara::Dal::DbConnectionSettings& settings, ServiceHealth& health,
                              std::chrono::milliseconds pause)
-    : database_(settings), health_(health), thread_([this, pause] { run(pause); })
+    : database_(settings), health_(health), asking_({std::chrono::microseconds(0), pause}, [this] { ask(); })
 {
-}
-
-DatabaseWatch::~DatabaseWatch()
-{
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        isEnding_ = true;
-    }
-    ending_.notify_all();
-    thread_.join();
-}
-
-void DatabaseWatch::run(std::chrono::milliseconds pause)
-{
-    std::unique_lock<std::mutex> lock(mutex_);
-    do {
-        lock.unlock();
-        ask();
-        lock.lock();
-    } while (!ending_.wait_for(lock, pause, [this] { return isEnding_; }));
 }
 
 void DatabaseWatch::ask()
