@@ -29,14 +29,10 @@
 #include "support/Descriptor.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
 using namespace Tessara::Keepsafe::Rbac;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::Process;
-using keepsafe_test::ProgramResult;
-using keepsafe_test::RunningService;
-using keepsafe_test::thrownStatus;
 using testing::HasSubstr;
 using testing::StartsWith;
 namespace operations = root_namespaces::operations;
@@ -46,9 +42,9 @@ class ServeProgram : public testing::Test {
 protected:
     std::string policyFile() const
     {
-        keepsafe_test::writeFile(folder_.path("policy.json"),
-                                 R"({"operations":{"|OPERATIONS|VIEW|":0,"|OPERATIONS|ADD|":1},"roles":[],)"
-                                 R"("objects":[{"namespace":"|KEEPSAFE|"}],"accessDefinitions":[]})");
+        writeFile(folder_.path("policy.json"),
+                  R"({"operations":{"|OPERATIONS|VIEW|":0,"|OPERATIONS|ADD|":1},"roles":[],)"
+                  R"("objects":[{"namespace":"|KEEPSAFE|"}],"accessDefinitions":[]})");
         return folder_.path("policy.json");
     }
 
@@ -121,7 +117,7 @@ protected:
         return names;
     }
 
-    const keepsafe_test::TempDir folder_;
+    const TempDir folder_;
     CapturedLog log_{8};
     RunningService service_{policyFile()};
 
@@ -205,9 +201,9 @@ TEST_F(ServeProgram, EndsWith0AndIsBackAtTheSameAddressAtOnce)
 /// A process that has locked a file for reading and does nothing more.
 Process stoppedReader(const std::string& file)
 {
-    const keepsafe_test::Pipe isLocked;
+    const Pipe isLocked;
     Process reader = Process::fork([&] {
-        const keepsafe_test::Descriptor opened = keepsafe_test::openFile(file, O_RDONLY);
+        const Descriptor opened = openFile(file, O_RDONLY);
         struct flock lock = {};
         lock.l_type = F_RDLCK;
         if (::fcntl(opened.get(), F_SETLKW, &lock) != 0 || ::write(isLocked.writeEnd.get(), "\n", 1) != 1) {
@@ -248,12 +244,11 @@ TEST_F(ServeProgram, IsAloneInItsRootAndAtItsAddress)
     EXPECT_EQ(second.exitStatus, 1);
     EXPECT_THAT(second.errors, StartsWith("ksrbac-sandbox: the service is running for this root (process "));
 
-    const ProgramResult made =
-        keepsafe_test::runProgram({service_.sandboxProgram(), "init", "--root", folder_.path("other"),
-                                   "--service", service_.address()});
+    const ProgramResult made = runProgram({service_.sandboxProgram(), "init", "--root", folder_.path("other"),
+                                           "--service", service_.address()});
     ASSERT_EQ(made.exitStatus, 0) << made.errors;
     const ProgramResult other =
-        keepsafe_test::runProgram({service_.sandboxProgram(), "serve", "--root", folder_.path("other")});
+        runProgram({service_.sandboxProgram(), "serve", "--root", folder_.path("other")});
     EXPECT_EQ(other.exitStatus, 1);
     EXPECT_EQ(other.errors,
               "ksrbac-sandbox: cannot listen on " + service_.address() + ":1556: Address already in use\n");
@@ -363,9 +358,9 @@ TEST_F(ServeProgram, ListensWhereItIsTold)
 
 TEST(ServiceWithoutRoot, IsRefused)
 {
-    const keepsafe_test::TempDir folder;
+    const TempDir folder;
     const ProgramResult result =
-        keepsafe_test::runProgram({RunningService::sandboxProgram(), "serve", "--root", folder.path("none")});
+        runProgram({RunningService::sandboxProgram(), "serve", "--root", folder.path("none")});
     EXPECT_EQ(result.exitStatus, 2);
     EXPECT_EQ(result.errors, "ksrbac-sandbox: the installation root " + folder.path("none") +
                                  " is not there: run 'ksrbac-sandbox init --root " + folder.path("none") +
@@ -373,3 +368,4 @@ TEST(ServiceWithoutRoot, IsRefused)
 }
 
 } // namespace
+} // namespace keepsafe_test
