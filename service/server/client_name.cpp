@@ -1,7 +1,6 @@
 #include "server/client_name.h"
 
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <new>
 #include <string_view>
@@ -11,6 +10,8 @@
 #include "printable.h"
 
 namespace keepsafe_service {
+
+using Tessara::Keepsafe::Process::isUtf8;
 
 namespace {
 
@@ -28,19 +29,6 @@ std::string printed(const X509_NAME& name, unsigned long form)
     char* text = nullptr;
     const long size = BIO_get_mem_data(memory.get(), &text);
     return size > 0 ? std::string(text, static_cast<std::size_t>(size)) : "";
-}
-
-bool isUtf8(std::string_view text)
-{
-    std::uint32_t ignored = 0;
-    while (!text.empty()) {
-        const std::size_t length = Tessara::Keepsafe::Process::decodeUtf8(text, ignored);
-        if (length == 0) {
-            return false;
-        }
-        text.remove_prefix(length);
-    }
-    return true;
 }
 
 /// Not longer than it may be, and without a half character at the end.

@@ -66,6 +66,19 @@ inline std::size_t decodeUtf8(std::string_view text, std::uint32_t& codePoint) n
     return codePoint < form->least || isSurrogate || codePoint > 0x10FFFFU ? 0 : length;
 }
 
+inline bool isUtf8(std::string_view text) noexcept
+{
+    while (!text.empty()) {
+        std::uint32_t ignored = 0;
+        const std::size_t length = decodeUtf8(text, ignored);
+        if (length == 0) {
+            return false;
+        }
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
 /// How many bytes at the start of `text`, which is not empty, may be shown as they are; 0 if the first one
 /// must be written as \xHH.
 inline std::size_t printableLength(std::string_view text) noexcept

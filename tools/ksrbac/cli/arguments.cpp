@@ -8,13 +8,14 @@
 
 #include "decimal.h"
 #include "exit_status.h"
-#include "output/Json.h"
 #include "output/escape.h"
+#include "printable.h"
 #include "split.h"
 
 namespace ksrbac {
 
 namespace Rbac = Tessara::Keepsafe::Rbac;
+using Tessara::Keepsafe::Process::isUtf8;
 using Tessara::Keepsafe::Text::parseDecimal;
 using Tessara::Keepsafe::Text::split;
 

@@ -34,19 +34,6 @@ void appendEscape(std::string& out, std::uint32_t codePoint)
 
 } // namespace
 
-bool isUtf8(std::string_view text)
-{
-    while (!text.empty()) {
-        std::uint32_t ignored = 0;
-        const std::size_t length = decodeUtf8(text, ignored);
-        if (length == 0) {
-            return false;
-        }
-        text.remove_prefix(length);
-    }
-    return true;
-}
-
 std::string jsonString(std::string_view text)
 {
     std::string out = "\"";

@@ -8,9 +8,6 @@
 
 namespace ksrbac {
 
-/// Whether JSON can represent the text unchanged.
-bool isUtf8(std::string_view text);
-
 /// A JSON string with its quotes. Bytes that are not UTF-8 become U+FFFD, because JSON cannot represent them.
 std::string jsonString(std::string_view text);
 
