@@ -1,6 +1,7 @@
 #include "criteria/CriteriaStore.h"
 
 #include "errors/InputError.h"
+#include "fault_text.h"
 #include "load.h"
 #include "json/json_text.h"
 
@@ -24,8 +25,7 @@ void requireUsable(const Criteria& criteria)
     json_error_t error = {};
     const JsonHandle document = Tessara::Keepsafe::loadJson(criteria.json, error, JSON_REJECT_DUPLICATES);
     if (!document) {
-        throw InputError("the criteria document is not JSON: line " + std::to_string(error.line) +
-                         ", column " + std::to_string(error.column) + ": " + error.text);
+        throw InputError("the criteria document is not JSON: " + Tessara::Keepsafe::faultText(error));
     }
     const std::string& type = criteria.objectType;
     if (type.empty() || type.size() > MOST_TYPE_BYTES || type.find('\0') != std::string::npos) {

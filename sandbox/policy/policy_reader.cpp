@@ -7,6 +7,7 @@
 #include <boost/lexical_cast.hpp>
 
 #include "errors/InputError.h"
+#include "fault_text.h"
 #include "input/read_input.h"
 #include "load.h"
 #include "json/Element.h"
@@ -153,8 +154,7 @@ Policy readPolicy(const std::string& document, const ObjectNamespace& covers)
     const JsonHandle root = Tessara::Keepsafe::loadJson(document, error, JSON_REJECT_DUPLICATES,
                                                         Tessara::Keepsafe::JsonBounds::ofAnySize());
     if (root == nullptr) {
-        throw InputError("line " + std::to_string(error.line) + ", column " + std::to_string(error.column) +
-                         ": " + error.text);
+        throw InputError(Tessara::Keepsafe::faultText(error));
     }
     return PolicyReader(covers).read(Element(root.get()));
 }

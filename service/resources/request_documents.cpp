@@ -7,6 +7,7 @@
 
 #include "accesscontrol/Refusal.h"
 #include "errors/InputError.h"
+#include "fault_text.h"
 #include "load.h"
 #include "resources/RequestTarget.h"
 #include "json/Element.h"
@@ -48,9 +49,8 @@ JsonHandle parse(const std::string& body)
         throw std::bad_alloc(); // the parser has found no fault
     }
     if (document == nullptr) {
-        throw Refusal(Refusal::Malformed, "the request's body is not JSON: line " +
-                                              std::to_string(error.line) + ", column " +
-                                              std::to_string(error.column) + ": " + error.text);
+        throw Refusal(Refusal::Malformed,
+                      "the request's body is not JSON: " + Tessara::Keepsafe::faultText(error));
     }
     return document;
 }

@@ -5,23 +5,19 @@
 #include <limits>
 #include <set>
 
-#include "JsonHandle.h"
 #include "JsonPlace.h"
 #include "cli/arguments.h"
-#include "exit_status.h"
 #include "io/DocumentFaults.h"
-#include "io/input.h"
-#include "output/escape.h"
+#include "io/read_document.h"
 #include "policy/role_bits.h"
 
 namespace ksrbac {
 
 namespace Rbac = Tessara::Keepsafe::Rbac;
-using Tessara::Keepsafe::JsonHandle;
 
 namespace {
 
-constexpr std::size_t MOST_BYTES = std::size_t{1} << 31U;
+constexpr DocumentLimit LIMIT{std::size_t{1} << 31U, "2 GiB"};
 
 using Place = Tessara::Keepsafe::JsonPlace<DocumentFaults>;
 
@@ -114,34 +110,16 @@ private:
     std::map<std::string, ObjectBits> objects_;
 };
 
-JsonHandle load(const std::string& path)
-{
-    const std::string text = readUpToLimit(path, MOST_BYTES);
-    if (text.size() > MOST_BYTES) {
-        throw InputError(inputName(path) + ": more than 2 GiB");
-    }
-    json_error_t error = {};
-    JsonHandle document(json_loadb(text.data(), text.size(), JSON_REJECT_DUPLICATES, &error));
-    if (!document) {
-        throw InputError(inputName(path) + ": line " + std::to_string(error.line) + ", column " +
-                         std::to_string(error.column) + ": " + escapeForMessage(error.text));
-    }
-    return document;
-}
-
 } // namespace
 
 DocumentPolicy::DocumentPolicy(const std::string& path, const OperationNames& operations)
 {
-    const JsonHandle document = load(path);
-    try {
-        for (auto& [name, object] : Reading(operations).read(Place(document.get()))) {
+    readDocument(path, LIMIT, [&](json_t* document) {
+        for (auto& [name, object] : Reading(operations).read(Place(document))) {
             objects_.emplace(name, Rbac::GrantedObject{name, object.inherits, wordsOf(object.onObject),
                                                        wordsOf(object.onChildren)});
         }
-    } catch (const InputError& error) {
-        throw InputError(inputName(path) + ": " + error.what());
-    }
+    });
     next_ = objects_.begin();
 }
 

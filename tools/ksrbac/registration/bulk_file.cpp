@@ -6,20 +6,16 @@
 
 #include "JsonPlace.h"
 #include "cli/arguments.h"
-#include "exit_status.h"
 #include "io/DocumentFaults.h"
-#include "io/input.h"
-#include "load.h"
-#include "output/escape.h"
+#include "io/read_document.h"
 
 namespace ksrbac {
 
 namespace Rbac = Tessara::Keepsafe::Rbac;
-using Tessara::Keepsafe::JsonHandle;
 
 namespace {
 
-constexpr std::size_t MOST_MEBIBYTES = 64;
+constexpr DocumentLimit LIMIT{std::size_t{64} << 20U, "64 MiB"};
 
 /// All integers of the file are ids of roles.
 struct BulkFileFaults : DocumentFaults {
@@ -112,18 +108,6 @@ ObjectRequest toRequest(const Place& place, std::size_t position, NamedRoles& na
     return request;
 }
 
-JsonHandle parse(const std::string& text)
-{
-    json_error_t error = {};
-    JsonHandle document = Tessara::Keepsafe::loadJson(text, error, JSON_REJECT_DUPLICATES,
-                                                      Tessara::Keepsafe::JsonBounds::ofAnySize());
-    if (!document) {
-        throw InputError("line " + std::to_string(error.line) + ", column " + std::to_string(error.column) +
-                         ": " + escapeForMessage(error.text));
-    }
-    return document;
-}
-
 std::vector<ObjectRequest> toRequests(const Place& records, RoleNames& names)
 {
     std::vector<ObjectRequest> requests;
@@ -151,18 +135,9 @@ std::vector<ObjectRequest> toRequests(const Place& records, RoleNames& names)
 
 std::vector<ObjectRequest> readBulkFile(const std::string& path, RoleNames& names)
 {
-    constexpr std::size_t mostBytes = MOST_MEBIBYTES * 1024 * 1024;
-    const std::string name = inputName(path);
-    const std::string text = readUpToLimit(path, mostBytes);
-    if (text.size() > mostBytes) {
-        throw InputError(name + ": more than " + std::to_string(MOST_MEBIBYTES) + " MiB");
-    }
-    try {
-        const JsonHandle document = parse(text);
-        return toRequests(Place(document.get()), names);
-    } catch (const InputError& error) {
-        throw InputError(name + ": " + error.what());
-    }
+    std::vector<ObjectRequest> requests;
+    readDocument(path, LIMIT, [&](json_t* document) { requests = toRequests(Place(document), names); });
+    return requests;
 }
 
 } // namespace ksrbac
