@@ -17,6 +17,7 @@
 #include "resources/Router.h"
 #include "support/PrivateDatabase.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::AccessControl;
@@ -26,9 +27,6 @@ using keepsafe_service::Database;
 using keepsafe_service::PosixFileSystem;
 using keepsafe_service::Router;
 using keepsafe_service::SERVICE_CACHE_ID;
-using keepsafe_test::DatabaseKind;
-using keepsafe_test::PrivateDatabase;
-using keepsafe_test::Result;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::Manifest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -55,7 +53,7 @@ std::string answerFor(const std::string& folder, const ObjectNamespace& object)
 }
 
 /// A service that knows role 7 and the objects |A|, |B| and |C|. Role 7 may view |C|.
-class Change : public keepsafe_test::Scenario {
+class Change : public Scenario {
 public:
     explicit Change(const std::string& folder) : database_(DatabaseKind::Sqlite), connection_(unsynced())
     {
@@ -123,7 +121,7 @@ private:
 
 /// What readers find after the change: the state before it, the state after it, or that a write was
 /// interrupted.
-std::string inspect(const std::string& folder, Result result)
+std::string inspectCaches(const std::string& folder, Result result)
 {
     const std::string granted = answerFor(folder, ObjectNamespace("A"));
     const std::string before = answerFor(folder, ObjectNamespace("C"));
@@ -138,15 +136,15 @@ std::string inspect(const std::string& folder, Result result)
     if (result == Result::Right && granted != "allow") {
         return "the change was answered with success, but is not in force";
     }
-    return keepsafe_test::whatHoldsLock(locationIn(folder).accessCache() + "/manifest.json") +
-           keepsafe_test::whatHoldsLock(locationIn(folder).operationCache() + ".lck");
+    return whatHoldsLock(locationIn(folder).accessCache() + "/manifest.json") +
+           whatHoldsLock(locationIn(folder).operationCache() + ".lck");
 }
 
 TEST(FaultsInAPublishedChange, LeaveTheOldStateTheNewOneOrAMark)
 {
-    keepsafe_test::expectSoundUnderFaults(
-        {[](const std::string& folder) { return std::make_unique<Change>(folder); }, inspect,
-         LEVEL_OF_REQUESTS});
+    expectSoundUnderFaults({[](const std::string& folder) { return std::make_unique<Change>(folder); },
+                            inspectCaches, LEVEL_OF_REQUESTS});
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -22,19 +22,13 @@
 #include "support/Process.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_service::CacheLocation;
 using keepsafe_service::OperationBits;
 using keepsafe_service::publishCache;
 using keepsafe_service::Renumber;
-using keepsafe_test::expectSoundUnderFaults;
-using keepsafe_test::imageOfGeneration;
-using keepsafe_test::Process;
-using keepsafe_test::Result;
-using keepsafe_test::Scenario;
-using keepsafe_test::Subject;
-using keepsafe_test::UnsyncedFileSystem;
 using Tessara::Keepsafe::Rbac::AccessCache;
 using Tessara::Keepsafe::Rbac::AccessChecker;
 using Tessara::Keepsafe::Rbac::DiskAccessChecker;
@@ -76,7 +70,7 @@ std::string cacheFolder(const std::string& folder) { return CacheLocation(folder
 
 std::string inspectLock(const std::string& folder, Result /*result*/)
 {
-    return keepsafe_test::whatHoldsLock(cacheFolder(folder) + "/manifest.json");
+    return whatHoldsLock(cacheFolder(folder) + "/manifest.json");
 }
 
 /// An open cache and the questions whose answers depend on the generation.
@@ -192,3 +186,4 @@ TEST(FaultsInARefresh, OfAReplacedCacheNeverGrantAndAlwaysTell)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -12,13 +12,9 @@
 #include "faults/FaultRuns.h"
 #include "faults/MasterServer.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::MasterServer;
-using keepsafe_test::RecordedRequest;
-using keepsafe_test::Result;
-using keepsafe_test::Scenario;
-using keepsafe_test::ServerConnection;
 using Tessara::Keepsafe::Rbac::DefaultObjectRegistrationService;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::ObjectRegistrationCallback;
@@ -78,9 +74,8 @@ TEST(FaultsInARestCall, GiveTheWholeAnswerOrAnException)
 {
     const MasterServer server(answerByPath);
     initializeLibraries();
-    keepsafe_test::expectSoundUnderFaults(
-        {[](const std::string& /*folder*/) { return std::make_unique<AskForRole>(); }, nothingElse,
-         LEVEL_OF_EVENTS, EXCEPTIONS_NEED_LINES});
+    expectSoundUnderFaults({[](const std::string& /*folder*/) { return std::make_unique<AskForRole>(); },
+                            nothingElse, LEVEL_OF_EVENTS, EXCEPTIONS_NEED_LINES});
 }
 
 class Work : public ObjectRegistrationCallback {
@@ -116,8 +111,9 @@ TEST(FaultsInARegistration, EndInAStatusAndTheWorkIsDoneOnceAtMost)
 {
     const MasterServer server(answerByPath);
     initializeLibraries();
-    keepsafe_test::expectSoundUnderFaults(
+    expectSoundUnderFaults(
         {[](const std::string& /*folder*/) { return std::make_unique<Register>(); }, nothingElse});
 }
 
 } // namespace
+} // namespace keepsafe_test

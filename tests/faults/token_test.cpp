@@ -14,19 +14,17 @@
 #include "support/TokenDatabase.h"
 #include "tokens/TokenSigner.h"
 
+namespace keepsafe_test {
 namespace {
 
 using keepsafe_sandbox::TokenSigner;
-using keepsafe_test::DatabaseKind;
-using keepsafe_test::Result;
-using keepsafe_test::TokenDatabase;
 using Tessara::Keepsafe::Rbac::JWTHandler;
 
 /// A root with the host's key, and a database with one session. Made once, and only read.
 struct Login {
     Login()
     {
-        keepsafe_test::writeFile(root.path("var/global/tssec/jwtkeys/jwtPublicKey"), signer.publicKeyPem());
+        writeFile(root.path("var/global/tssec/jwtkeys/jwtPublicKey"), signer.publicKeyPem());
         database.storeToken("session-1", signer.sign(R"({"roles":[3,17,42]})"));
     }
 
@@ -37,13 +35,13 @@ struct Login {
         return signer.sign(R"({"jti":")" + jti + R"(","exp":)" + inAnHour + "}");
     }
 
-    keepsafe_test::TempRoot root;
+    TempRoot root;
     TokenSigner signer = TokenSigner::generate();
     TokenDatabase database{DatabaseKind::Sqlite};
 };
 
 /// Of a session that there is, and of one that there is not; the first one connects to the database.
-class Lookup : public keepsafe_test::Scenario {
+class Lookup : public Scenario {
 public:
     explicit Lookup(const Login& login)
         : known_(login.sessionToken("session-1")), unknown_(login.sessionToken("session-2")),
@@ -74,9 +72,10 @@ private:
 TEST(FaultsInATokenLookup, NeverGiveRolesAndAlwaysTell)
 {
     const Login login;
-    keepsafe_test::expectSoundUnderFaults(
+    expectSoundUnderFaults(
         {[&login](const std::string& /*folder*/) { return std::make_unique<Lookup>(login); },
          [](const std::string& /*folder*/, Result /*result*/) { return std::string(); }});
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -11,9 +11,9 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::thrownBy;
 using ksrbac::InputError;
 using ksrbac::Invocation;
 using ksrbac::locateCache;
@@ -35,7 +35,7 @@ TEST(CacheLocation, AnArgumentWithASlashIsADirectory)
 
 TEST(CacheLocation, AnArgumentWithoutASlashIsAnIdUnderTheInstallationRoot)
 {
-    const keepsafe_test::TempRoot root;
+    const TempRoot root;
     EXPECT_EQ(locateCache("main").directory, root.path("wmc/webserver/temp/access-caches/main"));
     EXPECT_EQ(locateCache("main").id, "main");
     EXPECT_EQ(locateCache("..main").id, "..main");
@@ -59,7 +59,7 @@ Invocation parse(const std::vector<std::string>& arguments)
 std::string complaintOf(const std::vector<std::string>& arguments)
 {
     return messageOf([&] {
-        keepsafe_test::StringSink sink;
+        StringSink sink;
         ksrbac::Console console(sink, sink);
         const Invocation invocation = parse(arguments);
         (void)invocation.action.run(invocation.global.json, console);
@@ -111,11 +111,11 @@ TEST(CommandLine, NegativeRolesAreGivenWithAnEqualsSign)
 }
 
 /// Decides with enforcement off, so that everything that is a namespace is allowed.
-keepsafe_test::ProgramRun checkWith(std::vector<std::string> arguments)
+ProgramRun checkWith(std::vector<std::string> arguments)
 {
-    const keepsafe_test::TempRoot root;
+    const TempRoot root;
     arguments.insert(arguments.begin(), {"--root", root.path(), "check", "--operation=|O|"});
-    return keepsafe_test::runProgram(arguments);
+    return runProgram(arguments);
 }
 
 TEST(CommandLine, AnEmptyRoleListDoesNotSwallowTheNextArgument)
@@ -184,3 +184,4 @@ TEST(CommandLine, HelpIsThatOfTheCommandNamed)
 }
 
 } // namespace
+} // namespace keepsafe_test

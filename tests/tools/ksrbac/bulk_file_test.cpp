@@ -11,10 +11,9 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::TempDir;
-using keepsafe_test::thrownBy;
 using ksrbac::InputError;
 using ksrbac::ObjectRequest;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -86,7 +85,7 @@ class BulkFile : public testing::Test {
 protected:
     std::vector<ObjectRequest> read(const std::string& content)
     {
-        keepsafe_test::writeFile(file_, content);
+        writeFile(file_, content);
         ksrbac::RoleNames names("object register"); // nobody is asked for ids
         return ksrbac::readBulkFile(file_, names);
     }
@@ -194,3 +193,4 @@ TEST_F(BulkFile, OneThatCannotBeReadIsNamed)
 }
 
 } // namespace
+} // namespace keepsafe_test

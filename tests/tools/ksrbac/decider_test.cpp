@@ -14,11 +14,11 @@
 #include "commands/Decider.h"
 #include "commands/make_checker.h"
 
+namespace keepsafe_test {
 namespace {
 
 namespace Rbac = Tessara::Keepsafe::Rbac;
 
-using keepsafe_test::StringSink;
 using ksrbac::ExitStatus;
 
 const Rbac::ObjectNamespace VIEW = Rbac::root_namespaces::operations::VIEW;
@@ -212,3 +212,4 @@ TEST_F(DeciderTest, AFailureOfTheCheckerIsNoAnswer)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -20,12 +20,9 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::StringSink;
-using keepsafe_test::TempDir;
-using keepsafe_test::thrownBy;
-using keepsafe_test::writeFile;
 using ksrbac::Console;
 using ksrbac::LineReader;
 
@@ -106,7 +103,7 @@ TEST(LineReader, TellsBeforeItWaitsForInput)
     TempDir dir;
     const std::string fifo = dir.path("fifo");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    const keepsafe_test::Descriptor writer(open(fifo.c_str(), O_RDWR | O_CLOEXEC));
+    const Descriptor writer(open(fifo.c_str(), O_RDWR | O_CLOEXEC));
     int waits = 0;
     LineReader reader(fifo, [&] {
         ++waits;
@@ -156,13 +153,13 @@ TEST(DescriptorSink, TellsAClosedPipeFromOtherFailures)
 {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
-    const keepsafe_test::Descriptor writeEnd(ends[1]);
+    const Descriptor writeEnd(ends[1]);
     close(ends[0]);
     const auto before = signal(SIGPIPE, SIG_IGN);
     EXPECT_THROW(ksrbac::DescriptorSink(writeEnd.get()).write("x"), ksrbac::OutputClosed);
     (void)signal(SIGPIPE, before);
 
-    const keepsafe_test::Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    const Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
     try {
         ksrbac::DescriptorSink(full.get()).write("x");
         FAIL() << "written to a full device";
@@ -177,10 +174,10 @@ TEST(DescriptorSink, WaitsForANonBlockingDescriptor)
 {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
-    const keepsafe_test::Descriptor readEnd(ends[0]);
+    const Descriptor readEnd(ends[0]);
     const std::string text(1'000'000, 'x');
     std::thread writer([&] {
-        const keepsafe_test::Descriptor writeEnd(ends[1]);
+        const Descriptor writeEnd(ends[1]);
         ksrbac::DescriptorSink(writeEnd.get()).write(text);
     });
     fcntl(readEnd.get(), F_SETFL, 0);
@@ -195,3 +192,4 @@ TEST(DescriptorSink, WaitsForANonBlockingDescriptor)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -11,10 +11,9 @@
 
 // The program between the two phases of a registration.
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::readFile;
-using keepsafe_test::TempDir;
 using ksrbac::Program;
 using ksrbac::SignalWatch;
 
@@ -22,7 +21,7 @@ constexpr char VARIABLE[] = "KSRBAC_TEST=a b";
 
 class ProgramBetweenPhases : public testing::Test {
 protected:
-    ProgramBetweenPhases() { keepsafe_test::useDefaultSignals(); }
+    ProgramBetweenPhases() { useDefaultSignals(); }
 };
 
 class TheSignalWatch : public ProgramBetweenPhases {};
@@ -51,7 +50,7 @@ TEST_F(ProgramBetweenPhases, ASignalIsAFailure)
 TEST_F(ProgramBetweenPhases, AProgramThatCannotBeStartedIsAFailure)
 {
     const TempDir dir;
-    keepsafe_test::writeFile(dir.path("data"), "true\n");
+    writeFile(dir.path("data"), "true\n");
     EXPECT_EQ(run({"/none/program"}), "/none/program cannot be started: No such file or directory");
     EXPECT_EQ(run({dir.path("data")}), dir.path("data") + " cannot be started: Permission denied");
 }
@@ -141,3 +140,4 @@ TEST_F(TheSignalWatch, BringsBackWhatWasThereBefore)
 }
 
 } // namespace
+} // namespace keepsafe_test

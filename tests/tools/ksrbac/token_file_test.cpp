@@ -7,10 +7,9 @@
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::thrownBy;
-using keepsafe_test::writeFile;
 using ksrbac::MOST_TOKEN_BYTES;
 using ksrbac::readToken;
 
@@ -27,7 +26,7 @@ protected:
         return thrownBy<ksrbac::InputError>([&] { (void)readToken(path); }).what();
     }
 
-    keepsafe_test::TempDir dir_;
+    TempDir dir_;
 };
 
 TEST_F(TokenFile, LosesTheWhiteSpaceAtItsEndAlone)
@@ -66,3 +65,4 @@ TEST_F(TokenFile, ThatCannotBeReadIsNamed)
 }
 
 } // namespace
+} // namespace keepsafe_test
