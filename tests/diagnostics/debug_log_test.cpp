@@ -12,11 +12,9 @@
 #include "support/CapturedLog.h"
 #include "support/DefaultLogger.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::DefaultLogger;
-using keepsafe_test::LogLine;
 using Tessara::Keepsafe::diagnostics::debugLog;
 using Tessara::Keepsafe::diagnostics::DebugOrigin;
 using Tessara::Keepsafe::Platform::LOG_LEVEL_DEBUG;
@@ -95,3 +93,4 @@ TEST(DebugLog, BuildsNoTextThatNobodyReads)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -7,10 +7,9 @@
 #include "rbac/api/FailingAllocation.h"
 #include "support/CoarseClock.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::FailingAllocation;
-using keepsafe_test::setCoarseMilliseconds;
 using Tessara::Keepsafe::diagnostics::admit;
 using Tessara::Keepsafe::Process::RepeatedLines;
 
@@ -33,3 +32,4 @@ TEST(TellMemory, IsNotNeededForALineWhoseNumberIsLeftOutThen)
 }
 
 } // namespace
+} // namespace keepsafe_test

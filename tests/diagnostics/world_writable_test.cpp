@@ -11,10 +11,9 @@
 #include "support/CapturedLog.h"
 #include "support/TempDir.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::CapturedLog;
-using keepsafe_test::LogLine;
 using Tessara::Keepsafe::diagnostics::warnedPaths;
 using Tessara::Keepsafe::diagnostics::warnedPathsMutex;
 using Tessara::Keepsafe::diagnostics::warnIfWorldWritable;
@@ -37,7 +36,7 @@ protected:
     const CapturedLog log_;
 
 private:
-    const keepsafe_test::TempDir folder_;
+    const TempDir folder_;
 };
 
 TEST_F(WorldWritable, IsToldOnceForEachPath)
@@ -86,3 +85,4 @@ TEST_F(WorldWritable, IsToldWithoutWaitingForAnotherThread)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -95,12 +95,10 @@ SQLRETURN SQL_API SQLGetDiagRec(SQLSMALLINT, SQLHANDLE, SQLSMALLINT, SQLCHAR* st
     return SQL_SUCCESS;
 }
 
+namespace keepsafe_test {
 namespace {
 
 namespace Dal = Tessara::Dal;
-using keepsafe_test::CapturedLog;
-using keepsafe_test::holdsInChild;
-using keepsafe_test::LogLine;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -119,7 +117,7 @@ protected:
     int connect()
     {
         Dal::DbConnectionManager manager(settings_);
-        return keepsafe_test::Session(manager).guard.status();
+        return Session(manager).guard.status();
     }
 
     Dal::DbConnectionSettings settings_;
@@ -229,3 +227,4 @@ TEST_F(Connecting, AsksForNoBoundOfStatementsThatMayTakeTheirTime)
 }
 
 } // namespace
+} // namespace keepsafe_test

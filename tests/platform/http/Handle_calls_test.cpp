@@ -73,11 +73,9 @@ int dup3(int from, int to, int flags) noexcept
     return isReplacementRefused ? -1 : static_cast<int>(::syscall(SYS_dup3, from, to, flags));
 }
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::FailingMemory;
-using keepsafe_test::holdsInChild;
-using keepsafe_test::MemoryOf;
 using Tessara::Keepsafe::Platform::http::Handle;
 using Tessara::Keepsafe::Platform::http::HandleLock;
 
@@ -223,3 +221,4 @@ TEST_F(HandleCalls, ReachEachHandleThatIsLeft)
 }
 
 } // namespace
+} // namespace keepsafe_test

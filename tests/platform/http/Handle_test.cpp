@@ -17,10 +17,9 @@
 #include "support/Descriptor.h"
 #include "support/Process.h"
 
+namespace keepsafe_test {
 namespace {
 
-using keepsafe_test::Descriptor;
-using keepsafe_test::holdsInChild;
 using Tessara::Keepsafe::Platform::http::Handle;
 
 /// A port of this machine that refuses connections as long as this object has it.
@@ -57,8 +56,7 @@ std::vector<Descriptor> openedNow()
 {
     constexpr int FILES = 16;
     std::vector<Descriptor> files;
-    std::generate_n(std::back_inserter(files), FILES,
-                    [] { return keepsafe_test::openFile("/dev/null", O_RDONLY); });
+    std::generate_n(std::back_inserter(files), FILES, [] { return openFile("/dev/null", O_RDONLY); });
     return files;
 }
 
@@ -77,3 +75,4 @@ TEST(Handle, LeavesTheNumberOfAClosedSocketToItsNextOwnerInTheChildOfAFork)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -6,9 +6,9 @@
 #include "service/accesscontrol/AccessControlTest.h"
 #include "support/thrown.h"
 
+namespace keepsafe_test {
 namespace {
 
-using namespace keepsafe_test;
 using keepsafe_sandbox::importPolicy;
 using keepsafe_sandbox::readPolicy;
 using keepsafe_sandbox::Replace;
@@ -174,3 +174,4 @@ TEST_P(ImportPolicy, ThatTheDatabaseDoesNotTakeChangesNothing)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -4,9 +4,9 @@
 
 /// What the service makes of a database that does not hold what it should.
 
+namespace keepsafe_test {
 namespace {
 
-using namespace keepsafe_test;
 using keepsafe_service::DatabaseError;
 using keepsafe_service::Store;
 
@@ -94,3 +94,4 @@ TEST_P(StoredContent, OfWhichAllIdsWereGivenOutTakesNoMore)
 }
 
 } // namespace
+} // namespace keepsafe_test

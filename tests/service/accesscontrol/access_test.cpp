@@ -2,9 +2,8 @@
 
 /// Objects, the access definitions on them, and what the library decides from what is published.
 
+namespace keepsafe_test {
 namespace {
-
-using namespace keepsafe_test;
 
 class AccessRules : public AccessControlTest {};
 
@@ -204,3 +203,4 @@ TEST_P(AccessRules, ARestartAnswersAndPublishesTheSame)
 }
 
 } // namespace
+} // namespace keepsafe_test

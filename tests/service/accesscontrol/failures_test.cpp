@@ -3,9 +3,9 @@
 
 /// Changes that the database or the disk does not take.
 
+namespace keepsafe_test {
 namespace {
 
-using namespace keepsafe_test;
 using keepsafe_service::CommitError;
 using keepsafe_service::DatabaseError;
 
@@ -211,3 +211,4 @@ TEST_P(DatabaseLocked, ByAnotherWriterForTooLongChangesNothing)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -9,9 +9,9 @@
 
 /// What the journal says about each kind of change, and how it is read.
 
+namespace keepsafe_test {
 namespace {
 
-using namespace keepsafe_test;
 using keepsafe_service::Author;
 using keepsafe_service::JournalPage;
 using keepsafe_service::JournalQuery;
@@ -299,3 +299,4 @@ TEST_P(Journal, OfTwoServicesOnOneDatabaseHasOneOrder)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -12,9 +12,8 @@
 
 /// A service that is killed in a stream of changes: what it has acknowledged is there when it starts again.
 
+namespace keepsafe_test {
 namespace {
-
-using namespace keepsafe_test;
 
 class KilledService : public AccessControlTest {
 protected:
@@ -84,3 +83,4 @@ TEST_P(KilledService, HasKeptWhatItAcknowledged)
 }
 
 } // namespace
+} // namespace keepsafe_test

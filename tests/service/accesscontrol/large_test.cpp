@@ -8,9 +8,9 @@
 
 /// The service with many objects, and in many hands.
 
+namespace keepsafe_test {
 namespace {
 
-using namespace keepsafe_test;
 using keepsafe_service::Content;
 using Clock = std::chrono::steady_clock;
 
@@ -141,3 +141,4 @@ TEST_P(ManyHands, ABulkRegistrationOf10000ObjectsIsOneChange)
 }
 
 } // namespace
+} // namespace keepsafe_test

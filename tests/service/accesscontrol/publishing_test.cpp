@@ -14,9 +14,9 @@
 
 /// Changes that are stored and cannot be published at once.
 
+namespace keepsafe_test {
 namespace {
 
-using namespace keepsafe_test;
 using keepsafe_service::FileError;
 using keepsafe_service::NotPublished;
 using keepsafe_service::PublishError;
@@ -258,3 +258,4 @@ TEST_P(Publication, GoesOnWhileAReaderIsStoppedOnTheGate)
 }
 
 } // namespace
+} // namespace keepsafe_test

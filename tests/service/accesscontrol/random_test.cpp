@@ -6,9 +6,8 @@
 
 /// Long rows of random changes against the plainest model there is.
 
+namespace keepsafe_test {
 namespace {
-
-using namespace keepsafe_test;
 
 /// What the service should hold, as maps that are walked from end to end.
 struct PlainService {
@@ -332,3 +331,4 @@ TEST_P(RandomChanges, LeaveTheServiceAndTheLibraryWithTheModelsAnswers)
 }
 
 } // namespace
+} // namespace keepsafe_test

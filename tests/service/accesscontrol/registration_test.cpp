@@ -2,9 +2,8 @@
 
 /// Registration of objects and the changes of their states.
 
+namespace keepsafe_test {
 namespace {
-
-using namespace keepsafe_test;
 
 class RegistrationRules : public AccessControlTest {
 protected:
@@ -253,3 +252,4 @@ TEST_P(RegistrationRules, ChangesOfNothingAreFine)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -2,9 +2,8 @@
 
 /// Roles: who may be made, changed and deleted.
 
+namespace keepsafe_test {
 namespace {
-
-using namespace keepsafe_test;
 
 class RoleRules : public AccessControlTest {
 protected:
@@ -139,3 +138,4 @@ TEST_P(RoleRules, ADeletedRoleTakesItsAccessDefinitionsWithIt)
 }
 
 } // namespace
+} // namespace keepsafe_test

@@ -26,9 +26,9 @@
 /// A service that is killed at random moments while several clients change things: the journal has what was
 /// acknowledged, once, and leads to what the store holds.
 
+namespace keepsafe_test {
 namespace {
 
-using namespace keepsafe_test;
 using keepsafe_sandbox::RootLayout;
 using Tessara::Keepsafe::Rbac::AccessDefinition;
 using Tessara::Keepsafe::Rbac::Change;
@@ -174,3 +174,4 @@ TEST_P(KilledJournal, HasWhatWasAcknowledgedOnceAndLeadsToTheStore)
 }
 
 } // namespace
+} // namespace keepsafe_test
