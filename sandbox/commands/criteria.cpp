@@ -35,7 +35,7 @@ void add(const AddOptions& options)
               << criteria.collectionKey << " for " << quoted(criteria.objectType) << '\n';
 }
 
-void list(const std::string& root)
+void listCriteria(const std::string& root)
 {
     Database database(loadDatabaseSettings(existingRoot(root)));
     CriteriaStore(database).forEach(
@@ -65,14 +65,14 @@ void addAdd(CLI::App& parent)
     command->callback([options] { add(*options); });
 }
 
-void addList(CLI::App& parent)
+void addCriteriaList(CLI::App& parent)
 {
     const auto root = std::make_shared<std::string>();
     CLI::App* command = parent.add_subcommand("list", "List the criteria");
     command->add_option("--root", *root, "Installation root")->required()->type_name("DIR");
     command->footer("Example:\n"
                     "  ksrbac-sandbox criteria list --root /tmp/ks");
-    command->callback([root] { list(*root); });
+    command->callback([root] { listCriteria(*root); });
 }
 
 } // namespace
@@ -84,7 +84,7 @@ void addCriteriaCommand(CLI::App& program)
     command->footer("Example:\n"
                     "  ksrbac-sandbox criteria list --root /tmp/ks");
     addAdd(*command);
-    addList(*command);
+    addCriteriaList(*command);
 }
 
 } // namespace keepsafe_sandbox

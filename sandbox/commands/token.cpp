@@ -55,7 +55,7 @@ void revoke(const RevokeOptions& options)
     std::cout << (wasStored ? "revoked " : "nothing was stored for ") << quoted(sessionId) << '\n';
 }
 
-void list(const std::string& root)
+void listTokens(const std::string& root)
 {
     Database database(loadDatabaseSettings(existingRoot(root)));
     TokenStore(database).forEach([](const std::string& sessionId, const std::string& token) {
@@ -101,14 +101,14 @@ void addRevoke(CLI::App& parent)
     command->callback([options] { revoke(*options); });
 }
 
-void addList(CLI::App& parent)
+void addTokenList(CLI::App& parent)
 {
     const auto root = std::make_shared<std::string>();
     CLI::App* command = parent.add_subcommand("list", "List the stored tokens, one line of JSON each");
     command->add_option("--root", *root, "Installation root")->required()->type_name("DIR");
     command->footer("Example:\n"
                     "  ksrbac-sandbox token list --root /tmp/ks");
-    command->callback([root] { list(*root); });
+    command->callback([root] { listTokens(*root); });
 }
 
 } // namespace
@@ -123,7 +123,7 @@ void addTokenCommand(CLI::App& program)
                     "> token");
     addIssue(*command);
     addRevoke(*command);
-    addList(*command);
+    addTokenList(*command);
 }
 
 } // namespace keepsafe_sandbox

@@ -5,9 +5,9 @@ namespace keepsafe_service {
 namespace {
 
 /// Lays out the tree whose node over a range of keys is the key in its middle.
-class Layout {
+class BalancedLayout {
 public:
-    explicit Layout(std::size_t keyCount) : slotOfKey_(keyCount) { slots_.reserve(keyCount); }
+    explicit BalancedLayout(std::size_t keyCount) : slotOfKey_(keyCount) { slots_.reserve(keyCount); }
 
     std::vector<TreeSlot> make() &&
     {
@@ -91,7 +91,7 @@ std::vector<TreeSlot> balancedTree(std::size_t keyCount)
     if (keyCount == 0) {
         return {};
     }
-    return Layout(keyCount).make();
+    return BalancedLayout(keyCount).make();
 }
 
 } // namespace keepsafe_service

@@ -10,7 +10,7 @@ namespace keepsafe_service {
 namespace {
 
 /// For troff: no backslash is an escape, and a minus sign can be copied.
-std::string escaped(const std::string& text)
+std::string manualEscaped(const std::string& text)
 {
     std::string out;
     for (const char c : text) {
@@ -31,7 +31,7 @@ std::string escaped(const std::string& text)
 std::string line(const std::string& text)
 {
     const bool isRequest = !text.empty() && text.front() == '.';
-    return (isRequest ? "\\&" : "") + escaped(text) + '\n';
+    return (isRequest ? "\\&" : "") + manualEscaped(text) + '\n';
 }
 
 std::string verbatim(const std::string& text)
@@ -48,21 +48,22 @@ std::string optionText(const OptionEntry& option)
 {
     std::string names;
     for (const std::string& name : option.names) {
-        names += (names.empty() ? "" : ", ") + ("\\fB" + escaped(name) + "\\fR");
+        names += (names.empty() ? "" : ", ") + ("\\fB" + manualEscaped(name) + "\\fR");
     }
-    const std::string value = option.value.empty() ? "" : "\\fI" + escaped(option.value) + "\\fR";
+    const std::string value = option.value.empty() ? "" : "\\fI" + manualEscaped(option.value) + "\\fR";
     const std::string between = names.empty() || value.empty() ? "" : " ";
     return ".TP\n" + names + between + value + '\n' + line(option.description);
 }
 
 std::string usage(const std::string& program, const CommandEntry& command)
 {
-    std::string text = ".B " + escaped(program + spelled(command.words)) + "\n[\\fIOPTION\\fR]...";
+    std::string text = ".B " + manualEscaped(program + spelled(command.words)) + "\n[\\fIOPTION\\fR]...";
     for (const OptionEntry& option : command.options) {
         if (option.names.empty()) {
-            text += " \\fI" + escaped(option.value) + "\\fR";
+            text += " \\fI" + manualEscaped(option.value) + "\\fR";
         } else if (option.isRequired) {
-            text += " \\fB" + escaped(option.names.back()) + "\\fR \\fI" + escaped(option.value) + "\\fR";
+            text += " \\fB" + manualEscaped(option.names.back()) + "\\fR \\fI" + manualEscaped(option.value) +
+                    "\\fR";
         }
     }
     return text + (command.commands.empty() ? "" : " \\fICOMMAND\\fR") + '\n';
@@ -99,15 +100,15 @@ std::string manualPage(const CLI::App& program, const std::string& version)
     const std::string& name = program.get_name();
     const std::vector<CommandEntry> tree = commandTree(program);
     const CommandEntry& whole = tree.front();
-    std::string page = ".TH " + upperCase(escaped(name)) + " 1 \"\" \"keepsafe-rbac " + version +
-                       "\" \"User Commands\"\n.SH NAME\n" + escaped(name) + " \\- " +
-                       escaped(summary(whole.description)) + "\n.SH SYNOPSIS\n" + usage(name, whole) +
+    std::string page = ".TH " + upperCase(manualEscaped(name)) + " 1 \"\" \"keepsafe-rbac " + version +
+                       "\" \"User Commands\"\n.SH NAME\n" + manualEscaped(name) + " \\- " +
+                       manualEscaped(summary(whole.description)) + "\n.SH SYNOPSIS\n" + usage(name, whole) +
                        ".SH DESCRIPTION\n" + line(whole.description + ".") + ".SH OPTIONS\n" + options(whole);
     if (tree.size() > 1) {
         page += ".SH COMMANDS\n";
     }
     for (auto command = tree.begin() + 1; command != tree.end(); ++command) {
-        page += ".SS \"" + escaped(name + spelled(command->words)) + "\"\n" +
+        page += ".SS \"" + manualEscaped(name + spelled(command->words)) + "\"\n" +
                 line(command->description + ".") + ".PP\n" + usage(name, *command) + options(*command) +
                 ".PP\n" + verbatim(command->footer);
     }

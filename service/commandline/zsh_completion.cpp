@@ -6,7 +6,7 @@ namespace keepsafe_service {
 namespace {
 
 /// For a text in single quotes that _arguments reads: quotes, brackets and colons mean something to it.
-std::string escaped(const std::string& text)
+std::string zshEscaped(const std::string& text)
 {
     std::string out;
     for (const char c : text) {
@@ -24,7 +24,7 @@ std::string valueOf(const OptionEntry& option)
     const std::string action = option.kind == ValueKind::Folder ? "_files -/"
                                : option.kind == ValueKind::File ? "_files"
                                                                 : " ";
-    return option.kind == ValueKind::None ? "" : ":" + escaped(option.value) + ":" + action;
+    return option.kind == ValueKind::None ? "" : ":" + zshEscaped(option.value) + ":" + action;
 }
 
 std::string arguments(const CommandEntry& command)
@@ -32,8 +32,8 @@ std::string arguments(const CommandEntry& command)
     std::string text = "_arguments";
     for (const OptionEntry& option : command.options) {
         for (const std::string& name : option.names) {
-            text +=
-                " \\\n            '" + name + "[" + escaped(option.description) + "]" + valueOf(option) + "'";
+            text += " \\\n            '" + name + "[" + zshEscaped(option.description) + "]" +
+                    valueOf(option) + "'";
         }
         if (option.names.empty()) {
             text += " \\\n            '" + valueOf(option) + "'";

@@ -36,8 +36,7 @@ using boost::system::error_code;
 namespace Process = Tessara::Keepsafe::Process;
 using Clock = Connection::Clock;
 
-constexpr char TAG[] = "HttpServer";
-constexpr int ERROR = 16;
+constexpr char SERVER_TAG[] = "HttpServer";
 constexpr std::size_t LARGE_BODY = std::size_t(1) << 20U;
 /// How often it is looked whether there is room again for connections.
 constexpr std::chrono::milliseconds RETRY(50);
@@ -188,7 +187,8 @@ private:
     {
         if (Clock::now() >= nextComplaint_) {
             nextComplaint_ = Clock::now() + BETWEEN_COMPLAINTS;
-            logmsgf(ERROR, TAG, "cannot accept connections on %s for now: %s", where_.c_str(),
+            logmsgf(Tessara::Keepsafe::Platform::LOG_LEVEL_ERROR, SERVER_TAG,
+                    "cannot accept connections on %s for now: %s", where_.c_str(),
                     std::generic_category().message(error).c_str());
         }
     }

@@ -12,7 +12,7 @@ namespace Tessara::Keepsafe::Rbac {
 
 namespace {
 
-constexpr char TAG[] = "Manifest constructor";
+constexpr char CONSTRUCTOR_TAG[] = "Manifest constructor";
 
 /// The text of member "namespace".
 std::string readNamespaceText(const std::string& path)
@@ -20,13 +20,14 @@ std::string readNamespaceText(const std::string& path)
     json_error_t error;
     const JsonHandle root = loadJsonFile(path, error);
     if (!root) {
-        diagnostics::fail(Status::CACHE_UNUSABLE, TAG,
+        diagnostics::fail(Status::CACHE_UNUSABLE, CONSTRUCTOR_TAG,
                           "Error loading " + path + " at position " + std::to_string(error.position) + ": " +
                               error.text);
     }
     const char* text = nullptr;
     if (json_unpack_ex(root.get(), &error, 0, "{s:s}", "namespace", &text) != 0) {
-        diagnostics::fail(Status::CACHE_UNUSABLE, TAG, "Error loading " + path + ": " + error.text);
+        diagnostics::fail(Status::CACHE_UNUSABLE, CONSTRUCTOR_TAG,
+                          "Error loading " + path + ": " + error.text);
     }
     return text;
 }

@@ -18,7 +18,7 @@ namespace Tessara::Keepsafe::Rbac {
 
 namespace {
 
-constexpr char TAG[] = "AccessCache::Reader";
+constexpr char READER_TAG[] = "AccessCache::Reader";
 constexpr char CACHE_TAG[] = "AccessCache";
 
 } // namespace
@@ -50,7 +50,7 @@ void AccessCache::Reader::requireReadable()
     if (!isInterrupted) {
         throwDamaged(METADATA_FILE_NAME, 0, "header missing");
     }
-    fail(TAG,
+    fail(READER_TAG,
          "A previous write on cache " + cache_.manifest_.ns.str() + " was interrupted. Assuming invalid.");
 }
 
@@ -120,8 +120,8 @@ bool AccessCache::Reader::get_operation_bit(NodeOffset roleTree, std::int32_t ro
 
 void AccessCache::Reader::throwDamaged(const std::string& fileName, NodeOffset offset, const char* what) const
 {
-    fail(TAG, "Cache " + cache_.manifest_.ns.str() + " is damaged: " + fileName + " at offset " +
-                  std::to_string(offset) + ": " + what);
+    fail(READER_TAG, "Cache " + cache_.manifest_.ns.str() + " is damaged: " + fileName + " at offset " +
+                         std::to_string(offset) + ": " + what);
 }
 
 void AccessCache::Reader::throwUnreadable(const char* reason) const

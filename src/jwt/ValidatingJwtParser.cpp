@@ -13,7 +13,7 @@ using diagnostics::debugLog;
 
 namespace {
 
-constexpr char TAG[] = "ValidatingJwtParser::parseJwt";
+constexpr char PARSE_TAG[] = "ValidatingJwtParser::parseJwt";
 
 } // namespace
 
@@ -23,24 +23,24 @@ int ValidatingJwtParser::parseJwt(const std::string& token, JWT*& jwt)
 {
     jwt = nullptr;
     if (!JWTSSLApi::verifyJWTSignatureUsingHostPublicKey(token)) {
-        debugLog({TAG, 1}, "verification of JWT failed");
+        debugLog({PARSE_TAG, 1}, "verification of JWT failed");
         return Status::TOKEN_INVALID;
     }
     JWT* made = nullptr;
     const int creation = JWT::createJWT(token, made);
     std::unique_ptr<JWT> parsed(made);
     if (creation != Status::SUCCESS) {
-        debugLog({TAG, 1}, "failed to create JWT, error=", creation);
+        debugLog({PARSE_TAG, 1}, "failed to create JWT, error=", creation);
         return creation;
     }
     bool expired = true;
     const int check = parsed->isExpired(expired);
     if (check != Status::SUCCESS) {
-        debugLog({TAG, 1}, "JWT is expired check failed, error=", check);
+        debugLog({PARSE_TAG, 1}, "JWT is expired check failed, error=", check);
         return check;
     }
     if (expired) {
-        debugLog({TAG, 1}, "JWT is expired");
+        debugLog({PARSE_TAG, 1}, "JWT is expired");
         return Status::TOKEN_EXPIRED;
     }
     jwt = parsed.release();

@@ -10,17 +10,18 @@ namespace Tessara::Keepsafe::Rbac {
 
 namespace {
 
-constexpr char TAG[] = "get_master";
+constexpr char MASTER_TAG[] = "get_master";
 
 } // namespace
 
 BaseAPI::BaseAPI()
-    : masterServer_(masterServer(TAG)), factory_(boost::make_shared<KSClientCURLFactory>(CERT_TYPE_HOST))
+    : masterServer_(masterServer(MASTER_TAG)),
+      factory_(boost::make_shared<KSClientCURLFactory>(CERT_TYPE_HOST))
 {
 }
 
 BaseAPI::BaseAPI(boost::shared_ptr<KSClientCURL_BaseFactory> factory)
-    : masterServer_(masterServer(TAG)), factory_(std::move(factory))
+    : masterServer_(masterServer(MASTER_TAG)), factory_(std::move(factory))
 {
 }
 

@@ -16,7 +16,7 @@ namespace Tessara::Keepsafe::Rbac {
 
 namespace {
 
-constexpr char RECORD_TAG[] = "Change::Change";
+constexpr char CHANGE_TAG[] = "Change::Change";
 constexpr char CHANGES[] = "keepsafe/access-control/changes";
 
 std::string compact(const json_t* value)
@@ -86,9 +86,9 @@ Change::Change(const json_t* resource)
                        "attributes", "revision", &number, "time", &timeText, "who", &whoText, "what",
                        &whatText, "object", &objectName, "roleId", &role, "before", &old, "after",
                        &current) != 0) {
-        rejectForm(error, RECORD_TAG);
+        rejectForm(error, CHANGE_TAG);
     }
-    requireType(type, "change", RECORD_TAG);
+    requireType(type, "change", CHANGE_TAG);
     id = idText;
     revision = number;
     time = timeText;

@@ -14,7 +14,7 @@ namespace Tessara::Keepsafe::Rbac {
 
 namespace {
 
-constexpr char RECORD_TAG[] = "Role::Role";
+constexpr char ROLE_TAG[] = "Role::Role";
 constexpr char ROLES[] = "keepsafe/access-control/roles";
 constexpr char TYPE[] = "accessControlRole";
 
@@ -52,10 +52,10 @@ int toRoleId(const char* text)
     try {
         id = boost::lexical_cast<int>(text);
     } catch (const boost::bad_lexical_cast& error) {
-        diagnostics::fail(Status::UNEXPECTED_RESPONSE, RECORD_TAG, invalid + " (" + error.what() + ')');
+        diagnostics::fail(Status::UNEXPECTED_RESPONSE, ROLE_TAG, invalid + " (" + error.what() + ')');
     }
     if (id < 0) {
-        diagnostics::fail(Status::UNEXPECTED_RESPONSE, RECORD_TAG, invalid);
+        diagnostics::fail(Status::UNEXPECTED_RESPONSE, ROLE_TAG, invalid);
     }
     return id;
 }
@@ -83,9 +83,9 @@ Role::Role(const json_t* resource)
                        "{s:s, s?:{s:{s:s}}, s:s, s:{s:s, s?:s, s?:b}}", "type", &type, "links", "self",
                        "href", &link, "id", &idText, "attributes", "name", &nameText, "description",
                        &descriptionText, "systemDefined", &isSystemDefined) != 0) {
-        rejectForm(error, RECORD_TAG);
+        rejectForm(error, ROLE_TAG);
     }
-    requireType(type, TYPE, RECORD_TAG);
+    requireType(type, TYPE, ROLE_TAG);
     if (link != nullptr) {
         href = link;
     }

@@ -11,14 +11,13 @@
 #include <keepsafe/platform/status/status_codes.h>
 #include <keepsafe/rbac/client/DiskAccessChecker.h>
 
+#include "all_permissions.h"
+
 namespace Tessara::Keepsafe::Rbac {
 
 namespace {
 
-constexpr char TAG[] = "DiskAccessControlClient::createAccessChecker";
-
-/// Holders of this role may do everything.
-constexpr int ALL_PERMISSIONS_ROLE = 0;
+constexpr char CHECKER_TAG[] = "DiskAccessControlClient::createAccessChecker";
 
 } // namespace
 
@@ -37,7 +36,8 @@ int DiskAccessControlClient::createAccessChecker(Tessara::Dal::DbConnectionManag
     std::set<int> roleIds;
     const int status = JWTHandler().getRoleIds(dbConnectionManager, sessionToken, roleIds);
     if (status != Status::SUCCESS) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Failed to extract role IDs from ID token, error=%d", status);
+        logmsgf(Platform::LOG_LEVEL_ERROR, CHECKER_TAG, "Failed to extract role IDs from ID token, error=%d",
+                status);
         return status;
     }
     return createAccessChecker(roleIds, operation, reserved, checker);
@@ -51,21 +51,21 @@ int DiskAccessControlClient::createAccessChecker(const std::set<int>& roleIds,
     try {
         known = operationCache_[operation];
     } catch (const EC_exception& failure) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Failed to convert operation to offset/mask, error=%d",
-                failure.status());
+        logmsgf(Platform::LOG_LEVEL_ERROR, CHECKER_TAG,
+                "Failed to convert operation to offset/mask, error=%d", failure.status());
         return failure.status();
     }
     try {
         if (!known) {
             checker = boost::make_shared<const ConstantAccessChecker<false>>();
-        } else if (roleIds.count(ALL_PERMISSIONS_ROLE) != 0) {
+        } else if (detail::hasAllPermissions(roleIds)) {
             checker = boost::make_shared<const ConstantAccessChecker<true>>();
         } else {
             checker = boost::make_shared<const DiskAccessChecker>(accessCache_, roleIds, *known, reserved);
         }
     } catch (const std::bad_alloc&) {
         // Callers rely on 0 here and test the checker instead.
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Failed to create AccessChecker, error=%d",
+        logmsgf(Platform::LOG_LEVEL_ERROR, CHECKER_TAG, "Failed to create AccessChecker, error=%d",
                 Status::OUT_OF_MEMORY);
     }
     return Status::SUCCESS;

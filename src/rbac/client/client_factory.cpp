@@ -20,7 +20,7 @@ namespace Tessara::Keepsafe::Rbac {
 
 namespace {
 
-constexpr char TAG[] = "AccessControlClient::create";
+constexpr char CREATE_TAG[] = "AccessControlClient::create";
 /// Misspelt from the beginning; log analysis looks for it.
 constexpr char RESPONSE_TAG[] = "process_access_cace_response";
 
@@ -34,22 +34,22 @@ void logEnforcement(const char* generation)
 {
     constexpr int VERBOSITY = 2;
     constexpr int CATEGORY = 5;
-    logmsgvf(VERBOSITY, CATEGORY, TAG, "%s enforcement.", generation);
+    logmsgvf(VERBOSITY, CATEGORY, CREATE_TAG, "%s enforcement.", generation);
 }
 
 struct RequestLog {
     void transferFailed(int status) const
     {
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Curl error requesting access cache: %d", status);
+        logmsgf(Platform::LOG_LEVEL_ERROR, CREATE_TAG, "Curl error requesting access cache: %d", status);
     }
     void answered(long httpStatus) const
     {
-        logmsgf(Platform::LOG_LEVEL_INFORMATION, TAG, "Request for %s; http status %ld", path.c_str(),
+        logmsgf(Platform::LOG_LEVEL_INFORMATION, CREATE_TAG, "Request for %s; http status %ld", path.c_str(),
                 httpStatus);
     }
     [[nodiscard]] int refused(long httpStatus, const std::string& /*body*/) const
     {
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "Get access-cache return HTTP status %ld", httpStatus);
+        logmsgf(Platform::LOG_LEVEL_ERROR, CREATE_TAG, "Get access-cache return HTTP status %ld", httpStatus);
         return Status::CONVERSION_FAILED;
     }
 
@@ -69,7 +69,7 @@ std::string textOf(const ObjectNamespace& objectNamespace)
 /// Asks the master server which cache covers the namespace.
 std::string requestCache(const std::string& objectNamespace, KSClientCURL_BaseFactory& httpClients)
 {
-    logmsgf(Platform::LOG_LEVEL_INFORMATION, TAG, "Requesting cache for %s", objectNamespace.c_str());
+    logmsgf(Platform::LOG_LEVEL_INFORMATION, CREATE_TAG, "Requesting cache for %s", objectNamespace.c_str());
     std::string path;
     const int encoding = percentEncodeUriPart(objectNamespace, path);
     if (encoding != Status::SUCCESS) {
@@ -77,7 +77,7 @@ std::string requestCache(const std::string& objectNamespace, KSClientCURL_BaseFa
     }
     path.insert(0, RESOURCE);
     const boost::scoped_ptr<KSClientCURL_Base> curl(
-        newClient(&httpClients, masterServer(), MASTER_SERVER_PORT, TAG));
+        newClient(&httpClients, masterServer(), MASTER_SERVER_PORT, CREATE_TAG));
     constexpr long OK = 200;
     return exchange(
         *curl, OK, [&path](KSClientCURL_Base& client) { return client.Get(path); }, RequestLog{path});
@@ -117,11 +117,12 @@ boost::shared_ptr<AccessControlClient> openCache(const ObjectNamespace& objectNa
                                                  const std::string& text, const std::string& cacheId)
 {
     const std::string directory = AccessCache::directoryOf(cacheId);
-    logmsgf(Platform::LOG_LEVEL_INFORMATION, TAG, "cache dir is %s", directory.c_str());
+    logmsgf(Platform::LOG_LEVEL_INFORMATION, CREATE_TAG, "cache dir is %s", directory.c_str());
     const Manifest manifest(cacheId, directory);
-    logmsgf(Platform::LOG_LEVEL_INFORMATION, TAG, "instantiating access cache");
+    logmsgf(Platform::LOG_LEVEL_INFORMATION, CREATE_TAG, "instantiating access cache");
     const auto cache = boost::make_shared<AccessCache>(manifest);
-    logmsgf(Platform::LOG_LEVEL_INFORMATION, TAG, "instantiating disk access cache for %s", text.c_str());
+    logmsgf(Platform::LOG_LEVEL_INFORMATION, CREATE_TAG, "instantiating disk access cache for %s",
+            text.c_str());
     return boost::make_shared<DiskAccessControlClient>(objectNamespace, cache, operationCache);
 }
 

@@ -2,11 +2,11 @@
 
 #include <boost/lexical_cast/try_lexical_convert.hpp>
 
+#include "separator.h"
+
 namespace Tessara::Keepsafe::Rbac {
 
 namespace {
-
-constexpr char SEPARATOR = '|';
 
 bool isHexDigit(char character) noexcept
 {

@@ -4,11 +4,12 @@
 
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
+#include "separator.h"
+
 namespace Tessara::Keepsafe::Rbac {
 
 namespace {
 
-constexpr char SEPARATOR = '|';
 constexpr char HEX_DIGITS[] = "0123456789ABCDEF";
 
 /// ASCII letters and digits, whatever the locale, and the four marks that form encoding leaves unchanged.

@@ -10,11 +10,11 @@
 #include <keepsafe/platform/uri/percent_encode.h>
 #include <keepsafe/rbac/namespace/ObjectNamespace.h>
 
+#include "separator.h"
+
 namespace Tessara::Keepsafe::Rbac {
 
 namespace {
-
-constexpr char SEPARATOR = '|';
 
 /// Lets running out of memory pass, which a stream that is not asked for exceptions keeps to itself as
 /// badbit. Other failures are reported as the stream reports them.

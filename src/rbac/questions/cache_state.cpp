@@ -22,7 +22,7 @@ namespace {
 
 using Nanoseconds = std::chrono::nanoseconds;
 
-constexpr char TAG[] = "cacheState";
+constexpr char STATE_TAG[] = "cacheState";
 constexpr char MAGIC[] = "KSACACHE";
 constexpr std::uint32_t FORMAT_VERSION = 1;
 
@@ -46,7 +46,7 @@ static_assert(offsetof(Header, writeInProgress) == offsetof(detail::MetadataHead
 
 [[noreturn]] void failUnreadable(const std::string& path, int failure)
 {
-    diagnostics::fail(Status::CACHE_UNUSABLE, TAG, path + ": " + Process::failureText(failure));
+    diagnostics::fail(Status::CACHE_UNUSABLE, STATE_TAG, path + ": " + Process::failureText(failure));
 }
 
 Process::Descriptor open(const std::string& path)
@@ -133,7 +133,7 @@ CacheState cacheState(const std::string& directory)
         failUnreadable(path, failure);
     }
     if (bytes.size() < sizeof(detail::MetadataHeader)) {
-        diagnostics::fail(Status::CACHE_UNUSABLE, TAG, path + ": the header is not complete");
+        diagnostics::fail(Status::CACHE_UNUSABLE, STATE_TAG, path + ": the header is not complete");
     }
     Header header{};
     std::memcpy(&header, bytes.data(), std::min(bytes.size(), sizeof header));

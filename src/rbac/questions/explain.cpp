@@ -5,6 +5,7 @@
 
 #include "CacheWalk.h"
 #include "DecidingPath.h"
+#include "all_permissions.h"
 #include "disk_client.h"
 
 namespace Tessara::Keepsafe::Rbac {
@@ -15,8 +16,6 @@ using detail::CacheWalk;
 using detail::DecidingPath;
 using detail::MetObject;
 using detail::RoleIds;
-
-constexpr int ALL_PERMISSIONS_ROLE = 0;
 
 /// One object of the path, as long as the names are not needed.
 struct Found {
@@ -143,7 +142,7 @@ Explainer::Explainer(AccessControlClient& client, const std::set<int>& roleIds,
     const boost::optional<Operation> known = disk->operationCache()[operation];
     if (!known) {
         constant_ = {false, Reason::UnknownOperation};
-    } else if (roleIds.count(ALL_PERMISSIONS_ROLE) != 0) {
+    } else if (detail::hasAllPermissions(roleIds)) {
         constant_ = {true, Reason::Role0};
     } else {
         operation_ = *known;

@@ -58,17 +58,17 @@ struct Delta {
 };
 
 /// What reaches the names below an object in both policies.
-struct Reaching {
+struct ReachingWords {
     RoleWords before;
     RoleWords after;
     Delta delta;
 };
-using SharedReaching = std::shared_ptr<const Reaching>;
+using SharedReachingWords = std::shared_ptr<const ReachingWords>;
 
 /// An object on the way down to the current one.
 struct Above {
     std::string name;
-    SharedReaching reaching;
+    SharedReachingWords reaching;
 };
 
 /// What a policy allows on an object, or grants below it, given what reaches it.
@@ -80,7 +80,6 @@ RoleWords effective(const GrantedObject* object, const RoleWords& granted, const
     return object->inherits ? unitedWith(granted, reaching) : granted;
 }
 
-const RoleWords NO_WORDS;
 const RoleWords& onObject(const GrantedObject* object) { return object ? object->onObject : NO_WORDS; }
 const RoleWords& onChildren(const GrantedObject* object) { return object ? object->onChildren : NO_WORDS; }
 
@@ -104,7 +103,7 @@ class Comparison {
 public:
     Comparison(const WantedChanges& wanted, const OnChange& onChange) : wanted_(wanted), onChange_(onChange)
     {
-        path_.push_back({"", std::make_shared<const Reaching>()});
+        path_.push_back({"", std::make_shared<const ReachingWords>()});
     }
 
     bool run(PolicySource& beforeSource, PolicySource& afterSource)
@@ -170,10 +169,10 @@ private:
         while (name_.compare(0, path_.back().name.size(), path_.back().name) != 0) {
             path_.pop_back();
         }
-        const SharedReaching above = path_.back().reaching;
+        const SharedReachingWords above = path_.back().reaching;
         const bool isSame = before != nullptr && after != nullptr && before->inherits == after->inherits &&
                             before->onObject == after->onObject && before->onChildren == after->onChildren;
-        const SharedReaching below = reachingBelow(before, after, above, isSame);
+        const SharedReachingWords below = reachingBelow(before, after, above, isSame);
         if (!isSame || !above->delta.empty()) {
             const Delta own(effective(before, onObject(before), above->before),
                             effective(after, onObject(after), above->after));
@@ -187,13 +186,13 @@ private:
         path_.push_back({name_, below});
     }
 
-    static SharedReaching reachingBelow(const GrantedObject* before, const GrantedObject* after,
-                                        const SharedReaching& above, bool isSame)
+    static SharedReachingWords reachingBelow(const GrantedObject* before, const GrantedObject* after,
+                                             const SharedReachingWords& above, bool isSame)
     {
         if (isSame && before->inherits && before->onChildren.empty()) {
             return above;
         }
-        auto below = std::make_shared<Reaching>();
+        auto below = std::make_shared<ReachingWords>();
         below->before = effective(before, onChildren(before), above->before);
         below->after = effective(after, onChildren(after), above->after);
         below->delta = Delta(below->before, below->after);

@@ -10,6 +10,7 @@
 #include "WholeWalk.h"
 #include "disk_client.h"
 #include "fail.h"
+#include "role_words.h"
 #include "tell.h"
 #include "visit_tree.h"
 
@@ -26,7 +27,6 @@ constexpr std::size_t MOST_STEPS_OF_A_TREE = std::size_t{1} << 22U;
 constexpr std::size_t MOST_TREES_KEPT = 1024;
 
 const std::string ROOT_TEXT = "|";
-const RoleWords NO_WORDS;
 
 /// Nothing is carried down: only names and objects are of interest.
 struct Plainly {

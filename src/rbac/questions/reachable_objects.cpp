@@ -8,6 +8,7 @@
 #include "NameOrderWalk.h"
 #include "RememberedAnswers.h"
 #include "WholeWalk.h"
+#include "all_permissions.h"
 #include "disk_client.h"
 #include "fail.h"
 
@@ -15,12 +16,10 @@ namespace Tessara::Keepsafe::Rbac {
 
 namespace {
 
-constexpr char TAG[] = "ReachableObjects";
-/// Holders of this role may do everything.
-constexpr int ALL_PERMISSIONS_ROLE = 0;
+constexpr char REACH_TAG[] = "ReachableObjects";
 
 /// Records of a piece: some hundred microseconds, of the millisecond that a writer may have to wait.
-constexpr std::size_t STEPS_OF_A_PIECE = 16384;
+constexpr std::size_t STEPS_OF_A_WALK = 16384;
 /// A name costs as much as that many records.
 constexpr std::size_t STEPS_OF_A_NAME = 4;
 
@@ -71,7 +70,8 @@ void requirePlace(const std::string& after)
         return canonical.add(static_cast<unsigned char>(byte));
     });
     if (!isBeginning || (!after.empty() && after.front() != '|')) {
-        diagnostics::fail(Status::INVALID_ARGUMENT, TAG, "no name begins like the place to continue after");
+        diagnostics::fail(Status::INVALID_ARGUMENT, REACH_TAG,
+                          "no name begins like the place to continue after");
     }
 }
 
@@ -102,9 +102,9 @@ ReachableObjects::ReachableObjects(AccessControlClient& client, const std::set<i
     const boost::optional<Operation> known = disk->operationCache()[operation];
     if (known) {
         operation_ = *known;
-        reach_ = roleIds.count(ALL_PERMISSIONS_ROLE) != 0 ? Reach::Everything
-                 : roleIds.empty()                        ? Reach::Nothing
-                                                          : Reach::WhatIsGranted;
+        reach_ = detail::hasAllPermissions(roleIds) ? Reach::Everything
+                 : roleIds.empty()                  ? Reach::Nothing
+                                                    : Reach::WhatIsGranted;
     }
 }
 
@@ -143,7 +143,7 @@ ReachablePage ReachableObjects::page(const ObjectNamespace& under, const std::st
 {
     requirePlace(after);
     if (limit == 0) {
-        diagnostics::fail(Status::INVALID_ARGUMENT, TAG, "a page of no names does not lead anywhere");
+        diagnostics::fail(Status::INVALID_ARGUMENT, REACH_TAG, "a page of no names does not lead anywhere");
     }
     ReachablePage page;
     if (reach_ == Reach::Nothing) {
@@ -151,7 +151,7 @@ ReachablePage ReachableObjects::page(const ObjectNamespace& under, const std::st
     }
     const std::size_t names = std::min(limit, MOST_NAMES_OF_A_PAGE);
     page.names.reserve(std::min<std::size_t>(names, 1024));
-    page.cursor = walk(under.str(), after, {names, STEPS_OF_A_PIECE}, &page.names).cursor;
+    page.cursor = walk(under.str(), after, {names, STEPS_OF_A_WALK}, &page.names).cursor;
     return page;
 }
 
@@ -167,7 +167,7 @@ void ReachableObjects::forEach(const ObjectNamespace& under, const std::string& 
     WholeWalk whole;
     do {
         names.clear();
-        const Piece piece = walk(under.str(), place, {MOST_NAMES_OF_A_PAGE, STEPS_OF_A_PIECE}, &names);
+        const Piece piece = walk(under.str(), place, {MOST_NAMES_OF_A_PAGE, STEPS_OF_A_WALK}, &names);
         whole.add(piece.steps, piece.records);
         for (const std::string& name : names) {
             if (!visit(name)) {
@@ -186,7 +186,7 @@ std::uint64_t ReachableObjects::count(const ObjectNamespace& under, const std::s
         return 0;
     }
     constexpr std::size_t NO_LIMIT = std::numeric_limits<std::size_t>::max();
-    const Limits limits{NO_LIMIT, locking == WalkLocking::OneState ? NO_LIMIT : STEPS_OF_A_PIECE};
+    const Limits limits{NO_LIMIT, locking == WalkLocking::OneState ? NO_LIMIT : STEPS_OF_A_WALK};
     std::uint64_t count = 0;
     std::string place = after;
     WholeWalk whole;

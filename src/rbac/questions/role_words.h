@@ -8,6 +8,9 @@
 
 namespace Tessara::Keepsafe::Rbac {
 
+/// What is granted where nothing is.
+inline const RoleWords NO_WORDS;
+
 /// Combines two lists word by word: `combine(left, right)` gives the bits of a role's word from those that
 /// both have, 0 for none.
 template <typename Combine>

@@ -10,6 +10,7 @@
 
 #include "CacheWalk.h"
 #include "DecidingPath.h"
+#include "all_permissions.h"
 #include "disk_client.h"
 
 namespace Tessara::Keepsafe::Rbac {
@@ -19,8 +20,6 @@ namespace {
 using detail::CacheWalk;
 using detail::DecidingPath;
 using detail::MetObject;
-
-constexpr int ALL_PERMISSIONS_ROLE = 0;
 
 /// A grant as long as the object's name is not needed.
 struct FoundGrant {
@@ -170,7 +169,7 @@ WhatMay whatMay(AccessControlClient& client, const std::set<int>& roleIds, const
     }
     disk->operationCache().reloadIfChanged();
     const KnownOperations known = disk->operationCache().operations();
-    WhatMay answer{false, roleIds.count(ALL_PERMISSIONS_ROLE) != 0
+    WhatMay answer{false, detail::hasAllPermissions(roleIds)
                               ? namesOf(known)
                               : findOperations(*disk->accessCache(), roleIds, object, known)};
     std::sort(

@@ -10,7 +10,7 @@ namespace {
 
 using Service = DefaultObjectRegistrationService;
 
-constexpr char TAG[] = "DefaultObjectRegistrationService::bulkRegisterObjects";
+constexpr char BULK_REGISTER_TAG[] = "DefaultObjectRegistrationService::bulkRegisterObjects";
 
 /// The missing argument; null if there is none.
 const char* missingArgument(const Service::DataList& data, bool hasCallback) noexcept
@@ -26,8 +26,8 @@ int registerPending(const Service& service, const Service::DataList& data,
 {
     constexpr FailureTexts TEXTS{"Registration failed", nullptr,
                                  ", status=", " with exception: ", " with unknown exception."};
-    logmsgf(Platform::LOG_LEVEL_INFORMATION, TAG, "Registering %lu objects", data.size());
-    return attempt(TAG, TEXTS, STATUS_OF_EXCEPTION, cause, [&] {
+    logmsgf(Platform::LOG_LEVEL_INFORMATION, BULK_REGISTER_TAG, "Registering %lu objects", data.size());
+    return attempt(BULK_REGISTER_TAG, TEXTS, STATUS_OF_EXCEPTION, cause, [&] {
         registered = service.bulkRegisterObjectsWithStatePending(data);
         return Status::SUCCESS;
     });
@@ -41,7 +41,7 @@ int updateStates(const Service& service, const std::set<ObjectNamespace>& succes
     constexpr FailureTexts TEXTS{"State update failed", nullptr,
                                  ", status=", " with exception: ", " with unknown exception."};
     // STATE_UPDATE_FAILED whatever the callback's outcome.
-    return attempt(TAG, TEXTS, Status::STATE_UPDATE_FAILED, cause, [&] {
+    return attempt(BULK_REGISTER_TAG, TEXTS, Status::STATE_UPDATE_FAILED, cause, [&] {
         std::list<ObjectNamespace> ready;
         std::list<ObjectNamespace> deleted;
         // Both are in the order of names.
@@ -55,7 +55,7 @@ int updateStates(const Service& service, const std::set<ObjectNamespace>& succes
             group.splice(group.end(), namespaces);
         }
         service.bulkUpdateObjectState(ready, {}, deleted);
-        logmsgf(Platform::LOG_LEVEL_DEBUG, TAG, "Successfully updated object states.");
+        logmsgf(Platform::LOG_LEVEL_DEBUG, BULK_REGISTER_TAG, "Successfully updated object states.");
         return result;
     });
 }
@@ -64,10 +64,10 @@ int updateStates(const Service& service, const std::set<ObjectNamespace>& succes
 int compare(std::size_t successful, std::size_t all) noexcept
 {
     if (successful == all) {
-        logmsgf(Platform::LOG_LEVEL_DEBUG, TAG, "Callback success. Committing objects.");
+        logmsgf(Platform::LOG_LEVEL_DEBUG, BULK_REGISTER_TAG, "Callback success. Committing objects.");
         return Status::SUCCESS;
     }
-    logmsgf(Platform::LOG_LEVEL_ERROR, TAG,
+    logmsgf(Platform::LOG_LEVEL_ERROR, BULK_REGISTER_TAG,
             "Callback failed. successful=%lu, failed=%lu. Committing successful, rolling back failed.",
             successful, all - successful);
     return Status::REGISTRATION_ROLLED_BACK;
@@ -88,17 +88,18 @@ int DefaultObjectRegistrationService::bulkRegisterObjects(
 {
     cause = nullptr;
     if (const char* const missing = missingArgument(data, callback != nullptr)) {
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG, "%s", missing);
+        logmsgf(Platform::LOG_LEVEL_ERROR, BULK_REGISTER_TAG, "%s", missing);
         return Status::INVALID_ARGUMENT;
     }
     RegisteredObjects registered;
     const int registration = registerPending(*this, data, registered, cause);
     if (registration != Status::SUCCESS) {
-        return notifyFailure(TAG, *callback, registration);
+        return notifyFailure(BULK_REGISTER_TAG, *callback, registration);
     }
-    logmsgf(Platform::LOG_LEVEL_DEBUG, TAG, "Successfully registered the objects in PENDING state.");
+    logmsgf(Platform::LOG_LEVEL_DEBUG, BULK_REGISTER_TAG,
+            "Successfully registered the objects in PENDING state.");
     std::set<ObjectNamespace> successful;
-    const int work = callbackStatus(TAG, cause, [&] {
+    const int work = callbackStatus(BULK_REGISTER_TAG, cause, [&] {
         (void)callback->invoke(successful);
         return Status::SUCCESS;
     });

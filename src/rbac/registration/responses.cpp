@@ -21,7 +21,7 @@ namespace {
 
 using Service = DefaultObjectRegistrationService;
 
-constexpr char TAG[] = "DefaultObjectRegistrationService::extractRegisteredNamespaces";
+constexpr char SINGLE_TAG[] = "DefaultObjectRegistrationService::extractRegisteredNamespaces";
 constexpr char BULK_TAG[] = "DefaultObjectRegistrationService::extractBulkRegisteredNamespaces";
 
 [[noreturn]] void rejectForm(const json_error_t& error, const char* tag)
@@ -94,7 +94,7 @@ DefaultObjectRegistrationService::extractRegisteredNamespaces(const json_t* reco
     NamespaceReader names;
     json_error_t error;
     if (!readRecord(record, names, registered, error)) {
-        rejectForm(error, TAG);
+        rejectForm(error, SINGLE_TAG);
     }
     return registered;
 }

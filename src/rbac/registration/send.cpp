@@ -12,7 +12,7 @@ namespace Tessara::Keepsafe::Rbac {
 
 namespace {
 
-constexpr char TAG[] = "DefaultObjectRegistrationService::sendHttpRequest";
+constexpr char SEND_TAG[] = "DefaultObjectRegistrationService::sendHttpRequest";
 
 /// What the log says of a type of request, and the HTTP status of its success.
 struct Kind {
@@ -52,7 +52,7 @@ int send(KSClientCURL_Base& client, HttpRequestType type, const std::string& url
 struct RequestLog {
     void transferFailed(int status) const
     {
-        logmsgf(Platform::LOG_LEVEL_ERROR, TAG,
+        logmsgf(Platform::LOG_LEVEL_ERROR, SEND_TAG,
                 "Failed to send the %s request(%s). CURL request failed. error  = %d", kind, url.c_str(),
                 status);
     }
@@ -63,10 +63,10 @@ struct RequestLog {
         std::string errorMessage;
         const int parsing = extractErrorFromJSON(body, errorCode, errorMessage);
         if (parsing == Status::SUCCESS) {
-            logmsgf(Platform::LOG_LEVEL_ERROR, TAG,
+            logmsgf(Platform::LOG_LEVEL_ERROR, SEND_TAG,
                     "Failed to register object. HTTP response code = %ld. error = %d", httpStatus, errorCode);
         } else {
-            logmsgf(Platform::LOG_LEVEL_ERROR, TAG,
+            logmsgf(Platform::LOG_LEVEL_ERROR, SEND_TAG,
                     "Failed to parse error from JSON response. HTTP response code = %ld. parse error = %d",
                     httpStatus, parsing);
         }
@@ -84,11 +84,12 @@ void DefaultObjectRegistrationService::sendHttpRequest(HttpRequestType type, con
 {
     constexpr int PAYLOAD_VERBOSITY = 2;
     constexpr int PAYLOAD_CATEGORY = 5;
-    const boost::scoped_ptr<KSClientCURL_Base> client(newClient(factory_.get(), masterServer_, port_, TAG));
+    const boost::scoped_ptr<KSClientCURL_Base> client(
+        newClient(factory_.get(), masterServer_, port_, SEND_TAG));
     client->setApiVersion(MAX_VERSION);
-    logmsgf(Platform::LOG_LEVEL_INFORMATION, TAG, "Send request type %d to URL %s", static_cast<int>(type),
-            url.c_str());
-    logmsgvf(PAYLOAD_VERBOSITY, PAYLOAD_CATEGORY, TAG, "Request payload: %s", body.c_str());
+    logmsgf(Platform::LOG_LEVEL_INFORMATION, SEND_TAG, "Send request type %d to URL %s",
+            static_cast<int>(type), url.c_str());
+    logmsgvf(PAYLOAD_VERBOSITY, PAYLOAD_CATEGORY, SEND_TAG, "Request payload: %s", body.c_str());
     const Kind kind = kindOf(type);
     response = exchange(
         *client, kind.success, [&](KSClientCURL_Base& curl) { return send(curl, type, url, body); },

@@ -11,7 +11,7 @@ namespace ksrbac {
 
 namespace {
 
-using Words = std::vector<std::string>;
+using WordList = std::vector<std::string>;
 
 bool isOption(const std::string& word) { return word.size() > 1 && word.front() == '-'; }
 
@@ -19,9 +19,9 @@ bool isOption(const std::string& word) { return word.size() > 1 && word.front() 
 std::string nameOf(const std::string& option) { return option.substr(0, option.find('=')); }
 
 /// The commands that may follow, except hidden ones.
-Words commandsBelow(const CLI::App& command)
+WordList commandsBelow(const CLI::App& command)
 {
-    Words names;
+    WordList names;
     for (const CLI::App* below : command.get_subcommands([](const CLI::App*) { return true; })) {
         if (!below->get_group().empty()) {
             names.push_back(below->get_name());
@@ -31,9 +31,9 @@ Words commandsBelow(const CLI::App& command)
 }
 
 /// The options that the command takes, those of the commands above it included.
-Words optionsOf(const CLI::App& command)
+WordList optionsOf(const CLI::App& command)
 {
-    Words names;
+    WordList names;
     for (const CLI::App* app = &command; app != nullptr; app = app->get_parent()) {
         for (const CLI::Option* option : app->get_options()) {
             for (const std::string& name : option->get_lnames()) {
@@ -48,9 +48,9 @@ Words optionsOf(const CLI::App& command)
 }
 
 /// The commands of groups that are called like this, with the names of their groups.
-Words commandsOfGroups(const CLI::App& app, const std::string& word)
+WordList commandsOfGroups(const CLI::App& app, const std::string& word)
 {
-    Words names;
+    WordList names;
     for (const std::string& group : commandsBelow(app)) {
         for (const std::string& name : similarNames(word, commandsBelow(*app.get_subcommand(group)))) {
             if (name == word) {
@@ -63,7 +63,7 @@ Words commandsOfGroups(const CLI::App& app, const std::string& word)
 
 std::string unknownCommand(const CLI::App& command, const std::string& word)
 {
-    Words meant = similarNames(word, commandsBelow(command));
+    WordList meant = similarNames(word, commandsBelow(command));
     if (meant.empty()) {
         meant = commandsOfGroups(command, word);
     }
@@ -81,7 +81,7 @@ std::string unknownOption(const CLI::App& command, const std::string& word)
 std::string description(const CLI::App& app, const CLI::ParseError& error)
 {
     // Also what other errors hide: an option that does not exist is why a required one is missing.
-    const Words unknown = app.remaining(true);
+    const WordList unknown = app.remaining(true);
     const CLI::App& command = namedCommand(app);
     const auto option = std::find_if(unknown.begin(), unknown.end(), isOption);
     const bool isIncomplete = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;

@@ -4,6 +4,8 @@
 #include <map>
 #include <set>
 
+#include <boost/algorithm/string/predicate.hpp>
+
 #include <keepsafe/cache/AccessCache.h>
 #include <keepsafe/cache/OperationCache.h>
 #include <keepsafe/rbac/questions/reachable_objects.h>
@@ -29,11 +31,6 @@ using Candidates = std::vector<Candidate>;
 
 constexpr std::size_t MOST_CANDIDATES = 1000;
 
-bool startsWith(const std::string& text, const std::string& start)
-{
-    return text.compare(0, start.size(), start) == 0;
-}
-
 /// Where the last element of a list with the separator begins.
 std::size_t lastElement(const std::string& list, char separator)
 {
@@ -43,9 +40,10 @@ std::size_t lastElement(const std::string& list, char separator)
 
 void keepBeginning(Candidates& candidates, const std::string& typed)
 {
-    candidates.erase(std::remove_if(candidates.begin(), candidates.end(),
-                                    [&](const Candidate& one) { return !startsWith(one.text, typed); }),
-                     candidates.end());
+    candidates.erase(
+        std::remove_if(candidates.begin(), candidates.end(),
+                       [&](const Candidate& one) { return !boost::algorithm::starts_with(one.text, typed); }),
+        candidates.end());
 }
 
 Candidates withBefore(const std::string& before, Candidates candidates)

@@ -2,6 +2,7 @@
 #include <utility>
 
 #include <CLI/CLI.hpp>
+#include <boost/algorithm/string/predicate.hpp>
 
 #include "cli/help_formatter.h"
 #include "cli/option_tree.h"
@@ -11,11 +12,6 @@
 namespace ksrbac {
 
 namespace {
-
-bool startsWith(const std::string& text, const std::string& start)
-{
-    return text.compare(0, start.size(), start) == 0;
-}
 
 std::string onOneLine(std::string text)
 {
@@ -50,12 +46,13 @@ public:
         const std::size_t equals = current.find('=');
         if (option_ != nullptr) {
             question.kind = option_->get_type_name();
-        } else if (!areOptionsOver_ && startsWith(current, "--") && equals != std::string::npos) {
+        } else if (!areOptionsOver_ && boost::algorithm::starts_with(current, "--") &&
+                   equals != std::string::npos) {
             const CLI::Option* const option = optionCalled(current.substr(0, equals));
             question.kind = option == nullptr ? "" : option->get_type_name();
             question.before = current.substr(0, equals + 1);
             question.value = current.substr(equals + 1);
-        } else if (!areOptionsOver_ && startsWith(current, "-")) {
+        } else if (!areOptionsOver_ && boost::algorithm::starts_with(current, "-")) {
             question.words = options();
         } else if (const auto names = commands(); !names.empty()) {
             question.words = names;
@@ -103,7 +100,8 @@ private:
     {
         for (const CLI::App* app = command_; app != nullptr; app = app->get_parent()) {
             for (const CLI::Option* option : app->get_options()) {
-                const bool isLong = startsWith(name, "--") && option->check_lname(name.substr(2));
+                const bool isLong =
+                    boost::algorithm::starts_with(name, "--") && option->check_lname(name.substr(2));
                 const bool isShort = name.size() == 2 && option->check_sname(name.substr(1));
                 if (isLong || isShort) {
                     return option;

@@ -12,7 +12,7 @@ namespace ksrbac {
 
 namespace {
 
-constexpr std::size_t BUFFER_BYTES = std::size_t{64} * 1024;
+constexpr std::size_t BLOCK_BYTES = std::size_t{64} * 1024;
 /// Of a line; what comes through a pipe need not have an end.
 constexpr std::size_t MOST_MEBIBYTES = 64;
 
@@ -26,7 +26,7 @@ bool hasInput(int descriptor)
 
 LineReader::LineReader(const std::string& path, std::function<void()> beforeWaiting)
     : name_(inputName(path)), file_(openInput(path)), beforeWaiting_(std::move(beforeWaiting)),
-      buffer_(BUFFER_BYTES, '\0')
+      buffer_(BLOCK_BYTES, '\0')
 {
 }
 

@@ -16,7 +16,7 @@ using Tessara::Keepsafe::Text::split;
 
 namespace {
 
-constexpr std::size_t LONGEST_NAME = 256; // of a role, as the service has it
+constexpr std::size_t LONGEST_ROLE_NAME = 256; // of a role, as the service has it
 
 std::string quoted(const std::string& name) { return '"' + escapeForMessage(name) + '"'; }
 
@@ -70,7 +70,7 @@ std::string requireName(const std::string& place, const std::string& text)
     if (text.empty()) {
         throw InputError(place + ", \"\", is neither the id nor the name of a role");
     }
-    return requireText(place, decode(text), LONGEST_NAME);
+    return requireText(place, decode(text), LONGEST_ROLE_NAME);
 }
 
 } // namespace
