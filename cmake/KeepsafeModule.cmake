@@ -24,6 +24,7 @@ function(keepsafe_module name)
   endforeach()
   list(TRANSFORM arg_SOURCES PREPEND "${PROJECT_SOURCE_DIR}/src/${arg_FOLDER}/")
   add_library(keepsafe_${name} OBJECT ${arg_SOURCES})
+  keepsafe_product_target(keepsafe_${name})
   set_target_properties(keepsafe_${name} PROPERTIES
     POSITION_INDEPENDENT_CODE ON
     CXX_VISIBILITY_PRESET hidden

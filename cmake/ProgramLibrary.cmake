@@ -3,6 +3,7 @@
 function(keepsafe_program_library name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})
   add_library(${name} STATIC ${arg_SOURCES})
+  keepsafe_product_target(${name})
   target_include_directories(${name} PUBLIC "${CMAKE_CURRENT_SOURCE_DIR}")
   target_link_libraries(${name}
     PUBLIC ${arg_LIBRARIES}
