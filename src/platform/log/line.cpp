@@ -35,7 +35,7 @@ struct Date {
 Date dateOfDay(std::int64_t daysSinceEpoch)
 {
     const std::int64_t days = daysSinceEpoch + 719468;
-    const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
+    const std::int64_t era = days / 146097; // never negative: the clock begins in 1677
     const auto dayOfEra = static_cast<unsigned>(days - era * 146097);
     const unsigned yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
     const unsigned dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
