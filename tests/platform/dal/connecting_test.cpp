@@ -20,6 +20,7 @@ namespace {
 
 /// What was asked for, and what is answered.
 struct Odbc {
+    bool hasEnvironment = true;
     bool hasConnection = true;
     SQLRETURN connecting = SQL_SUCCESS;
     SQLRETURN bounding = SQL_SUCCESS;
@@ -33,6 +34,7 @@ struct Odbc {
     std::vector<std::uintptr_t> statementTimeouts;
     std::vector<std::string> statements;
     int disconnected = 0;
+    int versionsSet = 0;
 };
 
 Odbc odbc;
@@ -43,10 +45,15 @@ SQLRETURN SQL_API SQLAllocHandle(SQLSMALLINT type, SQLHANDLE, SQLHANDLE* made)
 {
     static int place = 0;
     *made = &place;
-    return type == SQL_HANDLE_DBC && !odbc.hasConnection ? SQL_ERROR : SQL_SUCCESS;
+    const bool isMade = odbc.hasEnvironment && (type != SQL_HANDLE_DBC || odbc.hasConnection);
+    return isMade ? SQL_SUCCESS : SQL_ERROR;
 }
 SQLRETURN SQL_API SQLFreeHandle(SQLSMALLINT, SQLHANDLE) { return SQL_SUCCESS; }
-SQLRETURN SQL_API SQLSetEnvAttr(SQLHENV, SQLINTEGER, SQLPOINTER, SQLINTEGER) { return SQL_SUCCESS; }
+SQLRETURN SQL_API SQLSetEnvAttr(SQLHENV, SQLINTEGER, SQLPOINTER, SQLINTEGER)
+{
+    ++odbc.versionsSet;
+    return SQL_SUCCESS;
+}
 SQLRETURN SQL_API SQLSetConnectAttr(SQLHDBC, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER)
 {
     if (attribute == SQL_ATTR_LOGIN_TIMEOUT) {
@@ -139,6 +146,17 @@ TEST_F(Connecting, FailsWithoutAHandle)
 {
     odbc.hasConnection = false;
     EXPECT_EQ(connect(), Dal::STATUS_CONNECT_FAILED);
+    EXPECT_THAT(log_.lines(), ElementsAre(failure("cannot allocate an ODBC connection handle")));
+}
+
+TEST_F(Connecting, FailsWithoutAnEnvironment)
+{
+    EXPECT_EQ(connect(), 0);
+    EXPECT_EQ(odbc.versionsSet, 1);
+    odbc = Odbc();
+    odbc.hasEnvironment = false;
+    EXPECT_EQ(connect(), Dal::STATUS_CONNECT_FAILED);
+    EXPECT_EQ(odbc.versionsSet, 0) << "there is nothing to set it of";
     EXPECT_THAT(log_.lines(), ElementsAre(failure("cannot allocate an ODBC connection handle")));
 }
 

@@ -53,6 +53,26 @@ TEST_F(Pool, LendsAConnectionToOneGuardAtATime)
     EXPECT_EQ(manager.connectionIndicator(), 2U);
 }
 
+TEST_F(Pool, WaitsForAConnectionAsLongAsItTakesWithoutATimeout)
+{
+    settings.maximumConnections = 1;
+    settings.connectTimeoutSeconds = 0;
+    Dal::DbConnectionManager manager(settings);
+    auto lent = std::make_unique<Session>(manager);
+    std::atomic<bool> isWaiting{true};
+    int status = -1;
+    std::thread other([&] {
+        status = Session(manager).guard.status();
+        isWaiting = false;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_TRUE(isWaiting);
+    lent.reset();
+    other.join();
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(manager.connectionIndicator(), 1U);
+}
+
 TEST_F(Pool, GivesAStatusWhenAllConnectionsStayLent)
 {
     settings.maximumConnections = 2;

@@ -15,7 +15,7 @@ TEST(Secrets, LeaveAMessageThatRepeatsNoneAsItIs)
     const Secrets secrets("Driver=SQLite3;Database=/x/main.db;Uid=keeper;Pwd=geheim;");
     for (const char* const message :
          {"", "connect failed", "password authentication failed for user \"keeper\"", "/x/main.db",
-          "no pwd given"}) {
+          "no pwd given", "no pwd"}) {
         EXPECT_EQ(secrets.checked(message), message);
     }
 }
@@ -57,6 +57,7 @@ TEST(Secrets, WithholdAMessageThatEchoesAnAssignment)
 TEST(Secrets, AreNoneInAnEmptyValue)
 {
     EXPECT_EQ(Secrets("Pwd=;Uid=x").checked("connect failed"), "connect failed");
+    EXPECT_EQ(Secrets("Uid=x;Pwd=").checked("connect failed"), "connect failed");
     EXPECT_EQ(Secrets("Pwd={}").checked("connect failed"), "connect failed");
     EXPECT_EQ(Secrets("").checked("connect failed"), "connect failed");
     EXPECT_EQ(Secrets("Pwd").checked("connect failed"), "connect failed");
