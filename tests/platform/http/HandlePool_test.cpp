@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <memory>
+#include <string>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -37,6 +38,23 @@ TEST(HandlePool, ClosesHandlesOfOtherKeysThatHaveBeenIdleForTooLong)
     HandlePool::giveBack(Handle::make(keyOf("new")), start + seconds(90));
     EXPECT_EQ(HandlePool::lend(keyOf("old"), start), nullptr);
     EXPECT_NE(HandlePool::lend(keyOf("new"), start), nullptr);
+}
+
+TEST(HandlePool, LendsNoHandleForOtherFilesOfTheSameStates)
+{
+    const HandlePool::Clock::time_point start = HandlePool::Clock::now();
+    ConnectionKey key = keyOf("files");
+    key.files.certificate.path = "/one.pem";
+    key.files.key = "/one.key";
+    key.files.ca.path = "/ca.pem";
+    HandlePool::giveBack(Handle::make(key), start);
+    for (std::string* const path :
+         {&key.files.certificate.path, &key.files.key, &key.files.ca.path, &key.serverUrl}) {
+        const std::string before = std::exchange(*path, "/other");
+        EXPECT_EQ(HandlePool::lend(key, start), nullptr) << before;
+        *path = before;
+    }
+    EXPECT_NE(HandlePool::lend(key, start), nullptr);
 }
 
 TEST(HandlePool, LendsTheHandleThatWasUsedLast)

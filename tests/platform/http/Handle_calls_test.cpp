@@ -8,6 +8,7 @@
 #include <memory>
 #include <new>
 #include <set>
+#include <utility>
 
 #include <curl/curl.h>
 #include <fcntl.h>
@@ -17,6 +18,7 @@
 #include <unistd.h>
 
 #include "FailingMemory.h"
+#include "HandlePool.h"
 #include "support/Process.h"
 
 namespace {
@@ -46,6 +48,7 @@ CURLcode curl_global_init(long /*flags*/)
 }
 CURL* curl_easy_init() { return libcurl.hasHandles ? &easyHandle : nullptr; }
 void curl_easy_cleanup(CURL* /*handle*/) { ++libcurl.cleanups; }
+void curl_easy_reset(CURL* /*handle*/) {}
 #undef curl_easy_setopt
 // The last named parameter is of an enumeration's type, as libcurl declares it. clang would have it promoted.
 #pragma GCC diagnostic push
@@ -78,6 +81,7 @@ namespace {
 
 using Tessara::Keepsafe::Platform::http::Handle;
 using Tessara::Keepsafe::Platform::http::HandleLock;
+using Tessara::Keepsafe::Platform::http::HandlePool;
 
 class HandleCalls : public testing::Test {
 protected:
@@ -203,6 +207,26 @@ TEST_F(HandleCalls, AbandonAHandleWhoseSocketCannotBeReplacedAndCloseTheSocket)
     handle.setIdle();
     isReplacementRefused = true;
     EXPECT_TRUE(holdsInChild([&] { return !handle.isOpen() && handle.isAbandoned(); }));
+}
+
+TEST_F(HandleCalls, FreeInAChildTheIdleHandlesButThoseThatWereAbandoned)
+{
+    std::unique_ptr<Handle> handle = Handle::make({});
+    ASSERT_EQ(handle->bindSockets(), CURLE_OK);
+    curl_sockaddr address{};
+    address.family = AF_INET;
+    address.socktype = SOCK_STREAM;
+    const curl_socket_t socket = libcurl.openSocket(libcurl.openData, CURLSOCKTYPE_IPCXN, &address);
+    HandlePool::giveBack(std::move(handle));
+    for (const bool isRefused : {false, true}) {
+        isReplacementRefused = isRefused;
+        EXPECT_TRUE(holdsInChild([isRefused] {
+            return HandlePool::lend({}) == nullptr && libcurl.cleanups == (isRefused ? 0 : 1);
+        })) << isRefused;
+    }
+    handle = HandlePool::lend({});
+    ASSERT_NE(handle, nullptr);
+    EXPECT_EQ(libcurl.closeSocket(handle.get(), socket), 0);
 }
 
 TEST_F(HandleCalls, ReachEachHandleThatIsLeft)
