@@ -1,6 +1,7 @@
 #include "load.h"
 
 #include <string>
+#include <string_view>
 
 #include <gtest/gtest.h>
 #include <malloc.h>
@@ -27,6 +28,13 @@ TEST(LoadingJson, NeedsASmallStackForAnyText)
             64);
         EXPECT_EQ(isLoaded, text.size() == 200);
     }
+}
+
+TEST(LoadingJson, TakesNoTextForAnEmptyOne)
+{
+    json_error_t error;
+    EXPECT_EQ(loadJson(std::string_view(), error), nullptr);
+    EXPECT_STREQ(error.text, "'[' or '{' expected near end of file");
 }
 
 TEST(LoadingJson, FindsTheBoundsInAFile)

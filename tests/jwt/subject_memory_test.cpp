@@ -1,5 +1,5 @@
 /// Texts that callers free with `free` do not come from `new`. The allocation functions of the language here
-/// note what they give.
+/// note what they give, and can give nothing.
 
 #include <keepsafe/jwt/JWT.h>
 
@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <memory>
 #include <new>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -19,6 +20,7 @@ namespace {
 
 /// The latest blocks that `new` gave and `delete` has not taken back.
 std::array<void*, 4096> given{};
+bool isMissing = false; ///< all memory
 
 void note(void* before, void* after)
 {
@@ -32,7 +34,7 @@ void note(void* before, void* after)
 
 void* operator new(std::size_t size)
 {
-    void* const block = std::malloc(size);
+    void* const block = isMissing ? nullptr : std::malloc(size);
     if (block == nullptr) {
         throw std::bad_alloc();
     }
@@ -41,7 +43,7 @@ void* operator new(std::size_t size)
 }
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
 {
-    void* const block = std::malloc(size);
+    void* const block = isMissing ? nullptr : std::malloc(size);
     note(nullptr, block);
     return block;
 }
@@ -76,6 +78,17 @@ TEST(TextsForCallers, ComeFromMalloc)
     }
     const std::unique_ptr<char[]> other(new char[10]);
     EXPECT_TRUE(isFromNew(other.get())) << "the functions above are those that are called";
+}
+
+TEST(TextsForCallers, AreNotMadeWithoutMemory)
+{
+    const std::string token = keepsafe_test::unsignedToken(R"({"sub":"a:b:c","is_machine":"false"})");
+    std::array<char*, 4> texts{};
+    isMissing = true;
+    extractSubject_C(token.c_str(), &texts[0], &texts[1], &texts[2]);
+    extractSubjectNT_C(token.c_str(), &texts[3]);
+    isMissing = false;
+    EXPECT_EQ(texts, (std::array<char*, 4>{}));
 }
 
 } // namespace

@@ -1,8 +1,14 @@
 #include "read_file.h"
 
 #include <cerrno>
+#include <csignal>
+#include <string>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <unistd.h>
 
 #include "support/TempDir.h"
 
@@ -44,6 +50,31 @@ TEST_F(ReadFile, GivesASingleByteAndLeavesNoDescriptorToOtherPrograms)
     std::string text;
     EXPECT_EQ(Process::readAll(file, text), 0);
     EXPECT_EQ(text, "a");
+}
+
+int writeEnd = -1; ///< of the pipe that the handler writes to and closes
+
+extern "C" void writeAndClose(int /*signal*/)
+{
+    static_cast<void>(::write(writeEnd, "text", 4) + ::close(writeEnd));
+}
+
+TEST_F(ReadFile, GoesOnAfterASignal)
+{
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    const Process::Descriptor readEnd(ends[0]);
+    writeEnd = ends[1];
+    struct sigaction action {}; // without SA_RESTART: the signal interrupts
+    struct sigaction before {};
+    action.sa_handler = writeAndClose;
+    ASSERT_EQ(::sigaction(SIGALRM, &action, &before), 0);
+    const itimerval soon = {{0, 0}, {0, 50'000}};
+    ASSERT_EQ(::setitimer(ITIMER_REAL, &soon, nullptr), 0);
+    std::string text;
+    EXPECT_EQ(Process::readAll(readEnd, text), 0);
+    EXPECT_EQ(text, "text");
+    ::sigaction(SIGALRM, &before, nullptr);
 }
 
 TEST_F(ReadFile, StopsBeyondTheLimit)

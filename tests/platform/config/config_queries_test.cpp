@@ -229,6 +229,20 @@ TEST_F(ConfigQueries, RecoverWithoutAChangeOfTheFileWhenItCanBeReadAgain)
               (Lines{{16, "IsFeatureEnabled_c", "cannot read \"" + file() + "\": Too many open files"}}));
 }
 
+TEST_F(ConfigQueries, LogAnotherFailureWithTheSameFile)
+{
+    write("colour = 1");
+    settle();
+    EXPECT_NE(IsFeatureEnabled_c(1), 0);
+    {
+        const NoDescriptorsLeft opensFail;
+        EXPECT_NE(IsFeatureEnabled_c(1), 0);
+    }
+    EXPECT_EQ(log_.lines(),
+              (Lines{{16, "IsFeatureEnabled_c", file() + ":1:1: unknown key \"colour\""},
+                     {16, "IsFeatureEnabled_c", "cannot read \"" + file() + "\": Too many open files"}}));
+}
+
 TEST_F(ConfigQueries, AnswerManyThreadsWhileTheFileChanges)
 {
     replace("master_server = \"one\"\n[features]\nenabled = [1]");

@@ -63,6 +63,13 @@ TEST_F(LoadConfig, RefusesAFolderInTheFilesPlace)
     EXPECT_EQ(errorOfLoading(), "cannot read \"" + file() + "\": Is a directory");
 }
 
+TEST_F(LoadConfig, SaysWhyAnOpenFileCannotBeRead)
+{
+    std::filesystem::create_directory(root_.path("etc"));
+    std::filesystem::create_symlink("/proc/self/mem", file()); // has nothing at its beginning
+    EXPECT_EQ(errorOfLoading(), "cannot read \"" + file() + "\": Input/output error");
+}
+
 TEST_F(LoadConfig, RefusesAFileInTheFoldersPlace)
 {
     writeFile(root_.path("etc"), "");

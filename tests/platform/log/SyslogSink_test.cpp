@@ -11,6 +11,8 @@
 #include <gtest/gtest.h>
 #include <syslog.h>
 
+#include "rbac/api/FailingAllocation.h"
+
 namespace {
 
 struct Opened {
@@ -114,6 +116,20 @@ TEST_F(SyslogSink, KeepsItsNameForTheProcessWhenItGoes)
     ASSERT_EQ(opened.size(), 1U);
     EXPECT_STREQ(opened[0].ident, "a name that is too long for the string object itself");
     EXPECT_EQ(closed, 0);
+}
+
+TEST_F(SyslogSink, LosesALineThatMemoryIsMissingForAndNothingElse)
+{
+    const auto sink = Platform::makeSyslogSink("ksrbac");
+    const std::string text(5000, 'x');
+    {
+        const keepsafe_test::FailingAllocation failing(0);
+        sink->write({16, "tag", text});
+    }
+    EXPECT_TRUE(keepsafe_test::FailingAllocation::happened());
+    EXPECT_EQ(sent, Sent());
+    sink->write({16, "tag", "next"});
+    EXPECT_EQ(sent, (Sent{{LOG_DAEMON | LOG_ERR, "tag: next"}}));
 }
 
 } // namespace

@@ -75,6 +75,13 @@ TEST(Logmsgf, CutsALongMessageBetweenTwoCharacters)
     EXPECT_EQ(log.lines(), (Lines{{4, "tag", beginning + "... (4 more bytes)"}}));
 }
 
+TEST(Logmsgf, CutsALongMessageOfHalvesOfCharactersNearTheLongestText)
+{
+    const CapturedLog log;
+    logmsgv(1, 0, "tag", std::string(16 * 1024 + 10, '\x80').c_str());
+    EXPECT_EQ(log.lines(), (Lines{{4, "tag", std::string(16 * 1024 - 3, '\x80') + "... (13 more bytes)"}}));
+}
+
 TEST(Logmsgf, KeepsErrno)
 {
     class ErrnoBreaker : public Platform::LogSink {
