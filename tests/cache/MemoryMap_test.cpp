@@ -35,6 +35,7 @@ TEST(MemoryMap, MapsTheWholeFile)
     const MemoryMap map(dir.path("file"));
     EXPECT_EQ(contentOf(map), "content");
     EXPECT_EQ(map.current_size(), 7U);
+    EXPECT_EQ(map.path(), dir.path("file"));
 }
 
 TEST(MemoryMap, AnnouncesEachMapAtLevelFour)
@@ -117,6 +118,24 @@ TEST(MemoryMap, AFailingSizeQueryIsToldOnStandardErrorAndThrown)
                  "error statting file");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "error statting " + dir.path("file") + ": Bad file descriptor\n");
+}
+
+TEST(MemoryMap, ADescriptorThatIsAnotherFilesByNowHasNoSize)
+{
+    const TempDir dir;
+    writeFile(dir.path("file"), "x");
+    testing::internal::CaptureStderr(); // opens files of its own, so it comes first
+    const int next = open("/dev/null", O_RDONLY);
+    close(next);
+    const MemoryMap map(dir.path("file"));
+    close(next);
+    const int other = open("/dev/null", O_RDONLY);
+    EXPECT_EQ(other, next);
+    EXPECT_STREQ(thrownBy<std::runtime_error>([&] { (void)map.current_size(); }).what(),
+                 "error statting file");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "error statting " + dir.path("file") + ": Stale file handle\n");
+    close(other);
 }
 
 TEST(MemoryMap, RefreshMapsAGrownFileAnew)

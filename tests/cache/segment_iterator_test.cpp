@@ -61,6 +61,7 @@ TEST(SegmentIterator, PositionsAtAndPastTheEndAreEqual)
     EXPECT_TRUE(segment_iterator(text, 3) == segment_iterator(text, 99));
     EXPECT_TRUE(segment_iterator(text, 1) == segment_iterator(text, 1));
     EXPECT_FALSE(segment_iterator(text, 1) == segment_iterator(text, 3));
+    EXPECT_FALSE(segment_iterator(text, 3) == segment_iterator(text, 1));
 }
 
 TEST(SegmentIterator, TellsWhichSegmentsEndAComponent)

@@ -37,9 +37,6 @@ public:
         return !isUnescaped(escaped);
     }
 
-    /// Whether no escape is unfinished.
-    [[nodiscard]] bool isBetweenBytes() const noexcept { return state_ == PLAIN; }
-
 private:
     enum Kind : std::uint8_t { NEVER, LITERAL, PERCENT };
     static constexpr std::uint8_t PLAIN = 0;

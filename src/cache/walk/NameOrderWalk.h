@@ -123,16 +123,9 @@ private:
             textSize = text_.size();
             appendUnchecked(*node);
         }
-        if (node == nullptr) {
-            return false; // no text form is empty
-        }
-        text_.resize(textSize);
+        endsComponent_ = endsComponent;
         base_ = node;
         levels_.push_back({node, 0, textSize, CanonicalText(), state});
-        if (!append(*node)) {
-            levels_.clear();
-            return false;
-        }
         pending_.push_back(node);
         return true;
     }

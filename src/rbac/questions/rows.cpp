@@ -199,7 +199,7 @@ const DiskAccessChecker* asDiskChecker(const AccessChecker& checker) noexcept
 
 void askTogether(const std::vector<RowChecker>& checkers, const Row& row, RowState state)
 {
-    if (row.count == 0 || checkers.empty()) {
+    if (row.count == 0) {
         return;
     }
     try {

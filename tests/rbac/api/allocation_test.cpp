@@ -2,9 +2,13 @@
 /// and each operation's request in each way.
 
 #include <functional>
+#include <list>
 #include <ostream>
 #include <stdexcept>
 
+#include <jansson.h>
+
+#include <keepsafe/rbac/api/Changes.h>
 #include <keepsafe/rbac/api/ManagedObjects.h>
 #include <keepsafe/rbac/api/Operations.h>
 #include <keepsafe/rbac/api/Rbac2Json.h>
@@ -16,6 +20,8 @@
 namespace keepsafe_test {
 namespace {
 
+using Tessara::Keepsafe::Rbac::ChangeAPI;
+using Tessara::Keepsafe::Rbac::json_namespaces_shared;
 using Tessara::Keepsafe::Rbac::json_pack_shared;
 using Tessara::Keepsafe::Rbac::ManagedObjectAPI;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
@@ -49,6 +55,11 @@ constexpr char DEFINITION[] =
     R"("managedObject":{"data":{"type":"managedObject","id":"|A|"}}}})";
 constexpr char OBJECT[] = R"({"type":"managedObject","id":"|A|","attributes":)"
                           R"({"inherit":true,"state":"READY"}})";
+
+constexpr char CHANGE[] =
+    R"({"type":"change","id":"5-1","attributes":{"revision":5,"time":"2026-01-31T23:59:59.000001Z",)"
+    R"("who":"CN=a","what":"accessDefinitionAdded","object":"|A|B|","roleId":7,"before":null,)"
+    R"("after":{"id":"1","operations":["|OPERATIONS|VIEW|"]}}})";
 
 std::string data(const std::string& value) { return R"({"data":)" + value + "}"; }
 std::string list(const std::string& value) { return data('[' + value + ',' + value + ']'); }
@@ -132,7 +143,12 @@ std::vector<Operation> operationsOfObjects()
                                         }),
             operation<OperationAPI>(
                 "GetOperations", {0, 200, list(R"({"type":"accessControlOperation","id":"|O|VIEW|"})")},
-                [](OperationAPI& api) { return api.get_operations("name eq 'x'").size() == 2; })};
+                [](OperationAPI& api) { return api.get_operations("name eq 'x'").size() == 2; }),
+            operation<ChangeAPI>("GetChanges", {0, 200, list(CHANGE)}, [](ChangeAPI& api) {
+                const auto changes = api.get_changes({}).changes;
+                return changes.size() == 2 && changes.back().before == "null" &&
+                       changes.back().after == R"({"id":"1","operations":["|OPERATIONS|VIEW|"]})";
+            })};
 }
 
 std::vector<Operation> allOperations()
@@ -209,6 +225,27 @@ TEST_P(RestCallFaults, WhateverAClientOrItsFactoryThrowsPasses)
     service->onCreate = []() -> KSClientCURL_Base* { return nullptr; };
     EXPECT_EQ(thrownStatus(work), 114);
     EXPECT_EQ(service->living, 0);
+}
+
+TEST(NamespacesInJson, AreAnExceptionWithoutMemoryAndNeverSomeOfThem)
+{
+    const std::list<ObjectNamespace> names(20, ObjectNamespace("A"));
+    int failures = 0;
+    for (int number = 0;; ++number) {
+        boost::shared_ptr<json_t> array;
+        try {
+            const FailingAllocation failing(number);
+            array = json_namespaces_shared(names);
+        } catch (const std::exception&) {
+            ++failures;
+        }
+        if (!FailingAllocation::happened()) {
+            EXPECT_EQ(json_array_size(array.get()), names.size());
+            break;
+        }
+        EXPECT_EQ(array == nullptr ? names.size() : json_array_size(array.get()), names.size()) << number;
+    }
+    EXPECT_GT(failures, 20);
 }
 
 INSTANTIATE_TEST_SUITE_P(OfEach, RestCallFaults, testing::ValuesIn(allOperations()),

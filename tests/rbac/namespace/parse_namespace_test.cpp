@@ -36,6 +36,8 @@ TEST(ParseNamespace, SaysWhereATextIsNone)
     EXPECT_EQ(faultOf("|A"), "2: it does not end with '|'");
     EXPECT_EQ(faultOf("|A|\r"), "4: it does not end with '|'");
     EXPECT_EQ(faultOf("|A%41%4|"), "5: '%' is not followed by two hexadecimal digits");
+    EXPECT_EQ(faultOf("|A%e9%fF"), "8: it does not end with '|'");
+    EXPECT_EQ(faultOf("|A%4g|"), "2: '%' is not followed by two hexadecimal digits");
     EXPECT_EQ(faultOf("|%|A|"), "1: '%' is not followed by two hexadecimal digits");
     EXPECT_EQ(faultOf("|A%"), "2: '%' is not followed by two hexadecimal digits");
 }

@@ -21,6 +21,7 @@ namespace keepsafe_test {
 namespace {
 
 using Tessara::Keepsafe::Rbac::AccessChecker;
+using Tessara::Keepsafe::Rbac::AccessControlClient;
 using Tessara::Keepsafe::Rbac::AccessMatrix;
 using Tessara::Keepsafe::Rbac::Answer;
 using Tessara::Keepsafe::Rbac::CheckerList;
@@ -190,6 +191,27 @@ TEST_P(BulkCheckTest, WithoutAnAnswerEverythingIsDenied)
     EXPECT_EQ(kept, objects);
 }
 
+/// Allows everything until it has no answer.
+class FailingChecker : public AccessChecker {
+public:
+    [[nodiscard]] bool checkAccess(const ObjectNamespace& object) const override
+    {
+        if (object == ObjectNamespace("B")) {
+            throw EC_exception(12);
+        }
+        return true;
+    }
+};
+
+TEST_P(BulkCheckTest, WithoutAnAnswerOfTheCallersOwnCheckerEverythingIsDenied)
+{
+    const std::vector<ObjectNamespace> objects{ObjectNamespace("A"), ObjectNamespace("B")};
+    std::vector<Answer> answers(2, YES);
+    EXPECT_THROW(checkRow(FailingChecker(), objects.data(), 2, answers.data(), RowState::PerPiece),
+                 EC_exception);
+    EXPECT_THAT(answers, Each(NO));
+}
+
 TEST_P(BulkCheckTest, AMatrixHasTheAnswersOfEachChecker)
 {
     CheckerList checkers;
@@ -219,6 +241,36 @@ TEST_P(BulkCheckTest, CheckersOfAClientThatRefusesAreNone)
     CheckerList checkers(1);
     const CapturedLog log(17);
     EXPECT_NE(createAccessCheckers(root_.client(), nullptr, "no token", {operations::VIEW}, 0, checkers), 0);
+    EXPECT_EQ(checkers.size(), 1U);
+}
+
+/// Makes no checker, whatever its status says.
+class ClientWithoutCheckers : public AccessControlClient {
+public:
+    explicit ClientWithoutCheckers(int status) : status_(status) {}
+    int createAccessChecker(Tessara::Dal::DbConnectionManager* /*dbConnectionManager*/,
+                            const std::string& /*sessionToken*/, const ObjectNamespace& /*operation*/,
+                            int /*reserved*/, boost::shared_ptr<const AccessChecker>& /*checker*/) override
+    {
+        return status_;
+    }
+    int createAccessChecker(const std::set<int>& /*roleIds*/, const ObjectNamespace& /*operation*/,
+                            int /*reserved*/, boost::shared_ptr<const AccessChecker>& /*checker*/) override
+    {
+        return status_;
+    }
+
+private:
+    const int status_;
+};
+
+TEST_P(BulkCheckTest, CheckersOfAClientThatMakesNoneAreAStatus)
+{
+    CheckerList checkers(1);
+    ClientWithoutCheckers refusing(117);
+    EXPECT_EQ(createAccessCheckers(refusing, {1}, {operations::VIEW}, 0, checkers), 117);
+    ClientWithoutCheckers forgetful(0);
+    EXPECT_EQ(createAccessCheckers(forgetful, {1}, {operations::VIEW}, 0, checkers), 36);
     EXPECT_EQ(checkers.size(), 1U);
 }
 

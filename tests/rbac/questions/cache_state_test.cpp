@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <keepsafe/rbac/client/StubAccessControlClient.h>
 
@@ -90,6 +90,16 @@ TEST_F(CacheStateTest, AHeaderThatIsMissingOrCutIsStatus12)
     EXPECT_EQ(thrownStatus([this] { (void)cacheState(disk_.directory()); }), 12);
     std::filesystem::remove(disk_.directory() + "/manifest.json");
     EXPECT_EQ(thrownStatus([this] { (void)cacheState(disk_.directory()); }), 12);
+}
+
+TEST_F(CacheStateTest, AHeaderThatCannotBeReadIsStatus12AndNamed)
+{
+    const CapturedLog log;
+    const std::string path = disk_.directory() + "/metadata";
+    std::filesystem::remove(path);
+    std::filesystem::create_symlink("/proc/self/mem", path); // nothing is mapped at its start
+    EXPECT_EQ(thrownStatus([this] { (void)cacheState(disk_.directory()); }), 12);
+    EXPECT_THAT(log.lines(), testing::Contains(LogLine{16, "cacheState", path + ": Input/output error"}));
 }
 
 } // namespace

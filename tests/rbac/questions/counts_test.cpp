@@ -2,9 +2,11 @@
 
 #include <chrono>
 #include <cmath>
+#include <future>
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -107,6 +109,29 @@ TEST_F(CountsTest, ThreadsThatHaveEndedStayCounted)
     }
     EXPECT_EQ(checkCounts().checks - before_.checks, 120U);
     EXPECT_EQ(checkCounts().denials - before_.denials, 120U);
+}
+
+TEST_F(CountsTest, MoreThreadsThanHavePlacesOfTheirOwnAreCounted)
+{
+    constexpr unsigned THREADS = 520;
+    std::promise<void> end;
+    const std::shared_future<void> isOver = end.get_future().share();
+    std::vector<std::thread> threads;
+    for (unsigned i = 0; i < THREADS; ++i) {
+        std::promise<void> checked;
+        const std::future<void> isChecked = checked.get_future();
+        threads.emplace_back([this, isOver, done = std::move(checked)]() mutable {
+            checkAndDeny(1);
+            done.set_value();
+            isOver.wait();
+        });
+        isChecked.wait(); // threads that share a place count exactly one after the other
+    }
+    end.set_value();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(checkCounts().denials - before_.denials, THREADS);
 }
 
 TEST_F(CountsTest, OneCheckIn256IsMeasured)

@@ -7,6 +7,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <keepsafe/rbac/client/StubAccessControlClient.h>
+
 #include "RandomPolicy.h"
 #include "support/CapturedLog.h"
 #include "support/thrown.h"
@@ -20,6 +22,10 @@ using Tessara::Keepsafe::Rbac::GrantedObject;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::PolicyChange;
 using Tessara::Keepsafe::Rbac::PolicySource;
+using Tessara::Keepsafe::Rbac::RoleWord;
+using Tessara::Keepsafe::Rbac::RoleWords;
+using Tessara::Keepsafe::Rbac::StubAccessControlClient;
+using Tessara::Keepsafe::Rbac::WalkLocking;
 using Tessara::Keepsafe::Rbac::WantedChanges;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -120,7 +126,7 @@ TEST_F(PolicyChangesTest, AGrantThatWasThereByAnotherWayChangesNoDecision)
 
 TEST_F(PolicyChangesTest, TheReceiverMayEndIt)
 {
-    before_.objects[ObjectNamespace("A")] = {};
+    before_.objects[ObjectNamespace("A")] = {true, {{3, {1, 2}}}, {}}; // three changes
     before_.objects[ObjectNamespace("B")] = {};
     const auto before = disk_.publish(before_, {}, "before");
     const auto after = disk_.publish(after_, {}, "after");
@@ -132,6 +138,40 @@ TEST_F(PolicyChangesTest, TheReceiverMayEndIt)
         return false;
     }));
     EXPECT_EQ(received, 1);
+}
+
+TEST_F(PolicyChangesTest, ManyObjectsKeepTheirOwnGrantsInOneState)
+{
+    constexpr int OBJECTS = 1100; // more role trees than are remembered
+    for (int role = 1; role <= OBJECTS; ++role) {
+        before_.objects[ObjectNamespace(std::to_string(role))] = {true, {{role, {BIT}}}, {}};
+    }
+    const auto client = disk_.publish(before_, {});
+    CachePolicySource source(*client, WalkLocking::OneState);
+    GrantedObject object;
+    int met = 0;
+    for (; source.next(object); ++met) {
+        const int role = std::stoi(object.name.substr(1));
+        EXPECT_EQ(object.onObject, (RoleWords{{role, 0, 1U << static_cast<unsigned>(BIT)}})) << object.name;
+    }
+    EXPECT_EQ(met, OBJECTS);
+}
+
+TEST_F(PolicyChangesTest, WithoutEnforcementThereIsNoPolicyToRead)
+{
+    const CapturedLog log;
+    StubAccessControlClient stub;
+    EXPECT_EQ(thrownStatus([&stub] { const CachePolicySource source(stub); }), 20);
+    EXPECT_THAT(log.lines(), ElementsAre(LogLine{16, "CachePolicySource",
+                                                 "Without enforcement there is no cache to read"}));
+}
+
+TEST(RoleWord, OfOtherOperationsIsAnother)
+{
+    const RoleWord word{7, 0, 1};
+    EXPECT_EQ(word, (RoleWord{7, 0, 1}));
+    EXPECT_FALSE(word == (RoleWord{7, 1, 1}));
+    EXPECT_FALSE(word == (RoleWord{7, 0, 2}));
 }
 
 class Listed : public PolicySource {

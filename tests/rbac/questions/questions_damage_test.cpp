@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <keepsafe/platform/status/EC_exception.h>
 #include <keepsafe/rbac/client/DiskAccessChecker.h>
@@ -19,6 +19,7 @@
 #include <keepsafe/rbac/questions/roles_and_operations.h>
 
 #include "rbac/questions/QuestionsTest.h"
+#include "support/thrown.h"
 
 namespace keepsafe_test {
 namespace {
@@ -114,6 +115,22 @@ protected:
         }
     }
 
+    /// The names of the row descend and the cache is large, so the names are walked down side by side.
+    void expectNoAnswerToADescendingRow(CacheWriter& cache)
+    {
+        cache.unusedRecords = true;
+        root_.write(cache);
+        const DiskAccessChecker checker(root_.open().accessCache(), {1}, Operation{5}, 0);
+        const std::vector<ObjectNamespace> descending(objects_.rbegin(), objects_.rend());
+        std::vector<Answer> answers(descending.size(), Answer::Allowed);
+        EXPECT_EQ(thrownStatus([&] {
+                      checkRow(checker, descending.data(), descending.size(), answers.data(),
+                               RowState::PerPiece);
+                  }),
+                  12);
+        EXPECT_THAT(answers, testing::Each(Answer::Denied));
+    }
+
     CapturedLog log_{1000};
     QuestionsRoot root_{R"({"|OPERATIONS|FIVE|": 5, "|OPERATIONS|THIRTY-THREE|": 33})"};
     const ObjectNamespace operation_{"OPERATIONS", "FIVE"};
@@ -159,6 +176,29 @@ TEST_F(QuestionsDamageTest, RandomDamageIsAnAnswerOrStatus12)
         writeFile(file(RECORD_FILES[which]), original_[which]);
         writeFile(file("segments"), original_.back());
     }
+}
+
+TEST_F(QuestionsDamageTest, ADescendingRowOverATrieThatLeadsOutOfTheFileIsDenied)
+{
+    CacheWriter cache;
+    cache.metadata.segmentRoot = 0xFFFFFFE0U;
+    expectNoAnswerToADescendingRow(cache);
+}
+
+TEST_F(QuestionsDamageTest, ADescendingRowOverATrieThatLeadsRoundIsDenied)
+{
+    CacheWriter cache;
+    cache.metadata.segmentRoot = cache.add(segmentNode(0, 32, 32, 0, 0)); // its own left and right
+    expectNoAnswerToADescendingRow(cache);
+}
+
+TEST_F(QuestionsDamageTest, ADescendingRowOverRoleTreesOutsideTheFileIsDenied)
+{
+    CacheWriter cache;
+    constexpr CacheWriter::NodeOffset OUTSIDE = 24U * 100'000'000U;
+    const auto object = cache.add(managedObject(true, OUTSIDE, OUTSIDE));
+    cache.metadata.segmentRoot = cache.add(segmentNode(segmentValues("|").front(), 0, 0, object, 0));
+    expectNoAnswerToADescendingRow(cache);
 }
 
 TEST_F(QuestionsDamageTest, ARoleTreeOfARoundIsStatus12)

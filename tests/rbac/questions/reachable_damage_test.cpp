@@ -131,6 +131,17 @@ TEST_F(ReachableDamage, ADamagedRoleTreeIsStatus12WhateverIsGrantedAbove)
     EXPECT_EQ(statusOfList({3, 17}), 12);
 }
 
+TEST_F(ReachableDamage, APageThatBeginsAtTextOfNoNameHasTheNamesBehindIt)
+{
+    CacheWriter cache = twoLevels();
+    cache.add(segmentNode(0x61620000, 0, 96, 16, 128)); // "ab", which neither ends nor goes on
+    cache.add(segmentNode(keyOf("b|"), 0, 0, 16, 0));
+    cache.add(segmentNode(keyOf("c|"), 0, 0, 16, 0));
+    cache.write(disk_.directory());
+    const ReachableObjects reachable(*disk_.open(), {0}, PolicyOnDisk::operationOf(BIT));
+    EXPECT_EQ(reachable.page(ROOT, "|ab", 10).names, std::vector<std::string>{"|b|"});
+}
+
 TEST_F(ReachableDamage, EveryNameThatComesOutIsOneThatACheckerAllows)
 {
     long listed = 0;

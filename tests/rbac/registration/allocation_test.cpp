@@ -7,6 +7,7 @@
 namespace keepsafe_test {
 namespace {
 
+using Tessara::Keepsafe::Rbac::json_pack_shared;
 using Tessara::Keepsafe::Rbac::ObjectNamespace;
 using Tessara::Keepsafe::Rbac::ObjectRegistrationCallback;
 using Tessara::Keepsafe::Rbac::ObjectUnregistrationCallback;
@@ -46,15 +47,23 @@ Workflow workflowOf(const boost::shared_ptr<Callback>& callback, const Run& run)
             [callback] { return callback->invoked; }, [callback] { return callback->told; }};
 }
 
+/// With attributes that no buffer has room for before it grows.
+boost::shared_ptr<ObjectRegistrationData> theData()
+{
+    auto data = dataOf(theObject());
+    data->accessControlAttributes = json_pack_shared("{s:s}", "text", std::string(2000, 'x').c_str());
+    data->relativeChildNamespaces = {ObjectNamespace("AND A CHILD")};
+    return data;
+}
+
 Workflow registration(int outcome)
 {
     const auto callback = boost::make_shared<WorkCallback<ObjectRegistrationCallback>>();
     callback->work = [outcome] { return outcome; };
-    const auto data = dataOf(theObject());
-    data->relativeChildNamespaces = {ObjectNamespace("AND A CHILD")};
-    return workflowOf(callback, [data](DefaultObjectRegistrationService& service, const auto& theCallback) {
-        return service.registerObject(data, theCallback);
-    });
+    return workflowOf(callback,
+                      [data = theData()](DefaultObjectRegistrationService& service, const auto& theCallback) {
+                          return service.registerObject(data, theCallback);
+                      });
 }
 
 Workflow unregistration(int outcome)
@@ -151,6 +160,29 @@ TEST_P(WorkflowMemory, ThatIsMissingIsAStatusAndNeverASuccessThatWasNotCommitted
         if (status != GetParam().withMemory) {
             EXPECT_THAT(GetParam().withoutMemory, Contains(status));
             ++failures;
+        }
+    }
+    EXPECT_GT(failures, 10);
+}
+
+TEST(RegistrationDocument, IsAnExceptionWithoutMemoryAndNeverAPartOfIt)
+{
+    const DiscardedLog log;
+    const auto data = theData();
+    const auto whole = DefaultObjectRegistrationService::buildRegistrationRequest(data);
+    int failures = 0;
+    for (int number = 0;; ++number) {
+        boost::shared_ptr<json_t> document;
+        try {
+            const FailingAllocation failing(number);
+            document = DefaultObjectRegistrationService::buildRegistrationRequest(data);
+        } catch (const std::exception&) {
+            ++failures;
+        }
+        EXPECT_TRUE(document == nullptr || json_equal(document.get(), whole.get()) == 1) << number;
+        if (!FailingAllocation::happened()) {
+            EXPECT_NE(document, nullptr);
+            break;
         }
     }
     EXPECT_GT(failures, 10);
