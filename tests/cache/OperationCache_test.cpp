@@ -137,6 +137,14 @@ TEST_F(OperationCacheTest, AMissingFileIsStatus13)
                                                 OperationCache::fileName() + ": No such file or directory"}));
 }
 
+TEST_F(OperationCacheTest, AFileThatIsGoneIsStatus13ForQuestionsAboutAllOperations)
+{
+    write(R"({"|OPERATIONS|VIEW|": 9})");
+    cache_.reloadIfChanged();
+    std::filesystem::remove(OperationCache::fileName());
+    EXPECT_EQ(thrownStatus([this] { cache_.reloadIfChanged(); }), 13);
+}
+
 TEST_F(OperationCacheTest, AMissingFolderIsStatus13)
 {
     EXPECT_EQ(statusOfLookup(), 13);

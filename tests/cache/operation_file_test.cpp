@@ -131,6 +131,23 @@ TEST_F(OperationFileTest, IsNotWaitedForToFindAKnownOperation)
     EXPECT_NO_THROW(all.get());
 }
 
+TEST_F(OperationFileTest, IsReadOnceForAllWhoFindItChanged)
+{
+    std::atomic<int> numbers{0};
+    onEachNumber = [&numbers] { ++numbers; };
+    const FileLock writers = lock();
+    auto held = std::make_unique<FileLockGuard>(writers, FileLock::EXCLUSIVE, FileLock::WAIT_FOREVER,
+                                                FileLock::DEFAULT_INTERVAL);
+    auto one = std::async(std::launch::async, [this] { cache_.reloadIfChanged(); });
+    auto other = std::async(std::launch::async, [this] { cache_.reloadIfChanged(); });
+    EXPECT_EQ(one.wait_for(50ms), std::future_status::timeout);
+    EXPECT_EQ(other.wait_for(50ms), std::future_status::timeout);
+    held.reset();
+    one.get();
+    other.get();
+    EXPECT_EQ(numbers, 3);
+}
+
 TEST_F(OperationFileTest, ItsLockIsClosedInProgramsThatAreStarted)
 {
     const std::string path = OperationCache::fileName() + ".lck";
