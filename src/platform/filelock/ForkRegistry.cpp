@@ -39,9 +39,6 @@ void ForkRegistry::add(ForkAware& object)
 
 void ForkRegistry::remove(ForkAware& object) noexcept
 {
-    if (object.previous_ == nullptr && firstObject != &object) {
-        return; // was never added
-    }
     if (object.next_ != nullptr) {
         object.next_->previous_ = object.previous_;
     }
