@@ -4,10 +4,12 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -356,6 +358,35 @@ TEST_F(FileLockTest, ThreadsGetTheLockWhileItsFileIsReplacedAllTheTime)
         thread.join();
     }
     EXPECT_EQ(failures, 0);
+}
+
+TEST_F(FileLockTest, HandleThatIsAssignedIsOfTheOtherLock)
+{
+    FileLock assigned = FileLockManager::instance().getLock(directory.path("other.json"));
+    assigned = lock();
+    EXPECT_EQ(assigned.name(), path);
+    const FileLockGuard guard = take(assigned, FileLock::SHARED);
+    EXPECT_EQ(tryInOtherProcess(path, "exclusive"), "timeout");
+}
+
+TEST_F(FileLockTest, OtherHoldersOfTheKernelLockHaveLeftWhenTheyReleaseIt)
+{
+    EXPECT_TRUE(FileLock::OtherHolders().haveLeft()) << "nobody";
+    const FileLock held = lock();
+    std::promise<void> taken;
+    std::promise<void> released;
+    std::thread holder([&] {
+        const FileLockGuard guard = take(held, FileLock::SHARED);
+        taken.set_value();
+        released.get_future().wait();
+    });
+    taken.get_future().wait();
+    FileLock::OtherHolders others = held.otherHolders();
+    const FileLock::OtherHolders moved = std::move(others);
+    EXPECT_FALSE(moved.haveLeft());
+    released.set_value();
+    holder.join();
+    EXPECT_TRUE(moved.haveLeft());
 }
 
 } // namespace

@@ -225,5 +225,92 @@ TEST_F(SlotBarrierTest, WriterThatDiesLeavesReadersOutUntilTheNextOneHasBeenIn)
     EXPECT_TRUE(canEnterSoon(readers));
 }
 
+TEST_F(SlotBarrierTest, LockFileWithAnotherNameIsNeverRaisedEarly)
+{
+    makePage();
+    fs::create_hard_link(path, path + ".other");
+    barrier.raiseEarly();
+    EXPECT_FALSE(barrier.isRaised());
+}
+
+TEST_F(SlotBarrierTest, WaitsForReadersByAnotherNameOfTheLockFile)
+{
+    makePage();
+    fs::create_hard_link(path, path + ".other");
+    settings.newPageWait = std::chrono::milliseconds(30);
+    const std::int64_t startMs = Process::coarseMilliseconds();
+    raise(barrier);
+    EXPECT_GE(Process::coarseMilliseconds() - startMs, settings.newPageWait.count());
+    EXPECT_TRUE(barrier.isInForce());
+}
+
+TEST_F(SlotBarrierTest, MakesNoPageForALockFileThatIsMissing)
+{
+    fs::remove(path);
+    EXPECT_TRUE(barrier.raise());
+    EXPECT_FALSE(barrier.isInForce());
+    EXPECT_FALSE(fs::exists(SlotFolder::pathFor(path) + '/' + SlotFolder::CONTROL));
+}
+
+TEST_F(SlotBarrierTest, NobodyIsInsideWhereThereCanBeNoFolder)
+{
+    fs::create_symlink("loop", directory.path("loop"));
+    for (const std::string& lock : {directory.path("nothing") + "/lock", directory.path("loop") + "/lock"}) {
+        SlotBarrier nowhere(lock, settings);
+        EXPECT_TRUE(nowhere.raise());
+        EXPECT_FALSE(nowhere.isInForce());
+        EXPECT_TRUE(nowhere.isClear());
+    }
+}
+
+TEST_F(SlotBarrierTest, NameWithoutAFolderIsInTheCurrentOne)
+{
+    const fs::path before = fs::current_path();
+    fs::current_path(directory.path());
+    const std::string name = "lock";
+    {
+        SlotBarrier relative(name, settings);
+        raise(relative);
+        EXPECT_TRUE(relative.isInForce());
+    }
+    fs::current_path(before);
+    ReaderSlots readers(path, settings);
+    EXPECT_TRUE(canEnterSoon(readers));
+}
+
+TEST_F(SlotBarrierTest, IsNotClearWhenTheFolderIsRemovedWhileAReaderIsInside)
+{
+    makePage();
+    ReaderSlots readers(path, settings);
+    const ReaderSlots::Hold hold = enterSoon(readers);
+    raise(barrier);
+    fs::remove_all(SlotFolder::pathFor(path));
+    EXPECT_FALSE(barrier.isClear());
+    EXPECT_FALSE(barrier.isInForce());
+    ReaderSlots::leave(*hold.slot);
+}
+
+TEST_F(SlotBarrierTest, ReaderWhoseFileIsNotWholeCountsAsInsideUntilItMustHaveLooked)
+{
+    makePage();
+    const std::string folder = SlotFolder::pathFor(path) + '/';
+    const auto cut = [](const std::string& file) { fs::resize_file(file, 0); };
+    const auto cutBehindItsHeader = [](const std::string& file) { fs::resize_file(file, 100); };
+    const auto overwrite = [](const std::string& file) {
+        keepsafe_test::writeFile(file, std::string(sizeof(SlotFile), 'x'));
+    };
+    for (void (*const damage)(const std::string&) : {+cut, +cutBehindItsHeader, +overwrite}) {
+        ReaderSlots readers(path, settings);
+        ASSERT_TRUE(canEnterSoon(readers));
+        damage(folder + SlotFolder(folder).readers().front().name);
+        settings.newPageWait = std::chrono::hours(1);
+        raise(barrier);
+        EXPECT_FALSE(barrier.isClear());
+        settings.newPageWait = std::chrono::milliseconds(0);
+        EXPECT_TRUE(barrier.isClear());
+        barrier.lower();
+    }
+}
+
 } // namespace
 } // namespace Tessara::Keepsafe::Platform::filelock

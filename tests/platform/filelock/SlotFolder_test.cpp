@@ -34,6 +34,13 @@ protected:
 
 TEST_F(SlotFolderTest, StandsBesideTheLockFile) { EXPECT_EQ(SlotFolder::pathFor("/a/b"), "/a/b.readers"); }
 
+TEST_F(SlotFolderTest, StandsBesideALinkThatLeadsNowhere)
+{
+    const std::string link = directory.path("link");
+    fs::create_symlink(directory.path("nothing"), link);
+    EXPECT_EQ(SlotFolder::pathFor(link), link + ".readers");
+}
+
 TEST_F(SlotFolderTest, OpensAFolderAndNothingElse)
 {
     writeFile(directory.path("file"), "");

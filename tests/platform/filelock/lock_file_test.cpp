@@ -6,8 +6,10 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "LockFileTest.h"
 
@@ -108,6 +110,13 @@ TEST_F(LockFileTest, DirectoryIsRefused)
 {
     fs::create_directory(path);
     expectUnavailable("not a regular file", MissingFile::IsCreated);
+}
+
+TEST_F(LockFileTest, LinkToNothingIsAnErrorAndItsTargetIsNotInvented)
+{
+    fs::create_symlink(directory.path("nothing"), path);
+    expectUnavailable("No such file or directory", MissingFile::IsCreated);
+    EXPECT_FALSE(fs::exists(directory.path("nothing")));
 }
 
 TEST_F(LockFileTest, FifoIsRefusedWithoutWaitingForItsOtherEnd)
@@ -217,6 +226,23 @@ TEST_F(LockFileTest, WriterThatGetsAFileWhichWasRenamedAwayJustNowTakesTheNewOne
     reader.kill();
     EXPECT_EQ(writer.outcome(), "held");
     EXPECT_EQ(tryInOtherProcess(path, "shared"), "timeout");
+}
+
+TEST_F(LockFileTest, ANewFileOfAnotherGroupIsClosedToItWhereTheDocumentIsForItsOwnGroup)
+{
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can make a document of another user";
+    }
+    const std::string document = directory.path("operation-cache.json");
+    writeFile(document, "{}");
+    ASSERT_EQ(::chmod(directory.path("").c_str(), 0777), 0);
+    for (const auto& [mode, expected] : {std::pair{0640U, 0600U}, std::pair{0644U, 0644U}}) {
+        fs::remove(path);
+        ASSERT_EQ(::chmod(document.c_str(), mode), 0);
+        LockHolder creator(path, "shared", AT_ONCE, LockHolder::Options::CreateUnprivileged);
+        EXPECT_EQ(creator.outcome(), "held");
+        EXPECT_EQ(modeOf(path), expected);
+    }
 }
 
 /// A file that its user may only read, in a folder where he may not write.

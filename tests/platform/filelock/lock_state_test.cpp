@@ -6,11 +6,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <keepsafe/platform/status/ExplainedFailure.h>
 
 #include "LockHolder.h"
 #include "slots_support.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 #include "support/thrown.h"
 
@@ -108,6 +110,69 @@ TEST_F(LockState, ToldOfAControlPageThatIsNone)
     writeFile(controlOf(path_), "something else");
     EXPECT_EQ(state().slots.control, ReaderSlotsState::Control::Unusable);
     EXPECT_EQ(state().slots.registration, ReaderSlotsState::Registration::NothingToJoin);
+}
+
+TEST_F(LockState, ToldOfAFolderWithoutAControlPage)
+{
+    std::filesystem::create_directory(folderOf(path_));
+    EXPECT_EQ(state().slots.control, ReaderSlotsState::Control::Missing);
+    EXPECT_EQ(state().slots.registration, ReaderSlotsState::Registration::NothingToJoin);
+}
+
+TEST_F(LockState, ToldOfSomethingElseInPlaceOfTheFolderOrThePage)
+{
+    writeFile(folderOf(path_), "something else");
+    EXPECT_EQ(state().slots.control, ReaderSlotsState::Control::Unusable);
+    std::filesystem::remove(folderOf(path_));
+    std::filesystem::create_directories(controlOf(path_));
+    EXPECT_EQ(state().slots.control, ReaderSlotsState::Control::Unusable);
+}
+
+TEST_F(LockState, ToldOfAControlPageWhoseMagicVersionOrCountIsNone)
+{
+    makeControlPage(FileLockManager::instance().getLock(path_));
+    const std::string sound = readFile(controlOf(path_));
+    const auto withZerosAt = [&](std::size_t offset, std::size_t length) {
+        std::string bytes = sound;
+        writeFile(controlOf(path_), bytes.replace(offset, length, length, '\0'));
+        return state().slots.control;
+    };
+    EXPECT_EQ(withZerosAt(0, 0), ReaderSlotsState::Control::Sound);
+    EXPECT_EQ(withZerosAt(0, 1), ReaderSlotsState::Control::Unusable) << "magic";
+    EXPECT_EQ(withZerosAt(8, 4), ReaderSlotsState::Control::Unusable) << "version";
+    EXPECT_EQ(withZerosAt(64, 8), ReaderSlotsState::Control::Unusable) << "count";
+}
+
+TEST_F(LockState, CountsWhatCannotBeReadAsAReadersFile)
+{
+    const FileLock lock = FileLockManager::instance().getLock(path_);
+    makeControlPage(lock);
+    std::filesystem::create_directory(folderOf(path_) + "/reader-1-folder");
+    EXPECT_EQ(state().slots.unreadable, 1U);
+    ASSERT_TRUE(getsSlot(lock));
+    EXPECT_EQ(state().slots.unreadable, 1U);
+    for (const auto& file : slotFilesOf(path_)) {
+        if (!std::filesystem::is_directory(file)) {
+            writeFile(file, std::string(32768, 'x'));
+            EXPECT_EQ(state().slots.unreadable, 2U) << "foreign bytes in the file of a process that lives";
+            std::filesystem::resize_file(file, 100);
+        }
+    }
+    EXPECT_EQ(state().slots.unreadable, 2U);
+    EXPECT_EQ(state().slots.processes, 0U);
+}
+
+TEST_F(LockState, TellsThatThisUserMayNotMakeAFile)
+{
+    makeControlPage(FileLockManager::instance().getLock(path_));
+    std::filesystem::permissions(folder_.path(), std::filesystem::perms(0755));
+    std::filesystem::permissions(folderOf(path_), std::filesystem::perms(0555));
+    EXPECT_TRUE(holdsInChild([this] {
+        constexpr unsigned NOBODY = 65534;
+        const bool isWithoutRights = geteuid() != 0 || (setgid(NOBODY) == 0 && setuid(NOBODY) == 0);
+        return isWithoutRights && state().slots.control == ReaderSlotsState::Control::Sound &&
+               state().slots.registration == ReaderSlotsState::Registration::NoPermission;
+    }));
 }
 
 TEST_F(LockState, OfAFileThatIsMissingIsAnError)

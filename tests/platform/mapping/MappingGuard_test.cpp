@@ -4,6 +4,7 @@
 #include <csignal>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -160,6 +161,48 @@ TEST(MappingGuardTest, HandlerOfTheHostProgramStays)
         return file.bytes()[0] == 0;
     });
     EXPECT_EQ(end.exitStatus, HOSTS_OWN);
+}
+
+TEST(MappingGuardTest, HandlerOfTheHostProgramThatTakesInformationStays)
+{
+    const ProcessEnd end = inAnotherProcess([] {
+        struct sigaction hosts {};
+        hosts.sa_sigaction = [](int /*number*/, siginfo_t* /*info*/, void* /*context*/) { _exit(HOSTS_OWN); };
+        hosts.sa_flags = SA_SIGINFO;
+        sigaction(SIGBUS, &hosts, nullptr);
+        const CutFile file;
+        MappingGuard guard;
+        guard.guard(file.memory(), 2 * PAGE, nullptr, nullptr);
+        file.cut();
+        return file.bytes()[0] == 0;
+    });
+    EXPECT_EQ(end.exitStatus, HOSTS_OWN);
+}
+
+/// With as many other mappings guarded as a process can guard, `givenUp` of them not any more.
+ProcessEnd readOfOneMoreMapping(std::size_t givenUp)
+{
+    return inAnotherProcess([givenUp] {
+        const CutFile many;
+        std::vector<MappingGuard> guards(4096);
+        for (MappingGuard& guard : guards) {
+            guard.guard(many.memory(), 2 * PAGE, nullptr, nullptr);
+        }
+        for (std::size_t i = 0; i < givenUp; ++i) {
+            guards[guards.size() / 2 + i].forget();
+        }
+        const CutFile file;
+        MappingGuard last;
+        last.guard(file.memory(), 2 * PAGE, nullptr, nullptr);
+        file.cut();
+        return file.bytes()[0] == 0;
+    });
+}
+
+TEST(MappingGuardTest, MappingBeyondTheLastPlaceIsNotGuarded)
+{
+    EXPECT_EQ(readOfOneMoreMapping(0).signal, SIGBUS);
+    EXPECT_EQ(readOfOneMoreMapping(1).exitStatus, 0);
 }
 
 TEST(MappingGuardTest, PlacesAreUsedAgain)
