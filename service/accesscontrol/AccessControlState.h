@@ -14,6 +14,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include <keepsafe/platform/log/logmsg.h>
 #include <keepsafe/platform/status/EC_exception.h>
 
 #include "accesscontrol/AccessControl.h"
@@ -86,8 +87,6 @@ public:
 
 private:
     static constexpr char TAG[] = "AccessControl";
-    static constexpr int NOTABLE = 8;
-    static constexpr int ERROR = 16;
 
     /// While changes are being made a repeated attempt must not hold them up; it is enough for readers that
     /// come and go.
@@ -204,7 +203,7 @@ private:
     void fail(const std::string& reason, LogAfterwards& log) noexcept
     {
         try {
-            log.set(ERROR, outage_.failed(reason));
+            log.set(Tessara::Keepsafe::Platform::LOG_LEVEL_ERROR, outage_.failed(reason));
         } catch (const std::bad_alloc&) {
             // The attempts go on; they are only not told.
         }
@@ -265,7 +264,7 @@ private:
             fail(failure->reason, log);
         } else {
             isCurrent_ = true;
-            log.set(NOTABLE, outage_.succeeded());
+            log.set(Tessara::Keepsafe::Platform::LOG_LEVEL_NOTABLE, outage_.succeeded());
         }
         return failure;
     }

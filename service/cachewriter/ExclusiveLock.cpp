@@ -13,8 +13,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr int NOTABLE = 8;
-
 /// After each of these it is looked whether the program is to end.
 constexpr milliseconds PART_OF_A_WAIT{500};
 
@@ -73,8 +71,8 @@ void ExclusiveLock::acquire(const std::string& path, const LockPatience& patienc
         }
         if (!isTold) {
             isTold = true;
-            logmsgf(NOTABLE, "ExclusiveLock", "waiting since %s for the lock on %s", since.c_str(),
-                    path.c_str());
+            logmsgf(Tessara::Keepsafe::Platform::LOG_LEVEL_NOTABLE, "ExclusiveLock",
+                    "waiting since %s for the lock on %s", since.c_str(), path.c_str());
         }
     }
 }

@@ -14,7 +14,6 @@ namespace keepsafe_service {
 namespace {
 
 constexpr char TAG[] = "Monitor";
-constexpr int ERROR = 16;
 
 /// From one answer to the next: whoever asks without end gets little of the processors' time, and whoever
 /// asks beside him waits for no more than the other connections' answers.
@@ -69,7 +68,8 @@ void Monitor::run()
     try {
         static_cast<void>(server_.run());
     } catch (const std::exception& error) {
-        logmsgf(ERROR, TAG, "monitoring is not answered any more: %s", error.what());
+        logmsgf(Tessara::Keepsafe::Platform::LOG_LEVEL_ERROR, TAG, "monitoring is not answered any more: %s",
+                error.what());
     }
 }
 

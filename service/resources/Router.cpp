@@ -16,8 +16,6 @@ namespace keepsafe_service {
 namespace {
 
 constexpr char TAG[] = "Router::answer";
-constexpr int INFORMATION = 4;
-constexpr int ERROR = 16;
 
 /// What the path names, when it has the pattern's form.
 std::optional<std::vector<std::string>> match(const std::vector<std::string>& pattern,
@@ -143,9 +141,11 @@ ServiceResponse Router::answer(const ServiceRequest& request) const
     constexpr int serverError = 500;
     const std::string call = request.method + " " + shown(request.target);
     if (response.status >= serverError) {
-        logmsgf(ERROR, TAG, "%s; http status %d; %s", call.c_str(), response.status, response.body.c_str());
+        logmsgf(Tessara::Keepsafe::Platform::LOG_LEVEL_ERROR, TAG, "%s; http status %d; %s", call.c_str(),
+                response.status, response.body.c_str());
     } else {
-        logmsgf(INFORMATION, TAG, "%s; http status %d", call.c_str(), response.status);
+        logmsgf(Tessara::Keepsafe::Platform::LOG_LEVEL_INFORMATION, TAG, "%s; http status %d", call.c_str(),
+                response.status);
     }
     return response;
 }
