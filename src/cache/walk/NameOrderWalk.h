@@ -101,17 +101,17 @@ private:
         State state;
     };
 
-    /// Makes `under` the only text of the first level. False when the trie does not have it.
+    /// Makes `under`, a text form and so never empty, the only text of the first level. False when the trie
+    /// does not have it.
     [[nodiscard]] bool enter(const std::string& under)
     {
         const SegmentNode* node = nullptr;
         std::size_t textSize = 0;
         State state = carrier_.top();
-        bool endsComponent = false;
         NodeOffset level = walk_.segmentRoot();
         for (SegmentCursor segment(under); !segment.atEnd(); segment.advance()) {
             if (node != nullptr) {
-                state = carrier_.below(*node, endsComponent, state);
+                state = carrier_.below(*node, endsComponent_, state);
                 level = node->nextLevel;
             }
             Bounds bounds;
@@ -119,11 +119,10 @@ private:
             if (node == nullptr) {
                 return false;
             }
-            endsComponent = segment.endsComponent();
+            endsComponent_ = segment.endsComponent();
             textSize = text_.size();
             appendUnchecked(*node);
         }
-        endsComponent_ = endsComponent;
         base_ = node;
         levels_.push_back({node, 0, textSize, CanonicalText(), state});
         pending_.push_back(node);

@@ -4,7 +4,7 @@
 namespace Tessara::Keepsafe::Rbac {
 
 /// Stands before, between and behind the segments of a name's text.
-constexpr char SEPARATOR = '|';
+inline constexpr char SEPARATOR = '|';
 
 } // namespace Tessara::Keepsafe::Rbac
 

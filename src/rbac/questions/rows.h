@@ -47,7 +47,7 @@ struct RowChecker {
 /// The checker if it is the library's, and not of a derived class, which may decide in another way.
 [[nodiscard]] const DiskAccessChecker* asDiskChecker(const AccessChecker& checker) noexcept;
 
-/// Answers the columns of disk checkers that all have the same cache.
+/// Answers the columns of disk checkers, of at least one, that all have the same cache.
 void askTogether(const std::vector<RowChecker>& checkers, const Row& row, RowState state);
 
 /// Answers the column of any checker.

@@ -23,6 +23,7 @@
 namespace ksrbac {
 
 namespace Rbac = Tessara::Keepsafe::Rbac;
+using boost::algorithm::starts_with;
 using Tessara::Keepsafe::Text::split;
 
 namespace {
@@ -40,10 +41,9 @@ std::size_t lastElement(const std::string& list, char separator)
 
 void keepBeginning(Candidates& candidates, const std::string& typed)
 {
-    candidates.erase(
-        std::remove_if(candidates.begin(), candidates.end(),
-                       [&](const Candidate& one) { return !boost::algorithm::starts_with(one.text, typed); }),
-        candidates.end());
+    candidates.erase(std::remove_if(candidates.begin(), candidates.end(),
+                                    [&](const Candidate& one) { return !starts_with(one.text, typed); }),
+                     candidates.end());
 }
 
 Candidates withBefore(const std::string& before, Candidates candidates)

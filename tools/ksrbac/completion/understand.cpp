@@ -11,6 +11,8 @@
 
 namespace ksrbac {
 
+using boost::algorithm::starts_with;
+
 namespace {
 
 std::string onOneLine(std::string text)
@@ -46,13 +48,12 @@ public:
         const std::size_t equals = current.find('=');
         if (option_ != nullptr) {
             question.kind = option_->get_type_name();
-        } else if (!areOptionsOver_ && boost::algorithm::starts_with(current, "--") &&
-                   equals != std::string::npos) {
+        } else if (!areOptionsOver_ && starts_with(current, "--") && equals != std::string::npos) {
             const CLI::Option* const option = optionCalled(current.substr(0, equals));
             question.kind = option == nullptr ? "" : option->get_type_name();
             question.before = current.substr(0, equals + 1);
             question.value = current.substr(equals + 1);
-        } else if (!areOptionsOver_ && boost::algorithm::starts_with(current, "-")) {
+        } else if (!areOptionsOver_ && starts_with(current, "-")) {
             question.words = options();
         } else if (const auto names = commands(); !names.empty()) {
             question.words = names;
@@ -100,8 +101,7 @@ private:
     {
         for (const CLI::App* app = command_; app != nullptr; app = app->get_parent()) {
             for (const CLI::Option* option : app->get_options()) {
-                const bool isLong =
-                    boost::algorithm::starts_with(name, "--") && option->check_lname(name.substr(2));
+                const bool isLong = starts_with(name, "--") && option->check_lname(name.substr(2));
                 const bool isShort = name.size() == 2 && option->check_sname(name.substr(1));
                 if (isLong || isShort) {
                     return option;
