@@ -104,14 +104,20 @@ TEST(MemoryMap, AFifoThatReplacesTheFileIsNotWaitedFor)
               "error opening " + dir.path("file") + ": not a regular file\n");
 }
 
+/// The number that the next opened file gets.
+int nextDescriptor()
+{
+    const int next = open("/dev/null", O_RDONLY);
+    close(next);
+    return next;
+}
+
 TEST(MemoryMap, AFailingSizeQueryIsToldOnStandardErrorAndThrown)
 {
     const TempDir dir;
     writeFile(dir.path("file"), "x");
     testing::internal::CaptureStderr(); // opens files of its own, so it comes first
-    // The next descriptor that is free becomes the map's; closing it behind its back makes fstat fail.
-    const int next = open("/dev/null", O_RDONLY);
-    close(next);
+    const int next = nextDescriptor();  // the map's; closing it behind its back makes fstat fail
     const MemoryMap map(dir.path("file"));
     close(next);
     EXPECT_STREQ(thrownBy<std::runtime_error>([&] { (void)map.current_size(); }).what(),
@@ -125,8 +131,7 @@ TEST(MemoryMap, ADescriptorThatIsAnotherFilesByNowHasNoSize)
     const TempDir dir;
     writeFile(dir.path("file"), "x");
     testing::internal::CaptureStderr(); // opens files of its own, so it comes first
-    const int next = open("/dev/null", O_RDONLY);
-    close(next);
+    const int next = nextDescriptor();
     const MemoryMap map(dir.path("file"));
     close(next);
     const int other = open("/dev/null", O_RDONLY);

@@ -216,7 +216,7 @@ protected:
         settings_.queryTimeoutSeconds = 40;
     }
 
-    /// In a process of its own, since it is told once in each.
+    /// Asks in a new process, because each process logs this only once.
     [[nodiscard]] bool isTold(const std::string& state)
     {
         return holdsInChild([&] {

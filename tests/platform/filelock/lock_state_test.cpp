@@ -154,7 +154,7 @@ TEST_F(LockState, CountsWhatCannotBeReadAsAReadersFile)
     for (const auto& file : slotFilesOf(path_)) {
         if (!std::filesystem::is_directory(file)) {
             writeFile(file, std::string(32768, 'x'));
-            EXPECT_EQ(state().slots.unreadable, 2U) << "foreign bytes in the file of a process that lives";
+            EXPECT_EQ(state().slots.unreadable, 2U) << "garbage in the file of a running process";
             std::filesystem::resize_file(file, 100);
         }
     }

@@ -150,31 +150,32 @@ TEST(MappingGuardTest, SignalThatSomebodySendsEndsTheProcessAsEver)
 
 constexpr int HOSTS_OWN = 77;
 
-TEST(MappingGuardTest, HandlerOfTheHostProgramStays)
+/// The end of a process that sets its own handler, guards a mapping and reads it when its file has been cut.
+ProcessEnd endWithHandler(void (*setHandler)())
 {
-    const ProcessEnd end = inAnotherProcess([] {
-        signal(SIGBUS, [](int /*number*/) { _exit(HOSTS_OWN); });
+    return inAnotherProcess([setHandler] {
+        setHandler();
         const CutFile file;
         MappingGuard guard;
         guard.guard(file.memory(), 2 * PAGE, nullptr, nullptr);
         file.cut();
         return file.bytes()[0] == 0;
     });
+}
+
+TEST(MappingGuardTest, HandlerOfTheHostProgramStays)
+{
+    const ProcessEnd end = endWithHandler([] { signal(SIGBUS, [](int /*number*/) { _exit(HOSTS_OWN); }); });
     EXPECT_EQ(end.exitStatus, HOSTS_OWN);
 }
 
 TEST(MappingGuardTest, HandlerOfTheHostProgramThatTakesInformationStays)
 {
-    const ProcessEnd end = inAnotherProcess([] {
+    const ProcessEnd end = endWithHandler([] {
         struct sigaction hosts {};
         hosts.sa_sigaction = [](int /*number*/, siginfo_t* /*info*/, void* /*context*/) { _exit(HOSTS_OWN); };
         hosts.sa_flags = SA_SIGINFO;
         sigaction(SIGBUS, &hosts, nullptr);
-        const CutFile file;
-        MappingGuard guard;
-        guard.guard(file.memory(), 2 * PAGE, nullptr, nullptr);
-        file.cut();
-        return file.bytes()[0] == 0;
     });
     EXPECT_EQ(end.exitStatus, HOSTS_OWN);
 }
