@@ -44,22 +44,22 @@ void answerByPath(ServerConnection& connection, const RecordedRequest& request)
     }
 }
 
-/// OpenSSL and libcurl initialise themselves once in a process, and remember it for ever when that failed. A
-/// child does not use the connection of its parent.
-void initializeLibraries() { static_cast<void>(RoleAPI().get_role(7)); }
+/// OpenSSL and libcurl initialise themselves once in a process, and remember it for ever when that failed.
+/// The configuration's parser, toml++, ends the process when there is no memory. So all this happens before;
+/// a child has the configuration that its parent has read, but does not use the parent's connection.
+void initialize()
+{
+    TempRoot::settle();
+    static_cast<void>(RoleAPI().get_role(7));
+}
 
 constexpr int LEVEL_OF_EVENTS = 8;
 constexpr bool EXCEPTIONS_NEED_LINES = false; // a transfer that fails is in the exception, not in the log
 
 std::string nothingElse(const std::string& /*folder*/, Result /*result*/) { return ""; }
 
-/// What the configuration's parser, toml++, does without memory is to end the process. So it is read before.
-void readConfiguration() { static_cast<void>(RoleAPI()); }
-
 class AskForRole : public Scenario {
 public:
-    AskForRole() { readConfiguration(); }
-
     Result work() override
     {
         const Role role = RoleAPI().get_role(7);
@@ -73,7 +73,7 @@ public:
 TEST(FaultsInARestCall, GiveTheWholeAnswerOrAnException)
 {
     const MasterServer server(answerByPath);
-    initializeLibraries();
+    initialize();
     expectSoundUnderFaults({[](const std::string& /*folder*/) { return std::make_unique<AskForRole>(); },
                             nothingElse, LEVEL_OF_EVENTS, EXCEPTIONS_NEED_LINES});
 }
@@ -89,8 +89,6 @@ public:
 
 class Register : public Scenario {
 public:
-    Register() { readConfiguration(); }
-
     Result work() override
     {
         const auto callback = boost::make_shared<Work>();
@@ -110,7 +108,7 @@ public:
 TEST(FaultsInARegistration, EndInAStatusAndTheWorkIsDoneOnceAtMost)
 {
     const MasterServer server(answerByPath);
-    initializeLibraries();
+    initialize();
     expectSoundUnderFaults(
         {[](const std::string& /*folder*/) { return std::make_unique<Register>(); }, nothingElse});
 }

@@ -1,9 +1,11 @@
 #include "support/TempDir.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <thread>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -40,6 +42,8 @@ std::filesystem::path memoryFolder()
 TempRoot::TempRoot() : before_(Platform::installationRoot()) { Platform::setInstallationRoot(path()); }
 
 TempRoot::~TempRoot() { Platform::setInstallationRoot(before_); }
+
+void TempRoot::settle() { std::this_thread::sleep_for(std::chrono::milliseconds(60)); }
 
 void writeFile(const std::string& path, const std::string& content)
 {

@@ -31,6 +31,10 @@ public:
     TempRoot();
     ~TempRoot();
 
+    /// Waits until a change of the configuration would show in its file's times: until then the library reads
+    /// it at every call.
+    static void settle();
+
 private:
     std::string before_;
 };

@@ -1,11 +1,9 @@
 #ifndef KEEPSAFE_TESTS_PLATFORM_CONFIG_CONFIGQUERIES_H
 #define KEEPSAFE_TESTS_PLATFORM_CONFIG_CONFIGQUERIES_H
 
-#include <chrono>
 #include <cstddef>
 #include <filesystem>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -34,9 +32,6 @@ protected:
         writeFile(root_.path("etc/next"), text);
         std::filesystem::rename(root_.path("etc/next"), file());
     }
-
-    /// Waits until a change of the file would show in its times, so that it is not read at every call.
-    static void settle() { std::this_thread::sleep_for(std::chrono::milliseconds(60)); }
 
     CapturedLog log_;
     TempRoot root_;

@@ -122,7 +122,7 @@ TEST_F(IsFeatureEnabled, FollowsQuickChangesOfTheSameSize)
 TEST_F(IsFeatureEnabled, FollowsAChangeThatKeepsSizeAndModificationTime)
 {
     write("[features]\nenabled = [1]");
-    settle();
+    TempRoot::settle();
     EXPECT_NE(IsFeatureEnabled_c(1), 0);
     struct stat before {};
     ASSERT_EQ(::stat(file().c_str(), &before), 0);
@@ -157,7 +157,7 @@ TEST_F(IsFeatureEnabled, FollowsTheInstallationRoot)
 TEST_F(IsFeatureEnabled, DoesNotOpenAnUnchangedFileAgain)
 {
     write("[features]\nenabled = [2]");
-    settle();
+    TempRoot::settle();
     EXPECT_EQ(IsFeatureEnabled_c(1), 0);
     const NoDescriptorsLeft opensFail;
     EXPECT_EQ(IsFeatureEnabled_c(1), 0);
@@ -186,7 +186,7 @@ TEST_F(ConfigQueries, LogADamagedFileOncePerState)
 TEST_F(ConfigQueries, ShareOneReadingOfAnUnchangedFile)
 {
     write("master_server = \"m\"");
-    settle();
+    TempRoot::settle();
     const auto first = Tessara::Keepsafe::Platform::currentConfig("tag");
     EXPECT_EQ(first->masterServer, "m");
     EXPECT_EQ(Tessara::Keepsafe::Platform::currentConfig("tag"), first);
@@ -219,7 +219,7 @@ TEST_F(ConfigQueries, LogTheSameDamageAgainAfterARepair)
 TEST_F(ConfigQueries, RecoverWithoutAChangeOfTheFileWhenItCanBeReadAgain)
 {
     write("[features]\nenabled = [2]");
-    settle();
+    TempRoot::settle();
     {
         const NoDescriptorsLeft opensFail;
         EXPECT_NE(IsFeatureEnabled_c(1), 0);
@@ -232,7 +232,7 @@ TEST_F(ConfigQueries, RecoverWithoutAChangeOfTheFileWhenItCanBeReadAgain)
 TEST_F(ConfigQueries, LogAnotherFailureWithTheSameFile)
 {
     write("colour = 1");
-    settle();
+    TempRoot::settle();
     EXPECT_NE(IsFeatureEnabled_c(1), 0);
     {
         const NoDescriptorsLeft opensFail;
@@ -272,7 +272,7 @@ TEST_F(ConfigQueries, AnswerManyThreadsWhileTheFileChanges)
 TEST_F(ConfigQueries, AnswerAChildWhateverThreadsOfItsParentWereDoing)
 {
     write("[features]\nenabled = [1]");
-    settle();
+    TempRoot::settle();
     std::atomic<bool> stop{false};
     std::vector<std::thread> others;
     for (int thread = 0; thread < 4; ++thread) {
