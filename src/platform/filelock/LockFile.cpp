@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <mutex>
 
 #include <fcntl.h>
@@ -47,14 +48,13 @@ int openOnce(const std::string& path, int flags, mode_t mode = 0) noexcept
 /// The state of what a new lock file takes after: the document that it is for, or its folder.
 struct stat modelFor(const std::string& path)
 {
-    constexpr std::size_t SUFFIX = sizeof ".lck" - 1;
     struct stat status {};
-    if (path.size() > SUFFIX && path.compare(path.size() - SUFFIX, SUFFIX, ".lck") == 0 &&
-        stat(path.substr(0, path.size() - SUFFIX).c_str(), &status) == 0) {
+    std::filesystem::path document(path);
+    const std::filesystem::path folder = document.parent_path();
+    if (document.extension() == ".lck" && stat(document.replace_extension().c_str(), &status) == 0) {
         return status;
     }
-    const std::size_t slash = path.rfind('/');
-    if (stat(slash == std::string::npos ? "." : path.substr(0, slash + 1).c_str(), &status) != 0) {
+    if (stat(folder.empty() ? "." : folder.c_str(), &status) != 0) {
         status = {};
     }
     return status;

@@ -92,6 +92,15 @@ protected:
     }
 };
 
+/// What libcurl gets when it asks a handle for a socket.
+curl_socket_t openedSocket()
+{
+    curl_sockaddr address{};
+    address.family = AF_INET;
+    address.socktype = SOCK_STREAM;
+    return libcurl.openSocket(libcurl.openData, CURLSOCKTYPE_IPCXN, &address);
+}
+
 /// A handle that libcurl has asked for a socket.
 class HandleWithSocket {
 public:
@@ -99,16 +108,14 @@ public:
     {
         EXPECT_EQ(handle_->bindSockets(), CURLE_OK);
         EXPECT_EQ(libcurl.closeData, handle_.get());
-        curl_sockaddr address{};
-        address.family = AF_INET;
-        address.socktype = SOCK_STREAM;
-        socket_ = libcurl.openSocket(libcurl.openData, CURLSOCKTYPE_IPCXN, &address);
+        socket_ = openedSocket();
         EXPECT_TRUE(isOpen());
     }
     ~HandleWithSocket() { libcurl.closeSocket(handle_.get(), socket_); }
     HandleWithSocket(const HandleWithSocket&) = delete;
     HandleWithSocket& operator=(const HandleWithSocket&) = delete;
 
+    void openAndCloseAnother() const { EXPECT_EQ(libcurl.closeSocket(handle_.get(), openedSocket()), 0); }
     void setIdle()
     {
         const HandleLock guard;
@@ -179,11 +186,8 @@ TEST_F(HandleCalls, GiveNoSocketThatCannotBeNoted)
 {
     const std::unique_ptr<Handle> handle = Handle::make({});
     ASSERT_EQ(handle->bindSockets(), CURLE_OK);
-    curl_sockaddr address{};
-    address.family = AF_INET;
-    address.socktype = SOCK_STREAM;
     const FailingMemory failing(MemoryOf::Cpp, 0);
-    EXPECT_EQ(libcurl.openSocket(libcurl.openData, CURLSOCKTYPE_IPCXN, &address), CURL_SOCKET_BAD);
+    EXPECT_EQ(openedSocket(), CURL_SOCKET_BAD);
 }
 
 TEST_F(HandleCalls, ReplaceTheSocketOfAnIdleHandleInAChild)
@@ -192,6 +196,14 @@ TEST_F(HandleCalls, ReplaceTheSocketOfAnIdleHandleInAChild)
     handle.setIdle();
     EXPECT_TRUE(holdsInChild([&] { return handle.isReplaced() && !handle.isAbandoned(); }));
     EXPECT_FALSE(handle.isReplaced());
+}
+
+TEST_F(HandleCalls, ReplaceTheSocketThatIsLeftWhenAnotherWasClosed)
+{
+    HandleWithSocket handle;
+    handle.openAndCloseAnother();
+    handle.setIdle();
+    EXPECT_TRUE(holdsInChild([&] { return handle.isReplaced(); }));
 }
 
 TEST_F(HandleCalls, AbandonAHandleInUseInAChildAndCloseItsSocket)
@@ -213,10 +225,7 @@ TEST_F(HandleCalls, FreeInAChildTheIdleHandlesButThoseThatWereAbandoned)
 {
     std::unique_ptr<Handle> handle = Handle::make({});
     ASSERT_EQ(handle->bindSockets(), CURLE_OK);
-    curl_sockaddr address{};
-    address.family = AF_INET;
-    address.socktype = SOCK_STREAM;
-    const curl_socket_t socket = libcurl.openSocket(libcurl.openData, CURLSOCKTYPE_IPCXN, &address);
+    const curl_socket_t socket = openedSocket();
     HandlePool::giveBack(std::move(handle));
     for (const bool isRefused : {false, true}) {
         isReplacementRefused = isRefused;

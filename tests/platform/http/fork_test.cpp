@@ -19,7 +19,6 @@
 namespace keepsafe_test {
 namespace {
 
-/// Whether the function returns true in a child process, within a minute.
 /// How many sockets of this process are connected to a port.
 int socketsConnectedTo(int port)
 {
