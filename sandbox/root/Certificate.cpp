@@ -11,26 +11,22 @@
 
 #include "errors/InputError.h"
 #include "openssl/openssl_error.h"
-#include "openssl/openssl_handles.h"
+#include "openssl_handles.h"
 
 namespace keepsafe_sandbox {
 
-using keepsafe_service::BioHandle;
 using keepsafe_service::InputError;
 using keepsafe_service::takeOpensslReason;
 using keepsafe_service::throwOpensslError;
+using Tessara::Keepsafe::BioHandle;
+using Tessara::Keepsafe::contentOf;
+using Tessara::Keepsafe::OpensslRelease;
+using Tessara::Keepsafe::StoreContextHandle;
+using Tessara::Keepsafe::StoreHandle;
 
 namespace {
 
-struct ExtensionRelease {
-    void operator()(X509_EXTENSION* extension) const noexcept { X509_EXTENSION_free(extension); }
-};
-struct StoreRelease {
-    void operator()(X509_STORE* store) const noexcept { X509_STORE_free(store); }
-};
-struct StoreContextRelease {
-    void operator()(X509_STORE_CTX* context) const noexcept { X509_STORE_CTX_free(context); }
-};
+using ExtensionHandle = std::unique_ptr<X509_EXTENSION, OpensslRelease<X509_EXTENSION_free>>;
 
 void require(bool done, const char* attempt)
 {
@@ -54,17 +50,14 @@ std::string written(const char* attempt, Write write)
 {
     const BioHandle bio(BIO_new(BIO_s_mem()));
     require(bio != nullptr && write(bio.get()) == 1, attempt);
-    char* data = nullptr;
-    const long size = BIO_get_mem_data(bio.get(), &data);
-    return {data, static_cast<std::size_t>(size)};
+    return contentOf(bio.get());
 }
 
 void addExtension(X509* certificate, X509* issuer, int id, const std::string& value)
 {
     X509V3_CTX context;
     X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
-    const std::unique_ptr<X509_EXTENSION, ExtensionRelease> extension(
-        X509V3_EXT_conf_nid(nullptr, &context, id, value.c_str()));
+    const ExtensionHandle extension(X509V3_EXT_conf_nid(nullptr, &context, id, value.c_str()));
     require(extension != nullptr && X509_add_ext(certificate, extension.get(), -1) == 1,
             "add an extension to a certificate");
 }
@@ -206,8 +199,8 @@ std::string Certificate::faultAs(CertificateUse use, const Certificate& authorit
     if (use == CertificateUse::Authority && X509_check_ca(certificate_.get()) == 0) {
         return "not a certificate that issues others";
     }
-    const std::unique_ptr<X509_STORE, StoreRelease> store(X509_STORE_new());
-    const std::unique_ptr<X509_STORE_CTX, StoreContextRelease> context(X509_STORE_CTX_new());
+    const StoreHandle store(X509_STORE_new());
+    const StoreContextHandle context(X509_STORE_CTX_new());
     require(store != nullptr && context != nullptr &&
                 X509_STORE_add_cert(store.get(), authority.certificate_.get()) == 1 &&
                 X509_STORE_CTX_init(context.get(), store.get(), certificate_.get(), nullptr) == 1,

@@ -10,15 +10,16 @@
 
 #include "errors/InputError.h"
 #include "openssl/openssl_error.h"
-#include "openssl/openssl_handles.h"
+#include "openssl_handles.h"
 
 namespace keepsafe_sandbox {
 
-using keepsafe_service::BioHandle;
-using keepsafe_service::DigestContextHandle;
 using keepsafe_service::InputError;
 using keepsafe_service::takeOpensslReason;
 using keepsafe_service::throwOpensslError;
+using Tessara::Keepsafe::BioHandle;
+using Tessara::Keepsafe::contentOf;
+using Tessara::Keepsafe::DigestContextHandle;
 
 namespace {
 
@@ -27,13 +28,6 @@ std::shared_ptr<EVP_PKEY> own(EVP_PKEY* key) { return {key, EVP_PKEY_free}; }
 const unsigned char* bytesOf(std::string_view text)
 {
     return reinterpret_cast<const unsigned char*>(text.data());
-}
-
-std::string contentOf(BIO* memory)
-{
-    char* begin = nullptr;
-    const long length = BIO_get_mem_data(memory, &begin);
-    return {begin, static_cast<std::size_t>(length)};
 }
 
 BioHandle growingMemory()

@@ -1,34 +1,28 @@
 #include "server/client_name.h"
 
 #include <cstddef>
-#include <memory>
 #include <new>
 #include <string_view>
 
-#include <openssl/bio.h>
-
+#include "openssl_handles.h"
 #include "printable.h"
 
 namespace keepsafe_service {
 
+using Tessara::Keepsafe::BioHandle;
+using Tessara::Keepsafe::CertificateHandle;
+using Tessara::Keepsafe::contentOf;
 using Tessara::Keepsafe::Process::isUtf8;
 
 namespace {
 
-struct Release {
-    void operator()(BIO* bio) const noexcept { BIO_free(bio); }
-    void operator()(X509* certificate) const noexcept { X509_free(certificate); }
-};
-
 std::string printed(const X509_NAME& name, unsigned long form)
 {
-    const std::unique_ptr<BIO, Release> memory(BIO_new(BIO_s_mem()));
+    const BioHandle memory(BIO_new(BIO_s_mem()));
     if (memory == nullptr || X509_NAME_print_ex(memory.get(), &name, 0, form) < 0) {
         throw std::bad_alloc();
     }
-    char* text = nullptr;
-    const long size = BIO_get_mem_data(memory.get(), &text);
-    return size > 0 ? std::string(text, static_cast<std::size_t>(size)) : "";
+    return contentOf(memory.get());
 }
 
 /// Not longer than it may be, and without a half character at the end.
@@ -57,7 +51,7 @@ std::string nameText(const X509_NAME& name)
 
 std::string clientName(const SSL& connection)
 {
-    const std::unique_ptr<X509, Release> certificate(SSL_get1_peer_certificate(&connection));
+    const CertificateHandle certificate(SSL_get1_peer_certificate(&connection));
     return certificate == nullptr ? "" : nameText(*X509_get_subject_name(certificate.get()));
 }
 

@@ -28,10 +28,7 @@ constexpr char HOST_KEY_TAG[] = "JWTSSLApi::verifyJWTSignatureUsingHostPublicKey
 /// No class has this name; log analysis looks for it.
 constexpr char PUBLIC_KEY_TAG[] = "CSSLApi::getEVPPublicKey";
 
-struct RsaRelease {
-    void operator()(RSA* key) const noexcept { RSA_free(key); }
-};
-using RsaHandle = std::unique_ptr<RSA, RsaRelease>;
+using RsaHandle = std::unique_ptr<RSA, OpensslRelease<RSA_free>>;
 
 struct Signature {
     std::unique_ptr<const unsigned char[]> bytes;

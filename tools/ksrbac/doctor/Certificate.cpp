@@ -1,9 +1,8 @@
 #include "doctor/Certificate.h"
 
 #include <cstddef>
+#include <memory>
 
-#include <openssl/bio.h>
-#include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/x509_vfy.h>
 #include <openssl/x509v3.h>
@@ -13,38 +12,23 @@
 
 namespace ksrbac {
 
+using Tessara::Keepsafe::BioHandle;
+using Tessara::Keepsafe::contentOf;
+using Tessara::Keepsafe::ErrorQueueMark;
+using Tessara::Keepsafe::StoreContextHandle;
+using Tessara::Keepsafe::StoreHandle;
+
 namespace {
 
 constexpr long long DAY_MS = 86'400'000;
 constexpr long long SOON_MS = 30 * DAY_MS;
 
-struct FreeBio {
-    void operator()(BIO* bio) const noexcept { BIO_free(bio); }
-};
-using Bio = std::unique_ptr<BIO, FreeBio>;
-
-Bio reading(const std::string& text)
+BioHandle reading(const std::string& text)
 {
-    return Bio(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
+    return BioHandle(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
 }
-
-/// Errors that are told in another way do not stay in OpenSSL's queue.
-class ErrorMark {
-public:
-    ErrorMark() { ERR_set_mark(); }
-    ErrorMark(const ErrorMark&) = delete;
-    ErrorMark& operator=(const ErrorMark&) = delete;
-    ~ErrorMark() { ERR_pop_to_mark(); }
-};
 
 int noPassPhrase(char* /*buffer*/, int /*size*/, int /*isWriting*/, void* /*data*/) noexcept { return -1; }
-
-std::string written(const Bio& bio)
-{
-    char* text = nullptr;
-    const long size = BIO_get_mem_data(bio.get(), &text);
-    return size > 0 ? std::string(text, static_cast<std::size_t>(size)) : std::string();
-}
 
 /// Milliseconds since the Unix epoch.
 long long milliseconds(const ASN1_TIME* time)
@@ -63,8 +47,8 @@ long long milliseconds(const ASN1_TIME* time)
 
 std::vector<Certificate> certificatesIn(const std::string& pem)
 {
-    const ErrorMark mark;
-    const Bio text = reading(pem);
+    const ErrorQueueMark mark;
+    const BioHandle text = reading(pem);
     std::vector<Certificate> found;
     while (Certificate next{PEM_read_bio_X509(text.get(), nullptr, noPassPhrase, nullptr)}) {
         found.push_back(std::move(next));
@@ -74,14 +58,14 @@ std::vector<Certificate> certificatesIn(const std::string& pem)
 
 PrivateKey privateKeyIn(const std::string& pem)
 {
-    const ErrorMark mark;
+    const ErrorQueueMark mark;
     return PrivateKey(PEM_read_bio_PrivateKey(reading(pem).get(), nullptr, noPassPhrase, nullptr));
 }
 
 std::string subjectOf(const X509& certificate)
 {
     const X509_NAME* const subject = X509_get_subject_name(&certificate);
-    const Bio text(BIO_new(BIO_s_mem()));
+    const BioHandle text(BIO_new(BIO_s_mem()));
     const int place = X509_NAME_get_index_by_NID(const_cast<X509_NAME*>(subject), NID_commonName, -1);
     if (place < 0) {
         X509_NAME_print_ex(text.get(), subject, 0, XN_FLAG_ONELINE);
@@ -89,27 +73,27 @@ std::string subjectOf(const X509& certificate)
         ASN1_STRING_print_ex(text.get(), X509_NAME_ENTRY_get_data(X509_NAME_get_entry(subject, place)),
                              ASN1_STRFLGS_UTF8_CONVERT);
     }
-    return written(text);
+    return contentOf(text.get());
 }
 
 std::string alternativeNamesOf(const X509& certificate)
 {
-    const ErrorMark mark;
+    const ErrorQueueMark mark;
     auto* const names =
         static_cast<GENERAL_NAMES*>(X509_get_ext_d2i(&certificate, NID_subject_alt_name, nullptr, nullptr));
     const std::unique_ptr<GENERAL_NAMES, decltype(&GENERAL_NAMES_free)> owner(names, GENERAL_NAMES_free);
     std::string text;
     for (int at = 0; at < sk_GENERAL_NAME_num(names); ++at) {
-        const Bio name(BIO_new(BIO_s_mem()));
+        const BioHandle name(BIO_new(BIO_s_mem()));
         GENERAL_NAME_print(name.get(), sk_GENERAL_NAME_value(names, at));
-        text += (text.empty() ? "" : ", ") + written(name);
+        text += (text.empty() ? "" : ", ") + contentOf(name.get());
     }
     return text;
 }
 
 bool isFor(X509& certificate, const std::string& nameOrAddress)
 {
-    const ErrorMark mark;
+    const ErrorQueueMark mark;
     return X509_check_ip_asc(&certificate, nameOrAddress.c_str(), 0) == 1 ||
            X509_check_host(&certificate, nameOrAddress.data(), nameOrAddress.size(),
                            X509_CHECK_FLAG_NEVER_CHECK_SUBJECT, nullptr) == 1;
@@ -134,8 +118,8 @@ Validity validityOf(const X509& certificate)
 std::string faultOfChain(const std::vector<Certificate>& certificates,
                          const std::vector<Certificate>& authorities)
 {
-    const ErrorMark mark;
-    const std::unique_ptr<X509_STORE, decltype(&X509_STORE_free)> store(X509_STORE_new(), X509_STORE_free);
+    const ErrorQueueMark mark;
+    const StoreHandle store(X509_STORE_new());
     for (const Certificate& authority : authorities) {
         X509_STORE_add_cert(store.get(), authority.get());
     }
@@ -145,8 +129,7 @@ std::string faultOfChain(const std::vector<Certificate>& certificates,
     for (const Certificate& certificate : certificates) {
         sk_X509_push(others, certificate.get());
     }
-    const std::unique_ptr<X509_STORE_CTX, decltype(&X509_STORE_CTX_free)> context(X509_STORE_CTX_new(),
-                                                                                  X509_STORE_CTX_free);
+    const StoreContextHandle context(X509_STORE_CTX_new());
     if (X509_STORE_CTX_init(context.get(), store.get(), certificates.front().get(), others) != 1) {
         return "OpenSSL cannot verify it";
     }

@@ -1,29 +1,19 @@
 #ifndef KSRBAC_DOCTOR_CERTIFICATE_H
 #define KSRBAC_DOCTOR_CERTIFICATE_H
 
-#include <memory>
 #include <string>
 #include <vector>
 
-#include <openssl/evp.h>
-#include <openssl/x509.h>
-
 #include "doctor/Finding.h"
+#include "openssl_handles.h"
 
 /// \file
 /// What the doctor looks at in certificates. No function asks for a pass phrase.
 
 namespace ksrbac {
 
-struct FreeCertificate {
-    void operator()(X509* certificate) const noexcept { X509_free(certificate); }
-};
-using Certificate = std::unique_ptr<X509, FreeCertificate>;
-
-struct FreeKey {
-    void operator()(EVP_PKEY* key) const noexcept { EVP_PKEY_free(key); }
-};
-using PrivateKey = std::unique_ptr<EVP_PKEY, FreeKey>;
+using Certificate = Tessara::Keepsafe::CertificateHandle;
+using PrivateKey = Tessara::Keepsafe::KeyHandle;
 
 /// The certificates of a text in PEM, in their order; those behind one that is malformed are left out.
 std::vector<Certificate> certificatesIn(const std::string& pem);

@@ -2,8 +2,6 @@
 #include <memory>
 #include <string>
 
-#include <openssl/bio.h>
-#include <openssl/evp.h>
 #include <openssl/pem.h>
 
 #include <keepsafe/platform/config/installation.h>
@@ -11,6 +9,7 @@
 
 #include "doctor/Examination.h"
 #include "doctor/HeardLog.h"
+#include "openssl_handles.h"
 #include "read_file.h"
 #include "token/HostKey.h"
 #include "token/token_checks.h"
@@ -33,10 +32,8 @@ std::string keyFile()
 /// 0 for a text without a key.
 int bitsOf(const std::string& pem)
 {
-    const std::unique_ptr<BIO, decltype(&BIO_free)> text(
-        BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())), BIO_free);
-    const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key(
-        PEM_read_bio_PUBKEY(text.get(), nullptr, nullptr, nullptr), EVP_PKEY_free);
+    const Tessara::Keepsafe::BioHandle text(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
+    const Tessara::Keepsafe::KeyHandle key(PEM_read_bio_PUBKEY(text.get(), nullptr, nullptr, nullptr));
     return key ? EVP_PKEY_get_bits(key.get()) : 0;
 }
 
