@@ -19,11 +19,11 @@ constexpr std::size_t TIME_BYTES = 64;
 constexpr std::size_t NAME_BYTES = 4096;
 constexpr std::size_t WORD_BYTES = 32;
 
-std::int64_t numberOf(const std::string& text)
+std::int64_t numberOf(const std::string& text, const char* attempt = READ)
 {
     std::int64_t number = 0;
     if (Tessara::Keepsafe::Text::parseDecimal(text, number) != std::errc()) {
-        throw DatabaseError(std::string("cannot ") + READ + ": a number is malformed");
+        throw DatabaseError(std::string("cannot ") + attempt + ": a number is malformed");
     }
     return number;
 }
@@ -118,22 +118,22 @@ void complete(Database& database, const JournalPlace& at, const char* column, st
     }
 }
 
-std::int64_t readLastRevision(Database& database)
+} // namespace
+
+std::int64_t readLastRevision(Database& database, const char* attempt)
 {
     std::int64_t revision = 0;
     database.forEachRow(
-        READ, "SELECT CAST(LastRevision AS TEXT) FROM AUTH_MAIN.ACTL_Revision WHERE Kind = 'change'",
+        attempt, "SELECT CAST(LastRevision AS TEXT) FROM AUTH_MAIN.ACTL_Revision WHERE Kind = 'change'",
         std::vector<std::size_t>{NUMBER_BYTES},
-        [&revision](const Database::Texts& row) { revision = numberOf(row.front()); });
+        [&](const Database::Texts& row) { revision = numberOf(row.front(), attempt); });
     return revision;
 }
-
-} // namespace
 
 JournalPage readJournal(Database& database, const JournalQuery& query)
 {
     JournalPage page;
-    page.lastRevision = readLastRevision(database);
+    page.lastRevision = readLastRevision(database, READ);
     std::vector<Row> rows;
     std::size_t bytes = 0;
     const Selection selection(query);

@@ -39,6 +39,10 @@ constexpr std::size_t MOST_PAGE_BYTES = std::size_t(4) << 20U;
 /// however much is changed meanwhile. Throws `DatabaseError`.
 [[nodiscard]] JournalPage readJournal(Database& database, const JournalQuery& query);
 
+/// The journal's last revision; 0 while nothing was ever changed. Throws `DatabaseError`: "cannot", the
+/// attempt and the reason.
+[[nodiscard]] std::int64_t readLastRevision(Database& database, const char* attempt);
+
 } // namespace keepsafe_service
 
 #endif

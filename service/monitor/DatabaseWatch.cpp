@@ -1,9 +1,9 @@
 #include "monitor/DatabaseWatch.h"
 
-#include <cstddef>
 #include <exception>
-#include <string>
-#include <vector>
+#include <optional>
+
+#include "journal/read_journal.h"
 
 namespace keepsafe_service {
 
@@ -16,12 +16,7 @@ DatabaseWatch::DatabaseWatch(const Tessara::Dal::DbConnectionSettings& settings,
 void DatabaseWatch::ask()
 {
     try {
-        constexpr std::size_t mostDigits = 20;
-        database_.forEachRow(
-            "ask the database whether it is there",
-            "SELECT CAST(LastRevision AS TEXT) FROM AUTH_MAIN.ACTL_Revision WHERE Kind = 'change'",
-            std::vector<std::size_t>{mostDigits},
-            [this](const Database::Texts& row) { health_.setRevision(std::stoll(row.front())); });
+        health_.setRevision(readLastRevision(database_, "ask the database whether it is there"));
         health_.setDatabaseFault(std::nullopt);
     } catch (const std::exception& error) {
         health_.setDatabaseFault(error.what());
