@@ -362,6 +362,9 @@ bool SlotBarrier::makeFolder() const
     if (mkdir(unfinished.c_str(), 0700) != 0 && errno != EEXIST) {
         return false;
     }
+    if (fchmodat(AT_FDCWD, unfinished.c_str(), 0700, AT_SYMLINK_NOFOLLOW) != 0) {
+        // Then with what the umask has left to the owner.
+    }
     const SlotFolder folder(unfinished);
     return folder.isOpen() && takeAfter(folder.descriptor(), parentOf(folderPath_), PERMISSIONS) &&
            rename(unfinished.c_str(), folderPath_.c_str()) == 0;

@@ -32,7 +32,17 @@ ProgramResult runWith(const std::string& variable, const std::string& program)
     return runProgram({"env", variable, program, MEMORY});
 }
 
-TEST(DatabaseEnvironment, GivesNoDatabaseToAProgramWithMoreRightsThanItsCaller)
+class DatabaseEnvironment : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!PrivilegedCopy::mayBeMade()) {
+            GTEST_SKIP() << PrivilegedCopy::NEEDS;
+        }
+    }
+};
+
+TEST_F(DatabaseEnvironment, GivesNoDatabaseToAProgramWithMoreRightsThanItsCaller)
 {
     const ProgramResult result = runProgram({PrivilegedCopy(DAL_CONNECT).path(), MEMORY});
     EXPECT_EQ(result.output, std::to_string(Tessara::Dal::STATUS_CONNECT_FAILED) + "\n");
@@ -41,7 +51,7 @@ TEST(DatabaseEnvironment, GivesNoDatabaseToAProgramWithMoreRightsThanItsCaller)
     EXPECT_EQ(runProgram({DAL_CONNECT, MEMORY}).output, "0\n") << "the same program without more rights";
 }
 
-TEST(DatabaseEnvironment, MakesNoProgramWithMoreRightsWriteATrace)
+TEST_F(DatabaseEnvironment, MakesNoProgramWithMoreRightsWriteATrace)
 {
     const HostileFolder folder;
     const ProgramResult refused = runWith("ODBCSYSINI=" + folder.path(), PrivilegedCopy(DAL_CONNECT).path());

@@ -114,6 +114,17 @@ TEST_F(SlotFilesOfOthersTest, GroupsRightsAreLeftOutWhereTheGroupCannotBeGiven)
     EXPECT_EQ(permissionsOf(controlOf(path)), 0606U);
 }
 
+TEST_F(SlotFilesOfOthersTest, UmaskThatTakesTheOwnersPermissionsHasNoInfluence)
+{
+    fs::permissions(directory.path(), fs::perms(01777));
+    fs::permissions(path, fs::perms(0666));
+    EXPECT_TRUE(holdsForNobody([&] {
+        umask(0777);
+        makeControlPage(lock);
+        return getsSlot(lock);
+    }));
+}
+
 TEST_F(SlotFilesOfOthersTest, UserWhoMayMakeNoFilesReadsByTheKernelLockAndKeepsWritersOut)
 {
     makeControlPage(lock);

@@ -32,8 +32,8 @@ std::string replaced(std::string text, const std::string& from, const std::strin
     return text;
 }
 
-/// Without what differs from run to run: identifiers of sessions, points in time, durations, and the
-/// revisions of changes, which depend on what other pages show.
+/// Without what differs from run to run: identifiers of sessions, points in time, durations, the user, and
+/// the revisions of changes, which depend on what other pages show.
 std::string withoutChance(const std::string& text)
 {
     static const std::regex session("[0-9a-f]{32}");
@@ -42,6 +42,7 @@ std::string withoutChance(const std::string& text)
     static const std::regex revision(" *[0-9]+  [0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z");
     static const std::regex age("last written (now|[0-9]+ s ago)");
     static const std::regex expiry("expires in [0-9]+ d[ 0-9h]*, at [-0-9T:.]+Z");
+    static const std::regex owner("(root|user [0-9]+) may write it");
     static const std::regex limit("[0-9]+ (MiB of [0-9]+ MiB free|files open)");
     std::string plain = std::regex_replace(text, session, "SESSION");
     plain = std::regex_replace(plain, time, "\"exp\":TIME");
@@ -49,6 +50,7 @@ std::string withoutChance(const std::string& text)
     plain = std::regex_replace(plain, duration, "$1 0 ms");
     plain = std::regex_replace(plain, age, "last written now");
     plain = std::regex_replace(plain, expiry, "expires in some time");
+    plain = std::regex_replace(plain, owner, "USER may write it");
     return std::regex_replace(plain, limit, "some");
 }
 
