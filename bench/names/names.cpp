@@ -139,7 +139,7 @@ std::function<void()> printing(std::vector<Name> names, Print print)
 {
     return [names = std::move(names), print] {
         for (const Name& name : names) {
-            const Name copy = name;
+            const Name copy = name; // NOLINT(performance-unnecessary-copy-initialization)
             require(!print(copy).empty(), "the name can be printed");
         }
     };

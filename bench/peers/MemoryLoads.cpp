@@ -16,6 +16,7 @@ std::uintptr_t lineOf(const void* address) { return reinterpret_cast<std::uintpt
 /// The byte there, for its reading alone.
 std::uintptr_t load(std::uintptr_t address)
 {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the address is computed from those of objects
     return *reinterpret_cast<const volatile std::uint8_t*>(address);
 }
 

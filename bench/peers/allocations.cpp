@@ -5,11 +5,13 @@
 // These replace the C library's functions of the same names, for the shared libraries too. The C library
 // offers its own under other names; `operator new` comes here through `malloc`.
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the C library's names
 extern "C" {
 void* __libc_malloc(std::size_t size) noexcept;
 void* __libc_calloc(std::size_t count, std::size_t size) noexcept;
 void* __libc_realloc(void* memory, std::size_t size) noexcept;
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 

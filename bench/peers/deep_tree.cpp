@@ -1,5 +1,6 @@
 #include "peers/deep_tree.h"
 
+#include <cstdint>
 #include <string>
 
 #include "cachewriter/ImageBuilder.h"
@@ -33,7 +34,7 @@ ObjectNamespace leafBelow(const ObjectNamespace& above, unsigned chain, unsigned
 
 keepsafe_service::CacheImage deepTree(unsigned depth)
 {
-    const GeneratedCache generated(CHAINS * LEAVES, SEED);
+    const GeneratedCache generated(std::uint64_t{CHAINS} * LEAVES, SEED);
     ImageBuilder builder;
     CacheObject root;
     root.ns = GeneratedCache::rootNamespace();

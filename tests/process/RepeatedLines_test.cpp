@@ -72,7 +72,7 @@ TEST(RepeatedLines, OfManyThreadsAreAllCounted)
     }
     std::uint64_t asked = 0;
     told += waitUntilItPasses(lines, "a line", asked);
-    EXPECT_EQ(told + passed + 1, THREADS * TIMES + asked);
+    EXPECT_EQ(told + passed + 1, std::uint64_t{THREADS} * TIMES + asked);
     EXPECT_LT(passed, 100U);
 }
 

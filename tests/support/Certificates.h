@@ -19,7 +19,7 @@ struct CertificateRequest {
     /// as "IP:127.0.0.1,DNS:localhost"; empty: none
     std::string alternativeNames;
     long validFromSeconds = -3600; ///< from now
-    long validToSeconds = 24 * 3600;
+    long validToSeconds = 24L * 3600;
 };
 
 /// Issues certificates (EC P-256) into a folder. Its own is "<folder>/<name>.pem".

@@ -12,7 +12,7 @@ bool fails() noexcept { return keepsafe_test::mustFail(keepsafe_test::CallKind::
 
 } // namespace
 
-#define NEXT(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
+#define NEXT(name) reinterpret_cast<decltype(&(name))>(dlsym(RTLD_NEXT, #name))
 
 #define INTERPOSE(name, parameters, arguments)                                                               \
     extern "C" SQLRETURN SQL_API name parameters                                                             \

@@ -30,10 +30,13 @@ bool fails(CallKind kind, int error) noexcept
     return true;
 }
 
+/// What mmap returns when it fails.
+void* const NO_MAPPING = reinterpret_cast<void*>(std::intptr_t{-1}); // NOLINT(performance-no-int-to-ptr)
+
 } // namespace
 
 // The function of that name in the library behind this one.
-#define NEXT(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
+#define NEXT(name) reinterpret_cast<decltype(&(name))>(dlsym(RTLD_NEXT, #name))
 
 // A function that returns `failure` when it has to fail.
 #define INTERPOSE(kind, error, failure, result, name, parameters, arguments)                                 \
@@ -95,10 +98,12 @@ bool memoryFails(void* caller) noexcept
 #define MEMORY_FAILS() memoryFails(__builtin_return_address(0))
 
 extern "C" {
+// NOLINTBEGIN(bugprone-reserved-identifier): the C library's names
 void* __libc_malloc(Size);
 void* __libc_calloc(Size, Size);
 void* __libc_realloc(void*, Size);
 void* __libc_memalign(Size, Size);
+// NOLINTEND(bugprone-reserved-identifier)
 
 void* malloc(Size size) { return MEMORY_FAILS() ? nullptr : __libc_malloc(size); }
 void* calloc(Size count, Size size) { return MEMORY_FAILS() ? nullptr : __libc_calloc(count, size); }
@@ -138,10 +143,10 @@ INTERPOSE(Open, EMFILE, -1, int, mkostemp, (char* pattern, int flags), (pattern,
 INTERPOSE(Open, EMFILE, -1, int, mkostemp64, (char* pattern, int flags), (pattern, flags))
 INTERPOSE(Open, EMFILE, -1, int, dup3, (int file, int as, int flags), (file, as, flags))
 
-INTERPOSE(Map, ENOMEM, reinterpret_cast<void*>(std::intptr_t{-1}), void*, mmap,
+INTERPOSE(Map, ENOMEM, NO_MAPPING, void*, mmap,
           (void* address, Size size, int protection, int flags, int file, Offset offset),
           (address, size, protection, flags, file, offset))
-INTERPOSE(Map, ENOMEM, reinterpret_cast<void*>(std::intptr_t{-1}), void*, mmap64,
+INTERPOSE(Map, ENOMEM, NO_MAPPING, void*, mmap64,
           (void* address, Size size, int protection, int flags, int file, Offset offset),
           (address, size, protection, flags, file, offset))
 

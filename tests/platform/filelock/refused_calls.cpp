@@ -75,8 +75,9 @@ int unlinkat(int folder, const char* name, int flags)
 /// Of files only: memory is got by it, too.
 void* mmap(void* address, std::size_t size, int protection, int flags, int file, long offset)
 {
-    return call(file < 0 ? "mmap memory" : "mmap", "mmap", reinterpret_cast<void*>(-1L), address, size,
-                protection, flags, file, offset);
+    void* const failed = reinterpret_cast<void*>(-1L); // NOLINT(performance-no-int-to-ptr)
+    return call(file < 0 ? "mmap memory" : "mmap", "mmap", failed, address, size, protection, flags, file,
+                offset);
 }
 
 } // extern "C"

@@ -165,7 +165,8 @@ TEST_F(HttpFaults, OfTheBodyStopAtTheLimit)
 
 TEST_F(HttpFaults, LetAResponseOfTheDefaultLimitPass)
 {
-    const std::string body(67'108'864, 'x');
+    constexpr std::size_t limit = 67'108'864;
+    const std::string body(limit, 'x'); // NOLINT(bugprone-string-constructor)
     server.playNext(answer(200, body));
     EXPECT_EQ(statusOfGet(), CURLE_OK);
     EXPECT_TRUE(client.responseBody() == body);

@@ -48,6 +48,7 @@ void syslog(int priority, const char* format, ...)
 }
 
 /// What libraries call that are compiled with checked functions.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the C library's name
 void __syslog_chk(int priority, int /*flag*/, const char* format, ...)
 {
     std::va_list arguments;

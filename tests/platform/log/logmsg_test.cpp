@@ -58,9 +58,10 @@ TEST(Logmsgf, WritesMessagesOfUpTo16KiBWhole)
 TEST(Logmsgf, SaysHowMuchOfALongerMessageIsLeftOut)
 {
     const CapturedLog log;
-    const std::string longest(16 * 1024, 'x');
+    const std::string longest(16'384, 'x');
     logmsgf(16, "tag", "%sy", longest.c_str());
-    logmsgf(16, "tag", "%s", std::string(60'000'000, 'x').c_str());
+    const std::string huge(60'000'000, 'x'); // NOLINT(bugprone-string-constructor)
+    logmsgf(16, "tag", "%s", huge.c_str());
     logmsgv(1, 0, "tag", (longest + "abc").c_str());
     EXPECT_EQ(log.lines(), (Lines{{16, "tag", longest + "... (1 more bytes)"},
                                   {16, "tag", longest + "... (59983616 more bytes)"},

@@ -71,7 +71,7 @@ TEST_F(ManagedObjectApiTest, AnotherTypeOfTheDefinitionItsRoleOrItsObjectIs9103)
 
 TEST_F(ManagedObjectApiTest, TheTypesInAnAccessDefinitionAreComparedExactly)
 {
-    const auto cut = [](std::string type) { return type.substr(0, type.size() - 1); };
+    const auto cut = [](const std::string& type) { return type.substr(0, type.size() - 1); };
     for (std::string DefinitionText::*type :
          {&DefinitionText::type, &DefinitionText::roleType, &DefinitionText::objectType}) {
         DefinitionText definition;

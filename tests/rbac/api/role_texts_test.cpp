@@ -23,7 +23,7 @@ protected:
     template <typename Error, typename Call>
     std::string refusal(const Call& call)
     {
-        const std::string message = thrownBy<Error>(call).what();
+        std::string message = thrownBy<Error>(call).what();
         EXPECT_THAT(service_->requests, IsEmpty());
         return message;
     }

@@ -312,7 +312,7 @@ TEST(ObjectNamespace, ACopyTakesTheTextAlong)
 {
     const ObjectNamespace original("a", "b");
     ASSERT_EQ(original.str(), "|a|b|");
-    const ObjectNamespace copy = original;
+    const ObjectNamespace copy = original; // NOLINT(performance-unnecessary-copy-initialization)
     EXPECT_EQ(copy.str(), "|a|b|");
     EXPECT_NE(&copy.str(), &original.str());
 }

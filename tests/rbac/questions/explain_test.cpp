@@ -75,7 +75,7 @@ protected:
                         const ObjectNamespace& operation = operations::VIEW)
     {
         const Explainer explainer(root_.client(), roles, operation);
-        const Explanation explanation = explainer.explain(object);
+        Explanation explanation = explainer.explain(object);
         const auto verdict = explainer.verdict(object);
         EXPECT_EQ(verdict.isAllowed, explanation.verdict.isAllowed);
         EXPECT_EQ(verdict.reason, explanation.verdict.reason);

@@ -93,7 +93,7 @@ class SentRequests : public RegistrationTest {
 protected:
     std::string takeSent()
     {
-        const std::string body = scripted_->requests.at(0).body;
+        std::string body = scripted_->requests.at(0).body;
         scripted_->requests.clear();
         return body;
     }

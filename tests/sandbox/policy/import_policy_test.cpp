@@ -59,12 +59,12 @@ TEST_P(ImportPolicy, PutsThePolicyInThePlaceOfEverything)
     EXPECT_FALSE(isAllowed("|old|", VIEW));
     restart();
 
+    const std::string administrator =
+        "0 Administrator Allowed every operation on every object, whatever the access definitions say";
     EXPECT_EQ(everything(namespaces("|old| | |A|")),
-              (Texts{"0 Administrator Allowed every operation on every object, whatever the access "
-                     "definitions say",
-                     "17 it's € ", "40 auditor ", "|  READY", "3", "40 OBJECT_AND_CHILDREN |OPERATIONS|VIEW|",
-                     "|A|  READY alone", "2", "4", "17 CHILDREN |OPERATIONS|RESTORE| |OPERATIONS|VIEW|",
-                     "40 OBJECT"}));
+              (Texts{administrator, "17 it's € ", "40 auditor ", "|  READY", "3",
+                     "40 OBJECT_AND_CHILDREN |OPERATIONS|VIEW|", "|A|  READY alone", "2", "4",
+                     "17 CHILDREN |OPERATIONS|RESTORE| |OPERATIONS|VIEW|", "40 OBJECT"}));
     EXPECT_EQ(service_->operations(), (std::vector<ObjectNamespace>{RESTORE, VIEW}));
 }
 

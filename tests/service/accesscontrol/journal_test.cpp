@@ -294,7 +294,7 @@ TEST_P(Journal, OfTwoServicesOnOneDatabaseHasOneOrder)
     auto running = std::async(std::launch::async, [&] { flip(second, "|B|"); });
     flip(*service_, "|A|");
     running.get();
-    EXPECT_EQ(journal().back().at.revision, begin + 2 * CHANGES);
+    EXPECT_EQ(journal().back().at.revision, begin + 2L * CHANGES);
     expectJournalLeadsToTheStore();
 }
 

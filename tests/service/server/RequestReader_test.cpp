@@ -58,7 +58,7 @@ Reading readPieces(const std::vector<std::string>& pieces)
 
 Reading read(const std::string& text)
 {
-    const Reading whole = readPieces({text});
+    Reading whole = readPieces({text});
     for (std::size_t cut = 1; cut < text.size() && text.size() < 3000; ++cut) {
         const Reading inTwo = readPieces({text.substr(0, cut), text.substr(cut)});
         EXPECT_EQ(inTwo.requests, whole.requests) << "cut at " << cut;

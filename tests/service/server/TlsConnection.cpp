@@ -115,7 +115,7 @@ std::string TlsConnection::response()
     const std::size_t size = end + sizeof HEADERS_END - 1 + contentLength(received_.substr(0, end));
     while (received_.size() < size && readMore()) {
     }
-    const std::string response = received_.substr(0, size);
+    std::string response = received_.substr(0, size);
     received_.erase(0, size);
     return response;
 }

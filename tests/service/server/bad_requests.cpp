@@ -38,7 +38,7 @@ std::vector<BadRequest> badRequests()
         {"TabForBlank", "GET\t/x HTTP/1.1\r\nHost: x\r\n\r\n", 400, NOT_HTTP},
         {"BlankInTarget", "GET /x y HTTP/1.1\r\nHost: x\r\n\r\n", 400, NOT_HTTP},
         {"TwoQuestionMarks", "GET /x?a?b HTTP/1.1\r\nHost: x\r\n\r\n", 400, NOT_HTTP},
-        {"ZeroByteInTarget", std::string("GET /a\0b HTTP/1.1\r\nHost: x\r\n\r\n", 31), 400, NOT_HTTP},
+        {"ZeroByteInTarget", std::string("GET /a\0b HTTP/1.1\r\nHost: x\r\n\r\n", 30), 400, NOT_HTTP},
         {"WholeUri", "GET https://x/y HTTP/1.1\r\nHost: x\r\n\r\n", 400, NOT_HTTP},
         {"Authority", "CONNECT x:443 HTTP/1.1\r\nHost: x\r\n\r\n", 400, NOT_HTTP},
         {"Asterisk", "OPTIONS * HTTP/1.1\r\nHost: x\r\n\r\n", 400, NOT_HTTP},

@@ -42,7 +42,7 @@ inline std::string completedWords(const Shell& shell, const std::string& program
     (void)terminal.shownUntil("READY> ");
     // The completed line becomes the arguments of another command, which shows them.
     terminal.type(line + "\t\x05 ; echo EN''D\x01printf '<%s>\\n' \r");
-    const std::string shown = terminal.shownUntil("END");
+    std::string shown = terminal.shownUntil("END");
     const std::string begin = "<" + last + ">\r\n";
     const std::size_t at = shown.rfind(begin);
     if (at == std::string::npos) {

@@ -27,6 +27,11 @@ TEST_F(Doctor, FindsNothingWhereAllIsWell)
     EXPECT_EQ(report.summary, "OK: 24 ok");
     EXPECT_EQ(report.errors, "");
     EXPECT_EQ(report.exitStatus, 0);
+    const std::string tables = "ok       database tables: those of the queries for tokens and criteria are "
+                               "there, with their columns";
+    const std::string state =
+        "ok       cache state: generation 2, last written now; the service does not call "
+        "it outdated, and tells no generation to compare";
     const std::vector<std::string> expected{
         "ok       installation root: ROOT",
         "ok       configuration: ROOT/etc/keepsafe.toml is well-formed; " + owner() + " may write it",
@@ -37,8 +42,7 @@ TEST_F(Doctor, FindsNothingWhereAllIsWell)
         "ok       client key: ROOT/etc/tls/host.key belongs to the certificate",
         "ok       token key: ROOT/var/global/tssec/jwtkeys/jwtPublicKey is an RSA key of 2048 bits",
         "ok       database: SQLite, connected in N ms",
-        "ok       database tables: those of the queries for tokens and criteria are there, with their "
-        "columns",
+        tables,
         "ok       session identifiers: compared byte by byte",
         "ok       master server: ADDRESS answers in N ms: the access cache of | is service",
         "ok       server certificate: ksrbac-sandbox service is for ADDRESS and expires in N d, at TIME",
@@ -48,9 +52,7 @@ TEST_F(Doctor, FindsNothingWhereAllIsWell)
         "ok       cache lock: free",
         "ok       reader slots: no process has any now",
         "ok       cache structure: files, header and manifest fit each other; it covers |",
-        "ok       cache state: generation 2, last written now; the service does not call it outdated, and "
-        "tells "
-        "no generation to compare",
+        state,
         "ok       operation cache: 20 operations, each with a bit of its own",
         "ok       granted operations: all are known, on 38 objects",
         "ok       disk space: N MiB of M MiB free for ROOT/wmc/webserver/temp",

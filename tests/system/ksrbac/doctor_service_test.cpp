@@ -97,7 +97,7 @@ TEST_F(DoctorOfServices, ShowsOnATerminalWhatItWaitsForAndColoursItsFindings)
                                    end.get(),
                                    end.get()});
         }();
-        const std::string text = terminal.shownAtEnd();
+        std::string text = terminal.shownAtEnd();
         EXPECT_EQ(program.wait().exitStatus, 2);
         return text;
     };

@@ -118,7 +118,7 @@ protected:
         results.writeEnd.close();
         (void)terminal.shownUntil(name + " (");
         (void)readAll(results.readEnd);
-        const std::string text = terminal.shownAtEnd();
+        std::string text = terminal.shownAtEnd();
         (void)program.wait();
         return text;
     }

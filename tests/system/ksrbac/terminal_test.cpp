@@ -148,7 +148,7 @@ protected:
         });
         std::vector<std::string> all = arguments;
         all.push_back(pipe);
-        const ProgramResult result = run(all);
+        ProgramResult result = run(all);
         EXPECT_EQ(unlink(pipe.c_str()), 0);
         return result;
     }

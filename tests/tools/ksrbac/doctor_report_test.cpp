@@ -60,7 +60,7 @@ TEST(DoctorReport, ColoursTheWordsWhereThereAreColours)
 
 TEST(DoctorReport, CallsSpaceLowBelow64MebibytesOrAHundredth)
 {
-    constexpr std::uint64_t MEBIBYTE = 1024 * 1024;
+    constexpr std::uint64_t MEBIBYTE = 1'048'576;
     EXPECT_TRUE(ksrbac::isSpaceLow(64 * MEBIBYTE - 1, 1000 * MEBIBYTE));
     EXPECT_FALSE(ksrbac::isSpaceLow(64 * MEBIBYTE, 1000 * MEBIBYTE));
     EXPECT_TRUE(ksrbac::isSpaceLow(99 * MEBIBYTE, 10000 * MEBIBYTE));

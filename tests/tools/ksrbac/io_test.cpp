@@ -74,7 +74,7 @@ TEST_F(Lines, MayBeLongerThanTheBuffer)
 TEST_F(Lines, ThatDoNotEndAreRefused)
 {
     writeFile(dir_.path("input"), "a\n");
-    ASSERT_EQ(truncate(dir_.path("input").c_str(), 65 * 1024 * 1024), 0);
+    ASSERT_EQ(truncate(dir_.path("input").c_str(), 65L * 1024 * 1024), 0);
     LineReader reader(dir_.path("input"), [] {});
     std::string line;
     ASSERT_TRUE(reader.next(line));

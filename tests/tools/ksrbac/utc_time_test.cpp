@@ -34,8 +34,8 @@ TEST(UtcTime, TakesEveryNumber)
 TEST(TimeFrom, TellsTheTwoGreatestUnits)
 {
     EXPECT_EQ(timeFrom(0, 5'000), "in 5 s");
-    EXPECT_EQ(timeFrom(0, 8 * 3'600'000 - 1), "in 7 h 59 min");
-    EXPECT_EQ(timeFrom(0, 2 * DAY + 3 * 3'600'000 + 59'000), "in 2 d 3 h");
+    EXPECT_EQ(timeFrom(0, 8LL * 3'600'000 - 1), "in 7 h 59 min");
+    EXPECT_EQ(timeFrom(0, 2 * DAY + 3LL * 3'600'000 + 59'000), "in 2 d 3 h");
     EXPECT_EQ(timeFrom(0, DAY + 60'000), "in 1 d");
     EXPECT_EQ(timeFrom(90'000, 0), "1 min 30 s ago");
     EXPECT_EQ(timeFrom(0, 999), "now");
