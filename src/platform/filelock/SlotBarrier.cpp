@@ -359,10 +359,12 @@ bool SlotBarrier::makePage()
 bool SlotBarrier::makeFolder() const
 {
     const std::string unfinished = folderPath_ + ".new";
-    if (mkdir(unfinished.c_str(), 0700) != 0 && errno != EEXIST) {
+    const bool isMade = mkdir(unfinished.c_str(), 0700) == 0;
+    if (!isMade && errno != EEXIST) {
         return false;
     }
-    if (fchmodat(AT_FDCWD, unfinished.c_str(), 0700, AT_SYMLINK_NOFOLLOW) != 0) {
+    // What was there already may be anybody's, and keeps its permissions.
+    if (isMade && fchmodat(AT_FDCWD, unfinished.c_str(), 0700, AT_SYMLINK_NOFOLLOW) != 0) {
         // Then with what the umask has left to the owner.
     }
     const SlotFolder folder(unfinished);
